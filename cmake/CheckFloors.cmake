@@ -1,0 +1,34 @@
+# Fails when a source or header includes one of a higher floor. The include roots already keep the
+# compiler from finding one; this also catches relative paths and what no target compiles.
+#
+# cmake -D ROOT=<source tree> -P CheckFloors.cmake
+
+cmake_minimum_required(VERSION 3.25)
+
+set(floors osapi log reda netio commend pres dds_c)
+set(above ${floors} domain infrastructure ddspart)
+set(wrong 0)
+
+foreach(floor IN LISTS floors)
+    list(POP_FRONT above)
+    if(floor STREQUAL "dds_c")
+        set(directory ${ROOT}/dds_c.1.0)
+        set(above ddspart)
+    else()
+        set(directory ${ROOT}/lower/${floor})
+    endif()
+    list(JOIN above "|" higher)
+
+    file(GLOB_RECURSE files ${directory}/*.h ${directory}/*.cpp ${directory}/*.c)
+    foreach(file IN LISTS files)
+        file(STRINGS ${file} includes REGEX "^[ \t]*#[ \t]*include[ \t]*[<\"]([^>\"]*/)?(${higher})/")
+        foreach(include IN LISTS includes)
+            message("${file}: ${include}: '${floor}' includes from above")
+            math(EXPR wrong "${wrong} + 1")
+        endforeach()
+    endforeach()
+endforeach()
+
+if(wrong)
+    message(FATAL_ERROR "${wrong} include(s) go up")
+endif()

@@ -1,0 +1,36 @@
+# How everything in this tree is compiled: language, warnings, instrumentation.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_C_EXTENSIONS OFF)
+
+if(PROJECT_IS_TOP_LEVEL)
+    set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+    if(NOT CMAKE_BUILD_TYPE)
+        set(CMAKE_BUILD_TYPE RelWithDebInfo)
+    endif()
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+
+if(NUVDDS_SANITIZE)
+    list(JOIN NUVDDS_SANITIZE "," sanitizers)
+    add_compile_options(-fsanitize=${sanitizers} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${sanitizers})
+endif()
+
+if(NUVDDS_COVERAGE)
+    add_compile_options(--coverage -fprofile-update=atomic)
+    add_link_options(--coverage)
+endif()
+
+# The compiler command carries a digest of the tidy configuration, so that a change of the
+# configuration checks everything again and otherwise only what changed is checked.
+if(CMAKE_CXX_CLANG_TIDY)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/.clang-tidy)
+    file(SHA1 ${PROJECT_SOURCE_DIR}/.clang-tidy tidy_digest)
+    add_compile_definitions(NUVDDS_TIDY_${tidy_digest})
+endif()

@@ -1,0 +1,4 @@
+/* The test is that this program compiles. */
+int main(void) {
+    return 0;
+}
