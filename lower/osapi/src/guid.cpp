@@ -1,0 +1,116 @@
+// Participant GUIDs that are unique without any network address.
+#include "osapi/osapi_guid.h"
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "osapi/osapi_ntptime.h"
+
+namespace {
+
+/** FNV-1a with 64 bits. */
+class Hash {
+public:
+    constexpr Hash() = default;
+
+    void add(const void *data, std::size_t size) {
+        const auto *bytes = static_cast<const unsigned char *>(data);
+        for (std::size_t i = 0; i < size; ++i) {
+            value_ = (value_ ^ bytes[i]) * 0x100000001B3u;
+        }
+    }
+
+    template <typename Number>
+    void add(Number number) {
+        add(&number, sizeof number);
+    }
+
+    /** Half the bits, each of which depends on all of them. */
+    NUV_UINT32 folded() const {
+        NUV_UINT64 mixed = (value_ ^ (value_ >> 32)) * 0x9E3779B97F4A7C15u;
+        mixed ^= mixed >> 29;
+        return static_cast<NUV_UINT32>(mixed ^ (mixed >> 32));
+    }
+
+private:
+    NUV_UINT64 value_ = 0xCBF29CE484222325u;
+};
+
+/** Adds the start of a file, which is enough for a line with an identity. A missing file is fine.
+ */
+void add_file(Hash &hash, const char *path) {
+    const int descriptor = open(path, O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        return;
+    }
+    std::array<char, 128> contents{};
+    const ssize_t length = read(descriptor, contents.data(), contents.size());
+    if (length > 0) {
+        hash.add(contents.data(), static_cast<std::size_t>(length));
+    }
+    close(descriptor);
+}
+
+/** What does not change while the process lives, nor in its children. */
+Hash hash_of_host() {
+    Hash hash;
+    add_file(hash, "/etc/machine-id");
+    add_file(hash, "/proc/sys/kernel/random/boot_id");
+    return hash;
+}
+
+/** The calling thread's network namespace, which a process may change: so it is read each time. */
+void add_network_namespace(Hash &hash) {
+    struct stat status {};
+    if (stat("/proc/thread-self/ns/net", &status) == 0) {
+        hash.add(status.st_dev);
+        hash.add(status.st_ino);
+    }
+}
+
+NUV_UINT32 host_id() {
+    static const Hash host = hash_of_host();
+    Hash hash = host;
+    add_network_namespace(hash);
+    // The first two octets of a GUID prefix are those of the vendor id. It is unknown, {0, 0}.
+    return hash.folded() & 0xFFFFu;
+}
+
+NUV_UINT32 not_zero(NUV_UINT32 value) {
+    return value != 0 ? value : 1;
+}
+
+} // namespace
+
+void NUVOsapiRtpsGuid_generate(struct NUVOsapiRtpsGuid *out) {
+    static std::atomic<NUV_UINT64> count{0};
+
+    // New random bits for every GUID: nothing is remembered that a forked child could repeat.
+    std::array<NUV_UINT64, 2> random{};
+    // Early after a boot there may be none yet; rather than wait, time and count have to do.
+    [[maybe_unused]] const ssize_t received =
+        getrandom(random.data(), sizeof random, GRND_NONBLOCK);
+    NUVClock *monotonic = NUVClock_getMonotonic();
+    const NUV_INT64 now = monotonic->getNanoseconds(monotonic);
+
+    Hash process;
+    process.add(getpid());
+    process.add(now);
+    process.add(random[0]);
+
+    Hash instance;
+    instance.add(random[1]);
+    instance.add(now);
+    instance.add(count.fetch_add(1, std::memory_order_relaxed));
+
+    out->prefix.hostId = not_zero(host_id());
+    out->prefix.appId = not_zero(process.folded());
+    out->prefix.instanceId = not_zero(instance.folded());
+    out->objectId = NUV_OSAPI_RTPS_OBJECT_ID_PARTICIPANT;
+}
