@@ -1,0 +1,103 @@
+// Exclusive areas.
+#include "reda/reda_exclusiveArea.h"
+
+#include <mutex>
+#include <new>
+
+#include "log/log_message.h"
+#include "log/log_module.h"
+#include "osapi/osapi_heap.h"
+#include "worker_internal.h"
+
+struct REDAExclusiveArea {
+    REDAExclusiveArea(NUV_INT32 its_level, const char *its_name)
+        : level(its_level), name(its_name) {}
+
+    const NUV_INT32 level;
+    const char *const name;
+    std::mutex mutex;
+    // Of whoever is inside:
+    bool timed = false;
+    NUV_INT64 entered = 0; // when, if timed
+};
+
+namespace {
+
+NUV_INT64 read_clock() {
+    NUVClock *clock = NUVClock_getMonotonic();
+    return clock->getNanoseconds(clock);
+}
+
+bool is_watched(const REDAExclusiveArea *area, const REDAWorker *worker) {
+    return worker != nullptr && worker->_manager != nullptr &&
+           REDAWorkerFactory_watchesLevelI(worker->_manager, area->level);
+}
+
+struct Seconds { // as printed with "%lld.%06lld"
+    explicit Seconds(NUV_INT64 nanoseconds)
+        : whole(nanoseconds / 1'000'000'000), micros(nanoseconds % 1'000'000'000 / 1000) {}
+
+    long long whole;
+    long long micros;
+};
+
+void log_slow_hold(const char *name, NUV_INT32 level, NUV_INT64 held, const REDAWorker *worker) {
+    NUV_INT32 watched_level = 0;
+    NUVNtpTime threshold = NUV_NTP_TIME_INFINITE;
+    REDAWorkerFactory_getEaTimeBasedLogging(worker->_manager, &watched_level, &threshold);
+    const NUV_INT64 longest = NUVNtpTime_toNanoseconds(&threshold);
+    if (level < watched_level || held <= longest) {
+        return;
+    }
+    if (NUVLog_isEnabled(&REDALog_g_instrumentationMask, &REDALog_g_submoduleMask,
+                         NUV_LOG_LEVEL_WARNING, NUV_LOG_SUBMODULE_ALL) == 0 &&
+        NUVLog_isEnabledForContext(worker->_activityContext, NUV_LOG_LEVEL_WARNING) == 0) {
+        return;
+    }
+    const Seconds measured(held);
+    const Seconds allowed(longest);
+    NUVLogParamString_printWithParams(
+        NUV_LOG_UNNUMBERED, NUV_LOG_LEVEL_WARNING, NUV_LOG_MODULE_REDA, __FILE__, __LINE__,
+        "REDAExclusiveArea_leave",
+        "exclusive area '%s' (level %d) was held for %lld.%06lld s, longer than %lld.%06lld s, "
+        "by worker '%s'",
+        name, static_cast<int>(level), measured.whole, measured.micros, allowed.whole,
+        allowed.micros, worker->_name);
+}
+
+} // namespace
+
+struct REDAExclusiveArea *REDAExclusiveArea_new(NUV_INT32 level, const char *name) {
+    REDAExclusiveArea *self = nullptr;
+    NUVOsapiHeap_allocateStructure(&self, struct REDAExclusiveArea);
+    return self != nullptr ? new (self) REDAExclusiveArea(level, name) : nullptr;
+}
+
+void REDAExclusiveArea_delete(struct REDAExclusiveArea *self) {
+    if (self != nullptr) {
+        self->~REDAExclusiveArea();
+        NUVOsapiHeap_freeStructure(self);
+    }
+}
+
+void REDAExclusiveArea_enter(struct REDAExclusiveArea *self, struct REDAWorker *worker) {
+    self->mutex.lock();
+    self->timed = is_watched(self, worker);
+    if (self->timed) {
+        self->entered = read_clock();
+    }
+}
+
+void REDAExclusiveArea_leave(struct REDAExclusiveArea *self, struct REDAWorker *worker) {
+    // Who leaves without having been timed, as when the logging was turned on meanwhile, is not
+    // judged.
+    const bool timed = self->timed && is_watched(self, worker);
+    const NUV_INT64 held = timed ? read_clock() - self->entered : 0;
+    // Another thread may delete the area as soon as it has been left.
+    const char *const name = self->name;
+    const NUV_INT32 level = self->level;
+    self->mutex.unlock();
+    if (timed) {
+        log_slow_hold(name, level, held, worker);
+    }
+}

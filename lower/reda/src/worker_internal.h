@@ -1,0 +1,13 @@
+// What the exclusive areas ask of a worker's factory.
+#ifndef REDA_WORKER_INTERNAL_H
+#define REDA_WORKER_INTERNAL_H
+
+#include "reda/reda_worker.h"
+
+/**
+ * Whether a worker of this factory is to be timed in an area of this level. Takes no lock while
+ * time-based logging is off.
+ */
+bool REDAWorkerFactory_watchesLevelI(const struct REDAWorkerFactory *self, NUV_INT32 level);
+
+#endif
