@@ -1,0 +1,189 @@
+/**
+ * @file netio_configurator.h
+ * @brief A participant's transports: which are registered, on which interfaces, with which
+ * locators.
+ *
+ * A configurator is set up before its participant is visible to others. Its operations are
+ * thread-safe from then on.
+ */
+#ifndef NETIO_CONFIGURATOR_H
+#define NETIO_CONFIGURATOR_H
+
+#include "netio/netio_runtime.h"
+#include "reda/reda_weakReference.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+struct NUVNetioConfigurator;
+
+/** What one registered transport offers. */
+struct NUVNetioTransportInfo {
+    KOLS_Transport_ClassId_t classid;
+    NUV_INT32 messageSizeMax; /**< bytes of the largest message */
+};
+
+/** The most transports that can be registered. */
+#define NUV_NETIO_TRANSPORTS_MAX 2
+
+/** Largest UDP payload: 65,535 less the IPv4 (IPv6: only the UDP) header. */
+#define NUV_NETIO_UDPv4_MESSAGE_SIZE_MAX 65507
+#define NUV_NETIO_UDPv6_MESSAGE_SIZE_MAX 65527
+
+/** The most entries of NUVNetioConfiguratorProperty.allowedInterfaces. */
+#define NUV_NETIO_ALLOWED_INTERFACES_MAX 32
+#define NUV_NETIO_INTERFACE_PATTERN_SIZE 64
+
+struct NUVNetioConfiguratorProperty {
+    /** Aliases of the transports to register. */
+    struct NUVNetioAliasList transports;
+    /** Interfaces that may be used, by name or numeric address; none means all. */
+    NUV_INT32 allowedInterfaceCount;
+    char allowedInterfaces[NUV_NETIO_ALLOWED_INTERFACES_MAX][NUV_NETIO_INTERFACE_PATTERN_SIZE];
+};
+
+/** UDPv4 on all interfaces. */
+extern const struct NUVNetioConfiguratorProperty NUV_NETIO_CONFIGURATOR_PROPERTY_DEFAULT;
+
+/**
+ * @brief Makes a configurator with its transports and the runtime's newest interface snapshot.
+ * @param property null for the default; copied.
+ * @return null on failure, after one error message that names the setting that is wrong.
+ */
+struct NUVNetioConfigurator *
+NUVNetioConfigurator_new(const struct NUVNetioConfiguratorProperty *property,
+                         struct NUVNetioRuntime *runtime, struct REDAWorker *worker);
+
+/** Deletes a configurator; its receive resources must have been released. Null is accepted. */
+void NUVNetioConfigurator_delete(struct NUVNetioConfigurator *self);
+
+struct NUVNetioRuntime *NUVNetioConfigurator_getRuntime(struct NUVNetioConfigurator *self);
+
+/** Number of registered transports. */
+NUV_INT32 NUVNetioConfigurator_getTransportCount(const struct NUVNetioConfigurator *self);
+
+/**
+ * @brief Lists the registered transports by class id.
+ * @param buffer    room for @p maximum entries; the first ones are written when there are more.
+ * @param lengthOut number of entries written.
+ * @return non-zero on success.
+ */
+int NUVNetioConfigurator_getTransportInfo(struct NUVNetioConfigurator *self,
+                                          struct NUVNetioTransportInfo *buffer,
+                                          NUV_UINT32 *lengthOut, NUV_UINT32 maximum,
+                                          struct REDAWorker *worker);
+
+/** The handle of a registered transport. Non-zero on success; else @p out is invalid. */
+int NUVNetioConfigurator_getTransportHandle(const struct NUVNetioConfigurator *self,
+                                            KOLS_Transport_ClassId_t transport,
+                                            struct REDAWeakReference *out);
+
+/** The class of a transport by its handle, or -1 when the handle is not one of this registry. */
+KOLS_Transport_ClassId_t
+NUVNetioConfigurator_getTransportClass(const struct NUVNetioConfigurator *self,
+                                       const struct REDAWeakReference *handle);
+
+/**
+ * @brief Takes over the runtime's newest interface snapshot. Makes no system call unless the kernel
+ * has news. Non-zero when it differs from the one held before.
+ */
+int NUVNetioConfigurator_refreshInterfaces(struct NUVNetioConfigurator *self,
+                                           struct REDAWorker *worker);
+
+/**
+ * @brief The unicast locators on which a resource of the given port can be reached.
+ *
+ * Reads the snapshot: no system call, no allocation. UDPv4 before UDPv6, each in the order of the
+ * interfaces. Loopback addresses are listed only when there is no other address of any of the
+ * enabled transports, or when they are asked for.
+ *
+ * @param enabled         the aliases wanted; null or an empty list means every registered one.
+ * @param port            put into each locator.
+ * @param includeLoopback non-zero to list loopback addresses too.
+ * @param locatorsOut     room for @p maximum locators; further ones are left out.
+ * @return the number of locators written.
+ */
+NUV_INT32 NUVNetioConfigurator_getUnicastLocators(struct NUVNetioConfigurator *self,
+                                                  const struct NUVNetioAliasList *enabled,
+                                                  KOLS_Transport_Port_t port, int includeLoopback,
+                                                  struct NUVNetioLocator *locatorsOut,
+                                                  NUV_INT32 maximum);
+
+/**
+ * @brief The registered transports among those wanted.
+ * @param enabled null or an empty list means every registered one.
+ * @param out     receives their aliases.
+ */
+void NUVNetioConfigurator_getEnabledAliases(const struct NUVNetioConfigurator *self,
+                                            const struct NUVNetioAliasList *enabled,
+                                            struct NUVNetioAliasList *out);
+
+/** A message that was received. */
+struct NUVNetioMessage {
+    const NUV_UINT8 *data; /**< valid during the call only */
+    NUV_UINT32 length;
+    struct NUVNetioLocator source;
+    KOLS_Transport_ClassId_t transport;
+    KOLS_Transport_Port_t port; /**< the port that it arrived at */
+};
+
+/** Callbacks of a receive resource; they come on the reactor's thread. */
+struct NUVNetioReceiveListener {
+    /** A message arrived. */
+    void (*onMessage)(void *param, const struct NUVNetioMessage *message,
+                      struct REDAWorker *worker);
+    /** The resource's sockets have been closed; it exists no more. Called exactly once. */
+    void (*onClosed)(void *param, struct REDAWorker *worker);
+    void *param;
+};
+
+struct NUVNetioReceiveResource;
+
+/**
+ * @brief Opens the sockets for one receive port and has the reactor serve them.
+ *
+ * A unicast port is bound to the wildcard address without address reuse, so that only one resource
+ * in all processes holds it; when interfaces are restricted, each allowed address and loopback is
+ * bound instead. A multicast group is bound with address reuse and joined on every usable
+ * interface, also on those that appear later; an interface that refuses is a warning.
+ *
+ * @param locator  transport, port and, for multicast, the group.
+ * @param listener copied.
+ * @return null when the port is taken (one local-status message says so) or on any other failure
+ * (one error message).
+ */
+struct NUVNetioReceiveResource *
+NUVNetioConfigurator_openReceiveResource(struct NUVNetioConfigurator *self,
+                                         const struct NUVNetioLocator *locator,
+                                         const struct NUVNetioReceiveListener *listener,
+                                         struct REDAWorker *worker);
+
+/**
+ * @brief Makes sure that the resource receives for this locator's address.
+ * Does something only when interfaces are restricted and the address is new. Non-zero on success.
+ */
+int NUVNetioReceiveResource_cover(struct NUVNetioReceiveResource *self,
+                                  const struct NUVNetioLocator *locator,
+                                  struct REDAWorker *worker);
+
+/**
+ * @brief Gives a resource to the reactor, which closes its sockets and then calls onClosed.
+ * The resource must not be used any more.
+ */
+void NUVNetioReceiveResource_release(struct NUVNetioReceiveResource *self,
+                                     struct REDAWorker *worker);
+
+/**
+ * @brief Sends one message to a locator, from a socket that is opened for the first message of its
+ * transport and kept. Non-zero when the kernel took it; on failure one error message.
+ */
+int NUVNetioConfigurator_send(struct NUVNetioConfigurator *self,
+                              const struct NUVNetioLocator *destination, const NUV_UINT8 *data,
+                              NUV_UINT32 length, struct REDAWorker *worker);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

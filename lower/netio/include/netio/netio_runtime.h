@@ -1,0 +1,99 @@
+/**
+ * @file netio_runtime.h
+ * @brief What all participants of a process share: the reactor thread, its timers, the interfaces.
+ *
+ * The runtime has exactly one thread, the reactor (epoll). It receives for every open resource,
+ * closes resources that are given back, runs timed events and watches the kernel's link and address
+ * events. All operations are thread-safe unless they say otherwise.
+ */
+#ifndef NETIO_RUNTIME_H
+#define NETIO_RUNTIME_H
+
+#include "netio/netio_interface.h"
+#include "osapi/osapi_thread.h"
+#include "reda/reda_worker.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+struct NUVNetioRuntime;
+
+/** The name of the reactor's thread, after its factory's prefix. */
+#define NUV_NETIO_REACTOR_THREAD_NAME "reactor"
+
+struct NUVNetioRuntimeProperty {
+    /** Where interface addresses come from. */
+    struct NUVNetioInterfaceSource interfaceSource;
+    /** Non-zero to follow the kernel's link and address events. */
+    int watchInterfaces;
+    /** How long a burst of interface events may last before it is acted on. */
+    struct NUVNtpTime interfaceSettleTime;
+};
+
+/** The kernel's interfaces, watched, settled for 20 ms. */
+extern const struct NUVNetioRuntimeProperty NUV_NETIO_RUNTIME_PROPERTY_DEFAULT;
+
+/**
+ * @brief Makes the runtime, takes the first snapshot of the interfaces and starts the reactor.
+ * @param property null for the default.
+ * @param threadFactory makes the reactor's thread; borrowed, must outlive the runtime.
+ * @param workerFactory makes the reactor's worker; borrowed, must outlive the runtime.
+ * @return null on failure, after one error message; nothing is left open.
+ */
+struct NUVNetioRuntime *NUVNetioRuntime_new(const struct NUVNetioRuntimeProperty *property,
+                                            struct NUVOsapiThreadFactory *threadFactory,
+                                            struct REDAWorkerFactory *workerFactory);
+
+/**
+ * @brief Stops the reactor, which first closes what was given back, and frees everything.
+ * All configurators must be gone. Not to be called from the reactor's thread. Null is accepted.
+ */
+void NUVNetioRuntime_delete(struct NUVNetioRuntime *self);
+
+/**
+ * @brief Waits until the reactor has dealt with everything that was handed to it before the call.
+ * @return non-zero when it has; 0 when @p timeout passed first, or on the reactor's own thread.
+ */
+int NUVNetioRuntime_flush(struct NUVNetioRuntime *self, const struct NUVNtpTime *timeout);
+
+/**
+ * @brief The newest snapshot of the interfaces, retained for the caller.
+ *
+ * Events of the kernel that the reactor has not seen yet are taken into account: when there are
+ * any, the interfaces are listed again first. Null when memory runs out.
+ */
+const struct NUVNetioInterfaceSnapshot *
+NUVNetioRuntime_acquireInterfaces(struct NUVNetioRuntime *self);
+
+/**
+ * @brief Lists the interfaces again, joins multicast groups on those that appeared and tells the
+ * listeners when anything changed. What a settled burst of kernel events does by itself.
+ * @return non-zero on success; 0 when the interfaces could not be listed: the old snapshot stays.
+ */
+int NUVNetioRuntime_renewInterfaces(struct NUVNetioRuntime *self, struct REDAWorker *worker);
+
+/** Told, on the reactor's thread or that of renewInterfaces, that the interfaces changed. */
+struct NUVNetioInterfaceListener {
+    void (*onInterfacesChanged)(void *param, struct REDAWorker *worker);
+    void *param;
+    struct NUVNetioInterfaceListener *_next; /**< the runtime's */
+};
+
+/** Adds a listener, whose storage is the caller's and must stay until it has been removed. */
+void NUVNetioRuntime_addInterfaceListener(struct NUVNetioRuntime *self,
+                                          struct NUVNetioInterfaceListener *listener);
+
+/**
+ * @brief Removes a listener. When this returns the listener is not running and will not run again,
+ * unless it was called from within the listener itself. The caller must hold no lock that the
+ * listener takes.
+ */
+void NUVNetioRuntime_removeInterfaceListener(struct NUVNetioRuntime *self,
+                                             struct NUVNetioInterfaceListener *listener);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

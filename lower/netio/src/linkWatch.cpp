@@ -1,0 +1,50 @@
+// The kernel's link and address events (rtnetlink).
+#include "linkWatch.h"
+
+#include <array>
+#include <cerrno>
+
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
+#include <sys/socket.h>
+
+namespace netio {
+
+bool LinkWatch::open() {
+    Descriptor opened(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE));
+    if (!opened.is_open()) {
+        return false;
+    }
+    sockaddr_nl address{};
+    address.nl_family = AF_NETLINK;
+    address.nl_groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR;
+    if (bind(opened.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
+        const int error = errno;
+        opened.reset();
+        errno = error;
+        return false;
+    }
+    descriptor_ = static_cast<Descriptor &&>(opened);
+    return true;
+}
+
+bool LinkWatch::take_events() {
+    // Only that something happened counts: the interfaces are listed anew in any case. So the rest
+    // of an event that does not fit may go.
+    std::array<char, 512> event;
+    // More than these in one go come again with the next wake-up.
+    constexpr int EVENTS_PER_TURN = 256;
+    bool any = false;
+    for (int i = 0; i < EVENTS_PER_TURN; ++i) {
+        if (recv(descriptor_.get(), event.data(), event.size(), 0) >= 0) {
+            any = true;
+        } else if (errno == ENOBUFS) {
+            any = true; // events were lost
+        } else if (errno != EINTR) {
+            break;
+        }
+    }
+    return any;
+}
+
+} // namespace netio

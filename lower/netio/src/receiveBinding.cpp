@@ -1,0 +1,175 @@
+// Binding the sockets of receive ports.
+#include "receiveBinding.h"
+
+#include <cerrno>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "netio_log.h"
+#include "osapi/osapi_heap.h"
+#include "receiveResource.h"
+#include "socketAddress.h"
+
+namespace netio {
+
+namespace {
+
+using ResourcePointer = std::unique_ptr<NUVNetioReceiveResource, ReceiveResourceDeleter>;
+
+void log_failed_step(const NUVNetioLocator &locator, const char *step) {
+    const int error = errno;
+    if (error == EADDRINUSE) {
+        NETIO_STATUS("%s port %d is taken", NUVNetioTransport_aliasOfClass(locator.transport),
+                     static_cast<int>(locator.port));
+    } else {
+        NETIO_ERROR("cannot receive at %s: cannot %s: %s (%s)", LocatorText(locator).get(), step,
+                    error_description(error), error_name(error));
+    }
+}
+
+bool bind_to(const NUVNetioLocator &locator, int socket) {
+    return bind_socket(socket, SocketAddress(locator.transport, locator.address, locator.port));
+}
+
+/** One resource that was asked for, while it is put together. */
+struct Request {
+    NUVNetioConfigurator &configurator;
+    Transport &transport;
+    const NUVNetioLocator &locator;
+    const NUVNetioReceiveListener &listener;
+};
+
+/** Nothing has been allocated until a first socket is bound: taken ports are passed over fast. */
+ResourcePointer make_resource(const Request &request) {
+    NUVNetioReceiveResource *resource = nullptr;
+    NUVOsapiHeap_allocateStructure(&resource, struct NUVNetioReceiveResource);
+    if (resource == nullptr) {
+        NETIO_ERROR("cannot receive at %s: out of memory", LocatorText(request.locator).get());
+        return nullptr;
+    }
+    return ResourcePointer(new (resource) NUVNetioReceiveResource(
+        &request.configurator, request.locator, request.listener));
+}
+
+ResourcePointer open_with_one_socket(const Request &request, Descriptor bound,
+                                     const KOLS_Transport_Address_t &bound_to) {
+    ResourcePointer resource;
+    if (bound.is_open()) {
+        resource = make_resource(request);
+    }
+    if (resource == nullptr || !resource->add_socket(std::move(bound), bound_to)) {
+        return nullptr;
+    }
+    return resource;
+}
+
+/** On every interface there is or will be: for the port as such. */
+ResourcePointer open_wildcard(const Request &request) {
+    NUVNetioLocator any = request.locator;
+    any.address = ANY_ADDRESS;
+    return open_with_one_socket(request, bind_unicast(request.transport, any), ANY_ADDRESS);
+}
+
+ResourcePointer open_group(const Request &request) {
+    return open_with_one_socket(request, bind_group(request.locator), request.locator.address);
+}
+
+/**
+ * On each address that is allowed now, loopback among them, or on none. Without any address it
+ * opens all the same: one that appears is covered later.
+ */
+ResourcePointer open_allowed(const Request &request) {
+    const HeldSnapshot snapshot = request.configurator.snapshot();
+    ResourcePointer resource;
+    NUVNetioLocator one = request.locator;
+    for (NUV_INT32 i = 0; i < NUVNetioInterfaceSnapshot_getLength(snapshot.get()); ++i) {
+        const NUVNetioInterface *interface = NUVNetioInterfaceSnapshot_get(snapshot.get(), i);
+        if (interface->transport != one.transport ||
+            !request.configurator.allowed.admits(*interface)) {
+            continue;
+        }
+        one.address = interface->address;
+        Descriptor bound = bind_unicast(request.transport, one);
+        if (!bound.is_open()) {
+            return nullptr;
+        }
+        if (resource == nullptr) {
+            resource = make_resource(request);
+        }
+        if (resource == nullptr || !resource->add_socket(std::move(bound), one.address)) {
+            return nullptr;
+        }
+    }
+    return resource != nullptr ? std::move(resource) : make_resource(request);
+}
+
+/** The registered transport of a locator that can be received at. */
+Transport *find_transport_for(NUVNetioConfigurator &configurator, const NUVNetioLocator &locator) {
+    Transport *transport = configurator.find_transport(locator.transport);
+    if (transport == nullptr) {
+        NETIO_ERROR("cannot receive at %s: its transport is not registered",
+                    LocatorText(locator).get());
+        return nullptr;
+    }
+    if (locator.port < 1 || locator.port > KOLS_TRANSPORT_PORT_MAX) {
+        NETIO_ERROR("cannot receive at %s: allowed ports are 1 to %d", LocatorText(locator).get(),
+                    KOLS_TRANSPORT_PORT_MAX);
+        return nullptr;
+    }
+    return transport;
+}
+
+} // namespace
+
+Descriptor bind_unicast(Transport &transport, const NUVNetioLocator &locator) {
+    Descriptor socket = transport.spare.take_or_open(transport.classid);
+    if (!socket.is_open()) {
+        log_failed_step(locator, "open a socket");
+        return socket;
+    }
+    if (!bind_to(locator, socket.get())) {
+        log_failed_step(locator, "bind the socket");
+        transport.spare.keep(std::move(socket));
+        return {};
+    }
+    return socket;
+}
+
+Descriptor bind_group(const NUVNetioLocator &locator) {
+    Descriptor socket = open_udp_socket(locator.transport, Waiting::NEVER);
+    if (!socket.is_open()) {
+        log_failed_step(locator, "open a socket");
+        return {};
+    }
+    if (!prepare_for_group(socket.get(), locator.transport)) {
+        log_failed_step(locator, "set the socket's multicast options");
+        return {};
+    }
+    if (!bind_to(locator, socket.get())) {
+        log_failed_step(locator, "bind the socket");
+        return {};
+    }
+    return socket;
+}
+
+} // namespace netio
+
+struct NUVNetioReceiveResource *NUVNetioConfigurator_openReceiveResource(
+    struct NUVNetioConfigurator *self, const struct NUVNetioLocator *locator,
+    const struct NUVNetioReceiveListener *listener, struct REDAWorker * /*worker*/) {
+    netio::Transport *transport = netio::find_transport_for(*self, *locator);
+    if (transport == nullptr) {
+        return nullptr;
+    }
+    const netio::Request request{*self, *transport, *locator, *listener};
+    netio::ResourcePointer resource;
+    if (NUVNetioLocator_isMulticast(locator) != 0) {
+        resource = netio::open_group(request);
+    } else if (self->allowed.is_restricted()) {
+        resource = netio::open_allowed(request);
+    } else {
+        resource = netio::open_wildcard(request);
+    }
+    return resource != nullptr && resource->start() ? resource.release() : nullptr;
+}

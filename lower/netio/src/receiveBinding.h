@@ -1,0 +1,21 @@
+// Binding the sockets of receive ports.
+#ifndef NETIO_RECEIVE_BINDING_H
+#define NETIO_RECEIVE_BINDING_H
+
+#include "configurator.h"
+#include "descriptor.h"
+
+namespace netio {
+
+/**
+ * A socket that alone has the locator's address and port. None when the port is taken, after one
+ * local-status message, or on another failure, after an error message.
+ */
+Descriptor bind_unicast(Transport &transport, const NUVNetioLocator &locator);
+
+/** A socket that shares the locator's group and port with others. None as above. */
+Descriptor bind_group(const NUVNetioLocator &locator);
+
+} // namespace netio
+
+#endif

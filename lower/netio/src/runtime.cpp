@@ -1,0 +1,172 @@
+// The runtime: what all participants of a process share.
+#include "runtime.h"
+
+#include <cerrno>
+#include <new>
+
+#include "netio_log.h"
+#include "osapi/osapi_heap.h"
+
+using netio::HeldSnapshot;
+using netio::Listing;
+
+namespace {
+
+/** When the interfaces could not be listed after an event: the time until the next try. */
+constexpr NUVNtpTime RETRY_DELAY = {1, 0};
+
+void warn_of_failed_listing(Listing listing) {
+    if (listing == Listing::OUT_OF_MEMORY) {
+        NETIO_WARNING("cannot list the network interfaces, going on with those known: "
+                      "out of memory");
+    } else if (listing == Listing::FAILED) {
+        NETIO_WARNING("cannot list the network interfaces, going on with those known");
+    }
+}
+
+} // namespace
+
+const struct NUVNetioRuntimeProperty NUV_NETIO_RUNTIME_PROPERTY_DEFAULT = {
+    NUV_NETIO_INTERFACE_SOURCE_KERNEL, 1, {0, 0x051EB852u}, // 20 ms
+};
+
+NUVNetioRuntime::NUVNetioRuntime(const NUVNetioRuntimeProperty &property)
+    : property_(property), settled_{settle, this, 0, nullptr, 0} {}
+
+bool NUVNetioRuntime::open(NUVOsapiThreadFactory *threads, REDAWorkerFactory *workers) {
+    return reactor.open() && events.open(reactor) && start_interfaces() &&
+           reactor.start(threads, workers);
+}
+
+bool NUVNetioRuntime::start_interfaces() {
+    if (property_.watchInterfaces != 0) {
+        watch_links(); // before the listing, so that no change is missed in between
+    }
+    const Listing listing = interfaces.start(property_.interfaceSource);
+    if (listing == Listing::OUT_OF_MEMORY) {
+        NETIO_ERROR("out of memory for the list of network interfaces");
+        return false;
+    }
+    if (listing == Listing::FAILED) {
+        warn_of_failed_listing(listing);
+        if (watch_.is_open()) {
+            events.post(&settled_, RETRY_DELAY);
+        }
+    }
+    return true;
+}
+
+/** Without it, as in some sandboxes, everything works but following the network by itself. */
+void NUVNetioRuntime::watch_links() {
+    if (!watch_.open() || !reactor.poll(watch_.descriptor(), this)) {
+        const int error = errno;
+        NETIO_WARNING("cannot watch the network interfaces, their changes go unnoticed: %s (%s)",
+                      netio::error_description(error), netio::error_name(error));
+        watch_.close();
+    }
+}
+
+void NUVNetioRuntime::on_readable(const netio::ReactorContext & /*context*/) {
+    take_link_events();
+}
+
+void NUVNetioRuntime::take_link_events() {
+    if (!watch_.is_open()) {
+        return;
+    }
+    const std::lock_guard lock(watch_mutex_);
+    if (watch_.take_events()) {
+        interfaces.note_news();
+        events.post(&settled_, property_.interfaceSettleTime);
+    }
+}
+
+void NUVNetioRuntime::settle(void *param, REDAWorker *worker) {
+    auto *runtime = static_cast<NUVNetioRuntime *>(param);
+    if (!runtime->renew_interfaces(worker)) {
+        runtime->events.post(&runtime->settled_, RETRY_DELAY);
+    }
+}
+
+bool NUVNetioRuntime::renew_interfaces(REDAWorker *worker) {
+    const Listing listing = interfaces.renew();
+    if (listing != Listing::DONE) {
+        warn_of_failed_listing(listing);
+        return false;
+    }
+    // Not only when this listing brought the change: acquire_interfaces tells nobody of its own.
+    listeners.tell(interfaces.generation(), worker);
+    return true;
+}
+
+HeldSnapshot NUVNetioRuntime::acquire_interfaces() {
+    take_link_events();
+    return refresh_interfaces();
+}
+
+HeldSnapshot NUVNetioRuntime::refresh_interfaces() {
+    // The listeners are told when the burst has settled: they are not to be called from here, where
+    // the caller may hold its locks.
+    if (interfaces.has_news()) {
+        const Listing listing = interfaces.renew_for_news();
+        warn_of_failed_listing(listing);
+        if (listing == Listing::OUT_OF_MEMORY) {
+            return {};
+        }
+    }
+    return interfaces.current();
+}
+
+struct NUVNetioRuntime *NUVNetioRuntime_new(const struct NUVNetioRuntimeProperty *property,
+                                            struct NUVOsapiThreadFactory *threadFactory,
+                                            struct REDAWorkerFactory *workerFactory) {
+    NUVNetioRuntime *self = nullptr;
+    NUVOsapiHeap_allocateStructure(&self, struct NUVNetioRuntime);
+    if (self == nullptr) {
+        NETIO_ERROR("out of memory for the network runtime");
+        return nullptr;
+    }
+    new (self)
+        NUVNetioRuntime(property != nullptr ? *property : NUV_NETIO_RUNTIME_PROPERTY_DEFAULT);
+    if (!self->open(threadFactory, workerFactory)) {
+        NUVNetioRuntime_delete(self);
+        return nullptr;
+    }
+    return self;
+}
+
+void NUVNetioRuntime_delete(struct NUVNetioRuntime *self) {
+    if (self == nullptr) {
+        return;
+    }
+    self->reactor.stop();
+    self->~NUVNetioRuntime();
+    NUVOsapiHeap_freeStructure(self);
+}
+
+int NUVNetioRuntime_flush(struct NUVNetioRuntime *self, const struct NUVNtpTime *timeout) {
+    return static_cast<int>(self->reactor.flush(*timeout));
+}
+
+const struct NUVNetioInterfaceSnapshot *
+NUVNetioRuntime_acquireInterfaces(struct NUVNetioRuntime *self) {
+    return self->acquire_interfaces().take();
+}
+
+int NUVNetioRuntime_renewInterfaces(struct NUVNetioRuntime *self, struct REDAWorker *worker) {
+    return static_cast<int>(self->renew_interfaces(worker));
+}
+
+void NUVNetioRuntime_addInterfaceListener(struct NUVNetioRuntime *self,
+                                          struct NUVNetioInterfaceListener *listener) {
+    self->listeners.add(listener);
+}
+
+void NUVNetioRuntime_removeInterfaceListener(struct NUVNetioRuntime *self,
+                                             struct NUVNetioInterfaceListener *listener) {
+    self->listeners.remove(listener);
+}
+
+struct NUVEventActiveDatabase *NUVNetioRuntime_getEventDatabase(struct NUVNetioRuntime *self) {
+    return &self->events;
+}

@@ -1,0 +1,50 @@
+// The runtime's parts.
+#ifndef NETIO_RUNTIME_INTERNAL_H
+#define NETIO_RUNTIME_INTERNAL_H
+
+#include <mutex>
+
+#include "eventDatabase.h"
+#include "interfaceListeners.h"
+#include "interfaceTable.h"
+#include "linkWatch.h"
+#include "netio/netio_runtime.h"
+#include "reactor.h"
+
+struct NUVNetioRuntime final : public netio::Pollable {
+public:
+    explicit NUVNetioRuntime(const NUVNetioRuntimeProperty &property);
+    NUVNetioRuntime(const NUVNetioRuntime &) = delete;
+    NUVNetioRuntime &operator=(const NUVNetioRuntime &) = delete;
+
+    /** Opens and starts everything. On failure an error has been logged. */
+    bool open(NUVOsapiThreadFactory *threads, REDAWorkerFactory *workers);
+
+    /** Lists the interfaces again and tells the listeners. */
+    bool renew_interfaces(REDAWorker *worker);
+    /** The newest snapshot, after the kernel's events so far; none when memory runs out. */
+    netio::HeldSnapshot acquire_interfaces();
+    /** The newest snapshot, after the events that somebody has seen. Most often no system call. */
+    netio::HeldSnapshot refresh_interfaces();
+
+    /** The kernel's link and address events. */
+    void on_readable(const netio::ReactorContext &context) override;
+
+    NUVEventActiveDatabase events;
+    netio::Reactor reactor{events};
+    netio::InterfaceTable interfaces;
+    netio::InterfaceListeners listeners;
+
+private:
+    bool start_interfaces();
+    void watch_links();
+    void take_link_events();
+    static void settle(void *param, REDAWorker *worker);
+
+    const NUVNetioRuntimeProperty property_;
+    std::mutex watch_mutex_; // so that no thread finds the events gone and not yet noted
+    netio::LinkWatch watch_;
+    NUVEvent settled_; // the end of a burst of events
+};
+
+#endif
