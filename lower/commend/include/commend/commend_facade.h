@@ -1,0 +1,134 @@
+/**
+ * @file commend_facade.h
+ * @brief The communication facade of one participant: its receive ports and its sending.
+ *
+ * All operations are thread-safe.
+ */
+#ifndef COMMEND_FACADE_H
+#define COMMEND_FACADE_H
+
+#include "commend/commend_facadeProperty.h"
+#include "netio/netio_configurator.h"
+#include "reda/reda_exclusiveArea.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+struct COMMENDFacade;
+
+/** Told of the threads that work for a facade. Any callback may be null. */
+struct COMMENDActiveFacadeThreadListener {
+    void (*onThreadStarted)(void *param, const char *threadName);
+    void (*onThreadStopped)(void *param, const char *threadName);
+    void *param;
+};
+
+/** Takes the RTPS messages that a facade receives; called on the reactor's thread. */
+struct COMMENDMessageListener {
+    void (*onMessage)(void *param, const struct NUVNetioMessage *message,
+                      struct REDAWorker *worker);
+    void *param;
+};
+
+/** What a facade has done so far. */
+struct COMMENDFacadeStatistics {
+    NUV_UINT64 messagesReceived;  /**< RTPS messages, those passed over below included */
+    NUV_UINT64 messagesFromSelf;  /**< carrying the participant's own GUID prefix */
+    NUV_UINT64 datagramsRejected; /**< no RTPS message at all */
+    NUV_UINT64 messagesSent;
+    NUV_INT32 entryports;       /**< reservations held now */
+    NUV_INT32 receiveResources; /**< receive resources open, or not yet closed */
+};
+
+/**
+ * @brief A facade is called through its own slots, with itself as the first argument.
+ */
+struct COMMENDFacade {
+    /**
+     * @brief Reserves a receive port.
+     *
+     * Reservations of one facade for the same transport and port share a receive resource. Between
+     * facades a unicast port is exclusive.
+     *
+     * @param entryportWROut receives the reservation; left invalid on failure.
+     * @param locatorInfo    the locator, and the transports that may serve it: its own must be
+     *                       among them (an empty list allows all).
+     * @return non-zero on success, 0 when the port is taken or could not be opened.
+     */
+    int (*addEntryport)(struct COMMENDFacade *self, struct REDAWeakReference *entryportWROut,
+                        const struct NUVNetioLocatorInfo *locatorInfo, struct REDAWorker *worker);
+
+    /**
+     * @brief Gives a reservation back; the last one of a receive resource closes it, by the reactor
+     * and soon.
+     * @return non-zero on success, 0 when the reference is invalid or stale.
+     */
+    int (*removeEntryport)(struct COMMENDFacade *self, struct REDAWeakReference *entryportWR,
+                           struct REDAWorker *worker);
+
+    /**
+     * @brief Tells whether receive resources are still open: reserved, or not yet closed.
+     * @param hasActiveEntryPortsOut receives 1 or 0.
+     * @param transportHandle the transport asked about; null for all.
+     * @return non-zero on success, 0 when the handle is none of this participant's transports; then
+     * the output is left as it was.
+     */
+    int (*checkEntryports)(struct COMMENDFacade *self, int *hasActiveEntryPortsOut,
+                           const struct REDAWeakReference *transportHandle,
+                           struct REDAWorker *worker);
+
+    /** Forgets a destination. Non-zero on success, 0 when it is not known. */
+    int (*removeDestination)(struct COMMENDFacade *self, const struct NUVNetioLocator *destination,
+                             struct REDAWorker *worker);
+
+    /** Adds a destination of sendMessage, once. Non-zero on success, 0 when memory runs out. */
+    int (*addDestination)(struct COMMENDFacade *self, const struct NUVNetioLocator *destination,
+                          struct REDAWorker *worker);
+
+    /**
+     * @brief Sends one message to every destination. A send that takes longer than the sender's
+     * time-based logging threshold logs one warning with the measured time.
+     * @return the number of destinations that it was sent to.
+     */
+    NUV_INT32 (*sendMessage)
+    (struct COMMENDFacade *self, const NUV_UINT8 *data, NUV_UINT32 length,
+     struct REDAWorker *worker);
+
+    /**
+     * @brief Waits until the receive resources given back so far are closed.
+     * @return non-zero when they are; 0 when @p timeout passed first.
+     */
+    int (*flushEntryports)(struct COMMENDFacade *self, const struct NUVNtpTime *timeout,
+                           struct REDAWorker *worker);
+
+    /** Where received messages go from now on; null members: nowhere. Copied. */
+    void (*setMessageListener)(struct COMMENDFacade *self,
+                               const struct COMMENDMessageListener *listener,
+                               struct REDAWorker *worker);
+
+    void (*getStatistics)(struct COMMENDFacade *self, struct COMMENDFacadeStatistics *out,
+                          struct REDAWorker *worker);
+};
+
+/**
+ * @brief Makes a facade.
+ * @param property     copied, strings included.
+ * @param configurator borrowed; must outlive the facade.
+ * @return null on failure, after one error message that names the setting that is wrong.
+ */
+struct COMMENDFacade *COMMENDFacade_new(const struct COMMENDActiveFacadeProperty *property,
+                                        struct NUVNetioConfigurator *configurator,
+                                        struct REDAWorker *worker);
+
+/**
+ * @brief Deletes a facade: gives back the reservations still held and waits until their sockets are
+ * closed. Not to be called on the reactor's thread. Null is accepted.
+ */
+void COMMENDFacade_delete(struct COMMENDFacade *self, struct REDAWorker *worker);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,51 @@
+// Where a facade sends to.
+#ifndef COMMEND_DESTINATIONS_H
+#define COMMEND_DESTINATIONS_H
+
+#include <mutex>
+#include <span>
+
+#include "netio/netio_configurator.h"
+#include "stopwatch.h"
+
+namespace commend {
+
+/** Thread-safe. */
+class Destinations {
+public:
+    Destinations(NUVNetioConfigurator *configurator, const NUVNtpTime &threshold)
+        : configurator_(configurator), threshold_(threshold) {}
+    ~Destinations();
+    Destinations(const Destinations &) = delete;
+    Destinations &operator=(const Destinations &) = delete;
+
+    /** Adds a destination unless it is there already; false when memory runs out. */
+    bool add(const NUVNetioLocator &destination);
+    /** False when it is not there. */
+    bool remove(const NUVNetioLocator &destination);
+
+    /** Sends a message to all of them; tells how many of the sends the kernel took. */
+    NUV_INT32 send(std::span<const NUV_UINT8> message, REDAWorker *worker);
+
+    /** How many sends the kernel took so far. */
+    NUV_UINT64 sent();
+
+private:
+    NUV_INT32 find(const NUVNetioLocator &destination) const;
+    bool make_room();
+    bool send_to(const NUVNetioLocator &destination, std::span<const NUV_UINT8> message,
+                 REDAWorker *worker);
+
+    NUVNetioConfigurator *const configurator_;
+    const Threshold threshold_;
+
+    std::mutex mutex_; // guards what follows; held while sending
+    NUVNetioLocator *locators_ = nullptr;
+    NUV_INT32 count_ = 0;
+    NUV_INT32 capacity_ = 0;
+    NUV_UINT64 sent_ = 0;
+};
+
+} // namespace commend
+
+#endif

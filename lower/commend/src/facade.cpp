@@ -1,0 +1,140 @@
+// The communication facade: its slots, and how it comes and goes.
+#include "commend/commend_facade.h"
+
+#include <new>
+
+#include "commend_log.h"
+#include "destinations.h"
+#include "entryportTable.h"
+#include "osapi/osapi_heap.h"
+#include "receiver.h"
+
+namespace {
+
+/** What is behind the slots. */
+struct Facade final : public COMMENDFacade {
+public:
+    Facade(const COMMENDFacadeProperty &property, NUVNetioConfigurator *its_configurator);
+    Facade(const Facade &) = delete;
+    Facade &operator=(const Facade &) = delete;
+
+    NUVNetioConfigurator *const configurator;
+    commend::Receiver receiver;
+    commend::EntryportTable entryports;
+    commend::Destinations destinations;
+};
+
+Facade *from_slots(COMMENDFacade *self) {
+    return static_cast<Facade *>(self);
+}
+
+/** The locator's own transport must be among those that may serve it; no list allows all. */
+bool check_transport(const NUVNetioLocatorInfo &info) {
+    const char *alias = NUVNetioTransport_aliasOfClass(info.locator.transport);
+    if (info.aliasList.aliases[0] == '\0' ||
+        (alias != nullptr && NUVNetioAliasList_contains(&info.aliasList, alias) != 0)) {
+        return true;
+    }
+    char text[NUV_NETIO_LOCATOR_STRING_SIZE] = "";
+    NUVNetioLocator_toString(&info.locator, text, sizeof text);
+    COMMEND_ERROR("cannot receive at %s: allowed are the transports '%.*s'", text,
+                  static_cast<int>(sizeof info.aliasList.aliases), info.aliasList.aliases);
+    return false;
+}
+
+int add_entryport(COMMENDFacade *self, REDAWeakReference *entryportWROut,
+                  const NUVNetioLocatorInfo *locatorInfo, REDAWorker *worker) {
+    *entryportWROut = REDA_WEAK_REFERENCE_INVALID;
+    return static_cast<int>(
+        check_transport(*locatorInfo) &&
+        from_slots(self)->entryports.reserve(locatorInfo->locator, entryportWROut, worker));
+}
+
+int remove_entryport(COMMENDFacade *self, REDAWeakReference *entryportWR, REDAWorker *worker) {
+    return static_cast<int>(from_slots(self)->entryports.give_back(*entryportWR, worker));
+}
+
+int check_entryports(COMMENDFacade *self, int *hasActiveEntryPortsOut,
+                     const REDAWeakReference *transportHandle, REDAWorker *worker) {
+    Facade *facade = from_slots(self);
+    KOLS_Transport_ClassId_t transport = KOLS_TRANSPORT_CLASSID_INVALID;
+    if (transportHandle != nullptr) {
+        transport = NUVNetioConfigurator_getTransportClass(facade->configurator, transportHandle);
+        if (transport == KOLS_TRANSPORT_CLASSID_INVALID) {
+            return 0;
+        }
+    }
+    *hasActiveEntryPortsOut = facade->entryports.has_open(transport, worker) ? 1 : 0;
+    return 1;
+}
+
+int remove_destination(COMMENDFacade *self, const NUVNetioLocator *destination,
+                       REDAWorker * /*worker*/) {
+    return static_cast<int>(from_slots(self)->destinations.remove(*destination));
+}
+
+int add_destination(COMMENDFacade *self, const NUVNetioLocator *destination,
+                    REDAWorker * /*worker*/) {
+    return static_cast<int>(from_slots(self)->destinations.add(*destination));
+}
+
+NUV_INT32 send_message(COMMENDFacade *self, const NUV_UINT8 *data, NUV_UINT32 length,
+                       REDAWorker *worker) {
+    return from_slots(self)->destinations.send({data, length}, worker);
+}
+
+int flush_entryports(COMMENDFacade *self, const NUVNtpTime *timeout, REDAWorker *worker) {
+    return static_cast<int>(from_slots(self)->entryports.flush(*timeout, worker));
+}
+
+void set_message_listener(COMMENDFacade *self, const COMMENDMessageListener *listener,
+                          REDAWorker * /*worker*/) {
+    from_slots(self)->receiver.set_listener(*listener);
+}
+
+void get_statistics(COMMENDFacade *self, COMMENDFacadeStatistics *out, REDAWorker *worker) {
+    Facade *facade = from_slots(self);
+    facade->receiver.add_statistics(out);
+    facade->entryports.add_statistics(out, worker);
+    out->messagesSent = facade->destinations.sent();
+}
+
+constexpr COMMENDFacade SLOTS = {
+    add_entryport, remove_entryport, check_entryports,     remove_destination, add_destination,
+    send_message,  flush_entryports, set_message_listener, get_statistics,
+};
+
+Facade::Facade(const COMMENDFacadeProperty &property, NUVNetioConfigurator *its_configurator)
+    : COMMENDFacade(SLOTS), configurator(its_configurator), receiver(property),
+      entryports(its_configurator, receiver),
+      destinations(its_configurator, property.sender.sendTimeBasedLoggingThreshold) {}
+
+} // namespace
+
+struct COMMENDFacade *COMMENDFacade_new(const struct COMMENDActiveFacadeProperty *property,
+                                        struct NUVNetioConfigurator *configurator,
+                                        struct REDAWorker *worker) {
+    const COMMENDFacadeProperty &parent = property->parent;
+    Facade *self = nullptr;
+    NUVOsapiHeap_allocateStructure(&self, struct Facade);
+    if (self == nullptr) {
+        COMMEND_ERROR("out of memory for a communication facade");
+        return nullptr;
+    }
+    new (self) Facade(parent, configurator);
+    if (!self->receiver.open(parent.receiver) || !self->entryports.open()) {
+        COMMENDFacade_delete(self, worker);
+        return nullptr;
+    }
+    return self;
+}
+
+void COMMENDFacade_delete(struct COMMENDFacade *self, struct REDAWorker *worker) {
+    if (self == nullptr) {
+        return;
+    }
+    Facade *facade = from_slots(self);
+    facade->entryports.close(worker);
+    facade->~Facade();
+    NUVOsapiHeap_freeStructure(facade);
+}

@@ -1,0 +1,68 @@
+// How long an operation takes, for the time-based logging.
+#ifndef COMMEND_STOPWATCH_H
+#define COMMEND_STOPWATCH_H
+
+#include "osapi/osapi_ntptime.h"
+
+namespace commend {
+
+/** A duration as it is printed with "%lld.%06lld s". */
+class Seconds {
+public:
+    explicit Seconds(NUV_INT64 nanoseconds)
+        : whole(nanoseconds / 1'000'000'000), micros(nanoseconds % 1'000'000'000 / 1000) {}
+
+    const long long whole;
+    const long long micros;
+};
+
+/** The longest duration that goes unmentioned. */
+class Threshold {
+public:
+    explicit Threshold(const NUVNtpTime &time)
+        : on_(NUVNtpTime_isInfinite(&time) == 0), nanoseconds_(NUVNtpTime_toNanoseconds(&time)) {}
+
+    bool is_on() const {
+        return on_;
+    }
+    NUV_INT64 nanoseconds() const {
+        return nanoseconds_;
+    }
+
+private:
+    bool on_;
+    NUV_INT64 nanoseconds_;
+};
+
+/** Runs from its making on, if it is on; reads no clock otherwise. */
+class Stopwatch {
+public:
+    Stopwatch(const Threshold &threshold, bool on)
+        : threshold_(threshold), on_(on && threshold.is_on()), start_(on_ ? read_clock() : 0) {}
+
+    /** Calls @p warn with the time that has passed and the threshold, if it took longer. */
+    template <typename Warn>
+    void stop(Warn warn) const {
+        if (!on_) {
+            return;
+        }
+        const NUV_INT64 passed = read_clock() - start_;
+        if (passed > threshold_.nanoseconds()) {
+            warn(Seconds(passed), Seconds(threshold_.nanoseconds()));
+        }
+    }
+
+private:
+    static NUV_INT64 read_clock() {
+        NUVClock *clock = NUVClock_getMonotonic();
+        return clock->getNanoseconds(clock);
+    }
+
+    const Threshold &threshold_;
+    const bool on_;
+    const NUV_INT64 start_;
+};
+
+} // namespace commend
+
+#endif
