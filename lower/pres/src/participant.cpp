@@ -1,0 +1,229 @@
+// The life of a presentation participant: made, enabled, shut down, deleted.
+#include "participant_internal.h"
+
+#include <cstring>
+#include <new>
+
+#include "osapi/osapi_heap.h"
+#include "pres_log.h"
+#include "propertyRules.h"
+#include "unusedSettings.h"
+
+using Phase = PRESParticipant::Phase;
+
+namespace {
+
+void free_participant(PRESParticipant *self) {
+    NUVOsapiHeap_freeArray(self->transportInfo);
+    self->~PRESParticipant();
+    NUVOsapiHeap_freeStructure(self);
+}
+
+/** Every message ends here until discovery reads what other participants announce. */
+void take_message(void *param, const NUVNetioMessage * /*message*/, REDAWorker * /*worker*/) {
+    static_cast<PRESParticipant *>(param)->messagesTaken.fetch_add(1, std::memory_order_relaxed);
+}
+
+void start_taking_messages(PRESParticipant *self, REDAWorker *worker) {
+    const COMMENDMessageListener listener = {take_message, self};
+    self->facade->setMessageListener(self->facade, &listener, worker);
+}
+
+void stop_taking_messages(PRESParticipant *self, REDAWorker *worker) {
+    const COMMENDMessageListener nowhere = {nullptr, nullptr};
+    self->facade->setMessageListener(self->facade, &nowhere, worker);
+}
+
+bool copy_transport_info(NUVNetioTransportInfo **to, const PRESSequenceTransportInfo *from) {
+    if (from->_length == 0) {
+        return true;
+    }
+    NUVOsapiHeap_allocateArray(to, from->_length, struct NUVNetioTransportInfo);
+    if (*to == nullptr) {
+        return false;
+    }
+    std::memcpy(*to, from->_buffer, from->_length * sizeof **to);
+    return true;
+}
+
+/** What enabling hands over becomes the participant's; the array of transports as it is. */
+void take_over(PRESParticipant *self, const PRESLocatorQosPolicy *default_unicast,
+               const PRESLocatorQosPolicy *metatraffic_unicast,
+               const PRESReducedLocatorQosPolicy *metatraffic_multicast,
+               NUVNetioTransportInfo *transports, NUV_UINT32 transport_count, REDAWorker *worker) {
+    const PRESInside record(self->recordEa, worker);
+    self->property.setLocators(*default_unicast, *metatraffic_unicast, *metatraffic_multicast);
+    self->transportInfo = transports;
+    self->transportInfoLength = transport_count;
+}
+
+} // namespace
+
+struct PRESParticipant *PRESParticipant_new(
+    const struct NUVOsapiRtpsGuid *guid, struct NUVNetioConfigurator *configurator,
+    struct REDAWorkerFactory *workerFactory, struct NUVEventActiveDatabase *activeDatabase,
+    struct NUVClock *clock, struct NUVClock *timestampClock, struct REDAExclusiveArea *tableEa,
+    struct REDAExclusiveArea *recordEa, struct REDAExclusiveArea *remoteObjectsEa,
+    const struct COMMENDActiveFacadeThreadListener * /*threadListener*/,
+    const struct PRESParticipantEntityFinalizeListener *finalizeListener,
+    const struct PRESParticipantProperty *property, const struct PRESParticipantListener *listener,
+    PRESStatusKindMask listenerMask, const struct PRESParticipantSecurity *security,
+    struct NUVOsapiThreadFactory *recvThreadFactory,
+    struct NUVOsapiThreadFactory *eventThreadFactory,
+    struct NUVOsapiThreadFactory *asynchPubThreadFactory, struct REDAWorker *worker) {
+    PRESParticipant *self = nullptr;
+
+    if (PRESLog_isNull(worker, guid) || PRESLog_isNull(worker, tableEa) ||
+        PRESLog_isNull(worker, recordEa) || PRESLog_isNull(worker, property)) {
+        return nullptr;
+    }
+    const PRESPropertyExcess excess = PRESParticipantProperty_findExcessI(property);
+    if (excess.setting != nullptr) {
+        PRESLog_error(worker, "cannot create a participant: " PRES_PROPERTY_EXCESS_FORMAT,
+                      PRES_PROPERTY_EXCESS_ARGUMENTS(excess));
+        return nullptr;
+    }
+    NUVOsapiHeap_allocateStructure(&self, struct PRESParticipant);
+    if (self == nullptr) {
+        PRESLog_error(worker, "out of memory for a participant");
+        return nullptr;
+    }
+    new (self) PRESParticipant();
+    if (!self->property.copyFrom(*property)) {
+        PRESLog_error(worker, "out of memory for a participant's property");
+        free_participant(self);
+        return nullptr;
+    }
+    self->guid = *guid;
+    self->collaborators = {workerFactory,      activeDatabase,         clock,
+                           timestampClock,     remoteObjectsEa,        recvThreadFactory,
+                           eventThreadFactory, asynchPubThreadFactory, {}};
+    if (security != nullptr) {
+        self->collaborators.security = *security;
+    }
+    if (listener != nullptr) {
+        self->listener = *listener;
+        self->listenerMask = listenerMask;
+    }
+    if (finalizeListener != nullptr) {
+        self->finalizeListener = *finalizeListener;
+    }
+    self->tableEa = tableEa;
+    self->recordEa = recordEa;
+    self->facade = COMMENDFacade_new(&property->facadeProperty, configurator, worker);
+    if (self->facade == nullptr) { // which has said why
+        free_participant(self);
+        return nullptr;
+    }
+    if (PRESLog_isEnabled(worker, NUV_LOG_LEVEL_WARNING)) {
+        char unused[PRES_UNUSED_SETTINGS_TEXT_SIZE];
+        PRESParticipantProperty_listUnusedSettingsI(property, security != nullptr, unused);
+        if (unused[0] != '\0') {
+            PRESLog_warning(worker,
+                            "these settings are accepted but nothing acts on them in this version: "
+                            "%s",
+                            unused);
+        }
+    }
+    return self;
+}
+
+int PRESParticipant_enable(struct PRESParticipant *self, const int *enableAllEntities,
+                           const struct PRESLocatorQosPolicy *defaultUnicastLocator,
+                           const struct PRESLocatorQosPolicy *metatrafficUnicastLocator,
+                           const struct PRESReducedLocatorQosPolicy *metatrafficMulticastLocator,
+                           const struct PRESSequenceTransportInfo *transportInfo,
+                           struct REDAWorker *worker) {
+    NUVNetioTransportInfo *transports = nullptr;
+    Phase before = Phase::CREATED;
+
+    if (!copy_transport_info(&transports, transportInfo)) {
+        PRESLog_error(worker, "out of memory for the list of %u transports",
+                      transportInfo->_length);
+        return 0;
+    }
+    {
+        const PRESInside table(self->tableEa, worker);
+        before = self->phase;
+        if (before == Phase::CREATED) {
+            take_over(self, defaultUnicastLocator, metatrafficUnicastLocator,
+                      metatrafficMulticastLocator, transports, transportInfo->_length, worker);
+            transports = nullptr;
+            self->phase = Phase::ENABLED;
+            if (enableAllEntities != nullptr && *enableAllEntities != 0) {
+                PRESParticipant_enableTopicsI(self);
+            }
+            start_taking_messages(self, worker);
+        }
+    }
+    NUVOsapiHeap_freeArray(transports);
+    if (before == Phase::SHUT_DOWN) {
+        PRESLog_error(worker, "cannot enable a participant that was shut down");
+        return 0;
+    }
+    return 1;
+}
+
+int PRESParticipant_isEnabled(struct PRESParticipant *self, struct REDAWorker *worker) {
+    const PRESInside table(self->tableEa, worker);
+    return self->phase == Phase::ENABLED ? 1 : 0;
+}
+
+NUV_UINT32 PRESParticipant_getTransportInfoLength(struct PRESParticipant *self,
+                                                  struct REDAWorker *worker) {
+    const PRESInside record(self->recordEa, worker);
+    return self->transportInfoLength;
+}
+
+void PRESParticipant_getGuid(struct PRESParticipant *self, struct NUVOsapiRtpsGuid *out) {
+    *out = self->guid;
+}
+
+struct COMMENDFacade *PRESParticipant_getFacade(struct PRESParticipant *self) {
+    return self->facade;
+}
+
+int PRESParticipant_preShutdownWakeup(struct PRESParticipant *self, int * /*failReason*/,
+                                      struct REDAWorker *worker) {
+    const PRESInside table(self->tableEa, worker);
+    self->takesTopics = false;
+    return 1;
+}
+
+int PRESParticipant_shutdown(struct PRESParticipant *self, int * /*failReason*/,
+                             struct REDAWorker *worker) {
+    bool was_enabled = false;
+    {
+        const PRESInside table(self->tableEa, worker);
+        was_enabled = self->phase == Phase::ENABLED;
+        self->phase = Phase::SHUT_DOWN;
+        self->takesTopics = false;
+        if (was_enabled) {
+            stop_taking_messages(self, worker);
+        }
+    }
+    if (was_enabled) {
+        PRESLog_debug(
+            worker, "shut down after %llu messages",
+            static_cast<unsigned long long>(self->messagesTaken.load(std::memory_order_relaxed)));
+    }
+    return 1;
+}
+
+int PRESParticipant_delete(struct PRESParticipant *self, int *failReason,
+                           struct REDAWorker *worker) {
+    if (PRESParticipant_hasTopic(self, worker) != 0) {
+        PRESLog_error(worker, "cannot delete a participant that has topics");
+        *failReason = PRES_RETCODE_PRECONDITION_NOT_MET;
+        return 0;
+    }
+    if (PRESParticipant_isEnabled(self, worker) != 0) {
+        PRESLog_error(worker, "cannot delete a participant that was not shut down");
+        *failReason = PRES_RETCODE_PRECONDITION_NOT_MET;
+        return 0;
+    }
+    // The facade first: until it is gone the reactor may still be in take_message.
+    COMMENDFacade_delete(self->facade, worker);
+    free_participant(self);
+    return 1;
+}
