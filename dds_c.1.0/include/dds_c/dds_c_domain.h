@@ -1,0 +1,226 @@
+/**
+ * @file dds_c_domain.h
+ * @brief Domain participants and their factory (DDS 1.4, 2.2.2.2).
+ *
+ * All operations are thread-safe, with two exceptions: a participant must not be used while or
+ * after it is deleted, and DDS_DomainParticipantFactory_finalize_instance must be the last call.
+ * An operation that fails says why in one line of the log, at error level.
+ */
+#ifndef DDS_C_DOMAIN_H
+#define DDS_C_DOMAIN_H
+
+#include "dds_c/dds_c_common.h"
+#include "dds_c/dds_c_domainparticipantqos.h"
+#include "dds_c/dds_c_locator.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** The process's one factory of participants. */
+typedef struct DDS_DomainParticipantFactory DDS_DomainParticipantFactory;
+/** A participant in one domain. */
+typedef struct DDS_DomainParticipant DDS_DomainParticipant;
+/** A topic: a name and the name of its type. */
+typedef struct DDS_Topic DDS_Topic;
+
+/** The globally unique identity of an entity (DDSI-RTPS 9.3.1): prefix, then entity id. */
+typedef struct DDS_GUID_t {
+    DDS_Octet value[16];
+} DDS_GUID_t;
+
+/** Told of a participant's statuses. A callback may be null. */
+struct DDS_DomainParticipantListener {
+    void *listener_data; /**< handed to every callback */
+    /**
+     * A topic was asked for under a name that exists with another type
+     * (DDS_INCONSISTENT_TOPIC_STATUS). Runs on the thread that asked, inside its call: it may ask
+     * the topic for its names, and must not call the participant.
+     */
+    void (*on_inconsistent_topic)(void *listener_data, DDS_Topic *topic);
+    /**
+     * The participant's locators changed, because the network did; the mask does not matter. Runs
+     * after the change, on the middleware's own thread or that of update_locators: it may read the
+     * participant, and must neither change nor delete it.
+     */
+    void (*on_locators_changed)(void *listener_data, DDS_DomainParticipant *participant);
+};
+
+/** Stands for the factory's default participant QoS. */
+#define DDS_PARTICIPANT_QOS_DEFAULT ((const struct DDS_DomainParticipantQos *)NULL)
+
+/** The QoS of the factory. */
+struct DDS_DomainParticipantFactoryQos {
+    /** Whether participants are created enabled; on by default. */
+    struct DDS_EntityFactoryQosPolicy entity_factory;
+};
+
+/* ---- Factory -------------------------------------------------------------------------------- */
+
+/**
+ * @brief The factory, which is made by the first call.
+ * @return null when memory runs out.
+ */
+DDS_DomainParticipantFactory *DDS_DomainParticipantFactory_get_instance(void);
+
+/**
+ * @brief Deletes the factory with its thread and memory. The next get_instance makes a new one.
+ * @return DDS_RETCODE_OK, also when there is no factory; DDS_RETCODE_PRECONDITION_NOT_MET while
+ * participants exist.
+ */
+DDS_ReturnCode_t DDS_DomainParticipantFactory_finalize_instance(void);
+
+/** Copies the factory's QoS into @p qos. */
+DDS_ReturnCode_t DDS_DomainParticipantFactory_get_qos(DDS_DomainParticipantFactory *self,
+                                                      struct DDS_DomainParticipantFactoryQos *qos);
+
+/** Sets the factory's QoS, for participants created from now on. */
+DDS_ReturnCode_t
+DDS_DomainParticipantFactory_set_qos(DDS_DomainParticipantFactory *self,
+                                     const struct DDS_DomainParticipantFactoryQos *qos);
+
+/**
+ * @brief Copies the default participant QoS into @p qos.
+ * @param qos initialized; finalized by the caller.
+ * @return DDS_RETCODE_OK, DDS_RETCODE_BAD_PARAMETER or DDS_RETCODE_OUT_OF_RESOURCES.
+ */
+DDS_ReturnCode_t
+DDS_DomainParticipantFactory_get_default_participant_qos(DDS_DomainParticipantFactory *self,
+                                                         struct DDS_DomainParticipantQos *qos);
+
+/**
+ * @brief Creates a participant and, unless the factory's QoS forbids it, enables it.
+ *
+ * An enabled participant has a participant index and holds the receive ports that go with it on the
+ * RTPS well-known ports (DDSI-RTPS 9.6.1). What fails half-way is undone.
+ *
+ * @param domain_id the domain, 0 or more; the highest depends on the well-known ports (232 with the
+ *                  default ones).
+ * @param qos       copied; DDS_PARTICIPANT_QOS_DEFAULT for the default.
+ * @param listener  copied; may be null.
+ * @param mask      the statuses that the listener wants.
+ * @return the participant, to be deleted with DDS_DomainParticipantFactory_delete_participant, or
+ * null after a line in the log that says why.
+ */
+DDS_DomainParticipant *DDS_DomainParticipantFactory_create_participant(
+    DDS_DomainParticipantFactory *self, DDS_DomainId_t domain_id,
+    const struct DDS_DomainParticipantQos *qos,
+    const struct DDS_DomainParticipantListener *listener, DDS_StatusMask mask);
+
+/**
+ * @brief Deletes a participant; its ports are free when this returns.
+ * @return DDS_RETCODE_OK; DDS_RETCODE_BAD_PARAMETER when it is no participant of the factory;
+ * DDS_RETCODE_PRECONDITION_NOT_MET while it has topics, and then it is as it was;
+ * DDS_RETCODE_TIMEOUT when its ports could not be closed in time: it is gone all the same.
+ */
+DDS_ReturnCode_t
+DDS_DomainParticipantFactory_delete_participant(DDS_DomainParticipantFactory *self,
+                                                DDS_DomainParticipant *participant);
+
+/* ---- Participant ---------------------------------------------------------------------------- */
+
+/**
+ * @brief Enables a participant: reserves its index and ports, and enables its topics if its
+ * entity_factory policy says so. Enabling twice changes nothing.
+ *
+ * On a host without any usable address the participant is enabled all the same, and gets its index
+ * and locators as soon as an address appears.
+ *
+ * @return DDS_RETCODE_OK; DDS_RETCODE_ERROR when there is no free index or a port could not be
+ * opened; DDS_RETCODE_NO_DATA when the participant may announce no locator at all;
+ * DDS_RETCODE_OUT_OF_RESOURCES when memory runs out. After a failure no port is held.
+ */
+DDS_ReturnCode_t DDS_DomainParticipant_enable(DDS_DomainParticipant *self);
+
+/**
+ * @brief Copies the participant's QoS as it is now into @p qos.
+ * @param qos initialized; finalized by the caller.
+ * @return DDS_RETCODE_OK, DDS_RETCODE_BAD_PARAMETER or DDS_RETCODE_ERROR; after an error @p qos may
+ * be partly filled.
+ */
+DDS_ReturnCode_t DDS_DomainParticipant_get_qos(DDS_DomainParticipant *self,
+                                               struct DDS_DomainParticipantQos *qos);
+
+/**
+ * @brief Changes the participant's QoS, wholly or not at all.
+ *
+ * user_data, partition, entity_factory, discovery.initial_peers and the properties whose names do
+ * not begin with "dds." may change; all else is fixed at creation. The words of the identity in
+ * wire_protocol may also be 0, which keeps them.
+ *
+ * @return DDS_RETCODE_OK; DDS_RETCODE_IMMUTABLE_POLICY for a policy that is fixed;
+ * DDS_RETCODE_INCONSISTENT_POLICY for a value that is not allowed; DDS_RETCODE_BAD_PARAMETER,
+ * DDS_RETCODE_OUT_OF_RESOURCES or DDS_RETCODE_ERROR.
+ */
+DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
+                                               const struct DDS_DomainParticipantQos *qos);
+
+/**
+ * @brief Has the participant's locators follow the host's interfaces now.
+ *
+ * It happens by itself soon after the interfaces change; this is for who does not want to wait.
+ *
+ * @return DDS_RETCODE_OK; DDS_RETCODE_NOT_ENABLED before the participant is enabled;
+ * DDS_RETCODE_BAD_PARAMETER; or why the locators could not be updated.
+ */
+DDS_ReturnCode_t DDS_DomainParticipant_update_locators(DDS_DomainParticipant *self);
+
+/**
+ * @brief The highest index that is tried for a participant whose index is chosen automatically: the
+ * last one whose unicast ports stay clear of those of the next domain and below 65535.
+ * @return 0 or more, or -1 when the ports leave no index; a line in the log then says why.
+ */
+DDS_Long DDS_DomainParticipant_get_max_participant_index(
+    const struct DDS_RtpsWellKnownPorts_t *rtps_well_known_ports);
+
+/** The domain that the participant is in; -1 for null. */
+DDS_DomainId_t DDS_DomainParticipant_get_domain_id(const DDS_DomainParticipant *self);
+
+/** The participant index, 0 or more; -1 before the participant is enabled or has any address. */
+DDS_Long DDS_DomainParticipant_get_participant_index(DDS_DomainParticipant *self);
+
+/** Copies the participant's identity out. */
+DDS_ReturnCode_t DDS_DomainParticipant_get_guid(DDS_DomainParticipant *self, DDS_GUID_t *guid);
+
+/**
+ * @brief Copies the unicast locators for user traffic into @p locators (initialized); none before
+ * the participant is enabled. DDS_RETCODE_OK, _BAD_PARAMETER or _OUT_OF_RESOURCES.
+ */
+DDS_ReturnCode_t
+DDS_DomainParticipant_get_default_unicast_locators(DDS_DomainParticipant *self,
+                                                   struct DDS_LocatorSeq *locators);
+/** The same for the multicast locators of user traffic. */
+DDS_ReturnCode_t
+DDS_DomainParticipant_get_default_multicast_locators(DDS_DomainParticipant *self,
+                                                     struct DDS_LocatorSeq *locators);
+/** The same for the unicast locators of discovery traffic. */
+DDS_ReturnCode_t
+DDS_DomainParticipant_get_metatraffic_unicast_locators(DDS_DomainParticipant *self,
+                                                       struct DDS_LocatorSeq *locators);
+/** The same for the multicast locators of discovery traffic. */
+DDS_ReturnCode_t
+DDS_DomainParticipant_get_metatraffic_multicast_locators(DDS_DomainParticipant *self,
+                                                         struct DDS_LocatorSeq *locators);
+
+/**
+ * @brief Creates a topic.
+ * @param name      not empty, and not the name of another topic of this participant.
+ * @param type_name not empty.
+ * @return the topic, or null after a line in the log that says why.
+ */
+DDS_Topic *DDS_DomainParticipant_create_topic(DDS_DomainParticipant *self, const char *name,
+                                              const char *type_name);
+
+/** Deletes a topic. DDS_RETCODE_OK, or DDS_RETCODE_BAD_PARAMETER when it is none of this one's. */
+DDS_ReturnCode_t DDS_DomainParticipant_delete_topic(DDS_DomainParticipant *self, DDS_Topic *topic);
+
+/** The name of a topic; lives as long as the topic. */
+const char *DDS_Topic_get_name(const DDS_Topic *self);
+/** The name of a topic's type; lives as long as the topic. */
+const char *DDS_Topic_get_type_name(const DDS_Topic *self);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,306 @@
+/**
+ * @file dds_c_qospolicy.h
+ * @brief The QoS policies of a participant.
+ *
+ * A policy owns its sequences and strings. Each starts as its initializer or through
+ * TPolicy_initialize, and is given back with TPolicy_finalize; zeroed storage may be finalized too.
+ * Strings in it must come from DDS_String_dup or DDS_String_alloc.
+ *
+ * DDS_QOS_POLICY_OPERATIONS(TPolicy) declares the operations of a policy:
+ *
+ * - `void TPolicy_initialize(TPolicy *self)`: makes storage without a value the default, which is
+ *   the one of the initializer. Allocates nothing.
+ * - `void TPolicy_finalize(TPolicy *self)`: frees what the policy owns; its sequences are then
+ * empty and its strings null.
+ * - `TPolicy *TPolicy_copy(TPolicy *self, const TPolicy *src)`: makes @p self a deep copy of @p
+ * src, in the storage that @p self has when everything fits there. The copy, or null when memory
+ * runs out; then @p self is as it was.
+ * - `DDS_Boolean TPolicy_is_equal(const TPolicy *left, const TPolicy *right)`: true when every
+ *   member is equal; strings are equal by their characters, a null string is equal to null only.
+ *
+ * A null argument is an error, which is logged; the operation then does nothing and returns null or
+ * DDS_BOOLEAN_FALSE. Operations on different policies may run at the same time; a policy that one
+ * thread changes must not be used by another.
+ */
+#ifndef DDS_C_QOS_POLICY_H
+#define DDS_C_QOS_POLICY_H
+
+#include "dds_c/dds_c_rtpswellknownports.h"
+#include "dds_c/dds_c_string.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** Declares the operations of a policy; see the head of this file. */
+#define DDS_QOS_POLICY_OPERATIONS(TPolicy)                                                         \
+    void TPolicy##_initialize(struct TPolicy *self);                                               \
+    void TPolicy##_finalize(struct TPolicy *self);                                                 \
+    struct TPolicy *TPolicy##_copy(struct TPolicy *self, const struct TPolicy *src);               \
+    DDS_Boolean TPolicy##_is_equal(const struct TPolicy *left, const struct TPolicy *right)
+
+/** Octets that the application attaches to a participant (DDS 1.4 2.2.3.1). Changeable. */
+typedef struct DDS_UserDataQosPolicy {
+    /** At most resource_limits.participant_user_data_max_length octets. Default: none. */
+    DDS_OctetSeq value;
+} DDS_UserDataQosPolicy;
+
+#define DDS_USER_DATA_QOS_POLICY_INITIALIZER                                                       \
+    { DDS_SEQUENCE_INITIALIZER }
+
+DDS_QOS_POLICY_OPERATIONS(DDS_UserDataQosPolicy);
+
+/** How an entity acts as a factory of others (DDS 1.4 2.2.3.20). Changeable. */
+typedef struct DDS_EntityFactoryQosPolicy {
+    /** True: the entities that it creates are enabled at once. Default: true. */
+    DDS_Boolean autoenable_created_entities;
+} DDS_EntityFactoryQosPolicy;
+
+#define DDS_ENTITY_FACTORY_QOS_POLICY_INITIALIZER                                                  \
+    { DDS_BOOLEAN_TRUE }
+
+DDS_QOS_POLICY_OPERATIONS(DDS_EntityFactoryQosPolicy);
+
+/** The participant index that asks for the first free one. */
+#define DDS_PARTICIPANT_ID_AUTO (-1)
+
+/** A participant's identity and ports on the wire (DDSI-RTPS 9.3.1.5, 9.6.1). */
+typedef struct DDS_WireProtocolQosPolicy {
+    /**
+     * The participant's index in its domain on this host, 0 or more, which decides its unicast
+     * ports; DDS_PARTICIPANT_ID_AUTO, the default, takes the first index whose ports are free.
+     * Fixed at creation.
+     */
+    DDS_Long participant_id;
+    /**
+     * The three words of the GUID prefix (DDSI-RTPS 9.3.1.5). 0, the default, has a word generated;
+     * in a change of the QoS it keeps the word. Fixed at creation.
+     */
+    DDS_UnsignedLong rtps_host_id;
+    DDS_UnsignedLong rtps_app_id;
+    DDS_UnsignedLong rtps_instance_id;
+    /** Where the port numbers come from (DDSI-RTPS 9.6.1). Default: the standard ones. */
+    struct DDS_RtpsWellKnownPorts_t rtps_well_known_ports;
+    /** Which ports are reserved; DDS_RTPS_RESERVED_PORT_MASK_DEFAULT is the default. */
+    DDS_RtpsReservedPortKindMask rtps_reserved_port_mask;
+} DDS_WireProtocolQosPolicy;
+
+#define DDS_WIRE_PROTOCOL_QOS_POLICY_INITIALIZER                                                   \
+    {                                                                                              \
+        DDS_PARTICIPANT_ID_AUTO, 0u, 0u, 0u, DDS_RTPS_WELL_KNOWN_PORTS_INITIALIZER,                \
+            DDS_RTPS_RESERVED_PORT_MASK_DEFAULT                                                    \
+    }
+
+DDS_QOS_POLICY_OPERATIONS(DDS_WireProtocolQosPolicy);
+
+/** A set of built-in transports. */
+typedef DDS_UnsignedLong DDS_TransportBuiltinKindMask;
+
+/** UDP over IPv4, alias "udpv4". */
+#define DDS_TRANSPORTBUILTIN_UDPv4 1u
+/** UDP over IPv6, alias "udpv6". */
+#define DDS_TRANSPORTBUILTIN_UDPv6 2u
+#define DDS_TRANSPORTBUILTIN_MASK_NONE 0u
+#define DDS_TRANSPORTBUILTIN_MASK_DEFAULT DDS_TRANSPORTBUILTIN_UDPv4
+#define DDS_TRANSPORTBUILTIN_MASK_ALL (DDS_TRANSPORTBUILTIN_UDPv4 | DDS_TRANSPORTBUILTIN_UDPv6)
+
+/** The transports that a participant has. Fixed at creation. */
+typedef struct DDS_TransportBuiltinQosPolicy {
+    /** Default: DDS_TRANSPORTBUILTIN_MASK_DEFAULT. */
+    DDS_TransportBuiltinKindMask mask;
+} DDS_TransportBuiltinQosPolicy;
+
+#define DDS_TRANSPORT_BUILTIN_QOS_POLICY_INITIALIZER                                               \
+    { DDS_TRANSPORTBUILTIN_MASK_DEFAULT }
+
+DDS_QOS_POLICY_OPERATIONS(DDS_TransportBuiltinQosPolicy);
+
+/** One setting for receiving by unicast. */
+typedef struct DDS_TransportUnicastSettings_t {
+    /** Aliases of the transports to receive on, as "udpv4". None: every one that there is. */
+    DDS_StringSeq transports;
+    /** The port, 1 to 65535; 0 computes it from the participant's index. */
+    DDS_Long receive_port;
+} DDS_TransportUnicastSettings_t;
+
+#define DDS_TRANSPORT_UNICAST_SETTINGS_INITIALIZER                                                 \
+    { DDS_SEQUENCE_INITIALIZER, 0 }
+
+/** A sequence of unicast settings. */
+DDS_SEQUENCE(DDS_TransportUnicastSettingsSeq, struct DDS_TransportUnicastSettings_t);
+
+/** Where user traffic is received by unicast. Fixed at creation. */
+typedef struct DDS_TransportUnicastQosPolicy {
+    /** None, the default: every transport, at the port of the participant's index. */
+    DDS_TransportUnicastSettingsSeq value;
+} DDS_TransportUnicastQosPolicy;
+
+#define DDS_TRANSPORT_UNICAST_QOS_POLICY_INITIALIZER                                               \
+    { DDS_SEQUENCE_INITIALIZER }
+
+DDS_QOS_POLICY_OPERATIONS(DDS_TransportUnicastQosPolicy);
+
+/** The multicast addresses for the topics whose names match an expression. */
+typedef struct DDS_TransportMulticastMapping_t {
+    /** Numeric multicast addresses without port, as "239.255.1.1". */
+    DDS_StringSeq addresses;
+    /** Topic names joined by ',', each with the wild cards of POSIX fnmatch. */
+    char *topic_expression;
+} DDS_TransportMulticastMapping_t;
+
+#define DDS_TRANSPORT_MULTICAST_MAPPING_INITIALIZER                                                \
+    { DDS_SEQUENCE_INITIALIZER, NULL }
+
+/** A sequence of multicast mappings. */
+DDS_SEQUENCE(DDS_TransportMulticastMappingSeq, struct DDS_TransportMulticastMapping_t);
+
+/** Which multicast addresses the topics of a participant use. */
+typedef struct DDS_TransportMulticastMappingQosPolicy {
+    /** Default: none. */
+    DDS_TransportMulticastMappingSeq value;
+} DDS_TransportMulticastMappingQosPolicy;
+
+#define DDS_TRANSPORT_MULTICAST_MAPPING_QOS_POLICY_INITIALIZER                                     \
+    { DDS_SEQUENCE_INITIALIZER }
+
+DDS_QOS_POLICY_OPERATIONS(DDS_TransportMulticastMappingQosPolicy);
+
+/**
+ * @brief How a participant finds others (DDSI-RTPS 8.5).
+ *
+ * The initializer and DDS_DiscoveryQosPolicy_initialize leave all three lists empty;
+ * DDS_DomainParticipantQos_initialize puts the usual peers and receive addresses in.
+ */
+typedef struct DDS_DiscoveryQosPolicy {
+    /** Aliases of the transports for discovery. None: every one that there is. */
+    DDS_StringSeq enabled_transports;
+    /**
+     * Whom to announce to: "ADDRESS", "ADDRESS:PORT", "udpv4://ADDRESS:PORT",
+     * "udpv6://[ADDRESS]:PORT", or a host name in place of the address. Usually "239.255.0.1" and
+     * "127.0.0.1".
+     */
+    DDS_StringSeq initial_peers;
+    /**
+     * At most 4 numeric multicast addresses without port to receive announcements at; the first
+     * one of an enabled transport is used. None: no multicast.
+     * Usually "239.255.0.1" (DDSI-RTPS 9.6.1.4.1).
+     */
+    DDS_StringSeq multicast_receive_addresses;
+} DDS_DiscoveryQosPolicy;
+
+#define DDS_DISCOVERY_QOS_POLICY_INITIALIZER                                                       \
+    { DDS_SEQUENCE_INITIALIZER, DDS_SEQUENCE_INITIALIZER, DDS_SEQUENCE_INITIALIZER }
+
+DDS_QOS_POLICY_OPERATIONS(DDS_DiscoveryQosPolicy);
+
+/** The range of DDS_DomainParticipantResourceLimitsQosPolicy.transport_info_list_max_length. */
+#define DDS_TRANSPORT_INFO_LIST_LENGTH_MAX 100
+
+/** The longest variable parts that a participant may have. Fixed at creation. */
+typedef struct DDS_DomainParticipantResourceLimitsQosPolicy {
+    /** Transports that the participant announces, 0 to 100. Default: 12. */
+    DDS_Long transport_info_list_max_length;
+    /** Octets of user data, 0 or more. Default: 256. */
+    DDS_Long participant_user_data_max_length;
+    /** Properties, 0 or more. Default: 32. */
+    DDS_Long participant_property_list_max_length;
+    /** Bytes of all property names and values with their terminators, 0 or more. Default: 2048. */
+    DDS_Long participant_property_string_max_length;
+} DDS_DomainParticipantResourceLimitsQosPolicy;
+
+#define DDS_DOMAIN_PARTICIPANT_RESOURCE_LIMITS_QOS_POLICY_INITIALIZER                              \
+    { 12, 256, 32, 2048 }
+
+DDS_QOS_POLICY_OPERATIONS(DDS_DomainParticipantResourceLimitsQosPolicy);
+
+/** A set of discovery protocols. */
+typedef DDS_UnsignedLong DDS_DiscoveryConfigBuiltinPluginKindMask;
+
+/** The simple participant discovery protocol (DDSI-RTPS 8.5.3). */
+#define DDS_DISCOVERYCONFIG_BUILTIN_SPDP 0x1u
+/** The second version of that protocol. */
+#define DDS_DISCOVERYCONFIG_BUILTIN_SPDP2 0x10u
+#define DDS_DISCOVERYCONFIG_BUILTIN_PLUGIN_MASK_NONE 0u
+#define DDS_DISCOVERYCONFIG_BUILTIN_PLUGIN_MASK_DEFAULT DDS_DISCOVERYCONFIG_BUILTIN_SPDP
+#define DDS_DISCOVERYCONFIG_BUILTIN_PLUGIN_MASK_ALL                                                \
+    (DDS_DISCOVERYCONFIG_BUILTIN_SPDP | DDS_DISCOVERYCONFIG_BUILTIN_SPDP2)
+
+/** The settings of discovery. */
+typedef struct DDS_DiscoveryConfigQosPolicy {
+    /**
+     * How long a locator counts as reachable after it was last heard from: above 0, or infinite,
+     * the default, for as long as it is announced.
+     */
+    struct DDS_Duration_t locator_reachability_lease_duration;
+    /** Default: DDS_DISCOVERYCONFIG_BUILTIN_PLUGIN_MASK_DEFAULT. */
+    DDS_DiscoveryConfigBuiltinPluginKindMask builtin_discovery_plugins;
+} DDS_DiscoveryConfigQosPolicy;
+
+#define DDS_DISCOVERY_CONFIG_QOS_POLICY_INITIALIZER                                                \
+    { DDS_DURATION_INFINITE, DDS_DISCOVERYCONFIG_BUILTIN_PLUGIN_MASK_DEFAULT }
+
+DDS_QOS_POLICY_OPERATIONS(DDS_DiscoveryConfigQosPolicy);
+
+/** A name and its value. */
+typedef struct DDS_Property_t {
+    char *name;            /**< not null, not empty, once in a list */
+    char *value;           /**< not null */
+    DDS_Boolean propagate; /**< true: others learn of it by discovery */
+} DDS_Property_t;
+
+#define DDS_PROPERTY_INITIALIZER                                                                   \
+    { NULL, NULL, DDS_BOOLEAN_FALSE }
+
+/** A sequence of properties. */
+DDS_SEQUENCE(DDS_PropertySeq, struct DDS_Property_t);
+
+/**
+ * @brief Named settings that have no policy of their own (DDS Security 7.2.5).
+ * dds_c_propertyqospolicyhelper.h has operations on single properties.
+ */
+typedef struct DDS_PropertyQosPolicy {
+    /** At most resource_limits.participant_property_list_max_length. Default: none. */
+    DDS_PropertySeq value;
+} DDS_PropertyQosPolicy;
+
+#define DDS_PROPERTY_QOS_POLICY_INITIALIZER                                                        \
+    { DDS_SEQUENCE_INITIALIZER }
+
+DDS_QOS_POLICY_OPERATIONS(DDS_PropertyQosPolicy);
+
+/** The most characters of a name in DDS_EntityNameQosPolicy. */
+#define DDS_ENTITY_NAME_LENGTH_MAX 255
+
+/** What an entity is called, for those who look at the system. */
+typedef struct DDS_EntityNameQosPolicy {
+    char *name;      /**< null, the default, or at most 255 characters */
+    char *role_name; /**< the same */
+} DDS_EntityNameQosPolicy;
+
+#define DDS_ENTITY_NAME_QOS_POLICY_INITIALIZER                                                     \
+    { NULL, NULL }
+
+DDS_QOS_POLICY_OPERATIONS(DDS_EntityNameQosPolicy);
+
+/** The most characters of all names in DDS_PartitionQosPolicy, joined by ','. */
+#define DDS_PARTITION_NAMES_LENGTH_MAX 255
+
+/**
+ * @brief The partitions of an entity (DDS 1.4 2.2.3.13). Changeable.
+ * One empty name means the same as no name, and is read back as that.
+ */
+typedef struct DDS_PartitionQosPolicy {
+    /** Names without ','; joined by ',' they have at most 255 characters. Default: none. */
+    DDS_StringSeq name;
+} DDS_PartitionQosPolicy;
+
+#define DDS_PARTITION_QOS_POLICY_INITIALIZER                                                       \
+    { DDS_SEQUENCE_INITIALIZER }
+
+DDS_QOS_POLICY_OPERATIONS(DDS_PartitionQosPolicy);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

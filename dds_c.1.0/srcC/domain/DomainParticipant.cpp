@@ -1,0 +1,744 @@
+#include <string.h>
+
+#include <array>
+#include <utility>
+
+#include "dds_c/dds_c_propertyqospolicyhelper.h"
+#include "domain/CallWorker.h"
+#include "domain/DomainParticipant_internal.h"
+#include "infrastructure/Common_internal.h"
+#include "infrastructure/Locator_internal.h"
+#include "osapi/osapi_heap.h"
+#include "osapi/osapi_utility.h"
+
+#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
+#include "infrastructure/dds_log.h"
+
+namespace {
+
+/** Restricts the interfaces: names or numeric addresses joined by ','. */
+const char *const PROPERTY_ALLOW_INTERFACES = "dds.transport.allow_interfaces";
+
+/** How long a deletion waits for the reactor to close the ports before it drains by sleeping. */
+const struct NUVNtpTime CLOSE_TIME = {0, 0x02000000u}; /* 1/128 s */
+
+/** Enters a participant's exclusive area for as long as it lives. */
+class ParticipantLock {
+public:
+    ParticipantLock(struct DDS_DomainParticipant *participant, struct REDAWorker *callWorker)
+        : ea(participant->ea), worker(callWorker) {
+        REDAExclusiveArea_enter(ea, worker);
+    }
+    ~ParticipantLock() {
+        REDAExclusiveArea_leave(ea, worker);
+    }
+    ParticipantLock(const ParticipantLock &) = delete;
+    ParticipantLock &operator=(const ParticipantLock &) = delete;
+
+private:
+    struct REDAExclusiveArea *ea;
+    struct REDAWorker *worker;
+};
+
+/** A topic of the public API is the presentation layer's. */
+DDS_Topic *to_public(struct PRESTopic *topic) {
+    return reinterpret_cast<DDS_Topic *>(topic);
+}
+
+struct PRESTopic *to_presentation(DDS_Topic *topic) {
+    return reinterpret_cast<struct PRESTopic *>(topic);
+}
+
+const struct PRESTopic *to_presentation(const DDS_Topic *topic) {
+    return reinterpret_cast<const struct PRESTopic *>(topic);
+}
+
+void on_inconsistent_topic(void *param, struct PRESTopic *topic, struct REDAWorker *) {
+    const struct DDS_DomainParticipantListener &listener =
+        static_cast<struct DDS_DomainParticipant *>(param)->listener;
+
+    if (listener.on_inconsistent_topic != nullptr) {
+        listener.on_inconsistent_topic(listener.listener_data, to_public(topic));
+    }
+}
+
+bool copy_qos(struct DDS_DomainParticipant *self, const struct DDS_DomainParticipantQos *qos) {
+    const DDS_ReturnCode_t result =
+        qos == DDS_PARTICIPANT_QOS_DEFAULT
+            ? DDS_DomainParticipantFactory_get_default_participant_qos(self->factory, &self->qos)
+            : (DDS_DomainParticipantQos_copy(&self->qos, qos) != nullptr
+                   ? DDS_RETCODE_OK
+                   : DDS_RETCODE_OUT_OF_RESOURCES);
+
+    if (result != DDS_RETCODE_OK) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "participant QoS");
+        return false;
+    }
+    return DDS_DomainParticipantQos_is_consistent(&self->qos) != DDS_BOOLEAN_FALSE;
+}
+
+/** The areas are made in the order of their levels. */
+bool create_exclusive_areas(struct DDS_DomainParticipant *self) {
+    self->ea = REDAExclusiveArea_new(REDA_EXCLUSIVE_AREA_LEVEL_PARTICIPANT, "participant");
+    self->concurrency.tableEa = REDAExclusiveArea_new(REDA_EXCLUSIVE_AREA_LEVEL_TABLE, "table");
+    self->concurrency.recordEa = REDAExclusiveArea_new(REDA_EXCLUSIVE_AREA_LEVEL_RECORD, "record");
+    self->concurrency.remoteObjectsEa =
+        REDAExclusiveArea_new(REDA_EXCLUSIVE_AREA_LEVEL_REMOTE_OBJECTS, "remote objects");
+    if (self->ea == nullptr || self->concurrency.tableEa == nullptr ||
+        self->concurrency.recordEa == nullptr || self->concurrency.remoteObjectsEa == nullptr) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "exclusive areas");
+        return false;
+    }
+    return true;
+}
+
+/** Splits the interfaces of PROPERTY_ALLOW_INTERFACES into @p property. */
+bool read_allowed_interfaces(const struct DDS_PropertyQosPolicy *properties,
+                             struct NUVNetioConfiguratorProperty *property) {
+    const struct DDS_Property_t *allowed =
+        DDS_PropertyQosPolicyHelper_lookup_property(properties, PROPERTY_ALLOW_INTERFACES);
+    const char *rest = allowed != nullptr ? allowed->value : nullptr;
+
+    while (rest != nullptr && *rest != '\0') {
+        const size_t length = strcspn(rest, ",");
+
+        if (property->allowedInterfaceCount == NUV_NETIO_ALLOWED_INTERFACES_MAX || length == 0 ||
+            length >= NUV_NETIO_INTERFACE_PATTERN_SIZE) {
+            DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
+                        "property %s is '%s': allowed are up to %d interface names or numeric "
+                        "addresses of 1 to %d characters, joined by ','",
+                        PROPERTY_ALLOW_INTERFACES, allowed->value, NUV_NETIO_ALLOWED_INTERFACES_MAX,
+                        NUV_NETIO_INTERFACE_PATTERN_SIZE - 1);
+            return false;
+        }
+        char *const pattern = property->allowedInterfaces[property->allowedInterfaceCount];
+
+        memcpy(pattern, rest, length);
+        pattern[length] = '\0';
+        ++property->allowedInterfaceCount;
+        rest += length;
+        rest += *rest == ',' ? 1 : 0;
+    }
+    return true;
+}
+
+bool create_configurator(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
+    struct NUVNetioConfiguratorProperty property = NUV_NETIO_CONFIGURATOR_PROPERTY_DEFAULT;
+    static constexpr std::array<std::pair<DDS_TransportBuiltinKindMask, KOLS_Transport_ClassId_t>,
+                                NUV_NETIO_TRANSPORTS_MAX>
+        TRANSPORTS = {{{DDS_TRANSPORTBUILTIN_UDPv4, KOLS_TRANSPORT_CLASSID_UDPv4},
+                       {DDS_TRANSPORTBUILTIN_UDPv6, KOLS_TRANSPORT_CLASSID_UDPv6}}};
+
+    property.transports.aliases[0] = '\0';
+    for (const auto &[kind, transport] : TRANSPORTS) {
+        if ((self->qos.transport_builtin.mask & kind) != 0) {
+            (void)NUVNetioAliasList_add(&property.transports,
+                                        NUVNetioTransport_aliasOfClass(transport));
+        }
+    }
+    if (!read_allowed_interfaces(&self->qos.property, &property)) {
+        return false;
+    }
+    self->configurator = NUVNetioConfigurator_new(&property, self->resources.runtime, worker);
+    return self->configurator != nullptr;
+}
+
+/** A new identity, with what the QoS fixes of it. */
+void choose_guid(struct DDS_DomainParticipant *self) {
+    const struct DDS_WireProtocolQosPolicy &wireProtocol = self->qos.wire_protocol;
+
+    NUVOsapiRtpsGuid_generate(&self->guid);
+    if (wireProtocol.rtps_host_id != 0) {
+        self->guid.prefix.hostId = wireProtocol.rtps_host_id;
+    }
+    if (wireProtocol.rtps_app_id != 0) {
+        self->guid.prefix.appId = wireProtocol.rtps_app_id;
+    }
+    if (wireProtocol.rtps_instance_id != 0) {
+        self->guid.prefix.instanceId = wireProtocol.rtps_instance_id;
+    }
+}
+
+bool initialize_presentation(struct DDS_DomainParticipant *self, DDS_StatusMask mask,
+                             struct REDAWorker *worker) {
+    const struct DDS_DomainParticipantResourcesI &resources = self->resources;
+    const struct PRESParticipantListener listener = {on_inconsistent_topic, self};
+    char threadParticipantId[COMMEND_THREAD_PARTICIPANT_ID_SIZE];
+
+    /* The domain, as far as it fits: a label for people, nothing depends on it. */
+    NUVOsapiUtility_snprintf(threadParticipantId, sizeof(threadParticipantId), "%d",
+                             self->domainId % 100000);
+    return DDS_DomainParticipantPresentation_initialize(
+               &self->presentation, self->factory, self->domainId, &self->qos, &self->guid,
+               threadParticipantId, self->qos.wire_protocol.participant_id >= 0, &listener, mask,
+               NUVNetioRuntime_getEventDatabase(resources.runtime), &self->concurrency,
+               NUVClock_getMonotonic(), NUVClock_getRealtime(), self->configurator,
+               resources.workerFactory, nullptr, nullptr, nullptr, resources.recvThreadFactory,
+               resources.eventThreadFactory, resources.asynchPubThreadFactory,
+               worker) == DDS_RETCODE_OK &&
+           self->presentation.participant != nullptr;
+}
+
+/** Frees whatever the participant has but its presentation half. */
+void free_participant(struct DDS_DomainParticipant *self) {
+    NUVNetioConfigurator_delete(self->configurator);
+    REDAExclusiveArea_delete(self->concurrency.remoteObjectsEa);
+    REDAExclusiveArea_delete(self->concurrency.recordEa);
+    REDAExclusiveArea_delete(self->concurrency.tableEa);
+    REDAExclusiveArea_delete(self->ea);
+    (void)DDS_DomainParticipantQos_finalize(&self->qos);
+    NUVOsapiHeap_freeStructure(self);
+}
+
+bool has_active_entryports(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
+    struct COMMENDFacade *facade = PRESParticipant_getFacade(self->presentation.participant);
+    int hasActiveEntryPorts = 1;
+
+    return !facade->checkEntryports(facade, &hasActiveEntryPorts, nullptr, worker) ||
+           hasActiveEntryPorts != 0;
+}
+
+/**
+ * Waits until the receive ports that were given back are closed. The reactor does that at once
+ * unless it is busy, so the drain with its long sleeps is the exception. Not to be called with the
+ * participant's lock, which the reactor may be waiting for.
+ */
+DDS_ReturnCode_t await_closed_entryports(struct DDS_DomainParticipant *self,
+                                         struct REDAWorker *worker) {
+    struct COMMENDFacade *facade = PRESParticipant_getFacade(self->presentation.participant);
+    DDS_ReturnCode_t result = DDS_RETCODE_OK;
+
+    (void)facade->flushEntryports(facade, &CLOSE_TIME, worker);
+    if (!has_active_entryports(self, worker)) {
+        return DDS_RETCODE_OK;
+    }
+    for (const KOLS_Transport_ClassId_t transport :
+         {KOLS_TRANSPORT_CLASSID_UDPv4, KOLS_TRANSPORT_CLASSID_UDPv6}) {
+        struct REDAWeakReference handle = REDA_WEAK_REFERENCE_INVALID;
+
+        if (NUVNetioConfigurator_getTransportHandle(self->configurator, transport, &handle) &&
+            DDS_DomainParticipantPresentation_wait_for_released_entryports(
+                &self->presentation, &handle, worker) != DDS_RETCODE_OK) {
+            DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
+                        "the receive ports of a participant in domain %d are still open",
+                        self->domainId);
+            result = DDS_RETCODE_TIMEOUT;
+        }
+    }
+    return result;
+}
+
+/**
+ * Reserves the index and its ports. A host without any usable address is no failure: the
+ * participant gets its index when an address appears.
+ */
+DDS_ReturnCode_t reserve_index(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
+    DDS_Long participantIndex = self->qos.wire_protocol.participant_id;
+    DDS_ReturnCode_t result =
+        DDS_DomainParticipantPresentation_reserve_participant_index_entryports(
+            &self->presentation, &participantIndex, worker);
+
+    if (result == DDS_RETCODE_OK) {
+        self->participantIndex = participantIndex;
+    } else if (result == DDS_RETCODE_NO_DATA) {
+        if (DDS_DomainParticipantPresentation_get_max_locator_list_size(&self->presentation) > 0) {
+            return DDS_RETCODE_OK;
+        }
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_FAILED_TO_ENABLE_TEMPLATE,
+                    "the property dds.domain_participant.max_announced_locator_list_size is 0, "
+                    "which leaves the participant no locator: allowed are 1 to %d",
+                    DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX);
+    }
+    return result;
+}
+
+DDS_ReturnCode_t enable_presentation(struct DDS_DomainParticipant *self,
+                                     struct REDAWorker *worker) {
+    int enableAllEntities =
+        self->qos.entity_factory.autoenable_created_entities != DDS_BOOLEAN_FALSE ? 1 : 0;
+    const DDS_ReturnCode_t result = DDS_DomainParticipantPresentation_enable(
+        &self->presentation, &self->qos, &enableAllEntities, worker);
+
+    /* Enabling may return OK without having enabled, when memory ran out. */
+    if (result == DDS_RETCODE_OK &&
+        !PRESParticipant_isEnabled(self->presentation.participant, worker)) {
+        return DDS_RETCODE_OUT_OF_RESOURCES;
+    }
+    return result;
+}
+
+/** On failure the receive ports are given back, though not yet closed. */
+DDS_ReturnCode_t enable_locked(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
+    DDS_ReturnCode_t result = DDS_RETCODE_OK;
+
+    (void)NUVNetioConfigurator_refreshInterfaces(self->configurator, worker);
+    result = reserve_index(self, worker);
+    if (result == DDS_RETCODE_OK) {
+        result = enable_presentation(self, worker);
+    }
+    if (result != DDS_RETCODE_OK) {
+        DDS_DomainParticipantPresentation_release_participant_index_entryports(&self->presentation,
+                                                                               worker);
+        self->participantIndex = -1;
+        return result;
+    }
+    self->isEnabled = 1;
+    return DDS_RETCODE_OK;
+}
+
+/** The lists whose change an application is told of. */
+struct LocatorLists {
+    struct PRESLocatorQosPolicy defaultUnicast;
+    struct PRESLocatorQosPolicy metatrafficUnicast;
+    struct PRESReducedLocatorQosPolicy metatrafficMulticast;
+
+    explicit LocatorLists(const struct DDS_DomainParticipantPresentation &presentation)
+        : defaultUnicast(presentation._cachedDefaultUnicastLocator),
+          metatrafficUnicast(presentation._cachedMetatrafficUnicastLocator),
+          metatrafficMulticast(presentation._cachedMetatrafficMulticastLocator) {}
+
+    bool differ(const struct DDS_DomainParticipantPresentation &presentation) const {
+        return PRESLocatorQosPolicy_compare(&defaultUnicast,
+                                            &presentation._cachedDefaultUnicastLocator) != 0 ||
+               PRESLocatorQosPolicy_compare(&metatrafficUnicast,
+                                            &presentation._cachedMetatrafficUnicastLocator) != 0 ||
+               PRESLocatorQosPolicy_compare(
+                   PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&metatrafficMulticast),
+                   PRESReducedLocatorQosPolicy_asConstLocatorPolicy(
+                       &presentation._cachedMetatrafficMulticastLocator)) != 0;
+    }
+};
+
+/** Updates the locators of an enabled participant; one without an index first tries to get it. */
+DDS_ReturnCode_t follow_interfaces(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
+    (void)NUVNetioConfigurator_refreshInterfaces(self->configurator, worker);
+    if (self->participantIndex < 0) {
+        /* The search for an index computes the multicast locators and reserves for them anew. */
+        DDS_DomainParticipantPresentation_release_participant_index_entryports(&self->presentation,
+                                                                               worker);
+        const DDS_ReturnCode_t result = reserve_index(self, worker);
+
+        if (result != DDS_RETCODE_OK || self->participantIndex < 0) {
+            return result;
+        }
+    }
+    return DDS_DomainParticipantPresentation_update_participant_locatorsI(
+        &self->presentation, self, self->participantIndex, worker);
+}
+
+/** Follows the interfaces and tells the application if that changed anything. */
+DDS_ReturnCode_t update_locators(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
+    DDS_ReturnCode_t result = DDS_RETCODE_OK;
+    bool changed = false;
+
+    {
+        const ParticipantLock lock(self, worker);
+
+        if (!self->isEnabled) {
+            return DDS_RETCODE_NOT_ENABLED;
+        }
+        const LocatorLists before(self->presentation);
+
+        result = follow_interfaces(self, worker);
+        changed = before.differ(self->presentation);
+    }
+    if (changed && self->listener.on_locators_changed != nullptr) {
+        self->listener.on_locators_changed(self->listener.listener_data, self);
+    }
+    return result;
+}
+
+void on_interfaces_changed(void *param, struct REDAWorker *worker) {
+    (void)update_locators(static_cast<struct DDS_DomainParticipant *>(param), worker);
+}
+
+/** Refuses a change of what is fixed at creation, where the presentation half does not. */
+bool check_fixed_policies(const struct DDS_DomainParticipantQos *running,
+                          const struct DDS_DomainParticipantQos *qos) {
+    const struct DDS_WireProtocolQosPolicy &wireProtocol = qos->wire_protocol;
+    const char *changed = nullptr;
+
+    if (wireProtocol.participant_id != running->wire_protocol.participant_id) {
+        changed = "wire_protocol.participant_id";
+    } else if (!DDS_RtpsWellKnownPorts_is_equal(&wireProtocol.rtps_well_known_ports,
+                                                &running->wire_protocol.rtps_well_known_ports)) {
+        changed = "wire_protocol.rtps_well_known_ports";
+    } else if (wireProtocol.rtps_reserved_port_mask !=
+               running->wire_protocol.rtps_reserved_port_mask) {
+        changed = "wire_protocol.rtps_reserved_port_mask";
+    } else if (!DDS_TransportBuiltinQosPolicy_is_equal(&qos->transport_builtin,
+                                                       &running->transport_builtin)) {
+        changed = "transport_builtin";
+    } else if (!DDS_TransportMulticastMappingQosPolicy_is_equal(&qos->multicast_mapping,
+                                                                &running->multicast_mapping)) {
+        changed = "multicast_mapping";
+    } else if (!DDS_StringSeq_is_equal(&qos->discovery.enabled_transports,
+                                       &running->discovery.enabled_transports)) {
+        changed = "discovery.enabled_transports";
+    } else if (!DDS_StringSeq_is_equal(&qos->discovery.multicast_receive_addresses,
+                                       &running->discovery.multicast_receive_addresses)) {
+        changed = "discovery.multicast_receive_addresses";
+    } else if (!DDS_DiscoveryConfigQosPolicy_is_equal(&qos->discovery_config,
+                                                      &running->discovery_config)) {
+        changed = "discovery_config";
+    } else if (!DDS_DomainParticipantResourceLimitsQosPolicy_is_equal(&qos->resource_limits,
+                                                                      &running->resource_limits)) {
+        changed = "resource_limits";
+    } else if (!DDS_EntityNameQosPolicy_is_equal(&qos->participant_name,
+                                                 &running->participant_name)) {
+        changed = "participant_name";
+    }
+    if (changed != nullptr) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_IMMUTABLE_POLICY_s, changed);
+        return false;
+    }
+    return true;
+}
+
+bool is_read_at_creation(const struct DDS_Property_t *property) {
+    static const char PREFIX[] = "dds.";
+
+    return strncmp(property->name, PREFIX, sizeof(PREFIX) - 1) == 0;
+}
+
+bool has_same_value(const struct DDS_PropertyQosPolicy *policy,
+                    const struct DDS_Property_t *property) {
+    const struct DDS_Property_t *other =
+        DDS_PropertyQosPolicyHelper_lookup_property(policy, property->name);
+
+    if (other == nullptr || other->value == nullptr || property->value == nullptr) {
+        return other != nullptr && other->value == property->value;
+    }
+    return strcmp(other->value, property->value) == 0;
+}
+
+/** Every property of @p left that is read at creation only must be in @p right as well. */
+bool check_fixed_properties(const struct DDS_PropertyQosPolicy *left,
+                            const struct DDS_PropertyQosPolicy *right) {
+    for (DDS_Long i = 0; i < DDS_PropertySeq_get_length(&left->value); ++i) {
+        const struct DDS_Property_t *property = DDS_PropertySeq_get_reference(&left->value, i);
+
+        if (is_read_at_creation(property) && !has_same_value(right, property)) {
+            DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_IMMUTABLE_POLICY_s, property->name);
+            return false;
+        }
+    }
+    return true;
+}
+
+/** Copies locators out, if the participant is enabled and so has any. */
+DDS_ReturnCode_t get_locators(struct DDS_DomainParticipant *self,
+                              const struct PRESLocatorQosPolicy *list,
+                              struct DDS_LocatorSeq *locators) {
+    CallWorker worker(self->resources.workerFactory);
+    const ParticipantLock lock(self, worker.get());
+    const DDS_Long count = self->isEnabled ? list->count : 0;
+
+    if (!DDS_LocatorSeq_ensure_length(locators, count, count)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "locators");
+        return DDS_RETCODE_OUT_OF_RESOURCES;
+    }
+    for (DDS_Long i = 0; i < count; ++i) {
+        DDS_Locator_from_netio_locatorI(DDS_LocatorSeq_get_reference(locators, i),
+                                        &list->locatorList[i]);
+    }
+    return DDS_RETCODE_OK;
+}
+
+DDS_Octet *put_word(DDS_Octet *out, NUV_UINT32 word) {
+    *out++ = (DDS_Octet)(word >> 24);
+    *out++ = (DDS_Octet)(word >> 16);
+    *out++ = (DDS_Octet)(word >> 8);
+    *out++ = (DDS_Octet)word;
+    return out;
+}
+
+} // namespace
+
+struct DDS_DomainParticipant *
+DDS_DomainParticipant_newI(struct DDS_DomainParticipantFactory *factory,
+                           const struct DDS_DomainParticipantResourcesI *resources,
+                           DDS_DomainId_t domain_id, const struct DDS_DomainParticipantQos *qos,
+                           const struct DDS_DomainParticipantListener *listener,
+                           DDS_StatusMask mask) {
+    static const struct DDS_DomainParticipantQos EMPTY_QOS = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
+    CallWorker worker(resources->workerFactory);
+    struct DDS_DomainParticipant *self = nullptr;
+
+    if (domain_id < 0) {
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
+                    "domain_id is %d: allowed are 0 and more", domain_id);
+        return nullptr;
+    }
+    NUVOsapiHeap_allocateStructure(&self, struct DDS_DomainParticipant);
+    if (self == nullptr) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_CREATION_FAILURE_s, "participant");
+        return nullptr;
+    }
+    memset(self, 0, sizeof(*self));
+    self->factory = factory;
+    self->resources = *resources;
+    self->qos = EMPTY_QOS;
+    self->domainId = domain_id;
+    self->participantIndex = -1;
+    if (listener != nullptr) {
+        self->listener = *listener;
+    }
+
+    if (!copy_qos(self, qos) || !create_exclusive_areas(self) ||
+        !create_configurator(self, worker.get())) {
+        free_participant(self);
+        return nullptr;
+    }
+    choose_guid(self);
+    self->interfaceListener.onInterfacesChanged = on_interfaces_changed;
+    self->interfaceListener.param = self;
+    if (!initialize_presentation(self, mask, worker.get())) {
+        /* It may have stopped half-way without undoing itself; to finalize is always allowed. */
+        (void)DDS_DomainParticipantPresentation_finalize(&self->presentation, worker.get());
+        free_participant(self);
+        return nullptr;
+    }
+    NUVNetioRuntime_addInterfaceListener(self->resources.runtime, &self->interfaceListener);
+    return self;
+}
+
+DDS_ReturnCode_t DDS_DomainParticipant_deleteI(struct DDS_DomainParticipant *self) {
+    CallWorker worker(self->resources.workerFactory);
+    DDS_ReturnCode_t drained = DDS_RETCODE_OK;
+    DDS_ReturnCode_t result = DDS_DomainParticipantPresentation_checkShutdownPrecondition(
+        &self->presentation, worker.get());
+
+    if (result != DDS_RETCODE_OK) {
+        return result;
+    }
+    NUVNetioRuntime_removeInterfaceListener(self->resources.runtime, &self->interfaceListener);
+    result = DDS_DomainParticipantPresentation_wakeup(&self->presentation, worker.get());
+    if (result != DDS_RETCODE_OK) {
+        goto refused;
+    }
+    result = DDS_DomainParticipantPresentation_prefinalize(&self->presentation, worker.get());
+    if (result != DDS_RETCODE_OK) {
+        goto refused;
+    }
+    DDS_DomainParticipantPresentation_release_participant_index_entryports(&self->presentation,
+                                                                           worker.get());
+    drained = await_closed_entryports(self, worker.get());
+    result = DDS_DomainParticipantPresentation_finalize(&self->presentation, worker.get());
+    if (result != DDS_RETCODE_OK) {
+        goto refused;
+    }
+    free_participant(self);
+    return drained;
+
+refused:
+    NUVNetioRuntime_addInterfaceListener(self->resources.runtime, &self->interfaceListener);
+    return result;
+}
+
+DDS_Long DDS_DomainParticipant_get_participant_user_data_max_lengthI(
+    const struct DDS_DomainParticipant *self) {
+    return self->qos.resource_limits.participant_user_data_max_length;
+}
+
+DDS_Long DDS_DomainParticipant_get_participant_property_list_max_lengthI(
+    const struct DDS_DomainParticipant *self) {
+    return self->qos.resource_limits.participant_property_list_max_length;
+}
+
+DDS_Long DDS_DomainParticipant_get_participant_property_string_max_lengthI(
+    const struct DDS_DomainParticipant *self) {
+    return self->qos.resource_limits.participant_property_string_max_length;
+}
+
+DDS_ReturnCode_t DDS_DomainParticipant_enable(DDS_DomainParticipant *self) {
+    DDS_ReturnCode_t result = DDS_RETCODE_OK;
+
+    if (DDSLog_isNull(self)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    CallWorker worker(self->resources.workerFactory);
+    {
+        const ParticipantLock lock(self, worker.get());
+
+        result = self->isEnabled ? DDS_RETCODE_OK : enable_locked(self, worker.get());
+    }
+    if (result != DDS_RETCODE_OK) {
+        (void)await_closed_entryports(self, worker.get());
+    }
+    return result;
+}
+
+DDS_ReturnCode_t DDS_DomainParticipant_get_qos(DDS_DomainParticipant *self,
+                                               struct DDS_DomainParticipantQos *qos) {
+    if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    CallWorker worker(self->resources.workerFactory);
+    const ParticipantLock lock(self, worker.get());
+
+    return DDS_DomainParticipantPresentation_get_qos(&self->presentation, self, qos, 1,
+                                                     worker.get());
+}
+
+DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
+                                               const struct DDS_DomainParticipantQos *qos) {
+    struct DDS_DomainParticipantQos copy = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
+    DDS_ReturnCode_t result = DDS_RETCODE_OK;
+
+    if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    if (!DDS_DomainParticipantQos_is_consistent(qos)) {
+        return DDS_RETCODE_INCONSISTENT_POLICY;
+    }
+    CallWorker worker(self->resources.workerFactory);
+    const ParticipantLock lock(self, worker.get());
+
+    if (!check_fixed_policies(&self->qos, qos) ||
+        !check_fixed_properties(&qos->property, &self->qos.property) ||
+        !check_fixed_properties(&self->qos.property, &qos->property)) {
+        return DDS_RETCODE_IMMUTABLE_POLICY;
+    }
+    if (DDS_DomainParticipantQos_copy(&copy, qos) == nullptr) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "participant QoS");
+        return DDS_RETCODE_OUT_OF_RESOURCES;
+    }
+    result = DDS_DomainParticipantPresentation_set_qos(&self->presentation, qos, worker.get());
+    if (result == DDS_RETCODE_OK) {
+        std::swap(self->qos, copy);
+    }
+    (void)DDS_DomainParticipantQos_finalize(&copy);
+    return result;
+}
+
+DDS_ReturnCode_t DDS_DomainParticipant_update_locators(DDS_DomainParticipant *self) {
+    if (DDSLog_isNull(self)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    CallWorker worker(self->resources.workerFactory);
+
+    return update_locators(self, worker.get());
+}
+
+DDS_Long DDS_DomainParticipant_get_max_participant_index(
+    const struct DDS_RtpsWellKnownPorts_t *rtps_well_known_ports) {
+    return DDS_DomainParticipantPresentation_get_max_participant_indexI(rtps_well_known_ports);
+}
+
+DDS_DomainId_t DDS_DomainParticipant_get_domain_id(const DDS_DomainParticipant *self) {
+    return DDSLog_isNull(self) ? -1 : self->domainId;
+}
+
+DDS_Long DDS_DomainParticipant_get_participant_index(DDS_DomainParticipant *self) {
+    if (DDSLog_isNull(self)) {
+        return -1;
+    }
+    CallWorker worker(self->resources.workerFactory);
+    const ParticipantLock lock(self, worker.get());
+
+    return self->participantIndex;
+}
+
+DDS_ReturnCode_t DDS_DomainParticipant_get_guid(DDS_DomainParticipant *self, DDS_GUID_t *guid) {
+    struct NUVOsapiRtpsGuid rtpsGuid = {{0, 0, 0}, 0};
+    DDS_Octet *out = nullptr;
+
+    if (DDSLog_isNull(self) || DDSLog_isNull(guid)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    PRESParticipant_getGuid(self->presentation.participant, &rtpsGuid);
+    out = put_word(guid->value, rtpsGuid.prefix.hostId);
+    out = put_word(out, rtpsGuid.prefix.appId);
+    out = put_word(out, rtpsGuid.prefix.instanceId);
+    (void)put_word(out, rtpsGuid.objectId);
+    return DDS_RETCODE_OK;
+}
+
+DDS_ReturnCode_t
+DDS_DomainParticipant_get_default_unicast_locators(DDS_DomainParticipant *self,
+                                                   struct DDS_LocatorSeq *locators) {
+    if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    return get_locators(self, &self->presentation._cachedDefaultUnicastLocator, locators);
+}
+
+DDS_ReturnCode_t
+DDS_DomainParticipant_get_default_multicast_locators(DDS_DomainParticipant *self,
+                                                     struct DDS_LocatorSeq *locators) {
+    if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    return get_locators(self,
+                        PRESReducedLocatorQosPolicy_asConstLocatorPolicy(
+                            &self->presentation._cachedDefaultMulticastLocator),
+                        locators);
+}
+
+DDS_ReturnCode_t
+DDS_DomainParticipant_get_metatraffic_unicast_locators(DDS_DomainParticipant *self,
+                                                       struct DDS_LocatorSeq *locators) {
+    if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    return get_locators(self, &self->presentation._cachedMetatrafficUnicastLocator, locators);
+}
+
+DDS_ReturnCode_t
+DDS_DomainParticipant_get_metatraffic_multicast_locators(DDS_DomainParticipant *self,
+                                                         struct DDS_LocatorSeq *locators) {
+    if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    return get_locators(self,
+                        PRESReducedLocatorQosPolicy_asConstLocatorPolicy(
+                            &self->presentation._cachedMetatrafficMulticastLocator),
+                        locators);
+}
+
+DDS_Topic *DDS_DomainParticipant_create_topic(DDS_DomainParticipant *self, const char *name,
+                                              const char *type_name) {
+    int failReason = PRES_RETCODE_OK;
+    struct PRESTopic *topic = nullptr;
+
+    if (DDSLog_isNull(self) || DDSLog_isNull(name) || DDSLog_isNull(type_name)) {
+        return nullptr;
+    }
+    CallWorker worker(self->resources.workerFactory);
+
+    topic = PRESParticipant_createTopic(self->presentation.participant, &failReason, name,
+                                        type_name, worker.get());
+    if (topic == nullptr) {
+        DDSLog_text(
+            NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
+            "cannot create topic '%s' of type '%s': %s", name, type_name,
+            DDS_ReturnCode_to_string(DDS_ReturnCode_from_presentation_return_codeI(failReason)));
+    }
+    return to_public(topic);
+}
+
+DDS_ReturnCode_t DDS_DomainParticipant_delete_topic(DDS_DomainParticipant *self, DDS_Topic *topic) {
+    int failReason = PRES_RETCODE_OK;
+
+    if (DDSLog_isNull(self) || DDSLog_isNull(topic)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    CallWorker worker(self->resources.workerFactory);
+
+    if (!PRESParticipant_deleteTopic(self->presentation.participant, &failReason,
+                                     to_presentation(topic), worker.get())) {
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
+                    "topic: it is none of this participant's");
+        return DDS_ReturnCode_from_presentation_return_codeI(failReason);
+    }
+    return DDS_RETCODE_OK;
+}
+
+const char *DDS_Topic_get_name(const DDS_Topic *self) {
+    return DDSLog_isNull(self) ? nullptr : PRESTopic_getName(to_presentation(self));
+}
+
+const char *DDS_Topic_get_type_name(const DDS_Topic *self) {
+    return DDSLog_isNull(self) ? nullptr : PRESTopic_getTypeName(to_presentation(self));
+}

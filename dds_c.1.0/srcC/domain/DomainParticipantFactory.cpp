@@ -1,0 +1,258 @@
+#include <mutex>
+#include <new>
+
+#include "domain/DomainParticipantFactory_internal.h"
+#include "domain/DomainParticipant_internal.h"
+#include "osapi/osapi_heap.h"
+
+#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
+#include "infrastructure/dds_log.h"
+
+struct DDS_DomainParticipantFactory {
+    /** Guards the fields below. Held for the list only, never while a participant is worked on. */
+    std::mutex mutex;
+    struct DDS_DomainParticipantFactoryQos qos = {DDS_ENTITY_FACTORY_QOS_POLICY_INITIALIZER};
+    struct DDS_DomainParticipant *participants = nullptr;
+    /** Participants that are listed, and those on the way in. */
+    int participantCount = 0;
+    /** Made for the first participant; its runtime is null until then. */
+    struct DDS_DomainParticipantResourcesI resources = {};
+
+    /* Their callbacks are all null: the public API has none for what they tell. */
+    struct PRESParticipantEntityFinalizeListener entityFinalizeListener = {};
+    struct COMMENDActiveFacadeThreadListener threadListener = {};
+};
+
+namespace {
+
+/** Guards the instance. */
+std::mutex instanceMutex;
+struct DDS_DomainParticipantFactory *instance = nullptr;
+
+struct NUVOsapiThreadFactory *new_thread_factory() {
+    static const struct NUVOsapiThreadFactoryProperty PROPERTY = {"dds.", 0};
+
+    return NUVOsapiThreadFactory_new(&PROPERTY);
+}
+
+void release_resources(struct DDS_DomainParticipantResourcesI *resources) {
+    NUVNetioRuntime_delete(resources->runtime);
+    NUVOsapiThreadFactory_delete(resources->asynchPubThreadFactory);
+    NUVOsapiThreadFactory_delete(resources->eventThreadFactory);
+    NUVOsapiThreadFactory_delete(resources->recvThreadFactory);
+    REDAWorkerFactory_delete(resources->workerFactory);
+    *resources = {};
+}
+
+/** What all participants share. It stays until the factory goes, so that only the first pays. */
+bool acquire_resources(struct DDS_DomainParticipantResourcesI *resources) {
+    if (resources->runtime != nullptr) {
+        return true;
+    }
+    resources->workerFactory = REDAWorkerFactory_new();
+    resources->recvThreadFactory = new_thread_factory();
+    resources->eventThreadFactory = new_thread_factory();
+    resources->asynchPubThreadFactory = new_thread_factory();
+    if (resources->workerFactory == nullptr || resources->recvThreadFactory == nullptr ||
+        resources->eventThreadFactory == nullptr || resources->asynchPubThreadFactory == nullptr) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "participant factory");
+        release_resources(resources);
+        return false;
+    }
+    resources->runtime =
+        NUVNetioRuntime_new(nullptr, resources->recvThreadFactory, resources->workerFactory);
+    if (resources->runtime == nullptr) {
+        release_resources(resources);
+        return false;
+    }
+    return true;
+}
+
+/** Takes a participant out of the list, if it is there. */
+bool unlist(struct DDS_DomainParticipantFactory *self,
+            const struct DDS_DomainParticipant *participant) {
+    for (struct DDS_DomainParticipant **link = &self->participants; *link != nullptr;
+         link = &(*link)->next) {
+        if (*link == participant) {
+            *link = participant->next;
+            return true;
+        }
+    }
+    return false;
+}
+
+/** A new participant, enabled when the factory's QoS says so; null on failure. */
+struct DDS_DomainParticipant *
+new_participant(struct DDS_DomainParticipantFactory *self,
+                const struct DDS_DomainParticipantResourcesI *resources, bool enable,
+                DDS_DomainId_t domain_id, const struct DDS_DomainParticipantQos *qos,
+                const struct DDS_DomainParticipantListener *listener, DDS_StatusMask mask) {
+    struct DDS_DomainParticipant *participant =
+        DDS_DomainParticipant_newI(self, resources, domain_id, qos, listener, mask);
+
+    if (participant == nullptr) {
+        return nullptr;
+    }
+    if (enable && DDS_DomainParticipant_enable(participant) != DDS_RETCODE_OK) {
+        (void)DDS_DomainParticipant_deleteI(participant);
+        return nullptr;
+    }
+    return participant;
+}
+
+} // namespace
+
+const struct PRESParticipantEntityFinalizeListener *
+DDS_DomainParticipantFactory_get_presentation_entity_finalize_listenerI(
+    DDS_DomainParticipantFactory *self) {
+    return &self->entityFinalizeListener;
+}
+
+const struct COMMENDActiveFacadeThreadListener *
+DDS_DomainParticipantFactory_get_presentation_thread_listenerI(DDS_DomainParticipantFactory *self) {
+    return &self->threadListener;
+}
+
+DDS_DomainParticipantFactory *DDS_DomainParticipantFactory_get_instance(void) {
+    const std::lock_guard<std::mutex> lock(instanceMutex);
+
+    if (instance == nullptr) {
+        struct DDS_DomainParticipantFactory *factory = nullptr;
+
+        NUVOsapiHeap_allocateStructure(&factory, struct DDS_DomainParticipantFactory);
+        if (factory == nullptr) {
+            DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "participant factory");
+            return nullptr;
+        }
+        instance = new (factory) DDS_DomainParticipantFactory;
+    }
+    return instance;
+}
+
+DDS_ReturnCode_t DDS_DomainParticipantFactory_finalize_instance(void) {
+    const std::lock_guard<std::mutex> lock(instanceMutex);
+
+    if (instance == nullptr) {
+        return DDS_RETCODE_OK;
+    }
+    {
+        const std::lock_guard<std::mutex> listLock(instance->mutex);
+
+        if (instance->participantCount != 0) {
+            DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
+                        "the participant factory cannot be finalized: %d participants exist",
+                        instance->participantCount);
+            return DDS_RETCODE_PRECONDITION_NOT_MET;
+        }
+    }
+    release_resources(&instance->resources);
+    instance->~DDS_DomainParticipantFactory();
+    NUVOsapiHeap_freeStructure(instance);
+    instance = nullptr;
+    return DDS_RETCODE_OK;
+}
+
+DDS_ReturnCode_t DDS_DomainParticipantFactory_get_qos(DDS_DomainParticipantFactory *self,
+                                                      struct DDS_DomainParticipantFactoryQos *qos) {
+    if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    const std::lock_guard<std::mutex> lock(self->mutex);
+
+    *qos = self->qos;
+    return DDS_RETCODE_OK;
+}
+
+DDS_ReturnCode_t
+DDS_DomainParticipantFactory_set_qos(DDS_DomainParticipantFactory *self,
+                                     const struct DDS_DomainParticipantFactoryQos *qos) {
+    if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    const std::lock_guard<std::mutex> lock(self->mutex);
+
+    self->qos = *qos;
+    return DDS_RETCODE_OK;
+}
+
+DDS_ReturnCode_t
+DDS_DomainParticipantFactory_get_default_participant_qos(DDS_DomainParticipantFactory *self,
+                                                         struct DDS_DomainParticipantQos *qos) {
+    struct DDS_DomainParticipantQos defaultQos = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
+    DDS_ReturnCode_t result = DDS_RETCODE_OK;
+
+    if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    result = DDS_DomainParticipantQos_initialize(&defaultQos);
+    if (result == DDS_RETCODE_OK && DDS_DomainParticipantQos_copy(qos, &defaultQos) == nullptr) {
+        result = DDS_RETCODE_OUT_OF_RESOURCES;
+    }
+    (void)DDS_DomainParticipantQos_finalize(&defaultQos);
+    return result;
+}
+
+DDS_DomainParticipant *DDS_DomainParticipantFactory_create_participant(
+    DDS_DomainParticipantFactory *self, DDS_DomainId_t domain_id,
+    const struct DDS_DomainParticipantQos *qos,
+    const struct DDS_DomainParticipantListener *listener, DDS_StatusMask mask) {
+    struct DDS_DomainParticipantResourcesI resources = {};
+    struct DDS_DomainParticipant *participant = nullptr;
+    bool enable = true;
+
+    if (DDSLog_isNull(self)) {
+        return nullptr;
+    }
+    {
+        const std::lock_guard<std::mutex> lock(self->mutex);
+
+        if (!acquire_resources(&self->resources)) {
+            return nullptr;
+        }
+        resources = self->resources;
+        enable = self->qos.entity_factory.autoenable_created_entities != DDS_BOOLEAN_FALSE;
+        ++self->participantCount;
+    }
+    participant = new_participant(self, &resources, enable, domain_id, qos, listener, mask);
+
+    const std::lock_guard<std::mutex> lock(self->mutex);
+
+    if (participant == nullptr) {
+        --self->participantCount;
+        return nullptr;
+    }
+    participant->next = self->participants;
+    self->participants = participant;
+    return participant;
+}
+
+DDS_ReturnCode_t
+DDS_DomainParticipantFactory_delete_participant(DDS_DomainParticipantFactory *self,
+                                                DDS_DomainParticipant *participant) {
+    DDS_ReturnCode_t result = DDS_RETCODE_OK;
+
+    if (DDSLog_isNull(self) || DDSLog_isNull(participant)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    {
+        const std::lock_guard<std::mutex> lock(self->mutex);
+
+        /* Not listed while it is deleted, so that nobody else can begin to delete it. */
+        if (!unlist(self, participant)) {
+            DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
+                        "participant: it is none of this factory's");
+            return DDS_RETCODE_BAD_PARAMETER;
+        }
+    }
+    result = DDS_DomainParticipant_deleteI(participant);
+
+    const std::lock_guard<std::mutex> lock(self->mutex);
+
+    if (result == DDS_RETCODE_OK || result == DDS_RETCODE_TIMEOUT) {
+        --self->participantCount;
+    } else {
+        participant->next = self->participants;
+        self->participants = participant;
+    }
+    return result;
+}

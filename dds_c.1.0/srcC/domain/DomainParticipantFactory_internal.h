@@ -1,0 +1,29 @@
+/**
+ * @file DomainParticipantFactory_internal.h
+ * @brief What the rest of the library asks of the participant factory.
+ */
+#ifndef DOMAIN_PARTICIPANT_FACTORY_INTERNAL_H
+#define DOMAIN_PARTICIPANT_FACTORY_INTERNAL_H
+
+#include "commend/commend_facade.h"
+#include "dds_c/dds_c_domain.h"
+#include "pres/pres_participant.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** The listener told before a participant's entities are finalized; the factory owns it. */
+const struct PRESParticipantEntityFinalizeListener *
+DDS_DomainParticipantFactory_get_presentation_entity_finalize_listenerI(
+    DDS_DomainParticipantFactory *self);
+
+/** The listener told of the threads that work for participants; the factory owns it. */
+const struct COMMENDActiveFacadeThreadListener *
+DDS_DomainParticipantFactory_get_presentation_thread_listenerI(DDS_DomainParticipantFactory *self);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

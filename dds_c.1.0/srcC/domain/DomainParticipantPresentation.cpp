@@ -1,0 +1,1748 @@
+#include <stdlib.h>
+#include <string.h>
+
+#include "dds_c/dds_c_productversion.h"
+#include "dds_c/dds_c_propertyqospolicyhelper.h"
+#include "domain/DomainParticipantFactory_internal.h"
+#include "domain/DomainParticipant_internal.h"
+#include "domain/domain_internal.h"
+#include "infrastructure/Common_internal.h"
+#include "infrastructure/DomainParticipantQos_internal.h"
+#include "infrastructure/PropertyQosPolicyHelper_internal.h"
+#include "infrastructure/QosPolicy_internal.h"
+#include "log/log_config.h"
+#include "osapi/osapi_heap.h"
+#include "osapi/osapi_utility.h"
+#include "reda/reda_string.h"
+
+#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
+#include "infrastructure/dds_log.h"
+
+namespace {
+
+/** The most characters of a thread participant id. */
+constexpr size_t THREAD_PARTICIPANT_ID_LENGTH_MAX = COMMEND_THREAD_PARTICIPANT_ID_SIZE - 1;
+
+const struct REDAWeakReference INVALID_WR = REDA_WEAK_REFERENCE_INVALID;
+
+} // namespace
+
+/* ============================================================================================= */
+/* Lifecycle                                                                                     */
+/* ============================================================================================= */
+
+DDS_Boolean DDS_DomainParticipantPresentation_is_participant_index_specified(
+    const struct DDS_DomainParticipantPresentation *self) {
+    return self->_participantIndexSpecified != 0 ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE;
+}
+
+DDS_Boolean DDS_DomainParticipantPresentation_are_entryports_reserved(
+    const struct DDS_DomainParticipantPresentation *self) {
+    return self->_entryportsReserved != 0 ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE;
+}
+
+DDS_Long DDS_DomainParticipantPresentation_get_max_locator_list_size(
+    const struct DDS_DomainParticipantPresentation *self) {
+    return self->_maxLocatorListSize;
+}
+
+DDS_Boolean DDS_DomainParticipantPresentation_is_locator_reachability_disabled(
+    const struct DDS_DomainParticipantPresentation *self) {
+    return self->_isLocatorReachabilityDisabled != 0 ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE;
+}
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION "DDS_DomainParticipantPresentation_initialize"
+
+namespace {
+
+const char *const PROPERTY_MAX_LOCATOR_LIST_SIZE =
+    "dds.domain_participant.max_announced_locator_list_size";
+const char *const PROPERTY_ALIGNMENT_ENFORCEMENT =
+    "dds.participant.use_45d_compatible_alignment_enforcement";
+const char *const PROPERTY_LOG_DISCOVERY_MISMATCH =
+    "dds.participant.discovery_config.log_discovery_mismatch";
+const char *const PROPERTY_DIRECTED_WRITE_SERIALIZATION_KIND =
+    "dds.participant.directed_write_serialization_kind";
+
+/** The largest value of PROPERTY_DIRECTED_WRITE_SERIALIZATION_KIND. */
+constexpr DDS_UnsignedLong SERIALIZATION_KIND_MAX = 2;
+
+/**
+ * Prints a message about a property that is out of its range. Deliberately under module id 0,
+ * though every other message of this file carries the id of the DDS module.
+ */
+#define LOG_PROPERTY_RANGE(worker, ...)                                                            \
+    do {                                                                                           \
+        if (DDSLog_isEnabled(NUV_LOG_LEVEL_ERROR) ||                                               \
+            DDSLog_isEnabledForWorker((worker), NUV_LOG_LEVEL_ERROR)) {                            \
+            NUVLogParamString_printWithParams(NUV_LOG_UNNUMBERED, NUV_LOG_LEVEL_ERROR, 0,          \
+                                              __FILE__, __LINE__, DDS_LOG_FUNCTION, __VA_ARGS__);  \
+        }                                                                                          \
+    } while (0)
+
+bool set_thread_participant_id(struct DDS_DomainParticipantPresentation *self, const char *id) {
+    if (NUVOsapiUtility_strcpy(self->_threadParticipantId, THREAD_PARTICIPANT_ID_LENGTH_MAX, id) ==
+        NULL) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_INSUFFICIENT_SPACE_FAILURE_dd,
+                       COMMEND_THREAD_PARTICIPANT_ID_SIZE, (int)strlen(id));
+        return false;
+    }
+    return true;
+}
+
+/** An out-of-range value stays in the record. Text that is no number reads as 0. */
+bool read_max_locator_list_size(struct DDS_DomainParticipantPresentation *self,
+                                const struct DDS_PropertyQosPolicy *properties,
+                                struct REDAWorker *worker) {
+    const struct DDS_Property_t *property =
+        DDS_PropertyQosPolicyHelper_lookup_property(properties, PROPERTY_MAX_LOCATOR_LIST_SIZE);
+
+    if (property != NULL && property->value != NULL) {
+        self->_maxLocatorListSize = atoi(property->value);
+    }
+    if (self->_maxLocatorListSize < 0) {
+        LOG_PROPERTY_RANGE(worker, "%s: the value of the property '%s' is not valid",
+                           DDS_LOG_FUNCTION, PROPERTY_MAX_LOCATOR_LIST_SIZE);
+        return false;
+    }
+    if (self->_maxLocatorListSize > DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX) {
+        LOG_PROPERTY_RANGE(worker, "%s: the value of the property '%s' cannot exceed %d",
+                           DDS_LOG_FUNCTION, PROPERTY_MAX_LOCATOR_LIST_SIZE,
+                           DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX);
+        return false;
+    }
+    return true;
+}
+
+void set_locator_reachability(struct DDS_DomainParticipantPresentation *self,
+                              struct PRESParticipantProperty *property,
+                              const struct DDS_DomainParticipantQos *qos) {
+    const DDS_Duration_t reachabilityLease =
+        qos->discovery_config.locator_reachability_lease_duration;
+
+    DDS_Duration_to_ntp_time(&reachabilityLease, &property->parameter.reachabilityLeaseDuration);
+    /* Any one of the three is enough. The last one looks redundant and is kept on purpose: it is
+     * how other implementations write an infinite fraction. */
+    if (reachabilityLease.sec == DDS_DURATION_INFINITE_SEC ||
+        reachabilityLease.nanosec == DDS_DURATION_INFINITE_NSEC ||
+        reachabilityLease.nanosec == 0xFFFFFFFFu) {
+        self->_isLocatorReachabilityDisabled = 1;
+    }
+}
+
+void initialize_cached_policies(struct DDS_DomainParticipantPresentation *self) {
+    DDS_TransportUnicastQosPolicy_initialize(&self->_cachedTransportUnicastPolicy);
+    DDS_DiscoveryQosPolicy_initialize(&self->cachedDiscoveryPolicy);
+    DDS_TransportMulticastMappingQosPolicy_initialize(
+        &self->_cachedTransportMulticastMappingPolicy);
+}
+
+template <size_t N>
+void invalidate_locators(struct NUVNetioLocator (&locators)[N]) {
+    static const struct NUVNetioLocator INVALID = NUV_NETIO_LOCATOR_INVALID;
+
+    for (struct NUVNetioLocator &locator : locators) {
+        locator = INVALID;
+    }
+}
+
+void empty_cached_locators(struct DDS_DomainParticipantPresentation *self) {
+    /* A copy carries only the locators that count; an empty list has all of them invalid. */
+    invalidate_locators(self->_cachedDefaultUnicastLocator.locatorList);
+    invalidate_locators(self->_cachedMetatrafficUnicastLocator.locatorList);
+    invalidate_locators(self->_cachedDefaultMulticastLocator.locatorList);
+    invalidate_locators(self->_cachedMetatrafficMulticastLocator.locatorList);
+
+    PRESLocatorQosPolicy_copy(&self->_cachedDefaultUnicastLocator, &LOCATOR_QOS_POLICY_DEFAULT);
+    PRESLocatorQosPolicy_copy(&self->_cachedMetatrafficUnicastLocator, &LOCATOR_QOS_POLICY_DEFAULT);
+    PRESLocatorQosPolicy_copy(
+        PRESReducedLocatorQosPolicy_asLocatorPolicy(&self->_cachedDefaultMulticastLocator),
+        PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&REDUCED_LOCATOR_QOS_POLICY_DEFAULT));
+    PRESLocatorQosPolicy_copy(
+        PRESReducedLocatorQosPolicy_asLocatorPolicy(&self->_cachedMetatrafficMulticastLocator),
+        PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&REDUCED_LOCATOR_QOS_POLICY_DEFAULT));
+}
+
+void empty_entryports(struct DDS_DomainParticipantPresentation *self) {
+    self->_reserveEntryportMetaMulticastWR = INVALID_WR;
+    self->_reserveEntryportUserMulticastWR = INVALID_WR;
+    self->_reserveMetaUnicast._count = 0;
+    self->_reserveUserUnicast._count = 0;
+}
+
+DDS_ReturnCode_t set_product_version(struct PRESParticipantProperty *property) {
+    DDS_ProductVersion_t product_version = {0, 0, 0, 0};
+    DDS_ReturnCode_t result = DDS_RETCODE_OK;
+
+    DDS_ProductVersion_get_nuvdds_version(&product_version);
+    result = DDS_ProductVersion_to_presentation_qos_policy(&product_version,
+                                                           &property->parameter.productVersion);
+    if (result != DDS_RETCODE_OK) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "productVersion");
+    }
+    return result;
+}
+
+bool read_alignment_enforcement(const struct DDS_PropertyQosPolicy *properties,
+                                struct COMMENDInterpreterProperty *interpreter) {
+    const struct DDS_Property_t *property =
+        DDS_PropertyQosPolicyHelper_lookup_property(properties, PROPERTY_ALIGNMENT_ENFORCEMENT);
+
+    if (property != NULL &&
+        !REDAString_strToBoolean(property->value, &interpreter->enforceSubmessageAlignment)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_INVALID_s, PROPERTY_ALIGNMENT_ENFORCEMENT);
+        return false;
+    }
+    return true;
+}
+
+bool read_log_discovery_mismatch(const struct DDS_PropertyQosPolicy *properties,
+                                 struct COMMENDInterpreterProperty *interpreter,
+                                 struct REDAWorker *worker) {
+    const struct DDS_Property_t *property =
+        DDS_PropertyQosPolicyHelper_lookup_property(properties, PROPERTY_LOG_DISCOVERY_MISMATCH);
+
+    if (property != NULL &&
+        !REDAString_strToBoolean(property->value, &interpreter->logParticipantDiscoveryMismatch)) {
+        DDSLog_textForWorker(worker, NUV_LOG_LEVEL_ERROR, NUV_LOG_FAILED_TO_CONVERT_TEMPLATE,
+                             "expected boolean value for property %s, got %s",
+                             PROPERTY_LOG_DISCOVERY_MISMATCH,
+                             property->value != NULL ? property->value : "(null)");
+        return false;
+    }
+    return true;
+}
+
+void apply_security(
+    struct PRESParticipantProperty *property, const struct PRESParticipantSecurity *security,
+    const struct PRESParticipantSecurityTokens *securityTokens,
+    const struct DDS_DomainParticipantTrustPluginsMaxTransformOverheads *maxTransformOverheads) {
+    struct COMMENDFacadeProperty &facadeProperty = property->facadeProperty.parent;
+    const NUV_UINT32 bitmask = security->attributes.protectionInfo.bitmask;
+    const bool isRtpsProtectedWithPresharedKey =
+        (bitmask & PRES_PARTICIPANT_SECURITY_RTPS_PRESHARED_KEY_PROTECTED) != 0;
+
+    facadeProperty.messageGenerator.canEncodeSubmessage = 1;
+    facadeProperty.messageGenerator.encodedSubmessageMaxOverhead =
+        maxTransformOverheads->submessage;
+    facadeProperty.interpreter.canDecode = 1;
+    if ((bitmask & PRES_PARTICIPANT_SECURITY_RTPS_PROTECTED) != 0 ||
+        isRtpsProtectedWithPresharedKey) {
+        facadeProperty.messageGenerator.canEncodeRtpsMessage = 1;
+        facadeProperty.interpreter.mustDecodeRtpsMessage = 1;
+        facadeProperty.messageGenerator.encodedMessageBaseOverhead =
+            maxTransformOverheads->messageBase;
+        facadeProperty.messageGenerator.encodedMessageWithPresharedKeyMaxOverhead =
+            maxTransformOverheads->presharedKeyMessage;
+        facadeProperty.messageGenerator.encodedMessageOverheadPerReceiver =
+            maxTransformOverheads->messagePerReceiver;
+    }
+    facadeProperty.interpreter.mustDecodeRtpsBootstrappingMessage =
+        isRtpsProtectedWithPresharedKey ? 1 : 0;
+
+    property->parameter.securityProtectionInfo = security->attributes.protectionInfo;
+    property->parameter.securityTokens = *securityTokens;
+    property->parameter.securityAlgorithmInfo = security->attributes.algorithmInfo;
+    property->parameter.securityVendorProtectionInfo =
+        security->attributes.securityVendorProtectionInfo;
+}
+
+bool read_directed_write_serialization_kind(const struct DDS_PropertyQosPolicy *properties,
+                                            struct PRESParticipantProperty *property) {
+    DDS_UnsignedLong serializationKindUInt = 0;
+
+    if (DDS_PropertyQosPolicyHelper_lookup_unsigned_integer_property(
+            properties, &serializationKindUInt, PROPERTY_DIRECTED_WRITE_SERIALIZATION_KIND) &&
+        serializationKindUInt > SERIALIZATION_KIND_MAX) {
+        char logMsg[100] = {0};
+
+        NUVOsapiUtility_snprintf(
+            logMsg, sizeof(logMsg), "%s has the value %d but can only be (0, 1, 2)",
+            PROPERTY_DIRECTED_WRITE_SERIALIZATION_KIND, (int)serializationKindUInt);
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_INVALID_s, logMsg);
+        return false;
+    }
+    property->directedWriteGuidSerializationKind = (NUV_INT32)serializationKindUInt;
+    return true;
+}
+
+/** Frees what the translation and the time-based logging settings put into a property. */
+void free_property_buffers(struct PRESParticipantProperty *property) {
+    struct COMMENDReceiverProperty &receiver = property->facadeProperty.parent.receiver;
+
+    NUVOsapiHeap_freeArray(property->parameter.propertyList.data._buffer);
+    property->parameter.propertyList.data._buffer = NULL;
+    if (receiver.processMessageTimeBasedLoggingExplicitPorts != NULL) {
+        NUVOsapiHeap_freeString(receiver.processMessageTimeBasedLoggingExplicitPorts);
+        receiver.processMessageTimeBasedLoggingExplicitPorts = NULL;
+    }
+}
+
+void undo_initialization(struct DDS_DomainParticipantPresentation *self,
+                         struct REDAWorker *worker) {
+    if (DDS_DomainParticipantPresentation_prefinalize(self, worker) != DDS_RETCODE_OK) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_FINALIZE_FAILURE_s,
+                       "DP Presentation (in prefinalize routine)");
+    }
+    if (DDS_DomainParticipantPresentation_finalize(self, worker) != DDS_RETCODE_OK) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_FINALIZE_FAILURE_s, "DP Presentation");
+    }
+}
+
+} // namespace
+
+/*
+ * The stops at `done` with an OK result, which leave `participant` null, are deliberate: the caller
+ * sees the failure by that null. So is that the stops between the translation and the creation of
+ * the presentation participant free only the property record and not the buffers in it.
+ */
+DDS_ReturnCode_t DDS_DomainParticipantPresentation_initialize(
+    struct DDS_DomainParticipantPresentation *self, struct DDS_DomainParticipantFactory *factory,
+    DDS_DomainId_t domain_id, const struct DDS_DomainParticipantQos *qos,
+    struct NUVOsapiRtpsGuid *participantGuid, char *threadParticipantId,
+    int participant_index_specified, const struct PRESParticipantListener *listener,
+    DDS_StatusMask mask, struct NUVEventActiveDatabase *active_db,
+    struct DDS_DomainParticipantConcurrency *concurrency, struct NUVClock *clock,
+    struct NUVClock *timestamp_clock, struct NUVNetioConfigurator *configurator,
+    struct REDAWorkerFactory *worker_factory, const struct PRESParticipantSecurity *security,
+    const struct PRESParticipantSecurityTokens *securityTokens,
+    struct DDS_DomainParticipantTrustPluginsMaxTransformOverheads *maxTransformOverheads,
+    struct NUVOsapiThreadFactory *recv_thread_factory,
+    struct NUVOsapiThreadFactory *event_thread_factory,
+    struct NUVOsapiThreadFactory *asynch_pub_thread_factory, struct REDAWorker *worker) {
+    DDS_ReturnCode_t result = DDS_RETCODE_OK;
+    struct PRESParticipantProperty *participantProperty = NULL;
+    struct COMMENDInterpreterProperty *interpreter = NULL;
+    const struct PRESParticipantEntityFinalizeListener *finalizeListener = NULL;
+    const struct COMMENDActiveFacadeThreadListener *threadListener = NULL;
+    const PRESStatusKindMask listenerMask = DDS_StatusMask_get_presentation_maskI(mask);
+    char partitionNames[PRES_PARTITION_BUFFER_SIZE];
+
+    if (DDSLog_isNull(self)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+
+    self->participant = NULL;
+    self->_domainId = domain_id;
+    if (!set_thread_participant_id(self, threadParticipantId)) {
+        goto done;
+    }
+    self->_participantIndexSpecified = participant_index_specified;
+    self->_configurator = configurator;
+    self->_entryportsReserved = 0;
+    self->_isLocatorReachabilityDisabled = 0;
+    self->_maxLocatorListSize = DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX;
+    if (!read_max_locator_list_size(self, &qos->property, worker)) {
+        return DDS_RETCODE_ERROR;
+    }
+
+    NUVOsapiHeap_allocateStructure(&participantProperty, struct PRESParticipantProperty);
+    if (participantProperty == NULL) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_CREATION_FAILURE_s, "participant property");
+        goto done;
+    }
+    *participantProperty = PARTICIPANT_PROPERTY_DEFAULT;
+    interpreter = &participantProperty->facadeProperty.parent.interpreter;
+
+    set_locator_reachability(self, participantProperty, qos);
+    initialize_cached_policies(self);
+    empty_cached_locators(self);
+    empty_entryports(self);
+
+    result = set_product_version(participantProperty);
+    if (result != DDS_RETCODE_OK) {
+        goto done;
+    }
+    PRESParticipantProperty_setPartitionBuffer(participantProperty, partitionNames);
+    result = DDS_DomainParticipantPresentation_translate_qos(self, participantProperty, qos,
+                                                             participantGuid, worker);
+    if (result != DDS_RETCODE_OK) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "QoS");
+        goto done;
+    }
+    if (!read_alignment_enforcement(&qos->property, interpreter)) {
+        goto done;
+    }
+    if (!read_log_discovery_mismatch(&qos->property, interpreter, worker)) {
+        goto done;
+    }
+    interpreter->isSpdp2 =
+        (qos->discovery_config.builtin_discovery_plugins & DDS_DISCOVERYCONFIG_BUILTIN_SPDP2) != 0
+            ? 1
+            : 0;
+    if (!DDS_DomainParticipantPresentation_setTimeBasedLoggingConfiguration(
+            &qos->property, participantProperty, worker)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s,
+                       "time-based logging configuration");
+        goto done;
+    }
+    if (security != NULL) {
+        apply_security(participantProperty, security, securityTokens, maxTransformOverheads);
+    }
+    if (!read_directed_write_serialization_kind(&qos->property, participantProperty)) {
+        goto done;
+    }
+
+    finalizeListener =
+        DDS_DomainParticipantFactory_get_presentation_entity_finalize_listenerI(factory);
+    threadListener = DDS_DomainParticipantFactory_get_presentation_thread_listenerI(factory);
+    self->participant = PRESParticipant_new(
+        participantGuid, configurator, worker_factory, active_db, clock, timestamp_clock,
+        concurrency->tableEa, concurrency->recordEa, concurrency->remoteObjectsEa, threadListener,
+        finalizeListener, participantProperty, listener, listenerMask, security,
+        recv_thread_factory, event_thread_factory, asynch_pub_thread_factory, worker);
+    free_property_buffers(participantProperty);
+    if (self->participant == NULL) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_CREATION_FAILURE_s, "participant core");
+        result = DDS_RETCODE_ERROR;
+        goto done;
+    }
+    result = DDS_DomainParticipantPresentation_cache_irreversible_qos(self, qos);
+    if (result != DDS_RETCODE_OK) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "QoS");
+    }
+
+done:
+    if (result != DDS_RETCODE_OK) {
+        undo_initialization(self, worker);
+    }
+    if (participantProperty != NULL) {
+        NUVOsapiHeap_freeStructure(participantProperty);
+    }
+    return result;
+}
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION __func__
+
+DDS_ReturnCode_t DDS_DomainParticipantPresentation_checkShutdownPrecondition(
+    struct DDS_DomainParticipantPresentation *self, struct REDAWorker *worker) {
+    if (self == NULL || self->participant == NULL) {
+        return DDS_RETCODE_OK;
+    }
+    if (PRESParticipant_hasTopic(self->participant, worker)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_ANY_FAILURE_s,
+                       "participant has outstanding topics");
+        return DDS_RETCODE_PRECONDITION_NOT_MET;
+    }
+    return DDS_RETCODE_OK;
+}
+
+DDS_ReturnCode_t
+DDS_DomainParticipantPresentation_wakeup(struct DDS_DomainParticipantPresentation *self,
+                                         struct REDAWorker *worker) {
+    int failReason = PRES_RETCODE_OK;
+
+    if (self == NULL || self->participant == NULL) {
+        return DDS_RETCODE_OK;
+    }
+    if (!PRESParticipant_preShutdownWakeup(self->participant, &failReason, worker)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_ANY_FAILURE_s,
+                       "wake up participant core for shutdown");
+        return DDS_ReturnCode_from_presentation_return_codeI(failReason);
+    }
+    return DDS_RETCODE_OK;
+}
+
+DDS_ReturnCode_t
+DDS_DomainParticipantPresentation_prefinalize(struct DDS_DomainParticipantPresentation *self,
+                                              struct REDAWorker *worker) {
+    int failReason = PRES_RETCODE_OK;
+
+    if (self == NULL || self->participant == NULL) {
+        return DDS_RETCODE_OK;
+    }
+    if (!PRESParticipant_shutdown(self->participant, &failReason, worker)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_ANY_FAILURE_s, "shut down participant core");
+        return DDS_ReturnCode_from_presentation_return_codeI(failReason);
+    }
+    return DDS_RETCODE_OK;
+}
+
+DDS_ReturnCode_t
+DDS_DomainParticipantPresentation_finalize(struct DDS_DomainParticipantPresentation *self,
+                                           struct REDAWorker *worker) {
+    if (DDSLog_isNull(self)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    if (self->participant != NULL) {
+        int failReason = PRES_RETCODE_OK;
+
+        if (!PRESParticipant_delete(self->participant, &failReason, worker)) {
+            DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_DESTRUCTION_FAILURE_s, "participant core");
+            return DDS_ReturnCode_from_presentation_return_codeI(failReason);
+        }
+        self->participant = NULL;
+    }
+    DDS_TransportUnicastQosPolicy_finalize(&self->_cachedTransportUnicastPolicy);
+    DDS_DiscoveryQosPolicy_finalize(&self->cachedDiscoveryPolicy);
+    DDS_TransportMulticastMappingQosPolicy_finalize(&self->_cachedTransportMulticastMappingPolicy);
+    memset(self, 0, sizeof(*self));
+    return DDS_RETCODE_OK;
+}
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION "DDS_DomainParticipantPresentation_enable"
+
+namespace {
+
+void warn_of_missing_locators(const struct DDS_DomainParticipantPresentation *self) {
+    if (self->_cachedDefaultUnicastLocator.count == 0) {
+        DDSLog_message(NUV_LOG_LEVEL_WARNING, DDS_LOG_NO_DEFAULT_UNICAST_TRANSPORT_LOCATORS);
+    }
+    if (self->_cachedMetatrafficUnicastLocator.count +
+            self->_cachedMetatrafficMulticastLocator.count ==
+        0) {
+        DDSLog_message(NUV_LOG_LEVEL_WARNING, DDS_LOG_NO_DISCOVERY_TRANSPORT_LOCATORS);
+    }
+}
+
+/** Fills the sequence with at most @p count transports. Tells whether to go on with enabling. */
+bool list_transports(struct DDS_DomainParticipantPresentation *self,
+                     struct PRESSequenceTransportInfo *transportInfo, DDS_Long count,
+                     DDS_ReturnCode_t *result, struct REDAWorker *worker) {
+    if (count == 0) {
+        DDSLog_message(NUV_LOG_LEVEL_LOCAL, DDS_LOG_GET_TRANSPORT_INFO_SIZE_ZERO);
+        return true;
+    }
+    transportInfo->_maximum = (NUV_UINT32)count;
+    NUVOsapiHeap_allocateArray(&transportInfo->_buffer, count, struct NUVNetioTransportInfo);
+    if (transportInfo->_buffer == NULL) {
+        /* Deliberately no error: the participant stays disabled and the result is still OK. */
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_OSAPI_MEMORY_LOG_OUT_OF_HEAP_STRUCT_d,
+                       (int)sizeof(struct NUVNetioTransportInfo));
+        return false;
+    }
+    if (!NUVNetioConfigurator_getTransportInfo(self->_configurator, transportInfo->_buffer,
+                                               &transportInfo->_length, (NUV_UINT32)count,
+                                               worker)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_GET_TRANSPORT_INFO);
+        *result = DDS_RETCODE_ERROR;
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+DDS_ReturnCode_t
+DDS_DomainParticipantPresentation_enable(struct DDS_DomainParticipantPresentation *self,
+                                         struct DDS_DomainParticipantQos *qos,
+                                         int *enableAllEntities, struct REDAWorker *worker) {
+    DDS_ReturnCode_t result = DDS_RETCODE_OK;
+    struct PRESSequenceTransportInfo transportInfoSequence = {0, 0, NULL};
+    NUVLogCategoryMask cachedCategory = 0;
+
+    if (DDSLog_isNull(worker)) {
+        return DDS_RETCODE_ERROR;
+    }
+    NUVOsapiContext_addAndCacheCategory(worker->_activityContext, &cachedCategory, 0,
+                                        NUV_LOG_CATEGORY_ENABLE);
+
+    warn_of_missing_locators(self);
+    if (!list_transports(self, &transportInfoSequence,
+                         qos->resource_limits.transport_info_list_max_length, &result, worker)) {
+        goto done;
+    }
+    if (!PRESParticipant_enable(
+            self->participant, enableAllEntities, &self->_cachedDefaultUnicastLocator,
+            &self->_cachedMetatrafficUnicastLocator, &self->_cachedMetatrafficMulticastLocator,
+            &transportInfoSequence, worker)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_CREATION_FAILURE_s, "enable");
+        result = DDS_RETCODE_ERROR;
+        goto done;
+    }
+    DDS_DomainParticipantPresentation_log_peers_and_locators(self, worker);
+
+done:
+    NUVOsapiContext_setCategory(worker->_activityContext, 0, cachedCategory);
+    if (transportInfoSequence._buffer != NULL) {
+        NUVOsapiHeap_freeArray(transportInfoSequence._buffer);
+        transportInfoSequence._buffer = NULL;
+    }
+    return result;
+}
+
+/* ============================================================================================= */
+/* QoS                                                                                           */
+/* ============================================================================================= */
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION "DDS_DomainParticipantPresentation_translate_qos"
+
+namespace {
+
+const char *const PROPERTY_THREAD_DESTRUCTION_TIMEOUT =
+    "dds.domain_participant.asynchronous_publisher_thread_destruction_timeout";
+/** The longest that an execution thread may be given to end, in seconds. */
+constexpr NUV_INT32 THREAD_DESTRUCTION_TIMEOUT_MAX = 60;
+
+/** How many buffers one send gathers at the most, whatever the QoS says. */
+constexpr NUV_INT32 GATHER_SEND_BUFFER_COUNT_MAX = 128;
+
+bool copy_thread_participant_id(char *dst, const struct DDS_DomainParticipantPresentation *self) {
+    if (NUVOsapiUtility_strcpy(dst, THREAD_PARTICIPANT_ID_LENGTH_MAX, self->_threadParticipantId) ==
+        NULL) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_INSUFFICIENT_SPACE_FAILURE_dd,
+                       COMMEND_THREAD_PARTICIPANT_ID_SIZE, (int)strlen(self->_threadParticipantId));
+        return false;
+    }
+    return true;
+}
+
+bool stamp_identity(struct DDS_DomainParticipantPresentation *self,
+                    struct PRESParticipantProperty *dst, const struct NUVOsapiRtpsGuid *guid) {
+    struct COMMENDFacadeProperty &facadeProperty = dst->facadeProperty.parent;
+
+    facadeProperty.guidPrefix.hostId = guid->prefix.hostId;
+    facadeProperty.guidPrefix.appId = guid->prefix.appId;
+    facadeProperty.guidPrefix.instanceId = guid->prefix.instanceId;
+    /* Fixed on purpose: the QoS never decides it. */
+    facadeProperty.messageGenerator.gatherSendBufferCountMax = GATHER_SEND_BUFFER_COUNT_MAX;
+    dst->parameter.domainId = self->_domainId;
+    return copy_thread_participant_id(facadeProperty.threadParticipantId, self) &&
+           copy_thread_participant_id(dst->facadeProperty.activeEventGenerator.threadParticipantId,
+                                      self) &&
+           copy_thread_participant_id(facadeProperty.jobDispatcher.threadParticipantId, self);
+}
+
+bool read_thread_destruction_timeout(const struct DDS_PropertyQosPolicy *properties,
+                                     struct COMMENDJobDispatcherProperty *jobDispatcher) {
+    NUV_INT32 timeout = 0;
+    const struct DDS_Property_t *property = DDS_PropertyQosPolicyHelper_lookup_property(
+        properties, PROPERTY_THREAD_DESTRUCTION_TIMEOUT);
+
+    if (property == NULL || property->value == NULL) {
+        return true;
+    }
+    if (!REDAString_strToLong(property->value, &timeout) || timeout < 0 ||
+        timeout > THREAD_DESTRUCTION_TIMEOUT_MAX) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_INCONSISTENT_PROPERTY_sss, "Domain Participant",
+                       PROPERTY_THREAD_DESTRUCTION_TIMEOUT, "expected integer within [0-60] range");
+        return false;
+    }
+    jobDispatcher->executionThreadDestructionTimeout = timeout;
+    return true;
+}
+
+} // namespace
+
+DDS_ReturnCode_t DDS_DomainParticipantPresentation_translate_qos(
+    struct DDS_DomainParticipantPresentation *self, struct PRESParticipantProperty *dst,
+    const struct DDS_DomainParticipantQos *src, struct NUVOsapiRtpsGuid *participant_guid,
+    struct REDAWorker *worker) {
+    DDS_ReturnCode_t result = DDS_RETCODE_ERROR;
+
+    /* What the QoS does not cover keeps the value that a running participant has. */
+    if (self->participant != NULL && !PRESParticipant_getProperty(self->participant, dst, worker)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_GET_FAILURE_s, "PRESParticipant property");
+        goto done;
+    }
+    DDS_DomainParticipantQos_to_participant_property(src, dst);
+    if (!stamp_identity(self, dst, participant_guid)) {
+        goto done;
+    }
+    if (!read_thread_destruction_timeout(&src->property,
+                                         &dst->facadeProperty.parent.jobDispatcher)) {
+        goto done;
+    }
+    result = DDS_RETCODE_OK;
+
+done:
+    if (result != DDS_RETCODE_OK && dst->parameter.propertyList.data._buffer != NULL) {
+        NUVOsapiHeap_freeArray(dst->parameter.propertyList.data._buffer);
+        dst->parameter.propertyList.data._buffer = NULL;
+    }
+    return result;
+}
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION __func__
+
+DDS_ReturnCode_t DDS_DomainParticipantPresentation_cache_irreversible_qos(
+    struct DDS_DomainParticipantPresentation *self, const struct DDS_DomainParticipantQos *src) {
+    if (DDS_TransportUnicastQosPolicy_copy(&self->_cachedTransportUnicastPolicy,
+                                           &src->default_unicast) == NULL) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "default_unicast");
+        return DDS_RETCODE_ERROR;
+    }
+    if (DDS_TransportMulticastMappingQosPolicy_copy(&self->_cachedTransportMulticastMappingPolicy,
+                                                    &src->multicast_mapping) == NULL) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "multicast_mapping");
+        return DDS_RETCODE_ERROR;
+    }
+    if (DDS_DiscoveryQosPolicy_copy(&self->cachedDiscoveryPolicy, &src->discovery) == NULL) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "discovery");
+        return DDS_RETCODE_ERROR;
+    }
+    self->cachedWellKnownPorts = src->wire_protocol.rtps_well_known_ports;
+    self->_cachedReservedPortMask = src->wire_protocol.rtps_reserved_port_mask;
+    return DDS_RETCODE_OK;
+}
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION "DDS_DomainParticipantPresentation_get_qos"
+
+namespace {
+
+/** Asks for the limits in their order: user data, property list, property strings. */
+DDS_ReturnCode_t set_up_presentation_qos(const struct DDS_DomainParticipantQos *qos,
+                                         struct PRESParticipantProperty *property,
+                                         const struct DDS_DomainParticipant *participant) {
+    const DDS_Long maxLength =
+        DDS_DomainParticipant_get_participant_user_data_max_lengthI(participant);
+    const DDS_Long maxPropertyLength =
+        DDS_DomainParticipant_get_participant_property_list_max_lengthI(participant);
+    const DDS_Long maxPropertyStringLength =
+        DDS_DomainParticipant_get_participant_property_string_max_lengthI(participant);
+
+    return DDS_DomainParticipantQos_setup_presentation_qosI(
+        qos, property, maxLength, maxPropertyLength, maxPropertyStringLength);
+}
+
+/** Overwrites what the property does not carry back. */
+bool restore_irreversible_qos(const struct DDS_DomainParticipantPresentation *self,
+                              struct DDS_DomainParticipantQos *qos) {
+    if (DDS_TransportUnicastQosPolicy_copy(&qos->default_unicast,
+                                           &self->_cachedTransportUnicastPolicy) == NULL) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "default_unicast");
+        return false;
+    }
+    if (DDS_TransportMulticastMappingQosPolicy_copy(
+            &qos->multicast_mapping, &self->_cachedTransportMulticastMappingPolicy) == NULL) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "multicast_mapping");
+        return false;
+    }
+    if (DDS_DiscoveryQosPolicy_copy(&qos->discovery, &self->cachedDiscoveryPolicy) == NULL) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "discovery");
+        return false;
+    }
+    qos->wire_protocol.rtps_well_known_ports = self->cachedWellKnownPorts;
+    qos->wire_protocol.rtps_reserved_port_mask = self->_cachedReservedPortMask;
+    return true;
+}
+
+} // namespace
+
+DDS_ReturnCode_t
+DDS_DomainParticipantPresentation_get_qos(const struct DDS_DomainParticipantPresentation *self,
+                                          struct DDS_DomainParticipant *domainParticipant,
+                                          struct DDS_DomainParticipantQos *qos, int getUserData,
+                                          struct REDAWorker *worker) {
+    DDS_ReturnCode_t result = DDS_RETCODE_OK;
+    struct PRESParticipantProperty *property = NULL;
+    char partitionNames[PRES_PARTITION_BUFFER_SIZE];
+
+    NUVOsapiHeap_allocateStructure(&property, struct PRESParticipantProperty);
+    if (property == NULL) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_CREATION_FAILURE_s, "participant property");
+        return DDS_RETCODE_ERROR;
+    }
+    *property = PARTICIPANT_PROPERTY_DEFAULT;
+
+    /* Deliberately logged only: without its buffers the rest of the QoS can still be read. */
+    if (getUserData &&
+        set_up_presentation_qos(qos, property, domainParticipant) != DDS_RETCODE_OK) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_GET_FAILURE_s, "DDS_DomainParticipantQos");
+    }
+    PRESParticipantProperty_setPartitionBuffer(property, partitionNames);
+    if (!PRESParticipant_getProperty(self->participant, property, worker)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_GET_FAILURE_s, "QoS");
+        result = DDS_RETCODE_ERROR;
+        goto done;
+    }
+    DDS_DomainParticipantQos_from_participant_property(qos, property);
+    if (!restore_irreversible_qos(self, qos)) {
+        result = DDS_RETCODE_ERROR;
+    }
+
+done:
+    if (DDS_DomainParticipantQos_finalize_presentation_qosI(property) != DDS_RETCODE_OK) {
+        DDSLog_textForWorker(worker, NUV_LOG_LEVEL_ERROR, NUV_LOG_FAILED_TO_FINALIZE_TEMPLATE,
+                             "Presentation QoS");
+        result = DDS_RETCODE_ERROR;
+    }
+    NUVOsapiHeap_freeStructure(property);
+    return result;
+}
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION "DDS_DomainParticipantPresentation_set_qos"
+
+namespace {
+
+/** 0 asks for the running word; any other value must be it. */
+bool keeps(DDS_UnsignedLong requested, NUV_UINT32 running) {
+    return requested == 0 || requested == running;
+}
+
+/** Reads the running identity into @p guid. */
+bool check_immutable_policies(const struct DDS_DomainParticipantPresentation *self,
+                              const struct DDS_DomainParticipantQos *qos,
+                              struct NUVOsapiRtpsGuid *guid) {
+    const struct DDS_WireProtocolQosPolicy &wireProtocol = qos->wire_protocol;
+
+    if (!DDS_TransportUnicastQosPolicy_is_equalI(&self->_cachedTransportUnicastPolicy,
+                                                 &qos->default_unicast, 1)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_IMMUTABLE_POLICY_s, "default_unicast");
+        return false;
+    }
+    PRESParticipant_getGuid(self->participant, guid);
+    if (!keeps(wireProtocol.rtps_host_id, guid->prefix.hostId) ||
+        !keeps(wireProtocol.rtps_app_id, guid->prefix.appId) ||
+        !keeps(wireProtocol.rtps_instance_id, guid->prefix.instanceId)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_IMMUTABLE_POLICY_s, "wire_protocol");
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+/* The caches follow only a property change that took effect; a failure to renew them leaves it. */
+DDS_ReturnCode_t
+DDS_DomainParticipantPresentation_set_qos(struct DDS_DomainParticipantPresentation *self,
+                                          const struct DDS_DomainParticipantQos *qos,
+                                          struct REDAWorker *worker) {
+    DDS_ReturnCode_t result = DDS_RETCODE_ERROR;
+    struct PRESParticipantProperty *participantProperty = NULL;
+    struct NUVOsapiRtpsGuid guid = {{0, 0, 0}, 0};
+    int failReason = PRES_RETCODE_ERROR;
+    char partitionNames[PRES_PARTITION_BUFFER_SIZE];
+
+    if (!check_immutable_policies(self, qos, &guid)) {
+        return DDS_RETCODE_IMMUTABLE_POLICY;
+    }
+    NUVOsapiHeap_allocateStructure(&participantProperty, struct PRESParticipantProperty);
+    if (participantProperty == NULL) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_CREATION_FAILURE_s, "participant property");
+        return DDS_RETCODE_ERROR;
+    }
+    *participantProperty = PARTICIPANT_PROPERTY_DEFAULT;
+    partitionNames[0] = '\0';
+    participantProperty->parameter.partitionQosPolicy.name.str = partitionNames;
+    participantProperty->parameter.partitionQosPolicy.name._maximum = PRES_PARTITION_BUFFER_SIZE;
+
+    result = DDS_DomainParticipantPresentation_translate_qos(self, participantProperty, qos, &guid,
+                                                             worker);
+    if (result != DDS_RETCODE_OK) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "QoS");
+        goto done;
+    }
+    if (!PRESParticipant_setProperty(self->participant, &failReason, participantProperty, worker)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "participant QoS");
+        result = DDS_ReturnCode_from_presentation_return_codeI(failReason);
+        goto done;
+    }
+    result = DDS_DomainParticipantPresentation_cache_irreversible_qos(self, qos);
+    if (result != DDS_RETCODE_OK) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "QoS");
+    }
+
+done:
+    if (participantProperty->parameter.propertyList.data._buffer != NULL) {
+        NUVOsapiHeap_freeArray(participantProperty->parameter.propertyList.data._buffer);
+        participantProperty->parameter.propertyList.data._buffer = NULL;
+    }
+    NUVOsapiHeap_freeStructure(participantProperty);
+    return result;
+}
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION __func__
+
+namespace {
+
+const char *const PROPERTY_SEND_TIMEOUT = "dds.participant.logging.time_based_logging.send.timeout";
+const char *const PROPERTY_EA_TIMEOUT = "dds.participant.logging.time_based_logging.ea.timeout";
+const char *const PROPERTY_EA_TRACKED_LEVEL =
+    "dds.participant.logging.time_based_logging.ea.tracked_level";
+const char *const PROPERTY_RECEIVE_TIMEOUT =
+    "dds.participant.logging.time_based_logging.process_received_message.timeout";
+const char *const PROPERTY_RECEIVE_TRACKED_PORTS =
+    "dds.participant.logging.time_based_logging.process_received_message.tracked_ports";
+const char *const PROPERTY_AUTHENTICATION_TIMEOUT =
+    "dds.participant.logging.time_based_logging.authentication.timeout";
+
+/** The level of exclusive area that is watched unless a property sets another. */
+constexpr DDS_Long EA_TRACKED_LEVEL_DEFAULT = 10;
+
+void set_exclusive_area_logging(const struct DDS_PropertyQosPolicy *properties,
+                                const struct REDAWorker *worker) {
+    struct NUVNtpTime eaTimeBasedLoggingThreshold = NUV_NTP_TIME_ZERO;
+    DDS_Long eaTimeBasedLoggingLevel = EA_TRACKED_LEVEL_DEFAULT;
+
+    if (!DDS_PropertyQosPolicyHelper_lookup_duration_property(
+            properties, &eaTimeBasedLoggingThreshold, PROPERTY_EA_TIMEOUT)) {
+        return;
+    }
+    (void)DDS_PropertyQosPolicyHelper_lookup_integer_property(properties, &eaTimeBasedLoggingLevel,
+                                                              PROPERTY_EA_TRACKED_LEVEL);
+    REDAWorker_setEaTimeBasedLoggingLevelAndThreshold(worker->_manager, eaTimeBasedLoggingLevel,
+                                                      &eaTimeBasedLoggingThreshold);
+}
+
+} // namespace
+
+/* A malformed duration or level is passed over in silence: the default stays. */
+int DDS_DomainParticipantPresentation_setTimeBasedLoggingConfiguration(
+    const struct DDS_PropertyQosPolicy *properties,
+    struct PRESParticipantProperty *participantProperty, struct REDAWorker *worker) {
+    struct COMMENDFacadeProperty &facadeProperty = participantProperty->facadeProperty.parent;
+    const struct DDS_Property_t *trackedPorts = NULL;
+
+    (void)DDS_PropertyQosPolicyHelper_lookup_duration_property(
+        properties, &facadeProperty.sender.sendTimeBasedLoggingThreshold, PROPERTY_SEND_TIMEOUT);
+    set_exclusive_area_logging(properties, worker);
+    (void)DDS_PropertyQosPolicyHelper_lookup_duration_property(
+        properties, &facadeProperty.receiver.processMessageTimeBasedLoggingThreshold,
+        PROPERTY_RECEIVE_TIMEOUT);
+    trackedPorts =
+        DDS_PropertyQosPolicyHelper_lookup_property(properties, PROPERTY_RECEIVE_TRACKED_PORTS);
+    if (trackedPorts != NULL) {
+        facadeProperty.receiver.processMessageTimeBasedLoggingExplicitPorts =
+            DDS_String_dup(trackedPorts->value);
+        if (facadeProperty.receiver.processMessageTimeBasedLoggingExplicitPorts == NULL) {
+            DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s,
+                           PROPERTY_RECEIVE_TRACKED_PORTS);
+            return 0;
+        }
+    }
+    (void)DDS_PropertyQosPolicyHelper_lookup_duration_property(
+        properties, &participantProperty->authenticationTimeThreshold,
+        PROPERTY_AUTHENTICATION_TIMEOUT);
+    return 1;
+}
+
+/* ============================================================================================= */
+/* Participant index and entryports                                                              */
+/* ============================================================================================= */
+
+namespace {
+
+/** The ceiling of every port number. */
+constexpr DDS_Long PORT_MAX = 0xFFFF;
+
+} // namespace
+
+/*
+ * Deliberately without the domain id and the multicast offsets: whether an index really has valid
+ * unicast ports in its domain is checked for each index when it is tried.
+ */
+DDS_Long DDS_DomainParticipantPresentation_get_max_participant_indexI(
+    const struct DDS_RtpsWellKnownPorts_t *rtpsWellKnownPorts) {
+    DDS_Long max = 0;
+    DDS_Long maxUnicastOffset = 0;
+
+    if (DDSLog_isNull(rtpsWellKnownPorts)) {
+        return -1;
+    }
+    if (rtpsWellKnownPorts->port_base <= 0) {
+        DDSLog_precondition("\"rtpsWellKnownPorts->port_base <= 0\"");
+        return -1;
+    }
+    if (rtpsWellKnownPorts->domain_id_gain <= 0) {
+        DDSLog_precondition("\"rtpsWellKnownPorts->domain_id_gain <= 0\"");
+        return -1;
+    }
+    if (rtpsWellKnownPorts->participant_id_gain <= 0) {
+        DDSLog_precondition("\"rtpsWellKnownPorts->participant_id_gain <= 0\"");
+        return -1;
+    }
+    if (rtpsWellKnownPorts->builtin_unicast_port_offset < 0) {
+        DDSLog_precondition("\"rtpsWellKnownPorts->builtin_unicast_port_offset < 0\"");
+        return -1;
+    }
+    if (rtpsWellKnownPorts->user_unicast_port_offset < 0) {
+        DDSLog_precondition("\"rtpsWellKnownPorts->user_unicast_port_offset < 0\"");
+        return -1;
+    }
+    if (rtpsWellKnownPorts->port_base >= PORT_MAX) {
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
+                    "rtps_well_known_ports.port_base (%d) must be less than %u.",
+                    rtpsWellKnownPorts->port_base, (unsigned)PORT_MAX);
+        return -1;
+    }
+
+    if (rtpsWellKnownPorts->domain_id_gain > rtpsWellKnownPorts->participant_id_gain) {
+        max = rtpsWellKnownPorts->domain_id_gain / rtpsWellKnownPorts->participant_id_gain - 1;
+    } else {
+        max = (PORT_MAX - rtpsWellKnownPorts->port_base) / rtpsWellKnownPorts->participant_id_gain -
+              1;
+        if (max < 0) {
+            DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
+                        "rtps_well_known_ports.participant_id_gain (%d) must be less than (%u - "
+                        "rtps_well_known_ports.port_base (%d)).",
+                        rtpsWellKnownPorts->participant_id_gain, (unsigned)PORT_MAX,
+                        rtpsWellKnownPorts->port_base);
+            return -1;
+        }
+    }
+
+    maxUnicastOffset = rtpsWellKnownPorts->user_unicast_port_offset >
+                               rtpsWellKnownPorts->builtin_unicast_port_offset
+                           ? rtpsWellKnownPorts->user_unicast_port_offset
+                           : rtpsWellKnownPorts->builtin_unicast_port_offset;
+    if (maxUnicastOffset > rtpsWellKnownPorts->participant_id_gain) {
+        max -= maxUnicastOffset / rtpsWellKnownPorts->participant_id_gain;
+    }
+    return max;
+}
+
+void DDS_DomainParticipantPresentation_calculate_user_multicast_locatorI(
+    struct DDS_DomainParticipantPresentation *self,
+    struct PRESReducedLocatorQosPolicy *userMulticastLocatorInOut,
+    const struct PRESReducedLocatorQosPolicy *metatrafficMulticastLocatorIn) {
+    const struct DDS_RtpsWellKnownPorts_t &ports = self->cachedWellKnownPorts;
+    /* 32 bits that wrap around: the range is the business of whoever reserves the port. */
+    const KOLS_Transport_Port_t userPort =
+        (KOLS_Transport_Port_t)((NUV_UINT32)ports.port_base +
+                                (NUV_UINT32)ports.domain_id_gain * (NUV_UINT32)self->_domainId +
+                                (NUV_UINT32)ports.user_multicast_port_offset);
+
+    userMulticastLocatorInOut->count = metatrafficMulticastLocatorIn->count;
+    for (NUV_INT32 i = 0; i < metatrafficMulticastLocatorIn->count; ++i) {
+        userMulticastLocatorInOut->locatorList[i] = metatrafficMulticastLocatorIn->locatorList[i];
+        userMulticastLocatorInOut->locatorList[i].port = userPort;
+    }
+}
+
+namespace {
+
+/** A request with every byte zero but the locator's transport, which is -1. */
+void initialize_request(struct NUVNetioLocatorInfo *request) {
+    memset(request, 0, sizeof(*request));
+    request->locator.transport = KOLS_TRANSPORT_CLASSID_INVALID;
+}
+
+} // namespace
+
+DDS_Boolean DDS_DomainParticipantPresentation_reserve_entryportI(
+    struct DDS_DomainParticipantPresentation *self, struct REDAWeakReference *entryportWRInOut,
+    const struct NUVNetioAliasList *enabledPluginAliasesIn, const struct NUVNetioLocator *locatorIn,
+    struct REDAWorker *worker) {
+    struct COMMENDFacade *facade = PRESParticipant_getFacade(self->participant);
+    struct NUVNetioLocatorInfo request;
+
+    initialize_request(&request);
+    *entryportWRInOut = INVALID_WR;
+    request.aliasList = *enabledPluginAliasesIn;
+    request.locator = *locatorIn;
+    return facade->addEntryport(facade, entryportWRInOut, &request, worker) ? DDS_BOOLEAN_TRUE
+                                                                            : DDS_BOOLEAN_FALSE;
+}
+
+void DDS_DomainParticipantPresentation_release_entryportI(
+    struct DDS_DomainParticipantPresentation *self, struct REDAWeakReference *entryportWR,
+    struct REDAWorker *worker) {
+    struct COMMENDFacade *facade = PRESParticipant_getFacade(self->participant);
+
+    if (REDAWeakReference_isHeld(entryportWR)) {
+        (void)facade->removeEntryport(facade, entryportWR, worker);
+        *entryportWR = INVALID_WR;
+    }
+}
+
+DDS_Boolean DDS_DomainParticipantPresentation_reserve_entryport_setI(
+    struct DDS_DomainParticipantPresentation *self, struct NUVNetioAliasList *enabledPluginAliases,
+    struct PRESLocatorQosPolicy *locators,
+    struct DDS_DomainParticipantPresentationEntryportSet *entryportSet, struct REDAWorker *worker) {
+    struct COMMENDFacade *facade = PRESParticipant_getFacade(self->participant);
+    struct NUVNetioLocatorInfo request;
+
+    initialize_request(&request);
+    request.aliasList = *enabledPluginAliases;
+    entryportSet->_count = 0;
+    for (NUV_INT32 i = 0; i < locators->count; ++i) {
+        request.locator = locators->locatorList[i];
+        if (!facade->addEntryport(facade, &entryportSet->_entryportWR[i], &request, worker)) {
+            DDS_DomainParticipantPresentation_release_entryport_setI(self, entryportSet, worker);
+            return DDS_BOOLEAN_FALSE;
+        }
+        ++entryportSet->_count;
+    }
+    return DDS_BOOLEAN_TRUE;
+}
+
+void DDS_DomainParticipantPresentation_release_entryport_setI(
+    struct DDS_DomainParticipantPresentation *self,
+    struct DDS_DomainParticipantPresentationEntryportSet *entryportSet, struct REDAWorker *worker) {
+    struct COMMENDFacade *facade = PRESParticipant_getFacade(self->participant);
+
+    for (DDS_Long i = 0; i < entryportSet->_count; ++i) {
+        (void)facade->removeEntryport(facade, &entryportSet->_entryportWR[i], worker);
+        entryportSet->_entryportWR[i] = INVALID_WR;
+    }
+    entryportSet->_count = 0;
+}
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION "DDS_DomainParticipantPresentation_reserve_participant_index_entryports"
+
+namespace {
+
+/** The working state of one search for a participant index. */
+struct IndexSearch {
+    struct COMMENDFacade *facade;
+    DDS_DomainId_t domainId;
+    DDS_Long participantIndex;    /**< the index being tried */
+    DDS_Long maxParticipantIndex; /**< the last index to try */
+    bool skipPortReservation;
+    struct PRESReducedLocatorQosPolicy metatrafficMulticastLocator;
+    struct PRESReducedLocatorQosPolicy usertrafficMulticastLocator;
+    struct PRESLocatorQosPolicy metatrafficUnicastLocator;
+    struct PRESLocatorQosPolicy usertrafficUnicastLocator;
+    struct NUVNetioAliasList enabledPluginAliases;
+    struct NUVNetioAliasList enabledUserTrafficPluginAliases;
+    struct NUVNetioLocatorInfo entryportLocatorInfo;
+};
+
+void initialize_search(struct IndexSearch *search,
+                       const struct DDS_DomainParticipantPresentation *self,
+                       DDS_Long participantIndex) {
+    search->domainId = self->_domainId;
+    search->participantIndex = participantIndex;
+    search->maxParticipantIndex = 0;
+    search->skipPortReservation = false;
+    search->metatrafficMulticastLocator = REDUCED_LOCATOR_QOS_POLICY_DEFAULT;
+    search->usertrafficMulticastLocator = REDUCED_LOCATOR_QOS_POLICY_DEFAULT;
+    search->metatrafficUnicastLocator = LOCATOR_QOS_POLICY_DEFAULT;
+    search->usertrafficUnicastLocator = LOCATOR_QOS_POLICY_DEFAULT;
+    memset(&search->enabledPluginAliases, 0, sizeof(search->enabledPluginAliases));
+    memset(&search->enabledUserTrafficPluginAliases, 0,
+           sizeof(search->enabledUserTrafficPluginAliases));
+    initialize_request(&search->entryportLocatorInfo);
+    search->facade = PRESParticipant_getFacade(self->participant);
+}
+
+bool reserves(const struct DDS_DomainParticipantPresentation *self,
+              DDS_RtpsReservedPortKindMask kinds) {
+    return (self->_cachedReservedPortMask & kinds) != 0;
+}
+
+bool reserves_no_unicast(const struct DDS_DomainParticipantPresentation *self) {
+    return !reserves(self,
+                     DDS_RTPS_RESERVED_PORT_BUILTIN_UNICAST | DDS_RTPS_RESERVED_PORT_USER_UNICAST);
+}
+
+bool check_gains(const struct DDS_DomainParticipantPresentation *self, struct REDAWorker *worker) {
+    if (self->cachedWellKnownPorts.participant_id_gain <= 0 ||
+        self->cachedWellKnownPorts.domain_id_gain <= 0) {
+        DDSLog_textForWorker(
+            worker, NUV_LOG_LEVEL_ERROR, NUV_LOG_INCONSISTENT_QOS_TEMPLATE,
+            "Gains of wire_protocol.rtps_well_known_ports should be higher than 0");
+        return false;
+    }
+    return true;
+}
+
+bool compute_multicast_locators(struct DDS_DomainParticipantPresentation *self,
+                                struct IndexSearch *search, struct REDAWorker *worker) {
+    if (DDS_DiscoveryQosPolicy_to_multicast_locators(
+            &self->cachedDiscoveryPolicy, &search->metatrafficMulticastLocator,
+            &search->enabledPluginAliases, &self->cachedWellKnownPorts, 1, search->domainId,
+            self->_configurator, worker) != DDS_RETCODE_OK) {
+        DDSLog_message(NUV_LOG_LEVEL_WARNING, DDS_LOG_MULTICAST_TRANSPORT_LOCATORS);
+        return false;
+    }
+    DDS_DomainParticipantPresentation_calculate_user_multicast_locatorI(
+        self, &search->usertrafficMulticastLocator, &search->metatrafficMulticastLocator);
+    return true;
+}
+
+/** Only the first locator of each list gets an entryport. */
+bool reserve_multicast_entryports(struct DDS_DomainParticipantPresentation *self,
+                                  const struct IndexSearch *search, struct REDAWorker *worker) {
+    if (search->metatrafficMulticastLocator.count != 0 &&
+        reserves(self, DDS_RTPS_RESERVED_PORT_BUILTIN_MULTICAST) &&
+        !DDS_DomainParticipantPresentation_reserve_entryportI(
+            self, &self->_reserveEntryportMetaMulticastWR, &search->enabledPluginAliases,
+            &search->metatrafficMulticastLocator.locatorList[0], worker)) {
+        return false;
+    }
+    if (search->usertrafficMulticastLocator.count != 0 &&
+        reserves(self, DDS_RTPS_RESERVED_PORT_USER_MULTICAST) &&
+        !DDS_DomainParticipantPresentation_reserve_entryportI(
+            self, &self->_reserveEntryportUserMulticastWR, &search->enabledPluginAliases,
+            &search->usertrafficMulticastLocator.locatorList[0], worker)) {
+        DDS_DomainParticipantPresentation_release_entryportI(
+            self, &self->_reserveEntryportMetaMulticastWR, worker);
+        return false;
+    }
+    return true;
+}
+
+void choose_index_range(const struct DDS_DomainParticipantPresentation *self,
+                        struct IndexSearch *search) {
+    if (search->participantIndex >= 0) {
+        search->skipPortReservation = reserves_no_unicast(self);
+        search->maxParticipantIndex = search->participantIndex;
+    } else {
+        search->participantIndex = 0;
+        search->maxParticipantIndex = DDS_DomainParticipantPresentation_get_max_participant_indexI(
+            &self->cachedWellKnownPorts);
+    }
+}
+
+/** The locator of the lowest transport class; the first one of several. */
+const struct NUVNetioLocator *find_lowest_transport(const struct PRESLocatorQosPolicy *locators) {
+    const struct NUVNetioLocator *lowest = &locators->locatorList[0];
+
+    for (NUV_INT32 i = 1; i < locators->count; ++i) {
+        if (locators->locatorList[i].transport < lowest->transport) {
+            lowest = &locators->locatorList[i];
+        }
+    }
+    return lowest;
+}
+
+/** Claims an index by one port for a participant that asked for no unicast port at all. */
+bool reserve_single_entryport(struct DDS_DomainParticipantPresentation *self,
+                              struct IndexSearch *search, struct REDAWorker *worker) {
+    search->entryportLocatorInfo.aliasList = search->enabledPluginAliases;
+    search->entryportLocatorInfo.locator =
+        *find_lowest_transport(&search->metatrafficUnicastLocator);
+    if (!search->facade->addEntryport(search->facade, &self->_reserveMetaUnicast._entryportWR[0],
+                                      &search->entryportLocatorInfo, worker)) {
+        return false;
+    }
+    self->_reserveMetaUnicast._count = 1;
+    return true;
+}
+
+void log_next_port(struct REDAWorker *worker) {
+    DDSLog_textForWorker(worker, NUV_LOG_LEVEL_WARNING, NUV_LOG_EMPTY_TEMPLATE,
+                         "Trying next port...");
+}
+
+/** Tells whether the ports could be reserved; if not, the next index is to be tried. */
+bool reserve_meta_unicast(struct DDS_DomainParticipantPresentation *self,
+                          struct IndexSearch *search, struct REDAWorker *worker) {
+    if (search->skipPortReservation || search->metatrafficUnicastLocator.count <= 0) {
+        return true;
+    }
+    if (reserves(self, DDS_RTPS_RESERVED_PORT_BUILTIN_UNICAST)) {
+        if (!DDS_DomainParticipantPresentation_reserve_entryport_setI(
+                self, &search->enabledPluginAliases, &search->metatrafficUnicastLocator,
+                &self->_reserveMetaUnicast, worker)) {
+            log_next_port(worker);
+            return false;
+        }
+    } else if (reserves_no_unicast(self)) {
+        return reserve_single_entryport(self, search, worker);
+    }
+    return true;
+}
+
+/** Like reserve_meta_unicast; gives the metatraffic ports of the index back when it fails. */
+bool reserve_user_unicast(struct DDS_DomainParticipantPresentation *self,
+                          struct IndexSearch *search, struct REDAWorker *worker) {
+    if (!reserves(self, DDS_RTPS_RESERVED_PORT_USER_UNICAST) ||
+        search->usertrafficUnicastLocator.count <= 0) {
+        return true;
+    }
+    if (!DDS_DomainParticipantPresentation_reserve_entryport_setI(
+            self, &search->enabledUserTrafficPluginAliases, &search->usertrafficUnicastLocator,
+            &self->_reserveUserUnicast, worker)) {
+        DDS_DomainParticipantPresentation_release_entryport_setI(self, &self->_reserveMetaUnicast,
+                                                                 worker);
+        log_next_port(worker);
+        return false;
+    }
+    return true;
+}
+
+enum class IndexTry { TAKEN, NEXT, FAILED };
+
+IndexTry try_index(struct DDS_DomainParticipantPresentation *self, struct IndexSearch *search,
+                   DDS_ReturnCode_t *result, struct REDAWorker *worker) {
+    *result = DDS_RETCODE_ERROR;
+    if (!DDS_RtpsWellKnownPorts_isUnicastValid(&self->cachedWellKnownPorts, search->domainId,
+                                               search->participantIndex)) {
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
+                    "wire_protocol.rtps_well_known_ports");
+        return IndexTry::FAILED;
+    }
+    if (DDS_DiscoveryQosPolicy_to_unicast_locators(
+            &self->cachedDiscoveryPolicy, &search->metatrafficUnicastLocator,
+            &search->enabledPluginAliases, &self->cachedWellKnownPorts, self->_maxLocatorListSize,
+            search->domainId, search->participantIndex, self->_configurator,
+            worker) != DDS_RETCODE_OK) {
+        DDSLog_message(NUV_LOG_LEVEL_WARNING, DDS_LOG_UNICAST_TRANSPORT_LOCATORS);
+        return IndexTry::FAILED;
+    }
+    if (!reserve_meta_unicast(self, search, worker)) {
+        return IndexTry::NEXT;
+    }
+    if (DDS_TransportUnicastQosPolicy_to_default_locators(
+            &self->_cachedTransportUnicastPolicy, &search->usertrafficUnicastLocator,
+            self->_maxLocatorListSize, search->domainId, search->participantIndex,
+            &self->cachedWellKnownPorts, &search->enabledUserTrafficPluginAliases,
+            self->_configurator, 0, worker) != DDS_RETCODE_OK) {
+        DDSLog_message(NUV_LOG_LEVEL_WARNING, DDS_LOG_UNICAST_TRANSPORT_LOCATORS);
+        return IndexTry::FAILED;
+    }
+    if (!reserve_user_unicast(self, search, worker)) {
+        return IndexTry::NEXT;
+    }
+    if (search->metatrafficUnicastLocator.count == 0 &&
+        search->usertrafficUnicastLocator.count == 0) {
+        *result = DDS_RETCODE_NO_DATA;
+        return IndexTry::FAILED;
+    }
+    *result = DDS_RETCODE_OK;
+    return IndexTry::TAKEN;
+}
+
+DDS_ReturnCode_t search_index(struct DDS_DomainParticipantPresentation *self,
+                              struct IndexSearch *search, struct REDAWorker *worker) {
+    DDS_ReturnCode_t result = DDS_RETCODE_ERROR;
+
+    for (; search->participantIndex <= search->maxParticipantIndex; ++search->participantIndex) {
+        if (try_index(self, search, &result, worker) != IndexTry::NEXT) {
+            return result;
+        }
+    }
+    DDSLog_textForWorker(worker, NUV_LOG_LEVEL_ERROR, NUV_LOG_FAILED_TO_ENABLE_TEMPLATE,
+                         "No index available for participant");
+    return DDS_RETCODE_ERROR;
+}
+
+} // namespace
+
+/*
+ * Deliberately, an error after the multicast entryports were reserved does not release them, nor
+ * does NO_DATA release the unicast ones of its index: the caller does.
+ */
+DDS_ReturnCode_t DDS_DomainParticipantPresentation_reserve_participant_index_entryports(
+    struct DDS_DomainParticipantPresentation *self, DDS_Long *participantIndex_inout,
+    struct REDAWorker *worker) {
+    DDS_ReturnCode_t result = DDS_RETCODE_ERROR;
+    struct IndexSearch search;
+
+    initialize_search(&search, self, *participantIndex_inout);
+    if (!check_gains(self, worker)) {
+        return DDS_RETCODE_ERROR;
+    }
+    if (!compute_multicast_locators(self, &search, worker)) {
+        return DDS_RETCODE_ERROR;
+    }
+    if (!reserve_multicast_entryports(self, &search, worker)) {
+        return DDS_RETCODE_ERROR;
+    }
+    PRESLocatorQosPolicy_copy(
+        PRESReducedLocatorQosPolicy_asLocatorPolicy(&self->_cachedMetatrafficMulticastLocator),
+        PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&search.metatrafficMulticastLocator));
+
+    choose_index_range(self, &search);
+    result = search_index(self, &search, worker);
+    if (result != DDS_RETCODE_OK) {
+        return result;
+    }
+
+    if (search.participantIndex != *participantIndex_inout) {
+        *participantIndex_inout = search.participantIndex;
+        DDSLog_textForWorker(worker, NUV_LOG_LEVEL_LOCAL, NUV_LOG_ENABLE_TEMPLATE,
+                             "Reserved participant index %d on domain %d", search.participantIndex,
+                             search.domainId);
+    }
+    PRESLocatorQosPolicy_copy(&self->_cachedDefaultUnicastLocator,
+                              &search.usertrafficUnicastLocator);
+    PRESLocatorQosPolicy_copy(&self->_cachedMetatrafficUnicastLocator,
+                              &search.metatrafficUnicastLocator);
+    self->_entryportsReserved = 1;
+    return DDS_RETCODE_OK;
+}
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION __func__
+
+void DDS_DomainParticipantPresentation_release_participant_index_meta_entryports(
+    struct DDS_DomainParticipantPresentation *self, struct REDAWorker *worker) {
+    DDS_DomainParticipantPresentation_release_entryport_setI(self, &self->_reserveMetaUnicast,
+                                                             worker);
+    DDS_DomainParticipantPresentation_release_entryportI(
+        self, &self->_reserveEntryportMetaMulticastWR, worker);
+}
+
+void DDS_DomainParticipantPresentation_release_participant_index_user_entryports(
+    struct DDS_DomainParticipantPresentation *self, struct REDAWorker *worker) {
+    DDS_DomainParticipantPresentation_release_entryport_setI(self, &self->_reserveUserUnicast,
+                                                             worker);
+    DDS_DomainParticipantPresentation_release_entryportI(
+        self, &self->_reserveEntryportUserMulticastWR, worker);
+}
+
+void DDS_DomainParticipantPresentation_release_participant_index_entryports(
+    struct DDS_DomainParticipantPresentation *self, struct REDAWorker *worker) {
+    DDS_DomainParticipantPresentation_release_participant_index_meta_entryports(self, worker);
+    DDS_DomainParticipantPresentation_release_participant_index_user_entryports(self, worker);
+}
+
+namespace {
+
+/** One eighth of a second. */
+const struct NUVNtpTime SLEEP_TIME = {0, 0x20000000u};
+constexpr int MAX_NUM_SLEEPS = 300;
+
+} // namespace
+
+/*
+ * The sleep comes after every check, deliberately also after the one that finds nothing active: a
+ * drain lasts at least one sleep.
+ */
+DDS_ReturnCode_t DDS_DomainParticipantPresentation_wait_for_released_entryports(
+    struct DDS_DomainParticipantPresentation *self, const struct REDAWeakReference *transportHandle,
+    struct REDAWorker *worker) {
+    int hasActiveEntryPorts = 1;
+    int numSleeps = 0;
+    struct COMMENDFacade *facade = PRESParticipant_getFacade(self->participant);
+
+    while (hasActiveEntryPorts != 0 && numSleeps < MAX_NUM_SLEEPS) {
+        if (!facade->checkEntryports(facade, &hasActiveEntryPorts, transportHandle, worker)) {
+            DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_ANY_FAILURE_s, "check active entry ports");
+            break;
+        }
+        NUVOsapiThread_sleep(&SLEEP_TIME);
+        ++numSleeps;
+    }
+    return hasActiveEntryPorts != 0 ? DDS_RETCODE_TIMEOUT : DDS_RETCODE_OK;
+}
+
+/* ============================================================================================= */
+/* Locator update                                                                                */
+/* ============================================================================================= */
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION "DDS_DomainParticipantPresentation_update_participant_locatorsI"
+
+namespace {
+
+/** The working state of one locator update. */
+struct LocatorUpdate {
+    struct PRESParticipantProperty property = PRES_PARTICIPANT_PROPERTY_DEFAULT;
+    struct PRESLocatorQosPolicy defaultUnicastLocator = PRES_LOCATOR_QOS_POLICY_DEFAULT;
+    struct PRESLocatorQosPolicy metatrafficUnicastLocator = PRES_LOCATOR_QOS_POLICY_DEFAULT;
+    struct PRESReducedLocatorQosPolicy metatrafficMulticastLocator =
+        PRES_REDUCED_LOCATOR_QOS_POLICY_DEFAULT;
+    struct PRESReducedLocatorQosPolicy defaultMulticastLocator =
+        PRES_REDUCED_LOCATOR_QOS_POLICY_DEFAULT;
+    struct NUVNetioAliasList enabledUserTrafficPluginAliases = {{0}};
+    struct NUVNetioAliasList enabledDiscTrafficPluginAliases = {{0}};
+};
+
+bool read_current_property(struct DDS_DomainParticipantPresentation *self,
+                           const struct DDS_DomainParticipant *participant,
+                           const struct DDS_DomainParticipantQos *participantQos,
+                           struct PRESParticipantProperty *property, char *partitionNames,
+                           DDS_ReturnCode_t *result, struct REDAWorker *worker) {
+    *result = set_up_presentation_qos(participantQos, property, participant);
+    if (*result != DDS_RETCODE_OK) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_GET_FAILURE_s, "DDS_DomainParticipantQos");
+        return false;
+    }
+    PRESParticipantProperty_setPartitionBuffer(property, partitionNames);
+    if (!PRESParticipant_getProperty(self->participant, property, worker)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_GET_FAILURE_s, "PRESParticipant QoS");
+        *result = DDS_RETCODE_ERROR;
+        return false;
+    }
+    return true;
+}
+
+/** Reserves a new unicast list before it releases the old one; false keeps the old one whole. */
+bool replace_unicast_entryports(struct DDS_DomainParticipantPresentation *self,
+                                struct NUVNetioAliasList *aliases,
+                                struct PRESLocatorQosPolicy *locators,
+                                struct PRESLocatorQosPolicy *cachedLocators,
+                                struct DDS_DomainParticipantPresentationEntryportSet *entryportSet,
+                                struct REDAWorker *worker) {
+    struct DDS_DomainParticipantPresentationEntryportSet tmpEntryportSet;
+
+    if (!DDS_DomainParticipantPresentation_reserve_entryport_setI(self, aliases, locators,
+                                                                  &tmpEntryportSet, worker)) {
+        return false;
+    }
+    DDS_DomainParticipantPresentation_release_entryport_setI(self, entryportSet, worker);
+    PRESLocatorQosPolicy_copy(cachedLocators, locators);
+    *entryportSet = tmpEntryportSet;
+    return true;
+}
+
+/** The same for the first locator of a multicast list. */
+bool replace_multicast_entryport(struct DDS_DomainParticipantPresentation *self,
+                                 const struct NUVNetioAliasList *aliases,
+                                 const struct PRESReducedLocatorQosPolicy *locators,
+                                 struct PRESReducedLocatorQosPolicy *cachedLocators,
+                                 struct REDAWeakReference *entryportWR, struct REDAWorker *worker) {
+    struct REDAWeakReference tmpEntryPort;
+
+    if (!DDS_DomainParticipantPresentation_reserve_entryportI(self, &tmpEntryPort, aliases,
+                                                              &locators->locatorList[0], worker)) {
+        return false;
+    }
+    DDS_DomainParticipantPresentation_release_entryportI(self, entryportWR, worker);
+    PRESLocatorQosPolicy_copy(PRESReducedLocatorQosPolicy_asLocatorPolicy(cachedLocators),
+                              PRESReducedLocatorQosPolicy_asConstLocatorPolicy(locators));
+    *entryportWR = tmpEntryPort;
+    return true;
+}
+
+bool update_default_unicast(struct DDS_DomainParticipantPresentation *self,
+                            struct LocatorUpdate *update, int participantIndex,
+                            DDS_ReturnCode_t *result, struct REDAWorker *worker) {
+    *result = DDS_TransportUnicastQosPolicy_to_default_locators(
+        &self->_cachedTransportUnicastPolicy, &update->defaultUnicastLocator,
+        DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX, self->_domainId, participantIndex,
+        &self->cachedWellKnownPorts, &update->enabledUserTrafficPluginAliases, self->_configurator,
+        0, worker);
+    if (*result != DDS_RETCODE_OK) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "default unicast locators");
+        return false;
+    }
+    PRESLocatorQosPolicy_copy(&update->property.parameter.defaultUnicastLocator,
+                              &update->defaultUnicastLocator);
+    if (PRESLocatorQosPolicy_compare(&self->_cachedDefaultUnicastLocator,
+                                     &update->defaultUnicastLocator) != 0) {
+        DDS_DomainParticipantPresentation_log_locator_change(&self->_cachedDefaultUnicastLocator,
+                                                             &update->defaultUnicastLocator,
+                                                             "Default unicast", worker);
+    }
+    if (!replace_unicast_entryports(
+            self, &update->enabledUserTrafficPluginAliases, &update->defaultUnicastLocator,
+            &self->_cachedDefaultUnicastLocator, &self->_reserveUserUnicast, worker)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "default unicast entryports");
+    }
+    return true;
+}
+
+bool update_metatraffic_unicast(struct DDS_DomainParticipantPresentation *self,
+                                struct LocatorUpdate *update, int participantIndex,
+                                DDS_ReturnCode_t *result, struct REDAWorker *worker) {
+    *result = DDS_DiscoveryQosPolicy_to_unicast_locators(
+        &self->cachedDiscoveryPolicy, &update->metatrafficUnicastLocator,
+        &update->enabledDiscTrafficPluginAliases, &self->cachedWellKnownPorts,
+        DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX, self->_domainId, participantIndex,
+        self->_configurator, worker);
+    if (*result != DDS_RETCODE_OK) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "metatraffic unicast locators");
+        return false;
+    }
+    if (PRESLocatorQosPolicy_compare(&self->_cachedMetatrafficUnicastLocator,
+                                     &update->metatrafficUnicastLocator) != 0) {
+        DDS_DomainParticipantPresentation_log_locator_change(
+            &self->_cachedMetatrafficUnicastLocator, &update->metatrafficUnicastLocator,
+            "Metatraffic unicast", worker);
+    }
+    /* After the comparison, where the default unicast list goes into the property before it. */
+    PRESLocatorQosPolicy_copy(&update->property.parameter.metatrafficUnicastLocator,
+                              &update->metatrafficUnicastLocator);
+    if (!replace_unicast_entryports(
+            self, &update->enabledDiscTrafficPluginAliases, &update->metatrafficUnicastLocator,
+            &self->_cachedMetatrafficUnicastLocator, &self->_reserveMetaUnicast, worker)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s,
+                       "metatraffic unicast entryports");
+    }
+    return true;
+}
+
+bool update_metatraffic_multicast(struct DDS_DomainParticipantPresentation *self,
+                                  struct LocatorUpdate *update, struct REDAWorker *worker) {
+    const struct PRESLocatorQosPolicy *cachedLocators =
+        PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&self->_cachedMetatrafficMulticastLocator);
+    const struct PRESLocatorQosPolicy *locators =
+        PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&update->metatrafficMulticastLocator);
+    struct PRESParticipantParameter &parameter = update->property.parameter;
+
+    /* The code is deliberately not kept: the update ends here, without error, and pushes nothing.
+     */
+    if (DDS_DiscoveryQosPolicy_to_multicast_locators(
+            &self->cachedDiscoveryPolicy, &update->metatrafficMulticastLocator,
+            &update->enabledDiscTrafficPluginAliases, &self->cachedWellKnownPorts, 1,
+            self->_domainId, self->_configurator, worker) != DDS_RETCODE_OK) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s,
+                       "metatraffic multicast locators");
+        return false;
+    }
+    if (PRESLocatorQosPolicy_compare(cachedLocators, locators) != 0) {
+        DDS_DomainParticipantPresentation_log_locator_change(cachedLocators, locators,
+                                                             "Metatraffic multicast", worker);
+    }
+    PRESLocatorQosPolicy_copy(
+        PRESReducedLocatorQosPolicy_asLocatorPolicy(&parameter.metatrafficMulticastLocator),
+        locators);
+    /* Deliberately emptied: no default multicast locators are computed here. */
+    PRESLocatorQosPolicy_copy(
+        PRESReducedLocatorQosPolicy_asLocatorPolicy(&parameter.defaultMulticastLocator),
+        PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&update->defaultMulticastLocator));
+    if (update->metatrafficMulticastLocator.count != 0 &&
+        !replace_multicast_entryport(self, &update->enabledDiscTrafficPluginAliases,
+                                     &update->metatrafficMulticastLocator,
+                                     &self->_cachedMetatrafficMulticastLocator,
+                                     &self->_reserveEntryportMetaMulticastWR, worker)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s,
+                       "metatraffic multicast entryports");
+    }
+    return true;
+}
+
+/**
+ * Never does anything as long as the update computes no default multicast locators; kept as the
+ * shape that they would need, with the aliases of discovery traffic as it stands.
+ */
+void update_default_multicast(struct DDS_DomainParticipantPresentation *self,
+                              const struct LocatorUpdate *update, struct REDAWorker *worker) {
+    if (update->defaultMulticastLocator.count != 0 &&
+        !replace_multicast_entryport(self, &update->enabledDiscTrafficPluginAliases,
+                                     &update->defaultMulticastLocator,
+                                     &self->_cachedDefaultMulticastLocator,
+                                     &self->_reserveEntryportUserMulticastWR, worker)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "default multicast entryports");
+    }
+}
+
+} // namespace
+
+/* Nothing is rolled back: what was updated before a failure stays updated. */
+DDS_ReturnCode_t DDS_DomainParticipantPresentation_update_participant_locatorsI(
+    struct DDS_DomainParticipantPresentation *self, struct DDS_DomainParticipant *participant,
+    int actual_participant_index, struct REDAWorker *worker) {
+    DDS_ReturnCode_t result = DDS_RETCODE_OK;
+    int failReason = 0;
+    struct LocatorUpdate update;
+    struct DDS_DomainParticipantQos participantQos = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
+    char partitionNames[PRES_PARTITION_BUFFER_SIZE];
+
+    if (!read_current_property(self, participant, &participantQos, &update.property, partitionNames,
+                               &result, worker)) {
+        goto done;
+    }
+    if (!update_default_unicast(self, &update, actual_participant_index, &result, worker)) {
+        goto done;
+    }
+    if (!update_metatraffic_unicast(self, &update, actual_participant_index, &result, worker)) {
+        goto done;
+    }
+    if (!update_metatraffic_multicast(self, &update, worker)) {
+        goto done;
+    }
+    update_default_multicast(self, &update, worker);
+    if (!PRESParticipant_setProperty(self->participant, &failReason, &update.property, worker)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "participant QoS");
+        result = DDS_ReturnCode_from_presentation_return_codeI(failReason);
+    }
+
+done:
+    (void)DDS_DomainParticipantQos_finalize(&participantQos);
+    if (DDS_DomainParticipantQos_finalize_presentation_qosI(&update.property) != DDS_RETCODE_OK) {
+        DDSLog_textForWorker(worker, NUV_LOG_LEVEL_ERROR, NUV_LOG_FAILED_TO_FINALIZE_TEMPLATE,
+                             "Presentation QoS");
+        result = DDS_RETCODE_ERROR;
+    }
+    return result;
+}
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION __func__
+
+/* ============================================================================================= */
+/* Locator diagnostics                                                                           */
+/* ============================================================================================= */
+
+namespace {
+
+constexpr size_t LOG_TEXT_SIZE = 1024;
+/** The most characters of one peer that are logged. */
+constexpr size_t LOG_PEER_LENGTH_MAX = 210;
+
+/** Joins the peers by ',', with one more at the end. False when they do not fit. */
+bool join_peers(const struct DDS_StringSeq *peers, char *text) {
+    const DDS_Long numPeers = DDS_StringSeq_get_length(peers);
+
+    for (DDS_Long i = 0; i < numPeers; ++i) {
+        if (NUVOsapiUtility_strncat(text, LOG_TEXT_SIZE - 1, DDS_StringSeq_get(peers, i),
+                                    LOG_PEER_LENGTH_MAX) == NULL ||
+            NUVOsapiUtility_strncat(text, LOG_TEXT_SIZE - 1, ",", 1) == NULL) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+/** One line for a locator list that has a text; the three lists differ in their names only. */
+#define LOG_LOCATORS(locators, text, name, worker)                                                 \
+    do {                                                                                           \
+        if (!PRESLocatorQosPolicy_toString((locators), (text), LOG_TEXT_SIZE)) {                   \
+            DDSLog_textForWorker((worker), NUV_LOG_LEVEL_ERROR, NUV_LOG_FAILED_TO_GET_TEMPLATE,    \
+                                 name " locators string");                                         \
+            return 0;                                                                              \
+        }                                                                                          \
+        if ((text)[0] != '\0') {                                                                   \
+            DDSLog_textForWorker((worker), NUV_LOG_LEVEL_LOCAL, NUV_LOG_INITIALIZE_TEMPLATE,       \
+                                 "Participant with " name " locators %s.\n", (text));              \
+        }                                                                                          \
+    } while (0)
+
+int DDS_DomainParticipantPresentation_log_peers_and_locators(
+    const struct DDS_DomainParticipantPresentation *self, struct REDAWorker *worker) {
+    char tempBuf[LOG_TEXT_SIZE] = {0};
+    size_t len = 0;
+
+    if (DDSLog_isNull(self)) {
+        return 0;
+    }
+    if (DDSLog_isNull(worker)) {
+        return 0;
+    }
+    if ((KOLS_Config_Logger_get_verbosity(KOLS_Config_Logger_get_instance()) &
+         NUV_LOG_LEVEL_LOCAL) == 0) {
+        return 1;
+    }
+
+    if (!join_peers(&self->cachedDiscoveryPolicy.initial_peers, tempBuf)) {
+        return 0;
+    }
+    len = strlen(tempBuf);
+    if (len != 0) {
+        tempBuf[len - 1] = '\0';
+        DDSLog_textForWorker(worker, NUV_LOG_LEVEL_LOCAL, NUV_LOG_INITIALIZE_TEMPLATE,
+                             "Participant with initial peers: %s.\n", tempBuf);
+    }
+    LOG_LOCATORS(&self->_cachedMetatrafficUnicastLocator, tempBuf, "metatraffic unicast", worker);
+    LOG_LOCATORS(
+        PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&self->_cachedMetatrafficMulticastLocator),
+        tempBuf, "metatraffic multicast", worker);
+    LOG_LOCATORS(&self->_cachedDefaultUnicastLocator, tempBuf, "default unicast", worker);
+    return 1;
+}
+
+void DDS_DomainParticipantPresentation_log_locator_change(
+    const struct PRESLocatorQosPolicy *locatorList1,
+    const struct PRESLocatorQosPolicy *locatorList2, const char *locatorDescription,
+    struct REDAWorker *worker) {
+    char preLocatorList[LOG_TEXT_SIZE] = {0};
+    char postLocatorList[LOG_TEXT_SIZE] = {0};
+
+    if (DDSLog_isNull(locatorList1)) {
+        return;
+    }
+    if (DDSLog_isNull(locatorList2)) {
+        return;
+    }
+    if (DDSLog_isNull(locatorDescription)) {
+        return;
+    }
+    if (DDSLog_isNull(worker)) {
+        return;
+    }
+    if (!PRESLocatorQosPolicy_toString(locatorList1, preLocatorList, LOG_TEXT_SIZE) ||
+        !PRESLocatorQosPolicy_toString(locatorList2, postLocatorList, LOG_TEXT_SIZE)) {
+        return;
+    }
+    DDSLog_textForWorker(worker, NUV_LOG_LEVEL_LOCAL, NUV_LOG_UPDATE_TEMPLATE,
+                         "%s locators have changed from {%s} to {%s}.\n", locatorDescription,
+                         preLocatorList, postLocatorList);
+}

@@ -1,0 +1,37 @@
+#include "infrastructure/QosPolicy_internal.h"
+#include "infrastructure/value_fields.h"
+
+#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
+#include "infrastructure/dds_log.h"
+
+using dds::value::to_boolean;
+
+DDS_ReturnCode_t DDS_DomainParticipantQos_initialize(DDS_DomainParticipantQos *self) {
+    if (DDSLog_isNull(self)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    *self = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
+    return DDS_DiscoveryQosPolicy_get_defaultI(&self->discovery);
+}
+
+DDS_DomainParticipantQos *DDS_DomainParticipantQos_copy(DDS_DomainParticipantQos *self,
+                                                        const DDS_DomainParticipantQos *src) {
+    if (DDSLog_isNull(self) || DDSLog_isNull(src)) {
+        return nullptr;
+    }
+    return dds::value::copy(*self, *src) ? self : nullptr;
+}
+
+DDS_Boolean DDS_DomainParticipantQos_is_equal(const DDS_DomainParticipantQos *left,
+                                              const DDS_DomainParticipantQos *right) {
+    return to_boolean(!DDSLog_isNull(left) && !DDSLog_isNull(right) &&
+                      dds::value::is_equal(*left, *right));
+}
+
+DDS_ReturnCode_t DDS_DomainParticipantQos_finalize(DDS_DomainParticipantQos *self) {
+    if (DDSLog_isNull(self)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    dds::value::finalize(*self);
+    return DDS_RETCODE_OK;
+}

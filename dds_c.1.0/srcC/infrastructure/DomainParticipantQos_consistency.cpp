@@ -1,0 +1,252 @@
+#include "infrastructure/value_fields.h"
+#include "netio/netio_locator.h"
+#include "pres/pres_locatorPolicy.h"
+
+#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
+#define DDS_LOG_FUNCTION "DDS_DomainParticipantQos_is_consistent"
+#include "infrastructure/dds_log.h"
+
+/** Says in one line what is wrong with a setting; of a text, 128 characters are shown. */
+#define REPORT(...) DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_INCONSISTENT_QOS_TEMPLATE, __VA_ARGS__)
+
+namespace {
+
+constexpr DDS_Long UNLIMITED = 0x7FFFFFFF;
+
+const char *text(const char *string) {
+    return string == nullptr ? "" : string;
+}
+
+/* ---- Kinds of settings ---------------------------------------------------------------------- */
+
+bool check_range(const char *setting, DDS_Long value, DDS_Long smallest, DDS_Long largest) {
+    if (value >= smallest && value <= largest) {
+        return true;
+    }
+    if (largest == UNLIMITED) {
+        REPORT("%s is %d; allowed is %d or more", setting, value, smallest);
+    } else {
+        REPORT("%s is %d; allowed is %d to %d", setting, value, smallest, largest);
+    }
+    return false;
+}
+
+bool check_mask(const char *setting, DDS_UnsignedLong mask, DDS_UnsignedLong allowed) {
+    if ((mask & ~allowed) == 0) {
+        return true;
+    }
+    REPORT("%s is 0x%x; allowed are the bits of 0x%x", setting, mask, allowed);
+    return false;
+}
+
+/** Checks a length against the limit that another setting gives. */
+bool check_limit(const char *setting, DDS_LongLong length, const char *unit, const char *limit_name,
+                 DDS_Long limit) {
+    if (length <= limit) {
+        return true;
+    }
+    REPORT("%s has %lld %s; allowed by %s are at most %d", setting, static_cast<long long>(length),
+           unit, limit_name, limit);
+    return false;
+}
+
+bool check_transports(const char *setting, const DDS_StringSeq &transports) {
+    for (DDS_Long i = 0; i < transports._length; ++i) {
+        const char *alias = text(transports._buffer[i]);
+        if (NUVNetioTransport_classOfAlias(alias) == KOLS_TRANSPORT_CLASSID_INVALID) {
+            REPORT("%s names \"%.128s\"; allowed are udpv4 and udpv6", setting, alias);
+            return false;
+        }
+    }
+    return true;
+}
+
+bool check_multicast_addresses(const char *setting, const DDS_StringSeq &addresses) {
+    for (DDS_Long i = 0; i < addresses._length; ++i) {
+        const char *address = text(addresses._buffer[i]);
+        NUVNetioLocator locator = NUV_NETIO_LOCATOR_INVALID;
+        if (!NUVNetioLocator_parse(address, &locator) || !NUVNetioLocator_isMulticast(&locator) ||
+            locator.port != 0) {
+            REPORT("%s has \"%.128s\"; allowed are numeric multicast addresses without port",
+                   setting, address);
+            return false;
+        }
+    }
+    return true;
+}
+
+bool check_name(const char *setting, const char *name) {
+    const size_t length = std::strlen(text(name));
+    if (length <= DDS_ENTITY_NAME_LENGTH_MAX) {
+        return true;
+    }
+    REPORT("%s has %zu characters (\"%.128s...\"); allowed are at most %d", setting, length, name,
+           DDS_ENTITY_NAME_LENGTH_MAX);
+    return false;
+}
+
+/* ---- Policies ------------------------------------------------------------------------------- */
+
+bool check(const DDS_DomainParticipantResourceLimitsQosPolicy &limits) {
+    return check_range("resource_limits.transport_info_list_max_length",
+                       limits.transport_info_list_max_length, 0,
+                       DDS_TRANSPORT_INFO_LIST_LENGTH_MAX) &&
+           check_range("resource_limits.participant_user_data_max_length",
+                       limits.participant_user_data_max_length, 0, UNLIMITED) &&
+           check_range("resource_limits.participant_property_list_max_length",
+                       limits.participant_property_list_max_length, 0, UNLIMITED) &&
+           check_range("resource_limits.participant_property_string_max_length",
+                       limits.participant_property_string_max_length, 0, UNLIMITED);
+}
+
+bool check(const DDS_WireProtocolQosPolicy &policy) {
+    return check_range("wire_protocol.participant_id", policy.participant_id,
+                       DDS_PARTICIPANT_ID_AUTO, UNLIMITED) &&
+           check_mask("wire_protocol.rtps_reserved_port_mask",
+                      static_cast<DDS_UnsignedLong>(policy.rtps_reserved_port_mask),
+                      DDS_RTPS_RESERVED_PORT_MASK_ALL);
+}
+
+bool check(const DDS_TransportUnicastQosPolicy &policy) {
+    for (DDS_Long i = 0; i < policy.value._length; ++i) {
+        const DDS_TransportUnicastSettings_t &settings = policy.value._buffer[i];
+        if (!check_transports("default_unicast.value.transports", settings.transports) ||
+            !check_range("default_unicast.value.receive_port", settings.receive_port, 0,
+                         DDS_RTPS_PORT_MAX)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool check(const DDS_TransportMulticastMappingQosPolicy &policy) {
+    for (DDS_Long i = 0; i < policy.value._length; ++i) {
+        const DDS_TransportMulticastMapping_t &mapping = policy.value._buffer[i];
+        if (!check_multicast_addresses("multicast_mapping.value.addresses", mapping.addresses)) {
+            return false;
+        }
+        if (text(mapping.topic_expression)[0] == '\0') {
+            REPORT("multicast_mapping.value[%d].topic_expression is empty; allowed is an "
+                   "expression for topic names",
+                   i);
+            return false;
+        }
+    }
+    return true;
+}
+
+bool check(const DDS_DiscoveryQosPolicy &policy) {
+    for (DDS_Long i = 0; i < policy.initial_peers._length; ++i) {
+        const char *peer = text(policy.initial_peers._buffer[i]);
+        NUVNetioPeer parsed;
+        if (!NUVNetioPeer_parse(peer, &parsed)) {
+            REPORT("discovery.initial_peers has \"%.128s\"; allowed are ADDRESS, ADDRESS:PORT, "
+                   "udpv4://ADDRESS:PORT, udpv6://[ADDRESS]:PORT and host names",
+                   peer);
+            return false;
+        }
+    }
+    return check_transports("discovery.enabled_transports", policy.enabled_transports) &&
+           check_multicast_addresses("discovery.multicast_receive_addresses",
+                                     policy.multicast_receive_addresses) &&
+           check_range("the length of discovery.multicast_receive_addresses",
+                       policy.multicast_receive_addresses._length, 0,
+                       PRES_REDUCED_LOCATOR_LIST_MAX);
+}
+
+bool check(const DDS_DiscoveryConfigQosPolicy &policy) {
+    const DDS_Duration_t &lease = policy.locator_reachability_lease_duration;
+    const bool is_zero = lease.sec == 0 && lease.nanosec == 0;
+    if (!DDS_Duration_is_valid(&lease) || is_zero) {
+        REPORT("discovery_config.locator_reachability_lease_duration is %d s and %u ns; allowed is "
+               "infinite, or more than 0 with at most 999999999 ns",
+               lease.sec, lease.nanosec);
+        return false;
+    }
+    return check_mask("discovery_config.builtin_discovery_plugins",
+                      policy.builtin_discovery_plugins,
+                      DDS_DISCOVERYCONFIG_BUILTIN_PLUGIN_MASK_ALL);
+}
+
+/** True when an earlier property has the same name. */
+bool is_repeated(const DDS_PropertySeq &properties, DDS_Long i) {
+    for (DDS_Long earlier = 0; earlier < i; ++earlier) {
+        if (std::strcmp(properties._buffer[earlier].name, properties._buffer[i].name) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool check(const DDS_PropertyQosPolicy &policy,
+           const DDS_DomainParticipantResourceLimitsQosPolicy &limits) {
+    const DDS_PropertySeq &properties = policy.value;
+    if (!check_limit("property.value", properties._length, "properties",
+                     "resource_limits.participant_property_list_max_length",
+                     limits.participant_property_list_max_length)) {
+        return false;
+    }
+    DDS_LongLong bytes = 0;
+    for (DDS_Long i = 0; i < properties._length; ++i) {
+        const DDS_Property_t &property = properties._buffer[i];
+        if (text(property.name)[0] == '\0') {
+            REPORT("property.value[%d].name is empty; allowed is a name", i);
+            return false;
+        }
+        if (property.value == nullptr) {
+            REPORT("property.value[%d].value of \"%.128s\" is null; allowed is a text", i,
+                   property.name);
+            return false;
+        }
+        if (is_repeated(properties, i)) {
+            REPORT("property.value[%d].name is \"%.128s\" again; allowed is each name once", i,
+                   property.name);
+            return false;
+        }
+        bytes += static_cast<DDS_LongLong>(std::strlen(property.name) + 1 +
+                                           std::strlen(property.value) + 1);
+    }
+    return check_limit("property.value", bytes, "bytes of text",
+                       "resource_limits.participant_property_string_max_length",
+                       limits.participant_property_string_max_length);
+}
+
+bool check(const DDS_PartitionQosPolicy &policy) {
+    size_t length = 0;
+    for (DDS_Long i = 0; i < policy.name._length; ++i) {
+        const char *name = policy.name._buffer[i];
+        if (name == nullptr || std::strchr(name, ',') != nullptr) {
+            REPORT("partition.name[%d] is \"%.128s\"; allowed are texts without ','", i,
+                   text(name));
+            return false;
+        }
+        length += std::strlen(name) + (i > 0 ? 1 : 0);
+    }
+    if (length > DDS_PARTITION_NAMES_LENGTH_MAX) {
+        REPORT("partition.name has %zu characters when joined by ','; allowed are at most %d",
+               length, DDS_PARTITION_NAMES_LENGTH_MAX);
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+DDS_Boolean DDS_DomainParticipantQos_is_consistent(const DDS_DomainParticipantQos *self) {
+    if (DDSLog_isNull(self)) {
+        return DDS_BOOLEAN_FALSE;
+    }
+    return dds::value::to_boolean(
+        check(self->resource_limits) &&
+        check_limit("user_data.value", self->user_data.value._length, "octets",
+                    "resource_limits.participant_user_data_max_length",
+                    self->resource_limits.participant_user_data_max_length) &&
+        check(self->wire_protocol) &&
+        check_mask("transport_builtin.mask", self->transport_builtin.mask,
+                   DDS_TRANSPORTBUILTIN_MASK_ALL) &&
+        check(self->default_unicast) && check(self->multicast_mapping) && check(self->discovery) &&
+        check(self->discovery_config) && check(self->property, self->resource_limits) &&
+        check_name("participant_name.name", self->participant_name.name) &&
+        check_name("participant_name.role_name", self->participant_name.role_name) &&
+        check(self->partition));
+}
