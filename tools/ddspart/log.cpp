@@ -1,0 +1,50 @@
+#include "log.h"
+
+#include <cstdio>
+
+namespace {
+
+constexpr KOLS_Config_LogVerbosity ERRORS = KOLS_CONFIG_LOG_VERBOSITY_ERROR;
+
+} // namespace
+
+void write_message(const std::string &line) {
+    const std::string text = line + "\n";
+
+    (void)std::fwrite(text.data(), 1, text.size(), stderr);
+}
+
+Log::Log(KOLS_Config_LogVerbosity shown) : shown_(shown) {
+    KOLS_Config_Logger *const logger = KOLS_Config_Logger_get_instance();
+
+    KOLS_Config_Logger_set_output_device(logger, receive, this);
+    KOLS_Config_Logger_set_verbosity(logger, shown | ERRORS);
+}
+
+Log::~Log() {
+    KOLS_Config_Logger_set_output_device(KOLS_Config_Logger_get_instance(), nullptr, nullptr);
+}
+
+void Log::explain(const LoggedFailure &failure) {
+    const std::lock_guard lock(mutex_);
+
+    if (!error_was_shown_) {
+        write_message(std::string("ddspart: ") +
+                      (first_error_.empty() ? failure.what() : first_error_));
+    }
+}
+
+void Log::receive(void *log, const NUVLogRecord *record) {
+    Log &self = *static_cast<Log *>(log);
+    const bool is_error = (record->level & ERRORS) != 0;
+    const std::lock_guard lock(self.mutex_);
+
+    if ((record->level & self.shown_) != 0) {
+        char line[KOLS_CONFIG_LOG_LINE_MAX];
+
+        write_message(std::string(line, KOLS_Config_Logger_format_line(record, line, sizeof line)));
+        self.error_was_shown_ = self.error_was_shown_ || is_error;
+    } else if (is_error && self.first_error_.empty()) {
+        self.first_error_ = record->text;
+    }
+}

@@ -1,0 +1,40 @@
+// The library's log on stderr.
+#pragma once
+
+#include <mutex>
+#include <stdexcept>
+#include <string>
+
+#include "log/log_config.h"
+
+/** The library could not do something; why is in its log. */
+class LoggedFailure : public std::runtime_error {
+public:
+    LoggedFailure() : std::runtime_error("the library could not do it") {}
+};
+
+/** Writes one line to stderr, in one piece. */
+void write_message(const std::string &line);
+
+/**
+ * Shows the library's messages of some levels on stderr for as long as it lives. It hears of errors
+ * in any case, so that a failure can be explained even where they are not shown.
+ */
+class Log {
+public:
+    explicit Log(KOLS_Config_LogVerbosity shown);
+    ~Log();
+    Log(const Log &) = delete;
+    Log &operator=(const Log &) = delete;
+
+    /** Says why something failed, unless a line that says so has been shown. */
+    void explain(const LoggedFailure &failure);
+
+private:
+    static void receive(void *log, const NUVLogRecord *record);
+
+    const KOLS_Config_LogVerbosity shown_;
+    std::mutex mutex_; // guards what follows: messages may come from any thread
+    bool error_was_shown_ = false;
+    std::string first_error_; // the first one is nearest to the cause
+};

@@ -1,0 +1,54 @@
+// What the command line asks for.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "dds_c/dds_c_qospolicy.h"
+#include "log/log_config.h"
+
+struct PortSettings {
+    DDS_DomainId_t domain = 0;
+    DDS_RtpsWellKnownPorts_t well_known_ports = DDS_RTPS_WELL_KNOWN_PORTS_INITIALIZER;
+};
+
+/** ddspart run */
+struct RunOptions : PortSettings {
+    DDS_Long index = DDS_PARTICIPANT_ID_AUTO;
+    DDS_RtpsReservedPortKindMask reserved_ports = DDS_RTPS_RESERVED_PORT_MASK_DEFAULT;
+    DDS_TransportBuiltinKindMask transports = DDS_TRANSPORTBUILTIN_MASK_DEFAULT;
+    std::vector<std::string> interfaces;          // none: all
+    std::vector<std::string> peers;               // none: the usual ones
+    std::vector<std::string> multicast_addresses; // none: the usual one
+    bool multicast = true;
+    std::vector<std::pair<std::string, std::string>> properties;
+    std::optional<std::string> name;
+    std::string user_data;
+    std::optional<std::chrono::nanoseconds> duration; // none: until a signal
+    KOLS_Config_LogVerbosity verbosity = KOLS_CONFIG_LOG_VERBOSITY_STATUS_LOCAL;
+    bool json = false;
+};
+
+/** ddspart ports */
+struct PortsOptions : PortSettings {
+    struct Range {
+        DDS_Long first;
+        DDS_Long last;
+    };
+    std::optional<Range> indices; // none: the first ten, as far as they are usable
+    bool json = false;
+};
+
+/** There is nothing to do: help or the version was asked for, or the command line is wrong. */
+struct Answer {
+    int exit_code; // 0 or 2
+    std::string text;
+};
+
+using Command = std::variant<RunOptions, PortsOptions, Answer>;
+
+Command parse_command_line(int argc, const char *const *argv);

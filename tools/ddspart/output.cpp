@@ -1,0 +1,175 @@
+#include "output.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <iomanip>
+#include <sstream>
+#include <system_error>
+
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string join(const std::vector<std::string> &words) {
+    std::string text;
+
+    for (const std::string &word : words) {
+        text += (text.empty() ? "" : ", ") + word;
+    }
+    return text.empty() ? "none" : text;
+}
+
+/** "builtin_unicast" as "builtin unicast". */
+std::string spoken(std::string kind) {
+    for (char &character : kind) {
+        character = character == '_' ? ' ' : character;
+    }
+    return kind;
+}
+
+Json numbers(const std::vector<Port> &ports) {
+    Json object = Json::object();
+
+    for (const Port &port : ports) {
+        object[port.kind] = port.number;
+    }
+    return object;
+}
+
+Json validity(const std::vector<Port> &ports) {
+    Json object = Json::object();
+
+    for (const Port &port : ports) {
+        object[port.kind] = port.is_valid();
+    }
+    return object;
+}
+
+Json index_or_null(DDS_Long index) {
+    return index >= 0 ? Json(index) : Json();
+}
+
+Json object(const char *event, const Presence &presence) {
+    return {{"event", event},
+            {"domain", presence.domain},
+            {"index", index_or_null(presence.index)},
+            {"guid", presence.guid},
+            {"ports", numbers(presence.ports)},
+            {"metatraffic_unicast_locators", presence.metatraffic_unicast_locators},
+            {"metatraffic_multicast_locators", presence.metatraffic_multicast_locators},
+            {"default_unicast_locators", presence.default_unicast_locators},
+            {"default_multicast_locators", presence.default_multicast_locators}};
+}
+
+std::string line(const Json &object) {
+    return object.dump() + "\n";
+}
+
+std::string lines(const char *verb, const Presence &presence) {
+    std::ostringstream text;
+    std::vector<std::string> ports;
+
+    for (const Port &port : presence.ports) {
+        ports.push_back(spoken(port.kind) + " " + std::to_string(port.number));
+    }
+    text << verb << " domain " << presence.domain;
+    if (presence.index >= 0) {
+        text << " with participant index " << presence.index << '\n';
+    } else {
+        text << " without participant index, until there is a usable address\n";
+    }
+    text << "  GUID: " << presence.guid << '\n'
+         << "  Ports: " << join(ports) << '\n'
+         << "  Metatraffic unicast locators: " << join(presence.metatraffic_unicast_locators)
+         << '\n'
+         << "  Metatraffic multicast locators: " << join(presence.metatraffic_multicast_locators)
+         << '\n'
+         << "  Default unicast locators: " << join(presence.default_unicast_locators) << '\n'
+         << "  Default multicast locators: " << join(presence.default_multicast_locators) << '\n';
+    return text.str();
+}
+
+} // namespace
+
+std::string as_text(const Joined &joined) {
+    return lines("Joined", joined.presence);
+}
+
+std::string as_text(const Changed &changed) {
+    return lines("Now in", changed.presence);
+}
+
+std::string as_text(const Left &left) {
+    return "Left domain " + std::to_string(left.domain) + ": " + left.reason + "\n";
+}
+
+std::string as_text(const PortTable &table) {
+    constexpr int INDEX_WIDTH = 5;
+    constexpr int PORT_WIDTH = 18;
+    std::ostringstream text;
+    bool all_valid = true;
+
+    text << "Domain " << table.domain << ", highest usable participant index: ";
+    if (table.highest_usable_index) {
+        text << *table.highest_usable_index << '\n';
+    } else {
+        text << "none\n";
+    }
+    text << std::setw(INDEX_WIDTH) << "index";
+    for (const Port &port : table.rows.front().ports) {
+        text << std::setw(PORT_WIDTH) << spoken(port.kind) << ' ';
+    }
+    text << '\n';
+    for (const PortTable::Row &row : table.rows) {
+        text << std::setw(INDEX_WIDTH) << row.index;
+        for (const Port &port : row.ports) {
+            text << std::setw(PORT_WIDTH) << port.number << (port.is_valid() ? ' ' : '*');
+            all_valid = all_valid && port.is_valid();
+        }
+        text << '\n';
+    }
+    if (!all_valid) {
+        text << "* not a valid port: valid are " << DDS_RTPS_PORT_MIN << " to " << DDS_RTPS_PORT_MAX
+             << '\n';
+    }
+    return text.str();
+}
+
+std::string as_json(const Joined &joined) {
+    return line(object("joined", joined.presence));
+}
+
+std::string as_json(const Changed &changed) {
+    return line(object("changed", changed.presence));
+}
+
+std::string as_json(const Left &left) {
+    return line({{"event", "left"},
+                 {"domain", left.domain},
+                 {"index", index_or_null(left.index)},
+                 {"reason", left.reason}});
+}
+
+std::string as_json(const PortTable &table) {
+    const Json highest = index_or_null(table.highest_usable_index.value_or(-1));
+    std::string lines =
+        line({{"event", "domain"}, {"domain", table.domain}, {"highest_usable_index", highest}});
+
+    for (const PortTable::Row &row : table.rows) {
+        lines += line({{"event", "index"},
+                       {"domain", table.domain},
+                       {"index", row.index},
+                       {"ports", numbers(row.ports)},
+                       {"valid", validity(row.ports)}});
+    }
+    return lines;
+}
+
+void write_data(const std::string &lines) {
+    if (std::fwrite(lines.data(), 1, lines.size(), stdout) != lines.size() ||
+        std::fflush(stdout) != 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot write to stdout");
+    }
+}

@@ -1,0 +1,54 @@
+// What goes to stdout: text for people, or one JSON object per line.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "ports.h"
+
+/** A participant in its domain. */
+struct Presence {
+    DDS_DomainId_t domain;
+    DDS_Long index; // -1 as long as it has no address and so no index either
+    std::string guid;
+    std::vector<Port> ports;
+    std::vector<std::string> metatraffic_unicast_locators;
+    std::vector<std::string> metatraffic_multicast_locators;
+    std::vector<std::string> default_unicast_locators;
+    std::vector<std::string> default_multicast_locators;
+};
+
+/** It has joined. */
+struct Joined {
+    const Presence &presence;
+};
+
+/** Its index or locators are others now, because the network has changed. */
+struct Changed {
+    const Presence &presence;
+};
+
+/** It has left. */
+struct Left {
+    DDS_DomainId_t domain;
+    DDS_Long index;
+    std::string reason; // what ended its stay
+};
+
+/** Each returns its lines, with line ends. */
+std::string as_text(const Joined &joined);
+std::string as_text(const Changed &changed);
+std::string as_text(const Left &left);
+std::string as_text(const PortTable &table);
+std::string as_json(const Joined &joined);
+std::string as_json(const Changed &changed);
+std::string as_json(const Left &left);
+std::string as_json(const PortTable &table);
+
+/** Writes to stdout, at once; throws when that fails. */
+void write_data(const std::string &lines);
+
+template <class Event>
+void show(const Event &event, bool json) {
+    write_data(json ? as_json(event) : as_text(event));
+}

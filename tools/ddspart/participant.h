@@ -1,0 +1,58 @@
+// A participant that lives as long as the object.
+#pragma once
+
+#include "dds_c/dds_c_domain.h"
+#include "options.h"
+#include "output.h"
+
+/** The participant QoS that the options ask for. */
+class Qos {
+public:
+    explicit Qos(const RunOptions &options);
+    ~Qos();
+    Qos(const Qos &) = delete;
+    Qos &operator=(const Qos &) = delete;
+
+    const DDS_DomainParticipantQos *get() const {
+        return &qos_;
+    }
+
+private:
+    DDS_DomainParticipantQos qos_ = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
+};
+
+/** The factory of participants; gone with the object. */
+class Factory {
+public:
+    Factory();
+    ~Factory();
+    Factory(const Factory &) = delete;
+    Factory &operator=(const Factory &) = delete;
+
+    DDS_DomainParticipantFactory *get() const {
+        return factory_;
+    }
+
+private:
+    DDS_DomainParticipantFactory *factory_;
+};
+
+class Participant {
+public:
+    /** Joins; throws LoggedFailure when that fails. Changes of the network are announced as news.
+     */
+    Participant(const Factory &factory, const RunOptions &options);
+    ~Participant();
+    Participant(const Participant &) = delete;
+    Participant &operator=(const Participant &) = delete;
+
+    Presence describe() const;
+
+    /** Leaves, which else the destructor does; throws LoggedFailure when that fails. */
+    void leave();
+
+private:
+    const Factory &factory_;
+    const PortSettings settings_;
+    DDS_DomainParticipant *participant_;
+};
