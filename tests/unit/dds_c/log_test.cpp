@@ -1,0 +1,118 @@
+#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_INFRASTRUCTURE
+#include "infrastructure/dds_log.h"
+#include "messages.h"
+#include "reda/reda_worker.h"
+
+namespace {
+
+class DdsLogTest : public MessageTest {
+protected:
+    ~DdsLogTest() override {
+        NUVLog_storeMask(&DDSLog_g_submoduleMask, 0xFFFFFFFFu);
+        NUVLog_g_detectPrecondition = 0;
+        NUVLog_g_preconditionDetected = 0;
+    }
+
+    int evaluate() {
+        ++evaluations_;
+        return 5;
+    }
+
+    /** Asks for errors of threads that enable something, and only for them. */
+    void ask_for_enabling() {
+        KOLS_Config_Logger *logger = KOLS_Config_Logger_get_instance();
+        KOLS_Config_Logger_set_verbosity(logger, KOLS_CONFIG_LOG_VERBOSITY_SILENT);
+        KOLS_Config_Logger_set_verbosity_by_category(logger, NUV_LOG_CATEGORY_ENABLE,
+                                                     NUV_LOG_LEVEL_ERROR);
+    }
+
+    int evaluations_ = 0;
+};
+
+TEST_F(DdsLogTest, AMessageCarriesLevelModuleTemplateAndPlace) {
+    DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "QoS");
+    const Message message = take_message();
+    EXPECT_EQ(message.level, NUV_LOG_LEVEL_ERROR);
+    EXPECT_EQ(message.module, 0xF0000u);
+    EXPECT_EQ(message.name, "DDS_LOG_SET_FAILURE_s");
+    EXPECT_EQ(message.function, "TestBody");
+    EXPECT_EQ(message.body, "cannot set QoS");
+}
+
+TEST_F(DdsLogTest, ATemplateMayHaveNoArguments) {
+    DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_GET_TRANSPORT_INFO);
+    EXPECT_EQ(take_message().name, "DDS_LOG_GET_TRANSPORT_INFO");
+}
+
+TEST_F(DdsLogTest, ATextIsFormatted) {
+    DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_INCONSISTENT_QOS_TEMPLATE, "%s is %d", "x", 3);
+    const Message message = take_message();
+    EXPECT_EQ(message.name, "NUV_LOG_INCONSISTENT_QOS_TEMPLATE");
+    EXPECT_EQ(message.body, "x is 3");
+    DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_INCONSISTENT_QOS_TEMPLATE, "nothing to format");
+    EXPECT_EQ(take_message().body, "nothing to format");
+}
+
+TEST_F(DdsLogTest, WhatTheLevelForbidsIsNotEvaluated) {
+    DDSLog_text(NUV_LOG_LEVEL_WARNING, NUV_LOG_EMPTY_TEMPLATE, "%d", evaluate());
+    DDSLog_message(NUV_LOG_LEVEL_WARNING, NUV_LOG_INVALID_s, (evaluate(), "x"));
+    EXPECT_EQ(evaluations_, 0);
+    EXPECT_TRUE(messages_.empty());
+}
+
+TEST_F(DdsLogTest, WhatTheSubmoduleForbidsIsNotPrinted) {
+    NUVLog_storeMask(&DDSLog_g_submoduleMask, DDS_LOG_SUBMODULE_DOMAIN);
+    DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE, "%d", evaluate());
+    DDSLog_precondition("\"x\"");
+    EXPECT_EQ(evaluations_, 0);
+    EXPECT_TRUE(messages_.empty());
+}
+
+TEST_F(DdsLogTest, AWorkerMayAskForWhatTheMasksForbid) {
+    ask_for_enabling();
+    NUVOsapiActivityContext context = {NUV_LOG_CATEGORY_ENABLE};
+    REDAWorker worker = {};
+    worker._activityContext = &context;
+    DDSLog_textForWorker(&worker, NUV_LOG_LEVEL_ERROR, NUV_LOG_ENABLE_TEMPLATE, "index %d", 3);
+    EXPECT_EQ(take_message().body, "index 3");
+
+    DDSLog_textForWorker(&worker, NUV_LOG_LEVEL_WARNING, NUV_LOG_ENABLE_TEMPLATE, "x");
+    context.category = 0;
+    DDSLog_textForWorker(&worker, NUV_LOG_LEVEL_ERROR, NUV_LOG_ENABLE_TEMPLATE, "x");
+    worker._activityContext = nullptr;
+    DDSLog_textForWorker(&worker, NUV_LOG_LEVEL_ERROR, NUV_LOG_ENABLE_TEMPLATE, "x");
+    const REDAWorker *none = nullptr;
+    DDSLog_textForWorker(none, NUV_LOG_LEVEL_ERROR, NUV_LOG_ENABLE_TEMPLATE, "x");
+    EXPECT_TRUE(messages_.empty());
+}
+
+TEST_F(DdsLogTest, WithoutAWorkerTheMasksDecide) {
+    const REDAWorker *none = nullptr;
+    DDSLog_textForWorker(none, NUV_LOG_LEVEL_ERROR, NUV_LOG_ENABLE_TEMPLATE, "x");
+    EXPECT_EQ(take_message().body, "x");
+}
+
+TEST_F(DdsLogTest, AFailedPreconditionIsReportedByTheFunctionItself) {
+    DDSLog_precondition("\"self == ((void *)0)\"");
+    EXPECT_EQ(messages_.front().function, "TestBody");
+    expect_precondition("\"self == ((void *)0)\"");
+    EXPECT_EQ(NUVLog_g_preconditionDetected, 0);
+}
+
+TEST_F(DdsLogTest, AFailedPreconditionIsDetectedWhenThatIsAskedFor) {
+    NUVLog_g_detectPrecondition = 1;
+    DDSLog_precondition("\"x\"");
+    EXPECT_EQ(NUVLog_g_preconditionDetected, 1);
+    expect_precondition("\"x\"");
+}
+
+TEST_F(DdsLogTest, AFailedPreconditionIsDetectedAlsoWhenItIsNotPrinted) {
+    KOLS_Config_Logger_set_verbosity(KOLS_Config_Logger_get_instance(),
+                                     KOLS_CONFIG_LOG_VERBOSITY_SILENT);
+    NUVLog_g_detectPrecondition = 1;
+    DDSLog_precondition("\"x\"");
+    EXPECT_EQ(NUVLog_g_preconditionDetected, 1);
+    EXPECT_TRUE(messages_.empty());
+}
+
+} // namespace

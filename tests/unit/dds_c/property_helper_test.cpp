@@ -1,0 +1,213 @@
+#include <string>
+#include <utility>
+
+#include "infrastructure/PropertyQosPolicyHelper_internal.h"
+#include "messages.h"
+
+namespace {
+
+using heap_faults::fail_each_allocation;
+
+class PropertyHelperTest : public MessageTest {
+protected:
+    ~PropertyHelperTest() override {
+        DDS_PropertyQosPolicy_finalize(&policy_);
+    }
+
+    DDS_ReturnCode_t add(const char *name, const char *value, DDS_Boolean propagate = 0) {
+        return DDS_PropertyQosPolicyHelper_add_property(&policy_, name, value, propagate);
+    }
+
+    DDS_ReturnCode_t assert_property(const char *name, const char *value,
+                                     DDS_Boolean propagate = 0) {
+        return DDS_PropertyQosPolicyHelper_assert_property(&policy_, name, value, propagate);
+    }
+
+    DDS_ReturnCode_t remove(const char *name) {
+        return DDS_PropertyQosPolicyHelper_remove_property(&policy_, name);
+    }
+
+    DDS_Property_t *find(const char *name) {
+        return DDS_PropertyQosPolicyHelper_lookup_property(&policy_, name);
+    }
+
+    std::string list() {
+        std::string text;
+        for (DDS_Long i = 0; i < policy_.value._length; ++i) {
+            const DDS_Property_t &property = policy_.value._buffer[i];
+            text += std::string(property.name) + "=" + property.value +
+                    (property.propagate ? "+ " : " ");
+        }
+        return text;
+    }
+
+    DDS_PropertyQosPolicy policy_ = DDS_PROPERTY_QOS_POLICY_INITIALIZER;
+};
+
+TEST_F(PropertyHelperTest, AddedPropertyIsFound) {
+    EXPECT_EQ(find("a"), nullptr);
+    EXPECT_EQ(add("a", "1", DDS_BOOLEAN_TRUE), DDS_RETCODE_OK);
+    EXPECT_EQ(add("b", ""), DDS_RETCODE_OK);
+    EXPECT_EQ(list(), "a=1+ b= ");
+    EXPECT_EQ(DDS_PropertyQosPolicyHelper_get_number_of_properties(&policy_), 2);
+    ASSERT_NE(find("a"), nullptr);
+    EXPECT_STREQ(find("a")->value, "1");
+    EXPECT_EQ(find("a")->propagate, DDS_BOOLEAN_TRUE);
+    EXPECT_EQ(find("ab"), nullptr);
+    EXPECT_EQ(find(""), nullptr);
+}
+
+TEST_F(PropertyHelperTest, PropertiesWithoutANameArePassedOver) {
+    ASSERT_TRUE(DDS_PropertySeq_ensure_length(&policy_.value, 1, 1));
+    EXPECT_EQ(find("a"), nullptr);
+    EXPECT_EQ(add("a", "1"), DDS_RETCODE_OK);
+    EXPECT_NE(find("a"), nullptr);
+}
+
+TEST_F(PropertyHelperTest, AddingASecondTimeIsRefused) {
+    EXPECT_EQ(add("a", "1"), DDS_RETCODE_OK);
+    EXPECT_EQ(add("a", "2"), DDS_RETCODE_PRECONDITION_NOT_MET);
+    EXPECT_EQ(list(), "a=1 ");
+}
+
+TEST_F(PropertyHelperTest, AssertingAddsOrReplaces) {
+    EXPECT_EQ(assert_property("a", "1"), DDS_RETCODE_OK);
+    EXPECT_EQ(assert_property("b", "2"), DDS_RETCODE_OK);
+    EXPECT_EQ(assert_property("a", "three", DDS_BOOLEAN_TRUE), DDS_RETCODE_OK);
+    EXPECT_EQ(list(), "a=three+ b=2 ");
+    EXPECT_EQ(assert_property("a", find("a")->value), DDS_RETCODE_OK);
+    EXPECT_EQ(list(), "a=three b=2 ");
+}
+
+TEST_F(PropertyHelperTest, RemovingKeepsTheOrderOfTheOthers) {
+    for (const char *name : {"a", "b", "c"}) {
+        ASSERT_EQ(add(name, "1"), DDS_RETCODE_OK);
+    }
+    EXPECT_EQ(remove("d"), DDS_RETCODE_PRECONDITION_NOT_MET);
+    EXPECT_EQ(remove(find("a")->name), DDS_RETCODE_OK);
+    EXPECT_EQ(list(), "b=1 c=1 ");
+    EXPECT_EQ(remove("c"), DDS_RETCODE_OK);
+    EXPECT_EQ(list(), "b=1 ");
+    EXPECT_EQ(add("a", "2"), DDS_RETCODE_OK);
+    EXPECT_EQ(list(), "b=1 a=2 ");
+    EXPECT_EQ(remove("b"), DDS_RETCODE_OK);
+    EXPECT_EQ(remove("a"), DDS_RETCODE_OK);
+    EXPECT_EQ(DDS_PropertyQosPolicyHelper_get_number_of_properties(&policy_), 0);
+}
+
+TEST_F(PropertyHelperTest, AnEmptyNameIsRefused) {
+    EXPECT_EQ(add("", "1"), DDS_RETCODE_BAD_PARAMETER);
+    EXPECT_EQ(assert_property("", "1"), DDS_RETCODE_BAD_PARAMETER);
+    EXPECT_EQ(list(), "");
+}
+
+TEST_F(PropertyHelperTest, AddingFailsWithoutMemoryAndChangesNothing) {
+    EXPECT_EQ(fail_each_allocation([this] {
+                  const DDS_ReturnCode_t result = add("a", "1");
+                  if (result != DDS_RETCODE_OK) {
+                      EXPECT_EQ(result, DDS_RETCODE_OUT_OF_RESOURCES);
+                      EXPECT_EQ(list(), "");
+                  }
+                  return result == DDS_RETCODE_OK;
+              }),
+              3);
+    EXPECT_EQ(fail_each_allocation([this] { return assert_property("b", "1") == DDS_RETCODE_OK; }),
+              3);
+    EXPECT_EQ(fail_each_allocation([this] {
+                  const DDS_ReturnCode_t result = assert_property("a", "22", DDS_BOOLEAN_TRUE);
+                  if (result != DDS_RETCODE_OK) {
+                      EXPECT_EQ(result, DDS_RETCODE_OUT_OF_RESOURCES);
+                      EXPECT_EQ(list(), "a=1 b=1 ");
+                  }
+                  return result == DDS_RETCODE_OK;
+              }),
+              1);
+}
+
+TEST_F(PropertyHelperTest, NullIsAFailedPrecondition) {
+    EXPECT_EQ(DDS_PropertyQosPolicyHelper_add_property(nullptr, "a", "1", 0),
+              DDS_RETCODE_BAD_PARAMETER);
+    expect_precondition("\"policy == ((void *)0)\"");
+    EXPECT_EQ(add(nullptr, "1"), DDS_RETCODE_BAD_PARAMETER);
+    expect_precondition("\"name == ((void *)0)\"");
+    EXPECT_EQ(add("a", nullptr), DDS_RETCODE_BAD_PARAMETER);
+    expect_precondition("\"value == ((void *)0)\"");
+    EXPECT_EQ(assert_property("a", nullptr), DDS_RETCODE_BAD_PARAMETER);
+    expect_precondition("\"value == ((void *)0)\"");
+    EXPECT_EQ(DDS_PropertyQosPolicyHelper_remove_property(nullptr, "a"), DDS_RETCODE_BAD_PARAMETER);
+    expect_precondition("\"policy == ((void *)0)\"");
+    EXPECT_EQ(remove(nullptr), DDS_RETCODE_BAD_PARAMETER);
+    expect_precondition("\"name == ((void *)0)\"");
+    EXPECT_EQ(DDS_PropertyQosPolicyHelper_lookup_property(nullptr, "a"), nullptr);
+    expect_precondition("\"policy == ((void *)0)\"");
+    EXPECT_EQ(find(nullptr), nullptr);
+    expect_precondition("\"name == ((void *)0)\"");
+    EXPECT_EQ(DDS_PropertyQosPolicyHelper_get_number_of_properties(nullptr), 0);
+    expect_precondition("\"policy == ((void *)0)\"");
+    ASSERT_EQ(add("a", "1"), DDS_RETCODE_OK);
+    EXPECT_EQ(DDS_PropertyQosPolicyHelper_lookup_integer_property(&policy_, nullptr, "a"),
+              DDS_BOOLEAN_FALSE);
+    expect_precondition("\"out == ((void *)0)\"");
+}
+
+TEST_F(PropertyHelperTest, UnsignedIntegersAreReadStrictly) {
+    const auto lookup = [this](const char *value, DDS_UnsignedLong *out) {
+        EXPECT_EQ(assert_property("n", value), DDS_RETCODE_OK);
+        return DDS_PropertyQosPolicyHelper_lookup_unsigned_integer_property(&policy_, out, "n");
+    };
+    DDS_UnsignedLong number = 77;
+    EXPECT_EQ(DDS_PropertyQosPolicyHelper_lookup_unsigned_integer_property(&policy_, &number, "n"),
+              DDS_BOOLEAN_FALSE);
+    EXPECT_EQ(lookup("-1", &number), DDS_BOOLEAN_FALSE);
+    EXPECT_EQ(lookup("2x", &number), DDS_BOOLEAN_FALSE);
+    EXPECT_EQ(lookup("", &number), DDS_BOOLEAN_FALSE);
+    EXPECT_EQ(lookup("4294967296", &number), DDS_BOOLEAN_FALSE);
+    EXPECT_EQ(number, 77u);
+    EXPECT_EQ(lookup("4294967295", &number), DDS_BOOLEAN_TRUE);
+    EXPECT_EQ(number, 4294967295u);
+}
+
+TEST_F(PropertyHelperTest, IntegersAreReadStrictly) {
+    const auto lookup = [this](const char *value, DDS_Long *out) {
+        EXPECT_EQ(assert_property("n", value), DDS_RETCODE_OK);
+        return DDS_PropertyQosPolicyHelper_lookup_integer_property(&policy_, out, "n");
+    };
+    DDS_Long number = 77;
+    EXPECT_EQ(DDS_PropertyQosPolicyHelper_lookup_integer_property(&policy_, &number, "n"),
+              DDS_BOOLEAN_FALSE);
+    EXPECT_EQ(lookup("2147483648", &number), DDS_BOOLEAN_FALSE);
+    EXPECT_EQ(lookup(" 1", &number), DDS_BOOLEAN_FALSE);
+    EXPECT_EQ(number, 77);
+    EXPECT_EQ(lookup("-12", &number), DDS_BOOLEAN_TRUE);
+    EXPECT_EQ(number, -12);
+}
+
+TEST_F(PropertyHelperTest, DurationsAreReadStrictly) {
+    const auto lookup = [this](const char *value, NUVNtpTime *out) {
+        EXPECT_EQ(assert_property("n", value), DDS_RETCODE_OK);
+        return DDS_PropertyQosPolicyHelper_lookup_duration_property(&policy_, out, "n");
+    };
+    NUVNtpTime time = {7, 8};
+    EXPECT_EQ(DDS_PropertyQosPolicyHelper_lookup_duration_property(&policy_, &time, "n"),
+              DDS_BOOLEAN_FALSE);
+    EXPECT_EQ(lookup("soon", &time), DDS_BOOLEAN_FALSE);
+    EXPECT_EQ(time.sec, 7);
+    EXPECT_EQ(time.frac, 8u);
+    EXPECT_EQ(lookup("0.125", &time), DDS_BOOLEAN_TRUE);
+    EXPECT_EQ(time.sec, 0);
+    EXPECT_EQ(time.frac, 0x20000000u);
+    EXPECT_EQ(lookup("infinite", &time), DDS_BOOLEAN_TRUE);
+    EXPECT_EQ(time.sec, 0x7FFFFFFF);
+    EXPECT_EQ(time.frac, 0xFFFFFFFFu);
+}
+
+TEST_F(PropertyHelperTest, APropertyWithoutAValueIsNotGiven) {
+    ASSERT_EQ(add("n", "1"), DDS_RETCODE_OK);
+    DDS_String_replace(&find("n")->value, nullptr);
+    DDS_Long number = 77;
+    EXPECT_EQ(DDS_PropertyQosPolicyHelper_lookup_integer_property(&policy_, &number, "n"),
+              DDS_BOOLEAN_FALSE);
+    EXPECT_EQ(number, 77);
+}
+
+} // namespace
