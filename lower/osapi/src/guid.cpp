@@ -57,15 +57,6 @@ void add_file(Hash &hash, const char *path) {
     close(descriptor);
 }
 
-/** What does not change while the process lives, nor in its children. */
-Hash hash_of_host() {
-    Hash hash;
-    add_file(hash, "/etc/machine-id");
-    add_file(hash, "/proc/sys/kernel/random/boot_id");
-    return hash;
-}
-
-/** The calling thread's network namespace, which a process may change: so it is read each time. */
 void add_network_namespace(Hash &hash) {
     struct stat status {};
     if (stat("/proc/thread-self/ns/net", &status) == 0) {
@@ -74,12 +65,22 @@ void add_network_namespace(Hash &hash) {
     }
 }
 
-NUV_UINT32 host_id() {
-    static const Hash host = hash_of_host();
-    Hash hash = host;
+/**
+ * Read once per process, for it takes longer than all the rest of a GUID. A thread that goes to
+ * another network namespace later keeps this host id; random bits keep its GUIDs apart.
+ */
+NUV_UINT32 read_host_id() {
+    Hash hash;
+    add_file(hash, "/etc/machine-id");
+    add_file(hash, "/proc/sys/kernel/random/boot_id");
     add_network_namespace(hash);
     // The first two octets of a GUID prefix are those of the vendor id. It is unknown, {0, 0}.
     return hash.folded() & 0xFFFFu;
+}
+
+NUV_UINT32 host_id() {
+    static const NUV_UINT32 host = read_host_id();
+    return host;
 }
 
 NUV_UINT32 not_zero(NUV_UINT32 value) {
