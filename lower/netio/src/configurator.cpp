@@ -25,10 +25,8 @@ NUV_INT32 message_size_max(KOLS_Transport_ClassId_t classid) {
 }
 
 /** No list and an empty list mean every transport. */
-bool is_enabled(const NUVNetioAliasList *enabled, const Transport &transport) {
-    return enabled == nullptr || enabled->aliases[0] == '\0' ||
-           NUVNetioAliasList_contains(enabled, NUVNetioTransport_aliasOfClass(transport.classid)) !=
-               0;
+bool wants_all(const NUVNetioAliasList *enabled) {
+    return enabled == nullptr || enabled->aliases[0] == '\0';
 }
 
 bool check_aliases(const NUVNetioAliasList &aliases) {
@@ -69,11 +67,11 @@ bool NUVNetioConfigurator::open(const NUVNetioConfiguratorProperty &property) {
     return true;
 }
 
-bool NUVNetioConfigurator::register_transports(const NUVNetioAliasList &aliases) {
+bool NUVNetioConfigurator::register_transports(const NUVNetioAliasList &wanted) {
     handles = REDAWeakReferenceManager_new();
     bool ok = handles != nullptr;
     for (const KOLS_Transport_ClassId_t classid : CLASSES) {
-        if (NUVNetioAliasList_contains(&aliases, NUVNetioTransport_aliasOfClass(classid)) != 0) {
+        if (NUVNetioAliasList_contains(&wanted, NUVNetioTransport_aliasOfClass(classid)) != 0) {
             ok = ok && register_transport(classid);
         }
     }
@@ -88,6 +86,7 @@ bool NUVNetioConfigurator::register_transport(KOLS_Transport_ClassId_t classid) 
     transport.classid = classid;
     transport.info = {classid, message_size_max(classid)};
     ++transport_count;
+    NUVNetioAliasList_add(&aliases, NUVNetioTransport_aliasOfClass(classid));
     return REDAWeakReferenceManager_createReference(handles, &transport, &transport.handle) != 0;
 }
 
@@ -102,6 +101,13 @@ const Transport *NUVNetioConfigurator::find_transport(KOLS_Transport_ClassId_t c
 
 Transport *NUVNetioConfigurator::find_transport(KOLS_Transport_ClassId_t classid) {
     return const_cast<Transport *>(std::as_const(*this).find_transport(classid));
+}
+
+bool NUVNetioConfigurator::is_enabled(const NUVNetioAliasList *enabled,
+                                      KOLS_Transport_ClassId_t classid) const {
+    return find_transport(classid) != nullptr &&
+           (wants_all(enabled) ||
+            NUVNetioAliasList_contains(enabled, NUVNetioTransport_aliasOfClass(classid)) != 0);
 }
 
 HeldSnapshot NUVNetioConfigurator::snapshot() {
@@ -192,11 +198,14 @@ int NUVNetioConfigurator_refreshInterfaces(struct NUVNetioConfigurator *self,
 void NUVNetioConfigurator_getEnabledAliases(const struct NUVNetioConfigurator *self,
                                             const struct NUVNetioAliasList *enabled,
                                             struct NUVNetioAliasList *out) {
+    if (wants_all(enabled)) {
+        *out = self->aliases;
+        return;
+    }
     NUVNetioAliasList aliases{};
-    for (NUV_INT32 i = 0; i < self->transport_count; ++i) {
-        const Transport &transport = self->transports[static_cast<size_t>(i)];
-        if (is_enabled(enabled, transport)) {
-            NUVNetioAliasList_add(&aliases, NUVNetioTransport_aliasOfClass(transport.classid));
+    for (const KOLS_Transport_ClassId_t classid : CLASSES) {
+        if (self->is_enabled(enabled, classid)) {
+            NUVNetioAliasList_add(&aliases, NUVNetioTransport_aliasOfClass(classid));
         }
     }
     *out = aliases; // last, for it may be the list that was asked about

@@ -39,6 +39,9 @@ public:
     netio::Transport *find_transport(KOLS_Transport_ClassId_t classid);
     const netio::Transport *find_transport(KOLS_Transport_ClassId_t classid) const;
 
+    /** Whether a transport is registered and wanted; no list and an empty list want every one. */
+    bool is_enabled(const NUVNetioAliasList *enabled, KOLS_Transport_ClassId_t classid) const;
+
     /** The snapshot that this configurator goes by. */
     netio::HeldSnapshot snapshot();
     /** Takes over a newer one; true when it differs. */
@@ -48,10 +51,11 @@ public:
     netio::AllowedInterfaces allowed;
     std::array<netio::Transport, NUV_NETIO_TRANSPORTS_MAX> transports; // by class
     NUV_INT32 transport_count = 0;
+    NUVNetioAliasList aliases{};                 // of all of them
     REDAWeakReferenceManager *handles = nullptr; // their referents are the transports
 
 private:
-    bool register_transports(const NUVNetioAliasList &aliases);
+    bool register_transports(const NUVNetioAliasList &wanted);
     bool register_transport(KOLS_Transport_ClassId_t classid);
 
     std::mutex mutex_; // guards what follows

@@ -105,8 +105,12 @@ void Reactor::give_back(Returned *returned) {
     wake_up_.signal();
 }
 
+bool Reactor::is_own_thread() const {
+    return own_thread_.load() == std::this_thread::get_id();
+}
+
 bool Reactor::flush(const NUVNtpTime &timeout) {
-    if (own_thread_.load() == std::this_thread::get_id()) {
+    if (is_own_thread()) {
         return false; // it would wait for itself
     }
     std::unique_lock lock(mutex_);

@@ -67,6 +67,8 @@ public:
     void forget(int descriptor);
     /** Has something closed by the reactor's thread, in the order of the calls. Thread-safe. */
     void give_back(Returned *returned);
+    /** Whether the caller is the reactor's thread. */
+    bool is_own_thread() const;
     /** See NUVNetioRuntime_flush. */
     bool flush(const NUVNtpTime &timeout);
 

@@ -19,7 +19,8 @@ using ResourcePointer = std::unique_ptr<NUVNetioReceiveResource, ReceiveResource
 
 void log_failed_step(const NUVNetioLocator &locator, const char *step) {
     const int error = errno;
-    if (error == EADDRINUSE) {
+    // A group's port is shared by whoever receives for it: only a stranger can have taken it.
+    if (error == EADDRINUSE && NUVNetioLocator_isMulticast(&locator) == 0) {
         NETIO_STATUS("%s port %d is taken", NUVNetioTransport_aliasOfClass(locator.transport),
                      static_cast<int>(locator.port));
     } else {

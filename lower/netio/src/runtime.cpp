@@ -49,7 +49,7 @@ bool NUVNetioRuntime::start_interfaces() {
     }
     if (listing == Listing::FAILED) {
         warn_of_failed_listing(listing);
-        if (watch_.is_open()) {
+        if (property_.watchInterfaces != 0) {
             events.post(&settled_, RETRY_DELAY);
         }
     }
@@ -72,6 +72,10 @@ void NUVNetioRuntime::on_readable(const netio::ReactorContext & /*context*/) {
 
 void NUVNetioRuntime::take_link_events() {
     if (!watch_.is_open()) {
+        // Where the kernel's events could not be had, whoever asks has the interfaces listed anew.
+        if (property_.watchInterfaces != 0) {
+            interfaces.note_news();
+        }
         return;
     }
     const std::lock_guard lock(watch_mutex_);
@@ -142,6 +146,10 @@ void NUVNetioRuntime_delete(struct NUVNetioRuntime *self) {
     self->reactor.stop();
     self->~NUVNetioRuntime();
     NUVOsapiHeap_freeStructure(self);
+}
+
+int NUVNetioRuntime_isReactorThread(const struct NUVNetioRuntime *self) {
+    return static_cast<int>(self->reactor.is_own_thread());
 }
 
 int NUVNetioRuntime_flush(struct NUVNetioRuntime *self, const struct NUVNtpTime *timeout) {

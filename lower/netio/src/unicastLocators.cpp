@@ -44,10 +44,8 @@ NUV_INT32 NUVNetioConfigurator_getUnicastLocators(struct NUVNetioConfigurator *s
                                                   KOLS_Transport_Port_t port, int includeLoopback,
                                                   struct NUVNetioLocator *locatorsOut,
                                                   NUV_INT32 maximum) {
-    NUVNetioAliasList aliases{};
-    NUVNetioConfigurator_getEnabledAliases(self, enabled, &aliases);
-    const Wish wish{NUVNetioAliasList_contains(&aliases, "udpv4") != 0,
-                    NUVNetioAliasList_contains(&aliases, "udpv6") != 0};
+    const Wish wish{self->is_enabled(enabled, KOLS_TRANSPORT_CLASSID_UDPv4),
+                    self->is_enabled(enabled, KOLS_TRANSPORT_CLASSID_UDPv6)};
     const netio::HeldSnapshot snapshot = self->snapshot();
     const bool with_loopback =
         includeLoopback != 0 || !has_other_than_loopback(*snapshot.get(), wish, self->allowed);

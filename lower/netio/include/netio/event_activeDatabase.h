@@ -17,9 +17,9 @@ struct NUVEventActiveDatabase;
 struct NUVEvent {
     void (*onTime)(void *param, struct REDAWorker *worker);
     void *param;
-    NUV_INT64 _deadline;     /**< the database's */
-    struct NUVEvent *_next;  /**< the database's */
-    int _posted;             /**< the database's */
+    NUV_INT64 _deadline;    /**< the database's */
+    struct NUVEvent *_next; /**< the database's */
+    int _posted;            /**< the database's */
 };
 
 /** The runtime's database; lives as long as the runtime. */

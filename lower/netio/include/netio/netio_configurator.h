@@ -150,22 +150,19 @@ struct NUVNetioReceiveResource;
  *
  * @param locator  transport, port and, for multicast, the group.
  * @param listener copied.
- * @return null when the port is taken (one local-status message says so) or on any other failure
- * (one error message).
+ * @return null when a unicast port is taken (one local-status message says so) or on any other
+ * failure (one error message).
  */
-struct NUVNetioReceiveResource *
-NUVNetioConfigurator_openReceiveResource(struct NUVNetioConfigurator *self,
-                                         const struct NUVNetioLocator *locator,
-                                         const struct NUVNetioReceiveListener *listener,
-                                         struct REDAWorker *worker);
+struct NUVNetioReceiveResource *NUVNetioConfigurator_openReceiveResource(
+    struct NUVNetioConfigurator *self, const struct NUVNetioLocator *locator,
+    const struct NUVNetioReceiveListener *listener, struct REDAWorker *worker);
 
 /**
  * @brief Makes sure that the resource receives for this locator's address.
  * Does something only when interfaces are restricted and the address is new. Non-zero on success.
  */
 int NUVNetioReceiveResource_cover(struct NUVNetioReceiveResource *self,
-                                  const struct NUVNetioLocator *locator,
-                                  struct REDAWorker *worker);
+                                  const struct NUVNetioLocator *locator, struct REDAWorker *worker);
 
 /**
  * @brief Gives a resource to the reactor, which closes its sockets and then calls onClosed.

@@ -45,7 +45,7 @@ struct NUVNetioLocator {
 
 /** A locator with every field 0 but its transport, which is -1. */
 #define NUV_NETIO_LOCATOR_INVALID                                                                  \
-    {KOLS_TRANSPORT_CLASSID_INVALID, {{0}}, NULL, 0, 0, {0, 0, 0, 0}, 0, 0}
+    { KOLS_TRANSPORT_CLASSID_INVALID, {{0}}, NULL, 0, 0, {0, 0, 0, 0}, 0, 0 }
 
 #define NUV_NETIO_ALIAS_LIST_SIZE 129
 
@@ -84,8 +84,7 @@ KOLS_Transport_ClassId_t NUVNetioTransport_classOfAlias(const char *alias);
 int NUVNetioLocator_toString(const struct NUVNetioLocator *locator, char *buffer, size_t size);
 
 /** Non-zero when both name the same transport, address and port. */
-int NUVNetioLocator_isSame(const struct NUVNetioLocator *left,
-                           const struct NUVNetioLocator *right);
+int NUVNetioLocator_isSame(const struct NUVNetioLocator *left, const struct NUVNetioLocator *right);
 
 /** Non-zero when the address is a multicast address of its transport. */
 int NUVNetioLocator_isMulticast(const struct NUVNetioLocator *locator);
@@ -105,7 +104,7 @@ int NUVNetioLocator_parse(const char *text, struct NUVNetioLocator *out);
 
 /** A peer as it was written: a numeric locator, or a host name with an optional port. */
 struct NUVNetioPeer {
-    struct NUVNetioLocator locator; /**< transport -1 when @p hostname has to be resolved */
+    struct NUVNetioLocator locator;     /**< transport -1 when @p hostname has to be resolved */
     KOLS_Transport_ClassId_t transport; /**< the transport that the text asks for, or -1 for any */
     char hostname[NUV_NETIO_HOSTNAME_MAX + 1]; /**< empty for a numeric peer */
     KOLS_Transport_Port_t port;                /**< 0 when none was given */

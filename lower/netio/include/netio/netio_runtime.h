@@ -51,6 +51,9 @@ struct NUVNetioRuntime *NUVNetioRuntime_new(const struct NUVNetioRuntimeProperty
  */
 void NUVNetioRuntime_delete(struct NUVNetioRuntime *self);
 
+/** Non-zero on the reactor's own thread, where nobody may wait for the reactor. */
+int NUVNetioRuntime_isReactorThread(const struct NUVNetioRuntime *self);
+
 /**
  * @brief Waits until the reactor has dealt with everything that was handed to it before the call.
  * @return non-zero when it has; 0 when @p timeout passed first, or on the reactor's own thread.
