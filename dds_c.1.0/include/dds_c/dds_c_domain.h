@@ -41,7 +41,8 @@ struct DDS_DomainParticipantListener {
     /**
      * The participant's locators changed, because the network did; the mask does not matter. Runs
      * after the change, on the middleware's own thread or that of update_locators: it may read the
-     * participant, and must neither change nor delete it.
+     * participant, and must not change it. No participant can be created, enabled or deleted
+     * here.
      */
     void (*on_locators_changed)(void *listener_data, DDS_DomainParticipant *participant);
 };
@@ -111,7 +112,9 @@ DDS_DomainParticipant *DDS_DomainParticipantFactory_create_participant(
  * @brief Deletes a participant; its ports are free when this returns.
  * @return DDS_RETCODE_OK; DDS_RETCODE_BAD_PARAMETER when it is no participant of the factory;
  * DDS_RETCODE_PRECONDITION_NOT_MET while it has topics, and then it is as it was;
- * DDS_RETCODE_TIMEOUT when its ports could not be closed in time: it is gone all the same.
+ * DDS_RETCODE_TIMEOUT when closing its ports took longer than half a minute, as when a listener
+ * kept the middleware's thread: it is gone all the same; DDS_RETCODE_ILLEGAL_OPERATION within a
+ * listener on the middleware's thread, and then it is as it was.
  */
 DDS_ReturnCode_t
 DDS_DomainParticipantFactory_delete_participant(DDS_DomainParticipantFactory *self,
@@ -128,7 +131,8 @@ DDS_DomainParticipantFactory_delete_participant(DDS_DomainParticipantFactory *se
  *
  * @return DDS_RETCODE_OK; DDS_RETCODE_ERROR when there is no free index or a port could not be
  * opened; DDS_RETCODE_NO_DATA when the participant may announce no locator at all;
- * DDS_RETCODE_OUT_OF_RESOURCES when memory runs out. After a failure no port is held.
+ * DDS_RETCODE_OUT_OF_RESOURCES when memory runs out; DDS_RETCODE_ILLEGAL_OPERATION within a
+ * listener on the middleware's thread. After a failure no port is held.
  */
 DDS_ReturnCode_t DDS_DomainParticipant_enable(DDS_DomainParticipant *self);
 

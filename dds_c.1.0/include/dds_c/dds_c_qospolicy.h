@@ -106,7 +106,7 @@ typedef DDS_UnsignedLong DDS_TransportBuiltinKindMask;
 
 /** The transports that a participant has. Fixed at creation. */
 typedef struct DDS_TransportBuiltinQosPolicy {
-    /** Default: DDS_TRANSPORTBUILTIN_MASK_DEFAULT. */
+    /** At least one. Default: DDS_TRANSPORTBUILTIN_MASK_DEFAULT. */
     DDS_TransportBuiltinKindMask mask;
 } DDS_TransportBuiltinQosPolicy;
 

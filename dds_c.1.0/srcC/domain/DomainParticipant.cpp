@@ -6,6 +6,7 @@
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "domain/CallWorker.h"
 #include "domain/DomainParticipant_internal.h"
+#include "domain/ParticipantProperties.h"
 #include "infrastructure/Common_internal.h"
 #include "infrastructure/Locator_internal.h"
 #include "osapi/osapi_heap.h"
@@ -15,9 +16,6 @@
 #include "infrastructure/dds_log.h"
 
 namespace {
-
-/** Restricts the interfaces: names or numeric addresses joined by ','. */
-const char *const PROPERTY_ALLOW_INTERFACES = "dds.transport.allow_interfaces";
 
 /** How long a deletion waits for the reactor to close the ports before it drains by sleeping. */
 const struct NUVNtpTime CLOSE_TIME = {0, 0x02000000u}; /* 1/128 s */
@@ -62,19 +60,21 @@ void on_inconsistent_topic(void *param, struct PRESTopic *topic, struct REDAWork
     }
 }
 
-bool copy_qos(struct DDS_DomainParticipant *self, const struct DDS_DomainParticipantQos *qos) {
-    const DDS_ReturnCode_t result =
-        qos == DDS_PARTICIPANT_QOS_DEFAULT
-            ? DDS_DomainParticipantFactory_get_default_participant_qos(self->factory, &self->qos)
-            : (DDS_DomainParticipantQos_copy(&self->qos, qos) != nullptr
-                   ? DDS_RETCODE_OK
-                   : DDS_RETCODE_OUT_OF_RESOURCES);
+// The steps of an operation log in its name.
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION "DDS_DomainParticipantFactory_create_participant"
 
-    if (result != DDS_RETCODE_OK) {
+bool copy_qos(struct DDS_DomainParticipant *self, const struct DDS_DomainParticipantQos *qos) {
+    const bool isCopied = qos == DDS_PARTICIPANT_QOS_DEFAULT
+                              ? DDS_DomainParticipantQos_initialize(&self->qos) == DDS_RETCODE_OK
+                              : DDS_DomainParticipantQos_copy(&self->qos, qos) != nullptr;
+
+    if (!isCopied) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "participant QoS");
         return false;
     }
-    return DDS_DomainParticipantQos_is_consistent(&self->qos) != DDS_BOOLEAN_FALSE;
+    return DDS_DomainParticipantQos_is_consistent(&self->qos) &&
+           check_participant_properties(&self->qos.property);
 }
 
 /** The areas are made in the order of their levels. */
@@ -179,6 +179,15 @@ bool initialize_presentation(struct DDS_DomainParticipant *self, DDS_StatusMask 
            self->presentation.participant != nullptr;
 }
 
+/** The presentation half names what it does not act on itself; this it never sees. */
+void warn_of_unused_settings(const struct DDS_DomainParticipant *self) {
+    if (DDS_TransportMulticastMappingSeq_get_length(&self->qos.multicast_mapping.value) > 0) {
+        DDSLog_text(NUV_LOG_LEVEL_WARNING, NUV_LOG_EMPTY_TEMPLATE,
+                    "this setting is accepted but nothing acts on it in this version: "
+                    "multicast_mapping");
+    }
+}
+
 /** Frees whatever the participant has but its presentation half. */
 void free_participant(struct DDS_DomainParticipant *self) {
     NUVNetioConfigurator_delete(self->configurator);
@@ -189,6 +198,9 @@ void free_participant(struct DDS_DomainParticipant *self) {
     (void)DDS_DomainParticipantQos_finalize(&self->qos);
     NUVOsapiHeap_freeStructure(self);
 }
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION "DDS_DomainParticipantFactory_delete_participant"
 
 bool has_active_entryports(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
     struct COMMENDFacade *facade = PRESParticipant_getFacade(self->presentation.participant);
@@ -228,12 +240,17 @@ DDS_ReturnCode_t await_closed_entryports(struct DDS_DomainParticipant *self,
     return result;
 }
 
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION "DDS_DomainParticipant_enable"
+
 /**
- * Reserves the index and its ports. A host without any usable address is no failure: the
- * participant gets its index when an address appears.
+ * Reserves an index and its ports. A host without any usable address is no failure: the participant
+ * gets its index when an address appears.
+ * @param requestedIndex -1 to search for one.
  */
-DDS_ReturnCode_t reserve_index(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
-    DDS_Long participantIndex = self->qos.wire_protocol.participant_id;
+DDS_ReturnCode_t reserve_index(struct DDS_DomainParticipant *self, DDS_Long requestedIndex,
+                               struct REDAWorker *worker) {
+    DDS_Long participantIndex = requestedIndex;
     DDS_ReturnCode_t result =
         DDS_DomainParticipantPresentation_reserve_participant_index_entryports(
             &self->presentation, &participantIndex, worker);
@@ -272,7 +289,7 @@ DDS_ReturnCode_t enable_locked(struct DDS_DomainParticipant *self, struct REDAWo
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
 
     (void)NUVNetioConfigurator_refreshInterfaces(self->configurator, worker);
-    result = reserve_index(self, worker);
+    result = reserve_index(self, self->qos.wire_protocol.participant_id, worker);
     if (result == DDS_RETCODE_OK) {
         result = enable_presentation(self, worker);
     }
@@ -309,18 +326,45 @@ struct LocatorLists {
     }
 };
 
-/** Updates the locators of an enabled participant; one without an index first tries to get it. */
-DDS_ReturnCode_t follow_interfaces(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
-    (void)NUVNetioConfigurator_refreshInterfaces(self->configurator, worker);
-    if (self->participantIndex < 0) {
-        /* The search for an index computes the multicast locators and reserves for them anew. */
+bool has_unicast_locators(const struct DDS_DomainParticipant *self) {
+    return self->presentation._cachedDefaultUnicastLocator.count > 0 ||
+           self->presentation._cachedMetatrafficUnicastLocator.count > 0;
+}
+
+/**
+ * Reserves the ports of a participant that had no address, its former index first: others may have
+ * taken that meanwhile.
+ */
+DDS_ReturnCode_t regain_index(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
+    const DDS_Long configuredIndex = self->qos.wire_protocol.participant_id;
+    const DDS_Long formerIndex = self->participantIndex;
+    DDS_ReturnCode_t result = DDS_RETCODE_ERROR;
+
+    /* The search computes the multicast locators and reserves for them anew. */
+    DDS_DomainParticipantPresentation_release_participant_index_entryports(&self->presentation,
+                                                                           worker);
+    if (formerIndex >= 0) {
+        result = reserve_index(self, formerIndex, worker);
+    }
+    if (result != DDS_RETCODE_OK && (formerIndex < 0 || configuredIndex < 0)) {
         DDS_DomainParticipantPresentation_release_participant_index_entryports(&self->presentation,
                                                                                worker);
-        const DDS_ReturnCode_t result = reserve_index(self, worker);
+        result = reserve_index(self, configuredIndex, worker);
+    }
+    return result;
+}
 
-        if (result != DDS_RETCODE_OK || self->participantIndex < 0) {
+/** Updates the locators of an enabled participant. */
+DDS_ReturnCode_t follow_interfaces(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
+    (void)NUVNetioConfigurator_refreshInterfaces(self->configurator, worker);
+    if (!has_unicast_locators(self)) {
+        const DDS_ReturnCode_t result = regain_index(self, worker);
+
+        if (result != DDS_RETCODE_OK || !has_unicast_locators(self)) {
             return result;
         }
+        /* The update below finds nothing changed any more: so this is said here. */
+        (void)DDS_DomainParticipantPresentation_log_peers_and_locators(&self->presentation, worker);
     }
     return DDS_DomainParticipantPresentation_update_participant_locatorsI(
         &self->presentation, self, self->participantIndex, worker);
@@ -351,6 +395,9 @@ DDS_ReturnCode_t update_locators(struct DDS_DomainParticipant *self, struct REDA
 void on_interfaces_changed(void *param, struct REDAWorker *worker) {
     (void)update_locators(static_cast<struct DDS_DomainParticipant *>(param), worker);
 }
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION "DDS_DomainParticipant_set_qos"
 
 /** Refuses a change of what is fixed at creation, where the presentation half does not. */
 bool check_fixed_policies(const struct DDS_DomainParticipantQos *running,
@@ -395,10 +442,21 @@ bool check_fixed_policies(const struct DDS_DomainParticipantQos *running,
     return true;
 }
 
-bool is_read_at_creation(const struct DDS_Property_t *property) {
-    static const char PREFIX[] = "dds.";
+/** No name, or one empty name. */
+bool is_default_partition(const struct DDS_PartitionQosPolicy *partition) {
+    const DDS_Long length = DDS_StringSeq_get_length(&partition->name);
 
-    return strncmp(property->name, PREFIX, sizeof(PREFIX) - 1) == 0;
+    return length == 0 || (length == 1 && DDS_StringSeq_get(&partition->name, 0)[0] == '\0');
+}
+
+/** Whether what has to be allocated to be read back is all there. */
+bool has_variable_parts_of(const struct DDS_DomainParticipantQos *qos,
+                           const struct DDS_DomainParticipantQos *running) {
+    return DDS_UserDataQosPolicy_is_equal(&qos->user_data, &running->user_data) &&
+           DDS_PropertyQosPolicy_is_equal(&qos->property, &running->property) &&
+           DDS_EntityNameQosPolicy_is_equal(&qos->participant_name, &running->participant_name) &&
+           (DDS_StringSeq_get_length(&qos->partition.name) > 0 ||
+            is_default_partition(&running->partition));
 }
 
 bool has_same_value(const struct DDS_PropertyQosPolicy *policy,
@@ -425,6 +483,9 @@ bool check_fixed_properties(const struct DDS_PropertyQosPolicy *left,
     }
     return true;
 }
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION "DDS_DomainParticipant_get_locators"
 
 /** Copies locators out, if the participant is enabled and so has any. */
 DDS_ReturnCode_t get_locators(struct DDS_DomainParticipant *self,
@@ -454,6 +515,9 @@ DDS_Octet *put_word(DDS_Octet *out, NUV_UINT32 word) {
 }
 
 } // namespace
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION "DDS_DomainParticipantFactory_create_participant"
 
 struct DDS_DomainParticipant *
 DDS_DomainParticipant_newI(struct DDS_DomainParticipantFactory *factory,
@@ -499,8 +563,22 @@ DDS_DomainParticipant_newI(struct DDS_DomainParticipantFactory *factory,
         free_participant(self);
         return nullptr;
     }
+    warn_of_unused_settings(self);
     NUVNetioRuntime_addInterfaceListener(self->resources.runtime, &self->interfaceListener);
     return self;
+}
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION __func__
+
+int DDS_DomainParticipantResources_isReactorThreadI(
+    const struct DDS_DomainParticipantResourcesI *resources) {
+    if (resources->runtime == nullptr || !NUVNetioRuntime_isReactorThread(resources->runtime)) {
+        return 0;
+    }
+    DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
+                "this is not possible on the middleware's own thread, as within a listener");
+    return 1;
 }
 
 DDS_ReturnCode_t DDS_DomainParticipant_deleteI(struct DDS_DomainParticipant *self) {
@@ -526,7 +604,10 @@ DDS_ReturnCode_t DDS_DomainParticipant_deleteI(struct DDS_DomainParticipant *sel
     drained = await_closed_entryports(self, worker.get());
     result = DDS_DomainParticipantPresentation_finalize(&self->presentation, worker.get());
     if (result != DDS_RETCODE_OK) {
-        goto refused;
+        /* Its ports are gone: it is good for nothing but another try at its deletion. */
+        self->isEnabled = 0;
+        self->participantIndex = -1;
+        return result;
     }
     free_participant(self);
     return drained;
@@ -557,6 +638,9 @@ DDS_ReturnCode_t DDS_DomainParticipant_enable(DDS_DomainParticipant *self) {
     if (DDSLog_isNull(self)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
+    if (DDS_DomainParticipantResources_isReactorThreadI(&self->resources)) {
+        return DDS_RETCODE_ILLEGAL_OPERATION;
+    }
     CallWorker worker(self->resources.workerFactory);
     {
         const ParticipantLock lock(self, worker.get());
@@ -577,8 +661,14 @@ DDS_ReturnCode_t DDS_DomainParticipant_get_qos(DDS_DomainParticipant *self,
     CallWorker worker(self->resources.workerFactory);
     const ParticipantLock lock(self, worker.get());
 
-    return DDS_DomainParticipantPresentation_get_qos(&self->presentation, self, qos, 1,
-                                                     worker.get());
+    const DDS_ReturnCode_t result =
+        DDS_DomainParticipantPresentation_get_qos(&self->presentation, self, qos, 1, worker.get());
+
+    /* It may return OK without the parts that it found no memory for. */
+    if (result == DDS_RETCODE_OK && !has_variable_parts_of(qos, &self->qos)) {
+        return DDS_RETCODE_OUT_OF_RESOURCES;
+    }
+    return result;
 }
 
 DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
@@ -607,6 +697,10 @@ DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
     result = DDS_DomainParticipantPresentation_set_qos(&self->presentation, qos, worker.get());
     if (result == DDS_RETCODE_OK) {
         std::swap(self->qos, copy);
+    } else if (result != DDS_RETCODE_IMMUTABLE_POLICY) {
+        /* It may have been applied and only then have run out of memory: all or nothing. */
+        (void)DDS_DomainParticipantPresentation_set_qos(&self->presentation, &self->qos,
+                                                        worker.get());
     }
     (void)DDS_DomainParticipantQos_finalize(&copy);
     return result;
@@ -617,8 +711,16 @@ DDS_ReturnCode_t DDS_DomainParticipant_update_locators(DDS_DomainParticipant *se
         return DDS_RETCODE_BAD_PARAMETER;
     }
     CallWorker worker(self->resources.workerFactory);
+    DDS_ReturnCode_t result = DDS_RETCODE_OK;
 
-    return update_locators(self, worker.get());
+    /* What the kernel has reported up to now counts. */
+    NUVNetioInterfaceSnapshot_release(NUVNetioRuntime_acquireInterfaces(self->resources.runtime));
+    result = update_locators(self, worker.get());
+    if (result == DDS_RETCODE_NOT_ENABLED) {
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
+                    "cannot update the locators: the participant is not enabled");
+    }
+    return result;
 }
 
 DDS_Long DDS_DomainParticipant_get_max_participant_index(

@@ -1,5 +1,6 @@
 #include <mutex>
 #include <new>
+#include <utility>
 
 #include "domain/DomainParticipantFactory_internal.h"
 #include "domain/DomainParticipant_internal.h"
@@ -81,23 +82,9 @@ bool unlist(struct DDS_DomainParticipantFactory *self,
     return false;
 }
 
-/** A new participant, enabled when the factory's QoS says so; null on failure. */
-struct DDS_DomainParticipant *
-new_participant(struct DDS_DomainParticipantFactory *self,
-                const struct DDS_DomainParticipantResourcesI *resources, bool enable,
-                DDS_DomainId_t domain_id, const struct DDS_DomainParticipantQos *qos,
-                const struct DDS_DomainParticipantListener *listener, DDS_StatusMask mask) {
-    struct DDS_DomainParticipant *participant =
-        DDS_DomainParticipant_newI(self, resources, domain_id, qos, listener, mask);
-
-    if (participant == nullptr) {
-        return nullptr;
-    }
-    if (enable && DDS_DomainParticipant_enable(participant) != DDS_RETCODE_OK) {
-        (void)DDS_DomainParticipant_deleteI(participant);
-        return nullptr;
-    }
-    return participant;
+void enlist(struct DDS_DomainParticipantFactory *self, struct DDS_DomainParticipant *participant) {
+    participant->next = self->participants;
+    self->participants = participant;
 }
 
 } // namespace
@@ -185,8 +172,10 @@ DDS_DomainParticipantFactory_get_default_participant_qos(DDS_DomainParticipantFa
         return DDS_RETCODE_BAD_PARAMETER;
     }
     result = DDS_DomainParticipantQos_initialize(&defaultQos);
-    if (result == DDS_RETCODE_OK && DDS_DomainParticipantQos_copy(qos, &defaultQos) == nullptr) {
-        result = DDS_RETCODE_OUT_OF_RESOURCES;
+    if (result == DDS_RETCODE_OK) {
+        std::swap(*qos, defaultQos);
+    } else {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "participant QoS");
     }
     (void)DDS_DomainParticipantQos_finalize(&defaultQos);
     return result;
@@ -213,16 +202,22 @@ DDS_DomainParticipant *DDS_DomainParticipantFactory_create_participant(
         enable = self->qos.entity_factory.autoenable_created_entities != DDS_BOOLEAN_FALSE;
         ++self->participantCount;
     }
-    participant = new_participant(self, &resources, enable, domain_id, qos, listener, mask);
+    if (!DDS_DomainParticipantResources_isReactorThreadI(&resources)) {
+        participant = DDS_DomainParticipant_newI(self, &resources, domain_id, qos, listener, mask);
+    }
+    {
+        const std::lock_guard<std::mutex> lock(self->mutex);
 
-    const std::lock_guard<std::mutex> lock(self->mutex);
-
-    if (participant == nullptr) {
-        --self->participantCount;
+        if (participant == nullptr) {
+            --self->participantCount;
+            return nullptr;
+        }
+        enlist(self, participant);
+    }
+    if (enable && DDS_DomainParticipant_enable(participant) != DDS_RETCODE_OK) {
+        (void)DDS_DomainParticipantFactory_delete_participant(self, participant);
         return nullptr;
     }
-    participant->next = self->participants;
-    self->participants = participant;
     return participant;
 }
 
@@ -233,6 +228,9 @@ DDS_DomainParticipantFactory_delete_participant(DDS_DomainParticipantFactory *se
 
     if (DDSLog_isNull(self) || DDSLog_isNull(participant)) {
         return DDS_RETCODE_BAD_PARAMETER;
+    }
+    if (DDS_DomainParticipantResources_isReactorThreadI(&self->resources)) {
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     {
         const std::lock_guard<std::mutex> lock(self->mutex);
@@ -251,8 +249,7 @@ DDS_DomainParticipantFactory_delete_participant(DDS_DomainParticipantFactory *se
     if (result == DDS_RETCODE_OK || result == DDS_RETCODE_TIMEOUT) {
         --self->participantCount;
     } else {
-        participant->next = self->participants;
-        self->participants = participant;
+        enlist(self, participant);
     }
     return result;
 }

@@ -44,6 +44,13 @@ struct DDS_DomainParticipant {
 };
 
 /**
+ * @brief Non-zero, after one error message, on the reactor's thread: there nobody may create,
+ * enable or delete a participant, which takes waiting for the reactor.
+ */
+int DDS_DomainParticipantResources_isReactorThreadI(
+    const struct DDS_DomainParticipantResourcesI *resources);
+
+/**
  * @brief Makes a participant that is not enabled.
  * @return null on failure, after one error message; nothing is left behind.
  */
@@ -65,8 +72,9 @@ DDS_Long DDS_DomainParticipant_get_participant_property_string_max_lengthI(
     const struct DDS_DomainParticipant *self);
 
 /**
- * @brief Takes a participant down and frees it.
- * @return OK or TIMEOUT: it is gone. Any other code: it is as it was.
+ * @brief Takes a participant down and frees it. Not on the reactor's thread.
+ * @return OK or TIMEOUT: it is gone. Any other code: it still exists; unless its core refused to be
+ * deleted when its ports had been released already, it is as it was.
  */
 DDS_ReturnCode_t DDS_DomainParticipant_deleteI(struct DDS_DomainParticipant *self);
 

@@ -61,6 +61,26 @@ bool check_transports(const char *setting, const DDS_StringSeq &transports) {
     return true;
 }
 
+/** Refuses a list of transports of which the participant has none. */
+bool check_enabled_transports(const char *setting, const DDS_StringSeq &transports,
+                              DDS_TransportBuiltinKindMask mask) {
+    bool is_any_enabled = transports._length == 0;
+    for (DDS_Long i = 0; i < transports._length; ++i) {
+        const DDS_TransportBuiltinKindMask kind =
+            NUVNetioTransport_classOfAlias(text(transports._buffer[i])) ==
+                    KOLS_TRANSPORT_CLASSID_UDPv4
+                ? DDS_TRANSPORTBUILTIN_UDPv4
+                : DDS_TRANSPORTBUILTIN_UDPv6;
+        is_any_enabled = is_any_enabled || (mask & kind) != 0;
+    }
+    if (!is_any_enabled) {
+        REPORT(
+            "%s names \"%.128s\"; allowed are transports of transport_builtin.mask, which is 0x%x",
+            setting, transports._buffer[0], mask);
+    }
+    return is_any_enabled;
+}
+
 bool check_multicast_addresses(const char *setting, const DDS_StringSeq &addresses) {
     for (DDS_Long i = 0; i < addresses._length; ++i) {
         const char *address = text(addresses._buffer[i]);
@@ -105,6 +125,15 @@ bool check(const DDS_WireProtocolQosPolicy &policy) {
            check_mask("wire_protocol.rtps_reserved_port_mask",
                       static_cast<DDS_UnsignedLong>(policy.rtps_reserved_port_mask),
                       DDS_RTPS_RESERVED_PORT_MASK_ALL);
+}
+
+bool check(const DDS_TransportBuiltinQosPolicy &policy) {
+    if (policy.mask == DDS_TRANSPORTBUILTIN_MASK_NONE) {
+        REPORT("transport_builtin.mask is 0x0; allowed are the bits of 0x%x, at least one of them",
+               DDS_TRANSPORTBUILTIN_MASK_ALL);
+        return false;
+    }
+    return check_mask("transport_builtin.mask", policy.mask, DDS_TRANSPORTBUILTIN_MASK_ALL);
 }
 
 bool check(const DDS_TransportUnicastQosPolicy &policy) {
@@ -241,10 +270,10 @@ DDS_Boolean DDS_DomainParticipantQos_is_consistent(const DDS_DomainParticipantQo
         check_limit("user_data.value", self->user_data.value._length, "octets",
                     "resource_limits.participant_user_data_max_length",
                     self->resource_limits.participant_user_data_max_length) &&
-        check(self->wire_protocol) &&
-        check_mask("transport_builtin.mask", self->transport_builtin.mask,
-                   DDS_TRANSPORTBUILTIN_MASK_ALL) &&
+        check(self->wire_protocol) && check(self->transport_builtin) &&
         check(self->default_unicast) && check(self->multicast_mapping) && check(self->discovery) &&
+        check_enabled_transports("discovery.enabled_transports", self->discovery.enabled_transports,
+                                 self->transport_builtin.mask) &&
         check(self->discovery_config) && check(self->property, self->resource_limits) &&
         check_name("participant_name.name", self->participant_name.name) &&
         check_name("participant_name.role_name", self->participant_name.role_name) &&

@@ -1,0 +1,122 @@
+#include "domain/ParticipantProperties.h"
+
+#include <string.h>
+
+#include "reda/reda_string.h"
+
+#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
+#define DDS_LOG_FUNCTION "DDS_DomainParticipantFactory_create_participant"
+#include "infrastructure/dds_log.h"
+
+namespace {
+
+/** The beginning of the names that the library reads. */
+constexpr char PREFIX[] = "dds.";
+
+enum class Kind {
+    BOOLEAN,
+    SERIALIZATION_KIND,
+    DURATION,
+    INTEGER,
+    CHECKED_ELSEWHERE, /**< by whoever reads it, with a message of its own */
+};
+
+struct KnownProperty {
+    const char *name;
+    Kind kind;
+};
+
+constexpr KnownProperty KNOWN_PROPERTIES[] = {
+    {PROPERTY_ALLOW_INTERFACES, Kind::CHECKED_ELSEWHERE},
+    {"dds.domain_participant.max_announced_locator_list_size", Kind::CHECKED_ELSEWHERE},
+    {"dds.domain_participant.asynchronous_publisher_thread_destruction_timeout",
+     Kind::CHECKED_ELSEWHERE},
+    {"dds.participant.use_45d_compatible_alignment_enforcement", Kind::BOOLEAN},
+    {"dds.participant.discovery_config.log_discovery_mismatch", Kind::BOOLEAN},
+    {"dds.participant.directed_write_serialization_kind", Kind::SERIALIZATION_KIND},
+    {"dds.participant.logging.time_based_logging.send.timeout", Kind::DURATION},
+    {"dds.participant.logging.time_based_logging.ea.timeout", Kind::DURATION},
+    {"dds.participant.logging.time_based_logging.ea.tracked_level", Kind::INTEGER},
+    {"dds.participant.logging.time_based_logging.process_received_message.timeout", Kind::DURATION},
+    {"dds.participant.logging.time_based_logging.process_received_message.tracked_ports",
+     Kind::CHECKED_ELSEWHERE},
+    {"dds.participant.logging.time_based_logging.authentication.timeout", Kind::DURATION},
+};
+
+const KnownProperty *find_known(const char *name) {
+    for (const KnownProperty &known : KNOWN_PROPERTIES) {
+        if (strcmp(known.name, name) == 0) {
+            return &known;
+        }
+    }
+    return nullptr;
+}
+
+bool refuse(const DDS_Property_t &property, const char *allowed) {
+    DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_INCONSISTENT_QOS_TEMPLATE,
+                "property %s has the value %.128s but can only be %s", property.name,
+                property.value, allowed);
+    return false;
+}
+
+void warn(const DDS_Property_t &property, const char *allowed) {
+    DDSLog_text(NUV_LOG_LEVEL_WARNING, NUV_LOG_INCONSISTENT_QOS_TEMPLATE,
+                "property %s has the value %.128s, which is passed over: allowed is %s",
+                property.name, property.value, allowed);
+}
+
+bool check_value(const DDS_Property_t &property, Kind kind) {
+    int boolean = 0;
+    NUV_UINT32 serializationKind = 0;
+    NUV_INT32 integer = 0;
+    NUVNtpTime duration = NUV_NTP_TIME_ZERO;
+
+    switch (kind) {
+    case Kind::BOOLEAN:
+        return REDAString_strToBoolean(property.value, &boolean) ||
+               refuse(property, "a boolean (0, 1, false, true, no, yes, off, on)");
+    case Kind::SERIALIZATION_KIND:
+        return (REDAString_strToUnsignedLong(property.value, &serializationKind) &&
+                serializationKind <= 2) ||
+               refuse(property, "(0, 1, 2)");
+    case Kind::DURATION:
+        if (!REDAString_strToNtpTime(property.value, &duration)) {
+            warn(property, "a number of seconds, as 0.125, or infinite");
+        }
+        return true;
+    case Kind::INTEGER:
+        if (!REDAString_strToLong(property.value, &integer)) {
+            warn(property, "an integer");
+        }
+        return true;
+    case Kind::CHECKED_ELSEWHERE:
+        return true;
+    }
+    return true;
+}
+
+} // namespace
+
+bool is_read_at_creation(const struct DDS_Property_t *property) {
+    return strncmp(property->name, PREFIX, sizeof(PREFIX) - 1) == 0;
+}
+
+bool check_participant_properties(const struct DDS_PropertyQosPolicy *properties) {
+    for (DDS_Long i = 0; i < DDS_PropertySeq_get_length(&properties->value); ++i) {
+        const DDS_Property_t &property = *DDS_PropertySeq_get_reference(&properties->value, i);
+
+        if (!is_read_at_creation(&property)) {
+            continue;
+        }
+        const KnownProperty *const known = find_known(property.name);
+
+        if (known == nullptr) {
+            DDSLog_text(NUV_LOG_LEVEL_WARNING, NUV_LOG_INCONSISTENT_QOS_TEMPLATE,
+                        "property %.128s is passed over: nobody knows a property of this name",
+                        property.name);
+        } else if (!check_value(property, known->kind)) {
+            return false;
+        }
+    }
+    return true;
+}
