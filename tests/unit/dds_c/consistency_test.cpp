@@ -115,11 +115,28 @@ TEST_F(ConsistencyTest, MasksHaveKnownBitsOnly) {
     qos_.wire_protocol.rtps_reserved_port_mask = 0;
     qos_.transport_builtin.mask = 4;
     expect_refused("transport_builtin.mask is 0x4; allowed are the bits of 0x3");
-    qos_.transport_builtin.mask = 0;
+    qos_.transport_builtin.mask = 1;
     qos_.discovery_config.builtin_discovery_plugins = 2;
     expect_refused(
         "discovery_config.builtin_discovery_plugins is 0x2; allowed are the bits of 0x11");
     qos_.discovery_config.builtin_discovery_plugins = 0;
+    expect_consistent();
+}
+
+TEST_F(ConsistencyTest, ParticipantHasAtLeastOneTransport) {
+    qos_.transport_builtin.mask = 0;
+    expect_refused(
+        "transport_builtin.mask is 0x0; allowed are the bits of 0x3, at least one of them");
+}
+
+TEST_F(ConsistencyTest, DiscoveryUsesAtLeastOneOfTheParticipantsTransports) {
+    ASSERT_TRUE(DDS_StringSeq_append(&qos_.discovery.enabled_transports, "udpv6"));
+    expect_refused("discovery.enabled_transports names \"udpv6\"; allowed are transports of "
+                   "transport_builtin.mask, which is 0x1");
+    qos_.transport_builtin.mask = 2;
+    expect_consistent();
+    qos_.transport_builtin.mask = 1;
+    ASSERT_TRUE(DDS_StringSeq_append(&qos_.discovery.enabled_transports, "udpv4"));
     expect_consistent();
 }
 

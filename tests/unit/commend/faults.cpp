@@ -1,0 +1,2 @@
+// The faults are those of the layer below.
+#include "../netio/faults.cpp"

@@ -1,0 +1,535 @@
+#include <atomic>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "faults.h"
+#include "net_fixture.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using support::LogCapture;
+using testing::HasSubstr;
+
+constexpr NUVNtpTime INFINITE_TIME = NUV_NTP_TIME_INFINITE;
+
+std::vector<NUV_UINT32> levels(const support::Messages &messages) {
+    std::vector<NUV_UINT32> all;
+    for (const support::Message &message : messages) {
+        all.push_back(message.level);
+    }
+    return all;
+}
+
+TEST(RuntimeTest, HasOneThreadWithANameAndAWorker) {
+    const auto threads = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
+    };
+    const auto before = threads();
+    net::Runtime runtime;
+    EXPECT_EQ(threads(), before + 1);
+    EXPECT_EQ(REDAWorkerFactory_getWorkerCount(runtime.factories.workers), 2);
+}
+
+TEST(RuntimeTest, DeletedItLeavesNothing) {
+    const net::Held before;
+    {
+        net::Runtime runtime;
+        EXPECT_TRUE(runtime.flush());
+    }
+    EXPECT_EQ(net::Held(), before);
+    NUVNetioRuntime_delete(nullptr);
+}
+
+TEST(RuntimeTest, WithoutAPropertyItAsksTheKernel) {
+    net::Factories factories;
+    NUVNetioRuntime *runtime = NUVNetioRuntime_new(nullptr, factories.threads, factories.workers);
+    ASSERT_NE(runtime, nullptr);
+    const NUVNetioInterfaceSnapshot *snapshot = NUVNetioRuntime_acquireInterfaces(runtime);
+    EXPECT_GT(NUVNetioInterfaceSnapshot_getLength(snapshot), 0);
+    NUVNetioInterfaceSnapshot_release(snapshot);
+    NUVNetioRuntime_delete(runtime);
+}
+
+TEST(RuntimeTest, DefaultSettleTimeIs20Milliseconds) {
+    const NUVNtpTime time = NUV_NETIO_RUNTIME_PROPERTY_DEFAULT.interfaceSettleTime;
+    EXPECT_NEAR(static_cast<double>(NUVNtpTime_toNanoseconds(&time)), 20e6, 1);
+    EXPECT_NE(NUV_NETIO_RUNTIME_PROPERTY_DEFAULT.watchInterfaces, 0);
+}
+
+TEST(RuntimeTest, FlushWithoutAnyTimeLimitReturns) {
+    net::Runtime runtime;
+    EXPECT_NE(NUVNetioRuntime_flush(runtime.runtime, &INFINITE_TIME), 0);
+}
+
+/** Keeps the reactor's thread busy until it is let go. */
+class Blocker {
+public:
+    explicit Blocker(net::Runtime &runtime) {
+        const NUVNtpTime now = NUV_NTP_TIME_ZERO;
+        NUVEventActiveDatabase_postEvent(NUVNetioRuntime_getEventDatabase(runtime.runtime), &event_,
+                                         &now);
+        EXPECT_TRUE(net::eventually([this] { return started_.load(); }));
+    }
+    ~Blocker() {
+        let_go();
+    }
+    void let_go() {
+        let_go_ = true;
+    }
+
+private:
+    static void on_time(void *param, REDAWorker *) {
+        auto *self = static_cast<Blocker *>(param);
+        self->started_ = true;
+        EXPECT_TRUE(net::eventually([self] { return self->let_go_.load(); }));
+        self->ended_ = true;
+    }
+
+    std::atomic<bool> started_{false};
+    std::atomic<bool> let_go_{false};
+    std::atomic<bool> ended_{false};
+    NUVEvent event_{on_time, this, 0, nullptr, 0};
+};
+
+TEST(RuntimeTest, FlushFailsWhenTheTimeIsUp) {
+    net::Runtime runtime;
+    const NUVNtpTime short_time = {0, 0x04000000};
+    const NUVNtpTime no_time = NUV_NTP_TIME_ZERO;
+    Blocker blocker(runtime);
+    EXPECT_EQ(NUVNetioRuntime_flush(runtime.runtime, &short_time), 0);
+    EXPECT_EQ(NUVNetioRuntime_flush(runtime.runtime, &no_time), 0);
+    blocker.let_go();
+    EXPECT_TRUE(runtime.flush());
+}
+
+TEST(RuntimeTest, FlushFailsOnTheReactorsOwnThread) {
+    struct Flusher {
+        NUVNetioRuntime *runtime;
+        std::atomic<int> result{-1};
+        static void on_time(void *param, REDAWorker *) {
+            auto *self = static_cast<Flusher *>(param);
+            self->result = NUVNetioRuntime_flush(self->runtime, &INFINITE_TIME);
+        }
+    };
+    net::Runtime runtime;
+    Flusher flusher{runtime.runtime};
+    NUVEvent event{Flusher::on_time, &flusher, 0, nullptr, 0};
+    const NUVNtpTime now = NUV_NTP_TIME_ZERO;
+    NUVEventActiveDatabase_postEvent(NUVNetioRuntime_getEventDatabase(runtime.runtime), &event,
+                                     &now);
+    EXPECT_TRUE(net::eventually([&] { return flusher.result != -1; }));
+    EXPECT_EQ(flusher.result, 0);
+}
+
+TEST(RuntimeTest, ThreadsMayFlushAtTheSameTime) {
+    net::Runtime runtime;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&] {
+            for (int i = 0; i < 100; ++i) {
+                EXPECT_TRUE(runtime.flush());
+            }
+        });
+    }
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
+}
+
+// ---- interfaces
+
+/** Counts what it is told. */
+struct Listener {
+    NUVNetioInterfaceListener listener{on_changed, this, nullptr};
+    std::atomic<int> calls{0};
+    std::atomic<REDAWorker *> worker{nullptr};
+    std::function<void()> also = [] {};
+
+    static void on_changed(void *param, REDAWorker *worker) {
+        auto *self = static_cast<Listener *>(param);
+        self->worker = worker;
+        ++self->calls;
+        self->also();
+    }
+};
+
+const std::vector<NUVNetioInterface> ETHERNET = {net::interface("eth0", 2, "192.0.2.2")};
+
+TEST(InterfaceRenewalTest, ListenersAreToldOfAChangeByTheRenewingThread) {
+    net::Runtime runtime;
+    Listener first;
+    Listener second;
+    NUVNetioRuntime_addInterfaceListener(runtime.runtime, &first.listener);
+    NUVNetioRuntime_addInterfaceListener(runtime.runtime, &second.listener);
+    runtime.interfaces.set(ETHERNET);
+    EXPECT_NE(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+    EXPECT_EQ(first.calls, 1);
+    EXPECT_EQ(second.calls, 1);
+    EXPECT_EQ(first.worker, runtime.worker());
+}
+
+TEST(InterfaceRenewalTest, ListenersAreNotToldWhenNothingChanged) {
+    net::Runtime runtime;
+    Listener listener;
+    NUVNetioRuntime_addInterfaceListener(runtime.runtime, &listener.listener);
+    EXPECT_NE(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+    EXPECT_EQ(listener.calls, 0);
+}
+
+TEST(InterfaceRenewalTest, RemovedListenerIsNotTold) {
+    net::Runtime runtime;
+    Listener first;
+    Listener second;
+    Listener third;
+    for (Listener *one : {&first, &second, &third}) {
+        NUVNetioRuntime_addInterfaceListener(runtime.runtime, &one->listener);
+    }
+    NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &second.listener);
+    NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &second.listener);
+    runtime.interfaces.set(ETHERNET);
+    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    EXPECT_EQ(first.calls, 1);
+    EXPECT_EQ(second.calls, 0);
+    EXPECT_EQ(third.calls, 1);
+}
+
+TEST(InterfaceRenewalTest, ListenerMayRemoveItselfAndTheNext) {
+    net::Runtime runtime;
+    Listener first;
+    Listener second;
+    Listener third;
+    first.also = [&] {
+        NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &first.listener);
+        NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &second.listener);
+    };
+    for (Listener *one : {&first, &second, &third}) {
+        NUVNetioRuntime_addInterfaceListener(runtime.runtime, &one->listener);
+    }
+    runtime.interfaces.set(ETHERNET);
+    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    EXPECT_EQ(first.calls, 1);
+    EXPECT_EQ(second.calls, 0);
+    EXPECT_EQ(third.calls, 1);
+}
+
+TEST(InterfaceRenewalTest, ListenerMayUseTheRuntime) {
+    net::Runtime runtime;
+    Listener listener;
+    Listener added;
+    listener.also = [&] {
+        if (listener.calls > 1) {
+            return;
+        }
+        NUVNetioInterfaceSnapshot_release(NUVNetioRuntime_acquireInterfaces(runtime.runtime));
+        runtime.interfaces.set({});
+        EXPECT_NE(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+        NUVNetioRuntime_addInterfaceListener(runtime.runtime, &added.listener);
+    };
+    NUVNetioRuntime_addInterfaceListener(runtime.runtime, &listener.listener);
+    runtime.interfaces.set(ETHERNET);
+    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    EXPECT_EQ(listener.calls, 2); // of both changes, one after the other
+    EXPECT_GE(added.calls, 1);
+}
+
+TEST(InterfaceRenewalTest, RemovingWaitsForTheListenerThatRuns) {
+    net::Runtime runtime;
+    Listener listener;
+    std::atomic<bool> ended{false};
+    listener.also = [&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        ended = true;
+    };
+    NUVNetioRuntime_addInterfaceListener(runtime.runtime, &listener.listener);
+    runtime.interfaces.set(ETHERNET);
+    std::thread renewing(
+        [&] { NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()); });
+    EXPECT_TRUE(net::eventually([&] { return listener.calls == 1; }));
+    NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &listener.listener);
+    EXPECT_TRUE(ended);
+    renewing.join();
+}
+
+TEST(InterfaceRenewalTest, ThreadsMayRenewAndListenAtTheSameTime) {
+    net::Runtime runtime;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < 100; ++i) {
+                Listener listener;
+                NUVNetioRuntime_addInterfaceListener(runtime.runtime, &listener.listener);
+                runtime.interfaces.set((t + i) % 2 == 0 ? ETHERNET
+                                                        : std::vector<NUVNetioInterface>{});
+                NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+                NUVNetioInterfaceSnapshot_release(
+                    NUVNetioRuntime_acquireInterfaces(runtime.runtime));
+                NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &listener.listener);
+            }
+        });
+    }
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
+}
+
+TEST(InterfaceRenewalTest, FailedListingKeepsTheSnapshotAndWarns) {
+    net::Runtime runtime(ETHERNET);
+    const LogCapture log;
+    runtime.interfaces.set_failing(true);
+    EXPECT_EQ(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+    EXPECT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
+    const NUVNetioInterfaceSnapshot *held = NUVNetioRuntime_acquireInterfaces(runtime.runtime);
+    EXPECT_EQ(NUVNetioInterfaceSnapshot_getLength(held), 1);
+    NUVNetioInterfaceSnapshot_release(held);
+}
+
+TEST(InterfaceRenewalTest, FailedFirstListingStartsEmptyAndWarns) {
+    net::Interfaces interfaces(ETHERNET);
+    interfaces.set_failing(true);
+    const NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
+    const LogCapture log;
+    net::Runtime runtime(property);
+    EXPECT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
+    const NUVNetioInterfaceSnapshot *held = NUVNetioRuntime_acquireInterfaces(runtime.runtime);
+    EXPECT_EQ(NUVNetioInterfaceSnapshot_getLength(held), 0);
+    NUVNetioInterfaceSnapshot_release(held);
+}
+
+TEST(InterfaceRenewalTest, FailedFirstListingIsTriedAgainWhereTheKernelIsWatched) {
+    net::Interfaces interfaces(ETHERNET);
+    interfaces.set_failing(true);
+    NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
+    property.watchInterfaces = 1;
+    net::Runtime runtime(property);
+    Listener listener;
+    NUVNetioRuntime_addInterfaceListener(runtime.runtime, &listener.listener);
+    interfaces.set_failing(false);
+    EXPECT_TRUE(net::eventually([&] { return listener.calls == 1; }));
+    NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &listener.listener);
+}
+
+TEST(InterfaceRenewalTest, RunningOutOfMemoryKeepsTheSnapshotAndWarns) {
+    const faults::Guard guard;
+    net::Runtime runtime;
+    runtime.interfaces.set(ETHERNET);
+    const net::Held before;
+    for (int nth = 1; nth <= 2; ++nth) {
+        const LogCapture log;
+        faults::fail_allocation(nth);
+        EXPECT_EQ(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+        ASSERT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
+        EXPECT_THAT(log.messages()[0].text, HasSubstr("out of memory"));
+        EXPECT_EQ(net::Held(), before);
+    }
+    EXPECT_NE(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+}
+
+// ---- the kernel's events
+
+TEST(InterfaceWatchTest, ListenersHearOfTheKernelsEvents) {
+    IN_PRIVATE_NETWORK([] {
+        net::Runtime runtime(NUV_NETIO_RUNTIME_PROPERTY_DEFAULT);
+        Listener listener;
+        NUVNetioRuntime_addInterfaceListener(runtime.runtime, &listener.listener);
+        ASSERT_TRUE(net::add_interface("n0", "192.0.2.1/24"));
+        EXPECT_TRUE(net::eventually([&] { return listener.calls >= 1; }));
+        EXPECT_NE(listener.worker, runtime.worker());
+        const int calls = listener.calls;
+        ASSERT_TRUE(net::run("ip link del n0"));
+        EXPECT_TRUE(net::eventually([&] { return listener.calls > calls; }));
+        NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &listener.listener);
+    });
+}
+
+TEST(InterfaceWatchTest, BurstOfEventsIsActedOnWhenItHasSettled) {
+    IN_PRIVATE_NETWORK([] {
+        net::Interfaces interfaces(ETHERNET);
+        NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
+        property.watchInterfaces = 1;
+        property.interfaceSettleTime = {1, 0};
+        net::Runtime runtime(property);
+        const int before = interfaces.listings();
+        ASSERT_TRUE(net::add_interface("n0", "192.0.2.1/24"));
+        EXPECT_TRUE(net::eventually([&] { return interfaces.listings() > before; }));
+        EXPECT_LE(interfaces.listings(), before + 2); // of far more events
+    });
+}
+
+TEST(InterfaceWatchTest, AcquireSeesAnAddressThatHasJustAppeared) {
+    IN_PRIVATE_NETWORK([] {
+        NUVNetioRuntimeProperty property = NUV_NETIO_RUNTIME_PROPERTY_DEFAULT;
+        property.interfaceSettleTime = {1, 0};
+        net::Runtime runtime(property);
+        Listener listener;
+        NUVNetioRuntime_addInterfaceListener(runtime.runtime, &listener.listener);
+        ASSERT_TRUE(net::run("ip addr add 192.0.2.1/24 dev lo"));
+        const NUVNetioInterfaceSnapshot *held = NUVNetioRuntime_acquireInterfaces(runtime.runtime);
+        EXPECT_EQ(NUVNetioInterfaceSnapshot_getLength(held), 3);
+        NUVNetioInterfaceSnapshot_release(held);
+        EXPECT_EQ(listener.calls, 0); // acquiring tells nobody
+        EXPECT_TRUE(net::eventually([&] { return listener.calls == 1; }));
+        NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &listener.listener);
+    });
+}
+
+TEST(InterfaceWatchTest, AcquireListsNothingWithoutNews) {
+    net::Interfaces interfaces(ETHERNET);
+    NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
+    property.watchInterfaces = 1;
+    net::Runtime runtime(property);
+    const int before = interfaces.listings();
+    NUVNetioInterfaceSnapshot_release(NUVNetioRuntime_acquireInterfaces(runtime.runtime));
+    EXPECT_EQ(interfaces.listings(), before);
+}
+
+TEST(InterfaceWatchTest, LostEventsCountAsEvents) {
+    const faults::Guard guard;
+    net::Interfaces interfaces(ETHERNET);
+    NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
+    property.watchInterfaces = 1;
+    net::Runtime runtime(property);
+    const int before = interfaces.listings();
+    faults::fail_call("recv", 1, ENOBUFS);
+    NUVNetioInterfaceSnapshot_release(NUVNetioRuntime_acquireInterfaces(runtime.runtime));
+    EXPECT_EQ(interfaces.listings(), before + 1);
+}
+
+TEST(InterfaceWatchTest, InterruptedReadIsRepeated) {
+    const faults::Guard guard;
+    net::Interfaces interfaces(ETHERNET);
+    NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
+    property.watchInterfaces = 1;
+    net::Runtime runtime(property);
+    faults::fail_call("recv", 1, EINTR);
+    NUVNetioInterfaceSnapshot_release(NUVNetioRuntime_acquireInterfaces(runtime.runtime));
+    EXPECT_EQ(faults::count("recv"), 2);
+}
+
+TEST(InterfaceWatchTest, AcquireGivesNothingWhenMemoryRunsOutDuringAListing) {
+    const faults::Guard guard;
+    net::Interfaces interfaces(ETHERNET);
+    NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
+    property.watchInterfaces = 1;
+    property.interfaceSettleTime = {100, 0};
+    net::Runtime runtime(property);
+    faults::fail_call("recv", 1, ENOBUFS);
+    faults::fail_allocation(1);
+    EXPECT_EQ(NUVNetioRuntime_acquireInterfaces(runtime.runtime), nullptr);
+    const NUVNetioInterfaceSnapshot *held = NUVNetioRuntime_acquireInterfaces(runtime.runtime);
+    EXPECT_NE(held, nullptr);
+    NUVNetioInterfaceSnapshot_release(held);
+}
+
+TEST(InterfaceWatchTest, AcquireGivesTheFormerSnapshotWhenAListingFails) {
+    const faults::Guard guard;
+    net::Interfaces interfaces(ETHERNET);
+    NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
+    property.watchInterfaces = 1;
+    property.interfaceSettleTime = {100, 0};
+    net::Runtime runtime(property);
+    const LogCapture log;
+    interfaces.set_failing(true);
+    faults::fail_call("recv", 1, ENOBUFS);
+    const NUVNetioInterfaceSnapshot *held = NUVNetioRuntime_acquireInterfaces(runtime.runtime);
+    EXPECT_EQ(NUVNetioInterfaceSnapshot_getLength(held), 1);
+    NUVNetioInterfaceSnapshot_release(held);
+    EXPECT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
+}
+
+class UnwatchableTest : public testing::TestWithParam<const char *> {};
+
+TEST_P(UnwatchableTest, WithoutTheKernelsEventsItGoesOnAfterOneWarning) {
+    const faults::Guard guard;
+    const net::Held before;
+    {
+        net::Interfaces interfaces(ETHERNET);
+        NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
+        property.watchInterfaces = 1;
+        const LogCapture log;
+        // The third descriptor to be polled, after those of the wake-up and the timer.
+        faults::fail_call(GetParam(), std::string(GetParam()) == "epoll_ctl" ? 3 : 1, EPERM);
+        net::Runtime runtime(property);
+        EXPECT_TRUE(faults::happened());
+        ASSERT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
+        EXPECT_THAT(log.messages()[0].text, HasSubstr("(EPERM)"));
+        NUVNetioInterfaceSnapshot_release(NUVNetioRuntime_acquireInterfaces(runtime.runtime));
+        EXPECT_TRUE(runtime.flush());
+    }
+    EXPECT_EQ(net::Held(), before);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, UnwatchableTest, testing::Values("socket", "bind", "epoll_ctl"));
+
+// ---- failures at the start
+
+class RuntimeStartTest : public testing::TestWithParam<const char *> {};
+
+TEST_P(RuntimeStartTest, FailureGivesNullOneErrorAndLeavesNothing) {
+    const faults::Guard guard;
+    net::Factories factories;
+    net::Interfaces interfaces(ETHERNET);
+    const NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
+    for (int nth = 1; nth < 10; ++nth) {
+        const net::Held before;
+        const LogCapture log;
+        faults::fail_call(GetParam(), nth, EMFILE);
+        NUVNetioRuntime *runtime =
+            NUVNetioRuntime_new(&property, factories.threads, factories.workers);
+        if (!faults::happened()) {
+            EXPECT_NE(runtime, nullptr);
+            EXPECT_GT(nth, 1);
+            NUVNetioRuntime_delete(runtime);
+            return;
+        }
+        EXPECT_EQ(runtime, nullptr);
+        EXPECT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_ERROR});
+        EXPECT_EQ(net::Held(), before);
+        EXPECT_EQ(REDAWorkerFactory_getWorkerCount(factories.workers), 1);
+    }
+    FAIL() << "it never succeeded";
+}
+
+INSTANTIATE_TEST_SUITE_P(All, RuntimeStartTest,
+                         testing::Values("epoll_create1", "eventfd", "timerfd_create", "epoll_ctl",
+                                         "NUVOsapiThreadFactory_createThread"));
+
+TEST(RuntimeStartFailureTest, EachAllocationThatFailsGivesNullOneErrorAndLeavesNothing) {
+    const faults::Guard guard;
+    net::Factories factories;
+    net::Interfaces interfaces(ETHERNET);
+    const NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
+    for (int nth = 1; nth < 100; ++nth) {
+        const net::Held before;
+        const LogCapture log;
+        faults::fail_allocation(nth);
+        NUVNetioRuntime *runtime =
+            NUVNetioRuntime_new(&property, factories.threads, factories.workers);
+        if (!faults::happened()) {
+            EXPECT_NE(runtime, nullptr);
+            EXPECT_GE(nth, 5);
+            faults::clear();
+            NUVNetioRuntime_delete(runtime);
+            return;
+        }
+        EXPECT_EQ(runtime, nullptr);
+        EXPECT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_ERROR});
+        EXPECT_EQ(net::Held(), before);
+    }
+    FAIL() << "it never succeeded";
+}
+
+TEST(RuntimeStartFailureTest, NoMemoryForAnEmptySnapshotIsAnError) {
+    const faults::Guard guard;
+    net::Factories factories;
+    net::Interfaces interfaces({});
+    interfaces.set_failing(true);
+    const NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
+    const LogCapture log;
+    faults::fail_allocation(3); // the runtime, the snapshot that fails, the empty one
+    EXPECT_EQ(NUVNetioRuntime_new(&property, factories.threads, factories.workers), nullptr);
+    EXPECT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_ERROR});
+}
+
+} // namespace
