@@ -159,6 +159,33 @@ void choose_guid(struct DDS_DomainParticipant *self) {
     }
 }
 
+/** No name, or one empty name. */
+bool is_default_partition(const struct DDS_PartitionQosPolicy *partition) {
+    const DDS_Long length = DDS_StringSeq_get_length(&partition->name);
+
+    return length == 0 || (length == 1 && DDS_StringSeq_get(&partition->name, 0)[0] == '\0');
+}
+
+/** Whether what has to be allocated to be read back is all there. */
+bool has_variable_parts_of(const struct DDS_DomainParticipantQos *qos,
+                           const struct DDS_DomainParticipantQos *running) {
+    return DDS_UserDataQosPolicy_is_equal(&qos->user_data, &running->user_data) &&
+           DDS_PropertyQosPolicy_is_equal(&qos->property, &running->property) &&
+           DDS_EntityNameQosPolicy_is_equal(&qos->participant_name, &running->participant_name) &&
+           (DDS_StringSeq_get_length(&qos->partition.name) > 0 ||
+            is_default_partition(&running->partition));
+}
+
+/**
+ * The translation of a QoS passes over a property list that it has no memory for. So whoever had
+ * one translated looks whether it has arrived.
+ */
+bool has_kept_properties(struct DDS_DomainParticipant *self,
+                         const struct DDS_DomainParticipantQos *qos, struct REDAWorker *worker) {
+    return PRESParticipant_getPropertyListLength(self->presentation.participant, worker) ==
+           (NUV_UINT32)DDS_PropertySeq_get_length(&qos->property.value);
+}
+
 bool initialize_presentation(struct DDS_DomainParticipant *self, DDS_StatusMask mask,
                              struct REDAWorker *worker) {
     const struct DDS_DomainParticipantResourcesI &resources = self->resources;
@@ -176,7 +203,8 @@ bool initialize_presentation(struct DDS_DomainParticipant *self, DDS_StatusMask 
                resources.workerFactory, nullptr, nullptr, nullptr, resources.recvThreadFactory,
                resources.eventThreadFactory, resources.asynchPubThreadFactory,
                worker) == DDS_RETCODE_OK &&
-           self->presentation.participant != nullptr;
+           self->presentation.participant != nullptr &&
+           has_kept_properties(self, &self->qos, worker);
 }
 
 /** The presentation half names what it does not act on itself; this it never sees. */
@@ -442,23 +470,6 @@ bool check_fixed_policies(const struct DDS_DomainParticipantQos *running,
     return true;
 }
 
-/** No name, or one empty name. */
-bool is_default_partition(const struct DDS_PartitionQosPolicy *partition) {
-    const DDS_Long length = DDS_StringSeq_get_length(&partition->name);
-
-    return length == 0 || (length == 1 && DDS_StringSeq_get(&partition->name, 0)[0] == '\0');
-}
-
-/** Whether what has to be allocated to be read back is all there. */
-bool has_variable_parts_of(const struct DDS_DomainParticipantQos *qos,
-                           const struct DDS_DomainParticipantQos *running) {
-    return DDS_UserDataQosPolicy_is_equal(&qos->user_data, &running->user_data) &&
-           DDS_PropertyQosPolicy_is_equal(&qos->property, &running->property) &&
-           DDS_EntityNameQosPolicy_is_equal(&qos->participant_name, &running->participant_name) &&
-           (DDS_StringSeq_get_length(&qos->partition.name) > 0 ||
-            is_default_partition(&running->partition));
-}
-
 bool has_same_value(const struct DDS_PropertyQosPolicy *policy,
                     const struct DDS_Property_t *property) {
     const struct DDS_Property_t *other =
@@ -695,6 +706,9 @@ DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
         return DDS_RETCODE_OUT_OF_RESOURCES;
     }
     result = DDS_DomainParticipantPresentation_set_qos(&self->presentation, qos, worker.get());
+    if (result == DDS_RETCODE_OK && !has_kept_properties(self, qos, worker.get())) {
+        result = DDS_RETCODE_OUT_OF_RESOURCES;
+    }
     if (result == DDS_RETCODE_OK) {
         std::swap(self->qos, copy);
     } else if (result != DDS_RETCODE_IMMUTABLE_POLICY) {

@@ -175,6 +175,12 @@ NUV_UINT32 PRESParticipant_getTransportInfoLength(struct PRESParticipant *self,
     return self->transportInfoLength;
 }
 
+NUV_UINT32 PRESParticipant_getPropertyListLength(struct PRESParticipant *self,
+                                                 struct REDAWorker *worker) {
+    const PRESInside record(self->recordEa, worker);
+    return self->property.get().parameter.propertyList.data._length;
+}
+
 void PRESParticipant_getGuid(struct PRESParticipant *self, struct NUVOsapiRtpsGuid *out) {
     *out = self->guid;
 }

@@ -149,6 +149,10 @@ int PRESParticipant_setProperty(struct PRESParticipant *self, int *failReason,
                                 const struct PRESParticipantProperty *property,
                                 struct REDAWorker *worker);
 
+/** Number of properties in the current property list. */
+NUV_UINT32 PRESParticipant_getPropertyListLength(struct PRESParticipant *self,
+                                                 struct REDAWorker *worker);
+
 /** Copies the identity out. */
 void PRESParticipant_getGuid(struct PRESParticipant *self, struct NUVOsapiRtpsGuid *out);
 
