@@ -1,0 +1,36 @@
+/**
+ * @file socket_watch.h
+ * @brief Counts the calls of all threads that open, bind, configure or close a socket.
+ *
+ *     SocketWatch sockets;
+ *     ...
+ *     EXPECT_EQ(sockets.calls(), SocketCalls());
+ *     EXPECT_EQ(sockets.calls(), (SocketCalls{{"bind", 1}, {"close", 2}}));
+ *
+ * The linker diverts what wraps.txt of the test directory lists: bind, close, setsockopt, socket.
+ */
+#pragma once
+
+#include <map>
+#include <set>
+#include <string>
+
+namespace support {
+
+/** Numbers of calls by name; what was not called is absent. */
+using SocketCalls = std::map<std::string, long>;
+
+class SocketWatch {
+public:
+    SocketWatch();
+
+    SocketCalls calls() const;
+
+private:
+    const SocketCalls before_;
+};
+
+/** The sockets that the process has open, "socket:[1234]" for one: its inode tells it apart. */
+std::set<std::string> openSockets();
+
+} // namespace support

@@ -1,0 +1,155 @@
+// The wrapped functions of the operating-system, log and reda layers.
+#include <cstring>
+
+#include "log/log_config.h"
+#include "osapi/osapi_heap.h"
+#include "osapi/osapi_thread.h"
+#include "osapi/osapi_utility.h"
+#include "reda/reda_string.h"
+#include "reda/reda_worker.h"
+#include "support/call_site.h"
+
+using support::Failing;
+using support::Recorder;
+
+// ---- heap: reached by every layer and thread, and written with its tag in hexadecimal
+
+extern "C" {
+int __real_NUVOsapiHeap_reallocateMemoryInternal(void *pointer, size_t size, int alignment,
+                                                 int keepContents, int clear, const char *allocator,
+                                                 NUV_UINT32 tag, const char *type);
+int __wrap_NUVOsapiHeap_reallocateMemoryInternal(void *pointer, size_t size, int alignment,
+                                                 int keepContents, int clear, const char *allocator,
+                                                 NUV_UINT32 tag, const char *type);
+void __real_NUVOsapiHeap_freeMemoryInternal(void *pointer, int scrub, const char *allocator,
+                                            NUV_UINT32 tag, int alignment);
+void __wrap_NUVOsapiHeap_freeMemoryInternal(void *pointer, int scrub, const char *allocator,
+                                            NUV_UINT32 tag, int alignment);
+}
+
+namespace support {
+
+/** The heap's two sites. */
+class HeapSite : public CallSite {
+public:
+    HeapSite(const char *site, Failing fails) : CallSite(site, fails, "the heap's own") {}
+
+    static bool isDeepFault(Recorder &recorder, const char *type) {
+        return recorder.takeAllocationFault(std::string("allocation of ") + type);
+    }
+
+    void noteCall(Recorder &recorder, const std::string &text) const {
+        note(recorder, *this, text);
+    }
+
+    bool fails(Recorder &recorder, const std::string &text) const {
+        return takeFault(recorder, *this, text).has_value();
+    }
+
+    static std::string nameOf(Recorder &recorder, const void *block) {
+        return recorder.nameOfBlock(block);
+    }
+
+    static void addBlock(Recorder &recorder, void *block, size_t size, const char *type) {
+        recorder.addBlock(block, size, type);
+    }
+
+    static void removeBlock(Recorder &recorder, const void *block) {
+        recorder.removeBlock(block);
+    }
+};
+
+} // namespace support
+
+namespace {
+
+const support::HeapSite site_reallocate("NUVOsapiHeap_reallocateMemoryInternal", Failing::YES);
+const support::HeapSite site_free("NUVOsapiHeap_freeMemoryInternal", Failing::NEVER);
+
+void *pointee(const void *pointer) {
+    void *block = nullptr;
+    std::memcpy(&block, pointer, sizeof block);
+    return block;
+}
+
+int refuse_memory(void *pointer, int keepContents) {
+    const void *nothing = nullptr;
+    if (keepContents == 0) {
+        std::memcpy(pointer, &nothing, sizeof nothing);
+    }
+    return 0;
+}
+
+} // namespace
+
+int __wrap_NUVOsapiHeap_reallocateMemoryInternal(void *pointer, size_t size, int alignment,
+                                                 int keepContents, int clear, const char *allocator,
+                                                 NUV_UINT32 tag, const char *type) {
+    Recorder *recorder = Recorder::current();
+    if (recorder == nullptr) {
+        return __real_NUVOsapiHeap_reallocateMemoryInternal(pointer, size, alignment, keepContents,
+                                                            clear, allocator, tag, type);
+    }
+    if (support::HeapSite::isDeepFault(*recorder, type)) {
+        return refuse_memory(pointer, keepContents);
+    }
+    if (!recorder->isInside()) {
+        const std::string text = "NUVOsapiHeap_reallocateMemoryInternal(&pointer, " +
+                                 std::to_string(size) + ", " + std::to_string(alignment) + ", " +
+                                 std::to_string(keepContents) + ", " + std::to_string(clear) +
+                                 ", " + support::quote(allocator) + ", " + support::hex(tag) +
+                                 ", " + support::quote(type) + ")";
+        site_reallocate.noteCall(*recorder, text);
+        if (site_reallocate.fails(*recorder, text)) {
+            return refuse_memory(pointer, keepContents);
+        }
+    }
+    const void *former = keepContents != 0 ? pointee(pointer) : nullptr;
+    const int result = __real_NUVOsapiHeap_reallocateMemoryInternal(
+        pointer, size, alignment, keepContents, clear, allocator, tag, type);
+    if (result != 0) {
+        support::HeapSite::removeBlock(*recorder, former);
+        support::HeapSite::addBlock(*recorder, pointee(pointer), size, type);
+    }
+    return result;
+}
+
+void __wrap_NUVOsapiHeap_freeMemoryInternal(void *pointer, int scrub, const char *allocator,
+                                            NUV_UINT32 tag, int alignment) {
+    if (Recorder *recorder = Recorder::current()) {
+        if (!recorder->isInside()) {
+            site_free.noteCall(*recorder, "NUVOsapiHeap_freeMemoryInternal(" +
+                                              support::HeapSite::nameOf(*recorder, pointer) + ", " +
+                                              std::to_string(scrub) + ", " +
+                                              support::quote(allocator) + ", " + support::hex(tag) +
+                                              ", " + std::to_string(alignment) + ")");
+        }
+        support::HeapSite::removeBlock(*recorder, pointer);
+    }
+    __real_NUVOsapiHeap_freeMemoryInternal(pointer, scrub, allocator, tag, alignment);
+}
+
+// ---- the rest
+
+WRAP(char *, NUVOsapiUtility_strcpy, Failing::YES, (char *dst, size_t maxLength, const char *src),
+     dst, maxLength, src)
+WRAP(char *, NUVOsapiUtility_strncat, Failing::YES,
+     (char *dst, size_t maxLength, const char *src, size_t count), dst, maxLength, src, count)
+WRAP(void, NUVOsapiThread_sleep, Failing::NEVER, (const NUVNtpTime *duration), duration)
+WRAP(void, NUVOsapiContext_addAndCacheCategory, Failing::NEVER,
+     (NUVOsapiActivityContext * context, NUVLogCategoryMask *cachedOut, NUVLogCategoryMask drop,
+      NUVLogCategoryMask add),
+     context, cachedOut, drop, add)
+WRAP(void, NUVOsapiContext_setCategory, Failing::NEVER,
+     (NUVOsapiActivityContext * context, NUVLogCategoryMask keep, NUVLogCategoryMask category),
+     context, keep, category)
+
+WRAP(void, NUVLog_onAssertBreakpoint, Failing::NEVER, (void))
+WRAP(KOLS_Config_LogVerbosity, KOLS_Config_Logger_get_verbosity, Failing::NEVER,
+     (KOLS_Config_Logger * logger), logger)
+
+WRAP(int, REDAString_strToBoolean, Failing::YES, (const char *text, int *out), text, out)
+WRAP(int, REDAString_strToLong, Failing::YES, (const char *text, NUV_INT32 *out), text, out)
+WRAP(void, REDAWorker_setEaTimeBasedLoggingLevelAndThreshold, Failing::NEVER,
+     (REDAWorkerFactory * factory, NUV_INT32 level, const NUVNtpTime *threshold), factory, level,
+     threshold)

@@ -1,0 +1,324 @@
+// Enabling.
+#include "pres/pres_participant.h"
+#include "support/presentation_fixture.h"
+
+namespace {
+
+using namespace support;
+
+const char *const FUNCTION = "DDS_DomainParticipantPresentation_enable";
+const char *const LOG_PEERS = "DDS_DomainParticipantPresentation_log_peers_and_locators";
+
+const Message NO_DEFAULT_LOCATOR = {.level = NUV_LOG_LEVEL_WARNING,
+                                    .function = FUNCTION,
+                                    .name = "DDS_LOG_NO_DEFAULT_UNICAST_TRANSPORT_LOCATORS",
+                                    .text = "the participant has no unicast locator for user "
+                                            "traffic"};
+const Message NO_DISCOVERY_LOCATOR = {.level = NUV_LOG_LEVEL_WARNING,
+                                      .function = FUNCTION,
+                                      .name = "DDS_LOG_NO_DISCOVERY_TRANSPORT_LOCATORS",
+                                      .text = "the participant has no locator for discovery "
+                                              "traffic"};
+
+Message peersLine(const std::string &body) {
+    return {.level = NUV_LOG_LEVEL_LOCAL,
+            .function = LOG_PEERS,
+            .name = "NUV_LOG_INITIALIZE_TEMPLATE",
+            .body = body,
+            .text = "initialize: " + body};
+}
+
+/** The calls of enable itself, without those of logging the peers and locators. */
+const Filter WITHOUT_LOGGING =
+    except({"KOLS_*", "DDS_StringSeq_*", "NUVOsapiUtility_*", "PRESLocatorQosPolicy_toString"});
+
+/** A participant with one locator of each kind. */
+class Enable : public PresentationFixture {
+protected:
+    void SetUp() override {
+        PresentationFixture::SetUp();
+        ASSERT_EQ(initialize(), DDS_RETCODE_OK);
+        nameParticipant();
+        setLocator(self._cachedDefaultUnicastLocator, "udpv4://192.0.2.10:7411");
+        setLocator(self._cachedMetatrafficUnicastLocator, "udpv4://192.0.2.10:7410");
+        setLocator(self._cachedMetatrafficMulticastLocator, "udpv4://239.255.0.1:7400");
+        log.clear();
+    }
+
+    template <typename Policy>
+    static void setLocator(Policy &list, const char *text) {
+        list.count = 1;
+        ASSERT_TRUE(NUVNetioLocator_parse(text, &list.locatorList[0]));
+    }
+
+    DDS_ReturnCode_t enable() {
+        return DDS_DomainParticipantPresentation_enable(&self, &qos, nullptr, worker);
+    }
+
+    bool isEnabled() {
+        return PRESParticipant_isEnabled(self.participant, worker) != 0;
+    }
+};
+
+TEST_F(Enable, CallsTheLowerLayersInThisOrder) {
+    Recording calls(recorder);
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    EXPECT_EQ(
+        calls.text(),
+        lines({
+            "NUVOsapiContext_addAndCacheCategory(worker._activityContext, &cachedOut=0, 0, 1)",
+            "NUVOsapiHeap_reallocateMemoryInternal(&pointer, 96, -1, 0, 0, "
+            "\"NUVOsapiHeap_allocateArray\", 0x4B4F4C43, \"struct NUVNetioTransportInfo\")",
+            "NUVNetioConfigurator_getTransportInfo(configurator, NUVNetioTransportInfo#1, "
+            "&length=0, 12, worker)",
+            "PRESParticipant_enable(participant, null, self._cachedDefaultUnicastLocator, "
+            "self._cachedMetatrafficUnicastLocator, self._cachedMetatrafficMulticastLocator, "
+            "{12, 1, buffer}, worker)",
+            "KOLS_Config_Logger_get_verbosity(logger)",
+            "DDS_StringSeq_get_length(self.cachedDiscoveryPolicy.initial_peers)",
+            "DDS_StringSeq_get(self.cachedDiscoveryPolicy.initial_peers, 0)",
+            "NUVOsapiUtility_strncat(char#1, 1023, \"239.255.0.1\", 210)",
+            "NUVOsapiUtility_strncat(char#1, 1023, \",\", 1)",
+            "DDS_StringSeq_get(self.cachedDiscoveryPolicy.initial_peers, 1)",
+            "NUVOsapiUtility_strncat(char#1, 1023, \"127.0.0.1\", 210)",
+            "NUVOsapiUtility_strncat(char#1, 1023, \",\", 1)",
+            "PRESLocatorQosPolicy_toString(self._cachedMetatrafficUnicastLocator, char#1, 1024)",
+            "PRESLocatorQosPolicy_toString(self._cachedMetatrafficMulticastLocator, char#1, 1024)",
+            "PRESLocatorQosPolicy_toString(self._cachedDefaultUnicastLocator, char#1, 1024)",
+            "NUVOsapiContext_setCategory(worker._activityContext, 0, 0)",
+            "NUVOsapiHeap_freeMemoryInternal(NUVNetioTransportInfo#1, 0, "
+            "\"NUVOsapiHeap_freeArray\", 0x4B4F4C43, -1)",
+        }));
+}
+
+TEST_F(Enable, EnablesTheParticipantWithTheRegisteredTransports) {
+    ASSERT_FALSE(isEnabled());
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    EXPECT_TRUE(isEnabled());
+    EXPECT_EQ(PRESParticipant_getTransportInfoLength(self.participant, worker), 1u);
+}
+
+TEST_F(Enable, LogsPeersAndLocators) {
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    EXPECT_EQ(
+        logged(),
+        Messages({
+            peersLine("Participant with initial peers: 239.255.0.1,127.0.0.1.\n"),
+            peersLine("Participant with metatraffic unicast locators udpv4://192.0.2.10:7410.\n"),
+            peersLine("Participant with metatraffic multicast locators "
+                      "udpv4://239.255.0.1:7400.\n"),
+            peersLine("Participant with default unicast locators udpv4://192.0.2.10:7411.\n"),
+        }));
+}
+
+TEST_F(Enable, HandsEnableAllEntitiesOn) {
+    int enableAllEntities = 1;
+    Recording calls(recorder, only({"PRESParticipant_enable"}));
+    EXPECT_EQ(DDS_DomainParticipantPresentation_enable(&self, &qos, &enableAllEntities, worker),
+              DDS_RETCODE_OK);
+    EXPECT_EQ(calls.text(),
+              lines({"PRESParticipant_enable(participant, &enableAllEntities=1, "
+                     "self._cachedDefaultUnicastLocator, self._cachedMetatrafficUnicastLocator, "
+                     "self._cachedMetatrafficMulticastLocator, {12, 1, buffer}, worker)"}));
+}
+
+TEST_F(Enable, AsksForAsManyTransportsAsTheQosAllows) {
+    qos.resource_limits.transport_info_list_max_length = 3;
+    Recording calls(recorder, only({"NUVOsapiHeap_reallocateMemoryInternal", "NUVNetio*"}));
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    EXPECT_EQ(calls.text(),
+              lines({
+                  "NUVOsapiHeap_reallocateMemoryInternal(&pointer, 24, -1, 0, 0, "
+                  "\"NUVOsapiHeap_allocateArray\", 0x4B4F4C43, \"struct NUVNetioTransportInfo\")",
+                  "NUVNetioConfigurator_getTransportInfo(configurator, NUVNetioTransportInfo#1, "
+                  "&length=0, 3, worker)",
+              }));
+}
+
+TEST_F(Enable, GivesTransportInfoOfSizeZeroForALimitOfZero) {
+    qos.resource_limits.transport_info_list_max_length = 0;
+    Recording calls(recorder, WITHOUT_LOGGING);
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    EXPECT_EQ(calls.text(),
+              lines({
+                  "NUVOsapiContext_addAndCacheCategory(worker._activityContext, &cachedOut=0, 0, "
+                  "1)",
+                  "PRESParticipant_enable(participant, null, self._cachedDefaultUnicastLocator, "
+                  "self._cachedMetatrafficUnicastLocator, "
+                  "self._cachedMetatrafficMulticastLocator, {0, 0, null}, worker)",
+                  "NUVOsapiContext_setCategory(worker._activityContext, 0, 0)",
+              }));
+    EXPECT_TRUE(isEnabled());
+    ASSERT_FALSE(logged().empty());
+    EXPECT_EQ(logged()[0], (Message{.level = NUV_LOG_LEVEL_LOCAL,
+                                    .function = FUNCTION,
+                                    .name = "DDS_LOG_GET_TRANSPORT_INFO_SIZE_ZERO",
+                                    .text = "no transport information is announced: "
+                                            "transport_info_list_max_length is 0"}));
+}
+
+// ---- the category of the worker's activity
+
+TEST_F(Enable, WidensTheCategoryWhileItRunsAndRestoresIt) {
+    worker->_activityContext->category = 0x6;
+    NUVLogCategoryMask during = 0;
+    recorder.replace("NUVNetioConfigurator_getTransportInfo",
+                     [&](NUVNetioConfigurator *, NUVNetioTransportInfo *, NUV_UINT32 *, NUV_UINT32,
+                         REDAWorker *caller) {
+                         during = caller->_activityContext->category;
+                         return 1;
+                     });
+    Recording calls(recorder, only({"NUVOsapiContext_*"}));
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    EXPECT_EQ(during, 0x7u);
+    EXPECT_EQ(worker->_activityContext->category, 0x6u);
+    EXPECT_EQ(
+        calls.text(),
+        lines({"NUVOsapiContext_addAndCacheCategory(worker._activityContext, &cachedOut=0, 0, 1)",
+               "NUVOsapiContext_setCategory(worker._activityContext, 0, 6)"}));
+}
+
+TEST_F(Enable, DoesWithoutAnActivityContext) {
+    NUVOsapiActivityContext *const context = worker->_activityContext;
+    worker->_activityContext = nullptr;
+    Recording calls(recorder, only({"NUVOsapiContext_*"}));
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    EXPECT_EQ(calls.text(), lines({"NUVOsapiContext_addAndCacheCategory(null, &cachedOut=0, 0, 1)",
+                                   "NUVOsapiContext_setCategory(null, 0, 0)"}));
+    worker->_activityContext = context;
+}
+
+TEST_F(Enable, LogsForItsCategoryWhatTheMasksForbid) {
+    NUVLog_storeMask(&DDSLog_g_instrumentationMask, 0);
+    NUVLog_storeMask(&NUVLog_g_categoryMask[NUV_LOG_LEVEL_LOCAL], NUV_LOG_CATEGORY_ENABLE);
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    EXPECT_EQ(logged().size(), 4u);
+}
+
+// ---- locators that are missing
+
+TEST_F(Enable, WarnsOfNoLocatorForUserTraffic) {
+    self._cachedDefaultUnicastLocator.count = 0;
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    EXPECT_TRUE(isEnabled());
+    ASSERT_FALSE(logged().empty());
+    EXPECT_EQ(logged()[0], NO_DEFAULT_LOCATOR);
+    EXPECT_NE(logged()[1], NO_DISCOVERY_LOCATOR);
+}
+
+TEST_F(Enable, WarnsOfNoLocatorForDiscoveryTraffic) {
+    self._cachedMetatrafficUnicastLocator.count = 0;
+    self._cachedMetatrafficMulticastLocator.count = 0;
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    EXPECT_TRUE(isEnabled());
+    ASSERT_FALSE(logged().empty());
+    EXPECT_EQ(logged()[0], NO_DISCOVERY_LOCATOR);
+}
+
+TEST_F(Enable, WarnsOfBothAndStillEnables) {
+    self._cachedDefaultUnicastLocator.count = 0;
+    self._cachedMetatrafficUnicastLocator.count = 0;
+    self._cachedMetatrafficMulticastLocator.count = 0;
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    EXPECT_TRUE(isEnabled());
+    EXPECT_EQ(logged(),
+              Messages({NO_DEFAULT_LOCATOR, NO_DISCOVERY_LOCATOR,
+                        peersLine("Participant with initial peers: 239.255.0.1,127.0.0.1.\n")}));
+}
+
+TEST_F(Enable, DoesNotWarnWhileDiscoveryHasUnicastLocators) {
+    self._cachedMetatrafficMulticastLocator.count = 0;
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    EXPECT_EQ(logged().size(), 3u);
+    EXPECT_EQ(logged()[0].function, LOG_PEERS);
+}
+
+TEST_F(Enable, DoesNotWarnWhileDiscoveryHasMulticastLocators) {
+    self._cachedMetatrafficUnicastLocator.count = 0;
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    EXPECT_EQ(logged().size(), 3u);
+    EXPECT_EQ(logged()[0].function, LOG_PEERS);
+}
+
+TEST_F(Enable, DoesNotCountTheMulticastLocatorsOfUserTraffic) {
+    self._cachedMetatrafficUnicastLocator.count = 0;
+    self._cachedMetatrafficMulticastLocator.count = 0;
+    setLocator(self._cachedDefaultMulticastLocator, "udpv4://239.255.0.1:7401");
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    ASSERT_FALSE(logged().empty());
+    EXPECT_EQ(logged()[0], NO_DISCOVERY_LOCATOR);
+}
+
+// ---- failures
+
+TEST_F(Enable, RefusesANullWorkerAndDoesNothing) {
+    Recording calls(recorder);
+    EXPECT_EQ(DDS_DomainParticipantPresentation_enable(&self, &qos, nullptr, nullptr),
+              DDS_RETCODE_ERROR);
+    EXPECT_EQ(calls.text(), lines({"NUVLog_onAssertBreakpoint()"}));
+    EXPECT_EQ(log.messages(),
+              Messages({{.level = NUV_LOG_LEVEL_FATAL,
+                         .function = FUNCTION,
+                         .name = "NUV_LOG_PRECONDITION_FAILURE_s",
+                         .text = "precondition failed: \"worker == ((void *)0)\""}}));
+    EXPECT_FALSE(isEnabled());
+}
+
+TEST_F(Enable, IsOkWithoutEnablingWhenTheTransportInfoCannotBeAllocated) {
+    worker->_activityContext->category = 0x6;
+    recorder.fail("NUVOsapiHeap_reallocateMemoryInternal");
+    Recording calls(recorder);
+    EXPECT_EQ(enable(), DDS_RETCODE_OK) << "deliberately no error";
+    EXPECT_FALSE(isEnabled());
+    EXPECT_EQ(
+        calls.text(),
+        lines({
+            "NUVOsapiContext_addAndCacheCategory(worker._activityContext, &cachedOut=0, 0, 1)",
+            "NUVOsapiHeap_reallocateMemoryInternal(&pointer, 96, -1, 0, 0, "
+            "\"NUVOsapiHeap_allocateArray\", 0x4B4F4C43, \"struct NUVNetioTransportInfo\")",
+            "NUVOsapiContext_setCategory(worker._activityContext, 0, 6)",
+        }));
+    EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,
+                                         .name = "NUV_OSAPI_MEMORY_LOG_OUT_OF_HEAP_STRUCT_d",
+                                         .text = "out of memory for a structure of 8 bytes"}}));
+}
+
+TEST_F(Enable, IsAnErrorWhenTheTransportsCannotBeListed) {
+    worker->_activityContext->category = 0x6;
+    recorder.fail("NUVNetioConfigurator_getTransportInfo");
+    Recording calls(recorder);
+    EXPECT_EQ(enable(), DDS_RETCODE_ERROR);
+    EXPECT_FALSE(isEnabled());
+    ASSERT_EQ(calls.calls().size(), 5u);
+    EXPECT_EQ(calls.calls()[3], "NUVOsapiContext_setCategory(worker._activityContext, 0, 6)");
+    EXPECT_EQ(calls.calls()[4], "NUVOsapiHeap_freeMemoryInternal(NUVNetioTransportInfo#1, 0, "
+                                "\"NUVOsapiHeap_freeArray\", 0x4B4F4C43, -1)");
+    EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,
+                                         .name = "DDS_LOG_GET_TRANSPORT_INFO",
+                                         .text = "cannot get the transport information"}}));
+}
+
+TEST_F(Enable, IsAnErrorWithoutPeersAndLocatorsWhenTheParticipantCannotBeEnabled) {
+    worker->_activityContext->category = 0x6;
+    recorder.fail("PRESParticipant_enable");
+    Recording calls(recorder);
+    EXPECT_EQ(enable(), DDS_RETCODE_ERROR);
+    EXPECT_FALSE(isEnabled());
+    ASSERT_EQ(calls.calls().size(), 6u);
+    EXPECT_EQ(calls.calls()[4], "NUVOsapiContext_setCategory(worker._activityContext, 0, 6)");
+    EXPECT_EQ(calls.calls()[5], "NUVOsapiHeap_freeMemoryInternal(NUVNetioTransportInfo#1, 0, "
+                                "\"NUVOsapiHeap_freeArray\", 0x4B4F4C43, -1)");
+    EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,
+                                         .name = "NUV_LOG_CREATION_FAILURE_s",
+                                         .text = "cannot create enable"}}));
+}
+
+TEST_F(Enable, IsOkWhenOnlyThePeersAndLocatorsCannotBeLogged) {
+    recorder.fail("PRESLocatorQosPolicy_toString");
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    EXPECT_TRUE(isEnabled());
+    ASSERT_EQ(logged().size(), 2u);
+    EXPECT_EQ(logged()[1].body, "metatraffic unicast locators string");
+}
+
+} // namespace
