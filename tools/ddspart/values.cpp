@@ -1,0 +1,197 @@
+#include "values.h"
+
+#include <charconv>
+#include <limits>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+constexpr DDS_Long LONG_LOWEST = std::numeric_limits<DDS_Long>::min();
+constexpr DDS_Long LONG_HIGHEST = std::numeric_limits<DDS_Long>::max();
+/** No index beyond this one has valid ports, whatever the settings. */
+constexpr DDS_Long INDEX_HIGHEST = DDS_RTPS_PORT_MAX;
+constexpr double SECONDS_HIGHEST = 1e9; // as nanoseconds well within 64 bits
+
+std::string join(const std::vector<std::string> &words, const std::string &separator) {
+    std::string text;
+
+    for (const std::string &word : words) {
+        text += (text.empty() ? "" : separator) + word;
+    }
+    return text;
+}
+
+std::vector<std::string> split(const std::string &text, char separator) {
+    std::vector<std::string> words(1);
+
+    for (const char character : text) {
+        if (character == separator) {
+            words.emplace_back();
+        } else {
+            words.back() += character;
+        }
+    }
+    return words;
+}
+
+/** The number that is the whole of @p text, if it is one. */
+template <class Number>
+std::optional<Number> to_number(std::string_view text) {
+    const char *const end = text.data() + text.size();
+    Number number = 0;
+    const auto [rest, error] = std::from_chars(text.data(), end, number);
+
+    return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
+}
+
+/** Words that stand for numbers. */
+template <class Number>
+using Vocabulary = std::vector<std::pair<std::string, Number>>;
+
+const Vocabulary<DDS_RtpsReservedPortKindMask> PORT_KINDS = {
+    {"builtin_unicast", DDS_RTPS_RESERVED_PORT_BUILTIN_UNICAST},
+    {"builtin_multicast", DDS_RTPS_RESERVED_PORT_BUILTIN_MULTICAST},
+    {"user_unicast", DDS_RTPS_RESERVED_PORT_USER_UNICAST},
+    {"user_multicast", DDS_RTPS_RESERVED_PORT_USER_MULTICAST},
+};
+const Vocabulary<DDS_TransportBuiltinKindMask> TRANSPORTS = {
+    {"udpv4", DDS_TRANSPORTBUILTIN_UDPv4},
+    {"udpv6", DDS_TRANSPORTBUILTIN_UDPv6},
+};
+const Vocabulary<KOLS_Config_LogVerbosity> VERBOSITIES = {
+    {"silent", KOLS_CONFIG_LOG_VERBOSITY_SILENT},
+    {"error", KOLS_CONFIG_LOG_VERBOSITY_ERROR},
+    {"warning", KOLS_CONFIG_LOG_VERBOSITY_WARNING},
+    {"status", KOLS_CONFIG_LOG_VERBOSITY_STATUS_LOCAL},
+    {"all", KOLS_CONFIG_LOG_VERBOSITY_STATUS_ALL},
+};
+
+template <class Number>
+std::string words_of(const Vocabulary<Number> &vocabulary) {
+    std::vector<std::string> words;
+
+    for (const auto &[word, number] : vocabulary) {
+        words.push_back(word);
+    }
+    return join(words, ", ");
+}
+
+template <class Number>
+std::optional<Number> find(const Vocabulary<Number> &vocabulary, const std::string &text) {
+    for (const auto &[word, number] : vocabulary) {
+        if (word == text) {
+            return number;
+        }
+    }
+    return std::nullopt;
+}
+
+template <class Mask>
+Mask to_mask(const Vocabulary<Mask> &vocabulary, const std::string &text) {
+    Mask mask = 0;
+
+    for (const std::string &word : split(text, ',')) {
+        const auto bit = find(vocabulary, word);
+
+        if (!bit) {
+            throw Refusal(word, "one of " + words_of(vocabulary) + ", joined by ','");
+        }
+        mask |= *bit;
+    }
+    return mask;
+}
+
+DDS_Long to_long(const std::string &text, DDS_Long lowest, DDS_Long highest) {
+    const auto number = to_number<DDS_Long>(text);
+
+    if (!number || *number < lowest || *number > highest) {
+        throw Refusal(text, "a whole number from " + std::to_string(lowest) + " to " +
+                                std::to_string(highest));
+    }
+    return *number;
+}
+
+} // namespace
+
+DDS_DomainId_t to_domain(const std::string &text) {
+    return to_long(text, 0, LONG_HIGHEST);
+}
+
+DDS_Long to_port_setting(const std::string &text) {
+    return to_long(text, LONG_LOWEST, LONG_HIGHEST);
+}
+
+DDS_Long to_index(const std::string &text) {
+    const auto number = to_number<DDS_Long>(text);
+
+    if (text == "auto") {
+        return DDS_PARTICIPANT_ID_AUTO;
+    }
+    if (!number || *number < 0) {
+        throw Refusal(text, "'auto' or a whole number from 0 to " + std::to_string(LONG_HIGHEST));
+    }
+    return *number;
+}
+
+PortsOptions::Range to_index_range(const std::string &text) {
+    const std::vector<std::string> ends = split(text, '-');
+    const auto first = to_number<DDS_Long>(ends.front());
+    const auto last = to_number<DDS_Long>(ends.back());
+
+    if (ends.size() > 2 || !first || !last || *first < 0 || *first > *last ||
+        *last > INDEX_HIGHEST) {
+        throw Refusal(text, "an index or a range FIRST-LAST within 0 to " +
+                                std::to_string(INDEX_HIGHEST));
+    }
+    return {*first, *last};
+}
+
+std::chrono::nanoseconds to_duration(const std::string &text) {
+    const auto seconds = to_number<double>(text);
+
+    if (!seconds || !(*seconds >= 0 && *seconds <= SECONDS_HIGHEST)) {
+        throw Refusal(text, "a number of seconds from 0 to 1000000000");
+    }
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+        std::chrono::duration<double>(*seconds));
+}
+
+std::pair<std::string, std::string> to_property(const std::string &text) {
+    const std::size_t equals = text.find('=');
+
+    if (equals == std::string::npos || equals == 0) {
+        throw Refusal(text, "of the form NAME=VALUE");
+    }
+    return {text.substr(0, equals), text.substr(equals + 1)};
+}
+
+DDS_RtpsReservedPortKindMask to_reserved_ports(const std::string &text) {
+    return text == "none" ? DDS_RTPS_RESERVED_PORT_MASK_NONE : to_mask(PORT_KINDS, text);
+}
+
+DDS_TransportBuiltinKindMask to_transports(const std::string &text) {
+    return to_mask(TRANSPORTS, text);
+}
+
+KOLS_Config_LogVerbosity to_verbosity(const std::string &text) {
+    const auto verbosity = find(VERBOSITIES, text);
+
+    if (!verbosity) {
+        throw Refusal(text, "one of " + words_of(VERBOSITIES));
+    }
+    return *verbosity;
+}
+
+std::string port_kind_words() {
+    return words_of(PORT_KINDS);
+}
+
+std::string transport_words() {
+    return words_of(TRANSPORTS);
+}
+
+std::string verbosity_words() {
+    return words_of(VERBOSITIES);
+}

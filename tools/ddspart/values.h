@@ -1,0 +1,30 @@
+// The values of the options, from their text. A text that is not allowed is a Refusal.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "options.h"
+
+/** A value that an option can't have: says so, and what is allowed. */
+class Refusal : public std::runtime_error {
+public:
+    Refusal(const std::string &value, const std::string &allowed)
+        : std::runtime_error("'" + value + "' is not " + allowed) {}
+};
+
+DDS_DomainId_t to_domain(const std::string &text);
+DDS_Long to_port_setting(const std::string &text);
+DDS_Long to_index(const std::string &text);
+PortsOptions::Range to_index_range(const std::string &text);
+std::chrono::nanoseconds to_duration(const std::string &text);
+std::pair<std::string, std::string> to_property(const std::string &text);
+DDS_RtpsReservedPortKindMask to_reserved_ports(const std::string &text);
+DDS_TransportBuiltinKindMask to_transports(const std::string &text);
+KOLS_Config_LogVerbosity to_verbosity(const std::string &text);
+
+/** The words for those of the values that have words. */
+std::string port_kind_words();
+std::string transport_words();
+std::string verbosity_words();
