@@ -32,6 +32,12 @@ void ReceiveSocket::on_readable(const ReactorContext &context) {
     for (int i = 0; i < DATAGRAMS_PER_TURN && receive_one(context); ++i) {}
 }
 
+/** One that was given back alone. Its resource comes later in the reactor's queue. */
+void ReceiveSocket::close_returned(REDAWorker * /*worker*/) {
+    resource_->forget(descriptor_.get());
+    free_socket(this);
+}
+
 /** False when there is nothing more to receive now. */
 bool ReceiveSocket::receive_one(const ReactorContext &context) {
     SocketAddress source;
@@ -120,6 +126,7 @@ bool NUVNetioReceiveResource::cover(const KOLS_Transport_Address_t &address) {
         return true;
     }
     const std::lock_guard lock(mutex_);
+    give_back_gone_sockets();
     if (is_covered(address)) {
         return true;
     }
@@ -140,6 +147,21 @@ bool NUVNetioReceiveResource::cover(const KOLS_Transport_Address_t &address) {
         return false;
     }
     return true;
+}
+
+/** Those of addresses that the host has no more; loopback stays in any case. */
+void NUVNetioReceiveResource::give_back_gone_sockets() {
+    NUVNetioLocator bound = locator_;
+    for (netio::ReceiveSocket **place = &sockets_; *place != nullptr;) {
+        netio::ReceiveSocket *const socket = *place;
+        bound.address = socket->bound_to;
+        if (NUVNetioLocator_isLoopback(&bound) != 0 || is_allowed(socket->bound_to)) {
+            place = &socket->next;
+        } else {
+            *place = socket->next;
+            reactor_.give_back(socket);
+        }
+    }
 }
 
 bool NUVNetioReceiveResource::is_covered(const KOLS_Transport_Address_t &address) const {

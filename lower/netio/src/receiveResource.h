@@ -13,8 +13,8 @@
 
 namespace netio {
 
-/** One socket of a resource. */
-class ReceiveSocket final : public Pollable {
+/** One socket of a resource, which closes it unless it is given to the reactor alone. */
+class ReceiveSocket final : public Pollable, public Returned {
 public:
     ReceiveSocket(NUVNetioReceiveResource *resource, Descriptor descriptor,
                   const KOLS_Transport_Address_t &address)
@@ -27,6 +27,7 @@ public:
         return descriptor_.get();
     }
     void on_readable(const ReactorContext &context) override;
+    void close_returned(REDAWorker *worker) override;
 
     ReceiveSocket *next;
     const KOLS_Transport_Address_t bound_to;
@@ -63,6 +64,10 @@ public:
     const NUVNetioLocator &locator() const {
         return locator_;
     }
+    /** Polls a descriptor no more; on the reactor's thread. */
+    void forget(int descriptor) {
+        reactor_.forget(descriptor);
+    }
     void receive(const NUVNetioMessage &message, REDAWorker *worker) const;
 
     void follow(const NUVNetioInterfaceSnapshot &snapshot) override;
@@ -73,6 +78,7 @@ private:
 
     bool is_covered(const KOLS_Transport_Address_t &address) const;
     bool is_allowed(const KOLS_Transport_Address_t &address) const;
+    void give_back_gone_sockets();
     bool poll(netio::ReceiveSocket &socket);
     void drop_newest_socket();
 

@@ -33,12 +33,12 @@ struct COMMENDMessageListener {
 
 /** What a facade has done so far. */
 struct COMMENDFacadeStatistics {
-    NUV_UINT64 messagesReceived;  /**< RTPS messages, those passed over below included */
+    NUV_UINT64 messagesReceived;  /**< RTPS messages, those from itself included */
     NUV_UINT64 messagesFromSelf;  /**< carrying the participant's own GUID prefix */
     NUV_UINT64 datagramsRejected; /**< no RTPS message at all */
-    NUV_UINT64 messagesSent;
-    NUV_INT32 entryports;       /**< reservations held now */
-    NUV_INT32 receiveResources; /**< receive resources open, or not yet closed */
+    NUV_UINT64 messagesSent;      /**< each counts once for each destination it was sent to */
+    NUV_INT32 entryports;         /**< reservations held now */
+    NUV_INT32 receiveResources;   /**< receive resources open, or not yet closed */
 };
 
 /**
@@ -48,13 +48,14 @@ struct COMMENDFacade {
     /**
      * @brief Reserves a receive port.
      *
-     * Reservations of one facade for the same transport and port share a receive resource. Between
-     * facades a unicast port is exclusive.
+     * Reservations of one facade for the same transport and port, and the same group where it is
+     * multicast, share a receive resource. Between facades a unicast port is exclusive.
      *
      * @param entryportWROut receives the reservation; left invalid on failure.
      * @param locatorInfo    the locator, and the transports that may serve it: its own must be
      *                       among them (an empty list allows all).
-     * @return non-zero on success, 0 when the port is taken or could not be opened.
+     * @return non-zero on success, 0 when the port is taken or could not be opened, after a
+     * message.
      */
     int (*addEntryport)(struct COMMENDFacade *self, struct REDAWeakReference *entryportWROut,
                         const struct NUVNetioLocatorInfo *locatorInfo, struct REDAWorker *worker);
@@ -91,18 +92,23 @@ struct COMMENDFacade {
      * time-based logging threshold logs one warning with the measured time.
      * @return the number of destinations that it was sent to.
      */
-    NUV_INT32 (*sendMessage)
-    (struct COMMENDFacade *self, const NUV_UINT8 *data, NUV_UINT32 length,
-     struct REDAWorker *worker);
+    // The formatter takes the name of the type for that of a macro.
+    // clang-format off
+    NUV_INT32 (*sendMessage)(struct COMMENDFacade *self, const NUV_UINT8 *data, NUV_UINT32 length,
+                             struct REDAWorker *worker);
+    // clang-format on
 
     /**
      * @brief Waits until the receive resources given back so far are closed.
-     * @return non-zero when they are; 0 when @p timeout passed first.
+     * @return non-zero when they are; 0 when @p timeout passed first, or on the reactor's thread.
      */
     int (*flushEntryports)(struct COMMENDFacade *self, const struct NUVNtpTime *timeout,
                            struct REDAWorker *worker);
 
-    /** Where received messages go from now on; null members: nowhere. Copied. */
+    /**
+     * Where received messages go from now on; null members: nowhere. Copied. The former listener
+     * may still be at its last message when this returns.
+     */
     void (*setMessageListener)(struct COMMENDFacade *self,
                                const struct COMMENDMessageListener *listener,
                                struct REDAWorker *worker);

@@ -27,7 +27,8 @@ struct NUVEventActiveDatabase *NUVNetioRuntime_getEventDatabase(struct NUVNetioR
 
 /**
  * @brief Has @p event run once, @p delay from now. An event that is posted already keeps its
- * earlier deadline. Allocates nothing. Thread-safe; also from within an event.
+ * earlier deadline. An infinite delay never ends. Events run in the order of their deadlines.
+ * Allocates nothing. Thread-safe; also from within an event.
  */
 void NUVEventActiveDatabase_postEvent(struct NUVEventActiveDatabase *self, struct NUVEvent *event,
                                       const struct NUVNtpTime *delay);

@@ -36,9 +36,13 @@ struct NUVNetioTransportInfo {
 #define NUV_NETIO_INTERFACE_PATTERN_SIZE 64
 
 struct NUVNetioConfiguratorProperty {
-    /** Aliases of the transports to register. */
+    /** Aliases of the transports to register, "udpv4" and "udpv6"; none when it is empty. */
     struct NUVNetioAliasList transports;
-    /** Interfaces that may be used, by name or numeric address; none means all. */
+    /**
+     * Interfaces that may be used, by name ("eth0") or numeric address ("192.0.2.2", "fd00::2");
+     * none means all. One that does not exist now is a warning: it is used once it appears. The
+     * loopback interface may be used in any case, where there is no other.
+     */
     NUV_INT32 allowedInterfaceCount;
     char allowedInterfaces[NUV_NETIO_ALLOWED_INTERFACES_MAX][NUV_NETIO_INTERFACE_PATTERN_SIZE];
 };
@@ -85,8 +89,9 @@ NUVNetioConfigurator_getTransportClass(const struct NUVNetioConfigurator *self,
                                        const struct REDAWeakReference *handle);
 
 /**
- * @brief Takes over the runtime's newest interface snapshot. Makes no system call unless the kernel
- * has news. Non-zero when it differs from the one held before.
+ * @brief Takes over the runtime's newest interface snapshot.
+ * Makes no system call unless there have been events of the kernel that are not acted on yet.
+ * @return non-zero when it differs from the one held before; 0 also when memory ran out.
  */
 int NUVNetioConfigurator_refreshInterfaces(struct NUVNetioConfigurator *self,
                                            struct REDAWorker *worker);
@@ -128,9 +133,9 @@ struct NUVNetioMessage {
     KOLS_Transport_Port_t port; /**< the port that it arrived at */
 };
 
-/** Callbacks of a receive resource; they come on the reactor's thread. */
+/** Callbacks of a receive resource, each may be null; they come on the reactor's thread. */
 struct NUVNetioReceiveListener {
-    /** A message arrived. */
+    /** A message arrived. Comes until onClosed, also for a resource that has been released. */
     void (*onMessage)(void *param, const struct NUVNetioMessage *message,
                       struct REDAWorker *worker);
     /** The resource's sockets have been closed; it exists no more. Called exactly once. */
@@ -145,10 +150,12 @@ struct NUVNetioReceiveResource;
  *
  * A unicast port is bound to the wildcard address without address reuse, so that only one resource
  * in all processes holds it; when interfaces are restricted, each allowed address and loopback is
- * bound instead. A multicast group is bound with address reuse and joined on every usable
- * interface, also on those that appear later; an interface that refuses is a warning.
+ * bound instead, or none at all. A multicast group is bound with address reuse and joined on every
+ * usable interface, also on those that appear later; an interface that refuses is a warning. The
+ * loopback interface is joined while there is no other. A group's port cannot be a unicast port.
  *
- * @param locator  transport, port and, for multicast, the group.
+ * @param locator  transport, port (1 to 65535) and, for multicast, the group; the address of a
+ *                 unicast locator does not matter here.
  * @param listener copied.
  * @return null when a unicast port is taken (one local-status message says so) or on any other
  * failure (one error message).
@@ -159,7 +166,8 @@ struct NUVNetioReceiveResource *NUVNetioConfigurator_openReceiveResource(
 
 /**
  * @brief Makes sure that the resource receives for this locator's address.
- * Does something only when interfaces are restricted and the address is new. Non-zero on success.
+ * Does something only when interfaces are restricted and the address is new. Non-zero on success; 0
+ * when the address is none of an allowed interface or could not be bound, after a message.
  */
 int NUVNetioReceiveResource_cover(struct NUVNetioReceiveResource *self,
                                   const struct NUVNetioLocator *locator, struct REDAWorker *worker);
@@ -173,7 +181,10 @@ void NUVNetioReceiveResource_release(struct NUVNetioReceiveResource *self,
 
 /**
  * @brief Sends one message to a locator, from a socket that is opened for the first message of its
- * transport and kept. Non-zero when the kernel took it; on failure one error message.
+ * transport and kept. A message to a group goes over every interface that groups are joined on.
+ * Waits while the kernel's send buffer is full.
+ * @return non-zero when the kernel took it, for a group on at least one interface (a refusal of
+ * others is a warning); on failure one error message.
  */
 int NUVNetioConfigurator_send(struct NUVNetioConfigurator *self,
                               const struct NUVNetioLocator *destination, const NUV_UINT8 *data,

@@ -25,7 +25,7 @@ struct NUVNetioRuntime;
 struct NUVNetioRuntimeProperty {
     /** Where interface addresses come from. */
     struct NUVNetioInterfaceSource interfaceSource;
-    /** Non-zero to follow the kernel's link and address events. */
+    /** Non-zero to follow the kernel's link and address events; where it can't: one warning. */
     int watchInterfaces;
     /** How long a burst of interface events may last before it is acted on. */
     struct NUVNtpTime interfaceSettleTime;
@@ -64,7 +64,8 @@ int NUVNetioRuntime_flush(struct NUVNetioRuntime *self, const struct NUVNtpTime 
  * @brief The newest snapshot of the interfaces, retained for the caller.
  *
  * Events of the kernel that the reactor has not seen yet are taken into account: when there are
- * any, the interfaces are listed again first. Null when memory runs out.
+ * any, the interfaces are listed again first. (Listeners are told when the events have settled.)
+ * @return null when memory runs out; when the listing fails otherwise, the former snapshot.
  */
 const struct NUVNetioInterfaceSnapshot *
 NUVNetioRuntime_acquireInterfaces(struct NUVNetioRuntime *self);
@@ -72,7 +73,9 @@ NUVNetioRuntime_acquireInterfaces(struct NUVNetioRuntime *self);
 /**
  * @brief Lists the interfaces again, joins multicast groups on those that appeared and tells the
  * listeners when anything changed. What a settled burst of kernel events does by itself.
- * @return non-zero on success; 0 when the interfaces could not be listed: the old snapshot stays.
+ * While another thread is telling the listeners, that one tells them of this change too.
+ * @return non-zero on success; 0 when the interfaces could not be listed, after one warning: the
+ * old snapshot stays.
  */
 int NUVNetioRuntime_renewInterfaces(struct NUVNetioRuntime *self, struct REDAWorker *worker);
 
