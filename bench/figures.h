@@ -1,0 +1,57 @@
+/** @file figures.h  What was measured, and the table that closes a run. */
+#ifndef BENCH_FIGURES_H
+#define BENCH_FIGURES_H
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+constexpr double MICROSECONDS = 1e6;
+constexpr double MILLISECONDS = 1e3;
+constexpr double NANOSECONDS = 1e9;
+
+/** How many seconds @p action takes. */
+template <typename Action>
+double seconds_of(Action action) {
+    const auto begin = std::chrono::steady_clock::now();
+    action();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+}
+
+/** Samples of one quantity. Medians, because a busy machine disturbs single samples a lot. */
+class Series {
+public:
+    void add(double value) {
+        values_.push_back(value);
+    }
+    double median() const {
+        return percentile(50);
+    }
+    /** The sample that @p percent of all samples don't exceed; 0 when there is none. */
+    double percentile(int percent) const;
+
+private:
+    std::vector<double> values_;
+};
+
+/** A line of the closing table. */
+struct Row {
+    std::string what;
+    double value;
+    std::string unit = ""; /**< empty for a ratio */
+    std::optional<double> allowed = std::nullopt;
+};
+
+/** Adds a line, or replaces the one about the same thing. */
+void set_row(Row row);
+
+void print_rows(std::ostream &out);
+
+} // namespace bench
+
+#endif
