@@ -1,0 +1,225 @@
+#include "network.h"
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sched.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "process.h"
+
+namespace {
+
+class Descriptor {
+public:
+    explicit Descriptor(int value) : value_(value) {}
+    ~Descriptor() {
+        (void)close(value_);
+    }
+    Descriptor(const Descriptor &) = delete;
+    Descriptor &operator=(const Descriptor &) = delete;
+
+    int get() const {
+        return value_;
+    }
+
+private:
+    int value_;
+};
+
+/** An address as /proc/net shows it: words of the host's byte order in hexadecimal. */
+std::string address_text(const std::string &hexadecimal) {
+    std::array<std::uint32_t, 4> words{};
+    std::array<char, INET6_ADDRSTRLEN> text{};
+
+    for (std::size_t i = 0; i < hexadecimal.size() / 8; ++i) {
+        words.at(i) =
+            static_cast<std::uint32_t>(std::stoul(hexadecimal.substr(i * 8, 8), nullptr, 16));
+    }
+    (void)inet_ntop(hexadecimal.size() == 8 ? AF_INET : AF_INET6, words.data(), text.data(),
+                    text.size());
+    return text.data();
+}
+
+void list_sockets(const char *table, std::vector<Socket> &sockets) {
+    std::ifstream lines(table);
+    std::string line;
+
+    (void)std::getline(lines, line); // the heading
+    while (std::getline(lines, line)) {
+        // sl local remote st tx:rx tr:when retransmits uid timeout inode ref pointer drops
+        std::istringstream fields(line);
+        std::array<std::string, 13> field;
+
+        for (std::string &each : field) {
+            fields >> each;
+        }
+        const std::size_t colon = field[1].find(':');
+
+        sockets.push_back(
+            {address_text(field[1].substr(0, colon)),
+             static_cast<unsigned>(std::stoul(field[1].substr(colon + 1), nullptr, 16)),
+             std::stoull(field[4].substr(field[4].find(':') + 1), nullptr, 16),
+             std::stoull(field[12])});
+    }
+}
+
+bool enter_new_network() {
+    // An ordinary user may have a network in a user namespace of his own.
+    return unshare(CLONE_NEWNET) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0;
+}
+
+} // namespace
+
+std::vector<Socket> udp_sockets() {
+    std::vector<Socket> sockets;
+
+    list_sockets("/proc/thread-self/net/udp", sockets);
+    list_sockets("/proc/thread-self/net/udp6", sockets);
+    return sockets;
+}
+
+std::set<unsigned> udp_ports() {
+    std::set<unsigned> ports;
+
+    for (const Socket &socket : udp_sockets()) {
+        ports.insert(socket.port);
+    }
+    return ports;
+}
+
+std::set<std::string> addresses_of_port(unsigned port) {
+    std::set<std::string> addresses;
+
+    for (const Socket &socket : udp_sockets()) {
+        if (socket.port == port) {
+            addresses.insert(socket.address);
+        }
+    }
+    return addresses;
+}
+
+std::uint64_t datagrams_received() {
+    std::uint64_t sum = 0;
+    std::ifstream lines("/proc/thread-self/net/snmp");
+    std::string word;
+
+    while (lines >> word) { // "Udp: InDatagrams ...", then "Udp: 12 ..."
+        std::uint64_t number = 0;
+
+        if (word == "Udp:" && lines >> number) {
+            sum += number;
+        }
+        lines.clear();
+    }
+    std::ifstream lines6("/proc/thread-self/net/snmp6");
+
+    while (lines6 >> word) {
+        std::uint64_t number = 0;
+
+        if (word == "Udp6InDatagrams" && lines6 >> number) {
+            sum += number;
+        }
+    }
+    return sum;
+}
+
+void ip(const std::vector<std::string> &arguments) {
+    std::vector<std::string> command = {"ip"};
+
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    Process process(command);
+
+    if (process.wait().code != 0) {
+        throw std::runtime_error("ip failed: " + process.errors());
+    }
+}
+
+void add_interface(const std::string &name, const std::vector<std::string> &addresses) {
+    ip({"link", "add", name, "type", "veth", "peer", "name", name + "peer"});
+    for (const std::string &address : addresses) {
+        if (address.find(':') == std::string::npos) {
+            ip({"address", "add", address, "dev", name});
+        } else {
+            ip({"address", "add", address, "dev", name, "nodad"});
+        }
+    }
+    ip({"link", "set", name + "peer", "up"});
+    ip({"link", "set", name, "up"});
+}
+
+void NetworkTest::SetUp() {
+    if (!enter_new_network()) {
+        GTEST_SKIP() << "a network of the test's own is not allowed here: " << strerror(errno);
+    }
+    ip({"link", "set", "lo", "up"});
+}
+
+void HostTest::SetUp() {
+    NetworkTest::SetUp();
+    if (!IsSkipped()) {
+        add_interface("net0", {"192.0.2.2/24"});
+    }
+}
+
+Endpoint parse_locator(const std::string &locator) {
+    const std::size_t slashes = locator.find("//");
+    const std::size_t colon = locator.rfind(':');
+    std::string address = locator.substr(slashes + 2, colon - slashes - 2);
+
+    if (address.front() == '[') {
+        address = address.substr(1, address.size() - 2);
+    }
+    return {address, static_cast<unsigned>(std::stoul(locator.substr(colon + 1)))};
+}
+
+bool send_datagram(const std::string &locator, const std::string &interface) {
+    const Endpoint endpoint = parse_locator(locator);
+    const std::string data = "not an RTPS message";
+    const int index = static_cast<int>(if_nametoindex(interface.c_str()));
+    int family = AF_INET;
+    union {
+        sockaddr any;
+        sockaddr_in v4;
+        sockaddr_in6 v6;
+    } address = {};
+    socklen_t length = sizeof address.v4;
+
+    if (inet_pton(AF_INET, endpoint.address.c_str(), &address.v4.sin_addr) == 1) {
+        address.v4.sin_family = AF_INET;
+        address.v4.sin_port = htons(static_cast<std::uint16_t>(endpoint.port));
+    } else if (inet_pton(AF_INET6, endpoint.address.c_str(), &address.v6.sin6_addr) == 1) {
+        family = AF_INET6;
+        length = sizeof address.v6;
+        address.v6.sin6_family = AF_INET6;
+        address.v6.sin6_port = htons(static_cast<std::uint16_t>(endpoint.port));
+    } else {
+        throw std::runtime_error("no locator: " + locator);
+    }
+    const Descriptor sender(socket(family, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const ip_mreqn request = {{}, {}, index};
+
+    if (family == AF_INET) {
+        (void)setsockopt(sender.get(), IPPROTO_IP, IP_MULTICAST_IF, &request, sizeof request);
+    } else {
+        (void)setsockopt(sender.get(), IPPROTO_IPV6, IPV6_MULTICAST_IF, &index, sizeof index);
+    }
+    if (connect(sender.get(), &address.any, length) != 0 ||
+        send(sender.get(), data.data(), data.size(), 0) != static_cast<ssize_t>(data.size())) {
+        throw std::runtime_error("cannot send to " + locator + ": " + strerror(errno));
+    }
+    int error = 0;
+    socklen_t size = sizeof error;
+
+    // On one host a refusal is back before send returns.
+    (void)getsockopt(sender.get(), SOL_SOCKET, SO_ERROR, &error, &size);
+    return error != ECONNREFUSED;
+}
