@@ -126,7 +126,11 @@ bool Process::wait_until_signals_are_held() {
         return held() || output().find("Joined") != std::string::npos;
     };
 
-    return eventually([&] { return held_or_waiting() || has_ended(); }) && held_or_waiting();
+    // Asked once: a moment later the thread may hold all signals, in order to start another.
+    bool is_held = false;
+
+    (void)eventually([&] { return (is_held = held_or_waiting()) || has_ended(); });
+    return is_held;
 }
 
 void Process::send(int signal) const {

@@ -162,7 +162,8 @@ DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
 /**
  * @brief Has the participant's locators follow the host's interfaces now.
  *
- * It happens by itself soon after the interfaces change; this is for who does not want to wait.
+ * It happens by itself soon after the interfaces change; this is for who does not want to wait
+ * until a burst of changes has settled.
  *
  * @return DDS_RETCODE_OK; DDS_RETCODE_NOT_ENABLED before the participant is enabled;
  * DDS_RETCODE_BAD_PARAMETER; or why the locators could not be updated.

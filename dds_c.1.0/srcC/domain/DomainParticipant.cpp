@@ -725,11 +725,8 @@ DDS_ReturnCode_t DDS_DomainParticipant_update_locators(DDS_DomainParticipant *se
         return DDS_RETCODE_BAD_PARAMETER;
     }
     CallWorker worker(self->resources.workerFactory);
-    DDS_ReturnCode_t result = DDS_RETCODE_OK;
+    const DDS_ReturnCode_t result = update_locators(self, worker.get());
 
-    /* What the kernel has reported up to now counts. */
-    NUVNetioInterfaceSnapshot_release(NUVNetioRuntime_acquireInterfaces(self->resources.runtime));
-    result = update_locators(self, worker.get());
     if (result == DDS_RETCODE_NOT_ENABLED) {
         DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
                     "cannot update the locators: the participant is not enabled");
