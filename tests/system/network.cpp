@@ -11,6 +11,7 @@
 #include <net/if.h>
 #include <netinet/in.h>
 #include <sched.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -143,6 +144,16 @@ void ip(const std::vector<std::string> &arguments) {
     }
 }
 
+/** Whether an interface has a carrier, which comes a moment after it was set up. */
+static bool is_running(const std::string &name) {
+    const int any = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    ifreq request{};
+    name.copy(request.ifr_name, sizeof request.ifr_name - 1);
+    const bool known = ioctl(any, SIOCGIFFLAGS, &request) == 0;
+    close(any);
+    return known && (request.ifr_flags & IFF_UP) != 0 && (request.ifr_flags & IFF_RUNNING) != 0;
+}
+
 void add_interface(const std::string &name, const std::vector<std::string> &addresses) {
     ip({"link", "add", name, "type", "veth", "peer", "name", name + "peer"});
     for (const std::string &address : addresses) {
@@ -154,6 +165,7 @@ void add_interface(const std::string &name, const std::vector<std::string> &addr
     }
     ip({"link", "set", name + "peer", "up"});
     ip({"link", "set", name, "up"});
+    EXPECT_TRUE(eventually([&] { return is_running(name); })) << name;
 }
 
 void NetworkTest::SetUp() {
