@@ -36,10 +36,9 @@ bool LinkWatch::take_events() {
     constexpr int EVENTS_PER_TURN = 256;
     bool any = false;
     for (int i = 0; i < EVENTS_PER_TURN; ++i) {
-        if (recv(descriptor_.get(), event.data(), event.size(), 0) >= 0) {
+        const bool is_event = recv(descriptor_.get(), event.data(), event.size(), 0) >= 0;
+        if (is_event || errno == ENOBUFS) { // the latter: events were lost
             any = true;
-        } else if (errno == ENOBUFS) {
-            any = true; // events were lost
         } else if (errno != EINTR) {
             break;
         }

@@ -100,7 +100,7 @@ private:
     static void close_all(Returned *first, REDAWorker *worker);
     void answer(NUV_UINT64 ticket);
 
-    static constexpr std::size_t LARGEST_MESSAGE = 64 * 1024; // as large as a datagram can be
+    static constexpr std::size_t LARGEST_MESSAGE = 65536; // as large as a datagram can be
 
     NUVEventActiveDatabase &events_;
     Descriptor epoll_;
