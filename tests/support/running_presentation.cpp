@@ -6,6 +6,45 @@
 
 namespace support {
 
+void expectDefault(const PRESParticipantProperty &property) {
+    const PRESParticipantParameter &is = property.parameter;
+    const PRESParticipantParameter &normal = PARTICIPANT_PROPERTY_DEFAULT.parameter;
+    const COMMENDFacadeProperty &facade = property.facadeProperty.parent;
+
+    EXPECT_EQ(facade.guidPrefix.hostId, 0u);
+    EXPECT_EQ(facade.messageGenerator.gatherSendBufferCountMax,
+              COMMEND_GATHER_SEND_BUFFER_COUNT_MAX_DEFAULT);
+    EXPECT_EQ(facade.jobDispatcher.executionThreadDestructionTimeout,
+              COMMEND_EXECUTION_THREAD_DESTRUCTION_TIMEOUT_DEFAULT);
+    EXPECT_EQ(facade.receiver.processMessageTimeBasedLoggingExplicitPorts, nullptr);
+    EXPECT_EQ(is.domainId, normal.domainId);
+    EXPECT_EQ(is.reachabilityLeaseDuration.sec, normal.reachabilityLeaseDuration.sec);
+    EXPECT_EQ(is.reachabilityLeaseDuration.frac, normal.reachabilityLeaseDuration.frac);
+    EXPECT_EQ(is.userData._buffer, nullptr);
+    EXPECT_EQ(is.propertyList.data._buffer, nullptr);
+    EXPECT_EQ(is.propertyList.strings._buffer, nullptr);
+    EXPECT_EQ(is.entityName.hasName, 0);
+    EXPECT_EQ(is.entityName.hasRoleName, 0);
+    EXPECT_EQ(is.autoenableCreatedEntities, normal.autoenableCreatedEntities);
+    EXPECT_EQ(is.transportBuiltinMask, normal.transportBuiltinMask);
+    EXPECT_EQ(is.participantIndex, normal.participantIndex);
+    EXPECT_EQ(is.builtinDiscoveryPlugins, normal.builtinDiscoveryPlugins);
+    EXPECT_EQ(is.resourceLimits.userDataMaxLength, normal.resourceLimits.userDataMaxLength);
+    for (const PRESLocatorQosPolicy *list :
+         {&is.defaultUnicastLocator, &is.metatrafficUnicastLocator}) {
+        EXPECT_EQ(list->count, 0);
+        EXPECT_EQ(list->locatorList[15].transport, KOLS_TRANSPORT_CLASSID_INVALID);
+    }
+    for (const PRESReducedLocatorQosPolicy *list :
+         {&is.defaultMulticastLocator, &is.metatrafficMulticastLocator}) {
+        EXPECT_EQ(list->count, 0);
+        EXPECT_EQ(list->locatorList[3].transport, KOLS_TRANSPORT_CLASSID_INVALID);
+    }
+    EXPECT_EQ(property.authenticationTimeThreshold.sec,
+              PARTICIPANT_PROPERTY_DEFAULT.authenticationTimeThreshold.sec);
+    EXPECT_EQ(property.directedWriteGuidSerializationKind, 0);
+}
+
 void wantForWorkerOnly(REDAWorker &worker, NUV_UINT32 level) {
     NUVLog_storeMask(&DDSLog_g_instrumentationMask, 0);
     NUVLog_storeMask(&NUVLog_g_categoryMask[level], 4);
@@ -22,8 +61,8 @@ void forbidDomain() {
                      NUVLog_loadMask(&DDSLog_g_submoduleMask) & ~DDS_LOG_SUBMODULE_DOMAIN);
 }
 
-SetupBuffers::SetupBuffers(Recorder &recorder) : recorder_(recorder) {
-    recorder_.replace(
+SetupBuffers::SetupBuffers(Recorder &recorder) {
+    recorder.replace(
         "DDS_DomainParticipantQos_setup_presentation_qosI",
         [this](const DDS_DomainParticipantQos *qos, PRESParticipantProperty *property,
                DDS_Long maxLength, DDS_Long maxPropertyLength,
@@ -35,13 +74,17 @@ SetupBuffers::SetupBuffers(Recorder &recorder) : recorder_(recorder) {
                         property->parameter.propertyList.strings._buffer};
             return result;
         });
+    recorder.replace("DDS_DomainParticipantQos_finalize_presentation_qosI",
+                     [this](PRESParticipantProperty *property) -> DDS_ReturnCode_t {
+                         (void)DDS_DomainParticipantQos_finalize_presentation_qosI(property);
+                         buffers_.clear();
+                         return result_;
+                     });
 }
 
 void SetupBuffers::free() {
     for (void *buffer : buffers_) {
-        if (recorder_.isLive(buffer)) {
-            NUVOsapiHeap_freeArray(buffer);
-        }
+        NUVOsapiHeap_freeArray(buffer);
     }
     buffers_.clear();
 }
@@ -86,11 +129,7 @@ PRESParticipantProperty RunningPresentation::running() {
 }
 
 void RunningPresentation::failFinalize() {
-    recorder.replace("DDS_DomainParticipantQos_finalize_presentation_qosI",
-                     [](PRESParticipantProperty *property) -> DDS_ReturnCode_t {
-                         (void)DDS_DomainParticipantQos_finalize_presentation_qosI(property);
-                         return DDS_RETCODE_ERROR;
-                     });
+    setupBuffers->failFinalize();
 }
 
 void RunningPresentation::setUserData(const std::vector<DDS_Octet> &octets) {

@@ -22,6 +22,9 @@
 
 namespace support {
 
+/** The property has its defaults, whatever buffers it was lent. */
+void expectDefault(const PRESParticipantProperty &property);
+
 /** Forbids every message of the module, except this level for what the worker does. */
 void wantForWorkerOnly(REDAWorker &worker, NUV_UINT32 level);
 
@@ -32,7 +35,7 @@ void forbidDomain();
 
 /**
  * Keeps track of the buffers that are set up in a property for what is to be read, so that a test
- * in which they are not given back can free them.
+ * in which they are not given back, because that call was made to fail, can free them.
  */
 class SetupBuffers {
 public:
@@ -43,11 +46,16 @@ public:
     SetupBuffers(const SetupBuffers &) = delete;
     SetupBuffers &operator=(const SetupBuffers &) = delete;
 
+    /** From now on they are given back, and yet a failure is reported. */
+    void failFinalize() {
+        result_ = DDS_RETCODE_INCONSISTENT_POLICY;
+    }
+
     void free();
 
 private:
-    Recorder &recorder_;
-    std::vector<void *> buffers_;
+    std::vector<void *> buffers_; // not given back yet
+    DDS_ReturnCode_t result_ = DDS_RETCODE_OK;
 };
 
 class RunningPresentation : public PresentationFixture {

@@ -91,9 +91,7 @@ TEST_F(SetQos, ReadsIntoADefaultPropertyWithAnEmptyPartitionBuffer) {
     EXPECT_EQ(set(), DDS_RETCODE_OK);
     EXPECT_EQ(partition, "");
     EXPECT_EQ(property.parameter.partitionQosPolicy.name._maximum, 256);
-    property.parameter.partitionQosPolicy =
-        PARTICIPANT_PROPERTY_DEFAULT.parameter.partitionQosPolicy;
-    EXPECT_EQ(std::memcmp(&property, &PARTICIPANT_PROPERTY_DEFAULT, sizeof property), 0);
+    expectDefault(property);
 }
 
 TEST_F(SetQos, DoesNotNeedAWorker) {

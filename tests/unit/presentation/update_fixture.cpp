@@ -1,7 +1,5 @@
 #include "update_fixture.h"
 
-#include "infrastructure/DomainParticipantQos_internal.h"
-
 using namespace support;
 
 void Update::SetUp() {
@@ -57,11 +55,7 @@ DDS_ReturnCode_t Update::update(int participantIndex) {
 }
 
 void Update::failFinalize() {
-    recorder.replace("DDS_DomainParticipantQos_finalize_presentation_qosI",
-                     [](PRESParticipantProperty *property) -> DDS_ReturnCode_t {
-                         (void)DDS_DomainParticipantQos_finalize_presentation_qosI(property);
-                         return DDS_RETCODE_INCONSISTENT_POLICY;
-                     });
+    setupBuffers->failFinalize();
 }
 
 Message changeLine(const std::string &list, const std::string &before, const std::string &now) {
