@@ -3,10 +3,6 @@
 # The static library nuvdds_NAME, alias nuvdds::NAME. Whoever links it sees INCLUDE_ROOT and the
 # targets BELOW; it sees nothing above, so that an include that goes up does not compile.
 function(nuvdds_library name include_root below)
-    if(NOT ARGN)
-        file(CONFIGURE OUTPUT no_source_yet.cpp CONTENT "")
-        set(ARGN ${CMAKE_CURRENT_BINARY_DIR}/no_source_yet.cpp)
-    endif()
     add_library(nuvdds_${name} STATIC ${ARGN})
     add_library(nuvdds::${name} ALIAS nuvdds_${name})
     target_include_directories(nuvdds_${name} PUBLIC ${include_root})

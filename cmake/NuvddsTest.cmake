@@ -13,12 +13,10 @@ function(nuvdds_test directory)
     file(GLOB sources CONFIGURE_DEPENDS ${directory}/*.cpp ${directory}/*.c)
     file(GLOB wraps CONFIGURE_DEPENDS ${directory}/wraps.txt)
     file(GLOB serial CONFIGURE_DEPENDS ${directory}/serial)
-    if(NOT sources)
-        return()
-    endif()
 
     add_executable(test_${name} ${sources})
     target_link_libraries(test_${name} PRIVATE nuvdds_test_support GTest::gtest_main)
+    target_precompile_headers(test_${name} REUSE_FROM nuvdds_test_support)
 
     if(wraps)
         set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${wraps})

@@ -32,9 +32,9 @@ protected:
         NUVNetioReceiveResource_release(resource, runtime.worker());
     }
 
+    net::Inbox inbox; // goes last, when the runtime has closed everything
     net::Runtime runtime;
     net::Configurator configurator{runtime};
-    net::Inbox inbox;
     const int port = net::free_port();
 };
 
