@@ -20,8 +20,6 @@ if(NUVDDS_SANITIZE)
     list(JOIN NUVDDS_SANITIZE "," sanitizers)
     add_compile_options(-fsanitize=${sanitizers} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${sanitizers})
-    # With instrumentation in between, g++ no longer follows what is initialized where.
-    add_compile_options($<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
 endif()
 
 if(NUVDDS_COVERAGE)
