@@ -192,7 +192,7 @@ NUVNetioConfigurator_getTransportClass(const struct NUVNetioConfigurator *self,
 
 int NUVNetioConfigurator_refreshInterfaces(struct NUVNetioConfigurator *self,
                                            struct REDAWorker * /*worker*/) {
-    return static_cast<int>(self->take_over(self->runtime->refresh_interfaces()));
+    return static_cast<int>(self->take_over(self->runtime->acquire_interfaces()));
 }
 
 void NUVNetioConfigurator_getEnabledAliases(const struct NUVNetioConfigurator *self,

@@ -6,6 +6,7 @@
 
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
+#include <poll.h>
 #include <sys/socket.h>
 
 namespace netio {
@@ -29,6 +30,11 @@ bool LinkWatch::open() {
 }
 
 bool LinkWatch::take_events() {
+    // Most often there is none, and to look is cheaper than to try to receive one.
+    pollfd readable{descriptor_.get(), POLLIN, 0};
+    if (poll(&readable, 1, 0) <= 0) {
+        return false;
+    }
     // Only that something happened counts: the interfaces are listed anew in any case. So the rest
     // of an event that does not fit may go.
     std::array<char, 512> event;

@@ -105,10 +105,6 @@ bool NUVNetioRuntime::renew_interfaces(REDAWorker *worker) {
 
 HeldSnapshot NUVNetioRuntime::acquire_interfaces() {
     take_link_events();
-    return refresh_interfaces();
-}
-
-HeldSnapshot NUVNetioRuntime::refresh_interfaces() {
     // The listeners are told when the burst has settled: they are not to be called from here, where
     // the caller may hold its locks.
     if (interfaces.has_news()) {

@@ -210,36 +210,11 @@ TEST_F(FacadeEntryportTest, CheckOfAnUnknownTransportFailsAndLeavesTheOutput) {
     }
 }
 
-/** Keeps the reactor's thread busy until it is let go. */
-class Blocker {
-public:
-    explicit Blocker(const net::Runtime &runtime) {
-        const NUVNtpTime now = NUV_NTP_TIME_ZERO;
-        NUVEventActiveDatabase_postEvent(NUVNetioRuntime_getEventDatabase(runtime.runtime), &event_,
-                                         &now);
-        EXPECT_TRUE(net::eventually([this] { return started_.load(); }));
-    }
-    void let_go() {
-        let_go_ = true;
-    }
-
-private:
-    static void on_time(void *param, REDAWorker *) {
-        auto *self = static_cast<Blocker *>(param);
-        self->started_ = true;
-        EXPECT_TRUE(net::eventually([self] { return self->let_go_.load(); }));
-    }
-
-    std::atomic<bool> started_{false};
-    std::atomic<bool> let_go_{false};
-    NUVEvent event_{on_time, this, 0, nullptr, 0};
-};
-
 TEST_F(FacadeEntryportTest, RemovedPortIsActiveUntilItIsClosed) {
     const NUVNtpTime short_time = {0, 0x04000000};
     const REDAWeakReference handle = facade.handle(KOLS_TRANSPORT_CLASSID_UDPv4);
     reference = facade.add(unicast());
-    Blocker blocker(runtime);
+    net::Blocker blocker(runtime);
     facade.remove(reference);
     EXPECT_TRUE(facade.is_active());
     EXPECT_TRUE(facade.is_active(&handle));
@@ -255,9 +230,8 @@ TEST_F(FacadeEntryportTest, RemovedPortIsActiveUntilItIsClosed) {
 TEST_F(FacadeEntryportTest, FlushReturnsAtOnceWhenNothingWasGivenBack) {
     const NUVNtpTime no_time = NUV_NTP_TIME_ZERO;
     facade.add(unicast());
-    Blocker blocker(runtime);
+    net::Blocker blocker(runtime);
     EXPECT_NE(facade.self->flushEntryports(facade.self, &no_time, runtime.worker()), 0);
-    blocker.let_go();
 }
 
 // ---- the end

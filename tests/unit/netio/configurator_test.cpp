@@ -134,6 +134,7 @@ TEST(ConfiguratorTest, NoMemoryForANewSnapshotGivesNull) {
     property.interfaceSettleTime = {100, 0};
     net::Runtime runtime(property);
     const LogCapture log;
+    faults::pretend_event();
     faults::fail_call("recv", 1, ENOBUFS);
     faults::fail_allocation(4); // the configurator, its handles twice, the snapshot
     EXPECT_EQ(NUVNetioConfigurator_new(nullptr, runtime.runtime, runtime.worker()), nullptr);

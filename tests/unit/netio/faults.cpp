@@ -7,8 +7,10 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include <ifaddrs.h>
+#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -33,6 +35,7 @@ thread_local int allocations_left = 0;
 thread_local int allocations_seen = 0;
 thread_local int calls_left = 0;
 thread_local int calls_error = 0;
+thread_local bool pretends_event = false;
 
 bool take_one_of_thread() {
     if (calls_left == 0 || --calls_left != 0) {
@@ -79,6 +82,10 @@ void fail_any_call(int nth, int error) {
     calls_error = error;
 }
 
+void pretend_event() {
+    pretends_event = true;
+}
+
 bool happened() {
     return has_happened;
 }
@@ -101,6 +108,7 @@ void clear() {
     allocations_left = 0;
     allocations_seen = 0;
     calls_left = 0;
+    pretends_event = false;
 }
 
 namespace {
@@ -148,6 +156,16 @@ int __real_getifaddrs(ifaddrs **out);
 int __wrap_getifaddrs(ifaddrs **out);
 int __wrap_getifaddrs(ifaddrs **out) {
     return faults::fails("getifaddrs") ? -1 : __real_getifaddrs(out);
+}
+
+int __real_poll(pollfd *descriptors, nfds_t number, int timeout);
+int __wrap_poll(pollfd *descriptors, nfds_t number, int timeout);
+int __wrap_poll(pollfd *descriptors, nfds_t number, int timeout) {
+    if (std::exchange(faults::pretends_event, false)) {
+        descriptors[0].revents = POLLIN;
+        return 1;
+    }
+    return faults::fails("poll") ? -1 : __real_poll(descriptors, number, timeout);
 }
 
 ssize_t __real_recv(int descriptor, void *buffer, size_t size, int flags);

@@ -14,6 +14,9 @@ void fail_call(std::string_view function, int nth, int error);
 /** Has the n-th call of the calling thread from now on fail, whichever wrapped function it is. */
 void fail_any_call(int nth, int error);
 
+/** Has the next poll of the calling thread find its first descriptor readable. */
+void pretend_event();
+
 /** Whether the last fault that was asked for has come. */
 bool happened();
 

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
@@ -203,6 +204,39 @@ private:
         runtime = NUVNetioRuntime_new(property, factories.threads, factories.workers);
         EXPECT_NE(runtime, nullptr);
     }
+};
+
+/** Keeps the reactor's thread busy until it is let go. */
+class Blocker {
+public:
+    explicit Blocker(const Runtime &runtime)
+        : events_(NUVNetioRuntime_getEventDatabase(runtime.runtime)) {
+        const NUVNtpTime now = NUV_NTP_TIME_ZERO;
+        NUVEventActiveDatabase_postEvent(events_, &event_, &now);
+        EXPECT_TRUE(eventually([this] { return started_.load(); }));
+    }
+    ~Blocker() {
+        let_go();
+        NUVEventActiveDatabase_cancelEvent(events_, &event_); // waits until it has ended
+    }
+    Blocker(const Blocker &) = delete;
+    Blocker &operator=(const Blocker &) = delete;
+
+    void let_go() {
+        let_go_ = true;
+    }
+
+private:
+    static void on_time(void *param, REDAWorker * /*worker*/) {
+        auto *self = static_cast<Blocker *>(param);
+        self->started_ = true;
+        EXPECT_TRUE(eventually([self] { return self->let_go_.load(); }));
+    }
+
+    NUVEventActiveDatabase *const events_;
+    std::atomic<bool> started_{false};
+    std::atomic<bool> let_go_{false};
+    NUVEvent event_{on_time, this, 0, nullptr, 0};
 };
 
 inline NUVNetioConfiguratorProperty

@@ -90,7 +90,7 @@ NUVNetioConfigurator_getTransportClass(const struct NUVNetioConfigurator *self,
 
 /**
  * @brief Takes over the runtime's newest interface snapshot.
- * Makes no system call unless there have been events of the kernel that are not acted on yet.
+ * Its only system call is a poll, unless there are events of the kernel that are not acted on yet.
  * @return non-zero when it differs from the one held before; 0 also when memory ran out.
  */
 int NUVNetioConfigurator_refreshInterfaces(struct NUVNetioConfigurator *self,
