@@ -153,12 +153,15 @@ DDS_ReturnCode_t PresentationFixture::initialize() {
 }
 
 DDS_ReturnCode_t PresentationFixture::initialize(DDS_DomainParticipantPresentation *record) {
-    return DDS_DomainParticipantPresentation_initialize(
+    isInitializing_ = true;
+    const DDS_ReturnCode_t result = DDS_DomainParticipantPresentation_initialize(
         record, factory, arguments.domainId, &qos, &guid, arguments.threadParticipantId.data(),
         arguments.participantIndexSpecified, arguments.listener, arguments.mask, activeDatabase,
         &concurrency, &clock, &timestampClock, configurator, workerFactory, arguments.security,
         arguments.securityTokens, arguments.overheads, recvThreadFactory, eventThreadFactory,
         asynchPubThreadFactory, arguments.isWorkerNull ? nullptr : worker);
+    isInitializing_ = false;
+    return result;
 }
 
 void PresentationFixture::finalize() {
@@ -167,7 +170,6 @@ void PresentationFixture::finalize() {
 }
 
 void PresentationFixture::setProperty(const char *property, const char *value) {
-    char *const kept = trackedPorts_; // the policy duplicates its texts too
     ASSERT_EQ(DDS_PropertyQosPolicyHelper_assert_property(
                   &qos.property, property, value == nullptr ? "" : value, DDS_BOOLEAN_FALSE),
               DDS_RETCODE_OK);
@@ -176,7 +178,6 @@ void PresentationFixture::setProperty(const char *property, const char *value) {
         DDS_String_free(one->value);
         one->value = nullptr;
     }
-    trackedPorts_ = kept;
 }
 
 void PresentationFixture::nameRecord(const DDS_DomainParticipantPresentation &record,
@@ -215,20 +216,30 @@ void PresentationFixture::keepBuffers() {
                      [this](const DDS_DomainParticipantQos *src, PRESParticipantProperty *dst) {
                          const DDS_ReturnCode_t result =
                              DDS_DomainParticipantQos_to_participant_property(src, dst);
-                         propertyList_ = dst->parameter.propertyList.data._buffer;
+                         if (isInitializing_) {
+                             propertyList_ = dst->parameter.propertyList.data._buffer;
+                         }
                          return result;
                      });
-    recorder.replace("DDS_String_dup",
-                     [this](const char *text) { return trackedPorts_ = DDS_String_dup(text); });
+    recorder.replace("DDS_String_dup", [this](const char *text) {
+        char *const duplicate = DDS_String_dup(text);
+        if (isInitializing_) { // a test duplicates texts too, for its QoS
+            trackedPorts_ = duplicate;
+        }
+        return duplicate;
+    });
+    recorder.onFree([this](const void *block) {
+        if (block == propertyList_) {
+            propertyList_ = nullptr;
+        } else if (block == trackedPorts_) {
+            trackedPorts_ = nullptr;
+        }
+    });
 }
 
 void PresentationFixture::freeBuffers() {
-    if (recorder.isLive(propertyList_)) {
-        NUVOsapiHeap_freeArray(propertyList_);
-    }
-    if (recorder.isLive(trackedPorts_)) {
-        DDS_String_free(trackedPorts_);
-    }
+    NUVOsapiHeap_freeArray(propertyList_);
+    DDS_String_free(trackedPorts_);
 }
 
 void PresentationFixture::keepProperty() {

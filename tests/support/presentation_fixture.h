@@ -135,8 +135,9 @@ protected:
     std::optional<Given> given;
 
 private:
-    PRESProperty *propertyList_ = nullptr;
-    char *trackedPorts_ = nullptr;
+    bool isInitializing_ = false;
+    PRESProperty *propertyList_ = nullptr; // not given back yet
+    char *trackedPorts_ = nullptr;         // not given back yet
 };
 
 } // namespace support

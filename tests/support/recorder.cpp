@@ -194,6 +194,9 @@ void Recorder::removeBlock(const void *block) {
             return begin <= name.object && name.object < end;
         });
         blocks_.erase(found);
+        if (onFree_) {
+            onFree_(block);
+        }
     }
 }
 

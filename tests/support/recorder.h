@@ -132,9 +132,12 @@ public:
     /** Called with each block of a type that the code under test allocates, and its name. */
     void onBlock(std::string type, std::function<void(void *, const std::string &)> visitor);
 
-    /** Whether a block that was allocated since the recorder was made has not been freed. */
-    bool isLive(const void *block) const {
-        return blocks_.contains(block);
+    /**
+     * Called with each block that was allocated since the recorder was made, as it is freed. A
+     * pointer that was kept means nothing from then on: another block may have its address.
+     */
+    void onFree(std::function<void(const void *)> visitor) {
+        onFree_ = std::move(visitor);
     }
 
     /** The calling thread's recorder, or null. */
@@ -195,6 +198,7 @@ private:
     std::map<std::string, int, std::less<>> numbers_; // made-up names, by type
     std::map<std::string, Steering, std::less<>> steerings_;
     std::map<std::string, std::function<void(void *, const std::string &)>> onBlock_;
+    std::function<void(const void *)> onFree_;
     std::map<const void *, Block> blocks_; // allocated since the recorder was made
     std::map<COMMENDFacade *, std::unique_ptr<RecordingFacade>> facades_;
     std::unique_ptr<RecordingFacade> scripted_;

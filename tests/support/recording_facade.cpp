@@ -1,5 +1,7 @@
 #include "support/recording_facade.h"
 
+#include <type_traits>
+
 #include "support/call_site.h"
 
 namespace support {
@@ -16,16 +18,33 @@ REDAWeakReferenceManager *scriptedManager() {
     return reinterpret_cast<REDAWeakReferenceManager *>(&manager);
 }
 
+/** Calls a slot of the facade behind @p facade; @p otherwise is the answer of none. */
+template <typename R, typename... A>
+R passOn(R (*COMMENDFacade::*slot)(COMMENDFacade *, A...), std::type_identity_t<R> otherwise,
+         COMMENDFacade *facade, std::type_identity_t<A>... arguments) {
+    COMMENDFacade *real = itself(facade)->real;
+    return real == nullptr ? otherwise : (real->*slot)(real, arguments...);
+}
+
 using AddEntryport = int(COMMENDFacade *, REDAWeakReference *, const NUVNetioLocatorInfo *,
                          REDAWorker *);
 using RemoveEntryport = int(COMMENDFacade *, REDAWeakReference *, REDAWorker *);
 using CheckEntryports = int(COMMENDFacade *, int *, const REDAWeakReference *, REDAWorker *);
-using RemoveDestination = int(COMMENDFacade *, const NUVNetioLocator *, REDAWorker *);
+using ChangeDestination = int(COMMENDFacade *, const NUVNetioLocator *, REDAWorker *);
+using SendMessage = NUV_INT32(COMMENDFacade *, const NUV_UINT8 *, NUV_UINT32, REDAWorker *);
+using FlushEntryports = int(COMMENDFacade *, const NUVNtpTime *, REDAWorker *);
+using SetMessageListener = void(COMMENDFacade *, const COMMENDMessageListener *, REDAWorker *);
+using GetStatistics = void(COMMENDFacade *, COMMENDFacadeStatistics *, REDAWorker *);
 
 const Site<AddEntryport> site_add("COMMENDFacade.addEntryport", Failing::YES);
 const Site<RemoveEntryport> site_remove("COMMENDFacade.removeEntryport", Failing::BY_NAME);
 const Site<CheckEntryports> site_check("COMMENDFacade.checkEntryports", Failing::YES);
-const Site<RemoveDestination> site_forget("COMMENDFacade.removeDestination", Failing::BY_NAME);
+const Site<ChangeDestination> site_forget("COMMENDFacade.removeDestination", Failing::BY_NAME);
+const Site<ChangeDestination> site_learn("COMMENDFacade.addDestination", Failing::YES);
+const Site<SendMessage> site_send("COMMENDFacade.sendMessage", Failing::BY_NAME);
+const Site<FlushEntryports> site_flush("COMMENDFacade.flushEntryports", Failing::BY_NAME);
+const Site<SetMessageListener> site_listen("COMMENDFacade.setMessageListener", Failing::NEVER);
+const Site<GetStatistics> site_statistics("COMMENDFacade.getStatistics", Failing::NEVER);
 
 int add_entryport(COMMENDFacade *self, REDAWeakReference *out, const NUVNetioLocatorInfo *info,
                   REDAWorker *caller) {
@@ -33,11 +52,10 @@ int add_entryport(COMMENDFacade *self, REDAWeakReference *out, const NUVNetioLoc
         [](COMMENDFacade *facade, REDAWeakReference *entryport, const NUVNetioLocatorInfo *locator,
            REDAWorker *worker) {
             RecordingFacade *recording = itself(facade);
-            if (recording->real != nullptr) {
-                return recording->real->addEntryport(recording->real, entryport, locator, worker);
+            if (recording->real == nullptr) {
+                *entryport = {scriptedManager(), recording->reservations++, 1};
             }
-            *entryport = {scriptedManager(), recording->reservations++, 1};
-            return 1;
+            return passOn(&COMMENDFacade::addEntryport, 1, facade, entryport, locator, worker);
         },
         "facade, entryportWROut, locatorInfo, worker", self, out, info, caller);
 }
@@ -45,8 +63,7 @@ int add_entryport(COMMENDFacade *self, REDAWeakReference *out, const NUVNetioLoc
 int remove_entryport(COMMENDFacade *self, REDAWeakReference *reference, REDAWorker *caller) {
     return site_remove.call(
         [](COMMENDFacade *facade, REDAWeakReference *entryport, REDAWorker *worker) {
-            COMMENDFacade *real = itself(facade)->real;
-            return real == nullptr ? 1 : real->removeEntryport(real, entryport, worker);
+            return passOn(&COMMENDFacade::removeEntryport, 1, facade, entryport, worker);
         },
         "facade, entryportWR, worker", self, reference, caller);
 }
@@ -55,12 +72,10 @@ int check_entryports(COMMENDFacade *self, int *active, const REDAWeakReference *
                      REDAWorker *caller) {
     return site_check.call(
         [](COMMENDFacade *facade, int *out, const REDAWeakReference *handle, REDAWorker *worker) {
-            COMMENDFacade *real = itself(facade)->real;
-            if (real != nullptr) {
-                return real->checkEntryports(real, out, handle, worker);
+            if (itself(facade)->real == nullptr) {
+                *out = 0;
             }
-            *out = 0;
-            return 1;
+            return passOn(&COMMENDFacade::checkEntryports, 1, facade, out, handle, worker);
         },
         "facade, hasActiveEntryPortsOut, transportHandle, worker", self, active, transport, caller);
 }
@@ -68,23 +83,69 @@ int check_entryports(COMMENDFacade *self, int *active, const REDAWeakReference *
 int remove_destination(COMMENDFacade *self, const NUVNetioLocator *locator, REDAWorker *caller) {
     return site_forget.call(
         [](COMMENDFacade *facade, const NUVNetioLocator *destination, REDAWorker *worker) {
-            COMMENDFacade *real = itself(facade)->real;
-            return real == nullptr ? 1 : real->removeDestination(real, destination, worker);
+            return passOn(&COMMENDFacade::removeDestination, 1, facade, destination, worker);
         },
         "facade, destination, worker", self, locator, caller);
 }
 
+int add_destination(COMMENDFacade *self, const NUVNetioLocator *locator, REDAWorker *caller) {
+    return site_learn.call(
+        [](COMMENDFacade *facade, const NUVNetioLocator *destination, REDAWorker *worker) {
+            return passOn(&COMMENDFacade::addDestination, 1, facade, destination, worker);
+        },
+        "facade, destination, worker", self, locator, caller);
+}
+
+NUV_INT32 send_message(COMMENDFacade *self, const NUV_UINT8 *message, NUV_UINT32 size,
+                       REDAWorker *caller) {
+    return site_send.call(
+        [](COMMENDFacade *facade, const NUV_UINT8 *data, NUV_UINT32 length, REDAWorker *worker) {
+            return passOn(&COMMENDFacade::sendMessage, 0, facade, data, length, worker);
+        },
+        "facade, data, length, worker", self, message, size, caller);
+}
+
+int flush_entryports(COMMENDFacade *self, const NUVNtpTime *limit, REDAWorker *caller) {
+    return site_flush.call(
+        [](COMMENDFacade *facade, const NUVNtpTime *timeout, REDAWorker *worker) {
+            return passOn(&COMMENDFacade::flushEntryports, 1, facade, timeout, worker);
+        },
+        "facade, timeout, worker", self, limit, caller);
+}
+
+void set_message_listener(COMMENDFacade *self, const COMMENDMessageListener *taker,
+                          REDAWorker *caller) {
+    site_listen.call(
+        [](COMMENDFacade *facade, const COMMENDMessageListener *listener, REDAWorker *worker) {
+            if (COMMENDFacade *real = itself(facade)->real) {
+                real->setMessageListener(real, listener, worker);
+            }
+        },
+        "facade, listener, worker", self, taker, caller);
+}
+
+void get_statistics(COMMENDFacade *self, COMMENDFacadeStatistics *statistics, REDAWorker *caller) {
+    site_statistics.call(
+        [](COMMENDFacade *facade, COMMENDFacadeStatistics *out, REDAWorker *worker) {
+            if (COMMENDFacade *real = itself(facade)->real) {
+                real->getStatistics(real, out, worker);
+            } else {
+                *out = {};
+            }
+        },
+        "facade, out, worker", self, statistics, caller);
+}
+
+constexpr COMMENDFacade SLOTS = {
+    add_entryport, remove_entryport, check_entryports,     remove_destination, add_destination,
+    send_message,  flush_entryports, set_message_listener, get_statistics,
+};
+// A slot that were left out would be called with this facade in place of its own.
+static_assert(sizeof(COMMENDFacade) == 9 * sizeof(void (*)()));
+
 } // namespace
 
-RecordingFacade::RecordingFacade(COMMENDFacade *real_facade) : slots{}, real(real_facade) {
-    if (real != nullptr) {
-        slots = *real;
-    }
-    slots.addEntryport = add_entryport;
-    slots.removeEntryport = remove_entryport;
-    slots.checkEntryports = check_entryports;
-    slots.removeDestination = remove_destination;
-}
+RecordingFacade::RecordingFacade(COMMENDFacade *real_facade) : slots(SLOTS), real(real_facade) {}
 
 } // namespace support
 

@@ -581,11 +581,13 @@ constexpr NUV_INT32 THREAD_DESTRUCTION_TIMEOUT_MAX = 60;
 /** How many buffers one send gathers at the most, whatever the QoS says. */
 constexpr NUV_INT32 GATHER_SEND_BUFFER_COUNT_MAX = 128;
 
+/** The record's id may lack its terminator; what lies behind it is not read. */
 bool copy_thread_participant_id(char *dst, const struct DDS_DomainParticipantPresentation *self) {
     if (NUVOsapiUtility_strcpy(dst, THREAD_PARTICIPANT_ID_LENGTH_MAX, self->_threadParticipantId) ==
         NULL) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_INSUFFICIENT_SPACE_FAILURE_dd,
-                       COMMEND_THREAD_PARTICIPANT_ID_SIZE, (int)strlen(self->_threadParticipantId));
+                       COMMEND_THREAD_PARTICIPANT_ID_SIZE,
+                       (int)strnlen(self->_threadParticipantId, sizeof self->_threadParticipantId));
         return false;
     }
     return true;

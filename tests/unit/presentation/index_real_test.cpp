@@ -15,9 +15,6 @@
 
 using namespace support;
 
-/** The facade itself, not the one that records. */
-extern "C" COMMENDFacade *__real_PRESParticipant_getFacade(PRESParticipant *participant);
-
 namespace {
 
 constexpr const char *MODULE = "DomainParticipantPresentation.cpp";
@@ -149,7 +146,7 @@ protected:
     }
 
     COMMENDFacadeStatistics statisticsOf(DDS_DomainParticipantPresentation *record) {
-        COMMENDFacade *facade = __real_PRESParticipant_getFacade(record->participant);
+        COMMENDFacade *facade = PRESParticipant_getFacade(record->participant);
         COMMENDFacadeStatistics statistics{};
         facade->getStatistics(facade, &statistics, worker);
         return statistics;

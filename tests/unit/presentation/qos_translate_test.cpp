@@ -1,4 +1,5 @@
 // The translation of the public QoS into the property of a presentation participant.
+#include <cstddef>
 #include <cstring>
 
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
@@ -185,9 +186,11 @@ INSTANTIATE_TEST_SUITE_P(Of, RefusedTimeout,
 // ---- the thread id does not fit
 
 TEST_F(Translate, FailsAtTheFirstCopyOfAnUnterminatedThreadId) {
-    // What follows the array in the record ends it.
-    std::memcpy(self._threadParticipantId, "abcdef", 6);
-    self._participantIndexSpecified = 0;
+    // What follows the array in the record does not end it either.
+    constexpr size_t BEGIN = offsetof(DDS_DomainParticipantPresentation, _threadParticipantId);
+    constexpr size_t END =
+        offsetof(DDS_DomainParticipantPresentation, _participantIndexSpecified) + sizeof(NUV_INT32);
+    std::memset(reinterpret_cast<char *>(&self) + BEGIN, 'x', END - BEGIN);
     EXPECT_EQ(translate(), DDS_RETCODE_ERROR);
     EXPECT_EQ(recorder.count("NUVOsapiUtility_strcpy"), 1);
     EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,

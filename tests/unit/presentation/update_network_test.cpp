@@ -7,9 +7,6 @@
 #include "support/socket_watch.h"
 #include "update_fixture.h"
 
-/** The facade itself, not the one that records. */
-extern "C" COMMENDFacade *__real_PRESParticipant_getFacade(PRESParticipant *participant);
-
 namespace {
 
 using namespace support;
@@ -81,7 +78,7 @@ protected:
     }
 
     COMMENDFacadeStatistics statistics() {
-        COMMENDFacade *facade = __real_PRESParticipant_getFacade(self.participant);
+        COMMENDFacade *facade = PRESParticipant_getFacade(self.participant);
         COMMENDFacadeStatistics now;
         facade->getStatistics(facade, &now, worker);
         return now;
@@ -115,7 +112,7 @@ TEST_F(UpdateNetwork, RefersToNewReservationsAfterwards) {
     const REDAWeakReference before = self._reserveUserUnicast._entryportWR[0];
     EXPECT_EQ(update(), DDS_RETCODE_OK);
     EXPECT_NE(describe(self._reserveUserUnicast._entryportWR[0]), describe(before));
-    COMMENDFacade *facade = __real_PRESParticipant_getFacade(self.participant);
+    COMMENDFacade *facade = PRESParticipant_getFacade(self.participant);
     REDAWeakReference old = before;
     EXPECT_EQ(facade->removeEntryport(facade, &old, worker), 0) << "the old one is stale";
 }
