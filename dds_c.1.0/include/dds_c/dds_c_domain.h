@@ -71,11 +71,14 @@ DDS_DomainParticipantFactory *DDS_DomainParticipantFactory_get_instance(void);
  */
 DDS_ReturnCode_t DDS_DomainParticipantFactory_finalize_instance(void);
 
-/** Copies the factory's QoS into @p qos. */
+/** Copies the factory's QoS into @p qos. DDS_RETCODE_OK or DDS_RETCODE_BAD_PARAMETER. */
 DDS_ReturnCode_t DDS_DomainParticipantFactory_get_qos(DDS_DomainParticipantFactory *self,
                                                       struct DDS_DomainParticipantFactoryQos *qos);
 
-/** Sets the factory's QoS, for participants created from now on. */
+/**
+ * @brief Sets the factory's QoS, for participants created from now on.
+ * @return DDS_RETCODE_OK or DDS_RETCODE_BAD_PARAMETER.
+ */
 DDS_ReturnCode_t
 DDS_DomainParticipantFactory_set_qos(DDS_DomainParticipantFactory *self,
                                      const struct DDS_DomainParticipantFactoryQos *qos);
@@ -112,9 +115,10 @@ DDS_DomainParticipant *DDS_DomainParticipantFactory_create_participant(
  * @brief Deletes a participant; its ports are free when this returns.
  * @return DDS_RETCODE_OK; DDS_RETCODE_BAD_PARAMETER when it is no participant of the factory;
  * DDS_RETCODE_PRECONDITION_NOT_MET while it has topics, and then it is as it was;
+ * DDS_RETCODE_ERROR when it could not be shut down: then it can be deleted again;
  * DDS_RETCODE_TIMEOUT when closing its ports took longer than half a minute, as when a listener
  * kept the middleware's thread: it is gone all the same; DDS_RETCODE_ILLEGAL_OPERATION within a
- * listener on the middleware's thread, and then it is as it was.
+ * listener, and then it is as it was.
  */
 DDS_ReturnCode_t
 DDS_DomainParticipantFactory_delete_participant(DDS_DomainParticipantFactory *self,
@@ -130,17 +134,17 @@ DDS_DomainParticipantFactory_delete_participant(DDS_DomainParticipantFactory *se
  * and locators as soon as an address appears.
  *
  * @return DDS_RETCODE_OK; DDS_RETCODE_ERROR when there is no free index or a port could not be
- * opened; DDS_RETCODE_NO_DATA when the participant may announce no locator at all;
- * DDS_RETCODE_OUT_OF_RESOURCES when memory runs out; DDS_RETCODE_ILLEGAL_OPERATION within a
- * listener on the middleware's thread. After a failure no port is held.
+ * opened; DDS_RETCODE_BAD_PARAMETER; DDS_RETCODE_NO_DATA when the participant may announce no
+ * locator at all; DDS_RETCODE_OUT_OF_RESOURCES when memory runs out; DDS_RETCODE_ILLEGAL_OPERATION
+ * within a listener. After a failure no port is held.
  */
 DDS_ReturnCode_t DDS_DomainParticipant_enable(DDS_DomainParticipant *self);
 
 /**
  * @brief Copies the participant's QoS as it is now into @p qos.
  * @param qos initialized; finalized by the caller.
- * @return DDS_RETCODE_OK, DDS_RETCODE_BAD_PARAMETER or DDS_RETCODE_ERROR; after an error @p qos may
- * be partly filled.
+ * @return DDS_RETCODE_OK; DDS_RETCODE_BAD_PARAMETER; DDS_RETCODE_OUT_OF_RESOURCES when memory runs
+ * out; DDS_RETCODE_ERROR. After a failure @p qos may be partly filled.
  */
 DDS_ReturnCode_t DDS_DomainParticipant_get_qos(DDS_DomainParticipant *self,
                                                struct DDS_DomainParticipantQos *qos);
@@ -184,7 +188,7 @@ DDS_DomainId_t DDS_DomainParticipant_get_domain_id(const DDS_DomainParticipant *
 /** The participant index, 0 or more; -1 before the participant is enabled or has any address. */
 DDS_Long DDS_DomainParticipant_get_participant_index(DDS_DomainParticipant *self);
 
-/** Copies the participant's identity out. */
+/** Copies the participant's identity out. DDS_RETCODE_OK or DDS_RETCODE_BAD_PARAMETER. */
 DDS_ReturnCode_t DDS_DomainParticipant_get_guid(DDS_DomainParticipant *self, DDS_GUID_t *guid);
 
 /**

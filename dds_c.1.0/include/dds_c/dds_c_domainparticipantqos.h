@@ -55,8 +55,9 @@ typedef struct DDS_DomainParticipantQos {
 /**
  * @brief Makes storage without a value the default QoS: each policy's default, the initial peers
  * "239.255.0.1" and "127.0.0.1", the multicast receive address "239.255.0.1".
- * @return DDS_RETCODE_OK; DDS_RETCODE_BAD_PARAMETER for a null @p self, which is logged;
- * DDS_RETCODE_OUT_OF_RESOURCES: then @p self is as its initializer and owns nothing.
+ * @return DDS_RETCODE_OK; DDS_RETCODE_BAD_PARAMETER for a null @p self;
+ * DDS_RETCODE_OUT_OF_RESOURCES: then @p self is as its initializer and owns nothing. A failure is
+ * logged.
  */
 DDS_ReturnCode_t DDS_DomainParticipantQos_initialize(struct DDS_DomainParticipantQos *self);
 

@@ -48,8 +48,8 @@ DDS_Boolean DDS_Locator_is_equal(const struct DDS_Locator_t *left,
  * written as its number and the address in hexadecimal. Thread-safe, allocates nothing.
  * @param locator not null.
  * @param buffer  room for @p size characters, not null; DDS_LOCATOR_STRING_SIZE is always enough.
- * @return DDS_RETCODE_OK; DDS_RETCODE_BAD_PARAMETER for a null argument, which is logged, or a port
- * above 0x7FFFFFFF; DDS_RETCODE_OUT_OF_RESOURCES when the text does not fit. On failure nothing is
+ * @return DDS_RETCODE_OK; DDS_RETCODE_BAD_PARAMETER for a null argument or a port above 0x7FFFFFFF;
+ * DDS_RETCODE_OUT_OF_RESOURCES when the text does not fit. A failure is logged, and nothing is
  * written.
  */
 DDS_ReturnCode_t DDS_Locator_to_string(const struct DDS_Locator_t *locator, char *buffer,

@@ -2,10 +2,10 @@
  * @file dds_c_propertyqospolicyhelper.h
  * @brief Operations on single properties of a DDS_PropertyQosPolicy.
  *
- * Names are compared by their characters. A null argument is an error, which is logged; the
- * operation then does nothing and returns DDS_RETCODE_BAD_PARAMETER, null or 0. Operations on
- * different policies may run at the same time; a policy that one thread changes must not be used by
- * another.
+ * Names are compared by their characters. A null argument is an error: the operation then does
+ * nothing and returns DDS_RETCODE_BAD_PARAMETER, null or 0. An operation that fails says why in one
+ * line of the log. Operations on different policies may run at the same time; a policy that one
+ * thread changes must not be used by another.
  */
 #ifndef DDS_C_PROPERTY_QOS_POLICY_HELPER_H
 #define DDS_C_PROPERTY_QOS_POLICY_HELPER_H

@@ -182,7 +182,8 @@ typedef struct DDS_DiscoveryQosPolicy {
     DDS_StringSeq initial_peers;
     /**
      * At most 4 numeric multicast addresses without port to receive announcements at; the first
-     * one of an enabled transport is used. None: no multicast.
+     * one of an enabled transport is used. None: no multicast. IPv6 groups of interface-local and
+     * link-local scope (ff01::/16, ff02::/16) are not allowed.
      * Usually "239.255.0.1" (DDSI-RTPS 9.6.1.4.1).
      */
     DDS_StringSeq multicast_receive_addresses;

@@ -38,7 +38,8 @@
  *   storage that @p self has when everything fits there. The copy, or null when memory runs out;
  *   then @p self is as it was.
  * - `DDS_Boolean TSeq_from_array(TSeq *self, T const *array, DDS_Long length)`: as TSeq_copy, from
- *   @p length elements of an array; @p array may be null when @p length is 0.
+ *   @p length elements of an array; @p array may be null when @p length is 0. False when memory
+ *   runs out or, which is logged, @p length is negative; then @p self is as it was.
  * - `DDS_Boolean TSeq_is_equal(const TSeq *left, const TSeq *right)`: true when both hold equal
  *   elements in the same order; strings are equal by their characters.
  */

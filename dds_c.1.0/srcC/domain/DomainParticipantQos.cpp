@@ -11,7 +11,11 @@ DDS_ReturnCode_t DDS_DomainParticipantQos_initialize(DDS_DomainParticipantQos *s
         return DDS_RETCODE_BAD_PARAMETER;
     }
     *self = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
-    return DDS_DiscoveryQosPolicy_get_defaultI(&self->discovery);
+    const DDS_ReturnCode_t result = DDS_DiscoveryQosPolicy_get_defaultI(&self->discovery);
+    if (result != DDS_RETCODE_OK) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "participant QoS");
+    }
+    return result;
 }
 
 DDS_DomainParticipantQos *DDS_DomainParticipantQos_copy(DDS_DomainParticipantQos *self,

@@ -95,6 +95,31 @@ bool check_multicast_addresses(const char *setting, const DDS_StringSeq &address
     return true;
 }
 
+/**
+ * Refuses IPv6 groups of interface-local and link-local scope: each means another group on every
+ * interface, and no socket can be bound to one without saying which.
+ */
+bool check_multicast_scopes(const char *setting, const DDS_StringSeq &addresses) {
+    constexpr NUV_UINT8 SCOPE_BITS = 0x0F;
+    constexpr NUV_UINT8 INTERFACE_LOCAL = 1;
+    constexpr NUV_UINT8 LINK_LOCAL = 2;
+
+    for (DDS_Long i = 0; i < addresses._length; ++i) {
+        const char *address = text(addresses._buffer[i]);
+        NUVNetioLocator locator = NUV_NETIO_LOCATOR_INVALID;
+        (void)NUVNetioLocator_parse(address, &locator);
+        const int scope = locator.address.network_ordered_value[1] & SCOPE_BITS;
+        if (locator.transport == KOLS_TRANSPORT_CLASSID_UDPv6 &&
+            (scope == INTERFACE_LOCAL || scope == LINK_LOCAL)) {
+            REPORT("%s has \"%.128s\", a group of %s-local scope; allowed are IPv6 groups of wider "
+                   "scope, as ff03::/16 and ff05::/16",
+                   setting, address, scope == LINK_LOCAL ? "link" : "interface");
+            return false;
+        }
+    }
+    return true;
+}
+
 bool check_name(const char *setting, const char *name) {
     const size_t length = std::strlen(text(name));
     if (length <= DDS_ENTITY_NAME_LENGTH_MAX) {
@@ -178,6 +203,8 @@ bool check(const DDS_DiscoveryQosPolicy &policy) {
     return check_transports("discovery.enabled_transports", policy.enabled_transports) &&
            check_multicast_addresses("discovery.multicast_receive_addresses",
                                      policy.multicast_receive_addresses) &&
+           check_multicast_scopes("discovery.multicast_receive_addresses",
+                                  policy.multicast_receive_addresses) &&
            check_range("the length of discovery.multicast_receive_addresses",
                        policy.multicast_receive_addresses._length, 0,
                        PRES_REDUCED_LOCATOR_LIST_MAX);

@@ -12,13 +12,25 @@ static_assert(sizeof(char[NUV_NETIO_LOCATOR_STRING_SIZE]) <= DDS_LOCATOR_STRING_
 static_assert(DDS_LOCATOR_KIND_UDPv4 == KOLS_TRANSPORT_CLASSID_UDPv4);
 static_assert(DDS_LOCATOR_KIND_UDPv6 == KOLS_TRANSPORT_CLASSID_UDPv6);
 
+namespace {
+
+/** The largest port that a locator of the lower layers holds. */
+constexpr DDS_UnsignedLong PORT_MAX = 0x7FFFFFFF;
+
+} // namespace
+
 DDS_Boolean DDS_Locator_is_equal(const DDS_Locator_t *left, const DDS_Locator_t *right) {
     return to_boolean(!DDSLog_isNull(left) && !DDSLog_isNull(right) &&
                       dds::value::is_equal(*left, *right));
 }
 
 DDS_ReturnCode_t DDS_Locator_to_string(const DDS_Locator_t *locator, char *buffer, size_t size) {
-    if (DDSLog_isNull(locator) || DDSLog_isNull(buffer) || locator->port > 0x7FFFFFFFu) {
+    if (DDSLog_isNull(locator) || DDSLog_isNull(buffer)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    if (locator->port > PORT_MAX) {
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
+                    "locator->port is %u: allowed are 0 to %u", locator->port, PORT_MAX);
         return DDS_RETCODE_BAD_PARAMETER;
     }
     NUVNetioLocator netio_locator = NUV_NETIO_LOCATOR_INVALID;
@@ -26,8 +38,14 @@ DDS_ReturnCode_t DDS_Locator_to_string(const DDS_Locator_t *locator, char *buffe
     netio_locator.port = static_cast<KOLS_Transport_Port_t>(locator->port);
     std::memcpy(netio_locator.address.network_ordered_value, locator->address,
                 DDS_LOCATOR_ADDRESS_LENGTH);
-    return NUVNetioLocator_toString(&netio_locator, buffer, size) < 0 ? DDS_RETCODE_OUT_OF_RESOURCES
-                                                                      : DDS_RETCODE_OK;
+    if (NUVNetioLocator_toString(&netio_locator, buffer, size) < 0) {
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
+                    "the text of a locator does not fit into a buffer of %zu characters: %d are "
+                    "always enough",
+                    size, DDS_LOCATOR_STRING_SIZE);
+        return DDS_RETCODE_OUT_OF_RESOURCES;
+    }
+    return DDS_RETCODE_OK;
 }
 
 void DDS_Locator_from_netio_locatorI(DDS_Locator_t *self, const NUVNetioLocator *locator) {

@@ -8,22 +8,29 @@
 
 using dds::value::to_boolean;
 
+#define NAME_IS_EMPTY "name is empty: allowed is the name of a property"
+
 namespace {
 
-bool is_given(const DDS_PropertyQosPolicy *policy, const char *name, const char *value) {
-    return !DDSLog_isNull(policy) && !DDSLog_isNull(name) && !DDSLog_isNull(value) &&
-           name[0] != '\0';
-}
-
-DDS_ReturnCode_t append(DDS_PropertyQosPolicy &policy, const char *name, const char *value,
-                        DDS_Boolean propagate) {
+/** False when memory runs out. */
+bool append(DDS_PropertyQosPolicy &policy, const char *name, const char *value,
+            DDS_Boolean propagate) {
     DDS_Property_t property = {DDS_String_dup(name), DDS_String_dup(value), propagate};
     if (property.name == nullptr || property.value == nullptr ||
         !dds::value::append(policy.value, property)) {
         dds::value::finalize(property);
-        return DDS_RETCODE_OUT_OF_RESOURCES;
+        return false;
     }
-    return DDS_RETCODE_OK;
+    return true;
+}
+
+/** False when memory runs out. */
+bool replace(DDS_Property_t &property, const char *value, DDS_Boolean propagate) {
+    if (!DDS_String_replace(&property.value, value)) {
+        return false;
+    }
+    property.propagate = propagate;
+    return true;
 }
 
 /** Looks a property up and parses its value. */
@@ -40,29 +47,41 @@ DDS_Boolean lookup(const DDS_PropertyQosPolicy *policy, T *out, const char *name
 DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_add_property(DDS_PropertyQosPolicy *policy,
                                                           const char *name, const char *value,
                                                           DDS_Boolean propagate) {
-    if (!is_given(policy, name, value)) {
+    if (DDSLog_isNull(policy) || DDSLog_isNull(name) || DDSLog_isNull(value)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    if (name[0] == '\0') {
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE, NAME_IS_EMPTY);
         return DDS_RETCODE_BAD_PARAMETER;
     }
     if (DDS_PropertyQosPolicyHelper_lookup_property(policy, name) != nullptr) {
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
+                    "cannot add property '%s': the policy has it already", name);
         return DDS_RETCODE_PRECONDITION_NOT_MET;
     }
-    return append(*policy, name, value, propagate);
+    if (!append(*policy, name, value, propagate)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, name);
+        return DDS_RETCODE_OUT_OF_RESOURCES;
+    }
+    return DDS_RETCODE_OK;
 }
 
 DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_assert_property(DDS_PropertyQosPolicy *policy,
                                                              const char *name, const char *value,
                                                              DDS_Boolean propagate) {
-    if (!is_given(policy, name, value)) {
+    if (DDSLog_isNull(policy) || DDSLog_isNull(name) || DDSLog_isNull(value)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    if (name[0] == '\0') {
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE, NAME_IS_EMPTY);
         return DDS_RETCODE_BAD_PARAMETER;
     }
     DDS_Property_t *property = DDS_PropertyQosPolicyHelper_lookup_property(policy, name);
-    if (property == nullptr) {
-        return append(*policy, name, value, propagate);
-    }
-    if (!DDS_String_replace(&property->value, value)) {
+    if (!(property == nullptr ? append(*policy, name, value, propagate)
+                              : replace(*property, value, propagate))) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, name);
         return DDS_RETCODE_OUT_OF_RESOURCES;
     }
-    property->propagate = propagate;
     return DDS_RETCODE_OK;
 }
 
@@ -73,6 +92,8 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_remove_property(DDS_PropertyQosPoli
     }
     DDS_Property_t *property = DDS_PropertyQosPolicyHelper_lookup_property(policy, name);
     if (property == nullptr) {
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
+                    "cannot remove property '%s': the policy does not have it", name);
         return DDS_RETCODE_PRECONDITION_NOT_MET;
     }
     dds::value::finalize(*property);

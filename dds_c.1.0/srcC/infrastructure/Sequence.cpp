@@ -88,7 +88,11 @@ TSeq borrow(Element<TSeq> const *array, DDS_Long length) {
         return dds::value::copy(*self, *src) ? self : nullptr;                                     \
     }                                                                                              \
     DDS_Boolean TSeq##_from_array(TSeq *self, Element<TSeq> const *array, DDS_Long length) {       \
-        if (DDSLog_isNull(self) || length < 0 || (length > 0 && DDSLog_isNull(array))) {           \
+        if (DDSLog_isNull(self) || (length > 0 && DDSLog_isNull(array))) {                         \
+            return DDS_BOOLEAN_FALSE;                                                              \
+        }                                                                                          \
+        if (length < 0) {                                                                          \
+            DDSLog_precondition("\"length < 0\"");                                                 \
             return DDS_BOOLEAN_FALSE;                                                              \
         }                                                                                          \
         return to_boolean(dds::value::copy(*self, borrow<TSeq>(array, length)));                   \

@@ -198,7 +198,7 @@ TEST_F(ConsistencyTest, ALongTextIsShownInPart) {
 
 TEST_F(ConsistencyTest, ReceiveAddressesAreMulticastAddressesWithoutPort) {
     DDS_StringSeq &addresses = qos_.discovery.multicast_receive_addresses;
-    append(addresses, "ff02::1");
+    append(addresses, "ff05::1");
     expect_consistent();
     ASSERT_TRUE(DDS_StringSeq_set_length(&addresses, 0));
     expect_consistent();
@@ -207,6 +207,29 @@ TEST_F(ConsistencyTest, ReceiveAddressesAreMulticastAddressesWithoutPort) {
         append(addresses, address);
         expect_refused(std::string("discovery.multicast_receive_addresses has \"") + address +
                        "\"; allowed are numeric multicast addresses without port");
+        ASSERT_TRUE(DDS_StringSeq_set_length(&addresses, 0));
+    }
+}
+
+TEST_F(ConsistencyTest, ReceiveAddressesAreWiderThanOneLink) {
+    DDS_StringSeq &addresses = qos_.discovery.multicast_receive_addresses;
+    ASSERT_TRUE(DDS_StringSeq_set_length(&addresses, 0));
+    for (const char *address : {"ff00::1", "ff03::1", "ff0e::1", "ff15::1", "224.0.0.2"}) {
+        append(addresses, address);
+        expect_consistent();
+        ASSERT_TRUE(DDS_StringSeq_set_length(&addresses, 0));
+    }
+    const std::pair<const char *, const char *> refused[] = {{"ff01::1", "interface"},
+                                                             {"ff31::8000:1", "interface"},
+                                                             {"ff02::1", "link"},
+                                                             {"udpv6://[ff12::1]", "link"}};
+    for (const auto &[address, scope] : refused) {
+        append(addresses, "239.255.0.1");
+        append(addresses, address);
+        expect_refused(std::string("discovery.multicast_receive_addresses has \"") + address +
+                       "\", a group of " + scope +
+                       "-local scope; allowed are IPv6 groups of wider scope, as ff03::/16 and "
+                       "ff05::/16");
         ASSERT_TRUE(DDS_StringSeq_set_length(&addresses, 0));
     }
 }

@@ -5,7 +5,18 @@
 
 namespace {
 
-using LocatorTest = MessageTest;
+class LocatorTest : public MessageTest {
+protected:
+    /** Checks that the one message is an error of DDS_Locator_to_string. */
+    void expect_error(const char *name, const char *body) {
+        const Message message = take_message();
+        EXPECT_EQ(message.level, NUV_LOG_LEVEL_ERROR);
+        EXPECT_EQ(message.module, NUV_LOG_MODULE_DDS);
+        EXPECT_EQ(message.function, "DDS_Locator_to_string");
+        EXPECT_EQ(message.name, name);
+        EXPECT_EQ(message.body, body);
+    }
+};
 
 constexpr DDS_Locator_t UDPV4 = {
     DDS_LOCATOR_KIND_UDPv4, 7410, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 192, 0, 2, 2}};
@@ -46,9 +57,12 @@ TEST_F(LocatorTest, TextThatDoesNotFitIsNotWritten) {
     const std::string text = "udpv4://192.0.2.2:7410";
     char buffer[DDS_LOCATOR_STRING_SIZE] = "before";
     EXPECT_EQ(DDS_Locator_to_string(&UDPV4, buffer, text.size()), DDS_RETCODE_OUT_OF_RESOURCES);
+    expect_error("NUV_LOG_EMPTY_TEMPLATE", "the text of a locator does not fit into a buffer of 22 "
+                                           "characters: 72 are always enough");
     EXPECT_STREQ(buffer, "before");
     EXPECT_EQ(DDS_Locator_to_string(&UDPV4, buffer, text.size() + 1), DDS_RETCODE_OK);
     EXPECT_EQ(buffer, text);
+    EXPECT_TRUE(messages_.empty());
 }
 
 TEST_F(LocatorTest, PortsOfMoreThan31BitsHaveNoText) {
@@ -56,6 +70,8 @@ TEST_F(LocatorTest, PortsOfMoreThan31BitsHaveNoText) {
     locator.port = 0x80000000u;
     char buffer[DDS_LOCATOR_STRING_SIZE] = "before";
     EXPECT_EQ(DDS_Locator_to_string(&locator, buffer, sizeof buffer), DDS_RETCODE_BAD_PARAMETER);
+    expect_error("NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE",
+                 "locator->port is 2147483648: allowed are 0 to 2147483647");
     EXPECT_STREQ(buffer, "before");
 }
 

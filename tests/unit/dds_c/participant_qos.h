@@ -31,7 +31,7 @@ protected:
         add_mapping("239.255.1.1", "*");
         append(qos_.discovery.enabled_transports, "udpv4");
         append(qos_.discovery.initial_peers, "192.0.2.1:7410");
-        append(qos_.discovery.multicast_receive_addresses, "ff02::1");
+        append(qos_.discovery.multicast_receive_addresses, "ff05::1");
         qos_.discovery_config.locator_reachability_lease_duration = {5, 250000000};
         qos_.discovery_config.builtin_discovery_plugins = DDS_DISCOVERYCONFIG_BUILTIN_SPDP2;
         qos_.resource_limits = {1, 100, 5, 500};

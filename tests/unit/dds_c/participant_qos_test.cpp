@@ -53,6 +53,12 @@ TEST_F(ParticipantQosTest, InitializingFailsWithoutMemoryAndLeavesTheInitializer
                   if (result != DDS_RETCODE_OK) {
                       EXPECT_EQ(result, DDS_RETCODE_OUT_OF_RESOURCES);
                       EXPECT_EQ(DDS_DomainParticipantQos_is_equal(&qos, &plain), 1);
+                      const Message message = take_message();
+                      EXPECT_EQ(message.level, NUV_LOG_LEVEL_ERROR);
+                      EXPECT_EQ(message.module, NUV_LOG_MODULE_DDS);
+                      EXPECT_EQ(message.function, "DDS_DomainParticipantQos_initialize");
+                      EXPECT_EQ(message.name, "DDS_LOG_OUT_OF_RESOURCES_s");
+                      EXPECT_EQ(message.body, "out of resources: participant QoS");
                   }
                   return result == DDS_RETCODE_OK;
               }),

@@ -41,6 +41,16 @@ protected:
         return text;
     }
 
+    /** Checks that the one message is an error of an operation, of this template and text. */
+    void expect_error(const std::string &operation, const char *name, const char *body) {
+        const Message message = take_message();
+        EXPECT_EQ(message.level, NUV_LOG_LEVEL_ERROR);
+        EXPECT_EQ(message.module, NUV_LOG_MODULE_DDS);
+        EXPECT_EQ(message.function, "DDS_PropertyQosPolicyHelper_" + operation);
+        EXPECT_EQ(message.name, name);
+        EXPECT_EQ(message.body, body);
+    }
+
     DDS_PropertyQosPolicy policy_ = DDS_PROPERTY_QOS_POLICY_INITIALIZER;
 };
 
@@ -66,7 +76,10 @@ TEST_F(PropertyHelperTest, PropertiesWithoutANameArePassedOver) {
 
 TEST_F(PropertyHelperTest, AddingASecondTimeIsRefused) {
     EXPECT_EQ(add("a", "1"), DDS_RETCODE_OK);
+    EXPECT_TRUE(messages_.empty());
     EXPECT_EQ(add("a", "2"), DDS_RETCODE_PRECONDITION_NOT_MET);
+    expect_error("add_property", "NUV_LOG_EMPTY_TEMPLATE",
+                 "cannot add property 'a': the policy has it already");
     EXPECT_EQ(list(), "a=1 ");
 }
 
@@ -77,6 +90,7 @@ TEST_F(PropertyHelperTest, AssertingAddsOrReplaces) {
     EXPECT_EQ(list(), "a=three+ b=2 ");
     EXPECT_EQ(assert_property("a", find("a")->value), DDS_RETCODE_OK);
     EXPECT_EQ(list(), "a=three b=2 ");
+    EXPECT_TRUE(messages_.empty());
 }
 
 TEST_F(PropertyHelperTest, RemovingKeepsTheOrderOfTheOthers) {
@@ -84,6 +98,8 @@ TEST_F(PropertyHelperTest, RemovingKeepsTheOrderOfTheOthers) {
         ASSERT_EQ(add(name, "1"), DDS_RETCODE_OK);
     }
     EXPECT_EQ(remove("d"), DDS_RETCODE_PRECONDITION_NOT_MET);
+    expect_error("remove_property", "NUV_LOG_EMPTY_TEMPLATE",
+                 "cannot remove property 'd': the policy does not have it");
     EXPECT_EQ(remove(find("a")->name), DDS_RETCODE_OK);
     EXPECT_EQ(list(), "b=1 c=1 ");
     EXPECT_EQ(remove("c"), DDS_RETCODE_OK);
@@ -93,11 +109,16 @@ TEST_F(PropertyHelperTest, RemovingKeepsTheOrderOfTheOthers) {
     EXPECT_EQ(remove("b"), DDS_RETCODE_OK);
     EXPECT_EQ(remove("a"), DDS_RETCODE_OK);
     EXPECT_EQ(DDS_PropertyQosPolicyHelper_get_number_of_properties(&policy_), 0);
+    EXPECT_TRUE(messages_.empty());
 }
 
 TEST_F(PropertyHelperTest, AnEmptyNameIsRefused) {
     EXPECT_EQ(add("", "1"), DDS_RETCODE_BAD_PARAMETER);
+    expect_error("add_property", "NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE",
+                 "name is empty: allowed is the name of a property");
     EXPECT_EQ(assert_property("", "1"), DDS_RETCODE_BAD_PARAMETER);
+    expect_error("assert_property", "NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE",
+                 "name is empty: allowed is the name of a property");
     EXPECT_EQ(list(), "");
 }
 
@@ -106,17 +127,30 @@ TEST_F(PropertyHelperTest, AddingFailsWithoutMemoryAndChangesNothing) {
                   const DDS_ReturnCode_t result = add("a", "1");
                   if (result != DDS_RETCODE_OK) {
                       EXPECT_EQ(result, DDS_RETCODE_OUT_OF_RESOURCES);
+                      expect_error("add_property", "DDS_LOG_OUT_OF_RESOURCES_s",
+                                   "out of resources: a");
                       EXPECT_EQ(list(), "");
                   }
                   return result == DDS_RETCODE_OK;
               }),
               3);
-    EXPECT_EQ(fail_each_allocation([this] { return assert_property("b", "1") == DDS_RETCODE_OK; }),
+    EXPECT_EQ(fail_each_allocation([this] {
+                  const DDS_ReturnCode_t result = assert_property("b", "1");
+                  if (result != DDS_RETCODE_OK) {
+                      EXPECT_EQ(result, DDS_RETCODE_OUT_OF_RESOURCES);
+                      expect_error("assert_property", "DDS_LOG_OUT_OF_RESOURCES_s",
+                                   "out of resources: b");
+                      EXPECT_EQ(list(), "a=1 ");
+                  }
+                  return result == DDS_RETCODE_OK;
+              }),
               3);
     EXPECT_EQ(fail_each_allocation([this] {
                   const DDS_ReturnCode_t result = assert_property("a", "22", DDS_BOOLEAN_TRUE);
                   if (result != DDS_RETCODE_OK) {
                       EXPECT_EQ(result, DDS_RETCODE_OUT_OF_RESOURCES);
+                      expect_error("assert_property", "DDS_LOG_OUT_OF_RESOURCES_s",
+                                   "out of resources: a");
                       EXPECT_EQ(list(), "a=1 b=1 ");
                   }
                   return result == DDS_RETCODE_OK;

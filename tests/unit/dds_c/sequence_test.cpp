@@ -243,6 +243,7 @@ TEST_F(SequenceTest, AFailedGrowthLeavesTheSequence) {
 TEST_F(SequenceTest, ANegativeLengthIsRefused) {
     const DDS_Octet octet = 5;
     EXPECT_EQ(DDS_OctetSeq_from_array(&octets_, &octet, -1), DDS_BOOLEAN_FALSE);
+    expect_precondition("\"length < 0\"");
     EXPECT_EQ(DDS_OctetSeq_get_length(&octets_), 0);
 }
 
