@@ -10,7 +10,7 @@ class Memory : public HostTest {
 protected:
     void SetUp() override {
         HostTest::SetUp();
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef NUVDDS_SANITIZED
         GTEST_SKIP() << "a program with a sanitizer does not run under valgrind";
 #endif
         if (!IsSkipped() && Process({"valgrind", "--version"}).wait().code != 0) {

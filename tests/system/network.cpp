@@ -144,8 +144,7 @@ void ip(const std::vector<std::string> &arguments) {
     }
 }
 
-/** Whether an interface has a carrier, which comes a moment after it was set up. */
-static bool is_running(const std::string &name) {
+bool is_running(const std::string &name) {
     const int any = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     ifreq request{};
     name.copy(request.ifr_name, sizeof request.ifr_name - 1);

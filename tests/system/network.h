@@ -28,6 +28,9 @@ std::uint64_t datagrams_received();
 /** What `ip` does with these arguments. */
 void ip(const std::vector<std::string> &arguments);
 
+/** Whether an interface has a carrier, which comes a moment after it was set up. */
+bool is_running(const std::string &name);
+
 /** An interface that is up and running, with its other end in the same network. */
 void add_interface(const std::string &name, const std::vector<std::string> &addresses);
 

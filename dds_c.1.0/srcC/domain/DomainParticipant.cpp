@@ -1,6 +1,8 @@
 #include <string.h>
 
+#include <algorithm>
 #include <array>
+#include <span>
 #include <utility>
 
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
@@ -18,7 +20,7 @@
 namespace {
 
 /** How long a deletion waits for the reactor to close the ports before it drains by sleeping. */
-const struct NUVNtpTime CLOSE_TIME = {0, 0x02000000u}; /* 1/128 s */
+const struct NUVNtpTime CLOSE_TIME = {0, 0x20000000u}; /* 1/8 s */
 
 /** Enters a participant's exclusive area for as long as it lives. */
 class ParticipantLock {
@@ -51,11 +53,31 @@ const struct PRESTopic *to_presentation(const DDS_Topic *topic) {
     return reinterpret_cast<const struct PRESTopic *>(topic);
 }
 
+thread_local bool isWithinCallback = false;
+
+/** Says for as long as it lives that its thread runs a callback of a listener. */
+class CallbackMark {
+public:
+    CallbackMark() : wasWithinCallback(isWithinCallback) {
+        isWithinCallback = true;
+    }
+    ~CallbackMark() {
+        isWithinCallback = wasWithinCallback;
+    }
+    CallbackMark(const CallbackMark &) = delete;
+    CallbackMark &operator=(const CallbackMark &) = delete;
+
+private:
+    const bool wasWithinCallback;
+};
+
 void on_inconsistent_topic(void *param, struct PRESTopic *topic, struct REDAWorker *) {
     const struct DDS_DomainParticipantListener &listener =
         static_cast<struct DDS_DomainParticipant *>(param)->listener;
 
     if (listener.on_inconsistent_topic != nullptr) {
+        const CallbackMark mark;
+
         listener.on_inconsistent_topic(listener.listener_data, to_public(topic));
     }
 }
@@ -65,11 +87,11 @@ void on_inconsistent_topic(void *param, struct PRESTopic *topic, struct REDAWork
 #define DDS_LOG_FUNCTION "DDS_DomainParticipantFactory_create_participant"
 
 bool copy_qos(struct DDS_DomainParticipant *self, const struct DDS_DomainParticipantQos *qos) {
-    const bool isCopied = qos == DDS_PARTICIPANT_QOS_DEFAULT
-                              ? DDS_DomainParticipantQos_initialize(&self->qos) == DDS_RETCODE_OK
-                              : DDS_DomainParticipantQos_copy(&self->qos, qos) != nullptr;
-
-    if (!isCopied) {
+    if (qos == DDS_PARTICIPANT_QOS_DEFAULT) {
+        if (DDS_DomainParticipantQos_initialize(&self->qos) != DDS_RETCODE_OK) {
+            return false;
+        }
+    } else if (DDS_DomainParticipantQos_copy(&self->qos, qos) == nullptr) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "participant QoS");
         return false;
     }
@@ -271,21 +293,72 @@ DDS_ReturnCode_t await_closed_entryports(struct DDS_DomainParticipant *self,
 #undef DDS_LOG_FUNCTION
 #define DDS_LOG_FUNCTION "DDS_DomainParticipant_enable"
 
+/** Adds one locator for each transport of a list with entryports. */
+void add_ports(struct PRESLocatorQosPolicy *ports, const struct PRESLocatorQosPolicy *locators,
+               const struct DDS_DomainParticipantPresentationEntryportSet *reserved) {
+    const std::span all(locators->locatorList, (size_t)std::min(locators->count, reserved->_count));
+    KOLS_Transport_ClassId_t transport = KOLS_TRANSPORT_CLASSID_INVALID;
+
+    for (const struct NUVNetioLocator &locator : all) {
+        if (locator.transport != transport) { /* they are in the order of their transports */
+            transport = locator.transport;
+            ports->locatorList[ports->count++] = locator;
+        }
+    }
+}
+
+/**
+ * Reserves the unicast ports in use once more, which costs no socket. An update on a host without
+ * any address gives back what was reserved for its locators; whoever then bound these ports would
+ * have taken the index. So then what was kept stays.
+ */
+bool keep_ports(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
+    const struct DDS_DomainParticipantPresentation &presentation = self->presentation;
+    struct DDS_DomainParticipantPresentationEntryportSet kept;
+    struct PRESLocatorQosPolicy ports = LOCATOR_QOS_POLICY_DEFAULT;
+    struct NUVNetioAliasList anyTransport = {""};
+
+    add_ports(&ports, &presentation._cachedMetatrafficUnicastLocator,
+              &presentation._reserveMetaUnicast);
+    add_ports(&ports, &presentation._cachedDefaultUnicastLocator,
+              &presentation._reserveUserUnicast);
+    if (ports.count == 0) {
+        return true;
+    }
+    if (!DDS_DomainParticipantPresentation_reserve_entryport_setI(
+            &self->presentation, &anyTransport, &ports, &kept, worker)) {
+        return false;
+    }
+    DDS_DomainParticipantPresentation_release_entryport_setI(&self->presentation, &self->keptPorts,
+                                                             worker);
+    self->keptPorts = kept;
+    return true;
+}
+
+/** Gives back all ports of the index, though they are not closed yet. */
+void release_index(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
+    DDS_DomainParticipantPresentation_release_entryport_setI(&self->presentation, &self->keptPorts,
+                                                             worker);
+    DDS_DomainParticipantPresentation_release_participant_index_entryports(&self->presentation,
+                                                                           worker);
+    self->participantIndex = -1;
+}
+
 /**
  * Reserves an index and its ports. A host without any usable address is no failure: the participant
  * gets its index when an address appears.
- * @param requestedIndex -1 to search for one.
  */
-DDS_ReturnCode_t reserve_index(struct DDS_DomainParticipant *self, DDS_Long requestedIndex,
-                               struct REDAWorker *worker) {
-    DDS_Long participantIndex = requestedIndex;
+DDS_ReturnCode_t reserve_index(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
+    DDS_Long participantIndex = self->qos.wire_protocol.participant_id;
     DDS_ReturnCode_t result =
         DDS_DomainParticipantPresentation_reserve_participant_index_entryports(
             &self->presentation, &participantIndex, worker);
 
     if (result == DDS_RETCODE_OK) {
         self->participantIndex = participantIndex;
-    } else if (result == DDS_RETCODE_NO_DATA) {
+        return keep_ports(self, worker) ? DDS_RETCODE_OK : DDS_RETCODE_OUT_OF_RESOURCES;
+    }
+    if (result == DDS_RETCODE_NO_DATA) {
         if (DDS_DomainParticipantPresentation_get_max_locator_list_size(&self->presentation) > 0) {
             return DDS_RETCODE_OK;
         }
@@ -317,14 +390,12 @@ DDS_ReturnCode_t enable_locked(struct DDS_DomainParticipant *self, struct REDAWo
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
 
     (void)NUVNetioConfigurator_refreshInterfaces(self->configurator, worker);
-    result = reserve_index(self, self->qos.wire_protocol.participant_id, worker);
+    result = reserve_index(self, worker);
     if (result == DDS_RETCODE_OK) {
         result = enable_presentation(self, worker);
     }
     if (result != DDS_RETCODE_OK) {
-        DDS_DomainParticipantPresentation_release_participant_index_entryports(&self->presentation,
-                                                                               worker);
-        self->participantIndex = -1;
+        release_index(self, worker);
         return result;
     }
     self->isEnabled = 1;
@@ -354,41 +425,15 @@ struct LocatorLists {
     }
 };
 
-bool has_unicast_locators(const struct DDS_DomainParticipant *self) {
-    return self->presentation._cachedDefaultUnicastLocator.count > 0 ||
-           self->presentation._cachedMetatrafficUnicastLocator.count > 0;
-}
-
-/**
- * Reserves the ports of a participant that had no address, its former index first: others may have
- * taken that meanwhile.
- */
-DDS_ReturnCode_t regain_index(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
-    const DDS_Long configuredIndex = self->qos.wire_protocol.participant_id;
-    const DDS_Long formerIndex = self->participantIndex;
-    DDS_ReturnCode_t result = DDS_RETCODE_ERROR;
-
-    /* The search computes the multicast locators and reserves for them anew. */
-    DDS_DomainParticipantPresentation_release_participant_index_entryports(&self->presentation,
-                                                                           worker);
-    if (formerIndex >= 0) {
-        result = reserve_index(self, formerIndex, worker);
-    }
-    if (result != DDS_RETCODE_OK && (formerIndex < 0 || configuredIndex < 0)) {
-        DDS_DomainParticipantPresentation_release_participant_index_entryports(&self->presentation,
-                                                                               worker);
-        result = reserve_index(self, configuredIndex, worker);
-    }
-    return result;
-}
-
-/** Updates the locators of an enabled participant. */
+/** Updates the locators of an enabled participant, which gets its index now if it has none yet. */
 DDS_ReturnCode_t follow_interfaces(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
     (void)NUVNetioConfigurator_refreshInterfaces(self->configurator, worker);
-    if (!has_unicast_locators(self)) {
-        const DDS_ReturnCode_t result = regain_index(self, worker);
+    if (self->participantIndex < 0) {
+        /* The search computes the multicast locators and reserves for them anew. */
+        release_index(self, worker);
+        const DDS_ReturnCode_t result = reserve_index(self, worker);
 
-        if (result != DDS_RETCODE_OK || !has_unicast_locators(self)) {
+        if (result != DDS_RETCODE_OK || self->participantIndex < 0) {
             return result;
         }
         /* The update below finds nothing changed any more: so this is said here. */
@@ -413,8 +458,13 @@ DDS_ReturnCode_t update_locators(struct DDS_DomainParticipant *self, struct REDA
 
         result = follow_interfaces(self, worker);
         changed = before.differ(self->presentation);
+        if (changed) {
+            (void)keep_ports(self, worker); /* if not, the former ones are still kept */
+        }
     }
     if (changed && self->listener.on_locators_changed != nullptr) {
+        const CallbackMark mark;
+
         self->listener.on_locators_changed(self->listener.listener_data, self);
     }
     return result;
@@ -582,13 +632,14 @@ DDS_DomainParticipant_newI(struct DDS_DomainParticipantFactory *factory,
 #undef DDS_LOG_FUNCTION
 #define DDS_LOG_FUNCTION __func__
 
-int DDS_DomainParticipantResources_isReactorThreadI(
+int DDS_DomainParticipantResources_isWithinListenerI(
     const struct DDS_DomainParticipantResourcesI *resources) {
-    if (resources->runtime == nullptr || !NUVNetioRuntime_isReactorThread(resources->runtime)) {
+    if (!isWithinCallback &&
+        (resources->runtime == nullptr || !NUVNetioRuntime_isReactorThread(resources->runtime))) {
         return 0;
     }
     DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
-                "this is not possible on the middleware's own thread, as within a listener");
+                "a participant can be neither created, enabled nor deleted within a listener");
     return 1;
 }
 
@@ -610,14 +661,12 @@ DDS_ReturnCode_t DDS_DomainParticipant_deleteI(struct DDS_DomainParticipant *sel
     if (result != DDS_RETCODE_OK) {
         goto refused;
     }
-    DDS_DomainParticipantPresentation_release_participant_index_entryports(&self->presentation,
-                                                                           worker.get());
+    release_index(self, worker.get());
     drained = await_closed_entryports(self, worker.get());
     result = DDS_DomainParticipantPresentation_finalize(&self->presentation, worker.get());
     if (result != DDS_RETCODE_OK) {
         /* Its ports are gone: it is good for nothing but another try at its deletion. */
         self->isEnabled = 0;
-        self->participantIndex = -1;
         return result;
     }
     free_participant(self);
@@ -649,7 +698,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_enable(DDS_DomainParticipant *self) {
     if (DDSLog_isNull(self)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    if (DDS_DomainParticipantResources_isReactorThreadI(&self->resources)) {
+    if (DDS_DomainParticipantResources_isWithinListenerI(&self->resources)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     CallWorker worker(self->resources.workerFactory);
@@ -677,6 +726,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_get_qos(DDS_DomainParticipant *self,
 
     /* It may return OK without the parts that it found no memory for. */
     if (result == DDS_RETCODE_OK && !has_variable_parts_of(qos, &self->qos)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "participant QoS");
         return DDS_RETCODE_OUT_OF_RESOURCES;
     }
     return result;
@@ -707,6 +757,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
     }
     result = DDS_DomainParticipantPresentation_set_qos(&self->presentation, qos, worker.get());
     if (result == DDS_RETCODE_OK && !has_kept_properties(self, qos, worker.get())) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "properties");
         result = DDS_RETCODE_OUT_OF_RESOURCES;
     }
     if (result == DDS_RETCODE_OK) {

@@ -174,8 +174,6 @@ DDS_DomainParticipantFactory_get_default_participant_qos(DDS_DomainParticipantFa
     result = DDS_DomainParticipantQos_initialize(&defaultQos);
     if (result == DDS_RETCODE_OK) {
         std::swap(*qos, defaultQos);
-    } else {
-        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "participant QoS");
     }
     (void)DDS_DomainParticipantQos_finalize(&defaultQos);
     return result;
@@ -202,7 +200,7 @@ DDS_DomainParticipant *DDS_DomainParticipantFactory_create_participant(
         enable = self->qos.entity_factory.autoenable_created_entities != DDS_BOOLEAN_FALSE;
         ++self->participantCount;
     }
-    if (!DDS_DomainParticipantResources_isReactorThreadI(&resources)) {
+    if (!DDS_DomainParticipantResources_isWithinListenerI(&resources)) {
         participant = DDS_DomainParticipant_newI(self, &resources, domain_id, qos, listener, mask);
     }
     {
@@ -229,7 +227,7 @@ DDS_DomainParticipantFactory_delete_participant(DDS_DomainParticipantFactory *se
     if (DDSLog_isNull(self) || DDSLog_isNull(participant)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    if (DDS_DomainParticipantResources_isReactorThreadI(&self->resources)) {
+    if (DDS_DomainParticipantResources_isWithinListenerI(&self->resources)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     {

@@ -39,15 +39,17 @@ struct DDS_DomainParticipant {
     struct DDS_DomainParticipantPresentation presentation;
     int isEnabled;
     DDS_Long participantIndex; /**< -1 until the participant has one */
+    /** The unicast ports of that index once more, so that it stays without any address as well. */
+    struct DDS_DomainParticipantPresentationEntryportSet keptPorts;
 
     struct NUVNetioInterfaceListener interfaceListener;
 };
 
 /**
- * @brief Non-zero, after one error message, on the reactor's thread: there nobody may create,
- * enable or delete a participant, which takes waiting for the reactor.
+ * @brief Non-zero, after one error message, within a listener and on the reactor's thread: there
+ * nobody may create, enable or delete a participant, which takes waiting for the reactor.
  */
-int DDS_DomainParticipantResources_isReactorThreadI(
+int DDS_DomainParticipantResources_isWithinListenerI(
     const struct DDS_DomainParticipantResourcesI *resources);
 
 /**
