@@ -1472,23 +1472,27 @@ bool replace_unicast_entryports(struct DDS_DomainParticipantPresentation *self,
     return true;
 }
 
-/** The same for the first locator of a multicast list. */
-bool replace_multicast_entryport(struct DDS_DomainParticipantPresentation *self,
+/** The same for the first locator of a multicast list that has one; a failure is only logged. */
+void replace_multicast_entryport(struct DDS_DomainParticipantPresentation *self,
                                  const struct NUVNetioAliasList *aliases,
                                  const struct PRESReducedLocatorQosPolicy *locators,
                                  struct PRESReducedLocatorQosPolicy *cachedLocators,
-                                 struct REDAWeakReference *entryportWR, struct REDAWorker *worker) {
+                                 struct REDAWeakReference *entryportWR, const char *description,
+                                 struct REDAWorker *worker) {
     struct REDAWeakReference tmpEntryPort;
 
+    if (locators->count == 0) {
+        return;
+    }
     if (!DDS_DomainParticipantPresentation_reserve_entryportI(self, &tmpEntryPort, aliases,
                                                               &locators->locatorList[0], worker)) {
-        return false;
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, description);
+        return;
     }
     DDS_DomainParticipantPresentation_release_entryportI(self, entryportWR, worker);
     PRESLocatorQosPolicy_copy(PRESReducedLocatorQosPolicy_asLocatorPolicy(cachedLocators),
                               PRESReducedLocatorQosPolicy_asConstLocatorPolicy(locators));
     *entryportWR = tmpEntryPort;
-    return true;
 }
 
 bool update_default_unicast(struct DDS_DomainParticipantPresentation *self,
@@ -1557,8 +1561,7 @@ bool update_metatraffic_multicast(struct DDS_DomainParticipantPresentation *self
         PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&update->metatrafficMulticastLocator);
     struct PRESParticipantParameter &parameter = update->property.parameter;
 
-    /* The code is deliberately not kept: the update ends here, without error, and pushes nothing.
-     */
+    /* Deliberately, the code is not kept: the update ends here, with OK, and pushes nothing. */
     if (DDS_DiscoveryQosPolicy_to_multicast_locators(
             &self->cachedDiscoveryPolicy, &update->metatrafficMulticastLocator,
             &update->enabledDiscTrafficPluginAliases, &self->cachedWellKnownPorts, 1,
@@ -1578,14 +1581,10 @@ bool update_metatraffic_multicast(struct DDS_DomainParticipantPresentation *self
     PRESLocatorQosPolicy_copy(
         PRESReducedLocatorQosPolicy_asLocatorPolicy(&parameter.defaultMulticastLocator),
         PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&update->defaultMulticastLocator));
-    if (update->metatrafficMulticastLocator.count != 0 &&
-        !replace_multicast_entryport(self, &update->enabledDiscTrafficPluginAliases,
-                                     &update->metatrafficMulticastLocator,
-                                     &self->_cachedMetatrafficMulticastLocator,
-                                     &self->_reserveEntryportMetaMulticastWR, worker)) {
-        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s,
-                       "metatraffic multicast entryports");
-    }
+    replace_multicast_entryport(
+        self, &update->enabledDiscTrafficPluginAliases, &update->metatrafficMulticastLocator,
+        &self->_cachedMetatrafficMulticastLocator, &self->_reserveEntryportMetaMulticastWR,
+        "metatraffic multicast entryports", worker);
     return true;
 }
 
@@ -1595,13 +1594,10 @@ bool update_metatraffic_multicast(struct DDS_DomainParticipantPresentation *self
  */
 void update_default_multicast(struct DDS_DomainParticipantPresentation *self,
                               const struct LocatorUpdate *update, struct REDAWorker *worker) {
-    if (update->defaultMulticastLocator.count != 0 &&
-        !replace_multicast_entryport(self, &update->enabledDiscTrafficPluginAliases,
-                                     &update->defaultMulticastLocator,
-                                     &self->_cachedDefaultMulticastLocator,
-                                     &self->_reserveEntryportUserMulticastWR, worker)) {
-        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "default multicast entryports");
-    }
+    replace_multicast_entryport(
+        self, &update->enabledDiscTrafficPluginAliases, &update->defaultMulticastLocator,
+        &self->_cachedDefaultMulticastLocator, &self->_reserveEntryportUserMulticastWR,
+        "default multicast entryports", worker);
 }
 
 } // namespace
