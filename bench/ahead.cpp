@@ -1,23 +1,19 @@
 // Each measurement has a child process of its own, so that nothing that ran before has left memory
-// behind, and so that a trap for system calls stays there.
+// behind, and so that it can be traced.
 #include "ahead.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <exception>
 #include <map>
+#include <memory>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 #include <vector>
 
-#include <linux/filter.h>
-#include <linux/seccomp.h>
-#include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -29,7 +25,7 @@ namespace bench {
 namespace {
 
 std::map<int, Standing> standing;
-int socket_calls;
+std::map<std::pair<OperationKind, int>, std::optional<SystemCalls>> calls_by_operation;
 
 /** What a function returns that runs in a child process. */
 template <typename Result>
@@ -87,42 +83,43 @@ Standing measure_standing(int count) {
             (heap_bytes() - heap_one) / further};
 }
 
-volatile std::sig_atomic_t trapped_calls;
+/** Performs rounds of an operation; the first one only warms up. */
+void work_in_rounds(OperationKind kind, int count) {
+    constexpr int ROUNDS = 5;
+    const std::unique_ptr<Operation> operation = make_operation(kind, count);
 
-/** Has each system call on sockets by this thread counted instead of made. */
-void trap_socket_calls() {
-    constexpr std::array CALLS = {SYS_socket,      SYS_socketpair, SYS_bind,       SYS_connect,
-                                  SYS_getsockname, SYS_setsockopt, SYS_getsockopt, SYS_sendto,
-                                  SYS_recvfrom,    SYS_sendmsg,    SYS_recvmsg,    SYS_sendmmsg,
-                                  SYS_recvmmsg,    SYS_shutdown,   SYS_ioctl,      SYS_close,
-                                  SYS_epoll_ctl,   SYS_getpeername};
-    std::vector<sock_filter> filter = {
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr))};
-
-    for (const long call : CALLS) {
-        filter.push_back(BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<__u32>(call), 0, 1));
-        filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_TRAP));
+    for (int round = 0; round < ROUNDS; ++round) {
+        operation->prepare();
+        begin_counting();
+        operation->perform();
+        end_counting();
+        if (operation->finish() && round > 0) {
+            keep_count();
+        }
     }
-    filter.push_back(BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW));
-
-    const sock_fprog program = {static_cast<unsigned short>(filter.size()), filter.data()};
-
-    std::signal(SIGSYS, [](int) { trapped_calls = trapped_calls + 1; });
-    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
-        prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) {
-        throw std::system_error(errno, std::generic_category(), "seccomp");
-    }
+    _exit(0); /* which takes everything down as well, and faster than a traced process does */
 }
 
-int count_socket_calls(int updates) {
-    /* Never deleted: it could not close its sockets any more. The end of the process does. */
-    const auto *participant = new Participant(DOMAIN);
+/** System calls for one participant each time. */
+std::optional<SystemCalls> calls_of(OperationKind kind, int count) {
+    std::optional<SystemCalls> calls =
+        count_system_calls([kind, count] { work_in_rounds(kind, count); });
 
-    trap_socket_calls();
-    for (int i = 0; i < updates; ++i) {
-        participant->update_locators();
+    if (calls) {
+        calls->all /= count;
+        calls->on_sockets /= count;
     }
-    return trapped_calls;
+    return calls;
+}
+
+void count_operations() {
+    for (const OperationKind kind : OPERATION_KINDS) {
+        for (const int count : OPERATION_COUNTS) {
+            if (is_network_private() || !needs_private_network(kind)) {
+                calls_by_operation[{kind, count}] = calls_of(kind, count);
+            }
+        }
+    }
 }
 
 } // namespace
@@ -131,15 +128,15 @@ void measure_ahead() {
     for (const int count : {1, 10, 100, MANY}) {
         standing.emplace(count, in_child(measure_standing, count));
     }
-    socket_calls = in_child(count_socket_calls, LOCATOR_UPDATES);
+    count_operations();
 }
 
 const Standing &standing_costs(int count) {
     return standing.at(count);
 }
 
-int socket_calls_of_updates() {
-    return socket_calls;
+std::optional<SystemCalls> operation_calls(OperationKind kind, int count) {
+    return calls_by_operation[{kind, count}];
 }
 
 } // namespace bench

@@ -2,6 +2,11 @@
 #ifndef BENCH_AHEAD_H
 #define BENCH_AHEAD_H
 
+#include <optional>
+
+#include "operations.h"
+#include "system_calls.h"
+
 namespace bench {
 
 /** What participants that merely stand there keep. */
@@ -17,9 +22,8 @@ void measure_ahead();
 /** The figures of 1, 10, 100 or MANY participants. */
 const Standing &standing_costs(int count);
 
-/** System calls on sockets in LOCATOR_UPDATES locator updates while nothing changes. */
-int socket_calls_of_updates();
-constexpr int LOCATOR_UPDATES = 100;
+/** System calls of an operation, for one participant. Nothing where they cannot be counted. */
+std::optional<SystemCalls> operation_calls(OperationKind kind, int count);
 
 } // namespace bench
 

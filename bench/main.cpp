@@ -34,6 +34,9 @@ void prepare() {
               << "\ncpu: " << cpu_model() << std::endl;
     raise_file_limit();
     measure_ahead();
+    if (!operation_calls(OperationKind::UPDATE_WITHOUT_CHANGE, 1)) {
+        std::cout << "system calls: not counted; tracing is not allowed here" << std::endl;
+    }
 }
 
 int run(int argc, char **argv) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <utility>
+#include <vector>
 
 #include "dds_c/dds_c_domain.h"
 
@@ -17,11 +18,45 @@ constexpr int EMPTY_DOMAIN = 78;
 /** The most participants of this process in one domain that are measured. */
 constexpr int MANY = 119;
 
+/** The QoS of a participant. */
+class Qos {
+public:
+    Qos() = default;
+    Qos(Qos &&other) noexcept : qos_(std::exchange(other.qos_, EMPTY)) {}
+    Qos &operator=(Qos &&) = delete;
+    Qos(const Qos &) = delete;
+    Qos &operator=(const Qos &) = delete;
+    ~Qos() {
+        clear();
+    }
+
+    /** Frees what it has. */
+    void clear() {
+        (void)DDS_DomainParticipantQos_finalize(&qos_);
+    }
+    /** Throws when memory runs out. */
+    void copy(const Qos &other);
+    /** Sets user data of 16 octets. Throws when memory runs out. */
+    void set_user_data(DDS_Octet first_octet);
+
+    DDS_DomainParticipantQos *get() {
+        return &qos_;
+    }
+    const DDS_DomainParticipantQos *get() const {
+        return &qos_;
+    }
+
+private:
+    static constexpr DDS_DomainParticipantQos EMPTY = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
+
+    DDS_DomainParticipantQos qos_ = EMPTY;
+};
+
 /** An enabled participant. */
 class Participant {
 public:
     /** Throws when it cannot be created. */
-    explicit Participant(int domain);
+    explicit Participant(int domain, const DDS_DomainParticipantListener *listener = nullptr);
     Participant(Participant &&other) noexcept
         : participant_(std::exchange(other.participant_, nullptr)) {}
     Participant &operator=(Participant &&) = delete;
@@ -32,10 +67,19 @@ public:
     int index() const;
     /** Has the locators follow the interfaces. Throws when they cannot. */
     void update_locators() const;
+    /** Each throws when it fails. */
+    void get_qos(Qos &qos) const;
+    void set_qos(const Qos &qos) const;
+    /** Waits until the middleware's thread has read every event that the kernel has sent. */
+    void wait_for_reactor() const;
 
 private:
     DDS_DomainParticipant *participant_;
 };
+
+/** As many participants, one after the other. */
+std::vector<Participant> make_participants(int count,
+                                           const DDS_DomainParticipantListener *listener = nullptr);
 
 /** Allocations from the library's heap since the start. */
 std::uint64_t allocations();

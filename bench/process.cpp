@@ -15,6 +15,8 @@
 namespace bench {
 namespace {
 
+bool is_private = false;
+
 /** The text after "NAME" and ':' in a file of such lines; empty when there is none. */
 std::string field(const char *path, const std::string &name) {
     std::ifstream file(path);
@@ -53,7 +55,12 @@ bool enter_private_network() {
         return false;
     }
     bring_up_loopback();
+    is_private = true;
     return true;
+}
+
+bool is_network_private() {
+    return is_private;
 }
 
 void raise_file_limit() {

@@ -10,6 +10,9 @@ namespace bench {
  * loopback. False when the system forbids it: then it stays in the host's. */
 bool enter_private_network();
 
+/** Whether that was done. */
+bool is_network_private();
+
 /** Allows as many open files as the system lets us have. */
 void raise_file_limit();
 

@@ -98,6 +98,50 @@ TEST_F(Run, WritesAnObjectPerLineOnRequest) {
     EXPECT_THAT(process.errors(), HasSubstr("Reserved participant index 0 on domain 7"));
 }
 
+TEST_F(Run, ShowsTheQosThatItHas) {
+    Process process =
+        ddspart({"run", "--index", "3", "--name", "a name", "--user-data", "some data",
+                 "--property", "a.b=c d", "--peer", "192.0.2.9", "--show-qos", "--for", "0"});
+
+    EXPECT_EQ(process.wait().code, 0) << process.errors();
+    const std::string text = process.output();
+
+    EXPECT_THAT(text, HasSubstr("\nuser_data.value: some data\n"));
+    EXPECT_THAT(text, HasSubstr("\nparticipant_name.name: a name\n"));
+    EXPECT_THAT(text, HasSubstr("\nproperty.value[0].name: a.b\n"
+                                "property.value[0].value: c d\n"));
+    EXPECT_THAT(text, HasSubstr("\nwire_protocol.participant_id: 3\n"));
+    EXPECT_THAT(text, HasSubstr("\ndiscovery.initial_peers: 192.0.2.9\n"));
+    EXPECT_LT(text.find("Joined domain 0"), text.find("user_data.value"));
+    EXPECT_LT(text.find("partition.name"), text.find("Left domain 0"));
+}
+
+TEST_F(Run, WritesTheQosAsAnObjectBetweenJoiningAndLeaving) {
+    Process process = ddspart({"run", "--name", "a name", "--user-data", "some data", "--property",
+                               "a.b=c d", "--show-qos", "--for", "0", "--json"});
+
+    EXPECT_EQ(process.wait().code, 0) << process.errors();
+    const std::vector<json> objects = parse_lines(process.output());
+
+    ASSERT_EQ(objects.size(), 3u);
+    const json &qos = objects[1];
+    EXPECT_EQ(qos["event"], "qos");
+    EXPECT_EQ(qos["domain"], 0);
+    EXPECT_EQ(qos["index"], 0);
+    EXPECT_EQ(qos["user_data"]["value"], "some data");
+    EXPECT_EQ(qos["participant_name"]["name"], "a name");
+    EXPECT_EQ(qos["property"]["value"],
+              json::array({{{"name", "a.b"}, {"value", "c d"}, {"propagate", false}}}));
+    EXPECT_EQ(qos["discovery"]["initial_peers"], json({"239.255.0.1", "127.0.0.1"}));
+}
+
+TEST_F(Run, SaysNothingOfTheQosUnlessAskedTo) {
+    Process process = ddspart({"run", "--user-data", "some data", "--for", "0"});
+
+    EXPECT_EQ(process.wait().code, 0);
+    EXPECT_THAT(process.output(), Not(HasSubstr("user_data")));
+}
+
 TEST_F(Run, StaysForAFractionOfASecond) {
     const auto begin = std::chrono::steady_clock::now();
     Process process = ddspart({"run", "--for", "0.25"});

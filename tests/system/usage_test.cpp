@@ -51,6 +51,13 @@ TEST(Usage, HelpGoesToStdoutWithAnExample) {
     }
 }
 
+TEST(Usage, HelpOfRunNamesShowQos) {
+    Process process = ddspart({"run", "--help"});
+
+    EXPECT_EQ(process.wait().code, 0);
+    EXPECT_THAT(process.output(), HasSubstr("--show-qos"));
+}
+
 TEST(Usage, VersionGoesToStdout) {
     Process process = ddspart({"--version"});
 

@@ -26,6 +26,11 @@ void execute(const RunOptions &options) {
     Presence presence = participant.describe();
 
     show(Joined{presence}, options.json);
+    if (options.show_qos) {
+        const Qos qos = participant.qos();
+
+        show(QosShown{presence.domain, presence.index, qos.get()}, options.json);
+    }
     const auto end =
         options.duration ? std::optional(Moment::clock::now() + *options.duration) : std::nullopt;
     int signal = 0;

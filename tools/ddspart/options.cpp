@@ -109,6 +109,8 @@ CLI::App *add_run(CLI::App &app, RunOptions &options) {
         [&](const std::string &value) { options.name = value; });
     add(*run, "--user-data", "TEXT", "user data of the participant",
         [&](const std::string &value) { options.user_data = value; });
+    run->add_flag("--show-qos", options.show_qos,
+                  "once joined, print every policy of the participant as it has it");
     add(*run, "--for", "SECONDS", "how long to stay; until a signal unless given",
         [&](const std::string &value) { options.duration = to_duration(value); });
     add(*run, "--verbosity", "LEVEL",

@@ -28,6 +28,7 @@ struct RunOptions : PortSettings {
     std::vector<std::pair<std::string, std::string>> properties;
     std::optional<std::string> name;
     std::string user_data;
+    bool show_qos = false;
     std::optional<std::chrono::nanoseconds> duration; // none: until a signal
     KOLS_Config_LogVerbosity verbosity = KOLS_CONFIG_LOG_VERBOSITY_STATUS_LOCAL;
     bool json = false;

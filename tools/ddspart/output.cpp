@@ -8,6 +8,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "qos_tree.h"
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -64,7 +66,8 @@ Json object(const char *event, const Presence &presence) {
 }
 
 std::string line(const Json &object) {
-    return object.dump() + "\n";
+    // Texts from the command line need not be UTF-8, as JSON has to be.
+    return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
 std::string lines(const char *verb, const Presence &presence) {
@@ -95,6 +98,10 @@ std::string lines(const char *verb, const Presence &presence) {
 
 std::string as_text(const Joined &joined) {
     return lines("Joined", joined.presence);
+}
+
+std::string as_text(const QosShown &shown) {
+    return qos_lines(qos_tree(*shown.qos));
 }
 
 std::string as_text(const Changed &changed) {
@@ -139,6 +146,14 @@ std::string as_text(const PortTable &table) {
 
 std::string as_json(const Joined &joined) {
     return line(object("joined", joined.presence));
+}
+
+std::string as_json(const QosShown &shown) {
+    Json object = {
+        {"event", "qos"}, {"domain", shown.domain}, {"index", index_or_null(shown.index)}};
+
+    object.update(qos_tree(*shown.qos));
+    return line(object);
 }
 
 std::string as_json(const Changed &changed) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "dds_c/dds_c_domainparticipantqos.h"
 #include "ports.h"
 
 /** A participant in its domain. */
@@ -23,6 +24,13 @@ struct Joined {
     const Presence &presence;
 };
 
+/** The QoS that it has. */
+struct QosShown {
+    DDS_DomainId_t domain;
+    DDS_Long index;
+    const DDS_DomainParticipantQos *qos;
+};
+
 /** Its index or locators are others now, because the network has changed. */
 struct Changed {
     const Presence &presence;
@@ -37,10 +45,12 @@ struct Left {
 
 /** Each returns its lines, with line ends. */
 std::string as_text(const Joined &joined);
+std::string as_text(const QosShown &shown);
 std::string as_text(const Changed &changed);
 std::string as_text(const Left &left);
 std::string as_text(const PortTable &table);
 std::string as_json(const Joined &joined);
+std::string as_json(const QosShown &shown);
 std::string as_json(const Changed &changed);
 std::string as_json(const Left &left);
 std::string as_json(const PortTable &table);

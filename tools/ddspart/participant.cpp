@@ -148,6 +148,15 @@ Qos::Qos(const RunOptions &options) {
     }
 }
 
+Qos::Qos(DDS_DomainParticipant *participant) {
+    try {
+        check(DDS_DomainParticipant_get_qos(participant, &qos_));
+    } catch (...) {
+        (void)DDS_DomainParticipantQos_finalize(&qos_);
+        throw;
+    }
+}
+
 Qos::~Qos() {
     (void)DDS_DomainParticipantQos_finalize(&qos_);
 }
@@ -190,6 +199,10 @@ Presence Participant::describe() const {
             locators(participant_, DDS_DomainParticipant_get_metatraffic_multicast_locators),
             locators(participant_, DDS_DomainParticipant_get_default_unicast_locators),
             locators(participant_, DDS_DomainParticipant_get_default_multicast_locators)};
+}
+
+Qos Participant::qos() const {
+    return Qos(participant_);
 }
 
 void Participant::leave() {

@@ -5,10 +5,12 @@
 #include "options.h"
 #include "output.h"
 
-/** The participant QoS that the options ask for. */
+/** The QoS of a participant: the one that the options ask for, or the one that it has. */
 class Qos {
 public:
     explicit Qos(const RunOptions &options);
+    /** The one that the participant has; throws LoggedFailure when it cannot be read. */
+    explicit Qos(DDS_DomainParticipant *participant);
     ~Qos();
     Qos(const Qos &) = delete;
     Qos &operator=(const Qos &) = delete;
@@ -47,6 +49,8 @@ public:
     Participant &operator=(const Participant &) = delete;
 
     Presence describe() const;
+    /** Throws LoggedFailure when that fails. */
+    Qos qos() const;
 
     /** Leaves, which else the destructor does; throws LoggedFailure when that fails. */
     void leave();

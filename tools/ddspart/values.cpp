@@ -3,8 +3,8 @@
 #include <charconv>
 #include <limits>
 #include <optional>
+#include <sstream>
 #include <string_view>
-#include <vector>
 
 namespace {
 
@@ -60,6 +60,10 @@ const Vocabulary<DDS_TransportBuiltinKindMask> TRANSPORTS = {
     {"udpv4", DDS_TRANSPORTBUILTIN_UDPv4},
     {"udpv6", DDS_TRANSPORTBUILTIN_UDPv6},
 };
+const Vocabulary<DDS_DiscoveryConfigBuiltinPluginKindMask> DISCOVERY_PLUGINS = {
+    {"spdp", DDS_DISCOVERYCONFIG_BUILTIN_SPDP},
+    {"spdp2", DDS_DISCOVERYCONFIG_BUILTIN_SPDP2},
+};
 const Vocabulary<KOLS_Config_LogVerbosity> VERBOSITIES = {
     {"silent", KOLS_CONFIG_LOG_VERBOSITY_SILENT},
     {"error", KOLS_CONFIG_LOG_VERBOSITY_ERROR},
@@ -101,6 +105,25 @@ Mask to_mask(const Vocabulary<Mask> &vocabulary, const std::string &text) {
         mask |= *bit;
     }
     return mask;
+}
+
+template <class Mask>
+std::vector<std::string> words_of_mask(const Vocabulary<Mask> &vocabulary, Mask mask) {
+    std::vector<std::string> words;
+
+    for (const auto &[word, bit] : vocabulary) {
+        if ((mask & bit) != 0) {
+            words.push_back(word);
+            mask &= ~bit;
+        }
+    }
+    if (mask != 0) {
+        std::ostringstream rest;
+
+        rest << "0x" << std::hex << mask;
+        words.push_back(rest.str());
+    }
+    return words;
 }
 
 DDS_Long to_long(const std::string &text, DDS_Long lowest, DDS_Long highest) {
@@ -182,6 +205,18 @@ KOLS_Config_LogVerbosity to_verbosity(const std::string &text) {
         throw Refusal(text, "one of " + words_of(VERBOSITIES));
     }
     return *verbosity;
+}
+
+std::vector<std::string> words_of_reserved_ports(DDS_RtpsReservedPortKindMask mask) {
+    return words_of_mask(PORT_KINDS, mask);
+}
+
+std::vector<std::string> words_of_transports(DDS_TransportBuiltinKindMask mask) {
+    return words_of_mask(TRANSPORTS, mask);
+}
+
+std::vector<std::string> words_of_discovery_plugins(DDS_DiscoveryConfigBuiltinPluginKindMask mask) {
+    return words_of_mask(DISCOVERY_PLUGINS, mask);
 }
 
 std::string port_kind_words() {

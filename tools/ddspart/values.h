@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "options.h"
 
@@ -23,6 +24,11 @@ std::pair<std::string, std::string> to_property(const std::string &text);
 DDS_RtpsReservedPortKindMask to_reserved_ports(const std::string &text);
 DDS_TransportBuiltinKindMask to_transports(const std::string &text);
 KOLS_Config_LogVerbosity to_verbosity(const std::string &text);
+
+/** The words for the bits of a mask; bits without a word as one number, "0x40" for one. */
+std::vector<std::string> words_of_reserved_ports(DDS_RtpsReservedPortKindMask mask);
+std::vector<std::string> words_of_transports(DDS_TransportBuiltinKindMask mask);
+std::vector<std::string> words_of_discovery_plugins(DDS_DiscoveryConfigBuiltinPluginKindMask mask);
 
 /** The words for those of the values that have words. */
 std::string port_kind_words();

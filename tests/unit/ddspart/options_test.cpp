@@ -42,6 +42,7 @@ TEST(RunOptions, AreTheUsualSettingsWhenNoneIsGiven) {
     EXPECT_THAT(options.properties, IsEmpty());
     EXPECT_FALSE(options.name);
     EXPECT_EQ(options.user_data, "");
+    EXPECT_FALSE(options.show_qos);
     EXPECT_FALSE(options.duration);
     EXPECT_EQ(options.verbosity, KOLS_CONFIG_LOG_VERBOSITY_STATUS_LOCAL);
     EXPECT_FALSE(options.json);
@@ -111,6 +112,10 @@ TEST(RunOptions, TakeTextsAsTheyAre) {
 
     EXPECT_EQ(options.name, "a b");
     EXPECT_EQ(options.user_data, "c,d");
+}
+
+TEST(RunOptions, ShowTheQosOnRequest) {
+    EXPECT_TRUE(parse_run({"--show-qos"}).show_qos);
 }
 
 TEST(RunOptions, TakeFractionsOfASecond) {
@@ -194,6 +199,7 @@ TEST(WrongUsage, IsAnsweredWithOptionValueAndWhatIsAllowed) {
         {{"run", "--no-multicast", "--multicast-address", "239.255.0.1"},
          {"--no-multicast", "--multicast-address"}},
         {{"ports", "--for", "1"}, {"ddspart ports: ", "--for"}},
+        {{"ports", "--show-qos"}, {"ddspart ports: ", "--show-qos"}},
         {{"ports", "--index", "auto"}, {"--index: 'auto' is not an index or a range FIRST-LAST"}},
         {{"ports", "--index", "2-1"}, {"--index: '2-1' is not "}},
         {{"ports", "--index", "-1"}, {"--index: '-1' is not "}},

@@ -1,0 +1,90 @@
+// The run of a participant, where the library fails.
+#include <filesystem>
+#include <iterator>
+
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include "commands.h"
+#include "dds_c/dds_c_domain.h"
+#include "log.h"
+#include "support/heap_watch.h"
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::internal::CaptureStderr;
+using testing::internal::CaptureStdout;
+using testing::internal::GetCapturedStderr;
+using testing::internal::GetCapturedStdout;
+
+namespace {
+
+/** Instead of DDS_RETCODE_OK, what reading the QoS returns. */
+DDS_ReturnCode_t outcome = DDS_RETCODE_OK;
+
+RunOptions a_short_stay() {
+    RunOptions options;
+
+    options.well_known_ports.port_base =
+        10000 + static_cast<DDS_Long>(getpid() % 88) * 250; // below the ephemeral ports
+    options.show_qos = true;
+    options.duration = std::chrono::nanoseconds(0);
+    return options;
+}
+
+auto number_of_open_files() {
+    const std::filesystem::directory_iterator files("/proc/self/fd");
+
+    return std::distance(begin(files), end(files));
+}
+
+class RunThatCannotReadTheQos : public testing::Test {
+protected:
+    RunThatCannotReadTheQos() {
+        outcome = DDS_RETCODE_ERROR;
+        CaptureStdout();
+        CaptureStderr();
+    }
+    ~RunThatCannotReadTheQos() override {
+        outcome = DDS_RETCODE_OK;
+    }
+};
+
+TEST_F(RunThatCannotReadTheQos, FailsWithOneLine) {
+    Log log(KOLS_CONFIG_LOG_VERBOSITY_ERROR);
+
+    try {
+        execute(a_short_stay());
+        ADD_FAILURE() << "it has not failed";
+    } catch (const LoggedFailure &failure) {
+        log.explain(failure);
+    }
+    EXPECT_EQ(GetCapturedStderr(), "ddspart: the library could not do it\n");
+    EXPECT_THAT(GetCapturedStdout(), Not(HasSubstr("user_data")));
+}
+
+TEST_F(RunThatCannotReadTheQos, LeavesInOrder) {
+    const support::HeapWatch heap;
+    const auto files = number_of_open_files();
+
+    EXPECT_THROW(execute(a_short_stay()), LoggedFailure);
+    EXPECT_EQ(number_of_open_files(), files);
+    EXPECT_EQ(heap.change(), support::Blocks());
+    (void)GetCapturedStderr();
+    EXPECT_THAT(GetCapturedStdout(), HasSubstr("Joined domain 0"));
+}
+
+} // namespace
+
+extern "C" {
+
+DDS_ReturnCode_t __real_DDS_DomainParticipant_get_qos(DDS_DomainParticipant *self,
+                                                      DDS_DomainParticipantQos *qos);
+
+DDS_ReturnCode_t __wrap_DDS_DomainParticipant_get_qos(DDS_DomainParticipant *self,
+                                                      DDS_DomainParticipantQos *qos) {
+    const DDS_ReturnCode_t result = __real_DDS_DomainParticipant_get_qos(self, qos);
+
+    return result == DDS_RETCODE_OK ? outcome : result;
+}
+}
