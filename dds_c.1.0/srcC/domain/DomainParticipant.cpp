@@ -293,18 +293,40 @@ DDS_ReturnCode_t await_closed_entryports(struct DDS_DomainParticipant *self,
 #undef DDS_LOG_FUNCTION
 #define DDS_LOG_FUNCTION "DDS_DomainParticipant_enable"
 
-/** Adds one locator for each transport of a list with entryports. */
-void add_ports(struct PRESLocatorQosPolicy *ports, const struct PRESLocatorQosPolicy *locators,
-               const struct DDS_DomainParticipantPresentationEntryportSet *reserved) {
+/** One locator for each transport of a list with entryports: each has the same port again. */
+struct PRESLocatorQosPolicy
+get_ports(const struct PRESLocatorQosPolicy *locators,
+          const struct DDS_DomainParticipantPresentationEntryportSet *reserved) {
     const std::span all(locators->locatorList, (size_t)std::min(locators->count, reserved->_count));
+    struct PRESLocatorQosPolicy ports = LOCATOR_QOS_POLICY_DEFAULT;
     KOLS_Transport_ClassId_t transport = KOLS_TRANSPORT_CLASSID_INVALID;
 
     for (const struct NUVNetioLocator &locator : all) {
         if (locator.transport != transport) { /* they are in the order of their transports */
             transport = locator.transport;
-            ports->locatorList[ports->count++] = locator;
+            ports.locatorList[ports.count++] = locator;
         }
     }
+    return ports;
+}
+
+/** False when memory runs out; what was kept before then still is. */
+bool keep_ports_of(struct DDS_DomainParticipant *self, struct PRESLocatorQosPolicy ports,
+                   struct DDS_DomainParticipantPresentationEntryportSet *kept,
+                   struct REDAWorker *worker) {
+    struct DDS_DomainParticipantPresentationEntryportSet now;
+    struct NUVNetioAliasList anyTransport = {""};
+
+    if (ports.count == 0) {
+        return true;
+    }
+    if (!DDS_DomainParticipantPresentation_reserve_entryport_setI(
+            &self->presentation, &anyTransport, &ports, &now, worker)) {
+        return false;
+    }
+    DDS_DomainParticipantPresentation_release_entryport_setI(&self->presentation, kept, worker);
+    *kept = now;
+    return true;
 }
 
 /**
@@ -314,31 +336,22 @@ void add_ports(struct PRESLocatorQosPolicy *ports, const struct PRESLocatorQosPo
  */
 bool keep_ports(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
     const struct DDS_DomainParticipantPresentation &presentation = self->presentation;
-    struct DDS_DomainParticipantPresentationEntryportSet kept;
-    struct PRESLocatorQosPolicy ports = LOCATOR_QOS_POLICY_DEFAULT;
-    struct NUVNetioAliasList anyTransport = {""};
 
-    add_ports(&ports, &presentation._cachedMetatrafficUnicastLocator,
-              &presentation._reserveMetaUnicast);
-    add_ports(&ports, &presentation._cachedDefaultUnicastLocator,
-              &presentation._reserveUserUnicast);
-    if (ports.count == 0) {
-        return true;
-    }
-    if (!DDS_DomainParticipantPresentation_reserve_entryport_setI(
-            &self->presentation, &anyTransport, &ports, &kept, worker)) {
-        return false;
-    }
-    DDS_DomainParticipantPresentation_release_entryport_setI(&self->presentation, &self->keptPorts,
-                                                             worker);
-    self->keptPorts = kept;
-    return true;
+    return keep_ports_of(self,
+                         get_ports(&presentation._cachedMetatrafficUnicastLocator,
+                                   &presentation._reserveMetaUnicast),
+                         &self->keptMetaPorts, worker) &&
+           keep_ports_of(self,
+                         get_ports(&presentation._cachedDefaultUnicastLocator,
+                                   &presentation._reserveUserUnicast),
+                         &self->keptUserPorts, worker);
 }
 
 /** Gives back all ports of the index, though they are not closed yet. */
 void release_index(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
-    DDS_DomainParticipantPresentation_release_entryport_setI(&self->presentation, &self->keptPorts,
-                                                             worker);
+    for (auto *kept : {&self->keptMetaPorts, &self->keptUserPorts}) {
+        DDS_DomainParticipantPresentation_release_entryport_setI(&self->presentation, kept, worker);
+    }
     DDS_DomainParticipantPresentation_release_participant_index_entryports(&self->presentation,
                                                                            worker);
     self->participantIndex = -1;
@@ -439,8 +452,11 @@ DDS_ReturnCode_t follow_interfaces(struct DDS_DomainParticipant *self, struct RE
         /* The update below finds nothing changed any more: so this is said here. */
         (void)DDS_DomainParticipantPresentation_log_peers_and_locators(&self->presentation, worker);
     }
-    return DDS_DomainParticipantPresentation_update_participant_locatorsI(
+    const DDS_ReturnCode_t result = DDS_DomainParticipantPresentation_update_participant_locatorsI(
         &self->presentation, self, self->participantIndex, worker);
+
+    (void)keep_ports(self, worker); /* if not, the former ones still are, and it is tried again */
+    return result;
 }
 
 /** Follows the interfaces and tells the application if that changed anything. */
@@ -458,9 +474,6 @@ DDS_ReturnCode_t update_locators(struct DDS_DomainParticipant *self, struct REDA
 
         result = follow_interfaces(self, worker);
         changed = before.differ(self->presentation);
-        if (changed) {
-            (void)keep_ports(self, worker); /* if not, the former ones are still kept */
-        }
     }
     if (changed && self->listener.on_locators_changed != nullptr) {
         const CallbackMark mark;

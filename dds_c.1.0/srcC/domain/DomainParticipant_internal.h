@@ -39,8 +39,9 @@ struct DDS_DomainParticipant {
     struct DDS_DomainParticipantPresentation presentation;
     int isEnabled;
     DDS_Long participantIndex; /**< -1 until the participant has one */
-    /** The unicast ports of that index once more, so that it stays without any address as well. */
-    struct DDS_DomainParticipantPresentationEntryportSet keptPorts;
+    /* The unicast ports of that index once more, so that it stays without any address as well. */
+    struct DDS_DomainParticipantPresentationEntryportSet keptMetaPorts;
+    struct DDS_DomainParticipantPresentationEntryportSet keptUserPorts;
 
     struct NUVNetioInterfaceListener interfaceListener;
 };
