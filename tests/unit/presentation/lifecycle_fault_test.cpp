@@ -2,6 +2,8 @@
 #include <cstring>
 #include <set>
 
+#include <gmock/gmock.h>
+
 #include "pres/pres_participant.h"
 #include "support/presentation_fixture.h"
 
@@ -25,6 +27,12 @@ bool operator==(const Outcome &left, const Outcome &right) {
            left.messages == right.messages && left.left == right.left;
 }
 
+/** The same without a message. */
+Outcome silently(Outcome outcome) {
+    outcome.messages.clear();
+    return outcome;
+}
+
 std::ostream &operator<<(std::ostream &out, const Outcome &outcome) {
     out << outcome.result << (outcome.isDone ? " done" : " not done");
     return out << ' ' << testing::PrintToString(outcome.messages) << ' '
@@ -44,6 +52,11 @@ protected:
             all.push_back(message.text);
         }
         return all;
+    }
+
+    /** Forbids every message of the module, or allows them all again. */
+    static void want(bool messages) {
+        NUVLog_storeMask(&DDSLog_g_instrumentationMask, messages ? ~0u : 0);
     }
 
     Outcome outcome(DDS_ReturnCode_t result, bool isDone, const HeapWatch &before) {
@@ -196,6 +209,19 @@ TEST_F(InitializeFaults, OfEachAllocationAreAnsweredAsDocumented) {
     EXPECT_EQ(seen.size(), std::size(documented));
 }
 
+TEST_F(InitializeFaults, AreAnsweredAlikeWithoutTheirMessages) {
+    int nth = 0;
+    do {
+        ASSERT_LT(nth, TRIES_MAX);
+        recorder.failCall(++nth);
+        const Outcome outcome = tryOnce();
+        want(false);
+        recorder.failCall(nth);
+        EXPECT_EQ(tryOnce(), silently(outcome)) << failed;
+        want(true);
+    } while (!failed.empty());
+}
+
 // ---- finalize
 
 class FinalizeFaults : public Faults {
@@ -223,6 +249,18 @@ TEST_F(FinalizeFaults, OfEachCallLeaveTheRecordAlone) {
     EXPECT_EQ(DDS_DomainParticipantPresentation_finalize(&self, worker), DDS_RETCODE_OK);
     EXPECT_EQ(recorder.failed(), "");
     EXPECT_TRUE(isZero(self));
+}
+
+TEST_F(FinalizeFaults, AreAnsweredAlikeWithoutTheirMessages) {
+    want(false);
+    recorder.fail("PRESParticipant_preShutdownWakeup", {.failReason = PRES_RETCODE_ERROR});
+    EXPECT_EQ(DDS_DomainParticipantPresentation_wakeup(&self, worker), DDS_RETCODE_ERROR);
+    recorder.failCall(1);
+    EXPECT_EQ(DDS_DomainParticipantPresentation_finalize(&self, worker), DDS_RETCODE_ERROR);
+    EXPECT_NE(self.participant, nullptr);
+    EXPECT_THAT(log.messages(), testing::IsEmpty());
+    recorder.clearFaults();
+    finalize();
 }
 
 TEST_F(FinalizeFaults, OfAllocationsAreImpossible) {
@@ -343,6 +381,30 @@ TEST_F(EnableFaults, OfEachAllocationAreAnsweredAsDocumented) {
         seen.insert(found);
     } while (!recorder.failed().empty());
     EXPECT_EQ(seen.size(), std::size(documented));
+}
+
+TEST_F(EnableFaults, AreAnsweredAlikeWithoutTheirMessages) {
+    int nth = 0;
+    do {
+        ASSERT_LT(nth, TRIES_MAX);
+        prepare();
+        recorder.failCall(++nth);
+        const Outcome outcome = tryOnce();
+        prepare();
+        want(false);
+        recorder.failCall(nth);
+        EXPECT_EQ(tryOnce(), silently(outcome)) << recorder.failed();
+        want(true);
+    } while (!recorder.failed().empty());
+}
+
+TEST_F(EnableFaults, AWarningThatIsForbiddenIsNotPrinted) {
+    prepare();
+    self._cachedDefaultUnicastLocator.count = 0;
+    self._cachedMetatrafficUnicastLocator.count = 0;
+    self._cachedMetatrafficMulticastLocator.count = 0;
+    want(false);
+    EXPECT_EQ(tryOnce(), (Outcome{DDS_RETCODE_OK, true, {}, {}}));
 }
 
 } // namespace
