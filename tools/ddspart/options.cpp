@@ -81,8 +81,10 @@ CLI::App *add_run(CLI::App &app, RunOptions &options) {
     add_list(*run, "--interface", "NAME",
              "interface, by name or address, to use instead of all; may be repeated",
              options.interfaces);
-    add_list(*run, "--peer", "PEER",
-             "whom to announce to instead of the usual peers; may be repeated", options.peers);
+    add_list(
+        *run, "--peer", "PEER",
+        "a peer in place of the usual ones, for when participants are announced; may be repeated",
+        options.peers);
     CLI::Option *const multicast_address =
         add_list(*run, "--multicast-address", "ADDRESS",
                  "where to receive announcements instead of 239.255.0.1; may be repeated",

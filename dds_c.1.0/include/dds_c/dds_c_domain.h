@@ -115,10 +115,10 @@ DDS_DomainParticipant *DDS_DomainParticipantFactory_create_participant(
  * @brief Deletes a participant; its ports are free when this returns.
  * @return DDS_RETCODE_OK; DDS_RETCODE_BAD_PARAMETER when it is no participant of the factory;
  * DDS_RETCODE_PRECONDITION_NOT_MET while it has topics, and then it is as it was;
- * DDS_RETCODE_ERROR when it could not be shut down: then it can be deleted again;
- * DDS_RETCODE_TIMEOUT when closing its ports took longer than half a minute, as when a listener
- * kept the middleware's thread: it is gone all the same; DDS_RETCODE_ILLEGAL_OPERATION within a
- * listener, and then it is as it was.
+ * DDS_RETCODE_ERROR, or another code of why it could not be shut down: then it can be deleted
+ * again; DDS_RETCODE_TIMEOUT when closing its ports took longer than half a minute, as when a
+ * listener kept the middleware's thread: it is gone all the same; DDS_RETCODE_ILLEGAL_OPERATION
+ * within a listener, and then it is as it was.
  */
 DDS_ReturnCode_t
 DDS_DomainParticipantFactory_delete_participant(DDS_DomainParticipantFactory *self,
@@ -167,7 +167,8 @@ DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
  * @brief Has the participant's locators follow the host's interfaces now.
  *
  * It happens by itself soon after the interfaces change; this is for who does not want to wait
- * until a burst of changes has settled.
+ * until a burst of changes has settled. What could not be reserved, because somebody had the port
+ * or memory ran out, is tried again with the next change of the interfaces or the next call.
  *
  * @return DDS_RETCODE_OK; DDS_RETCODE_NOT_ENABLED before the participant is enabled;
  * DDS_RETCODE_BAD_PARAMETER; or why the locators could not be updated.

@@ -1,16 +1,16 @@
+// What a participant is: created, enabled, asked, given topics, deleted.
 #include <string.h>
 
-#include <algorithm>
 #include <array>
-#include <span>
 #include <utility>
 
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "domain/CallWorker.h"
-#include "domain/DomainParticipant_internal.h"
+#include "domain/CallbackMark.h"
+#include "domain/ParticipantLock.h"
 #include "domain/ParticipantProperties.h"
 #include "infrastructure/Common_internal.h"
-#include "infrastructure/Locator_internal.h"
+#include "infrastructure/QosPolicy_internal.h"
 #include "osapi/osapi_heap.h"
 #include "osapi/osapi_utility.h"
 
@@ -21,24 +21,6 @@ namespace {
 
 /** How long a deletion waits for the reactor to close the ports before it drains by sleeping. */
 const struct NUVNtpTime CLOSE_TIME = {0, 0x20000000u}; /* 1/8 s */
-
-/** Enters a participant's exclusive area for as long as it lives. */
-class ParticipantLock {
-public:
-    ParticipantLock(struct DDS_DomainParticipant *participant, struct REDAWorker *callWorker)
-        : ea(participant->ea), worker(callWorker) {
-        REDAExclusiveArea_enter(ea, worker);
-    }
-    ~ParticipantLock() {
-        REDAExclusiveArea_leave(ea, worker);
-    }
-    ParticipantLock(const ParticipantLock &) = delete;
-    ParticipantLock &operator=(const ParticipantLock &) = delete;
-
-private:
-    struct REDAExclusiveArea *ea;
-    struct REDAWorker *worker;
-};
 
 /** A topic of the public API is the presentation layer's. */
 DDS_Topic *to_public(struct PRESTopic *topic) {
@@ -52,24 +34,6 @@ struct PRESTopic *to_presentation(DDS_Topic *topic) {
 const struct PRESTopic *to_presentation(const DDS_Topic *topic) {
     return reinterpret_cast<const struct PRESTopic *>(topic);
 }
-
-thread_local bool isWithinCallback = false;
-
-/** Says for as long as it lives that its thread runs a callback of a listener. */
-class CallbackMark {
-public:
-    CallbackMark() : wasWithinCallback(isWithinCallback) {
-        isWithinCallback = true;
-    }
-    ~CallbackMark() {
-        isWithinCallback = wasWithinCallback;
-    }
-    CallbackMark(const CallbackMark &) = delete;
-    CallbackMark &operator=(const CallbackMark &) = delete;
-
-private:
-    const bool wasWithinCallback;
-};
 
 void on_inconsistent_topic(void *param, struct PRESTopic *topic, struct REDAWorker *) {
     const struct DDS_DomainParticipantListener &listener =
@@ -181,33 +145,6 @@ void choose_guid(struct DDS_DomainParticipant *self) {
     }
 }
 
-/** No name, or one empty name. */
-bool is_default_partition(const struct DDS_PartitionQosPolicy *partition) {
-    const DDS_Long length = DDS_StringSeq_get_length(&partition->name);
-
-    return length == 0 || (length == 1 && DDS_StringSeq_get(&partition->name, 0)[0] == '\0');
-}
-
-/** Whether what has to be allocated to be read back is all there. */
-bool has_variable_parts_of(const struct DDS_DomainParticipantQos *qos,
-                           const struct DDS_DomainParticipantQos *running) {
-    return DDS_UserDataQosPolicy_is_equal(&qos->user_data, &running->user_data) &&
-           DDS_PropertyQosPolicy_is_equal(&qos->property, &running->property) &&
-           DDS_EntityNameQosPolicy_is_equal(&qos->participant_name, &running->participant_name) &&
-           (DDS_StringSeq_get_length(&qos->partition.name) > 0 ||
-            is_default_partition(&running->partition));
-}
-
-/**
- * The translation of a QoS passes over a property list that it has no memory for. So whoever had
- * one translated looks whether it has arrived.
- */
-bool has_kept_properties(struct DDS_DomainParticipant *self,
-                         const struct DDS_DomainParticipantQos *qos, struct REDAWorker *worker) {
-    return PRESParticipant_getPropertyListLength(self->presentation.participant, worker) ==
-           (NUV_UINT32)DDS_PropertySeq_get_length(&qos->property.value);
-}
-
 bool initialize_presentation(struct DDS_DomainParticipant *self, DDS_StatusMask mask,
                              struct REDAWorker *worker) {
     const struct DDS_DomainParticipantResourcesI &resources = self->resources;
@@ -226,7 +163,34 @@ bool initialize_presentation(struct DDS_DomainParticipant *self, DDS_StatusMask 
                resources.eventThreadFactory, resources.asynchPubThreadFactory,
                worker) == DDS_RETCODE_OK &&
            self->presentation.participant != nullptr &&
-           has_kept_properties(self, &self->qos, worker);
+           DDS_DomainParticipant_has_propertiesI(self, &self->qos, worker);
+}
+
+/** What others would learn of a participant, if it were announced to them. */
+void warn_of_what_is_not_announced(const struct DDS_DomainParticipantQos *qos) {
+    const struct {
+        const char *name;
+        bool isGiven;
+    } settings[] = {
+        {"discovery.initial_peers", !DDS_DiscoveryQosPolicy_has_usual_peersI(&qos->discovery)},
+        {"user_data", DDS_OctetSeq_get_length(&qos->user_data.value) > 0},
+        {"partition", DDS_StringSeq_get_length(&qos->partition.name) > 0},
+        {"participant_name",
+         qos->participant_name.name != nullptr || qos->participant_name.role_name != nullptr},
+    };
+    char names[128] = "";
+
+    for (const auto &setting : settings) {
+        if (setting.isGiven) {
+            NUVOsapiUtility_strncat(names, sizeof(names) - 1, names[0] != '\0' ? ", " : "", 2);
+            NUVOsapiUtility_strncat(names, sizeof(names) - 1, setting.name, sizeof(names) - 1);
+        }
+    }
+    if (names[0] != '\0') {
+        DDSLog_text(NUV_LOG_LEVEL_WARNING, NUV_LOG_EMPTY_TEMPLATE,
+                    "participants are not announced in this version, so others do not learn of: %s",
+                    names);
+    }
 }
 
 /** The presentation half names what it does not act on itself; this it never sees. */
@@ -236,6 +200,7 @@ void warn_of_unused_settings(const struct DDS_DomainParticipant *self) {
                     "this setting is accepted but nothing acts on it in this version: "
                     "multicast_mapping");
     }
+    warn_of_what_is_not_announced(&self->qos);
 }
 
 /** Frees whatever the participant has but its presentation half. */
@@ -293,96 +258,6 @@ DDS_ReturnCode_t await_closed_entryports(struct DDS_DomainParticipant *self,
 #undef DDS_LOG_FUNCTION
 #define DDS_LOG_FUNCTION "DDS_DomainParticipant_enable"
 
-/** One locator for each transport of a list with entryports: each has the same port again. */
-struct PRESLocatorQosPolicy
-get_ports(const struct PRESLocatorQosPolicy *locators,
-          const struct DDS_DomainParticipantPresentationEntryportSet *reserved) {
-    const std::span all(locators->locatorList, (size_t)std::min(locators->count, reserved->_count));
-    struct PRESLocatorQosPolicy ports = LOCATOR_QOS_POLICY_DEFAULT;
-    KOLS_Transport_ClassId_t transport = KOLS_TRANSPORT_CLASSID_INVALID;
-
-    for (const struct NUVNetioLocator &locator : all) {
-        if (locator.transport != transport) { /* they are in the order of their transports */
-            transport = locator.transport;
-            ports.locatorList[ports.count++] = locator;
-        }
-    }
-    return ports;
-}
-
-/** False when memory runs out; what was kept before then still is. */
-bool keep_ports_of(struct DDS_DomainParticipant *self, struct PRESLocatorQosPolicy ports,
-                   struct DDS_DomainParticipantPresentationEntryportSet *kept,
-                   struct REDAWorker *worker) {
-    struct DDS_DomainParticipantPresentationEntryportSet now;
-    struct NUVNetioAliasList anyTransport = {""};
-
-    if (ports.count == 0) {
-        return true;
-    }
-    if (!DDS_DomainParticipantPresentation_reserve_entryport_setI(
-            &self->presentation, &anyTransport, &ports, &now, worker)) {
-        return false;
-    }
-    DDS_DomainParticipantPresentation_release_entryport_setI(&self->presentation, kept, worker);
-    *kept = now;
-    return true;
-}
-
-/**
- * Reserves the unicast ports in use once more, which costs no socket. An update on a host without
- * any address gives back what was reserved for its locators; whoever then bound these ports would
- * have taken the index. So then what was kept stays.
- */
-bool keep_ports(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
-    const struct DDS_DomainParticipantPresentation &presentation = self->presentation;
-
-    return keep_ports_of(self,
-                         get_ports(&presentation._cachedMetatrafficUnicastLocator,
-                                   &presentation._reserveMetaUnicast),
-                         &self->keptMetaPorts, worker) &&
-           keep_ports_of(self,
-                         get_ports(&presentation._cachedDefaultUnicastLocator,
-                                   &presentation._reserveUserUnicast),
-                         &self->keptUserPorts, worker);
-}
-
-/** Gives back all ports of the index, though they are not closed yet. */
-void release_index(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
-    for (auto *kept : {&self->keptMetaPorts, &self->keptUserPorts}) {
-        DDS_DomainParticipantPresentation_release_entryport_setI(&self->presentation, kept, worker);
-    }
-    DDS_DomainParticipantPresentation_release_participant_index_entryports(&self->presentation,
-                                                                           worker);
-    self->participantIndex = -1;
-}
-
-/**
- * Reserves an index and its ports. A host without any usable address is no failure: the participant
- * gets its index when an address appears.
- */
-DDS_ReturnCode_t reserve_index(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
-    DDS_Long participantIndex = self->qos.wire_protocol.participant_id;
-    DDS_ReturnCode_t result =
-        DDS_DomainParticipantPresentation_reserve_participant_index_entryports(
-            &self->presentation, &participantIndex, worker);
-
-    if (result == DDS_RETCODE_OK) {
-        self->participantIndex = participantIndex;
-        return keep_ports(self, worker) ? DDS_RETCODE_OK : DDS_RETCODE_OUT_OF_RESOURCES;
-    }
-    if (result == DDS_RETCODE_NO_DATA) {
-        if (DDS_DomainParticipantPresentation_get_max_locator_list_size(&self->presentation) > 0) {
-            return DDS_RETCODE_OK;
-        }
-        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_FAILED_TO_ENABLE_TEMPLATE,
-                    "the property dds.domain_participant.max_announced_locator_list_size is 0, "
-                    "which leaves the participant no locator: allowed are 1 to %d",
-                    DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX);
-    }
-    return result;
-}
-
 DDS_ReturnCode_t enable_presentation(struct DDS_DomainParticipant *self,
                                      struct REDAWorker *worker) {
     int enableAllEntities =
@@ -403,180 +278,18 @@ DDS_ReturnCode_t enable_locked(struct DDS_DomainParticipant *self, struct REDAWo
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
 
     (void)NUVNetioConfigurator_refreshInterfaces(self->configurator, worker);
-    result = reserve_index(self, worker);
+    result = DDS_DomainParticipant_reserve_indexI(self, worker);
+    if (result == DDS_RETCODE_OK && !DDS_DomainParticipant_keep_portsI(self, worker)) {
+        result = DDS_RETCODE_OUT_OF_RESOURCES;
+    }
     if (result == DDS_RETCODE_OK) {
         result = enable_presentation(self, worker);
     }
     if (result != DDS_RETCODE_OK) {
-        release_index(self, worker);
+        DDS_DomainParticipant_release_indexI(self, worker);
         return result;
     }
     self->isEnabled = 1;
-    return DDS_RETCODE_OK;
-}
-
-/** The lists whose change an application is told of. */
-struct LocatorLists {
-    struct PRESLocatorQosPolicy defaultUnicast;
-    struct PRESLocatorQosPolicy metatrafficUnicast;
-    struct PRESReducedLocatorQosPolicy metatrafficMulticast;
-
-    explicit LocatorLists(const struct DDS_DomainParticipantPresentation &presentation)
-        : defaultUnicast(presentation._cachedDefaultUnicastLocator),
-          metatrafficUnicast(presentation._cachedMetatrafficUnicastLocator),
-          metatrafficMulticast(presentation._cachedMetatrafficMulticastLocator) {}
-
-    bool differ(const struct DDS_DomainParticipantPresentation &presentation) const {
-        return PRESLocatorQosPolicy_compare(&defaultUnicast,
-                                            &presentation._cachedDefaultUnicastLocator) != 0 ||
-               PRESLocatorQosPolicy_compare(&metatrafficUnicast,
-                                            &presentation._cachedMetatrafficUnicastLocator) != 0 ||
-               PRESLocatorQosPolicy_compare(
-                   PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&metatrafficMulticast),
-                   PRESReducedLocatorQosPolicy_asConstLocatorPolicy(
-                       &presentation._cachedMetatrafficMulticastLocator)) != 0;
-    }
-};
-
-/** Updates the locators of an enabled participant, which gets its index now if it has none yet. */
-DDS_ReturnCode_t follow_interfaces(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
-    (void)NUVNetioConfigurator_refreshInterfaces(self->configurator, worker);
-    if (self->participantIndex < 0) {
-        /* The search computes the multicast locators and reserves for them anew. */
-        release_index(self, worker);
-        const DDS_ReturnCode_t result = reserve_index(self, worker);
-
-        if (result != DDS_RETCODE_OK || self->participantIndex < 0) {
-            return result;
-        }
-        /* The update below finds nothing changed any more: so this is said here. */
-        (void)DDS_DomainParticipantPresentation_log_peers_and_locators(&self->presentation, worker);
-    }
-    const DDS_ReturnCode_t result = DDS_DomainParticipantPresentation_update_participant_locatorsI(
-        &self->presentation, self, self->participantIndex, worker);
-
-    (void)keep_ports(self, worker); /* if not, the former ones still are, and it is tried again */
-    return result;
-}
-
-/** Follows the interfaces and tells the application if that changed anything. */
-DDS_ReturnCode_t update_locators(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
-    DDS_ReturnCode_t result = DDS_RETCODE_OK;
-    bool changed = false;
-
-    {
-        const ParticipantLock lock(self, worker);
-
-        if (!self->isEnabled) {
-            return DDS_RETCODE_NOT_ENABLED;
-        }
-        const LocatorLists before(self->presentation);
-
-        result = follow_interfaces(self, worker);
-        changed = before.differ(self->presentation);
-    }
-    if (changed && self->listener.on_locators_changed != nullptr) {
-        const CallbackMark mark;
-
-        self->listener.on_locators_changed(self->listener.listener_data, self);
-    }
-    return result;
-}
-
-void on_interfaces_changed(void *param, struct REDAWorker *worker) {
-    (void)update_locators(static_cast<struct DDS_DomainParticipant *>(param), worker);
-}
-
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipant_set_qos"
-
-/** Refuses a change of what is fixed at creation, where the presentation half does not. */
-bool check_fixed_policies(const struct DDS_DomainParticipantQos *running,
-                          const struct DDS_DomainParticipantQos *qos) {
-    const struct DDS_WireProtocolQosPolicy &wireProtocol = qos->wire_protocol;
-    const char *changed = nullptr;
-
-    if (wireProtocol.participant_id != running->wire_protocol.participant_id) {
-        changed = "wire_protocol.participant_id";
-    } else if (!DDS_RtpsWellKnownPorts_is_equal(&wireProtocol.rtps_well_known_ports,
-                                                &running->wire_protocol.rtps_well_known_ports)) {
-        changed = "wire_protocol.rtps_well_known_ports";
-    } else if (wireProtocol.rtps_reserved_port_mask !=
-               running->wire_protocol.rtps_reserved_port_mask) {
-        changed = "wire_protocol.rtps_reserved_port_mask";
-    } else if (!DDS_TransportBuiltinQosPolicy_is_equal(&qos->transport_builtin,
-                                                       &running->transport_builtin)) {
-        changed = "transport_builtin";
-    } else if (!DDS_TransportMulticastMappingQosPolicy_is_equal(&qos->multicast_mapping,
-                                                                &running->multicast_mapping)) {
-        changed = "multicast_mapping";
-    } else if (!DDS_StringSeq_is_equal(&qos->discovery.enabled_transports,
-                                       &running->discovery.enabled_transports)) {
-        changed = "discovery.enabled_transports";
-    } else if (!DDS_StringSeq_is_equal(&qos->discovery.multicast_receive_addresses,
-                                       &running->discovery.multicast_receive_addresses)) {
-        changed = "discovery.multicast_receive_addresses";
-    } else if (!DDS_DiscoveryConfigQosPolicy_is_equal(&qos->discovery_config,
-                                                      &running->discovery_config)) {
-        changed = "discovery_config";
-    } else if (!DDS_DomainParticipantResourceLimitsQosPolicy_is_equal(&qos->resource_limits,
-                                                                      &running->resource_limits)) {
-        changed = "resource_limits";
-    } else if (!DDS_EntityNameQosPolicy_is_equal(&qos->participant_name,
-                                                 &running->participant_name)) {
-        changed = "participant_name";
-    }
-    if (changed != nullptr) {
-        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_IMMUTABLE_POLICY_s, changed);
-        return false;
-    }
-    return true;
-}
-
-bool has_same_value(const struct DDS_PropertyQosPolicy *policy,
-                    const struct DDS_Property_t *property) {
-    const struct DDS_Property_t *other =
-        DDS_PropertyQosPolicyHelper_lookup_property(policy, property->name);
-
-    if (other == nullptr || other->value == nullptr || property->value == nullptr) {
-        return other != nullptr && other->value == property->value;
-    }
-    return strcmp(other->value, property->value) == 0;
-}
-
-/** Every property of @p left that is read at creation only must be in @p right as well. */
-bool check_fixed_properties(const struct DDS_PropertyQosPolicy *left,
-                            const struct DDS_PropertyQosPolicy *right) {
-    for (DDS_Long i = 0; i < DDS_PropertySeq_get_length(&left->value); ++i) {
-        const struct DDS_Property_t *property = DDS_PropertySeq_get_reference(&left->value, i);
-
-        if (is_read_at_creation(property) && !has_same_value(right, property)) {
-            DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_IMMUTABLE_POLICY_s, property->name);
-            return false;
-        }
-    }
-    return true;
-}
-
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipant_get_locators"
-
-/** Copies locators out, if the participant is enabled and so has any. */
-DDS_ReturnCode_t get_locators(struct DDS_DomainParticipant *self,
-                              const struct PRESLocatorQosPolicy *list,
-                              struct DDS_LocatorSeq *locators) {
-    CallWorker worker(self->resources.workerFactory);
-    const ParticipantLock lock(self, worker.get());
-    const DDS_Long count = self->isEnabled ? list->count : 0;
-
-    if (!DDS_LocatorSeq_ensure_length(locators, count, count)) {
-        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "locators");
-        return DDS_RETCODE_OUT_OF_RESOURCES;
-    }
-    for (DDS_Long i = 0; i < count; ++i) {
-        DDS_Locator_from_netio_locatorI(DDS_LocatorSeq_get_reference(locators, i),
-                                        &list->locatorList[i]);
-    }
     return DDS_RETCODE_OK;
 }
 
@@ -629,7 +342,7 @@ DDS_DomainParticipant_newI(struct DDS_DomainParticipantFactory *factory,
         return nullptr;
     }
     choose_guid(self);
-    self->interfaceListener.onInterfacesChanged = on_interfaces_changed;
+    self->interfaceListener.onInterfacesChanged = DDS_DomainParticipant_on_interfaces_changedI;
     self->interfaceListener.param = self;
     if (!initialize_presentation(self, mask, worker.get())) {
         /* It may have stopped half-way without undoing itself; to finalize is always allowed. */
@@ -647,7 +360,7 @@ DDS_DomainParticipant_newI(struct DDS_DomainParticipantFactory *factory,
 
 int DDS_DomainParticipantResources_isWithinListenerI(
     const struct DDS_DomainParticipantResourcesI *resources) {
-    if (!isWithinCallback &&
+    if (!CallbackMark::is_set() &&
         (resources->runtime == nullptr || !NUVNetioRuntime_isReactorThread(resources->runtime))) {
         return 0;
     }
@@ -674,7 +387,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_deleteI(struct DDS_DomainParticipant *sel
     if (result != DDS_RETCODE_OK) {
         goto refused;
     }
-    release_index(self, worker.get());
+    DDS_DomainParticipant_release_indexI(self, worker.get());
     drained = await_closed_entryports(self, worker.get());
     result = DDS_DomainParticipantPresentation_finalize(&self->presentation, worker.get());
     if (result != DDS_RETCODE_OK) {
@@ -687,6 +400,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_deleteI(struct DDS_DomainParticipant *sel
 
 refused:
     NUVNetioRuntime_addInterfaceListener(self->resources.runtime, &self->interfaceListener);
+    DDS_DomainParticipant_on_interfaces_changedI(self, worker.get()); /* what it missed meanwhile */
     return result;
 }
 
@@ -726,78 +440,6 @@ DDS_ReturnCode_t DDS_DomainParticipant_enable(DDS_DomainParticipant *self) {
     return result;
 }
 
-DDS_ReturnCode_t DDS_DomainParticipant_get_qos(DDS_DomainParticipant *self,
-                                               struct DDS_DomainParticipantQos *qos) {
-    if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
-        return DDS_RETCODE_BAD_PARAMETER;
-    }
-    CallWorker worker(self->resources.workerFactory);
-    const ParticipantLock lock(self, worker.get());
-
-    const DDS_ReturnCode_t result =
-        DDS_DomainParticipantPresentation_get_qos(&self->presentation, self, qos, 1, worker.get());
-
-    /* It may return OK without the parts that it found no memory for. */
-    if (result == DDS_RETCODE_OK && !has_variable_parts_of(qos, &self->qos)) {
-        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "participant QoS");
-        return DDS_RETCODE_OUT_OF_RESOURCES;
-    }
-    return result;
-}
-
-DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
-                                               const struct DDS_DomainParticipantQos *qos) {
-    struct DDS_DomainParticipantQos copy = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
-    DDS_ReturnCode_t result = DDS_RETCODE_OK;
-
-    if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
-        return DDS_RETCODE_BAD_PARAMETER;
-    }
-    if (!DDS_DomainParticipantQos_is_consistent(qos)) {
-        return DDS_RETCODE_INCONSISTENT_POLICY;
-    }
-    CallWorker worker(self->resources.workerFactory);
-    const ParticipantLock lock(self, worker.get());
-
-    if (!check_fixed_policies(&self->qos, qos) ||
-        !check_fixed_properties(&qos->property, &self->qos.property) ||
-        !check_fixed_properties(&self->qos.property, &qos->property)) {
-        return DDS_RETCODE_IMMUTABLE_POLICY;
-    }
-    if (DDS_DomainParticipantQos_copy(&copy, qos) == nullptr) {
-        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "participant QoS");
-        return DDS_RETCODE_OUT_OF_RESOURCES;
-    }
-    result = DDS_DomainParticipantPresentation_set_qos(&self->presentation, qos, worker.get());
-    if (result == DDS_RETCODE_OK && !has_kept_properties(self, qos, worker.get())) {
-        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "properties");
-        result = DDS_RETCODE_OUT_OF_RESOURCES;
-    }
-    if (result == DDS_RETCODE_OK) {
-        std::swap(self->qos, copy);
-    } else if (result != DDS_RETCODE_IMMUTABLE_POLICY) {
-        /* It may have been applied and only then have run out of memory: all or nothing. */
-        (void)DDS_DomainParticipantPresentation_set_qos(&self->presentation, &self->qos,
-                                                        worker.get());
-    }
-    (void)DDS_DomainParticipantQos_finalize(&copy);
-    return result;
-}
-
-DDS_ReturnCode_t DDS_DomainParticipant_update_locators(DDS_DomainParticipant *self) {
-    if (DDSLog_isNull(self)) {
-        return DDS_RETCODE_BAD_PARAMETER;
-    }
-    CallWorker worker(self->resources.workerFactory);
-    const DDS_ReturnCode_t result = update_locators(self, worker.get());
-
-    if (result == DDS_RETCODE_NOT_ENABLED) {
-        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
-                    "cannot update the locators: the participant is not enabled");
-    }
-    return result;
-}
-
 DDS_Long DDS_DomainParticipant_get_max_participant_index(
     const struct DDS_RtpsWellKnownPorts_t *rtps_well_known_ports) {
     return DDS_DomainParticipantPresentation_get_max_participant_indexI(rtps_well_known_ports);
@@ -830,48 +472,6 @@ DDS_ReturnCode_t DDS_DomainParticipant_get_guid(DDS_DomainParticipant *self, DDS
     out = put_word(out, rtpsGuid.prefix.instanceId);
     (void)put_word(out, rtpsGuid.objectId);
     return DDS_RETCODE_OK;
-}
-
-DDS_ReturnCode_t
-DDS_DomainParticipant_get_default_unicast_locators(DDS_DomainParticipant *self,
-                                                   struct DDS_LocatorSeq *locators) {
-    if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
-        return DDS_RETCODE_BAD_PARAMETER;
-    }
-    return get_locators(self, &self->presentation._cachedDefaultUnicastLocator, locators);
-}
-
-DDS_ReturnCode_t
-DDS_DomainParticipant_get_default_multicast_locators(DDS_DomainParticipant *self,
-                                                     struct DDS_LocatorSeq *locators) {
-    if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
-        return DDS_RETCODE_BAD_PARAMETER;
-    }
-    return get_locators(self,
-                        PRESReducedLocatorQosPolicy_asConstLocatorPolicy(
-                            &self->presentation._cachedDefaultMulticastLocator),
-                        locators);
-}
-
-DDS_ReturnCode_t
-DDS_DomainParticipant_get_metatraffic_unicast_locators(DDS_DomainParticipant *self,
-                                                       struct DDS_LocatorSeq *locators) {
-    if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
-        return DDS_RETCODE_BAD_PARAMETER;
-    }
-    return get_locators(self, &self->presentation._cachedMetatrafficUnicastLocator, locators);
-}
-
-DDS_ReturnCode_t
-DDS_DomainParticipant_get_metatraffic_multicast_locators(DDS_DomainParticipant *self,
-                                                         struct DDS_LocatorSeq *locators) {
-    if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
-        return DDS_RETCODE_BAD_PARAMETER;
-    }
-    return get_locators(self,
-                        PRESReducedLocatorQosPolicy_asConstLocatorPolicy(
-                            &self->presentation._cachedMetatrafficMulticastLocator),
-                        locators);
 }
 
 DDS_Topic *DDS_DomainParticipant_create_topic(DDS_DomainParticipant *self, const char *name,

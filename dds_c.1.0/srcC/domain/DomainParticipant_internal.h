@@ -21,6 +21,16 @@ struct DDS_DomainParticipantResourcesI {
     struct NUVOsapiThreadFactory *asynchPubThreadFactory;
 };
 
+/** A unicast port that a participant keeps for itself. */
+struct DDS_DomainParticipantKeptPortI {
+    KOLS_Transport_ClassId_t transport;
+    KOLS_Transport_Port_t port;
+    struct REDAWeakReference entryportWR;
+};
+
+/** The most ports that are kept: more than two full lists cannot have been in use. */
+#define DDS_DOMAIN_PARTICIPANT_KEPT_PORTS_MAX (2 * DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX)
+
 struct DDS_DomainParticipant {
     struct DDS_DomainParticipantFactory *factory;
     struct DDS_DomainParticipant *next; /**< the factory's list, under the factory's lock */
@@ -39,9 +49,9 @@ struct DDS_DomainParticipant {
     struct DDS_DomainParticipantPresentation presentation;
     int isEnabled;
     DDS_Long participantIndex; /**< -1 until the participant has one */
-    /* The unicast ports of that index once more, so that it stays without any address as well. */
-    struct DDS_DomainParticipantPresentationEntryportSet keptMetaPorts;
-    struct DDS_DomainParticipantPresentationEntryportSet keptUserPorts;
+    /** The unicast ports of that index once more; see DDS_DomainParticipant_keep_portsI. */
+    struct DDS_DomainParticipantKeptPortI keptPorts[DDS_DOMAIN_PARTICIPANT_KEPT_PORTS_MAX];
+    DDS_Long keptPortCount;
 
     struct NUVNetioInterfaceListener interfaceListener;
 };
@@ -63,6 +73,45 @@ DDS_DomainParticipant_newI(struct DDS_DomainParticipantFactory *factory,
                            DDS_DomainId_t domain_id, const struct DDS_DomainParticipantQos *qos,
                            const struct DDS_DomainParticipantListener *listener,
                            DDS_StatusMask mask);
+
+/**
+ * @brief Reserves an index and its ports, the fixed one or one that is searched for. With the
+ * participant's lock.
+ *
+ * A host without any usable address is no failure: the index stays -1, and is reserved when an
+ * address appears. After a failure ports may be held: release the index.
+ */
+DDS_ReturnCode_t DDS_DomainParticipant_reserve_indexI(struct DDS_DomainParticipant *self,
+                                                      struct REDAWorker *worker);
+
+/**
+ * @brief Reserves each unicast port in use once more, which costs no socket. With the participant's
+ * lock.
+ *
+ * An update gives back what was reserved for locators that are gone. Whoever bound the port of a
+ * transport that has just lost its last address would have taken the index; so what is kept stays
+ * until the index is released.
+ * @return zero when memory ran out; what was kept before then still is.
+ */
+int DDS_DomainParticipant_keep_portsI(struct DDS_DomainParticipant *self,
+                                      struct REDAWorker *worker);
+
+/** Gives back all ports of the index, though they are not closed yet. With the lock. */
+void DDS_DomainParticipant_release_indexI(struct DDS_DomainParticipant *self,
+                                          struct REDAWorker *worker);
+
+/** Has the participant @p param follow the interfaces. Without the lock. */
+void DDS_DomainParticipant_on_interfaces_changedI(void *param, struct REDAWorker *worker);
+
+/**
+ * @brief Whether the presentation layer has as many properties as @p qos.
+ *
+ * The translation of a QoS passes over a property list that it has no memory for. So whoever had
+ * one translated looks whether it has arrived.
+ */
+int DDS_DomainParticipant_has_propertiesI(struct DDS_DomainParticipant *self,
+                                          const struct DDS_DomainParticipantQos *qos,
+                                          struct REDAWorker *worker);
 
 /** The most octets of user data that the participant may have. */
 DDS_Long DDS_DomainParticipant_get_participant_user_data_max_lengthI(

@@ -24,8 +24,6 @@ public:
     bool renew_interfaces(REDAWorker *worker);
     /** The newest snapshot, after the kernel's events so far; none when memory runs out. */
     netio::HeldSnapshot acquire_interfaces();
-    /** The newest snapshot, after the events that somebody has seen. Most often no system call. */
-    netio::HeldSnapshot refresh_interfaces();
 
     /** The kernel's link and address events. */
     void on_readable(const netio::ReactorContext &context) override;

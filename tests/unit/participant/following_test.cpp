@@ -263,7 +263,7 @@ protected:
     }
 };
 
-TEST_F(FollowingOfIPv6, AnAddressOpensTwoSocketsThatAreClosedWhenItIsGone) {
+TEST_F(FollowingOfIPv6, AnAddressOpensTwoSockets) {
     DDS_DomainParticipant *const participant = create_follower();
     const std::size_t sockets = open_sockets();
 
@@ -273,12 +273,26 @@ TEST_F(FollowingOfIPv6, AnAddressOpensTwoSocketsThatAreClosedWhenItIsGone) {
     EXPECT_EQ(list_messages(), change_of({"192.0.2.10"}, {"192.0.2.10", "2001:db8::2"}));
     EXPECT_TRUE(holds_ports(0, AF_INET6));
     EXPECT_EQ(open_sockets(), sockets + 2);
+}
 
-    interfaces.set(on_one_interface({"192.0.2.10"}));
-    EXPECT_TRUE(renew());
-    EXPECT_TRUE(has(participant, {"192.0.2.10"}));
-    flush();
-    EXPECT_EQ(open_sockets(), sockets);
+TEST_F(FollowingOfIPv6, ATransportWithoutAnyAddressKeepsItsPortsBesideTheOther) {
+    interfaces.set(on_one_interface({"192.0.2.10", "2001:db8::2"}));
+    DDS_DomainParticipant *const participant = create_follower();
+    const std::multiset<std::string> files = open_files();
+
+    for (const Texts &left : {Texts{"192.0.2.10"}, Texts{"2001:db8::2"}}) {
+        interfaces.set(on_one_interface(left));
+        EXPECT_TRUE(renew());
+        EXPECT_TRUE(has(participant, left));
+        flush();
+        EXPECT_EQ(open_files(), files);
+        EXPECT_TRUE(holds_ports(0, AF_INET));
+        EXPECT_TRUE(holds_ports(0, AF_INET6));
+        interfaces.set(on_one_interface({"192.0.2.10", "2001:db8::2"}));
+        EXPECT_TRUE(renew());
+        EXPECT_TRUE(has(participant, {"192.0.2.10", "2001:db8::2"}));
+    }
+    EXPECT_THAT(errors(), IsEmpty());
 }
 
 TEST_F(FollowingOfIPv6, BothTransportsKeepTheirPortsWithoutAnyAddress) {
@@ -310,6 +324,22 @@ TEST_F(FollowingOfIPv6, ALinkLocalAddressIsNone) {
     EXPECT_TRUE(has(participant, {"192.0.2.10"}));
 }
 
+TEST_F(FollowingTest, EachPortOfUserTrafficIsKeptWithoutAnyAddress) {
+    DDS_TransportUnicastSettingsSeq &settings = qos->default_unicast.value;
+
+    ASSERT_TRUE(DDS_TransportUnicastSettingsSeq_ensure_length(&settings, 2, 2));
+    DDS_TransportUnicastSettingsSeq_get_reference(&settings, 0)->receive_port = default_port(50);
+    DDS_TransportUnicastSettingsSeq_get_reference(&settings, 1)->receive_port = default_port(51);
+    create_follower();
+    DDS_TransportUnicastSettingsSeq_finalize(&settings); // it has a copy
+
+    interfaces.set({});
+    EXPECT_TRUE(renew());
+    flush();
+    EXPECT_TRUE(following::is_held(default_port(50), AF_INET));
+    EXPECT_TRUE(following::is_held(default_port(51), AF_INET));
+}
+
 /** Participants that are created without any address. */
 class FollowingTheFirstAddress : public FollowingTest {
 protected:
@@ -339,6 +369,17 @@ TEST_F(FollowingTheFirstAddress, GivesAnIndexAndLocators) {
     EXPECT_THAT(messages(NUV_LOG_LEVEL_LOCAL),
                 Contains(HasSubstr("Reserved participant index 0 on domain 0")));
     EXPECT_THAT(errors(), IsEmpty());
+}
+
+TEST_F(FollowingTheFirstAddress, IsAwaitedWithoutOpeningOrClosingAnything) {
+    DDS_DomainParticipant *const participant = create_follower();
+    const std::multiset<std::string> files = open_files();
+
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(DDS_DomainParticipant_update_locators(participant), DDS_RETCODE_OK);
+        flush();
+        EXPECT_EQ(open_files(), files); // by their inodes
+    }
 }
 
 TEST_F(FollowingTheFirstAddress, GivesTheFixedIndex) {

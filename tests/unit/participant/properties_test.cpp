@@ -116,6 +116,26 @@ TEST_F(ParticipantProperties, MulticastMappingIsNamedAsNotActedOn) {
                             "multicast_mapping"));
 }
 
+TEST_F(ParticipantProperties, WhatIsNotAnnouncedIsNamedOnce) {
+    const DDS_Octet octet = 1;
+
+    ASSERT_TRUE(DDS_OctetSeq_from_array(&qos->user_data.value, &octet, 1));
+    ASSERT_TRUE(DDS_StringSeq_append(&qos->partition.name, "p"));
+    ASSERT_TRUE(DDS_String_replace(&qos->participant_name.name, "n"));
+    ASSERT_TRUE(DDS_StringSeq_append(&qos->discovery.initial_peers, "192.0.2.9"));
+
+    EXPECT_NE(create(), nullptr);
+    EXPECT_THAT(messages(NUV_LOG_LEVEL_WARNING),
+                ElementsAre("participants are not announced in this version, so others do not "
+                            "learn of: discovery.initial_peers, user_data, partition, "
+                            "participant_name"));
+}
+
+TEST_F(ParticipantProperties, NothingIsNamedForTheUsualSettings) {
+    EXPECT_NE(create(), nullptr);
+    EXPECT_THAT(messages(NUV_LOG_LEVEL_WARNING), testing::IsEmpty());
+}
+
 TEST_F(ParticipantProperties, MulticastPortOfAStrangerIsAnError) {
     const int stranger = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};

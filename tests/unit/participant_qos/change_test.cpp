@@ -328,9 +328,9 @@ TEST_F(Change, IsLookedAtForConsistencyBeforeAnythingElse) {
 
 TEST_F(Change, RefusesNull) {
     create();
-    const auto precondition = [](const char *function, const char *argument) {
+    const auto precondition = [](const char *file, const char *function, const char *argument) {
         return Message{.level = NUV_LOG_LEVEL_FATAL,
-                       .file = "DomainParticipant.cpp",
+                       .file = file,
                        .function = function,
                        .name = "NUV_LOG_PRECONDITION_FAILURE_s",
                        .text =
@@ -341,12 +341,15 @@ TEST_F(Change, RefusesNull) {
     EXPECT_EQ(DDS_DomainParticipant_set_qos(nullptr, qos.get()), DDS_RETCODE_BAD_PARAMETER);
     EXPECT_EQ(DDS_DomainParticipant_set_qos(participant, nullptr), DDS_RETCODE_BAD_PARAMETER);
     EXPECT_EQ(DDS_DomainParticipant_update_locators(nullptr), DDS_RETCODE_BAD_PARAMETER);
-    EXPECT_EQ(log.messages(),
-              Messages({precondition("DDS_DomainParticipant_get_qos", "self"),
-                        precondition("DDS_DomainParticipant_get_qos", "qos"),
-                        precondition("DDS_DomainParticipant_set_qos", "self"),
-                        precondition("DDS_DomainParticipant_set_qos", "qos"),
-                        precondition("DDS_DomainParticipant_update_locators", "self")}));
+    EXPECT_EQ(
+        log.messages(),
+        Messages(
+            {precondition("DomainParticipant_qos.cpp", "DDS_DomainParticipant_get_qos", "self"),
+             precondition("DomainParticipant_qos.cpp", "DDS_DomainParticipant_get_qos", "qos"),
+             precondition("DomainParticipant_qos.cpp", "DDS_DomainParticipant_set_qos", "self"),
+             precondition("DomainParticipant_qos.cpp", "DDS_DomainParticipant_set_qos", "qos"),
+             precondition("DomainParticipant_locators.cpp", "DDS_DomainParticipant_update_locators",
+                          "self")}));
 }
 
 } // namespace

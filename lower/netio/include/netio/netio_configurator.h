@@ -90,7 +90,8 @@ NUVNetioConfigurator_getTransportClass(const struct NUVNetioConfigurator *self,
 
 /**
  * @brief Takes over the runtime's newest interface snapshot.
- * Its only system call is a poll, unless there are events of the kernel that are not acted on yet.
+ * Its only system call is a poll, unless there are events of the kernel that are not acted on yet,
+ * or the kernel cannot be watched: then the interfaces are listed.
  * @return non-zero when it differs from the one held before; 0 also when memory ran out.
  */
 int NUVNetioConfigurator_refreshInterfaces(struct NUVNetioConfigurator *self,

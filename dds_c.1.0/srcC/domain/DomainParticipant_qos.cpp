@@ -1,0 +1,173 @@
+// The participant's QoS, read back and changed.
+#include <utility>
+
+#include <string.h>
+
+#include "dds_c/dds_c_propertyqospolicyhelper.h"
+#include "domain/CallWorker.h"
+#include "domain/ParticipantLock.h"
+#include "domain/ParticipantProperties.h"
+#include "infrastructure/Common_internal.h"
+
+#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
+#include "infrastructure/dds_log.h"
+
+namespace {
+
+/** No name, or one empty name. */
+bool is_default_partition(const struct DDS_PartitionQosPolicy *partition) {
+    const DDS_Long length = DDS_StringSeq_get_length(&partition->name);
+
+    return length == 0 || (length == 1 && DDS_StringSeq_get(&partition->name, 0)[0] == '\0');
+}
+
+/** Whether what has to be allocated to be read back is all there. */
+bool has_variable_parts_of(const struct DDS_DomainParticipantQos *qos,
+                           const struct DDS_DomainParticipantQos *running) {
+    return DDS_UserDataQosPolicy_is_equal(&qos->user_data, &running->user_data) &&
+           DDS_PropertyQosPolicy_is_equal(&qos->property, &running->property) &&
+           DDS_EntityNameQosPolicy_is_equal(&qos->participant_name, &running->participant_name) &&
+           (DDS_StringSeq_get_length(&qos->partition.name) > 0 ||
+            is_default_partition(&running->partition));
+}
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION "DDS_DomainParticipant_set_qos"
+
+/** Refuses a change of what is fixed at creation, where the presentation half does not. */
+bool check_fixed_policies(const struct DDS_DomainParticipantQos *running,
+                          const struct DDS_DomainParticipantQos *qos) {
+    const struct DDS_WireProtocolQosPolicy &wireProtocol = qos->wire_protocol;
+    const char *changed = nullptr;
+
+    if (wireProtocol.participant_id != running->wire_protocol.participant_id) {
+        changed = "wire_protocol.participant_id";
+    } else if (!DDS_RtpsWellKnownPorts_is_equal(&wireProtocol.rtps_well_known_ports,
+                                                &running->wire_protocol.rtps_well_known_ports)) {
+        changed = "wire_protocol.rtps_well_known_ports";
+    } else if (wireProtocol.rtps_reserved_port_mask !=
+               running->wire_protocol.rtps_reserved_port_mask) {
+        changed = "wire_protocol.rtps_reserved_port_mask";
+    } else if (!DDS_TransportBuiltinQosPolicy_is_equal(&qos->transport_builtin,
+                                                       &running->transport_builtin)) {
+        changed = "transport_builtin";
+    } else if (!DDS_TransportMulticastMappingQosPolicy_is_equal(&qos->multicast_mapping,
+                                                                &running->multicast_mapping)) {
+        changed = "multicast_mapping";
+    } else if (!DDS_StringSeq_is_equal(&qos->discovery.enabled_transports,
+                                       &running->discovery.enabled_transports)) {
+        changed = "discovery.enabled_transports";
+    } else if (!DDS_StringSeq_is_equal(&qos->discovery.multicast_receive_addresses,
+                                       &running->discovery.multicast_receive_addresses)) {
+        changed = "discovery.multicast_receive_addresses";
+    } else if (!DDS_DiscoveryConfigQosPolicy_is_equal(&qos->discovery_config,
+                                                      &running->discovery_config)) {
+        changed = "discovery_config";
+    } else if (!DDS_DomainParticipantResourceLimitsQosPolicy_is_equal(&qos->resource_limits,
+                                                                      &running->resource_limits)) {
+        changed = "resource_limits";
+    } else if (!DDS_EntityNameQosPolicy_is_equal(&qos->participant_name,
+                                                 &running->participant_name)) {
+        changed = "participant_name";
+    }
+    if (changed != nullptr) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_IMMUTABLE_POLICY_s, changed);
+        return false;
+    }
+    return true;
+}
+
+bool has_same_value(const struct DDS_PropertyQosPolicy *policy,
+                    const struct DDS_Property_t *property) {
+    const struct DDS_Property_t *other =
+        DDS_PropertyQosPolicyHelper_lookup_property(policy, property->name);
+
+    if (other == nullptr || other->value == nullptr || property->value == nullptr) {
+        return other != nullptr && other->value == property->value;
+    }
+    return strcmp(other->value, property->value) == 0;
+}
+
+/** Every property of @p left that is read at creation only must be in @p right as well. */
+bool check_fixed_properties(const struct DDS_PropertyQosPolicy *left,
+                            const struct DDS_PropertyQosPolicy *right) {
+    for (DDS_Long i = 0; i < DDS_PropertySeq_get_length(&left->value); ++i) {
+        const struct DDS_Property_t *property = DDS_PropertySeq_get_reference(&left->value, i);
+
+        if (is_read_at_creation(property) && !has_same_value(right, property)) {
+            DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_IMMUTABLE_POLICY_s, property->name);
+            return false;
+        }
+    }
+    return true;
+}
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION __func__
+
+} // namespace
+
+int DDS_DomainParticipant_has_propertiesI(struct DDS_DomainParticipant *self,
+                                          const struct DDS_DomainParticipantQos *qos,
+                                          struct REDAWorker *worker) {
+    return static_cast<int>(
+        PRESParticipant_getPropertyListLength(self->presentation.participant, worker) ==
+        (NUV_UINT32)DDS_PropertySeq_get_length(&qos->property.value));
+}
+
+DDS_ReturnCode_t DDS_DomainParticipant_get_qos(DDS_DomainParticipant *self,
+                                               struct DDS_DomainParticipantQos *qos) {
+    if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    CallWorker worker(self->resources.workerFactory);
+    const ParticipantLock lock(self, worker.get());
+
+    const DDS_ReturnCode_t result =
+        DDS_DomainParticipantPresentation_get_qos(&self->presentation, self, qos, 1, worker.get());
+
+    /* It may return OK without the parts that it found no memory for. */
+    if (result == DDS_RETCODE_OK && !has_variable_parts_of(qos, &self->qos)) {
+        return DDS_RETCODE_OUT_OF_RESOURCES;
+    }
+    return result;
+}
+
+DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
+                                               const struct DDS_DomainParticipantQos *qos) {
+    struct DDS_DomainParticipantQos copy = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
+    DDS_ReturnCode_t result = DDS_RETCODE_OK;
+
+    if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    if (!DDS_DomainParticipantQos_is_consistent(qos)) {
+        return DDS_RETCODE_INCONSISTENT_POLICY;
+    }
+    CallWorker worker(self->resources.workerFactory);
+    const ParticipantLock lock(self, worker.get());
+
+    if (!check_fixed_policies(&self->qos, qos) ||
+        !check_fixed_properties(&qos->property, &self->qos.property) ||
+        !check_fixed_properties(&self->qos.property, &qos->property)) {
+        return DDS_RETCODE_IMMUTABLE_POLICY;
+    }
+    if (DDS_DomainParticipantQos_copy(&copy, qos) == nullptr) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "participant QoS");
+        return DDS_RETCODE_OUT_OF_RESOURCES;
+    }
+    result = DDS_DomainParticipantPresentation_set_qos(&self->presentation, qos, worker.get());
+    if (result == DDS_RETCODE_OK &&
+        !DDS_DomainParticipant_has_propertiesI(self, qos, worker.get())) {
+        result = DDS_RETCODE_OUT_OF_RESOURCES;
+    }
+    if (result == DDS_RETCODE_OK) {
+        std::swap(self->qos, copy);
+    } else if (result != DDS_RETCODE_IMMUTABLE_POLICY) {
+        /* It may have been applied and only then have run out of memory: all or nothing. */
+        (void)DDS_DomainParticipantPresentation_set_qos(&self->presentation, &self->qos,
+                                                        worker.get());
+    }
+    (void)DDS_DomainParticipantQos_finalize(&copy);
+    return result;
+}
