@@ -40,9 +40,9 @@ struct DDS_DomainParticipantListener {
     void (*on_inconsistent_topic)(void *listener_data, DDS_Topic *topic);
     /**
      * The participant's locators changed, because the network did; the mask does not matter. Runs
-     * after the change, on the middleware's own thread or that of update_locators: it may read the
-     * participant, and must not change it. No participant can be created, enabled or deleted
-     * here.
+     * after the change, on the middleware's own thread or that of update_locators, or of a deletion
+     * that was refused: it may read the participant, and must not change it. No participant can be
+     * created, enabled or deleted here.
      */
     void (*on_locators_changed)(void *listener_data, DDS_DomainParticipant *participant);
 };

@@ -166,7 +166,7 @@ bool initialize_presentation(struct DDS_DomainParticipant *self, DDS_StatusMask 
            DDS_DomainParticipant_has_propertiesI(self, &self->qos, worker);
 }
 
-/** What others would learn of a participant, if it were announced to them. */
+/** Names what was given for the announcing of the participant, which does not happen yet. */
 void warn_of_what_is_not_announced(const struct DDS_DomainParticipantQos *qos) {
     const struct {
         const char *name;
@@ -188,7 +188,7 @@ void warn_of_what_is_not_announced(const struct DDS_DomainParticipantQos *qos) {
     }
     if (names[0] != '\0') {
         DDSLog_text(NUV_LOG_LEVEL_WARNING, NUV_LOG_EMPTY_TEMPLATE,
-                    "participants are not announced in this version, so others do not learn of: %s",
+                    "no participant is announced in this version, which these settings are for: %s",
                     names);
     }
 }

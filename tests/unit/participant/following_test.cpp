@@ -253,6 +253,23 @@ TEST_P(Following, AListThatCannotBeHadIsHadTheNextTime) {
     EXPECT_TRUE(has(participant, {"198.51.100.2"}));
 }
 
+TEST_F(FollowingTest, AChangeDuringADeletionThatIsRefusedIsNotMissed) {
+    const seams::Guard guard;
+
+    for (const char *step : {"PRESParticipant_preShutdownWakeup", "PRESParticipant_shutdown"}) {
+        interfaces.set(on_one_interface({"192.0.2.10"}));
+        DDS_DomainParticipant *const participant = create_follower();
+
+        interfaces.set(on_one_interface({"198.51.100.2"}));
+        seams::current().call_to_fail = step;
+        EXPECT_EQ(DDS_DomainParticipantFactory_delete_participant(factory, participant),
+                  DDS_RETCODE_ERROR);
+        EXPECT_EQ(seams::current().failed, step);
+        EXPECT_TRUE(has(participant, {"198.51.100.2"})) << step;
+        EXPECT_EQ(remove(participant), DDS_RETCODE_OK);
+    }
+}
+
 class FollowingOfIPv6 : public FollowingTest {
 protected:
     void SetUp() override {

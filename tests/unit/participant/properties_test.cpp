@@ -126,8 +126,8 @@ TEST_F(ParticipantProperties, WhatIsNotAnnouncedIsNamedOnce) {
 
     EXPECT_NE(create(), nullptr);
     EXPECT_THAT(messages(NUV_LOG_LEVEL_WARNING),
-                ElementsAre("participants are not announced in this version, so others do not "
-                            "learn of: discovery.initial_peers, user_data, partition, "
+                ElementsAre("no participant is announced in this version, which these settings are "
+                            "for: discovery.initial_peers, user_data, partition, "
                             "participant_name"));
 }
 

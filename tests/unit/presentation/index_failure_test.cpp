@@ -1,22 +1,11 @@
 // The search for a participant index when something fails: what is answered, logged and kept.
+#include "index_messages.h"
 #include "support/scripted_presentation.h"
 
 using namespace support;
 
 namespace {
 
-constexpr const char *OPERATION =
-    "DDS_DomainParticipantPresentation_reserve_participant_index_entryports";
-
-const Message NEXT_PORT = {.level = NUV_LOG_LEVEL_WARNING,
-                           .function = OPERATION,
-                           .name = "NUV_LOG_EMPTY_TEMPLATE",
-                           .text = "Trying next port..."};
-const Message NO_INDEX = {.level = NUV_LOG_LEVEL_ERROR,
-                          .function = OPERATION,
-                          .name = "NUV_LOG_FAILED_TO_ENABLE_TEMPLATE",
-                          .body = "No index available for participant",
-                          .text = "failed to enable: No index available for participant"};
 const Message BAD_GAINS = {
     .level = NUV_LOG_LEVEL_ERROR,
     .function = OPERATION,
@@ -29,14 +18,6 @@ const Message BAD_PORTS = {.level = NUV_LOG_LEVEL_ERROR,
                            .name = "NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE",
                            .body = "wire_protocol.rtps_well_known_ports",
                            .text = "bad parameter: wire_protocol.rtps_well_known_ports"};
-const Message NO_MULTICAST_LOCATORS = {.level = NUV_LOG_LEVEL_WARNING,
-                                       .function = OPERATION,
-                                       .name = "DDS_LOG_MULTICAST_TRANSPORT_LOCATORS",
-                                       .text = "cannot compute the multicast locators"};
-const Message NO_UNICAST_LOCATORS = {.level = NUV_LOG_LEVEL_WARNING,
-                                     .function = OPERATION,
-                                     .name = "DDS_LOG_UNICAST_TRANSPORT_LOCATORS",
-                                     .text = "cannot compute the unicast locators"};
 
 const Texts MULTICAST_PORTS = {"udpv4://239.255.0.1:8650", "udpv4://239.255.0.1:8651"};
 
@@ -367,17 +348,6 @@ Outcome outcomeOf(const std::string &failed) {
     return {DDS_RETCODE_ERROR, {NO_UNICAST_LOCATORS}};
 }
 
-const Message RESERVED = {.level = NUV_LOG_LEVEL_LOCAL,
-                          .function = OPERATION,
-                          .name = "NUV_LOG_ENABLE_TEMPLATE",
-                          .body = "Reserved participant index 0 on domain 5",
-                          .text = "enable: Reserved participant index 0 on domain 5"};
-const Message RESERVED_NEXT = {.level = NUV_LOG_LEVEL_LOCAL,
-                               .function = OPERATION,
-                               .name = "NUV_LOG_ENABLE_TEMPLATE",
-                               .body = "Reserved participant index 1 on domain 5",
-                               .text = "enable: Reserved participant index 1 on domain 5"};
-
 TEST_F(IndexFailure, OfEachCallInTurnIsAnsweredAndLeavesNoPortAfterTheRelease) {
     Texts failures;
     for (int nth = 1;; ++nth) {
@@ -388,7 +358,7 @@ TEST_F(IndexFailure, OfEachCallInTurnIsAnsweredAndLeavesNoPortAfterTheRelease) {
         SCOPED_TRACE(failed);
         Outcome expected = outcomeOf(failed);
         if (expected.result == DDS_RETCODE_OK) {
-            expected.messages.push_back(failed.empty() ? RESERVED : RESERVED_NEXT);
+            expected.messages.push_back(reservedMessage(failed.empty() ? 0 : 1, 5));
         }
         EXPECT_EQ(result, expected.result);
         EXPECT_EQ(log.messages(), expected.messages);

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "commend/commend_facade.h"
+#include "index_messages.h"
 #include "support/describe.h"
 #include "support/presentation_fixture.h"
 
@@ -18,35 +19,6 @@ using namespace support;
 namespace {
 
 constexpr const char *MODULE = "DomainParticipantPresentation.cpp";
-constexpr const char *OPERATION =
-    "DDS_DomainParticipantPresentation_reserve_participant_index_entryports";
-
-const Message NEXT_PORT = {.level = NUV_LOG_LEVEL_WARNING,
-                           .function = OPERATION,
-                           .name = "NUV_LOG_EMPTY_TEMPLATE",
-                           .text = "Trying next port..."};
-const Message NO_INDEX = {.level = NUV_LOG_LEVEL_ERROR,
-                          .function = OPERATION,
-                          .name = "NUV_LOG_FAILED_TO_ENABLE_TEMPLATE",
-                          .body = "No index available for participant",
-                          .text = "failed to enable: No index available for participant"};
-const Message NO_MULTICAST_LOCATORS = {.level = NUV_LOG_LEVEL_WARNING,
-                                       .function = OPERATION,
-                                       .name = "DDS_LOG_MULTICAST_TRANSPORT_LOCATORS",
-                                       .text = "cannot compute the multicast locators"};
-const Message NO_UNICAST_LOCATORS = {.level = NUV_LOG_LEVEL_WARNING,
-                                     .function = OPERATION,
-                                     .name = "DDS_LOG_UNICAST_TRANSPORT_LOCATORS",
-                                     .text = "cannot compute the unicast locators"};
-
-Message reservedMessage(DDS_Long index) {
-    const std::string body = "Reserved participant index " + std::to_string(index) + " on domain 0";
-    return {.level = NUV_LOG_LEVEL_LOCAL,
-            .function = OPERATION,
-            .name = "NUV_LOG_ENABLE_TEMPLATE",
-            .body = body,
-            .text = "enable: " + body};
-}
 
 /** A plain UDP socket on a port of every address; none when the port is taken. */
 class PlainSocket {

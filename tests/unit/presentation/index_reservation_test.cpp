@@ -1,4 +1,5 @@
 // The search for a participant index: which ports are reserved, in which order, and what is kept.
+#include "index_messages.h"
 #include "support/scripted_presentation.h"
 
 using namespace support;
@@ -10,22 +11,6 @@ constexpr DDS_Long BUILTIN_MULTICAST = DDS_RTPS_RESERVED_PORT_BUILTIN_MULTICAST;
 constexpr DDS_Long USER_UNICAST = DDS_RTPS_RESERVED_PORT_USER_UNICAST;
 
 const Filter ENTRYPORTS = only({"COMMENDFacade.*"});
-
-Message reservedMessage(int index, int domain) {
-    const std::string body = "Reserved participant index " + std::to_string(index) + " on domain " +
-                             std::to_string(domain);
-    return {.level = NUV_LOG_LEVEL_LOCAL,
-            .function = "DDS_DomainParticipantPresentation_reserve_participant_index_entryports",
-            .name = "NUV_LOG_ENABLE_TEMPLATE",
-            .body = body,
-            .text = "enable: " + body};
-}
-
-const Message NEXT_PORT = {
-    .level = NUV_LOG_LEVEL_WARNING,
-    .function = "DDS_DomainParticipantPresentation_reserve_participant_index_entryports",
-    .name = "NUV_LOG_EMPTY_TEMPLATE",
-    .text = "Trying next port..."};
 
 using IndexReservation = ScriptedPresentation;
 
