@@ -10,6 +10,9 @@ namespace commend {
 
 namespace {
 
+/** How long the end of a facade waits for a message that is being handed on. */
+constexpr NUVNtpTime LONGEST_CLOSE = {1, 0};
+
 /** Being in an exclusive area. */
 class Stay {
 public:
@@ -58,20 +61,21 @@ bool EntryportTable::open() {
     return true;
 }
 
-void EntryportTable::close(REDAWorker *worker) {
+bool EntryportTable::close(REDAWorker *worker) {
     if (area_ == nullptr) {
-        return;
+        return true;
     }
     {
         const Stay stay(area_, worker);
-        for (Entryport *entryport = first_; entryport != nullptr; entryport = entryport->next) {
+        for (Entryport *entryport = first_; entryport != nullptr;) {
+            Entryport *const next = entryport->next;
             if (entryport->reservations != 0) {
                 release(entryport, worker);
             }
+            entryport = next;
         }
     }
-    const NUVNtpTime as_long_as_it_takes = NUV_NTP_TIME_INFINITE;
-    flush(as_long_as_it_takes, worker);
+    return flush(LONGEST_CLOSE, worker);
 }
 
 bool EntryportTable::reserve(const NUVNetioLocator &locator, REDAWeakReference *out,
@@ -94,7 +98,7 @@ bool EntryportTable::reserve(const NUVNetioLocator &locator, REDAWeakReference *
     return true;
 }
 
-/** One whose last reservation is gone is not shared any more: it is being closed. */
+/** One whose last reservation is gone is not shared any more: it is closed. */
 Entryport *EntryportTable::find_shared(const NUVNetioLocator &locator) {
     Entryport *entryport = first_;
     while (entryport != nullptr &&
@@ -163,11 +167,15 @@ bool EntryportTable::give_back(const REDAWeakReference &reservation, REDAWorker 
     return true;
 }
 
-/** The entryport stays in the table until the reactor has closed its resource. */
+/** Its port is free; what the reactor is just at stays in the table until that is done. */
 void EntryportTable::release(Entryport *entryport, REDAWorker *worker) {
+    NUVNetioReceiveResource *const resource = entryport->resource;
     entryport->reservations = 0;
-    NUVNetioReceiveResource_release(entryport->resource, worker);
     entryport->resource = nullptr;
+    if (NUVNetioReceiveResource_release(resource, worker) != 0) {
+        forget(entryport);
+        NUVOsapiHeap_freeStructure(entryport);
+    }
 }
 
 bool EntryportTable::has_open(KOLS_Transport_ClassId_t transport, REDAWorker *worker) {

@@ -15,8 +15,8 @@ struct Entryport {
     Entryport *next;
     NUVNetioLocator locator; // transport, port and, for multicast, the group
     bool tracked;            // its messages are timed
-    NUV_INT32 reservations;  // 0: given to the reactor, which has not closed it yet
-    NUVNetioReceiveResource *resource;
+    NUV_INT32 reservations;  // 0: closed, while the reactor still hands on a message of it
+    NUVNetioReceiveResource *resource; // null then
 };
 
 /** Thread-safe. A reservation is a weak reference to its entryport. */
@@ -31,8 +31,11 @@ public:
 
     /** False when memory runs out. */
     bool open();
-    /** Gives all reservations back and waits until everything is closed. */
-    void close(REDAWorker *worker);
+    /**
+     * Gives all reservations back and waits until no message is being handed on. False when that
+     * takes too long; it may be called again.
+     */
+    bool close(REDAWorker *worker);
 
     /** Makes a reservation. On failure its reference is invalid and a message says why. */
     bool reserve(const NUVNetioLocator &locator, REDAWeakReference *out, REDAWorker *worker);
@@ -41,14 +44,13 @@ public:
 
     /** Whether any entryport of a transport is open; the invalid class means any transport. */
     bool has_open(KOLS_Transport_ClassId_t transport, REDAWorker *worker);
-    /** Waits until what was given back is closed; false when the time is up first. */
+    /** Waits until nothing that was given back hands on a message; false when the time is up. */
     bool flush(const NUVNtpTime &timeout, REDAWorker *worker);
 
     void add_statistics(COMMENDFacadeStatistics *out, REDAWorker *worker);
 
 private:
     Entryport *find_shared(const NUVNetioLocator &locator);
-    bool share(Entryport *entryport, const NUVNetioLocator &locator, REDAWorker *worker);
     Entryport *make_entryport(const NUVNetioLocator &locator);
     bool reserve_new(const NUVNetioLocator &locator, REDAWeakReference *out, REDAWorker *worker);
     bool open_resource(Entryport *entryport, REDAWorker *worker);

@@ -123,18 +123,24 @@ struct COMMENDFacade *COMMENDFacade_new(const struct COMMENDActiveFacadeProperty
     }
     new (self) Facade(parent, configurator);
     if (!self->receiver.open(parent.receiver) || !self->entryports.open()) {
-        COMMENDFacade_delete(self, worker);
+        (void)COMMENDFacade_delete(self, worker); // it has no receive port yet
         return nullptr;
     }
     return self;
 }
 
-void COMMENDFacade_delete(struct COMMENDFacade *self, struct REDAWorker *worker) {
+int COMMENDFacade_delete(struct COMMENDFacade *self, struct REDAWorker *worker) {
     if (self == nullptr) {
-        return;
+        return 1;
     }
     Facade *facade = from_slots(self);
-    facade->entryports.close(worker);
+    if (!facade->entryports.close(worker)) {
+        COMMEND_ERROR("cannot delete a communication facade: the thread '%s' is still handing on a "
+                      "message of it",
+                      NUV_NETIO_REACTOR_THREAD_NAME);
+        return 0;
+    }
     facade->~Facade();
     NUVOsapiHeap_freeStructure(facade);
+    return 1;
 }

@@ -54,14 +54,16 @@ void NUVEventActiveDatabase::post(NUVEvent *event, const NUVNtpTime &delay) {
     arm();
 }
 
-void NUVEventActiveDatabase::cancel(NUVEvent *event) {
+bool NUVEventActiveDatabase::cancel(NUVEvent *event) {
     std::unique_lock lock(mutex_);
     remove(event);
     if (runner_ == std::this_thread::get_id()) {
-        return; // from within an event: if it is this one it ends by itself
+        return true; // from within an event: if it is this one it ends by itself
     }
-    ended_.wait(lock, [this, event] { return running_ != event; });
+    const bool ended =
+        ended_.wait_for(lock, netio::LONGEST_WAIT, [this, event] { return running_ != event; });
     remove(event); // it may have posted itself while it ran
+    return ended;
 }
 
 void NUVEventActiveDatabase::run_due(REDAWorker *worker) {
@@ -86,11 +88,11 @@ void NUVEventActiveDatabase::run_due(REDAWorker *worker) {
     arm();
 }
 
-void NUVEventActiveDatabase::on_readable(const netio::ReactorContext & /*context*/) {
+bool NUVEventActiveDatabase::on_readable(const netio::ReactorContext & /*context*/) {
     // The events themselves run at the end of each batch. A timer that was set to another time
     // meanwhile has nothing to read, which is as well.
     NUV_UINT64 expirations = 0;
-    [[maybe_unused]] const ssize_t length = read(timer_.get(), &expirations, sizeof expirations);
+    return read(timer_.get(), &expirations, sizeof expirations) >= 0 || errno == EAGAIN;
 }
 
 /** Behind those with the same deadline. */
@@ -143,7 +145,7 @@ void NUVEventActiveDatabase_postEvent(struct NUVEventActiveDatabase *self, struc
     self->post(event, *delay);
 }
 
-void NUVEventActiveDatabase_cancelEvent(struct NUVEventActiveDatabase *self,
-                                        struct NUVEvent *event) {
-    self->cancel(event);
+int NUVEventActiveDatabase_cancelEvent(struct NUVEventActiveDatabase *self,
+                                       struct NUVEvent *event) {
+    return static_cast<int>(self->cancel(event));
 }

@@ -20,11 +20,11 @@ public:
     bool open(netio::Reactor &reactor);
 
     void post(NUVEvent *event, const NUVNtpTime &delay);
-    void cancel(NUVEvent *event);
+    bool cancel(NUVEvent *event);
 
     /** Runs the events that are due now. On the reactor's thread only. */
     void run_due(REDAWorker *worker);
-    void on_readable(const netio::ReactorContext &context) override;
+    bool on_readable(const netio::ReactorContext &context) override;
 
 private:
     void insert(NUVEvent *event);

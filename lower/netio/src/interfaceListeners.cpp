@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "reactor.h"
+
 namespace netio {
 
 void InterfaceListeners::add(NUVNetioInterfaceListener *listener) {
@@ -15,7 +17,7 @@ void InterfaceListeners::add(NUVNetioInterfaceListener *listener) {
     *place = listener;
 }
 
-void InterfaceListeners::remove(NUVNetioInterfaceListener *listener) {
+bool InterfaceListeners::remove(NUVNetioInterfaceListener *listener) {
     std::unique_lock lock(mutex_);
     NUVNetioInterfaceListener **place = &first_;
     while (*place != nullptr && *place != listener) {
@@ -28,9 +30,9 @@ void InterfaceListeners::remove(NUVNetioInterfaceListener *listener) {
         next_ = listener->_next;
     }
     if (telling_ && teller_ == std::this_thread::get_id()) {
-        return; // from within a listener
+        return true; // from within a listener
     }
-    called_.wait(lock, [this, listener] { return current_ != listener; });
+    return called_.wait_for(lock, LONGEST_WAIT, [this, listener] { return current_ != listener; });
 }
 
 void InterfaceListeners::tell(NUV_UINT64 generation, REDAWorker *worker) {

@@ -18,7 +18,7 @@ public:
     InterfaceListeners &operator=(const InterfaceListeners &) = delete;
 
     void add(NUVNetioInterfaceListener *listener);
-    void remove(NUVNetioInterfaceListener *listener);
+    bool remove(NUVNetioInterfaceListener *listener);
 
     /**
      * Tells all of them of a generation of the interfaces, unless they know. While another thread,

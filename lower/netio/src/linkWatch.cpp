@@ -29,27 +29,29 @@ bool LinkWatch::open() {
     return true;
 }
 
-bool LinkWatch::take_events() {
+LinkEvents LinkWatch::take_events() {
     // Most often there is none, and to look is cheaper than to try to receive one.
     pollfd readable{descriptor_.get(), POLLIN, 0};
     if (poll(&readable, 1, 0) <= 0) {
-        return false;
+        return LinkEvents::NONE;
     }
     // Only that something happened counts: the interfaces are listed anew in any case. So the rest
     // of an event that does not fit may go.
     std::array<char, 512> event;
     // More than these in one go come again with the next wake-up.
     constexpr int EVENTS_PER_TURN = 256;
-    bool any = false;
+    LinkEvents taken = LinkEvents::NONE;
     for (int i = 0; i < EVENTS_PER_TURN; ++i) {
         const bool is_event = recv(descriptor_.get(), event.data(), event.size(), 0) >= 0;
         if (is_event || errno == ENOBUFS) { // the latter: events were lost
-            any = true;
-        } else if (errno != EINTR) {
+            taken = LinkEvents::SOME;
+        } else if (errno == EAGAIN) {
             break;
+        } else if (errno != EINTR) {
+            return LinkEvents::UNREADABLE;
         }
     }
-    return any;
+    return taken;
 }
 
 } // namespace netio

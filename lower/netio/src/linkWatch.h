@@ -6,6 +6,8 @@
 
 namespace netio {
 
+enum class LinkEvents { NONE, SOME, UNREADABLE };
+
 class LinkWatch {
 public:
     /** On failure errno tells why. */
@@ -20,8 +22,8 @@ public:
         return descriptor_.get();
     }
 
-    /** Takes the events that have come; true when there were any. Never waits. */
-    bool take_events();
+    /** Takes the events that have come. Never waits. When they are unreadable errno tells why. */
+    LinkEvents take_events();
 
 private:
     Descriptor descriptor_;

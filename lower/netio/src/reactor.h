@@ -4,6 +4,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <mutex>
@@ -13,11 +14,15 @@
 #include "descriptor.h"
 #include "osapi/osapi_ntptime.h"
 #include "osapi/osapi_thread.h"
+#include "reda/reda_weakReference.h"
 #include "reda/reda_worker.h"
 
 struct NUVEventActiveDatabase;
 
 namespace netio {
+
+/** Nobody waits longer for the reactor's thread: nothing that it does takes as long. */
+constexpr std::chrono::seconds LONGEST_WAIT{4};
 
 /** What the reactor's thread carries with it. */
 struct ReactorContext {
@@ -25,27 +30,50 @@ struct ReactorContext {
     std::span<NUV_UINT8> buffer; // for one message
 };
 
-/** Something whose descriptor the reactor polls. */
-class Pollable {
-public:
-    virtual void on_readable(const ReactorContext &context) = 0;
-
-protected:
-    ~Pollable() = default;
-};
-
-/** Something that is given to the reactor to be closed. */
-class Returned {
+/** Something that goes when the last event of what it owns has ended. */
+class Owner {
 public:
     /** Called once, on the reactor's thread, when no event of it is under way. May free it. */
-    virtual void close_returned(REDAWorker *worker) = 0;
+    virtual void on_ended(REDAWorker *worker) = 0;
 
 protected:
-    ~Returned() = default;
+    ~Owner() = default;
 
 private:
     friend class Reactor;
-    Returned *next_returned_ = nullptr;
+    Owner *next_ending_ = nullptr;
+};
+
+/** Something whose descriptor the reactor polls. */
+class Pollable {
+public:
+    /**
+     * Reads what there is, on the reactor's thread. False when it could not: the reactor then backs
+     * off from the descriptor for a while, longer each time until it succeeds.
+     */
+    virtual bool on_readable(const ReactorContext &context) = 0;
+
+protected:
+    /** An owner lives as long as events of what it owns are under way; see Reactor::end. */
+    explicit Pollable(const Owner *owner = nullptr) : owner_(owner) {}
+    ~Pollable() = default;
+    Pollable(const Pollable &) = delete;
+    Pollable &operator=(const Pollable &) = delete;
+
+    /** Whether the last reading failed; so that a lasting failure is said once. */
+    bool is_failing() const {
+        return pause_ != 0;
+    }
+
+private:
+    friend class Reactor;
+    const Owner *const owner_;
+    // The reactor's:
+    int descriptor_ = -1;
+    REDAWeakReference reference_ = REDA_WEAK_REFERENCE_INVALID;
+    NUV_INT64 pause_ = 0; // nanoseconds that it is left alone after its last failure, or 0
+    NUV_INT64 paused_until_ = 0;
+    Pollable *next_paused_ = nullptr;
 };
 
 class Reactor {
@@ -54,19 +82,31 @@ public:
     Reactor(const Reactor &) = delete;
     Reactor &operator=(const Reactor &) = delete;
 
+    ~Reactor();
+
     /** Opens what the thread needs. On failure an error has been logged. */
     bool open();
     /** Starts the thread. On failure an error has been logged. */
     bool start(NUVOsapiThreadFactory *threads, REDAWorkerFactory *workers);
-    /** Deals with everything handed over so far and ends the thread, if it was started. */
-    void stop();
+    /**
+     * Ends the thread, if it was started, after the event that it is at. False after an error when
+     * it does not answer in time: it may still use everything that it was given.
+     */
+    bool stop();
 
     /** Polls a descriptor from now on. On failure errno tells why. Thread-safe. */
     bool poll(int descriptor, Pollable *pollable);
-    /** Polls a descriptor no more. Only while no event of it can be under way. */
-    void forget(int descriptor);
-    /** Has something closed by the reactor's thread, in the order of the calls. Thread-safe. */
-    void give_back(Returned *returned);
+    /**
+     * Begins no event of it any more; one may still be under way. Before the descriptor is closed.
+     * Thread-safe.
+     */
+    void forget(Pollable *pollable);
+    /**
+     * Ends what owns pollables that have all been forgotten. True: nothing of it is under way, and
+     * the caller may free it. False: the reactor is at one of them just now, and calls on_ended
+     * when it is done with it. Thread-safe.
+     */
+    bool end(Owner *owner);
     /** Whether the caller is the reactor's thread. */
     bool is_own_thread() const;
     /** See NUVNetioRuntime_flush. */
@@ -75,9 +115,10 @@ public:
 private:
     class WakeUp final : public Pollable {
     public:
-        void on_readable(const ReactorContext &context) override;
+        bool on_readable(const ReactorContext &context) override;
         bool open();
-        void signal();
+        /** False when the thread could not be woken; then errno tells why. */
+        bool signal();
         int descriptor() const {
             return descriptor_.get();
         }
@@ -89,16 +130,27 @@ private:
 
     /** What was handed over up to one moment. */
     struct HandedOver {
-        Returned *first;
+        Owner *first;
         NUV_UINT64 ticket;
         bool stopping;
     };
 
     void run();
     void poll_once(const ReactorContext &context);
+    void read_one(NUV_UINT64 tag, const ReactorContext &context);
+    void note_poll_failure(int error);
+    Pollable *begin_reading(NUV_UINT64 tag);
+    void end_reading(Pollable *pollable, bool went_well);
+    bool add_to_epoll(const Pollable &pollable) const;
+    void remove_from_epoll(const Pollable &pollable) const;
+    static void pause(Pollable *pollable, NUV_INT64 now);
+    void unpause(Pollable *pollable);
+    void resume_paused();
+    int milliseconds_until_resumption();
     HandedOver take_handed_over();
-    static void close_all(Returned *first, REDAWorker *worker);
+    static void end_all(Owner *first, REDAWorker *worker);
     void answer(NUV_UINT64 ticket);
+    bool await_end();
 
     static constexpr std::size_t LARGEST_MESSAGE = 65536; // as large as a datagram can be
 
@@ -109,14 +161,20 @@ private:
     REDAWorkerFactory *workers_ = nullptr;
     REDAWorker *worker_ = nullptr;
     std::atomic<std::thread::id> own_thread_{};
+    NUV_INT64 poll_pause_ = 0; // as that of a pollable, for the polling itself; the thread's own
 
     std::mutex mutex_; // guards what follows
-    std::condition_variable answered_changed_;
-    Returned *first_returned_ = nullptr;
-    Returned *last_returned_ = nullptr;
+    std::condition_variable changed_;
+    // An event names its pollable by this, never by its address: that may have gone meanwhile.
+    REDAWeakReferenceManager *references_ = nullptr;
+    const Pollable *reading_ = nullptr; // the one that the thread is at
+    Pollable *first_paused_ = nullptr;
+    Owner *first_ending_ = nullptr;
+    Owner *last_ending_ = nullptr;
     NUV_UINT64 asked_ = 0;    // tickets of flush handed out
     NUV_UINT64 answered_ = 0; // the last ticket that has been dealt with
     bool stopping_ = false;
+    bool ended_ = false; // the thread has nothing more to do
 
     std::array<NUV_UINT8, LARGEST_MESSAGE> buffer_;
 };

@@ -59,7 +59,7 @@ ResourcePointer open_with_one_socket(const Request &request, Descriptor bound,
     if (bound.is_open()) {
         resource = make_resource(request);
     }
-    if (resource == nullptr || !resource->add_socket(std::move(bound), bound_to)) {
+    if (resource == nullptr || resource->add_socket(std::move(bound), bound_to) == nullptr) {
         return nullptr;
     }
     return resource;
@@ -98,7 +98,7 @@ ResourcePointer open_allowed(const Request &request) {
         if (resource == nullptr) {
             resource = make_resource(request);
         }
-        if (resource == nullptr || !resource->add_socket(std::move(bound), one.address)) {
+        if (resource == nullptr || resource->add_socket(std::move(bound), one.address) == nullptr) {
             return nullptr;
         }
     }

@@ -25,38 +25,64 @@ void free_socket(ReceiveSocket *socket) {
 
 } // namespace
 
-void ReceiveSocket::on_readable(const ReactorContext &context) {
+ReceiveSocket::ReceiveSocket(NUVNetioReceiveResource *resource)
+    : Pollable(resource), resource_(resource) {}
+
+void ReceiveSocket::open(Descriptor descriptor, const KOLS_Transport_Address_t &address) {
+    const std::lock_guard lock(mutex_);
+    descriptor_ = std::move(descriptor);
+    bound_to_ = address;
+    is_open_ = true;
+}
+
+void ReceiveSocket::close() {
+    resource_->reactor().forget(this);
+    const std::lock_guard lock(mutex_);
+    descriptor_.reset();
+    is_open_ = false;
+}
+
+bool ReceiveSocket::on_readable(const ReactorContext &context) {
+    Received received = Received::ONE;
     if (!resource_->is_open()) {
-        return; // in a moment it is; the datagrams wait
+        return true; // in a moment it is; the datagrams wait
     }
-    for (int i = 0; i < DATAGRAMS_PER_TURN && receive_one(context); ++i) {}
+    for (int i = 0; i < DATAGRAMS_PER_TURN && received == Received::ONE; ++i) {
+        received = receive_one(context);
+    }
+    return received != Received::FAILED;
 }
 
-/** One that was given back alone. Its resource comes later in the reactor's queue. */
-void ReceiveSocket::close_returned(REDAWorker * /*worker*/) {
-    resource_->forget(descriptor_.get());
-    free_socket(this);
-}
-
-/** False when there is nothing more to receive now. */
-bool ReceiveSocket::receive_one(const ReactorContext &context) {
+ReceiveSocket::Received ReceiveSocket::receive_one(const ReactorContext &context) {
     SocketAddress source;
     socklen_t source_length = SocketAddress::capacity();
-    const ssize_t length = recvfrom(descriptor_.get(), context.buffer.data(), context.buffer.size(),
-                                    0, source.get(), &source_length);
-    if (length < 0) {
-        const int error = errno;
-        if (error != EAGAIN && error != EINTR) {
-            NETIO_WARNING("cannot receive at %s: %s (%s)", LocatorText(resource_->locator()).get(),
-                          error_description(error), error_name(error));
+    ssize_t length = -1;
+    int error = 0;
+    do {
+        const std::lock_guard lock(mutex_);
+        if (!descriptor_.is_open()) {
+            return Received::NONE;
         }
-        return error == EINTR;
+        length = recvfrom(descriptor_.get(), context.buffer.data(), context.buffer.size(), 0,
+                          source.get(), &source_length);
+        error = errno;
+    } while (length < 0 && error == EINTR);
+    if (length < 0) {
+        if (error == EAGAIN) {
+            return Received::NONE;
+        }
+        if (!is_failing()) {
+            NETIO_WARNING("cannot receive at %s, trying again: %s (%s)",
+                          LocatorText(resource_->locator()).get(), error_description(error),
+                          error_name(error));
+        }
+        return Received::FAILED;
     }
     const NUVNetioLocator &locator = resource_->locator();
     resource_->receive({context.buffer.data(), static_cast<NUV_UINT32>(length), source.to_locator(),
                         locator.transport, locator.port},
                        context.worker);
-    return true;
+    return Received::ONE;
 }
 
 } // namespace netio
@@ -69,28 +95,36 @@ NUVNetioReceiveResource::NUVNetioReceiveResource(NUVNetioConfigurator *configura
 
 NUVNetioReceiveResource::~NUVNetioReceiveResource() {
     while (sockets_ != nullptr) {
-        drop_newest_socket();
+        netio::ReceiveSocket *const socket = sockets_;
+        sockets_ = socket->next;
+        netio::free_socket(socket);
     }
 }
 
-bool NUVNetioReceiveResource::add_socket(netio::Descriptor descriptor,
-                                         const KOLS_Transport_Address_t &bound_to) {
-    netio::ReceiveSocket *socket = nullptr;
-    NUVOsapiHeap_allocateStructure(&socket, class netio::ReceiveSocket);
+netio::ReceiveSocket *
+NUVNetioReceiveResource::add_socket(netio::Descriptor descriptor,
+                                    const KOLS_Transport_Address_t &bound_to) {
+    netio::ReceiveSocket *socket = find_closed_socket();
     if (socket == nullptr) {
-        NETIO_ERROR("cannot receive at %s: out of memory", netio::LocatorText(locator_).get());
-        return false;
+        NUVOsapiHeap_allocateStructure(&socket, class netio::ReceiveSocket);
+        if (socket == nullptr) {
+            NETIO_ERROR("cannot receive at %s: out of memory", netio::LocatorText(locator_).get());
+            return nullptr;
+        }
+        new (socket) netio::ReceiveSocket(this);
+        socket->next = sockets_;
+        sockets_ = socket;
     }
-    new (socket) netio::ReceiveSocket(this, std::move(descriptor), bound_to);
-    socket->next = sockets_;
-    sockets_ = socket;
-    return true;
+    socket->open(std::move(descriptor), bound_to);
+    return socket;
 }
 
-void NUVNetioReceiveResource::drop_newest_socket() {
-    netio::ReceiveSocket *const socket = sockets_;
-    sockets_ = socket->next;
-    netio::free_socket(socket);
+netio::ReceiveSocket *NUVNetioReceiveResource::find_closed_socket() const {
+    netio::ReceiveSocket *socket = sockets_;
+    while (socket != nullptr && socket->is_open()) {
+        socket = socket->next;
+    }
+    return socket;
 }
 
 bool NUVNetioReceiveResource::start() {
@@ -117,7 +151,6 @@ bool NUVNetioReceiveResource::poll(netio::ReceiveSocket &socket) {
                     netio::error_name(error));
         return false;
     }
-    polled_ = true;
     return true;
 }
 
@@ -126,7 +159,7 @@ bool NUVNetioReceiveResource::cover(const KOLS_Transport_Address_t &address) {
         return true;
     }
     const std::lock_guard lock(mutex_);
-    give_back_gone_sockets();
+    close_gone_sockets();
     if (is_covered(address)) {
         return true;
     }
@@ -139,34 +172,34 @@ bool NUVNetioReceiveResource::cover(const KOLS_Transport_Address_t &address) {
     }
     netio::Descriptor bound =
         netio::bind_unicast(*configurator_->find_transport(locator_.transport), wanted);
-    if (!bound.is_open() || !add_socket(std::move(bound), address)) {
+    netio::ReceiveSocket *const socket =
+        bound.is_open() ? add_socket(std::move(bound), address) : nullptr;
+    if (socket == nullptr) {
         return false;
     }
-    if (!poll(*sockets_)) {
-        drop_newest_socket();
+    if (!poll(*socket)) {
+        socket->close();
         return false;
     }
     return true;
 }
 
 /** Those of addresses that the host has no more; loopback stays in any case. */
-void NUVNetioReceiveResource::give_back_gone_sockets() {
+void NUVNetioReceiveResource::close_gone_sockets() {
     NUVNetioLocator bound = locator_;
-    for (netio::ReceiveSocket **place = &sockets_; *place != nullptr;) {
-        netio::ReceiveSocket *const socket = *place;
-        bound.address = socket->bound_to;
-        if (NUVNetioLocator_isLoopback(&bound) != 0 || is_allowed(socket->bound_to)) {
-            place = &socket->next;
-        } else {
-            *place = socket->next;
-            reactor_.give_back(socket);
+    for (netio::ReceiveSocket *socket = sockets_; socket != nullptr; socket = socket->next) {
+        bound.address = socket->bound_to();
+        if (socket->is_open() && NUVNetioLocator_isLoopback(&bound) == 0 &&
+            !is_allowed(socket->bound_to())) {
+            socket->close();
         }
     }
 }
 
 bool NUVNetioReceiveResource::is_covered(const KOLS_Transport_Address_t &address) const {
     const netio::ReceiveSocket *socket = sockets_;
-    while (socket != nullptr && !netio::is_same_address(socket->bound_to, address)) {
+    while (socket != nullptr &&
+           !(socket->is_open() && netio::is_same_address(socket->bound_to(), address))) {
         socket = socket->next;
     }
     return socket != nullptr;
@@ -184,11 +217,28 @@ bool NUVNetioReceiveResource::is_allowed(const KOLS_Transport_Address_t &address
     return false;
 }
 
-void NUVNetioReceiveResource::release() {
+bool NUVNetioReceiveResource::release() {
     if (is_group_) {
         configurator_->runtime->interfaces.remove_member(this);
     }
-    reactor_.give_back(this);
+    return close_and_end();
+}
+
+/** True when it is gone; false when the reactor is at it just now and will see to its end. */
+bool NUVNetioReceiveResource::close_and_end() {
+    for (netio::ReceiveSocket *socket = sockets_; socket != nullptr; socket = socket->next) {
+        socket->close();
+    }
+    if (!reactor_.end(this)) {
+        return false;
+    }
+    free();
+    return true;
+}
+
+void NUVNetioReceiveResource::free() {
+    this->~NUVNetioReceiveResource();
+    NUVOsapiHeap_freeStructure(this);
 }
 
 void NUVNetioReceiveResource::receive(const NUVNetioMessage &message, REDAWorker *worker) const {
@@ -201,27 +251,18 @@ void NUVNetioReceiveResource::follow(const NUVNetioInterfaceSnapshot &snapshot) 
     memberships_.follow(sockets_->descriptor(), locator_, configurator_->allowed, snapshot);
 }
 
-void NUVNetioReceiveResource::close_returned(REDAWorker *worker) {
+void NUVNetioReceiveResource::on_ended(REDAWorker *worker) {
     // One that never was open has told nobody of itself.
     const auto on_closed = is_open() ? listener_.onClosed : nullptr;
     void *const param = listener_.param;
-    for (const netio::ReceiveSocket *socket = sockets_; socket != nullptr; socket = socket->next) {
-        reactor_.forget(socket->descriptor());
-    }
-    this->~NUVNetioReceiveResource();
-    NUVOsapiHeap_freeStructure(this);
+    free();
     if (on_closed != nullptr) {
         on_closed(param, worker);
     }
 }
 
 void ReceiveResourceDeleter::operator()(NUVNetioReceiveResource *resource) const {
-    if (resource->polled_) {
-        resource->reactor_.give_back(resource); // it may be looking at it just now
-        return;
-    }
-    resource->~NUVNetioReceiveResource();
-    NUVOsapiHeap_freeStructure(resource);
+    (void)resource->close_and_end();
 }
 
 int NUVNetioReceiveResource_cover(struct NUVNetioReceiveResource *self,
@@ -230,7 +271,7 @@ int NUVNetioReceiveResource_cover(struct NUVNetioReceiveResource *self,
     return static_cast<int>(self->cover(locator->address));
 }
 
-void NUVNetioReceiveResource_release(struct NUVNetioReceiveResource *self,
-                                     struct REDAWorker * /*worker*/) {
-    self->release();
+int NUVNetioReceiveResource_release(struct NUVNetioReceiveResource *self,
+                                    struct REDAWorker * /*worker*/) {
+    return static_cast<int>(self->release());
 }

@@ -13,35 +13,47 @@
 
 namespace netio {
 
-/** One socket of a resource, which closes it unless it is given to the reactor alone. */
-class ReceiveSocket final : public Pollable, public Returned {
+/** One socket of a resource, and the address that it is bound to. */
+class ReceiveSocket final : public Pollable {
 public:
-    ReceiveSocket(NUVNetioReceiveResource *resource, Descriptor descriptor,
-                  const KOLS_Transport_Address_t &address)
-        : next(nullptr), bound_to(address), resource_(resource),
-          descriptor_(static_cast<Descriptor &&>(descriptor)) {}
-    ReceiveSocket(const ReceiveSocket &) = delete;
-    ReceiveSocket &operator=(const ReceiveSocket &) = delete;
+    explicit ReceiveSocket(NUVNetioReceiveResource *resource);
 
+    bool is_open() const {
+        return is_open_;
+    }
     int descriptor() const {
         return descriptor_.get();
     }
-    void on_readable(const ReactorContext &context) override;
-    void close_returned(REDAWorker *worker) override;
+    const KOLS_Transport_Address_t &bound_to() const {
+        return bound_to_;
+    }
 
-    ReceiveSocket *next;
-    const KOLS_Transport_Address_t bound_to;
+    /** Takes a bound descriptor, while it is closed. */
+    void open(Descriptor descriptor, const KOLS_Transport_Address_t &address);
+    /**
+     * The port is free when this returns, though a message that was received before may still be
+     * handed on. Waits for one receiving call of the reactor at most, which never waits itself.
+     */
+    void close();
+
+    bool on_readable(const ReactorContext &context) override;
+
+    ReceiveSocket *next = nullptr;
 
 private:
-    bool receive_one(const ReactorContext &context);
+    enum class Received { ONE, NONE, FAILED };
+    Received receive_one(const ReactorContext &context);
 
     NUVNetioReceiveResource *const resource_;
-    const Descriptor descriptor_;
+    KOLS_Transport_Address_t bound_to_{};
+    bool is_open_ = false; // as its resource sees it
+    std::mutex mutex_;     // so that nobody closes the descriptor while it is received from
+    Descriptor descriptor_;
 };
 
 } // namespace netio
 
-struct NUVNetioReceiveResource final : public netio::Returned, public netio::MulticastMember {
+struct NUVNetioReceiveResource final : public netio::Owner, public netio::MulticastMember {
 public:
     NUVNetioReceiveResource(NUVNetioConfigurator *configurator, const NUVNetioLocator &locator,
                             const NUVNetioReceiveListener &listener);
@@ -49,14 +61,15 @@ public:
     NUVNetioReceiveResource(const NUVNetioReceiveResource &) = delete;
     NUVNetioReceiveResource &operator=(const NUVNetioReceiveResource &) = delete;
 
-    /** Adds a bound socket, not polled yet. On failure an error has been logged. */
-    bool add_socket(netio::Descriptor descriptor, const KOLS_Transport_Address_t &bound_to);
+    /** Adds a bound socket, not polled yet. Null after an error when memory runs out. */
+    netio::ReceiveSocket *add_socket(netio::Descriptor descriptor,
+                                     const KOLS_Transport_Address_t &bound_to);
     /** Lets messages through from now on. On failure an error has been logged. */
     bool start();
     /** See NUVNetioReceiveResource_cover. */
     bool cover(const KOLS_Transport_Address_t &address);
-    /** Hands it to the reactor, which closes and frees it. */
-    void release();
+    /** See NUVNetioReceiveResource_release. */
+    bool release();
 
     bool is_open() const {
         return open_.load(std::memory_order_acquire);
@@ -64,33 +77,33 @@ public:
     const NUVNetioLocator &locator() const {
         return locator_;
     }
-    /** Polls a descriptor no more; on the reactor's thread. */
-    void forget(int descriptor) {
-        reactor_.forget(descriptor);
+    netio::Reactor &reactor() const {
+        return reactor_;
     }
     void receive(const NUVNetioMessage &message, REDAWorker *worker) const;
 
     void follow(const NUVNetioInterfaceSnapshot &snapshot) override;
-    void close_returned(REDAWorker *worker) override;
+    void on_ended(REDAWorker *worker) override;
 
 private:
     friend struct ReceiveResourceDeleter;
 
     bool is_covered(const KOLS_Transport_Address_t &address) const;
     bool is_allowed(const KOLS_Transport_Address_t &address) const;
-    void give_back_gone_sockets();
+    void close_gone_sockets();
+    netio::ReceiveSocket *find_closed_socket() const;
     bool poll(netio::ReceiveSocket &socket);
-    void drop_newest_socket();
+    bool close_and_end();
+    void free();
 
     NUVNetioConfigurator *const configurator_; // not after the release
     netio::Reactor &reactor_;
     const NUVNetioLocator locator_; // transport, port and group
     const NUVNetioReceiveListener listener_;
     const bool is_group_;
-    bool polled_ = false;           // the reactor knows at least one of the sockets
-    std::atomic<bool> open_{false}; // the sockets are complete: messages are let through
-    std::mutex mutex_;              // guards the list of sockets
-    netio::ReceiveSocket *sockets_ = nullptr;
+    std::atomic<bool> open_{false};           // the sockets are complete: messages are let through
+    std::mutex mutex_;                        // guards the list of sockets
+    netio::ReceiveSocket *sockets_ = nullptr; // none goes before the resource; some are closed
     netio::Memberships memberships_;
 };
 

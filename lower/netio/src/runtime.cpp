@@ -30,12 +30,18 @@ const struct NUVNetioRuntimeProperty NUV_NETIO_RUNTIME_PROPERTY_DEFAULT = {
     NUV_NETIO_INTERFACE_SOURCE_KERNEL, 1, {0, 0x051EB852u}, // 20 ms
 };
 
-NUVNetioRuntime::NUVNetioRuntime(const NUVNetioRuntimeProperty &property)
-    : property_(property), settled_{settle, this, 0, nullptr, 0} {}
+NUVNetioRuntime::NUVNetioRuntime(const NUVNetioRuntimeProperty &property,
+                                 NUVOsapiThreadFactory *threads, REDAWorkerFactory *workers)
+    : property_(property), threads_(threads),
+      workers_(workers), settled_{settle, this, 0, nullptr, 0} {}
 
-bool NUVNetioRuntime::open(NUVOsapiThreadFactory *threads, REDAWorkerFactory *workers) {
+bool NUVNetioRuntime::open() {
     return reactor.open() && events.open(reactor) && start_interfaces() &&
-           reactor.start(threads, workers);
+           reactor.start(threads_, workers_);
+}
+
+bool NUVNetioRuntime::stop() {
+    return callbacks.stop() && reactor.stop();
 }
 
 bool NUVNetioRuntime::start_interfaces() {
@@ -66,23 +72,37 @@ void NUVNetioRuntime::watch_links() {
     }
 }
 
-void NUVNetioRuntime::on_readable(const netio::ReactorContext & /*context*/) {
-    take_link_events();
+bool NUVNetioRuntime::on_readable(const netio::ReactorContext & /*context*/) {
+    if (take_link_events()) {
+        return true;
+    }
+    const int error = errno;
+    if (!is_failing()) {
+        NETIO_WARNING("cannot read the kernel's events of the network interfaces, trying again: "
+                      "%s (%s)",
+                      netio::error_description(error), netio::error_name(error));
+    }
+    return false;
 }
 
-void NUVNetioRuntime::take_link_events() {
+/** False when the events cannot be read; then errno tells why, and there may have been any. */
+bool NUVNetioRuntime::take_link_events() {
     if (!watch_.is_open()) {
         // Where the kernel's events could not be had, whoever asks has the interfaces listed anew.
         if (property_.watchInterfaces != 0) {
             interfaces.note_news();
         }
-        return;
+        return true;
     }
     const std::lock_guard lock(watch_mutex_);
-    if (watch_.take_events()) {
+    const netio::LinkEvents taken = watch_.take_events();
+    const int error = errno;
+    if (taken != netio::LinkEvents::NONE) {
         interfaces.note_news();
         events.post(&settled_, property_.interfaceSettleTime);
     }
+    errno = error;
+    return taken != netio::LinkEvents::UNREADABLE;
 }
 
 void NUVNetioRuntime::settle(void *param, REDAWorker *worker) {
@@ -104,7 +124,7 @@ bool NUVNetioRuntime::renew_interfaces(REDAWorker *worker) {
 }
 
 HeldSnapshot NUVNetioRuntime::acquire_interfaces() {
-    take_link_events();
+    (void)take_link_events(); // the reactor says what is wrong with them
     // The listeners are told when the burst has settled: they are not to be called from here, where
     // the caller may hold its locks.
     if (interfaces.has_news()) {
@@ -126,22 +146,25 @@ struct NUVNetioRuntime *NUVNetioRuntime_new(const struct NUVNetioRuntimeProperty
         NETIO_ERROR("out of memory for the network runtime");
         return nullptr;
     }
-    new (self)
-        NUVNetioRuntime(property != nullptr ? *property : NUV_NETIO_RUNTIME_PROPERTY_DEFAULT);
-    if (!self->open(threadFactory, workerFactory)) {
-        NUVNetioRuntime_delete(self);
+    new (self) NUVNetioRuntime(property != nullptr ? *property : NUV_NETIO_RUNTIME_PROPERTY_DEFAULT,
+                               threadFactory, workerFactory);
+    if (!self->open()) {
+        (void)NUVNetioRuntime_delete(self); // it has no thread yet
         return nullptr;
     }
     return self;
 }
 
-void NUVNetioRuntime_delete(struct NUVNetioRuntime *self) {
+int NUVNetioRuntime_delete(struct NUVNetioRuntime *self) {
     if (self == nullptr) {
-        return;
+        return 1;
     }
-    self->reactor.stop();
+    if (!self->stop()) {
+        return 0;
+    }
     self->~NUVNetioRuntime();
     NUVOsapiHeap_freeStructure(self);
+    return 1;
 }
 
 int NUVNetioRuntime_isReactorThread(const struct NUVNetioRuntime *self) {
@@ -166,9 +189,22 @@ void NUVNetioRuntime_addInterfaceListener(struct NUVNetioRuntime *self,
     self->listeners.add(listener);
 }
 
-void NUVNetioRuntime_removeInterfaceListener(struct NUVNetioRuntime *self,
-                                             struct NUVNetioInterfaceListener *listener) {
-    self->listeners.remove(listener);
+int NUVNetioRuntime_removeInterfaceListener(struct NUVNetioRuntime *self,
+                                            struct NUVNetioInterfaceListener *listener) {
+    return static_cast<int>(self->listeners.remove(listener));
+}
+
+int NUVNetioRuntime_startCallbacks(struct NUVNetioRuntime *self) {
+    return static_cast<int>(self->start_callbacks());
+}
+
+void NUVNetioRuntime_postCallback(struct NUVNetioRuntime *self, struct NUVNetioCallback *callback) {
+    self->callbacks.post(callback);
+}
+
+int NUVNetioRuntime_cancelCallback(struct NUVNetioRuntime *self,
+                                   struct NUVNetioCallback *callback) {
+    return static_cast<int>(self->callbacks.cancel(callback));
 }
 
 struct NUVEventActiveDatabase *NUVNetioRuntime_getEventDatabase(struct NUVNetioRuntime *self) {

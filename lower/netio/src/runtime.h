@@ -4,6 +4,7 @@
 
 #include <mutex>
 
+#include "callbackThread.h"
 #include "eventDatabase.h"
 #include "interfaceListeners.h"
 #include "interfaceTable.h"
@@ -13,12 +14,19 @@
 
 struct NUVNetioRuntime final : public netio::Pollable {
 public:
-    explicit NUVNetioRuntime(const NUVNetioRuntimeProperty &property);
+    NUVNetioRuntime(const NUVNetioRuntimeProperty &property, NUVOsapiThreadFactory *threads,
+                    REDAWorkerFactory *workers);
     NUVNetioRuntime(const NUVNetioRuntime &) = delete;
     NUVNetioRuntime &operator=(const NUVNetioRuntime &) = delete;
 
     /** Opens and starts everything. On failure an error has been logged. */
-    bool open(NUVOsapiThreadFactory *threads, REDAWorkerFactory *workers);
+    bool open();
+    /** Ends the threads. False after an error when one of them does not end in time. */
+    bool stop();
+    /** Starts the thread of callbacks, unless it runs. On failure an error has been logged. */
+    bool start_callbacks() {
+        return callbacks.start(threads_, workers_);
+    }
 
     /** Lists the interfaces again and tells the listeners. */
     bool renew_interfaces(REDAWorker *worker);
@@ -26,20 +34,23 @@ public:
     netio::HeldSnapshot acquire_interfaces();
 
     /** The kernel's link and address events. */
-    void on_readable(const netio::ReactorContext &context) override;
+    bool on_readable(const netio::ReactorContext &context) override;
 
     NUVEventActiveDatabase events;
     netio::Reactor reactor{events};
     netio::InterfaceTable interfaces;
     netio::InterfaceListeners listeners;
+    netio::CallbackThread callbacks;
 
 private:
     bool start_interfaces();
     void watch_links();
-    void take_link_events();
+    bool take_link_events();
     static void settle(void *param, REDAWorker *worker);
 
     const NUVNetioRuntimeProperty property_;
+    NUVOsapiThreadFactory *const threads_;
+    REDAWorkerFactory *const workers_;
     std::mutex watch_mutex_; // so that no thread finds the events gone and not yet noted
     netio::LinkWatch watch_;
     NUVEvent settled_; // the end of a burst of events

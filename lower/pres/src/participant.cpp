@@ -229,7 +229,10 @@ int PRESParticipant_delete(struct PRESParticipant *self, int *failReason,
         return 0;
     }
     // The facade first: until it is gone the reactor may still be in take_message.
-    COMMENDFacade_delete(self->facade, worker);
+    if (COMMENDFacade_delete(self->facade, worker) == 0) { // which has said why
+        *failReason = PRES_RETCODE_TIMEOUT;
+        return 0;
+    }
     free_participant(self);
     return 1;
 }

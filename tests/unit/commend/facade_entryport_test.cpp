@@ -141,15 +141,21 @@ TEST_F(FacadeEntryportTest, ForeignAndInvalidReferencesAreRefused) {
     EXPECT_TRUE(other.remove(foreign));
 }
 
-TEST_F(FacadeEntryportTest, PortRemovedAndReservedAgainAtOnceIsEitherTakenOrOpened) {
-    // The reactor may or may not have closed it already.
+TEST_F(FacadeEntryportTest, PortRemovedIsReservedAgainAtOnce) {
     for (int i = 0; i < 50; ++i) {
-        if (facade.add(unicast(), &reference)) {
-            EXPECT_TRUE(facade.remove(reference));
-        }
+        ASSERT_TRUE(facade.add(unicast(), &reference));
+        EXPECT_TRUE(facade.remove(reference));
     }
-    EXPECT_TRUE(facade.flush());
-    EXPECT_TRUE(facade.add(unicast(), &reference));
+}
+
+TEST_F(FacadeEntryportTest, PortRemovedIsReservedAgainAtOnceWhateverTheReactorIsAt) {
+    net::Blocker blocker(runtime);
+    for (int i = 0; i < 3; ++i) {
+        ASSERT_TRUE(facade.add(unicast(), &reference));
+        EXPECT_TRUE(facade.remove(reference));
+        EXPECT_TRUE(net::is_free(port));
+        EXPECT_FALSE(facade.is_active());
+    }
 }
 
 TEST_F(FacadeEntryportTest, GroupOnAUnicastPortIsAnError) {
@@ -210,19 +216,25 @@ TEST_F(FacadeEntryportTest, CheckOfAnUnknownTransportFailsAndLeavesTheOutput) {
     }
 }
 
-TEST_F(FacadeEntryportTest, RemovedPortIsActiveUntilItIsClosed) {
+TEST_F(FacadeEntryportTest, PortRemovedDuringAMessageIsActiveUntilThatIsDoneButCanBeReserved) {
     const NUVNtpTime short_time = {0, 0x04000000};
     const REDAWeakReference handle = facade.handle(KOLS_TRANSPORT_CLASSID_UDPv4);
+    commend_test::Listener listener;
+    listener.hold();
+    facade.listen(listener.listener());
     reference = facade.add(unicast());
-    net::Blocker blocker(runtime);
+    ASSERT_TRUE(net::PlainSocket().send_to(unicast(), commend_test::message({1, 2, 3})));
+    EXPECT_TRUE(listener.wait_until_held());
     facade.remove(reference);
     EXPECT_TRUE(facade.is_active());
     EXPECT_TRUE(facade.is_active(&handle));
     EXPECT_EQ(facade.statistics().entryports, 0);
     EXPECT_EQ(facade.statistics().receiveResources, 1);
     EXPECT_EQ(facade.self->flushEntryports(facade.self, &short_time, runtime.worker()), 0);
-    EXPECT_FALSE(facade.add(unicast(), &reference)); // not shared with what is being closed
-    blocker.let_go();
+    EXPECT_TRUE(net::is_free(port));
+    EXPECT_TRUE(facade.add(unicast(), &reference));
+    EXPECT_TRUE(facade.remove(reference));
+    listener.let_go();
     EXPECT_TRUE(facade.flush());
     EXPECT_FALSE(facade.is_active());
 }
@@ -262,7 +274,7 @@ TEST_F(FacadeEntryportTest, DeletionLeavesNothing) {
     }
     EXPECT_EQ(net::Held().blocks, before.blocks + 2); // the spare one of the facade that failed,
     EXPECT_EQ(net::Held().descriptors, before.descriptors + 1); // its table of slots, its socket
-    COMMENDFacade_delete(nullptr, runtime.worker());
+    EXPECT_NE(COMMENDFacade_delete(nullptr, runtime.worker()), 0);
 }
 
 TEST_F(FacadeEntryportTest, DeletionWaitsForTheListener) {
@@ -280,6 +292,23 @@ TEST_F(FacadeEntryportTest, DeletionWaitsForTheListener) {
     const std::size_t count = listener.messages().size();
     EXPECT_TRUE(runtime.flush());
     EXPECT_EQ(listener.messages().size(), count);
+}
+
+TEST_F(FacadeEntryportTest, DeletionDuringAMessageThatGoesOnFailsInTimeAndCanBeRepeated) {
+    commend_test::Listener listener;
+    listener.hold();
+    facade.listen(listener.listener());
+    facade.add(unicast());
+    ASSERT_TRUE(net::PlainSocket().send_to(unicast(), commend_test::message({1, 2, 3})));
+    EXPECT_TRUE(listener.wait_until_held());
+    const LogCapture log;
+    EXPECT_EQ(COMMENDFacade_delete(facade.self, runtime.worker()), 0);
+    ASSERT_EQ(log.messages().size(), 1u);
+    EXPECT_EQ(log.messages()[0].level, NUV_LOG_LEVEL_ERROR);
+    EXPECT_EQ(log.messages()[0].text, "cannot delete a communication facade: the thread 'reactor' "
+                                      "is still handing on a message of it");
+    EXPECT_TRUE(net::is_free(port));
+    listener.let_go(); // the fixture deletes it again
 }
 
 TEST_F(FacadeEntryportTest, FacadesMayComeAndGoInThreads) {
@@ -496,7 +525,7 @@ TEST_F(FacadeEntryportTest, EachAllocationOfCreationThatFailsGivesNullOneErrorAn
         if (!faults::happened()) {
             EXPECT_NE(made, nullptr);
             EXPECT_GE(nth, 5);
-            COMMENDFacade_delete(made, runtime.worker());
+            EXPECT_NE(COMMENDFacade_delete(made, runtime.worker()), 0);
             EXPECT_EQ(net::Held(), before);
             return;
         }

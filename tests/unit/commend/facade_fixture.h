@@ -21,7 +21,7 @@ public:
         EXPECT_NE(self, nullptr);
     }
     ~Facade() {
-        COMMENDFacade_delete(self, worker_);
+        EXPECT_NE(COMMENDFacade_delete(self, worker_), 0);
     }
     Facade(const Facade &) = delete;
     Facade &operator=(const Facade &) = delete;
@@ -110,16 +110,31 @@ public:
     /** Has each message take a while. */
     std::atomic<int> milliseconds{0};
 
+    /** Keeps the reactor at the next message until it is let go. */
+    void hold() {
+        held_ = true;
+    }
+    bool wait_until_held() const {
+        return net::eventually([&] { return is_holding_.load(); });
+    }
+    void let_go() {
+        held_ = false;
+    }
+
 private:
     static void on_message(void *param, const NUVNetioMessage *message, REDAWorker *worker) {
         EXPECT_NE(worker, nullptr);
         auto *self = static_cast<Listener *>(param);
         std::this_thread::sleep_for(std::chrono::milliseconds(self->milliseconds));
+        self->is_holding_ = self->held_.load();
+        EXPECT_TRUE(net::eventually([self] { return !self->held_; }));
         const std::lock_guard lock(self->mutex_);
         self->messages_.emplace_back(reinterpret_cast<const char *>(message->data),
                                      message->length);
     }
 
+    std::atomic<bool> held_{false};
+    std::atomic<bool> is_holding_{false};
     mutable std::mutex mutex_;
     std::vector<std::string> messages_;
 };

@@ -28,6 +28,7 @@ struct {
     std::string function;
     int left = 0;
     int error = 0;
+    bool every = false;
 } planned;
 
 std::atomic<bool> has_happened{false};
@@ -48,7 +49,8 @@ bool take_one_of_thread() {
 bool take_planned(std::string_view function) {
     const std::lock_guard lock(mutex);
     ++counts[std::string(function)];
-    if (planned.function != function || planned.left == 0 || --planned.left != 0) {
+    if (planned.function != function ||
+        (!planned.every && (planned.left == 0 || --planned.left != 0))) {
         return false;
     }
     errno = planned.error;
@@ -73,7 +75,13 @@ void fail_allocation(int nth) {
 void fail_call(std::string_view function, int nth, int error) {
     const std::lock_guard lock(mutex);
     has_happened = false;
-    planned = {std::string(function), nth, error};
+    planned = {std::string(function), nth, error, false};
+}
+
+void fail_every_call(std::string_view function, int error) {
+    const std::lock_guard lock(mutex);
+    has_happened = false;
+    planned = {std::string(function), 0, error, true};
 }
 
 void fail_any_call(int nth, int error) {
@@ -146,6 +154,13 @@ int __wrap_epoll_ctl(int descriptor, int operation, int other, epoll_event *even
     return faults::fails("epoll_ctl") ? -1 : __real_epoll_ctl(descriptor, operation, other, event);
 }
 
+int __real_epoll_wait(int descriptor, epoll_event *events, int maximum, int timeout);
+int __wrap_epoll_wait(int descriptor, epoll_event *events, int maximum, int timeout);
+int __wrap_epoll_wait(int descriptor, epoll_event *events, int maximum, int timeout) {
+    return faults::fails("epoll_wait") ? -1
+                                       : __real_epoll_wait(descriptor, events, maximum, timeout);
+}
+
 int __real_eventfd(unsigned count, int flags);
 int __wrap_eventfd(unsigned count, int flags);
 int __wrap_eventfd(unsigned count, int flags) {
@@ -166,6 +181,12 @@ int __wrap_poll(pollfd *descriptors, nfds_t number, int timeout) {
         return 1;
     }
     return faults::fails("poll") ? -1 : __real_poll(descriptors, number, timeout);
+}
+
+ssize_t __real_read(int descriptor, void *buffer, size_t size);
+ssize_t __wrap_read(int descriptor, void *buffer, size_t size);
+ssize_t __wrap_read(int descriptor, void *buffer, size_t size) {
+    return faults::fails("read") ? -1 : __real_read(descriptor, buffer, size);
 }
 
 ssize_t __real_recv(int descriptor, void *buffer, size_t size, int flags);
@@ -209,6 +230,12 @@ int __real_timerfd_create(int clock, int flags);
 int __wrap_timerfd_create(int clock, int flags);
 int __wrap_timerfd_create(int clock, int flags) {
     return faults::fails("timerfd_create") ? -1 : __real_timerfd_create(clock, flags);
+}
+
+ssize_t __real_write(int descriptor, const void *buffer, size_t size);
+ssize_t __wrap_write(int descriptor, const void *buffer, size_t size);
+ssize_t __wrap_write(int descriptor, const void *buffer, size_t size) {
+    return faults::fails("write") ? -1 : __real_write(descriptor, buffer, size);
 }
 
 NUVOsapiThread *__real_NUVOsapiThreadFactory_createThread(NUVOsapiThreadFactory *self,

@@ -11,6 +11,9 @@ void fail_allocation(int nth);
 /** Has the n-th call of a function from now on fail, whichever thread makes it. */
 void fail_call(std::string_view function, int nth, int error);
 
+/** Has every call of a function from now on fail, whichever thread makes it, until clear(). */
+void fail_every_call(std::string_view function, int error);
+
 /** Has the n-th call of the calling thread from now on fail, whichever wrapped function it is. */
 void fail_any_call(int nth, int error);
 

@@ -352,6 +352,13 @@ public:
         return {on_message, on_closed, this};
     }
 
+    /** Releases a resource that tells this inbox: it is closed at once, or when it was told so. */
+    void release(NUVNetioReceiveResource *resource, REDAWorker *worker) {
+        if (NUVNetioReceiveResource_release(resource, worker) != 0) {
+            on_closed(this, worker);
+        }
+    }
+
     bool wait_for(std::size_t messages) {
         std::unique_lock lock(mutex_);
         return changed_.wait_for(lock, LONG_ENOUGH, [&] { return messages_.size() >= messages; });

@@ -29,7 +29,7 @@ protected:
         return open(net::locator("udpv4://127.0.0.1", number));
     }
     void release(NUVNetioReceiveResource *resource) {
-        NUVNetioReceiveResource_release(resource, runtime.worker());
+        inbox.release(resource, runtime.worker());
     }
 
     net::Inbox inbox; // goes last, when the runtime has closed everything
@@ -107,16 +107,91 @@ TEST_F(ReceiveResourceTest, PortOfAPlainSocketIsTaken) {
     EXPECT_EQ(open(port), nullptr);
 }
 
-TEST_F(ReceiveResourceTest, ReleasedPortIsFreeOnceItIsClosed) {
-    NUVNetioReceiveResource *resource = open(port);
-    EXPECT_EQ(inbox.closed(), 0);
-    release(resource);
-    EXPECT_TRUE(runtime.flush());
-    EXPECT_EQ(inbox.closed(), 1);
+TEST_F(ReceiveResourceTest, ReleasedPortIsFreeAtOnce) {
+    for (int i = 0; i < 3; ++i) {
+        release(open(port));
+        EXPECT_TRUE(net::is_free(port));
+        EXPECT_EQ(inbox.closed(), i + 1);
+    }
+}
+
+TEST_F(ReceiveResourceTest, ReleasedPortIsFreeAtOnceWhateverTheReactorIsAt) {
+    net::Blocker blocker(runtime);
+    for (int i = 0; i < 3; ++i) {
+        release(open(port));
+        EXPECT_TRUE(net::is_free(port));
+    }
+}
+
+/** A listener that keeps the reactor at one message until it is let go. */
+struct Lingering {
+    std::atomic<int> messages{0};
+    std::atomic<int> closed{0};
+    std::atomic<bool> let_go{false};
+
+    NUVNetioReceiveListener listener() {
+        return {on_message, on_closed, this};
+    }
+    static void on_message(void *param, const NUVNetioMessage *, REDAWorker *) {
+        auto *self = static_cast<Lingering *>(param);
+        ++self->messages;
+        EXPECT_TRUE(net::eventually([self] { return self->let_go.load(); }));
+        EXPECT_EQ(self->closed, 0);
+    }
+    static void on_closed(void *param, REDAWorker *) {
+        ++static_cast<Lingering *>(param)->closed;
+    }
+};
+
+class LingeringTest : public ReceiveResourceTest {
+protected:
+    /** A resource of whose first message the reactor is at, with more behind it. */
+    NUVNetioReceiveResource *open_busy() {
+        const NUVNetioLocator locator = net::locator("127.0.0.1", port);
+        const NUVNetioReceiveListener listener = lingering.listener();
+        NUVNetioReceiveResource *resource = NUVNetioConfigurator_openReceiveResource(
+            configurator.self, &locator, &listener, runtime.worker());
+        EXPECT_NE(resource, nullptr);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_TRUE(net::PlainSocket().send_to(locator, "hello"));
+        }
+        EXPECT_TRUE(net::eventually([this] { return lingering.messages == 1; }));
+        return resource;
+    }
+    ~LingeringTest() override {
+        lingering.let_go = true;
+        EXPECT_TRUE(runtime.flush());
+    }
+
+    Lingering lingering;
+};
+
+TEST_F(LingeringTest, PortReleasedDuringAMessageIsFreeAtOnceAndTheListenerToldLater) {
+    EXPECT_EQ(NUVNetioReceiveResource_release(open_busy(), runtime.worker()), 0);
     EXPECT_TRUE(net::is_free(port));
+    EXPECT_EQ(lingering.closed, 0);
     release(open(port));
+    EXPECT_TRUE(net::is_free(port));
+    lingering.let_go = true;
+    EXPECT_TRUE(net::eventually([this] { return lingering.closed == 1; }));
+}
+
+TEST_F(LingeringTest, PortReleasedDuringAMessageHandsOnNoOtherOne) {
+    EXPECT_EQ(NUVNetioReceiveResource_release(open_busy(), runtime.worker()), 0);
+    lingering.let_go = true;
     EXPECT_TRUE(runtime.flush());
-    EXPECT_EQ(inbox.closed(), 2);
+    EXPECT_EQ(lingering.messages, 1);
+    EXPECT_EQ(lingering.closed, 1);
+}
+
+TEST_F(LingeringTest, AnotherPortIsReleasedAtOnceMeanwhile) {
+    NUVNetioReceiveResource *const busy = open_busy();
+    const NUVNetioReceiveListener listener = inbox.listener();
+    const NUVNetioLocator locator = net::locator("127.0.0.1", net::free_port());
+    NUVNetioReceiveResource *const other = NUVNetioConfigurator_openReceiveResource(
+        configurator.self, &locator, &listener, runtime.worker());
+    EXPECT_NE(NUVNetioReceiveResource_release(other, runtime.worker()), 0);
+    EXPECT_EQ(NUVNetioReceiveResource_release(busy, runtime.worker()), 0);
 }
 
 TEST_F(ReceiveResourceTest, OpenedAndReleasedItLeavesNothing) {
@@ -125,22 +200,9 @@ TEST_F(ReceiveResourceTest, OpenedAndReleasedItLeavesNothing) {
     const net::Held before;
     for (int i = 0; i < 3; ++i) {
         release(open(port));
-        EXPECT_TRUE(runtime.flush()); // the port is exclusive until it is closed
         release(open(net::locator("239.255.0.1", port)));
-        EXPECT_TRUE(runtime.flush());
     }
     EXPECT_EQ(net::Held(), before);
-}
-
-TEST_F(ReceiveResourceTest, RuntimeClosesWhatWasReleasedBeforeItEnds) {
-    auto *short_lived = new net::Runtime;
-    auto *its_configurator = new net::Configurator(*short_lived);
-    NUVNetioReceiveResource_release(
-        open_at(*its_configurator, *short_lived, net::locator("127.0.0.1", port), inbox),
-        short_lived->worker());
-    delete its_configurator;
-    delete short_lived;
-    EXPECT_EQ(inbox.closed(), 1);
 }
 
 TEST_F(ReceiveResourceTest, ListenerNeedsNoCallbacks) {
@@ -191,10 +253,11 @@ TEST_F(ReceiveResourceTest, FloodedPortDoesNotKeepOthersFromClosing) {
     net::Inbox other;
     NUVNetioReceiveResource *quiet =
         open_at(configurator, runtime, net::locator("127.0.0.1", net::free_port()), other);
-    release(quiet);
+    other.release(quiet, runtime.worker());
     EXPECT_TRUE(other.wait_for_close());
     release(flooded);
     EXPECT_TRUE(inbox.wait_for_close());
+    EXPECT_TRUE(net::is_free(port));
     stop = true;
     flood.join();
 }
@@ -483,7 +546,7 @@ TEST_F(ReceiveResourceTest, LoopbackIsLeftWhenAnotherInterfaceAppears) {
         NUVNetioRuntime_renewInterfaces(there.runtime, there.worker());
         EXPECT_TRUE(joined("lo"));
         EXPECT_FALSE(joined("n0"));
-        NUVNetioReceiveResource_release(resource, there.worker());
+        inbox.release(resource, there.worker());
         EXPECT_TRUE(there.flush());
     });
 }
@@ -603,10 +666,11 @@ TEST_F(RestrictedTest, AddressThatIsTakenIsNotCovered) {
 
 TEST_F(RestrictedTest, CoveringThatFailsLeavesNothing) {
     const faults::Guard guard;
+    const net::Held before;
     NUVNetioReceiveResource *resource = open_restricted();
     set({"127.0.0.1", "127.0.0.2", "127.0.0.4"});
     NUVNetioConfigurator_refreshInterfaces(restricted->self, runtime.worker());
-    const net::Held before;
+    const net::Held opened;
     faults::fail_allocation(1);
     EXPECT_FALSE(cover(resource, "127.0.0.4"));
     faults::fail_call("epoll_ctl", 1, ENOSPC);
@@ -614,9 +678,10 @@ TEST_F(RestrictedTest, CoveringThatFailsLeavesNothing) {
     faults::fail_call("socket", 1, EMFILE);
     EXPECT_FALSE(cover(resource, "127.0.0.4"));
     EXPECT_FALSE(is_bound("127.0.0.4"));
-    EXPECT_EQ(net::Held(), before);
+    EXPECT_EQ(net::Held().descriptors, opened.descriptors);
     release(resource);
-    EXPECT_TRUE(runtime.flush());
+    EXPECT_EQ(net::Held().descriptors, before.descriptors);
+    EXPECT_LE(net::Held().blocks, before.blocks + 1); // the larger snapshot's
 }
 
 TEST_F(RestrictedTest, CoveringDoesNothingWithoutRestrictionForGroupsAndForNoAddress) {
@@ -651,6 +716,35 @@ TEST_F(RestrictedTest, OpensWithoutAnyAddressAndCoversTheFirst) {
     EXPECT_TRUE(runtime.flush());
 }
 
+TEST(RestrictedAddressTest, AddressThatIsGivenBackCanBeHadAgainAtOnce) {
+    IN_PRIVATE_NETWORK([] {
+        ASSERT_TRUE(net::run("ip addr add 192.0.2.1/32 dev lo && ip addr add 192.0.2.2/32 dev lo"));
+        const NUVNetioInterface stays = net::interface("a0", if_nametoindex("lo"), "192.0.2.1");
+        const NUVNetioInterface comes = net::interface("a0", if_nametoindex("lo"), "192.0.2.2");
+        net::Runtime runtime({stays});
+        net::Configurator configurator(runtime, "udpv4", {"a0"});
+        net::Inbox inbox;
+        NUVNetioReceiveResource *resource =
+            open_at(configurator, runtime, net::locator("192.0.2.1:7410"), inbox);
+        ASSERT_NE(resource, nullptr);
+        const net::Blocker blocker(runtime);
+        const auto cover = [&](const std::vector<NUVNetioInterface> &list, const char *address) {
+            const NUVNetioLocator locator = net::locator(address, 7410);
+            runtime.interfaces.set(list);
+            NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+            NUVNetioConfigurator_refreshInterfaces(configurator.self, runtime.worker());
+            return NUVNetioReceiveResource_cover(resource, &locator, runtime.worker()) != 0;
+        };
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_TRUE(cover({stays, comes}, "192.0.2.2"));
+            EXPECT_FALSE(net::PlainSocket().bind_to("192.0.2.2", 7410));
+            EXPECT_TRUE(cover({stays}, "192.0.2.1"));
+            EXPECT_TRUE(net::PlainSocket().bind_to("192.0.2.2", 7410));
+        }
+        inbox.release(resource, runtime.worker());
+    });
+}
+
 // ---- UDPv6
 
 TEST(ReceiveResourceV6Test, PortIsReceivedAtAndLeftToUdpv4) {
@@ -669,8 +763,8 @@ TEST(ReceiveResourceV6Test, PortIsReceivedAtAndLeftToUdpv4) {
         ASSERT_TRUE(inbox.wait_for(1));
         EXPECT_EQ(inbox.messages()[0].transport, KOLS_TRANSPORT_CLASSID_UDPv6);
         EXPECT_THAT(net::text(inbox.messages()[0].source), HasSubstr("udpv6://[::1]:"));
-        NUVNetioReceiveResource_release(six, runtime.worker());
-        NUVNetioReceiveResource_release(four, runtime.worker());
+        inbox.release(six, runtime.worker());
+        inbox.release(four, runtime.worker());
         EXPECT_TRUE(runtime.flush());
     });
 }
@@ -692,8 +786,7 @@ TEST(ReceiveResourceV6Test, GroupIsReceived) {
         ASSERT_TRUE(inbox.wait_for(1));
         EXPECT_EQ(inbox.messages()[0].data, "hi");
         EXPECT_THAT(net::text(inbox.messages()[0].source), HasSubstr("udpv6://["));
-        NUVNetioReceiveResource_release(resource, runtime.worker());
-        EXPECT_TRUE(runtime.flush());
+        inbox.release(resource, runtime.worker());
     });
 }
 
@@ -713,8 +806,7 @@ int count_failures(const std::function<void(int)> &fail_nth, const net::Runtime 
         if (!happened) {
             EXPECT_NE(resource, nullptr);
             EXPECT_EQ(inbox.closed(), 0);
-            NUVNetioReceiveResource_release(resource, runtime.worker());
-            EXPECT_TRUE(runtime.flush());
+            inbox.release(resource, runtime.worker());
             EXPECT_EQ(net::Held().blocks, before.blocks);
             EXPECT_LE(net::Held().descriptors, before.descriptors);
             return nth - 1;
@@ -723,8 +815,7 @@ int count_failures(const std::function<void(int)> &fail_nth, const net::Runtime 
             EXPECT_NE(NUVNetioLocator_isMulticast(&locator), 0);
             EXPECT_EQ(log.messages().size(), 1u);
             EXPECT_EQ(log.messages()[0].level, NUV_LOG_LEVEL_WARNING);
-            NUVNetioReceiveResource_release(resource, runtime.worker());
-            EXPECT_TRUE(runtime.flush());
+            inbox.release(resource, runtime.worker());
             EXPECT_TRUE(inbox.wait_for_close());
             return nth; // the last call there is
         }

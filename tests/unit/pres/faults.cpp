@@ -19,7 +19,7 @@ int __real_NUVOsapiHeap_reallocateMemoryInternal(void *pointer, size_t size, int
                                                  NUV_UINT32 tag, const char *type);
 COMMENDFacade *__real_COMMENDFacade_new(const COMMENDActiveFacadeProperty *property,
                                         NUVNetioConfigurator *configurator, REDAWorker *worker);
-void __real_COMMENDFacade_delete(COMMENDFacade *self, REDAWorker *worker);
+int __real_COMMENDFacade_delete(COMMENDFacade *self, REDAWorker *worker);
 
 int __wrap_NUVOsapiHeap_reallocateMemoryInternal(void *pointer, size_t size, int alignment,
                                                  int keepContents, int clear, const char *allocator,
@@ -43,8 +43,8 @@ COMMENDFacade *__wrap_COMMENDFacade_new(const COMMENDActiveFacadeProperty *prope
                : __real_COMMENDFacade_new(property, configurator, worker);
 }
 
-void __wrap_COMMENDFacade_delete(COMMENDFacade *self, REDAWorker *worker) {
+int __wrap_COMMENDFacade_delete(COMMENDFacade *self, REDAWorker *worker) {
     faults::current().deleted_facade = self;
-    __real_COMMENDFacade_delete(self, worker);
+    return __real_COMMENDFacade_delete(self, worker);
 }
 }

@@ -38,7 +38,7 @@ struct COMMENDFacadeStatistics {
     NUV_UINT64 datagramsRejected; /**< no RTPS message at all */
     NUV_UINT64 messagesSent;      /**< each counts once for each destination it was sent to */
     NUV_INT32 entryports;         /**< reservations held now */
-    NUV_INT32 receiveResources;   /**< receive resources open, or not yet closed */
+    NUV_INT32 receiveResources;   /**< receive resources that are active */
 };
 
 /**
@@ -61,15 +61,16 @@ struct COMMENDFacade {
                         const struct NUVNetioLocatorInfo *locatorInfo, struct REDAWorker *worker);
 
     /**
-     * @brief Gives a reservation back; the last one of a receive resource closes it, by the reactor
-     * and soon.
+     * @brief Gives a reservation back; the last one of a receive resource closes it: the port may
+     * be reserved again at once, here and by others.
      * @return non-zero on success, 0 when the reference is invalid or stale.
      */
     int (*removeEntryport)(struct COMMENDFacade *self, struct REDAWeakReference *entryportWR,
                            struct REDAWorker *worker);
 
     /**
-     * @brief Tells whether receive resources are still open: reserved, or not yet closed.
+     * @brief Tells whether receive resources are still active: reserved, or released while the
+     * reactor hands on a message that came before.
      * @param hasActiveEntryPortsOut receives 1 or 0.
      * @param transportHandle the transport asked about; null for all.
      * @return non-zero on success, 0 when the handle is none of this participant's transports; then
@@ -99,8 +100,8 @@ struct COMMENDFacade {
     // clang-format on
 
     /**
-     * @brief Waits until the receive resources given back so far are closed.
-     * @return non-zero when they are; 0 when @p timeout passed first, or on the reactor's thread.
+     * @brief Waits until none of the receive resources given back so far is active any more.
+     * @return non-zero then; 0 when @p timeout passed first, or on the reactor's thread.
      */
     int (*flushEntryports)(struct COMMENDFacade *self, const struct NUVNtpTime *timeout,
                            struct REDAWorker *worker);
@@ -128,10 +129,12 @@ struct COMMENDFacade *COMMENDFacade_new(const struct COMMENDActiveFacadeProperty
                                         struct REDAWorker *worker);
 
 /**
- * @brief Deletes a facade: gives back the reservations still held and waits until their sockets are
- * closed. Not to be called on the reactor's thread. Null is accepted.
+ * @brief Deletes a facade: gives back the reservations still held and waits until no message of it
+ * is being handed on. Not to be called on the reactor's thread. Null is accepted.
+ * @return non-zero on success; 0, after one error message, when a message was still being handed on
+ * after 1 s: the facade exists, without any reservation, and can be deleted again.
  */
-void COMMENDFacade_delete(struct COMMENDFacade *self, struct REDAWorker *worker);
+int COMMENDFacade_delete(struct COMMENDFacade *self, struct REDAWorker *worker);
 
 #ifdef __cplusplus
 }

@@ -34,11 +34,11 @@ void NUVEventActiveDatabase_postEvent(struct NUVEventActiveDatabase *self, struc
                                       const struct NUVNtpTime *delay);
 
 /**
- * @brief Takes an event back. When this returns it is not running and will not run, unless it was
- * called from within the event itself. The caller must hold no lock that the event takes.
+ * @brief Takes an event back. When it was taken back it is not running and will not run, unless
+ * this was called from within the event itself. The caller must hold no lock that the event takes.
+ * @return non-zero on success; 0 when the event still ran after 4 s: its storage must stay.
  */
-void NUVEventActiveDatabase_cancelEvent(struct NUVEventActiveDatabase *self,
-                                        struct NUVEvent *event);
+int NUVEventActiveDatabase_cancelEvent(struct NUVEventActiveDatabase *self, struct NUVEvent *event);
 
 #ifdef __cplusplus
 }

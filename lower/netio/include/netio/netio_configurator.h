@@ -136,10 +136,10 @@ struct NUVNetioMessage {
 
 /** Callbacks of a receive resource, each may be null; they come on the reactor's thread. */
 struct NUVNetioReceiveListener {
-    /** A message arrived. Comes until onClosed, also for a resource that has been released. */
+    /** A message arrived. One that was received before the release may still come after it. */
     void (*onMessage)(void *param, const struct NUVNetioMessage *message,
                       struct REDAWorker *worker);
-    /** The resource's sockets have been closed; it exists no more. Called exactly once. */
+    /** The listener is called no more. Only if the release answered that this would come. */
     void (*onClosed)(void *param, struct REDAWorker *worker);
     void *param;
 };
@@ -174,11 +174,14 @@ int NUVNetioReceiveResource_cover(struct NUVNetioReceiveResource *self,
                                   const struct NUVNetioLocator *locator, struct REDAWorker *worker);
 
 /**
- * @brief Gives a resource to the reactor, which closes its sockets and then calls onClosed.
- * The resource must not be used any more.
+ * @brief Closes a resource, which must not be used any more.
+ *
+ * Its ports are free when this returns: they may be reserved again at once.
+ * @return non-zero when its listener is called no more; 0 when the reactor is just handing it a
+ * message: then onClosed comes when that is done, and the listener's param must stay until then.
  */
-void NUVNetioReceiveResource_release(struct NUVNetioReceiveResource *self,
-                                     struct REDAWorker *worker);
+int NUVNetioReceiveResource_release(struct NUVNetioReceiveResource *self,
+                                    struct REDAWorker *worker);
 
 /**
  * @brief Sends one message to a locator, from a socket that is opened for the first message of its

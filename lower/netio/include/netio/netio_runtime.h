@@ -2,9 +2,10 @@
  * @file netio_runtime.h
  * @brief What all participants of a process share: the reactor thread, its timers, the interfaces.
  *
- * The runtime has exactly one thread, the reactor (epoll). It receives for every open resource,
- * closes resources that are given back, runs timed events and watches the kernel's link and address
- * events. All operations are thread-safe unless they say otherwise.
+ * The runtime has one thread, the reactor (epoll). It receives for every open resource, runs timed
+ * events and watches the kernel's link and address events. A second one is started for callbacks
+ * when they are first needed (netio_callback.h). All operations are thread-safe unless they say
+ * otherwise.
  */
 #ifndef NETIO_RUNTIME_H
 #define NETIO_RUNTIME_H
@@ -46,16 +47,19 @@ struct NUVNetioRuntime *NUVNetioRuntime_new(const struct NUVNetioRuntimeProperty
                                             struct REDAWorkerFactory *workerFactory);
 
 /**
- * @brief Stops the reactor, which first closes what was given back, and frees everything.
- * All configurators must be gone. Not to be called from the reactor's thread. Null is accepted.
+ * @brief Ends the runtime's threads and frees everything.
+ * All configurators must be gone. Not to be called from one of its threads. Null is accepted.
+ * @return non-zero on success; 0, after one error message, when a thread did not end within 4 s.
+ * Then it may still use the runtime and the factories, which all must stay.
  */
-void NUVNetioRuntime_delete(struct NUVNetioRuntime *self);
+int NUVNetioRuntime_delete(struct NUVNetioRuntime *self);
 
 /** Non-zero on the reactor's own thread, where nobody may wait for the reactor. */
 int NUVNetioRuntime_isReactorThread(const struct NUVNetioRuntime *self);
 
 /**
  * @brief Waits until the reactor has dealt with everything that was handed to it before the call.
+ * No longer than a minute, whatever @p timeout.
  * @return non-zero when it has; 0 when @p timeout passed first, or on the reactor's own thread.
  */
 int NUVNetioRuntime_flush(struct NUVNetioRuntime *self, const struct NUVNtpTime *timeout);
@@ -91,12 +95,14 @@ void NUVNetioRuntime_addInterfaceListener(struct NUVNetioRuntime *self,
                                           struct NUVNetioInterfaceListener *listener);
 
 /**
- * @brief Removes a listener. When this returns the listener is not running and will not run again,
- * unless it was called from within the listener itself. The caller must hold no lock that the
- * listener takes.
+ * @brief Removes a listener. When it was removed it is not running and will not run again, unless
+ * this was called from within the listener itself. The caller must hold no lock that the listener
+ * takes.
+ * @return non-zero on success; 0 when it still ran after 4 s: its storage must stay, and it can be
+ * removed again.
  */
-void NUVNetioRuntime_removeInterfaceListener(struct NUVNetioRuntime *self,
-                                             struct NUVNetioInterfaceListener *listener);
+int NUVNetioRuntime_removeInterfaceListener(struct NUVNetioRuntime *self,
+                                            struct NUVNetioInterfaceListener *listener);
 
 #ifdef __cplusplus
 }

@@ -198,8 +198,9 @@ int PRESParticipant_shutdown(struct PRESParticipant *self, int *failReason,
 
 /**
  * @brief Frees the participant and its facade with what is still reserved there.
- * @param failReason PRES_RETCODE_PRECONDITION_NOT_MET while it has topics or is enabled; the
- * participant stays.
+ * @param failReason PRES_RETCODE_PRECONDITION_NOT_MET while it has topics or is enabled;
+ * PRES_RETCODE_TIMEOUT when the reactor does not finish with a message of it. The participant stays
+ * and can be deleted again.
  */
 int PRESParticipant_delete(struct PRESParticipant *self, int *failReason,
                            struct REDAWorker *worker);
