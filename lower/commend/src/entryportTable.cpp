@@ -1,6 +1,7 @@
 // The receive ports of a facade, and who has reserved them.
 #include "entryportTable.h"
 
+#include <cerrno>
 #include <new>
 
 #include "commend_log.h"
@@ -86,7 +87,7 @@ bool EntryportTable::reserve(const NUVNetioLocator &locator, REDAWeakReference *
         return reserve_new(locator, out, worker);
     }
     if (REDAWeakReferenceManager_createReference(references_, shared, out) == 0) {
-        COMMEND_ERROR("out of memory for a reservation of port %d", static_cast<int>(locator.port));
+        note_no_memory(locator);
         return false;
     }
     if (NUVNetioReceiveResource_cover(shared->resource, &locator, worker) == 0) {
@@ -114,7 +115,7 @@ bool EntryportTable::reserve_new(const NUVNetioLocator &locator, REDAWeakReferen
     Entryport *const entryport = make_entryport(locator);
     if (entryport == nullptr ||
         REDAWeakReferenceManager_createReference(references_, entryport, out) == 0) {
-        COMMEND_ERROR("out of memory for a reservation of port %d", static_cast<int>(locator.port));
+        note_no_memory(locator);
         spare_ = entryport;
         return false;
     }
@@ -128,6 +129,12 @@ bool EntryportTable::reserve_new(const NUVNetioLocator &locator, REDAWeakReferen
     entryport->next = first_;
     first_ = entryport;
     return true;
+}
+
+/** As the layer below says it, which says it once of all the ports of an attempt. */
+void EntryportTable::note_no_memory(const NUVNetioLocator &locator) {
+    const NUVNetioFailure failure{locator, nullptr, ENOMEM};
+    NUVNetioConfigurator_noteFailure(configurator_, &failure);
 }
 
 Entryport *EntryportTable::make_entryport(const NUVNetioLocator &locator) {

@@ -51,6 +51,7 @@ public:
 
 private:
     Entryport *find_shared(const NUVNetioLocator &locator);
+    void note_no_memory(const NUVNetioLocator &locator);
     Entryport *make_entryport(const NUVNetioLocator &locator);
     bool reserve_new(const NUVNetioLocator &locator, REDAWeakReference *out, REDAWorker *worker);
     bool open_resource(Entryport *entryport, REDAWorker *worker);

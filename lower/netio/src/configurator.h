@@ -6,6 +6,7 @@
 #include <mutex>
 
 #include "allowedInterfaces.h"
+#include "attempt.h"
 #include "interfaceSnapshot.h"
 #include "netio/netio_configurator.h"
 #include "runtime.h"
@@ -49,6 +50,7 @@ public:
 
     NUVNetioRuntime *const runtime;
     netio::AllowedInterfaces allowed;
+    netio::Attempt attempt;
     std::array<netio::Transport, NUV_NETIO_TRANSPORTS_MAX> transports; // by class
     NUV_INT32 transport_count = 0;
     NUVNetioAliasList aliases{};                 // of all of them

@@ -17,18 +17,6 @@ namespace {
 
 using ResourcePointer = std::unique_ptr<NUVNetioReceiveResource, ReceiveResourceDeleter>;
 
-void log_failed_step(const NUVNetioLocator &locator, const char *step) {
-    const int error = errno;
-    // A group's port is shared by whoever receives for it: only a stranger can have taken it.
-    if (error == EADDRINUSE && NUVNetioLocator_isMulticast(&locator) == 0) {
-        NETIO_STATUS("%s port %d is taken", NUVNetioTransport_aliasOfClass(locator.transport),
-                     static_cast<int>(locator.port));
-    } else {
-        NETIO_ERROR("cannot receive at %s: cannot %s: %s (%s)", LocatorText(locator).get(), step,
-                    error_description(error), error_name(error));
-    }
-}
-
 bool bind_to(const NUVNetioLocator &locator, int socket) {
     return bind_socket(socket, SocketAddress(locator.transport, locator.address, locator.port));
 }
@@ -36,7 +24,6 @@ bool bind_to(const NUVNetioLocator &locator, int socket) {
 /** One resource that was asked for, while it is put together. */
 struct Request {
     NUVNetioConfigurator &configurator;
-    Transport &transport;
     const NUVNetioLocator &locator;
     const NUVNetioReceiveListener &listener;
 };
@@ -46,7 +33,7 @@ ResourcePointer make_resource(const Request &request) {
     NUVNetioReceiveResource *resource = nullptr;
     NUVOsapiHeap_allocateStructure(&resource, struct NUVNetioReceiveResource);
     if (resource == nullptr) {
-        NETIO_ERROR("cannot receive at %s: out of memory", LocatorText(request.locator).get());
+        request.configurator.attempt.note({request.locator, nullptr, ENOMEM});
         return nullptr;
     }
     return ResourcePointer(new (resource) NUVNetioReceiveResource(
@@ -69,11 +56,12 @@ ResourcePointer open_with_one_socket(const Request &request, Descriptor bound,
 ResourcePointer open_wildcard(const Request &request) {
     NUVNetioLocator any = request.locator;
     any.address = ANY_ADDRESS;
-    return open_with_one_socket(request, bind_unicast(request.transport, any), ANY_ADDRESS);
+    return open_with_one_socket(request, bind_unicast(request.configurator, any), ANY_ADDRESS);
 }
 
 ResourcePointer open_group(const Request &request) {
-    return open_with_one_socket(request, bind_group(request.locator), request.locator.address);
+    return open_with_one_socket(request, bind_group(request.configurator, request.locator),
+                                request.locator.address);
 }
 
 /**
@@ -91,7 +79,7 @@ ResourcePointer open_allowed(const Request &request) {
             continue;
         }
         one.address = interface->address;
-        Descriptor bound = bind_unicast(request.transport, one);
+        Descriptor bound = bind_unicast(request.configurator, one);
         if (!bound.is_open()) {
             return nullptr;
         }
@@ -105,50 +93,49 @@ ResourcePointer open_allowed(const Request &request) {
     return resource != nullptr ? std::move(resource) : make_resource(request);
 }
 
-/** The registered transport of a locator that can be received at. */
-Transport *find_transport_for(NUVNetioConfigurator &configurator, const NUVNetioLocator &locator) {
-    Transport *transport = configurator.find_transport(locator.transport);
-    if (transport == nullptr) {
+bool check_locator(const NUVNetioConfigurator &configurator, const NUVNetioLocator &locator) {
+    if (configurator.find_transport(locator.transport) == nullptr) {
         NETIO_ERROR("cannot receive at %s: its transport is not registered",
                     LocatorText(locator).get());
-        return nullptr;
+        return false;
     }
     if (locator.port < 1 || locator.port > KOLS_TRANSPORT_PORT_MAX) {
         NETIO_ERROR("cannot receive at %s: allowed ports are 1 to %d", LocatorText(locator).get(),
                     KOLS_TRANSPORT_PORT_MAX);
-        return nullptr;
+        return false;
     }
-    return transport;
+    return true;
 }
 
 } // namespace
 
-Descriptor bind_unicast(Transport &transport, const NUVNetioLocator &locator) {
+Descriptor bind_unicast(NUVNetioConfigurator &configurator, const NUVNetioLocator &locator) {
+    Transport &transport = *configurator.find_transport(locator.transport);
     Descriptor socket = transport.spare.take_or_open(transport.classid);
     if (!socket.is_open()) {
-        log_failed_step(locator, "open a socket");
+        configurator.attempt.note({locator, "open a socket", errno});
         return socket;
     }
     if (!bind_to(locator, socket.get())) {
-        log_failed_step(locator, "bind the socket");
+        configurator.attempt.note({locator, "bind the socket", errno});
         transport.spare.keep(std::move(socket));
         return {};
     }
     return socket;
 }
 
-Descriptor bind_group(const NUVNetioLocator &locator) {
+Descriptor bind_group(NUVNetioConfigurator &configurator, const NUVNetioLocator &locator) {
     Descriptor socket = open_udp_socket(locator.transport, Waiting::NEVER);
     if (!socket.is_open()) {
-        log_failed_step(locator, "open a socket");
+        configurator.attempt.note({locator, "open a socket", errno});
         return {};
     }
     if (!prepare_for_group(socket.get(), locator.transport)) {
-        log_failed_step(locator, "set the socket's multicast options");
+        configurator.attempt.note({locator, "set the socket's multicast options", errno});
         return {};
     }
     if (!bind_to(locator, socket.get())) {
-        log_failed_step(locator, "bind the socket");
+        configurator.attempt.note({locator, "bind the socket", errno});
         return {};
     }
     return socket;
@@ -159,11 +146,10 @@ Descriptor bind_group(const NUVNetioLocator &locator) {
 struct NUVNetioReceiveResource *NUVNetioConfigurator_openReceiveResource(
     struct NUVNetioConfigurator *self, const struct NUVNetioLocator *locator,
     const struct NUVNetioReceiveListener *listener, struct REDAWorker * /*worker*/) {
-    netio::Transport *transport = netio::find_transport_for(*self, *locator);
-    if (transport == nullptr) {
+    if (!netio::check_locator(*self, *locator)) {
         return nullptr;
     }
-    const netio::Request request{*self, *transport, *locator, *listener};
+    const netio::Request request{*self, *locator, *listener};
     netio::ResourcePointer resource;
     if (NUVNetioLocator_isMulticast(locator) != 0) {
         resource = netio::open_group(request);

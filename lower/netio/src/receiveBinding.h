@@ -7,14 +7,11 @@
 
 namespace netio {
 
-/**
- * A socket that alone has the locator's address and port. None when the port is taken, after one
- * local-status message, or on another failure, after an error message.
- */
-Descriptor bind_unicast(Transport &transport, const NUVNetioLocator &locator);
+/** A socket that alone has the locator's address and port. None after a failure was noted. */
+Descriptor bind_unicast(NUVNetioConfigurator &configurator, const NUVNetioLocator &locator);
 
 /** A socket that shares the locator's group and port with others. None as above. */
-Descriptor bind_group(const NUVNetioLocator &locator);
+Descriptor bind_group(NUVNetioConfigurator &configurator, const NUVNetioLocator &locator);
 
 } // namespace netio
 

@@ -108,7 +108,7 @@ NUVNetioReceiveResource::add_socket(netio::Descriptor descriptor,
     if (socket == nullptr) {
         NUVOsapiHeap_allocateStructure(&socket, class netio::ReceiveSocket);
         if (socket == nullptr) {
-            NETIO_ERROR("cannot receive at %s: out of memory", netio::LocatorText(locator_).get());
+            configurator_->attempt.note({locator_, nullptr, ENOMEM});
             return nullptr;
         }
         new (socket) netio::ReceiveSocket(this);
@@ -145,10 +145,7 @@ bool NUVNetioReceiveResource::start() {
 
 bool NUVNetioReceiveResource::poll(netio::ReceiveSocket &socket) {
     if (!reactor_.poll(socket.descriptor(), &socket)) {
-        const int error = errno;
-        NETIO_ERROR("cannot receive at %s: the reactor cannot poll the socket: %s (%s)",
-                    netio::LocatorText(locator_).get(), netio::error_description(error),
-                    netio::error_name(error));
+        configurator_->attempt.note({locator_, "poll the socket", errno});
         return false;
     }
     return true;
@@ -170,8 +167,7 @@ bool NUVNetioReceiveResource::cover(const KOLS_Transport_Address_t &address) {
                     netio::LocatorText(wanted).get());
         return false;
     }
-    netio::Descriptor bound =
-        netio::bind_unicast(*configurator_->find_transport(locator_.transport), wanted);
+    netio::Descriptor bound = netio::bind_unicast(*configurator_, wanted);
     netio::ReceiveSocket *const socket =
         bound.is_open() ? add_socket(std::move(bound), address) : nullptr;
     if (socket == nullptr) {

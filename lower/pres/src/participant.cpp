@@ -169,6 +169,24 @@ int PRESParticipant_isEnabled(struct PRESParticipant *self, struct REDAWorker *w
     return self->phase == Phase::ENABLED ? 1 : 0;
 }
 
+int PRESParticipant_hasLocators(
+    struct PRESParticipant *self, const struct PRESLocatorQosPolicy *defaultUnicastLocator,
+    const struct PRESLocatorQosPolicy *metatrafficUnicastLocator,
+    const struct PRESReducedLocatorQosPolicy *metatrafficMulticastLocator,
+    struct REDAWorker *worker) {
+    const PRESInside record(self->recordEa, worker);
+    const PRESParticipantParameter &has = self->property.get().parameter;
+    return PRESLocatorQosPolicy_compare(&has.defaultUnicastLocator, defaultUnicastLocator) == 0 &&
+                   PRESLocatorQosPolicy_compare(&has.metatrafficUnicastLocator,
+                                                metatrafficUnicastLocator) == 0 &&
+                   PRESLocatorQosPolicy_compare(PRESReducedLocatorQosPolicy_asConstLocatorPolicy(
+                                                    &has.metatrafficMulticastLocator),
+                                                PRESReducedLocatorQosPolicy_asConstLocatorPolicy(
+                                                    metatrafficMulticastLocator)) == 0
+               ? 1
+               : 0;
+}
+
 NUV_UINT32 PRESParticipant_getTransportInfoLength(struct PRESParticipant *self,
                                                   struct REDAWorker *worker) {
     const PRESInside record(self->recordEa, worker);

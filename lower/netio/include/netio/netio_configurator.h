@@ -183,6 +183,45 @@ int NUVNetioReceiveResource_cover(struct NUVNetioReceiveResource *self,
 int NUVNetioReceiveResource_release(struct NUVNetioReceiveResource *self,
                                     struct REDAWorker *worker);
 
+/** Why a receive port could not be opened. */
+struct NUVNetioFailure {
+    struct NUVNetioLocator locator;
+    const char *step; /**< what could not be done, as "open a socket"; null: there is no memory */
+    int error;        /**< the error number of the system */
+};
+
+/** Room that the longest text of a failure needs, terminator included. */
+#define NUV_NETIO_FAILURE_STRING_SIZE 256
+
+/**
+ * Writes a failure as text: "udpv4 port 7410 is taken", or what could not be done and why. What
+ * passes @p size is cut.
+ */
+void NUVNetioFailure_toString(const struct NUVNetioFailure *self, char *text, size_t size);
+
+/** Non-zero when the process or the system has run out of descriptors or memory. */
+int NUVNetioFailure_isShortage(const struct NUVNetioFailure *self);
+
+/**
+ * @brief Begins an attempt at opening several receive ports, which lasts until endAttempt.
+ *
+ * Within an attempt a failure other than a taken port is said once, however many ports it meets.
+ * @param quiet non-zero: nothing is said of any failure.
+ */
+void NUVNetioConfigurator_beginAttempt(struct NUVNetioConfigurator *self, int quiet);
+void NUVNetioConfigurator_endAttempt(struct NUVNetioConfigurator *self);
+
+/** Notes a failure to reserve a port, and says it unless the attempt forbids it. */
+void NUVNetioConfigurator_noteFailure(struct NUVNetioConfigurator *self,
+                                      const struct NUVNetioFailure *failure);
+
+/**
+ * @brief The failure that best explains why the attempt, or the one that ended last, did not
+ * succeed: the first that is no taken port, or else the last.
+ * @return non-zero; 0 when nothing failed, and then @p out is left as it was.
+ */
+int NUVNetioConfigurator_getFailure(struct NUVNetioConfigurator *self, struct NUVNetioFailure *out);
+
 /**
  * @brief Sends one message to a locator, from a socket that is opened for the first message of its
  * transport and kept. A message to a group goes over every interface that groups are joined on.

@@ -117,6 +117,13 @@ int PRESParticipant_enable(struct PRESParticipant *self, const int *enableAllEnt
 /** Non-zero once the participant has been enabled and until it is shut down. */
 int PRESParticipant_isEnabled(struct PRESParticipant *self, struct REDAWorker *worker);
 
+/** Non-zero when the participant's property has just these locators. */
+int PRESParticipant_hasLocators(
+    struct PRESParticipant *self, const struct PRESLocatorQosPolicy *defaultUnicastLocator,
+    const struct PRESLocatorQosPolicy *metatrafficUnicastLocator,
+    const struct PRESReducedLocatorQosPolicy *metatrafficMulticastLocator,
+    struct REDAWorker *worker);
+
 /** Number of transports that the participant announces. */
 NUV_UINT32 PRESParticipant_getTransportInfoLength(struct PRESParticipant *self,
                                                   struct REDAWorker *worker);

@@ -1,0 +1,36 @@
+/**
+ * @file osapi_process.h
+ * @brief What a library needs to know of the process and the thread that call it.
+ */
+#ifndef OSAPI_PROCESS_H
+#define OSAPI_PROCESS_H
+
+#include "osapi/osapi_type.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/**
+ * @brief A number that is another one in each process that is forked from this one, so that what
+ * was made before a fork is recognised after it. Never 0. Costs no system call. Thread-safe.
+ *
+ * Noticed is what goes through fork() of the C library, once this has been called.
+ */
+NUV_UINT32 NUVOsapiProcess_getGeneration(void);
+
+/**
+ * @brief Holds off the cancellation of the calling thread: whoever is cancelled inside a call of
+ * the library would leave its locks locked.
+ * @return what NUVOsapiThread_releaseCancellation takes.
+ */
+int NUVOsapiThread_holdCancellation(void);
+
+/** Restores what the matching hold has found. */
+void NUVOsapiThread_releaseCancellation(int held);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
