@@ -5,11 +5,27 @@
 #ifndef DOMAIN_CALL_WORKER_H
 #define DOMAIN_CALL_WORKER_H
 
+#include "osapi/osapi_process.h"
 #include "reda/reda_worker.h"
+
+/** Holds off the cancellation of the calling thread for as long as it lives. */
+class CancellationHold {
+public:
+    CancellationHold() : held(NUVOsapiThread_holdCancellation()) {}
+    ~CancellationHold() {
+        NUVOsapiThread_releaseCancellation(held);
+    }
+    CancellationHold(const CancellationHold &) = delete;
+    CancellationHold &operator=(const CancellationHold &) = delete;
+
+private:
+    const int held;
+};
 
 /**
  * Public operations run on threads of the application, which come and go without our knowing. So
- * each call brings a worker along for its own duration: no allocation, nothing to clean up.
+ * each call brings a worker along for its own duration: no allocation, nothing to clean up. The
+ * thread is not cancelled meanwhile: it would leave locks locked.
  */
 class CallWorker {
 public:
@@ -23,6 +39,7 @@ public:
     }
 
 private:
+    const CancellationHold hold;
     struct NUVOsapiActivityContext context;
     struct REDAWorker worker;
 };

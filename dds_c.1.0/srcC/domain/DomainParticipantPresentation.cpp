@@ -1645,6 +1645,104 @@ done:
 #define DDS_LOG_FUNCTION __func__
 
 /* ============================================================================================= */
+/* What the enclosing participant needs of the record                                            */
+/* ============================================================================================= */
+
+const struct PRESLocatorQosPolicy *DDS_DomainParticipantPresentation_get_locatorsI(
+    const struct DDS_DomainParticipantPresentation *self,
+    enum DDS_DomainParticipantPresentationLocatorKindI kind) {
+    switch (kind) {
+    case DDS_DEFAULT_UNICAST_LOCATORS:
+        return &self->_cachedDefaultUnicastLocator;
+    case DDS_METATRAFFIC_UNICAST_LOCATORS:
+        return &self->_cachedMetatrafficUnicastLocator;
+    case DDS_DEFAULT_MULTICAST_LOCATORS:
+        return PRESReducedLocatorQosPolicy_asConstLocatorPolicy(
+            &self->_cachedDefaultMulticastLocator);
+    case DDS_METATRAFFIC_MULTICAST_LOCATORS:
+        return PRESReducedLocatorQosPolicy_asConstLocatorPolicy(
+            &self->_cachedMetatrafficMulticastLocator);
+    }
+    return nullptr;
+}
+
+DDS_Long DDS_DomainParticipantPresentation_get_reserved_countI(
+    const struct DDS_DomainParticipantPresentation *self,
+    enum DDS_DomainParticipantPresentationLocatorKindI kind) {
+    const bool isDefault = kind == DDS_DEFAULT_UNICAST_LOCATORS;
+    const struct DDS_DomainParticipantPresentationEntryportSet &reserved =
+        isDefault ? self->_reserveUserUnicast : self->_reserveMetaUnicast;
+    const struct PRESLocatorQosPolicy &locators =
+        isDefault ? self->_cachedDefaultUnicastLocator : self->_cachedMetatrafficUnicastLocator;
+
+    return reserved._count < locators.count ? reserved._count : locators.count;
+}
+
+void DDS_DomainParticipantPresentation_copy_locatorsI(
+    const struct DDS_DomainParticipantPresentation *self,
+    struct DDS_DomainParticipantPresentationLocatorsI *out) {
+    out->defaultUnicast = self->_cachedDefaultUnicastLocator;
+    out->metatrafficUnicast = self->_cachedMetatrafficUnicastLocator;
+    out->metatrafficMulticast = self->_cachedMetatrafficMulticastLocator;
+}
+
+DDS_Boolean DDS_DomainParticipantPresentation_has_locatorsI(
+    const struct DDS_DomainParticipantPresentation *self,
+    const struct DDS_DomainParticipantPresentationLocatorsI *locators) {
+    return PRESLocatorQosPolicy_compare(&self->_cachedDefaultUnicastLocator,
+                                        &locators->defaultUnicast) == 0 &&
+                   PRESLocatorQosPolicy_compare(&self->_cachedMetatrafficUnicastLocator,
+                                                &locators->metatrafficUnicast) == 0 &&
+                   PRESLocatorQosPolicy_compare(PRESReducedLocatorQosPolicy_asConstLocatorPolicy(
+                                                    &self->_cachedMetatrafficMulticastLocator),
+                                                PRESReducedLocatorQosPolicy_asConstLocatorPolicy(
+                                                    &locators->metatrafficMulticast)) == 0
+               ? DDS_BOOLEAN_TRUE
+               : DDS_BOOLEAN_FALSE;
+}
+
+DDS_Boolean DDS_DomainParticipantPresentation_are_locators_announcedI(
+    const struct DDS_DomainParticipantPresentation *self, struct REDAWorker *worker) {
+    return PRESParticipant_hasLocators(self->participant, &self->_cachedDefaultUnicastLocator,
+                                       &self->_cachedMetatrafficUnicastLocator,
+                                       &self->_cachedMetatrafficMulticastLocator, worker)
+               ? DDS_BOOLEAN_TRUE
+               : DDS_BOOLEAN_FALSE;
+}
+
+DDS_Boolean DDS_DomainParticipantPresentation_compute_locatorsI(
+    struct DDS_DomainParticipantPresentation *self, DDS_Long participantIndex,
+    struct DDS_DomainParticipantPresentationLocatorsI *out, struct REDAWorker *worker) {
+    struct NUVNetioAliasList aliases;
+
+    return DDS_TransportUnicastQosPolicy_to_default_locators(
+               &self->_cachedTransportUnicastPolicy, &out->defaultUnicast,
+               DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX, self->_domainId, participantIndex,
+               &self->cachedWellKnownPorts, &aliases, self->_configurator, 0,
+               worker) == DDS_RETCODE_OK &&
+                   DDS_DiscoveryQosPolicy_to_unicast_locators(
+                       &self->cachedDiscoveryPolicy, &out->metatrafficUnicast, &aliases,
+                       &self->cachedWellKnownPorts, DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX,
+                       self->_domainId, participantIndex, self->_configurator,
+                       worker) == DDS_RETCODE_OK &&
+                   DDS_DiscoveryQosPolicy_to_multicast_locators(
+                       &self->cachedDiscoveryPolicy, &out->metatrafficMulticast, &aliases,
+                       &self->cachedWellKnownPorts, 1, self->_domainId, self->_configurator,
+                       worker) == DDS_RETCODE_OK
+               ? DDS_BOOLEAN_TRUE
+               : DDS_BOOLEAN_FALSE;
+}
+
+void DDS_DomainParticipantPresentation_take_multicast_entryportsI(
+    struct DDS_DomainParticipantPresentation *self,
+    struct DDS_DomainParticipantPresentationMulticastEntryportsI *out) {
+    out->metatraffic = self->_reserveEntryportMetaMulticastWR;
+    out->user = self->_reserveEntryportUserMulticastWR;
+    self->_reserveEntryportMetaMulticastWR = INVALID_WR;
+    self->_reserveEntryportUserMulticastWR = INVALID_WR;
+}
+
+/* ============================================================================================= */
 /* Locator diagnostics                                                                           */
 /* ============================================================================================= */
 

@@ -299,6 +299,72 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_update_participant_locatorsI(
     struct DDS_DomainParticipantPresentation *self, struct DDS_DomainParticipant *participant,
     int actual_participant_index, struct REDAWorker *worker);
 
+/* ---- What the enclosing participant needs of the record ------------------------------------- */
+
+/** The lists of locators that a participant announces. */
+enum DDS_DomainParticipantPresentationLocatorKindI {
+    DDS_DEFAULT_UNICAST_LOCATORS,
+    DDS_METATRAFFIC_UNICAST_LOCATORS,
+    DDS_DEFAULT_MULTICAST_LOCATORS,
+    DDS_METATRAFFIC_MULTICAST_LOCATORS,
+};
+
+/** Those that follow the network. */
+struct DDS_DomainParticipantPresentationLocatorsI {
+    struct PRESLocatorQosPolicy defaultUnicast;
+    struct PRESLocatorQosPolicy metatrafficUnicast;
+    struct PRESReducedLocatorQosPolicy metatrafficMulticast;
+};
+
+/** The multicast reservations of a record. */
+struct DDS_DomainParticipantPresentationMulticastEntryportsI {
+    struct REDAWeakReference metatraffic;
+    struct REDAWeakReference user;
+};
+
+/** One of the lists, as long as the record is not changed. */
+const struct PRESLocatorQosPolicy *DDS_DomainParticipantPresentation_get_locatorsI(
+    const struct DDS_DomainParticipantPresentation *self,
+    enum DDS_DomainParticipantPresentationLocatorKindI kind);
+
+/** How many locators of a unicast list, the first ones of it, have an entryport. */
+DDS_Long DDS_DomainParticipantPresentation_get_reserved_countI(
+    const struct DDS_DomainParticipantPresentation *self,
+    enum DDS_DomainParticipantPresentationLocatorKindI kind);
+
+/** Copies the lists that follow the network. */
+void DDS_DomainParticipantPresentation_copy_locatorsI(
+    const struct DDS_DomainParticipantPresentation *self,
+    struct DDS_DomainParticipantPresentationLocatorsI *out);
+
+/** 1 when the lists that follow the network are these, else 0. */
+DDS_Boolean DDS_DomainParticipantPresentation_has_locatorsI(
+    const struct DDS_DomainParticipantPresentation *self,
+    const struct DDS_DomainParticipantPresentationLocatorsI *locators);
+
+/**
+ * @brief 1 when the presentation participant announces the record's own lists.
+ *
+ * An update that could not reserve the entryports of a list, or could not push the lists, may have
+ * answered OK. Then the two differ.
+ */
+DDS_Boolean DDS_DomainParticipantPresentation_are_locators_announcedI(
+    const struct DDS_DomainParticipantPresentation *self, struct REDAWorker *worker);
+
+/**
+ * @brief Computes the lists that an update would now give a participant of this index. Changes
+ * nothing.
+ * @return 1, or 0 when they cannot be computed, after the message of whoever could not.
+ */
+DDS_Boolean DDS_DomainParticipantPresentation_compute_locatorsI(
+    struct DDS_DomainParticipantPresentation *self, DDS_Long participantIndex,
+    struct DDS_DomainParticipantPresentationLocatorsI *out, struct REDAWorker *worker);
+
+/** Takes the multicast reservations out of the record; the caller releases them. */
+void DDS_DomainParticipantPresentation_take_multicast_entryportsI(
+    struct DDS_DomainParticipantPresentation *self,
+    struct DDS_DomainParticipantPresentationMulticastEntryportsI *out);
+
 /* ---- Locator diagnostics -------------------------------------------------------------------- */
 
 /**
