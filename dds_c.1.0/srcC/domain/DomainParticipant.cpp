@@ -7,6 +7,7 @@
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "domain/CallWorker.h"
 #include "domain/CallbackMark.h"
+#include "domain/DomainParticipantFactory_internal.h"
 #include "domain/ParticipantLock.h"
 #include "domain/ParticipantProperties.h"
 #include "infrastructure/Common_internal.h"
@@ -226,14 +227,13 @@ bool has_active_entryports(struct DDS_DomainParticipant *self, struct REDAWorker
 }
 
 /**
- * Waits until the receive ports that were given back are closed. The reactor does that at once
- * unless it is busy, so the drain with its long sleeps is the exception. Not to be called with the
+ * Waits until no message of the receive ports that were given back is being handed on. Mostly there
+ * is none, so the drain with its long sleeps is the exception. Not to be called with the
  * participant's lock, which the reactor may be waiting for.
  */
 DDS_ReturnCode_t await_closed_entryports(struct DDS_DomainParticipant *self,
                                          struct REDAWorker *worker) {
     struct COMMENDFacade *facade = PRESParticipant_getFacade(self->presentation.participant);
-    DDS_ReturnCode_t result = DDS_RETCODE_OK;
 
     (void)facade->flushEntryports(facade, &CLOSE_TIME, worker);
     if (!has_active_entryports(self, worker)) {
@@ -247,12 +247,39 @@ DDS_ReturnCode_t await_closed_entryports(struct DDS_DomainParticipant *self,
             DDS_DomainParticipantPresentation_wait_for_released_entryports(
                 &self->presentation, &handle, worker) != DDS_RETCODE_OK) {
             DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
-                        "the receive ports of a participant in domain %d are still open",
-                        self->domainId);
-            result = DDS_RETCODE_TIMEOUT;
+                        "the thread '%s' is still handing on a message of a participant in domain "
+                        "%d",
+                        NUV_NETIO_REACTOR_THREAD_NAME, self->domainId);
+            return DDS_RETCODE_TIMEOUT;
         }
     }
-    return result;
+    return DDS_RETCODE_OK;
+}
+
+/** From now on nobody has the participant follow the interfaces. False when somebody still does. */
+bool stop_following(struct DDS_DomainParticipant *self) {
+    if (NUVNetioRuntime_removeInterfaceListener(self->resources.runtime,
+                                                &self->interfaceListener) &&
+        NUVEventActiveDatabase_cancelEvent(
+            NUVNetioRuntime_getEventDatabase(self->resources.runtime), &self->retryEvent)) {
+        return true;
+    }
+    DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
+                "the thread '%s' does not come to an end with the locators of a participant in "
+                "domain %d",
+                NUV_NETIO_REACTOR_THREAD_NAME, self->domainId);
+    return false;
+}
+
+/** From now on the application is told nothing. False when it is still being told. */
+bool stop_telling(struct DDS_DomainParticipant *self) {
+    if (NUVNetioRuntime_cancelCallback(self->resources.runtime, &self->locatorsCallback)) {
+        return true;
+    }
+    DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
+                "on_locators_changed of a participant in domain %d does not return",
+                self->domainId);
+    return false;
 }
 
 #undef DDS_LOG_FUNCTION
@@ -337,13 +364,19 @@ DDS_DomainParticipant_newI(struct DDS_DomainParticipantFactory *factory,
     }
 
     if (!copy_qos(self, qos) || !create_exclusive_areas(self) ||
-        !create_configurator(self, worker.get())) {
+        !create_configurator(self, worker.get()) ||
+        (self->listener.on_locators_changed != nullptr &&
+         !NUVNetioRuntime_startCallbacks(resources->runtime))) {
         free_participant(self);
         return nullptr;
     }
     choose_guid(self);
     self->interfaceListener.onInterfacesChanged = DDS_DomainParticipant_on_interfaces_changedI;
     self->interfaceListener.param = self;
+    self->retryEvent.onTime = DDS_DomainParticipant_on_retryI;
+    self->retryEvent.param = self;
+    self->locatorsCallback.onCall = DDS_DomainParticipant_on_locators_changedI;
+    self->locatorsCallback.param = self;
     if (!initialize_presentation(self, mask, worker.get())) {
         /* It may have stopped half-way without undoing itself; to finalize is always allowed. */
         (void)DDS_DomainParticipantPresentation_finalize(&self->presentation, worker.get());
@@ -371,14 +404,16 @@ int DDS_DomainParticipantResources_isWithinListenerI(
 
 DDS_ReturnCode_t DDS_DomainParticipant_deleteI(struct DDS_DomainParticipant *self) {
     CallWorker worker(self->resources.workerFactory);
-    DDS_ReturnCode_t drained = DDS_RETCODE_OK;
     DDS_ReturnCode_t result = DDS_DomainParticipantPresentation_checkShutdownPrecondition(
         &self->presentation, worker.get());
 
     if (result != DDS_RETCODE_OK) {
         return result;
     }
-    NUVNetioRuntime_removeInterfaceListener(self->resources.runtime, &self->interfaceListener);
+    if (!stop_following(self)) {
+        NUVNetioRuntime_addInterfaceListener(self->resources.runtime, &self->interfaceListener);
+        return DDS_RETCODE_TIMEOUT;
+    }
     result = DDS_DomainParticipantPresentation_wakeup(&self->presentation, worker.get());
     if (result != DDS_RETCODE_OK) {
         goto refused;
@@ -387,16 +422,20 @@ DDS_ReturnCode_t DDS_DomainParticipant_deleteI(struct DDS_DomainParticipant *sel
     if (result != DDS_RETCODE_OK) {
         goto refused;
     }
+    /* From here on it is good for nothing but its deletion. */
+    self->isEnabled = 0;
     DDS_DomainParticipant_release_indexI(self, worker.get());
-    drained = await_closed_entryports(self, worker.get());
-    result = DDS_DomainParticipantPresentation_finalize(&self->presentation, worker.get());
-    if (result != DDS_RETCODE_OK) {
-        /* Its ports are gone: it is good for nothing but another try at its deletion. */
-        self->isEnabled = 0;
-        return result;
+    result = await_closed_entryports(self, worker.get());
+    if (result == DDS_RETCODE_OK && !stop_telling(self)) {
+        result = DDS_RETCODE_TIMEOUT;
     }
-    free_participant(self);
-    return drained;
+    if (result == DDS_RETCODE_OK) {
+        result = DDS_DomainParticipantPresentation_finalize(&self->presentation, worker.get());
+    }
+    if (result == DDS_RETCODE_OK) {
+        free_participant(self);
+    }
+    return result;
 
 refused:
     NUVNetioRuntime_addInterfaceListener(self->resources.runtime, &self->interfaceListener);
@@ -425,7 +464,8 @@ DDS_ReturnCode_t DDS_DomainParticipant_enable(DDS_DomainParticipant *self) {
     if (DDSLog_isNull(self)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    if (DDS_DomainParticipantResources_isWithinListenerI(&self->resources)) {
+    if (DDS_DomainParticipantFactory_isForkedI() ||
+        DDS_DomainParticipantResources_isWithinListenerI(&self->resources)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     CallWorker worker(self->resources.workerFactory);
@@ -446,11 +486,11 @@ DDS_Long DDS_DomainParticipant_get_max_participant_index(
 }
 
 DDS_DomainId_t DDS_DomainParticipant_get_domain_id(const DDS_DomainParticipant *self) {
-    return DDSLog_isNull(self) ? -1 : self->domainId;
+    return DDSLog_isNull(self) || DDS_DomainParticipantFactory_isForkedI() ? -1 : self->domainId;
 }
 
 DDS_Long DDS_DomainParticipant_get_participant_index(DDS_DomainParticipant *self) {
-    if (DDSLog_isNull(self)) {
+    if (DDSLog_isNull(self) || DDS_DomainParticipantFactory_isForkedI()) {
         return -1;
     }
     CallWorker worker(self->resources.workerFactory);
@@ -466,6 +506,9 @@ DDS_ReturnCode_t DDS_DomainParticipant_get_guid(DDS_DomainParticipant *self, DDS
     if (DDSLog_isNull(self) || DDSLog_isNull(guid)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
+    if (DDS_DomainParticipantFactory_isForkedI()) {
+        return DDS_RETCODE_ILLEGAL_OPERATION;
+    }
     PRESParticipant_getGuid(self->presentation.participant, &rtpsGuid);
     out = put_word(guid->value, rtpsGuid.prefix.hostId);
     out = put_word(out, rtpsGuid.prefix.appId);
@@ -479,7 +522,8 @@ DDS_Topic *DDS_DomainParticipant_create_topic(DDS_DomainParticipant *self, const
     int failReason = PRES_RETCODE_OK;
     struct PRESTopic *topic = nullptr;
 
-    if (DDSLog_isNull(self) || DDSLog_isNull(name) || DDSLog_isNull(type_name)) {
+    if (DDSLog_isNull(self) || DDSLog_isNull(name) || DDSLog_isNull(type_name) ||
+        DDS_DomainParticipantFactory_isForkedI()) {
         return nullptr;
     }
     CallWorker worker(self->resources.workerFactory);
@@ -500,6 +544,9 @@ DDS_ReturnCode_t DDS_DomainParticipant_delete_topic(DDS_DomainParticipant *self,
 
     if (DDSLog_isNull(self) || DDSLog_isNull(topic)) {
         return DDS_RETCODE_BAD_PARAMETER;
+    }
+    if (DDS_DomainParticipantFactory_isForkedI()) {
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     CallWorker worker(self->resources.workerFactory);
 

@@ -1,7 +1,9 @@
+#include <atomic>
 #include <mutex>
 #include <new>
 #include <utility>
 
+#include "domain/CallWorker.h"
 #include "domain/DomainParticipantFactory_internal.h"
 #include "domain/DomainParticipant_internal.h"
 #include "osapi/osapi_heap.h"
@@ -26,6 +28,12 @@ struct DDS_DomainParticipantFactory {
 
 namespace {
 
+/**
+ * The generation of the process that has the factory; 0 while there is none. Looked at before any
+ * lock is taken: in a forked child a lock may be held by a thread that is not there.
+ */
+std::atomic<NUV_UINT32> home{0};
+
 /** Guards the instance. */
 std::mutex instanceMutex;
 struct DDS_DomainParticipantFactory *instance = nullptr;
@@ -36,13 +44,17 @@ struct NUVOsapiThreadFactory *new_thread_factory() {
     return NUVOsapiThreadFactory_new(&PROPERTY);
 }
 
-void release_resources(struct DDS_DomainParticipantResourcesI *resources) {
-    NUVNetioRuntime_delete(resources->runtime);
+/** False, after an error, when a thread does not end: then what it may use stays. */
+bool release_resources(struct DDS_DomainParticipantResourcesI *resources) {
+    if (!NUVNetioRuntime_delete(resources->runtime)) {
+        return false;
+    }
     NUVOsapiThreadFactory_delete(resources->asynchPubThreadFactory);
     NUVOsapiThreadFactory_delete(resources->eventThreadFactory);
     NUVOsapiThreadFactory_delete(resources->recvThreadFactory);
     REDAWorkerFactory_delete(resources->workerFactory);
     *resources = {};
+    return true;
 }
 
 /** What all participants share. It stays until the factory goes, so that only the first pays. */
@@ -57,13 +69,13 @@ bool acquire_resources(struct DDS_DomainParticipantResourcesI *resources) {
     if (resources->workerFactory == nullptr || resources->recvThreadFactory == nullptr ||
         resources->eventThreadFactory == nullptr || resources->asynchPubThreadFactory == nullptr) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "participant factory");
-        release_resources(resources);
+        (void)release_resources(resources);
         return false;
     }
     resources->runtime =
         NUVNetioRuntime_new(nullptr, resources->recvThreadFactory, resources->workerFactory);
     if (resources->runtime == nullptr) {
-        release_resources(resources);
+        (void)release_resources(resources);
         return false;
     }
     return true;
@@ -89,6 +101,18 @@ void enlist(struct DDS_DomainParticipantFactory *self, struct DDS_DomainParticip
 
 } // namespace
 
+int DDS_DomainParticipantFactory_isForkedI(void) {
+    const NUV_UINT32 owner = home.load();
+
+    if (owner == 0 || owner == NUVOsapiProcess_getGeneration()) {
+        return 0;
+    }
+    DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
+                "this process was forked from the one that made the participant factory, and can't "
+                "use it");
+    return 1;
+}
+
 const struct PRESParticipantEntityFinalizeListener *
 DDS_DomainParticipantFactory_get_presentation_entity_finalize_listenerI(
     DDS_DomainParticipantFactory *self) {
@@ -101,6 +125,13 @@ DDS_DomainParticipantFactory_get_presentation_thread_listenerI(DDS_DomainPartici
 }
 
 DDS_DomainParticipantFactory *DDS_DomainParticipantFactory_get_instance(void) {
+    NUV_UINT32 nobody = 0;
+
+    (void)home.compare_exchange_strong(nobody, NUVOsapiProcess_getGeneration());
+    if (DDS_DomainParticipantFactory_isForkedI()) {
+        return nullptr;
+    }
+    const CancellationHold hold;
     const std::lock_guard<std::mutex> lock(instanceMutex);
 
     if (instance == nullptr) {
@@ -117,9 +148,15 @@ DDS_DomainParticipantFactory *DDS_DomainParticipantFactory_get_instance(void) {
 }
 
 DDS_ReturnCode_t DDS_DomainParticipantFactory_finalize_instance(void) {
+    if (DDS_DomainParticipantFactory_isForkedI()) {
+        return DDS_RETCODE_ILLEGAL_OPERATION;
+    }
+    const CancellationHold hold;
     const std::lock_guard<std::mutex> lock(instanceMutex);
+    DDS_ReturnCode_t result = DDS_RETCODE_OK;
 
     if (instance == nullptr) {
+        home.store(0);
         return DDS_RETCODE_OK;
     }
     {
@@ -132,17 +169,23 @@ DDS_ReturnCode_t DDS_DomainParticipantFactory_finalize_instance(void) {
             return DDS_RETCODE_PRECONDITION_NOT_MET;
         }
     }
-    release_resources(&instance->resources);
+    if (!release_resources(&instance->resources)) {
+        result = DDS_RETCODE_TIMEOUT;
+    }
     instance->~DDS_DomainParticipantFactory();
     NUVOsapiHeap_freeStructure(instance);
     instance = nullptr;
-    return DDS_RETCODE_OK;
+    home.store(0);
+    return result;
 }
 
 DDS_ReturnCode_t DDS_DomainParticipantFactory_get_qos(DDS_DomainParticipantFactory *self,
                                                       struct DDS_DomainParticipantFactoryQos *qos) {
     if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
         return DDS_RETCODE_BAD_PARAMETER;
+    }
+    if (DDS_DomainParticipantFactory_isForkedI()) {
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     const std::lock_guard<std::mutex> lock(self->mutex);
 
@@ -155,6 +198,9 @@ DDS_DomainParticipantFactory_set_qos(DDS_DomainParticipantFactory *self,
                                      const struct DDS_DomainParticipantFactoryQos *qos) {
     if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
         return DDS_RETCODE_BAD_PARAMETER;
+    }
+    if (DDS_DomainParticipantFactory_isForkedI()) {
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     const std::lock_guard<std::mutex> lock(self->mutex);
 
@@ -170,6 +216,9 @@ DDS_DomainParticipantFactory_get_default_participant_qos(DDS_DomainParticipantFa
 
     if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
         return DDS_RETCODE_BAD_PARAMETER;
+    }
+    if (DDS_DomainParticipantFactory_isForkedI()) {
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     result = DDS_DomainParticipantQos_initialize(&defaultQos);
     if (result == DDS_RETCODE_OK) {
@@ -187,9 +236,11 @@ DDS_DomainParticipant *DDS_DomainParticipantFactory_create_participant(
     struct DDS_DomainParticipant *participant = nullptr;
     bool enable = true;
 
-    if (DDSLog_isNull(self)) {
+    if (DDSLog_isNull(self) || DDS_DomainParticipantFactory_isForkedI()) {
         return nullptr;
     }
+    const CancellationHold hold;
+
     {
         const std::lock_guard<std::mutex> lock(self->mutex);
 
@@ -227,9 +278,12 @@ DDS_DomainParticipantFactory_delete_participant(DDS_DomainParticipantFactory *se
     if (DDSLog_isNull(self) || DDSLog_isNull(participant)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    if (DDS_DomainParticipantResources_isWithinListenerI(&self->resources)) {
+    if (DDS_DomainParticipantFactory_isForkedI() ||
+        DDS_DomainParticipantResources_isWithinListenerI(&self->resources)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
+    const CancellationHold hold;
+
     {
         const std::lock_guard<std::mutex> lock(self->mutex);
 
@@ -244,7 +298,7 @@ DDS_DomainParticipantFactory_delete_participant(DDS_DomainParticipantFactory *se
 
     const std::lock_guard<std::mutex> lock(self->mutex);
 
-    if (result == DDS_RETCODE_OK || result == DDS_RETCODE_TIMEOUT) {
+    if (result == DDS_RETCODE_OK) {
         --self->participantCount;
     } else {
         enlist(self, participant);

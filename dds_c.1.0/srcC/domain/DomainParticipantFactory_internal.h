@@ -13,6 +13,12 @@
 extern "C" {
 #endif
 
+/**
+ * @brief Non-zero, after one error message, in a process that was forked from the one that made the
+ * factory: it has none of the middleware's threads, and shares its descriptors with its parent.
+ */
+int DDS_DomainParticipantFactory_isForkedI(void);
+
 /** The listener told before a participant's entities are finalized; the factory owns it. */
 const struct PRESParticipantEntityFinalizeListener *
 DDS_DomainParticipantFactory_get_presentation_entity_finalize_listenerI(

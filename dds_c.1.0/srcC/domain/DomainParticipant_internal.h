@@ -7,6 +7,8 @@
 
 #include "dds_c/dds_c_domain.h"
 #include "domain/domain_internal.h"
+#include "netio/event_activeDatabase.h"
+#include "netio/netio_callback.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -52,8 +54,12 @@ struct DDS_DomainParticipant {
     /** The unicast ports of that index once more; see DDS_DomainParticipant_keep_portsI. */
     struct DDS_DomainParticipantKeptPortI keptPorts[DDS_DOMAIN_PARTICIPANT_KEPT_PORTS_MAX];
     DDS_Long keptPortCount;
+    /** Seconds until what could not be had is tried for again; 0 when there is nothing. */
+    NUV_INT32 retryPause;
 
     struct NUVNetioInterfaceListener interfaceListener;
+    struct NUVEvent retryEvent;
+    struct NUVNetioCallback locatorsCallback;
 };
 
 /**
@@ -103,6 +109,12 @@ void DDS_DomainParticipant_release_indexI(struct DDS_DomainParticipant *self,
 /** Has the participant @p param follow the interfaces. Without the lock. */
 void DDS_DomainParticipant_on_interfaces_changedI(void *param, struct REDAWorker *worker);
 
+/** Has the participant @p param try again for what it could not have. Without the lock. */
+void DDS_DomainParticipant_on_retryI(void *param, struct REDAWorker *worker);
+
+/** Tells the listener of the participant @p param. On the thread of callbacks. */
+void DDS_DomainParticipant_on_locators_changedI(void *param, struct REDAWorker *worker);
+
 /**
  * @brief Whether the presentation layer has as many properties as @p qos.
  *
@@ -124,9 +136,10 @@ DDS_Long DDS_DomainParticipant_get_participant_property_string_max_lengthI(
     const struct DDS_DomainParticipant *self);
 
 /**
- * @brief Takes a participant down and frees it. Not on the reactor's thread.
- * @return OK or TIMEOUT: it is gone. Any other code: it still exists; unless its core refused to be
- * deleted when its ports had been released already, it is as it was.
+ * @brief Takes a participant down and frees it. Not on one of the runtime's threads.
+ * @return OK: it is gone. Any other code: it still exists and can be deleted again. After TIMEOUT,
+ * and when its core refused to be deleted, it is shut down and without ports; otherwise it is as it
+ * was.
  */
 DDS_ReturnCode_t DDS_DomainParticipant_deleteI(struct DDS_DomainParticipant *self);
 

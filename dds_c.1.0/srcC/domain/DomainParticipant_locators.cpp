@@ -1,70 +1,28 @@
 // The participant index with its ports, and the locators that follow the interfaces.
 #include <algorithm>
-#include <span>
 
 #include "domain/CallWorker.h"
 #include "domain/CallbackMark.h"
+#include "domain/DomainParticipantFactory_internal.h"
+#include "domain/DomainParticipant_ports.h"
 #include "domain/ParticipantLock.h"
 #include "infrastructure/Locator_internal.h"
+#include "osapi/osapi_utility.h"
 
 #define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
 #include "infrastructure/dds_log.h"
 
 namespace {
 
-bool is_kept(const struct DDS_DomainParticipant *self, const struct NUVNetioLocator &port) {
-    const std::span kept(self->keptPorts, (size_t)self->keptPortCount);
+/** The longest pause between two tries, where somebody else has a port, in seconds. */
+constexpr NUV_INT32 LONGEST_PAUSE = 30;
+/** The same where the process has run out of descriptors or memory: it may pass in a moment. */
+constexpr NUV_INT32 LONGEST_PAUSE_OF_SHORTAGE = 1;
 
-    return std::any_of(kept.begin(), kept.end(), [&](const auto &one) {
-        return one.transport == port.transport && one.port == port.port;
-    });
-}
-
-/** Keeps the ports of a list with entryports. False when memory runs out. */
-bool keep_ports_of(struct DDS_DomainParticipant *self, const struct PRESLocatorQosPolicy &locators,
-                   const struct DDS_DomainParticipantPresentationEntryportSet &reserved,
-                   struct REDAWorker *worker) {
-    const struct NUVNetioAliasList anyTransport = {""};
-
-    for (const struct NUVNetioLocator &locator :
-         std::span(locators.locatorList, (size_t)std::min(locators.count, reserved._count))) {
-        struct DDS_DomainParticipantKeptPortI kept = {locator.transport, locator.port,
-                                                      REDA_WEAK_REFERENCE_INVALID};
-
-        if (self->keptPortCount == DDS_DOMAIN_PARTICIPANT_KEPT_PORTS_MAX ||
-            is_kept(self, locator)) {
-            continue;
-        }
-        if (!DDS_DomainParticipantPresentation_reserve_entryportI(
-                &self->presentation, &kept.entryportWR, &anyTransport, &locator, worker)) {
-            return false;
-        }
-        self->keptPorts[self->keptPortCount++] = kept;
-    }
-    return true;
-}
-
-/** The lists whose change an application is told of. */
-struct LocatorLists {
-    struct PRESLocatorQosPolicy defaultUnicast;
-    struct PRESLocatorQosPolicy metatrafficUnicast;
-    struct PRESReducedLocatorQosPolicy metatrafficMulticast;
-
-    explicit LocatorLists(const struct DDS_DomainParticipantPresentation &presentation)
-        : defaultUnicast(presentation._cachedDefaultUnicastLocator),
-          metatrafficUnicast(presentation._cachedMetatrafficUnicastLocator),
-          metatrafficMulticast(presentation._cachedMetatrafficMulticastLocator) {}
-
-    bool differ(const struct DDS_DomainParticipantPresentation &presentation) const {
-        return PRESLocatorQosPolicy_compare(&defaultUnicast,
-                                            &presentation._cachedDefaultUnicastLocator) != 0 ||
-               PRESLocatorQosPolicy_compare(&metatrafficUnicast,
-                                            &presentation._cachedMetatrafficUnicastLocator) != 0 ||
-               PRESLocatorQosPolicy_compare(
-                   PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&metatrafficMulticast),
-                   PRESReducedLocatorQosPolicy_asConstLocatorPolicy(
-                       &presentation._cachedMetatrafficMulticastLocator)) != 0;
-    }
+/** What came of bringing a participant up to date. */
+struct Outcome {
+    DDS_ReturnCode_t result;
+    bool isComplete; // nothing is to be tried again
 };
 
 /**
@@ -73,62 +31,162 @@ struct LocatorLists {
  */
 DDS_ReturnCode_t gain_index(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
     struct DDS_DomainParticipantPresentation *presentation = &self->presentation;
-    struct REDAWeakReference meta = presentation->_reserveEntryportMetaMulticastWR;
-    struct REDAWeakReference user = presentation->_reserveEntryportUserMulticastWR;
+    struct DDS_DomainParticipantPresentationMulticastEntryportsI former;
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
 
-    presentation->_reserveEntryportMetaMulticastWR = REDA_WEAK_REFERENCE_INVALID;
-    presentation->_reserveEntryportUserMulticastWR = REDA_WEAK_REFERENCE_INVALID;
+    DDS_DomainParticipantPresentation_take_multicast_entryportsI(presentation, &former);
     result = DDS_DomainParticipant_reserve_indexI(self, worker);
-    DDS_DomainParticipantPresentation_release_entryportI(presentation, &meta, worker);
-    DDS_DomainParticipantPresentation_release_entryportI(presentation, &user, worker);
+    DDS_DomainParticipantPresentation_release_entryportI(presentation, &former.metatraffic, worker);
+    DDS_DomainParticipantPresentation_release_entryportI(presentation, &former.user, worker);
     if (result != DDS_RETCODE_OK) {
         DDS_DomainParticipant_release_indexI(self, worker);
     }
     return result;
 }
 
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION "DDS_DomainParticipant_update_locators"
+
+/** The update's own lines say what could not be set; this one says why, and what comes of it. */
+void report_incomplete(const struct DDS_DomainParticipant *self, DDS_ReturnCode_t result) {
+    struct NUVNetioFailure failure;
+    char reason[NUV_NETIO_FAILURE_STRING_SIZE];
+
+    if (NUVNetioConfigurator_getFailure(self->configurator, &failure)) {
+        NUVNetioFailure_toString(&failure, reason, sizeof(reason));
+    } else {
+        NUVOsapiUtility_snprintf(reason, sizeof(reason), "%s",
+                                 DDS_ReturnCode_to_string(result != DDS_RETCODE_OK
+                                                              ? result
+                                                              : DDS_RETCODE_OUT_OF_RESOURCES));
+    }
+    DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
+                "the participant in domain %d does not receive at all of its locators yet, which "
+                "is tried again: %s",
+                self->domainId, reason);
+}
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION __func__
+
+/** Updates the locators of a participant that has its index. */
+Outcome update_with_index(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
+    DDS_ReturnCode_t result = DDS_RETCODE_OK;
+    bool isComplete = false;
+
+    {
+        const PortAttempt attempt(self, PortAttempt::SAID);
+
+        result = DDS_DomainParticipantPresentation_update_participant_locatorsI(
+            &self->presentation, self, self->participantIndex, worker);
+        isComplete = DDS_DomainParticipant_keep_portsI(self, worker) != 0;
+    }
+    /* OK is no sign of success: what could not be reserved is announced all the same. */
+    isComplete =
+        isComplete && result == DDS_RETCODE_OK &&
+        DDS_DomainParticipantPresentation_are_locators_announcedI(&self->presentation, worker);
+    if (!isComplete) {
+        report_incomplete(self, result);
+    }
+    return {result, isComplete};
+}
+
 /** Updates the locators of an enabled participant, which gets its index now if it has none yet. */
-DDS_ReturnCode_t follow_interfaces(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
-    (void)NUVNetioConfigurator_refreshInterfaces(self->configurator, worker);
+Outcome bring_up_to_date(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
     if (self->participantIndex < 0) {
         const DDS_ReturnCode_t result = gain_index(self, worker);
 
-        if (result != DDS_RETCODE_OK || self->participantIndex < 0) {
-            return result;
+        if (result != DDS_RETCODE_OK) {
+            return {result, false};
+        }
+        if (self->participantIndex < 0) {
+            return {DDS_RETCODE_OK, true}; /* still without any address */
         }
         /* The update below finds nothing changed any more: so this is said here. */
         (void)DDS_DomainParticipantPresentation_log_peers_and_locators(&self->presentation, worker);
     }
-    const DDS_ReturnCode_t result = DDS_DomainParticipantPresentation_update_participant_locatorsI(
-        &self->presentation, self, self->participantIndex, worker);
+    return update_with_index(self, worker);
+}
 
-    (void)DDS_DomainParticipant_keep_portsI(self, worker); /* if not, then with the next update */
+/** Has an incomplete participant tried for again after a pause, longer than the one before. */
+void try_again_later(struct DDS_DomainParticipant *self) {
+    struct NUVNetioFailure failure;
+    const bool isShortage = NUVNetioConfigurator_getFailure(self->configurator, &failure) == 0 ||
+                            NUVNetioFailure_isShortage(&failure) != 0;
+
+    self->retryPause = std::clamp(2 * self->retryPause, NUV_INT32{1},
+                                  isShortage ? LONGEST_PAUSE_OF_SHORTAGE : LONGEST_PAUSE);
+    const struct NUVNtpTime pause = {self->retryPause, 0};
+
+    NUVEventActiveDatabase_postEvent(NUVNetioRuntime_getEventDatabase(self->resources.runtime),
+                                     &self->retryEvent, &pause);
+}
+
+DDS_ReturnCode_t take_note_of(struct DDS_DomainParticipant *self, const Outcome &outcome) {
+    if (outcome.isComplete) {
+        self->retryPause = 0;
+    } else {
+        try_again_later(self);
+    }
+    return outcome.result;
+}
+
+/** Has the application told of a change, if it wants to know; never waits for it. */
+void tell_of_change(struct DDS_DomainParticipant *self) {
+    if (self->listener.on_locators_changed != nullptr) {
+        NUVNetioRuntime_postCallback(self->resources.runtime, &self->locatorsCallback);
+    }
+}
+
+/** Follows the interfaces and has the application told if that changed anything. */
+DDS_ReturnCode_t update_locators(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
+    struct DDS_DomainParticipantPresentationLocatorsI before;
+    const ParticipantLock lock(self, worker);
+
+    if (!self->isEnabled) {
+        return DDS_RETCODE_NOT_ENABLED;
+    }
+    DDS_DomainParticipantPresentation_copy_locatorsI(&self->presentation, &before);
+    (void)NUVNetioConfigurator_refreshInterfaces(self->configurator, worker);
+    self->retryPause = 0; /* the network is another one: what failed before says nothing */
+    const DDS_ReturnCode_t result = take_note_of(self, bring_up_to_date(self, worker));
+
+    if (!DDS_DomainParticipantPresentation_has_locatorsI(&self->presentation, &before)) {
+        tell_of_change(self);
+    }
     return result;
 }
 
-/** Follows the interfaces and tells the application if that changed anything. */
-DDS_ReturnCode_t update_locators(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
-    DDS_ReturnCode_t result = DDS_RETCODE_OK;
-    bool changed = false;
+/** Whether all the ports that are wanted can be had now. Says nothing. */
+bool reserve_trial(TrialPorts &trial, struct DDS_DomainParticipant *self) {
+    const PortAttempt attempt(self, PortAttempt::QUIET);
 
-    {
-        const ParticipantLock lock(self, worker);
+    return self->participantIndex < 0 ? trial.reserve_for_index() : trial.reserve_for_update();
+}
 
-        if (!self->isEnabled) {
-            return DDS_RETCODE_NOT_ENABLED;
-        }
-        const LocatorLists before(self->presentation);
+/**
+ * Tries again for what an update could not have: first for the participant itself, without a word,
+ * and only when that succeeds by an update, which then finds the ports its own.
+ */
+void try_again(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
+    struct DDS_DomainParticipantPresentationLocatorsI before;
+    const ParticipantLock lock(self, worker);
 
-        result = follow_interfaces(self, worker);
-        changed = before.differ(self->presentation);
+    if (!self->isEnabled || self->retryPause == 0) {
+        return;
     }
-    if (changed && self->listener.on_locators_changed != nullptr) {
-        const CallbackMark mark;
+    DDS_DomainParticipantPresentation_copy_locatorsI(&self->presentation, &before);
+    (void)NUVNetioConfigurator_refreshInterfaces(self->configurator, worker);
+    TrialPorts trial(self, worker);
 
-        self->listener.on_locators_changed(self->listener.listener_data, self);
+    if (!reserve_trial(trial, self)) {
+        try_again_later(self);
+        return;
     }
-    return result;
+    (void)take_note_of(self, bring_up_to_date(self, worker));
+    if (!DDS_DomainParticipantPresentation_has_locatorsI(&self->presentation, &before)) {
+        tell_of_change(self);
+    }
 }
 
 #undef DDS_LOG_FUNCTION
@@ -136,10 +194,15 @@ DDS_ReturnCode_t update_locators(struct DDS_DomainParticipant *self, struct REDA
 
 /** Copies locators out, if the participant is enabled and so has any. */
 DDS_ReturnCode_t get_locators(struct DDS_DomainParticipant *self,
-                              const struct PRESLocatorQosPolicy *list,
+                              enum DDS_DomainParticipantPresentationLocatorKindI kind,
                               struct DDS_LocatorSeq *locators) {
+    if (DDS_DomainParticipantFactory_isForkedI()) {
+        return DDS_RETCODE_ILLEGAL_OPERATION;
+    }
     CallWorker worker(self->resources.workerFactory);
     const ParticipantLock lock(self, worker.get());
+    const struct PRESLocatorQosPolicy *list =
+        DDS_DomainParticipantPresentation_get_locatorsI(&self->presentation, kind);
     const DDS_Long count = self->isEnabled ? list->count : 0;
 
     if (!DDS_LocatorSeq_ensure_length(locators, count, count)) {
@@ -156,61 +219,29 @@ DDS_ReturnCode_t get_locators(struct DDS_DomainParticipant *self,
 } // namespace
 
 #undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipant_enable"
-
-int DDS_DomainParticipant_keep_portsI(struct DDS_DomainParticipant *self,
-                                      struct REDAWorker *worker) {
-    const struct DDS_DomainParticipantPresentation &presentation = self->presentation;
-
-    return keep_ports_of(self, presentation._cachedMetatrafficUnicastLocator,
-                         presentation._reserveMetaUnicast, worker) &&
-           keep_ports_of(self, presentation._cachedDefaultUnicastLocator,
-                         presentation._reserveUserUnicast, worker);
-}
-
-void DDS_DomainParticipant_release_indexI(struct DDS_DomainParticipant *self,
-                                          struct REDAWorker *worker) {
-    for (auto &kept : std::span(self->keptPorts, (size_t)self->keptPortCount)) {
-        DDS_DomainParticipantPresentation_release_entryportI(&self->presentation, &kept.entryportWR,
-                                                             worker);
-    }
-    self->keptPortCount = 0;
-    DDS_DomainParticipantPresentation_release_participant_index_entryports(&self->presentation,
-                                                                           worker);
-    self->participantIndex = -1;
-}
-
-DDS_ReturnCode_t DDS_DomainParticipant_reserve_indexI(struct DDS_DomainParticipant *self,
-                                                      struct REDAWorker *worker) {
-    DDS_Long participantIndex = self->qos.wire_protocol.participant_id;
-    DDS_ReturnCode_t result =
-        DDS_DomainParticipantPresentation_reserve_participant_index_entryports(
-            &self->presentation, &participantIndex, worker);
-
-    if (result == DDS_RETCODE_OK) {
-        self->participantIndex = participantIndex;
-    } else if (result == DDS_RETCODE_NO_DATA) {
-        if (DDS_DomainParticipantPresentation_get_max_locator_list_size(&self->presentation) > 0) {
-            return DDS_RETCODE_OK;
-        }
-        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_FAILED_TO_ENABLE_TEMPLATE,
-                    "the property dds.domain_participant.max_announced_locator_list_size is 0, "
-                    "which leaves the participant no locator: allowed are 1 to %d",
-                    DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX);
-    }
-    return result;
-}
-
-#undef DDS_LOG_FUNCTION
 #define DDS_LOG_FUNCTION __func__
 
 void DDS_DomainParticipant_on_interfaces_changedI(void *param, struct REDAWorker *worker) {
     (void)update_locators(static_cast<struct DDS_DomainParticipant *>(param), worker);
 }
 
+void DDS_DomainParticipant_on_retryI(void *param, struct REDAWorker *worker) {
+    try_again(static_cast<struct DDS_DomainParticipant *>(param), worker);
+}
+
+void DDS_DomainParticipant_on_locators_changedI(void *param, struct REDAWorker *) {
+    auto *self = static_cast<struct DDS_DomainParticipant *>(param);
+    const CallbackMark mark;
+
+    self->listener.on_locators_changed(self->listener.listener_data, self);
+}
+
 DDS_ReturnCode_t DDS_DomainParticipant_update_locators(DDS_DomainParticipant *self) {
     if (DDSLog_isNull(self)) {
         return DDS_RETCODE_BAD_PARAMETER;
+    }
+    if (DDS_DomainParticipantFactory_isForkedI()) {
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     CallWorker worker(self->resources.workerFactory);
     const DDS_ReturnCode_t result = update_locators(self, worker.get());
@@ -228,7 +259,7 @@ DDS_DomainParticipant_get_default_unicast_locators(DDS_DomainParticipant *self,
     if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    return get_locators(self, &self->presentation._cachedDefaultUnicastLocator, locators);
+    return get_locators(self, DDS_DEFAULT_UNICAST_LOCATORS, locators);
 }
 
 DDS_ReturnCode_t
@@ -237,10 +268,7 @@ DDS_DomainParticipant_get_default_multicast_locators(DDS_DomainParticipant *self
     if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    return get_locators(self,
-                        PRESReducedLocatorQosPolicy_asConstLocatorPolicy(
-                            &self->presentation._cachedDefaultMulticastLocator),
-                        locators);
+    return get_locators(self, DDS_DEFAULT_MULTICAST_LOCATORS, locators);
 }
 
 DDS_ReturnCode_t
@@ -249,7 +277,7 @@ DDS_DomainParticipant_get_metatraffic_unicast_locators(DDS_DomainParticipant *se
     if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    return get_locators(self, &self->presentation._cachedMetatrafficUnicastLocator, locators);
+    return get_locators(self, DDS_METATRAFFIC_UNICAST_LOCATORS, locators);
 }
 
 DDS_ReturnCode_t
@@ -258,8 +286,5 @@ DDS_DomainParticipant_get_metatraffic_multicast_locators(DDS_DomainParticipant *
     if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    return get_locators(self,
-                        PRESReducedLocatorQosPolicy_asConstLocatorPolicy(
-                            &self->presentation._cachedMetatrafficMulticastLocator),
-                        locators);
+    return get_locators(self, DDS_METATRAFFIC_MULTICAST_LOCATORS, locators);
 }

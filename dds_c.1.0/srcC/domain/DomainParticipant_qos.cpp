@@ -5,6 +5,7 @@
 
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "domain/CallWorker.h"
+#include "domain/DomainParticipantFactory_internal.h"
 #include "domain/ParticipantLock.h"
 #include "domain/ParticipantProperties.h"
 #include "infrastructure/Common_internal.h"
@@ -120,6 +121,9 @@ DDS_ReturnCode_t DDS_DomainParticipant_get_qos(DDS_DomainParticipant *self,
     if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
+    if (DDS_DomainParticipantFactory_isForkedI()) {
+        return DDS_RETCODE_ILLEGAL_OPERATION;
+    }
     CallWorker worker(self->resources.workerFactory);
     const ParticipantLock lock(self, worker.get());
 
@@ -140,6 +144,9 @@ DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
 
     if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
         return DDS_RETCODE_BAD_PARAMETER;
+    }
+    if (DDS_DomainParticipantFactory_isForkedI()) {
+        return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     if (!DDS_DomainParticipantQos_is_consistent(qos)) {
         return DDS_RETCODE_INCONSISTENT_POLICY;
