@@ -1,6 +1,7 @@
 // What a participant is: created, enabled, asked, given topics, deleted.
 #include <string.h>
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -442,7 +443,38 @@ DDS_ReturnCode_t DDS_DomainParticipant_enable(DDS_DomainParticipant *self) {
 
 DDS_Long DDS_DomainParticipant_get_max_participant_index(
     const struct DDS_RtpsWellKnownPorts_t *rtps_well_known_ports) {
-    return DDS_DomainParticipantPresentation_get_max_participant_indexI(rtps_well_known_ports);
+    if (DDSLog_isNull(rtps_well_known_ports)) {
+        return -1;
+    }
+    const struct DDS_RtpsWellKnownPorts_t &ports = *rtps_well_known_ports;
+    const DDS_Long gain = ports.participant_id_gain;
+    struct DDS_RtpsWellKnownPorts_t lowOffsets = ports;
+
+    /* Offsets of at most the gain cost no index; all else that can be wrong is said at once. */
+    lowOffsets.builtin_unicast_port_offset = std::min(ports.builtin_unicast_port_offset, gain);
+    lowOffsets.user_unicast_port_offset = std::min(ports.user_unicast_port_offset, gain);
+    const DDS_Long bound =
+        DDS_DomainParticipantPresentation_get_max_participant_indexI(&lowOffsets);
+
+    if (bound < 0) {
+        return -1;
+    }
+    const DDS_Long index = DDS_DomainParticipantPresentation_get_max_participant_indexI(&ports);
+
+    if (index < 0) {
+        const bool isUser = ports.user_unicast_port_offset > ports.builtin_unicast_port_offset;
+
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
+                    "rtps_well_known_ports.%s is %d, which leaves no participant index: with "
+                    "port_base %d, domain_id_gain %d and participant_id_gain %d allowed are at "
+                    "most %d",
+                    isUser ? "user_unicast_port_offset" : "builtin_unicast_port_offset",
+                    isUser ? ports.user_unicast_port_offset : ports.builtin_unicast_port_offset,
+                    ports.port_base, ports.domain_id_gain, gain,
+                    std::max(gain, gain * (bound + 1) - 1));
+        return -1;
+    }
+    return index;
 }
 
 DDS_DomainId_t DDS_DomainParticipant_get_domain_id(const DDS_DomainParticipant *self) {
