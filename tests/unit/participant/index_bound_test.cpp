@@ -35,7 +35,7 @@ TEST_F(IndexBound, StaysClearOfTheNextDomain) {
 
 TEST_F(IndexBound, OfOffsetsThatReachIntoTheNextDomainIsNone) {
     EXPECT_EQ(of({7400, 3, 2, 0, 10, 1, 11}), -1);
-    EXPECT_THAT(texts(),
+    ASSERT_THAT(texts(),
                 ElementsAre("rtps_well_known_ports.user_unicast_port_offset is 11, which leaves no "
                             "participant index: with port_base 7400, domain_id_gain 3 and "
                             "participant_id_gain 2 allowed are at most 2"));
