@@ -48,6 +48,7 @@ struct PRESParticipant {
         NUVOsapiThreadFactory *eventThreadFactory = nullptr;
         NUVOsapiThreadFactory *asynchPubThreadFactory = nullptr;
         PRESParticipantSecurity security{}; // all zero when security is off
+        bool isSecure = false;
     };
 
     enum class Phase { CREATED, ENABLED, SHUT_DOWN };
