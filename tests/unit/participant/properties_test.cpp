@@ -42,15 +42,26 @@ TEST_P(RefusedProperty, IsNamedWithItsValueAndWhatIsAllowed) {
 }
 
 const char *const BOOLEANS = "a boolean (0, 1, false, true, no, yes, off, on)";
+const char *const LIST_SIZE = "dds.domain_participant.max_announced_locator_list_size";
+const char *const THREAD_TIMEOUT =
+    "dds.domain_participant.asynchronous_publisher_thread_destruction_timeout";
 
 INSTANTIATE_TEST_SUITE_P(
     All, RefusedProperty,
     testing::Values(
         BadValue{"dds.participant.use_45d_compatible_alignment_enforcement", "maybe", BOOLEANS},
         BadValue{"dds.participant.discovery_config.log_discovery_mismatch", "2", BOOLEANS},
-        BadValue{"dds.participant.directed_write_serialization_kind", "3", "(0, 1, 2)"},
-        BadValue{"dds.participant.directed_write_serialization_kind", "-1", "(0, 1, 2)"},
-        BadValue{"dds.participant.directed_write_serialization_kind", "abc", "(0, 1, 2)"}));
+        BadValue{"dds.participant.directed_write_serialization_kind", "3", "a number from 0 to 2"},
+        BadValue{"dds.participant.directed_write_serialization_kind", "-1", "a number from 0 to 2"},
+        BadValue{"dds.participant.directed_write_serialization_kind", "abc",
+                 "a number from 0 to 2"},
+        BadValue{LIST_SIZE, "17", "a number from 0 to 16"},
+        BadValue{LIST_SIZE, "-1", "a number from 0 to 16"},
+        BadValue{LIST_SIZE, "abc", "a number from 0 to 16"},
+        BadValue{LIST_SIZE, "8 of them", "a number from 0 to 16"},
+        BadValue{LIST_SIZE, "4294967297", "a number from 0 to 16"},
+        BadValue{THREAD_TIMEOUT, "61", "a number from 0 to 60"},
+        BadValue{THREAD_TIMEOUT, "", "a number from 0 to 60"}));
 
 class PassedOverProperty : public ParticipantProperties,
                            public testing::WithParamInterface<BadValue> {};
