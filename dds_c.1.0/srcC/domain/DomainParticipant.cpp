@@ -203,7 +203,9 @@ constexpr UnusedSetting UNUSED_SETTINGS[] = {
      }},
     {"partition",
      [](const struct DDS_DomainParticipantQos &qos) {
-         return DDS_StringSeq_get_length(&qos.partition.name) > 0;
+         const struct DDS_PartitionQosPolicy none = DDS_PARTITION_QOS_POLICY_INITIALIZER;
+
+         return DDS_PartitionQosPolicy_is_equal(&qos.partition, &none) == DDS_BOOLEAN_FALSE;
      }},
 };
 

@@ -32,7 +32,7 @@ bool check_range(const char *setting, DDS_Long value, DDS_Long smallest, DDS_Lon
 }
 
 bool check_boolean(const char *setting, DDS_Boolean value) {
-    if (value == DDS_BOOLEAN_FALSE || value == DDS_BOOLEAN_TRUE) {
+    if (dds::value::is_boolean(value)) {
         return true;
     }
     REPORT("%s is %d; allowed are 0 and 1", setting, value);
@@ -264,7 +264,7 @@ bool check(const DDS_PropertyQosPolicy &policy,
                    property.name);
             return false;
         }
-        if (property.propagate != DDS_BOOLEAN_FALSE && property.propagate != DDS_BOOLEAN_TRUE) {
+        if (!dds::value::is_boolean(property.propagate)) {
             REPORT("property.value[%d].propagate of \"%.128s\" is %d; allowed are 0 and 1", i,
                    property.name, property.propagate);
             return false;

@@ -21,7 +21,7 @@ bool check(const char *function, const char *name, DDS_Boolean propagate) {
                     "name is empty: allowed is the name of a property");
         return false;
     }
-    if (propagate != DDS_BOOLEAN_FALSE && propagate != DDS_BOOLEAN_TRUE) {
+    if (!dds::value::is_boolean(propagate)) {
         DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
                     "propagate of property '%.128s' is %d: allowed are 0 and 1", name, propagate);
         return false;

@@ -94,19 +94,12 @@ struct PRESParticipant *PRESParticipant_new(
         return nullptr;
     }
     self->guid = *guid;
-    self->collaborators = {workerFactory,
-                           activeDatabase,
-                           clock,
-                           timestampClock,
-                           remoteObjectsEa,
-                           recvThreadFactory,
-                           eventThreadFactory,
-                           asynchPubThreadFactory,
-                           {},
-                           false};
+    self->collaborators = {workerFactory,      activeDatabase,         clock,
+                           timestampClock,     remoteObjectsEa,        recvThreadFactory,
+                           eventThreadFactory, asynchPubThreadFactory, {}};
     if (security != nullptr) {
         self->collaborators.security = *security;
-        self->collaborators.isSecure = true;
+        self->isSecure = true;
     }
     if (listener != nullptr) {
         self->listener = *listener;

@@ -48,7 +48,6 @@ struct PRESParticipant {
         NUVOsapiThreadFactory *eventThreadFactory = nullptr;
         NUVOsapiThreadFactory *asynchPubThreadFactory = nullptr;
         PRESParticipantSecurity security{}; // all zero when security is off
-        bool isSecure = false;
     };
 
     enum class Phase { CREATED, ENABLED, SHUT_DOWN };
@@ -56,6 +55,7 @@ struct PRESParticipant {
     // Set by PRESParticipant_new and then never changed:
     NUVOsapiRtpsGuid guid{};
     Collaborators collaborators;
+    bool isSecure = false;
     PRESParticipantListener listener{};
     PRESStatusKindMask listenerMask = 0;
     PRESParticipantEntityFinalizeListener finalizeListener{};

@@ -75,7 +75,7 @@ void PRESParticipant_listUnusedSettings(struct PRESParticipant *self,
             visit(param, setting.name);
         }
     }
-    if (self->collaborators.isSecure) {
+    if (self->isSecure) {
         visit(param, SECURITY);
     }
 }

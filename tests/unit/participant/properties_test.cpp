@@ -227,6 +227,13 @@ TEST_F(ParticipantProperties, UnusedSettingsAreNotNamedWithoutAParticipant) {
     EXPECT_THAT(messages(NUV_LOG_LEVEL_WARNING), IsEmpty());
 }
 
+TEST_F(ParticipantProperties, OneEmptyPartitionIsTheDefaultAndNotNamed) {
+    ASSERT_TRUE(DDS_StringSeq_append(&qos->partition.name, ""));
+
+    EXPECT_NE(create(), nullptr);
+    EXPECT_THAT(messages(NUV_LOG_LEVEL_WARNING), IsEmpty());
+}
+
 TEST_F(ParticipantProperties, NothingIsNamedForTheUsualSettings) {
     EXPECT_NE(create(), nullptr);
     EXPECT_THAT(messages(NUV_LOG_LEVEL_WARNING), testing::IsEmpty());
