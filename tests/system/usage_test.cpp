@@ -98,4 +98,14 @@ TEST(Usage, PortsThatLeaveNoIndexAreAFailure) {
     EXPECT_THAT(process.output(), IsEmpty());
 }
 
+TEST(Usage, PortsWhoseOffsetsLeaveNoIndexAreAFailureThatNamesThem) {
+    Process process = ddspart({"ports", "--domain-gain", "3", "--participant-gain", "2"});
+
+    EXPECT_EQ(process.wait().code, 1);
+    EXPECT_THAT(process.errors(),
+                HasSubstr("rtps_well_known_ports.user_unicast_port_offset is 11, which leaves no "
+                          "participant index: with port_base 7400, domain_id_gain 3 and "
+                          "participant_id_gain 2 allowed are at most 2\n"));
+}
+
 } // namespace

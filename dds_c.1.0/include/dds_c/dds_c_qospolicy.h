@@ -15,8 +15,9 @@
  * - `TPolicy *TPolicy_copy(TPolicy *self, const TPolicy *src)`: makes @p self a deep copy of @p
  * src, in the storage that @p self has when everything fits there. The copy, or null when memory
  * runs out; then @p self is as it was.
- * - `DDS_Boolean TPolicy_is_equal(const TPolicy *left, const TPolicy *right)`: true when every
- *   member is equal; strings are equal by their characters, a null string is equal to null only.
+ * - `DDS_Boolean TPolicy_is_equal(const TPolicy *left, const TPolicy *right)`: true when both mean
+ *   the same. Strings are equal by their characters, a null string is equal to null only; all
+ *   infinite durations are equal; a partition of one empty name is equal to one of no name.
  *
  * A null argument is an error, which is logged; the operation then does nothing and returns null or
  * DDS_BOOLEAN_FALSE. Operations on different policies may run at the same time; a policy that one
@@ -39,7 +40,10 @@ extern "C" {
     struct TPolicy *TPolicy##_copy(struct TPolicy *self, const struct TPolicy *src);               \
     DDS_Boolean TPolicy##_is_equal(const struct TPolicy *left, const struct TPolicy *right)
 
-/** Octets that the application attaches to a participant (DDS 1.4 2.2.3.1). Changeable. */
+/**
+ * @brief Octets that the application attaches to a participant (DDS 1.4 2.2.3.1). Changeable.
+ * They are for the participant's announcement: nothing acts on them yet.
+ */
 typedef struct DDS_UserDataQosPolicy {
     /** At most resource_limits.participant_user_data_max_length octets. Default: none. */
     DDS_OctetSeq value;
@@ -154,7 +158,10 @@ typedef struct DDS_TransportMulticastMapping_t {
 /** A sequence of multicast mappings. */
 DDS_SEQUENCE(DDS_TransportMulticastMappingSeq, struct DDS_TransportMulticastMapping_t);
 
-/** Which multicast addresses the topics of a participant use. */
+/**
+ * @brief Which multicast addresses the topics of a participant use. Fixed at creation.
+ * Nothing acts on it yet: it is kept and read back.
+ */
 typedef struct DDS_TransportMulticastMappingQosPolicy {
     /** Default: none. */
     DDS_TransportMulticastMappingSeq value;
@@ -177,7 +184,7 @@ typedef struct DDS_DiscoveryQosPolicy {
     /**
      * Whom to announce to: "ADDRESS", "ADDRESS:PORT", "udpv4://ADDRESS:PORT",
      * "udpv6://[ADDRESS]:PORT", or a host name in place of the address. Usually "239.255.0.1" and
-     * "127.0.0.1".
+     * "127.0.0.1". Changeable. Nothing is announced yet.
      */
     DDS_StringSeq initial_peers;
     /**
@@ -197,15 +204,33 @@ DDS_QOS_POLICY_OPERATIONS(DDS_DiscoveryQosPolicy);
 /** The range of DDS_DomainParticipantResourceLimitsQosPolicy.transport_info_list_max_length. */
 #define DDS_TRANSPORT_INFO_LIST_LENGTH_MAX 100
 
-/** The longest variable parts that a participant may have. Fixed at creation. */
+/*
+ * A participant announces each of the following in one parameter of a list. The length of a
+ * parameter is a multiple of 4 in 16 bits (DDSI-RTPS 9.4.2.11): at most 65532 bytes.
+ */
+
+/** The most octets of user data: a parameter without the 4 bytes of their count. */
+#define DDS_USER_DATA_LENGTH_MAX 65528
+/** The most properties: each takes 16 bytes of a parameter at least, which begins with a count. */
+#define DDS_PROPERTY_LIST_LENGTH_MAX 4095
+/** The most bytes of property names and values: a parameter without the counts of one property. */
+#define DDS_PROPERTY_STRING_LENGTH_MAX 65520
+
+/**
+ * @brief The longest variable parts that a participant may have. Fixed at creation.
+ * Reading the QoS and updating the locators take buffers of these lengths for as long as the call.
+ */
 typedef struct DDS_DomainParticipantResourceLimitsQosPolicy {
     /** Transports that the participant announces, 0 to 100. Default: 12. */
     DDS_Long transport_info_list_max_length;
-    /** Octets of user data, 0 or more. Default: 256. */
+    /** Octets of user data, 0 to DDS_USER_DATA_LENGTH_MAX. Default: 256. */
     DDS_Long participant_user_data_max_length;
-    /** Properties, 0 or more. Default: 32. */
+    /** Properties, 0 to DDS_PROPERTY_LIST_LENGTH_MAX. Default: 32. */
     DDS_Long participant_property_list_max_length;
-    /** Bytes of all property names and values with their terminators, 0 or more. Default: 2048. */
+    /**
+     * Bytes of all property names and values with their terminators, 0 to
+     * DDS_PROPERTY_STRING_LENGTH_MAX. Default: 2048.
+     */
     DDS_Long participant_property_string_max_length;
 } DDS_DomainParticipantResourceLimitsQosPolicy;
 
@@ -226,7 +251,7 @@ typedef DDS_UnsignedLong DDS_DiscoveryConfigBuiltinPluginKindMask;
 #define DDS_DISCOVERYCONFIG_BUILTIN_PLUGIN_MASK_ALL                                                \
     (DDS_DISCOVERYCONFIG_BUILTIN_SPDP | DDS_DISCOVERYCONFIG_BUILTIN_SPDP2)
 
-/** The settings of discovery. */
+/** The settings of discovery. Fixed at creation. Nothing acts on them yet. */
 typedef struct DDS_DiscoveryConfigQosPolicy {
     /**
      * How long a locator counts as reachable after it was last heard from: above 0, or infinite,
@@ -244,9 +269,13 @@ DDS_QOS_POLICY_OPERATIONS(DDS_DiscoveryConfigQosPolicy);
 
 /** A name and its value. */
 typedef struct DDS_Property_t {
-    char *name;            /**< not null, not empty, once in a list */
-    char *value;           /**< not null */
-    DDS_Boolean propagate; /**< true: others learn of it by discovery */
+    char *name;  /**< not null, not empty, once in a list */
+    char *value; /**< not null */
+    /**
+     * DDS_BOOLEAN_TRUE: others learn of it by discovery; nothing acts on that yet. Else
+     * DDS_BOOLEAN_FALSE.
+     */
+    DDS_Boolean propagate;
 } DDS_Property_t;
 
 #define DDS_PROPERTY_INITIALIZER                                                                   \
@@ -258,6 +287,9 @@ DDS_SEQUENCE(DDS_PropertySeq, struct DDS_Property_t);
 /**
  * @brief Named settings that have no policy of their own (DDS Security 7.2.5).
  * dds_c_propertyqospolicyhelper.h has operations on single properties.
+ *
+ * Those whose names begin with "dds." are read when the participant is created and are fixed then;
+ * the others are the application's and changeable.
  */
 typedef struct DDS_PropertyQosPolicy {
     /** At most resource_limits.participant_property_list_max_length. Default: none. */
@@ -272,7 +304,10 @@ DDS_QOS_POLICY_OPERATIONS(DDS_PropertyQosPolicy);
 /** The most characters of a name in DDS_EntityNameQosPolicy. */
 #define DDS_ENTITY_NAME_LENGTH_MAX 255
 
-/** What an entity is called, for those who look at the system. */
+/**
+ * @brief What an entity is called, for those who look at the system. Fixed at creation.
+ * Nothing acts on it yet: it is kept and read back.
+ */
 typedef struct DDS_EntityNameQosPolicy {
     char *name;      /**< null, the default, or at most 255 characters */
     char *role_name; /**< the same */
@@ -288,7 +323,8 @@ DDS_QOS_POLICY_OPERATIONS(DDS_EntityNameQosPolicy);
 
 /**
  * @brief The partitions of an entity (DDS 1.4 2.2.3.13). Changeable.
- * One empty name means the same as no name, and is read back as that.
+ * One empty name means the same as no name, and is read back as that. Partitions are for matching
+ * others: nothing acts on them yet.
  */
 typedef struct DDS_PartitionQosPolicy {
     /** Names without ','; joined by ',' they have at most 255 characters. Default: none. */

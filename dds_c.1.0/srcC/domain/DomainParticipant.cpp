@@ -1,7 +1,9 @@
 // What a participant is: created, enabled, asked, given topics, deleted.
 #include <string.h>
 
+#include <algorithm>
 #include <array>
+#include <string_view>
 #include <utility>
 
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
@@ -167,41 +169,85 @@ bool initialize_presentation(struct DDS_DomainParticipant *self, DDS_StatusMask 
            DDS_DomainParticipant_has_propertiesI(self, &self->qos, worker);
 }
 
-/** Names what was given for the announcing of the participant, which does not happen yet. */
-void warn_of_what_is_not_announced(const struct DDS_DomainParticipantQos *qos) {
-    const struct {
-        const char *name;
-        bool isGiven;
-    } settings[] = {
-        {"discovery.initial_peers", !DDS_DiscoveryQosPolicy_has_usual_peersI(&qos->discovery)},
-        {"user_data", DDS_OctetSeq_get_length(&qos->user_data.value) > 0},
-        {"partition", DDS_StringSeq_get_length(&qos->partition.name) > 0},
-        {"participant_name",
-         qos->participant_name.name != nullptr || qos->participant_name.role_name != nullptr},
-    };
-    char names[128] = "";
+struct UnusedSetting {
+    const char *name;
+    bool (*isGiven)(const struct DDS_DomainParticipantQos &qos);
+};
 
-    for (const auto &setting : settings) {
-        if (setting.isGiven) {
-            NUVOsapiUtility_strncat(names, sizeof(names) - 1, names[0] != '\0' ? ", " : "", 2);
-            NUVOsapiUtility_strncat(names, sizeof(names) - 1, setting.name, sizeof(names) - 1);
-        }
+/**
+ * What is accepted and kept, and nothing acts on in this version, as far as the presentation half
+ * does not know it. Whoever makes one of them work takes it out of this list.
+ */
+constexpr UnusedSetting UNUSED_SETTINGS[] = {
+    {"user_data",
+     [](const struct DDS_DomainParticipantQos &qos) {
+         return DDS_OctetSeq_get_length(&qos.user_data.value) > 0;
+     }},
+    {"multicast_mapping",
+     [](const struct DDS_DomainParticipantQos &qos) {
+         return DDS_TransportMulticastMappingSeq_get_length(&qos.multicast_mapping.value) > 0;
+     }},
+    {"discovery.initial_peers",
+     [](const struct DDS_DomainParticipantQos &qos) {
+         return DDS_DiscoveryQosPolicy_has_usual_peersI(&qos.discovery) == 0;
+     }},
+    {"property.value.propagate",
+     [](const struct DDS_DomainParticipantQos &qos) {
+         const struct DDS_PropertySeq &properties = qos.property.value;
+
+         return std::any_of(properties._buffer, properties._buffer + properties._length,
+                            [](const DDS_Property_t &property) { return property.propagate; });
+     }},
+    {"participant_name",
+     [](const struct DDS_DomainParticipantQos &qos) {
+         return qos.participant_name.name != nullptr || qos.participant_name.role_name != nullptr;
+     }},
+    {"partition",
+     [](const struct DDS_DomainParticipantQos &qos) {
+         const struct DDS_PartitionQosPolicy none = DDS_PARTITION_QOS_POLICY_INITIALIZER;
+
+         return DDS_PartitionQosPolicy_is_equal(&qos.partition, &none) == DDS_BOOLEAN_FALSE;
+     }},
+};
+
+constexpr size_t unused_settings_size() {
+    size_t size = PRES_UNUSED_SETTINGS_SIZE;
+
+    for (const UnusedSetting &setting : UNUSED_SETTINGS) {
+        size += std::string_view(setting.name).size() + 2;
     }
-    if (names[0] != '\0') {
-        DDSLog_text(NUV_LOG_LEVEL_WARNING, NUV_LOG_EMPTY_TEMPLATE,
-                    "no participant is announced in this version, which these settings are for: %s",
-                    names);
-    }
+    return size;
 }
 
-/** The presentation half names what it does not act on itself; this it never sees. */
-void warn_of_unused_settings(const struct DDS_DomainParticipant *self) {
-    if (DDS_TransportMulticastMappingSeq_get_length(&self->qos.multicast_mapping.value) > 0) {
-        DDSLog_text(NUV_LOG_LEVEL_WARNING, NUV_LOG_EMPTY_TEMPLATE,
-                    "this setting is accepted but nothing acts on it in this version: "
-                    "multicast_mapping");
+/** Names joined by ", ", with room for all of them. */
+struct UnusedSettingNames {
+    char text[unused_settings_size()];
+
+    static void append(void *param, const char *name) {
+        char *const text = static_cast<UnusedSettingNames *>(param)->text;
+        constexpr size_t LENGTH_MAX = unused_settings_size() - 1;
+
+        (void)NUVOsapiUtility_strncat(text, LENGTH_MAX, text[0] != '\0' ? ", " : "", 2);
+        (void)NUVOsapiUtility_strncat(text, LENGTH_MAX, name, LENGTH_MAX);
     }
-    warn_of_what_is_not_announced(&self->qos);
+};
+
+/** Names all settings that were given and that nothing acts on. */
+void warn_of_unused_settings(const struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
+    UnusedSettingNames names = {""};
+
+    for (const UnusedSetting &setting : UNUSED_SETTINGS) {
+        if (setting.isGiven(self->qos)) {
+            UnusedSettingNames::append(&names, setting.name);
+        }
+    }
+    PRESParticipant_listUnusedSettings(self->presentation.participant, UnusedSettingNames::append,
+                                       &names, worker);
+    if (names.text[0] != '\0') {
+        DDSLog_text(NUV_LOG_LEVEL_WARNING, NUV_LOG_EMPTY_TEMPLATE,
+                    "these settings are accepted but nothing acts on them in this version: %s",
+                    names.text);
+    }
 }
 
 /** Frees whatever the participant has but its presentation half. */
@@ -383,7 +429,9 @@ DDS_DomainParticipant_newI(struct DDS_DomainParticipantFactory *factory,
         free_participant(self);
         return nullptr;
     }
-    warn_of_unused_settings(self);
+    if (DDSLog_isEnabled(NUV_LOG_LEVEL_WARNING)) {
+        warn_of_unused_settings(self, worker.get());
+    }
     NUVNetioRuntime_addInterfaceListener(self->resources.runtime, &self->interfaceListener);
     return self;
 }
@@ -482,7 +530,38 @@ DDS_ReturnCode_t DDS_DomainParticipant_enable(DDS_DomainParticipant *self) {
 
 DDS_Long DDS_DomainParticipant_get_max_participant_index(
     const struct DDS_RtpsWellKnownPorts_t *rtps_well_known_ports) {
-    return DDS_DomainParticipantPresentation_get_max_participant_indexI(rtps_well_known_ports);
+    if (DDSLog_isNull(rtps_well_known_ports)) {
+        return -1;
+    }
+    const struct DDS_RtpsWellKnownPorts_t &ports = *rtps_well_known_ports;
+    const DDS_Long gain = ports.participant_id_gain;
+    struct DDS_RtpsWellKnownPorts_t lowOffsets = ports;
+
+    /* Offsets of at most the gain cost no index; all else that can be wrong is said at once. */
+    lowOffsets.builtin_unicast_port_offset = std::min(ports.builtin_unicast_port_offset, gain);
+    lowOffsets.user_unicast_port_offset = std::min(ports.user_unicast_port_offset, gain);
+    const DDS_Long bound =
+        DDS_DomainParticipantPresentation_get_max_participant_indexI(&lowOffsets);
+
+    if (bound < 0) {
+        return -1;
+    }
+    const DDS_Long index = DDS_DomainParticipantPresentation_get_max_participant_indexI(&ports);
+
+    if (index < 0) {
+        const bool isUser = ports.user_unicast_port_offset > ports.builtin_unicast_port_offset;
+
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
+                    "rtps_well_known_ports.%s is %d, which leaves no participant index: with "
+                    "port_base %d, domain_id_gain %d and participant_id_gain %d allowed are at "
+                    "most %d",
+                    isUser ? "user_unicast_port_offset" : "builtin_unicast_port_offset",
+                    isUser ? ports.user_unicast_port_offset : ports.builtin_unicast_port_offset,
+                    ports.port_base, ports.domain_id_gain, gain,
+                    std::max(gain, gain * (bound + 1) - 1));
+        return -1;
+    }
+    return index;
 }
 
 DDS_DomainId_t DDS_DomainParticipant_get_domain_id(const DDS_DomainParticipant *self) {

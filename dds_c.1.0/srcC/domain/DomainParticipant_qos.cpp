@@ -15,21 +15,13 @@
 
 namespace {
 
-/** No name, or one empty name. */
-bool is_default_partition(const struct DDS_PartitionQosPolicy *partition) {
-    const DDS_Long length = DDS_StringSeq_get_length(&partition->name);
-
-    return length == 0 || (length == 1 && DDS_StringSeq_get(&partition->name, 0)[0] == '\0');
-}
-
 /** Whether what has to be allocated to be read back is all there. */
 bool has_variable_parts_of(const struct DDS_DomainParticipantQos *qos,
                            const struct DDS_DomainParticipantQos *running) {
     return DDS_UserDataQosPolicy_is_equal(&qos->user_data, &running->user_data) &&
            DDS_PropertyQosPolicy_is_equal(&qos->property, &running->property) &&
            DDS_EntityNameQosPolicy_is_equal(&qos->participant_name, &running->participant_name) &&
-           (DDS_StringSeq_get_length(&qos->partition.name) > 0 ||
-            is_default_partition(&running->partition));
+           DDS_PartitionQosPolicy_is_equal(&qos->partition, &running->partition);
 }
 
 #undef DDS_LOG_FUNCTION
@@ -78,15 +70,13 @@ bool check_fixed_policies(const struct DDS_DomainParticipantQos *running,
     return true;
 }
 
-bool has_same_value(const struct DDS_PropertyQosPolicy *policy,
-                    const struct DDS_Property_t *property) {
+bool has_property(const struct DDS_PropertyQosPolicy *policy,
+                  const struct DDS_Property_t *property) {
     const struct DDS_Property_t *other =
         DDS_PropertyQosPolicyHelper_lookup_property(policy, property->name);
 
-    if (other == nullptr || other->value == nullptr || property->value == nullptr) {
-        return other != nullptr && other->value == property->value;
-    }
-    return strcmp(other->value, property->value) == 0;
+    return other != nullptr && other->propagate == property->propagate &&
+           strcmp(other->value, property->value) == 0;
 }
 
 /** Every property of @p left that is read at creation only must be in @p right as well. */
@@ -95,7 +85,7 @@ bool check_fixed_properties(const struct DDS_PropertyQosPolicy *left,
     for (DDS_Long i = 0; i < DDS_PropertySeq_get_length(&left->value); ++i) {
         const struct DDS_Property_t *property = DDS_PropertySeq_get_reference(&left->value, i);
 
-        if (is_read_at_creation(property) && !has_same_value(right, property)) {
+        if (is_read_at_creation(property) && !has_property(right, property)) {
             DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_IMMUTABLE_POLICY_s, property->name);
             return false;
         }

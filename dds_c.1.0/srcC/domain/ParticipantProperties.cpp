@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include "domain/domain_internal.h"
 #include "reda/reda_string.h"
 
 #define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
@@ -15,7 +16,7 @@ constexpr char PREFIX[] = "dds.";
 
 enum class Kind {
     BOOLEAN,
-    SERIALIZATION_KIND,
+    NUMBER, /**< from 0 to the largest one */
     DURATION,
     INTEGER,
     CHECKED_ELSEWHERE, /**< by whoever reads it, with a message of its own */
@@ -24,16 +25,17 @@ enum class Kind {
 struct KnownProperty {
     const char *name;
     Kind kind;
+    NUV_UINT32 largest = 0;
 };
 
 constexpr KnownProperty KNOWN_PROPERTIES[] = {
     {PROPERTY_ALLOW_INTERFACES, Kind::CHECKED_ELSEWHERE},
-    {"dds.domain_participant.max_announced_locator_list_size", Kind::CHECKED_ELSEWHERE},
-    {"dds.domain_participant.asynchronous_publisher_thread_destruction_timeout",
-     Kind::CHECKED_ELSEWHERE},
+    {"dds.domain_participant.max_announced_locator_list_size", Kind::NUMBER,
+     DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX},
+    {"dds.domain_participant.asynchronous_publisher_thread_destruction_timeout", Kind::NUMBER, 60},
     {"dds.participant.use_45d_compatible_alignment_enforcement", Kind::BOOLEAN},
     {"dds.participant.discovery_config.log_discovery_mismatch", Kind::BOOLEAN},
-    {"dds.participant.directed_write_serialization_kind", Kind::SERIALIZATION_KIND},
+    {"dds.participant.directed_write_serialization_kind", Kind::NUMBER, 2},
     {"dds.participant.logging.time_based_logging.send.timeout", Kind::DURATION},
     {"dds.participant.logging.time_based_logging.ea.timeout", Kind::DURATION},
     {"dds.participant.logging.time_based_logging.ea.tracked_level", Kind::INTEGER},
@@ -52,10 +54,28 @@ const KnownProperty *find_known(const char *name) {
     return nullptr;
 }
 
-bool refuse(const DDS_Property_t &property, const char *allowed) {
+bool check_boolean(const DDS_Property_t &property) {
+    int boolean = 0;
+
+    if (REDAString_strToBoolean(property.value, &boolean)) {
+        return true;
+    }
     DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_INCONSISTENT_QOS_TEMPLATE,
-                "property %s has the value %.128s but can only be %s", property.name,
-                property.value, allowed);
+                "property %s has the value %.128s but can only be a boolean (0, 1, false, true, "
+                "no, yes, off, on)",
+                property.name, property.value);
+    return false;
+}
+
+bool check_number(const DDS_Property_t &property, NUV_UINT32 largest) {
+    NUV_UINT32 number = 0;
+
+    if (REDAString_strToUnsignedLong(property.value, &number) && number <= largest) {
+        return true;
+    }
+    DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_INCONSISTENT_QOS_TEMPLATE,
+                "property %s has the value %.128s but can only be a number from 0 to %u",
+                property.name, property.value, largest);
     return false;
 }
 
@@ -65,20 +85,15 @@ void warn(const DDS_Property_t &property, const char *allowed) {
                 property.name, property.value, allowed);
 }
 
-bool check_value(const DDS_Property_t &property, Kind kind) {
-    int boolean = 0;
-    NUV_UINT32 serializationKind = 0;
+bool check_value(const DDS_Property_t &property, const KnownProperty &known) {
     NUV_INT32 integer = 0;
     NUVNtpTime duration = NUV_NTP_TIME_ZERO;
 
-    switch (kind) {
+    switch (known.kind) {
     case Kind::BOOLEAN:
-        return REDAString_strToBoolean(property.value, &boolean) ||
-               refuse(property, "a boolean (0, 1, false, true, no, yes, off, on)");
-    case Kind::SERIALIZATION_KIND:
-        return (REDAString_strToUnsignedLong(property.value, &serializationKind) &&
-                serializationKind <= 2) ||
-               refuse(property, "(0, 1, 2)");
+        return check_boolean(property);
+    case Kind::NUMBER:
+        return check_number(property, known.largest);
     case Kind::DURATION:
         if (!REDAString_strToNtpTime(property.value, &duration)) {
             warn(property, "a number of seconds, as 0.125, or infinite");
@@ -114,7 +129,7 @@ bool check_participant_properties(const struct DDS_PropertyQosPolicy *properties
             DDSLog_text(NUV_LOG_LEVEL_WARNING, NUV_LOG_INCONSISTENT_QOS_TEMPLATE,
                         "property %.128s is passed over: nobody knows a property of this name",
                         property.name);
-        } else if (!check_value(property, known->kind)) {
+        } else if (!check_value(property, *known)) {
             return false;
         }
     }

@@ -14,9 +14,9 @@ constexpr const char *PROPERTY_ALLOW_INTERFACES = "dds.transport.allow_interface
 bool is_read_at_creation(const struct DDS_Property_t *property);
 
 /**
- * Looks at the values before anything is made of them. A value that would end the creation half-way
- * is refused with one error; one that would be passed over in silence, and a name that nobody
- * knows, is a warning.
+ * Looks at the values before anything is made of them. A value that would end the creation
+ * half-way, or be taken for another one, is refused with one error; one that would be passed over
+ * in silence, and a name that nobody knows, is a warning.
  */
 bool check_participant_properties(const struct DDS_PropertyQosPolicy *properties);
 

@@ -31,6 +31,14 @@ bool check_range(const char *setting, DDS_Long value, DDS_Long smallest, DDS_Lon
     return false;
 }
 
+bool check_boolean(const char *setting, DDS_Boolean value) {
+    if (dds::value::is_boolean(value)) {
+        return true;
+    }
+    REPORT("%s is %d; allowed are 0 and 1", setting, value);
+    return false;
+}
+
 bool check_mask(const char *setting, DDS_UnsignedLong mask, DDS_UnsignedLong allowed) {
     if ((mask & ~allowed) == 0) {
         return true;
@@ -137,11 +145,13 @@ bool check(const DDS_DomainParticipantResourceLimitsQosPolicy &limits) {
                        limits.transport_info_list_max_length, 0,
                        DDS_TRANSPORT_INFO_LIST_LENGTH_MAX) &&
            check_range("resource_limits.participant_user_data_max_length",
-                       limits.participant_user_data_max_length, 0, UNLIMITED) &&
+                       limits.participant_user_data_max_length, 0, DDS_USER_DATA_LENGTH_MAX) &&
            check_range("resource_limits.participant_property_list_max_length",
-                       limits.participant_property_list_max_length, 0, UNLIMITED) &&
+                       limits.participant_property_list_max_length, 0,
+                       DDS_PROPERTY_LIST_LENGTH_MAX) &&
            check_range("resource_limits.participant_property_string_max_length",
-                       limits.participant_property_string_max_length, 0, UNLIMITED);
+                       limits.participant_property_string_max_length, 0,
+                       DDS_PROPERTY_STRING_LENGTH_MAX);
 }
 
 bool check(const DDS_WireProtocolQosPolicy &policy) {
@@ -254,6 +264,11 @@ bool check(const DDS_PropertyQosPolicy &policy,
                    property.name);
             return false;
         }
+        if (!dds::value::is_boolean(property.propagate)) {
+            REPORT("property.value[%d].propagate of \"%.128s\" is %d; allowed are 0 and 1", i,
+                   property.name, property.propagate);
+            return false;
+        }
         if (is_repeated(properties, i)) {
             REPORT("property.value[%d].name is \"%.128s\" again; allowed is each name once", i,
                    property.name);
@@ -297,6 +312,8 @@ DDS_Boolean DDS_DomainParticipantQos_is_consistent(const DDS_DomainParticipantQo
         check_limit("user_data.value", self->user_data.value._length, "octets",
                     "resource_limits.participant_user_data_max_length",
                     self->resource_limits.participant_user_data_max_length) &&
+        check_boolean("entity_factory.autoenable_created_entities",
+                      self->entity_factory.autoenable_created_entities) &&
         check(self->wire_protocol) && check(self->transport_builtin) &&
         check(self->default_unicast) && check(self->multicast_mapping) && check(self->discovery) &&
         check_enabled_transports("discovery.enabled_transports", self->discovery.enabled_transports,

@@ -8,9 +8,29 @@
 
 using dds::value::to_boolean;
 
-#define NAME_IS_EMPTY "name is empty: allowed is the name of a property"
-
 namespace {
+
+// The check below logs in the name of the operation that it is a step of.
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION function
+
+/** Whether a policy may have a property of this name with this mark. */
+bool check(const char *function, const char *name, DDS_Boolean propagate) {
+    if (name[0] == '\0') {
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
+                    "name is empty: allowed is the name of a property");
+        return false;
+    }
+    if (!dds::value::is_boolean(propagate)) {
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
+                    "propagate of property '%.128s' is %d: allowed are 0 and 1", name, propagate);
+        return false;
+    }
+    return true;
+}
+
+#undef DDS_LOG_FUNCTION
+#define DDS_LOG_FUNCTION __func__
 
 /** False when memory runs out. */
 bool append(DDS_PropertyQosPolicy &policy, const char *name, const char *value,
@@ -50,8 +70,7 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_add_property(DDS_PropertyQosPolicy 
     if (DDSLog_isNull(policy) || DDSLog_isNull(name) || DDSLog_isNull(value)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    if (name[0] == '\0') {
-        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE, NAME_IS_EMPTY);
+    if (!check(__func__, name, propagate)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
     if (DDS_PropertyQosPolicyHelper_lookup_property(policy, name) != nullptr) {
@@ -72,8 +91,7 @@ DDS_ReturnCode_t DDS_PropertyQosPolicyHelper_assert_property(DDS_PropertyQosPoli
     if (DDSLog_isNull(policy) || DDSLog_isNull(name) || DDSLog_isNull(value)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    if (name[0] == '\0') {
-        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE, NAME_IS_EMPTY);
+    if (!check(__func__, name, propagate)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
     DDS_Property_t *property = DDS_PropertyQosPolicyHelper_lookup_property(policy, name);

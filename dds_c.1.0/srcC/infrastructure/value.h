@@ -58,6 +58,11 @@ inline DDS_Boolean to_boolean(bool truth) {
     return truth ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE;
 }
 
+/** Whether a truth value is one of the two that there are; an octet may be any. */
+inline bool is_boolean(DDS_Boolean value) {
+    return value == DDS_BOOLEAN_FALSE || value == DDS_BOOLEAN_TRUE;
+}
+
 template <typename T>
 bool is_equal(const T &left, const T &right) {
     if constexpr (String<T>) {

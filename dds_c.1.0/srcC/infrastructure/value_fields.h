@@ -1,6 +1,7 @@
 /**
  * @file value_fields.h
- * @brief The fields of each public record, and the elements of each sequence.
+ * @brief The fields of each public record, the elements of each sequence, and what is equal though
+ * its fields are not.
  */
 #ifndef INFRASTRUCTURE_VALUE_FIELDS_H
 #define INFRASTRUCTURE_VALUE_FIELDS_H
@@ -98,6 +99,24 @@ DDS_FIELDS(DDS_DomainParticipantQos, &DDS_DomainParticipantQos::user_data,
 
 #undef DDS_FIELDS
 #undef DDS_ELEMENT
+
+/** All infinite durations are the same; only one of their spellings is read back. */
+template <>
+inline bool is_equal(const DDS_Duration_t &left, const DDS_Duration_t &right) {
+    const DDS_Boolean is_infinite = DDS_Duration_is_infinite(&left);
+    return is_infinite == DDS_Duration_is_infinite(&right) &&
+           (is_infinite || (left.sec == right.sec && left.nanosec == right.nanosec));
+}
+
+/** No name and one empty name are the same, the default partition. */
+template <>
+inline bool is_equal(const DDS_PartitionQosPolicy &left, const DDS_PartitionQosPolicy &right) {
+    const auto is_default = [](const DDS_StringSeq &names) {
+        return names._length == 0 ||
+               (names._length == 1 && names._buffer[0] != nullptr && names._buffer[0][0] == '\0');
+    };
+    return (is_default(left.name) && is_default(right.name)) || is_equal(left.name, right.name);
+}
 
 } // namespace dds::value
 

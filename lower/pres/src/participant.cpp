@@ -7,7 +7,6 @@
 #include "osapi/osapi_heap.h"
 #include "pres_log.h"
 #include "propertyRules.h"
-#include "unusedSettings.h"
 
 using Phase = PRESParticipant::Phase;
 
@@ -100,6 +99,7 @@ struct PRESParticipant *PRESParticipant_new(
                            eventThreadFactory, asynchPubThreadFactory, {}};
     if (security != nullptr) {
         self->collaborators.security = *security;
+        self->isSecure = true;
     }
     if (listener != nullptr) {
         self->listener = *listener;
@@ -114,16 +114,6 @@ struct PRESParticipant *PRESParticipant_new(
     if (self->facade == nullptr) { // which has said why
         free_participant(self);
         return nullptr;
-    }
-    if (PRESLog_isEnabled(worker, NUV_LOG_LEVEL_WARNING)) {
-        char unused[PRES_UNUSED_SETTINGS_TEXT_SIZE];
-        PRESParticipantProperty_listUnusedSettingsI(property, security != nullptr, unused);
-        if (unused[0] != '\0') {
-            PRESLog_warning(worker,
-                            "these settings are accepted but nothing acts on them in this version: "
-                            "%s",
-                            unused);
-        }
     }
     return self;
 }

@@ -26,7 +26,6 @@ static inline bool PRESLog_isEnabled(const struct REDAWorker *worker, NUV_UINT32
     } while (0)
 
 #define PRESLog_error(worker, ...) PRESLog_text(worker, NUV_LOG_LEVEL_ERROR, __VA_ARGS__)
-#define PRESLog_warning(worker, ...) PRESLog_text(worker, NUV_LOG_LEVEL_WARNING, __VA_ARGS__)
 #define PRESLog_debug(worker, ...) PRESLog_text(worker, NUV_LOG_LEVEL_DEBUG, __VA_ARGS__)
 
 /** An expression: true when the pointer is null, which it then reports as a failed precondition. */

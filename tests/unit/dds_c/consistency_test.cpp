@@ -64,22 +64,42 @@ TEST_F(ConsistencyTest, TransportInfoLimitIsWithin0To100) {
     expect_refused("resource_limits.transport_info_list_max_length is -1; allowed is 0 to 100");
 }
 
-TEST_F(ConsistencyTest, OtherLimitsAreNotNegative) {
-    auto &limits = qos_.resource_limits;
-    limits.participant_user_data_max_length = 0;
-    limits.participant_property_list_max_length = 0;
-    limits.participant_property_string_max_length = 0;
+TEST_F(ConsistencyTest, LimitsAreWithinWhatAnAnnouncementHolds) {
+    using Limits = DDS_DomainParticipantResourceLimitsQosPolicy;
+    const struct {
+        DDS_Long Limits::*limit;
+        const char *name;
+        DDS_Long largest;
+    } limits[] = {
+        {&Limits::participant_user_data_max_length, "participant_user_data_max_length", 65528},
+        {&Limits::participant_property_list_max_length, "participant_property_list_max_length",
+         4095},
+        {&Limits::participant_property_string_max_length, "participant_property_string_max_length",
+         65520}};
+    for (const auto &[limit, name, largest] : limits) {
+        DDS_Long &value = qos_.resource_limits.*limit;
+        for (DDS_Long allowed : {0, largest}) {
+            value = allowed;
+            expect_consistent();
+        }
+        for (DDS_Long refused : {-1, largest + 1, 0x7FFFFFFF}) {
+            value = refused;
+            expect_refused(std::string("resource_limits.") + name + " is " +
+                           std::to_string(refused) + "; allowed is 0 to " +
+                           std::to_string(largest));
+        }
+        value = 0;
+    }
+}
+
+TEST_F(ConsistencyTest, BooleansAre0Or1) {
+    qos_.entity_factory.autoenable_created_entities = 2;
+    expect_refused("entity_factory.autoenable_created_entities is 2; allowed are 0 and 1");
+    qos_.entity_factory.autoenable_created_entities = DDS_BOOLEAN_FALSE;
+    add_property("a", "1", DDS_BOOLEAN_TRUE);
     expect_consistent();
-    limits.participant_user_data_max_length = -1;
-    expect_refused("resource_limits.participant_user_data_max_length is -1; allowed is 0 or more");
-    limits.participant_user_data_max_length = 0x7FFFFFFF;
-    limits.participant_property_list_max_length = -2;
-    expect_refused(
-        "resource_limits.participant_property_list_max_length is -2; allowed is 0 or more");
-    limits.participant_property_list_max_length = 0x7FFFFFFF;
-    limits.participant_property_string_max_length = -3;
-    expect_refused(
-        "resource_limits.participant_property_string_max_length is -3; allowed is 0 or more");
+    qos_.property.value._buffer[0].propagate = 255;
+    expect_refused("property.value[0].propagate of \"a\" is 255; allowed are 0 and 1");
 }
 
 TEST_F(ConsistencyTest, UserDataKeepsItsLimit) {

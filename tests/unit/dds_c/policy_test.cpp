@@ -254,8 +254,12 @@ TEST_F(PolicyTest, DiscoveryConfig) {
     EXPECT_EQ(DDS_DISCOVERYCONFIG_BUILTIN_SPDP2, 0x10u);
     expect_value_semantics<DDS_DiscoveryConfigQosPolicy>(
         OPERATIONS(DDS_DiscoveryConfigQosPolicy),
-        {[](auto &changed) { changed.locator_reachability_lease_duration.sec = 5; },
-         [](auto &changed) { changed.locator_reachability_lease_duration.nanosec = 5; },
+        {[](auto &changed) {
+             changed.locator_reachability_lease_duration = {5, 0};
+         },
+         [](auto &changed) {
+             changed.locator_reachability_lease_duration = {5, 5};
+         },
          [](auto &changed) { changed.builtin_discovery_plugins = 0x10; }});
 }
 
@@ -311,8 +315,39 @@ TEST_F(PolicyTest, Partition) {
     EXPECT_EQ(policy.name._length, 0);
     expect_value_semantics<DDS_PartitionQosPolicy>(
         OPERATIONS(DDS_PartitionQosPolicy),
-        {[](auto &changed) { ASSERT_TRUE(DDS_StringSeq_append(&changed.name, "")); },
-         [](auto &changed) { ASSERT_TRUE(DDS_StringSeq_append(&changed.name, "a")); }});
+        {[](auto &changed) { ASSERT_TRUE(DDS_StringSeq_append(&changed.name, "a")); },
+         [](auto &changed) {
+             ASSERT_TRUE(DDS_StringSeq_append(&changed.name, ""));
+             ASSERT_TRUE(DDS_StringSeq_append(&changed.name, ""));
+         }});
+}
+
+TEST_F(PolicyTest, OneEmptyPartitionIsEqualToNone) {
+    DDS_PartitionQosPolicy none = DDS_PARTITION_QOS_POLICY_INITIALIZER;
+    DDS_PartitionQosPolicy one = DDS_PARTITION_QOS_POLICY_INITIALIZER;
+    ASSERT_TRUE(DDS_StringSeq_append(&one.name, ""));
+    EXPECT_TRUE(DDS_PartitionQosPolicy_is_equal(&none, &one));
+    EXPECT_TRUE(DDS_PartitionQosPolicy_is_equal(&one, &none));
+    ASSERT_TRUE(DDS_String_replace(&one.name._buffer[0], "a"));
+    EXPECT_FALSE(DDS_PartitionQosPolicy_is_equal(&none, &one));
+    DDS_PartitionQosPolicy_finalize(&one);
+}
+
+TEST_F(PolicyTest, LeasesAreEqualWhenBothAreInfinite) {
+    const DDS_Duration_t infinite[] = {
+        DDS_DURATION_INFINITE, {0x7FFFFFFF, 0}, {5, 0x7FFFFFFFu}, {0, 0xFFFFFFFFu}};
+    DDS_DiscoveryConfigQosPolicy left = DDS_DISCOVERY_CONFIG_QOS_POLICY_INITIALIZER;
+    DDS_DiscoveryConfigQosPolicy right = DDS_DISCOVERY_CONFIG_QOS_POLICY_INITIALIZER;
+    const DDS_DiscoveryConfigQosPolicy finite = {{5, 0}, DDS_DISCOVERYCONFIG_BUILTIN_SPDP};
+    for (const DDS_Duration_t &one : infinite) {
+        left.locator_reachability_lease_duration = one;
+        for (const DDS_Duration_t &other : infinite) {
+            right.locator_reachability_lease_duration = other;
+            EXPECT_TRUE(DDS_DiscoveryConfigQosPolicy_is_equal(&left, &right));
+        }
+        EXPECT_FALSE(DDS_DiscoveryConfigQosPolicy_is_equal(&left, &finite));
+        EXPECT_FALSE(DDS_DiscoveryConfigQosPolicy_is_equal(&finite, &left));
+    }
 }
 
 } // namespace

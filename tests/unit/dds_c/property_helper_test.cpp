@@ -112,6 +112,18 @@ TEST_F(PropertyHelperTest, RemovingKeepsTheOrderOfTheOthers) {
     EXPECT_TRUE(messages_.empty());
 }
 
+TEST_F(PropertyHelperTest, PropagateIs0Or1) {
+    EXPECT_EQ(add("a", "1", 2), DDS_RETCODE_BAD_PARAMETER);
+    expect_error("add_property", "NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE",
+                 "propagate of property 'a' is 2: allowed are 0 and 1");
+    EXPECT_EQ(list(), "");
+    EXPECT_EQ(add("a", "1"), DDS_RETCODE_OK);
+    EXPECT_EQ(assert_property("a", "2", 255), DDS_RETCODE_BAD_PARAMETER);
+    expect_error("assert_property", "NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE",
+                 "propagate of property 'a' is 255: allowed are 0 and 1");
+    EXPECT_EQ(list(), "a=1 ");
+}
+
 TEST_F(PropertyHelperTest, AnEmptyNameIsRefused) {
     EXPECT_EQ(add("", "1"), DDS_RETCODE_BAD_PARAMETER);
     expect_error("add_property", "NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE",

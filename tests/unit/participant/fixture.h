@@ -22,7 +22,7 @@ public:
     DDS_DomainParticipantQos *operator->() {
         return &qos_;
     }
-    const DDS_DomainParticipantQos *get() const {
+    DDS_DomainParticipantQos *get() {
         return &qos_;
     }
 

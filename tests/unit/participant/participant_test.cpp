@@ -330,13 +330,6 @@ TEST_F(Participant, RefusesNull) {
     EXPECT_EQ(DDS_DomainParticipant_delete_topic(participant, nullptr), DDS_RETCODE_BAD_PARAMETER);
     EXPECT_EQ(DDS_Topic_get_name(nullptr), nullptr);
     EXPECT_EQ(DDS_Topic_get_type_name(nullptr), nullptr);
-    EXPECT_EQ(DDS_DomainParticipant_get_max_participant_index(nullptr), -1);
-}
-
-TEST_F(Participant, LeavesRoomForThoseOfTheNextDomain) {
-    EXPECT_EQ(
-        DDS_DomainParticipant_get_max_participant_index(&qos->wire_protocol.rtps_well_known_ports),
-        119);
 }
 
 } // namespace

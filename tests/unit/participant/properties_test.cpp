@@ -42,15 +42,26 @@ TEST_P(RefusedProperty, IsNamedWithItsValueAndWhatIsAllowed) {
 }
 
 const char *const BOOLEANS = "a boolean (0, 1, false, true, no, yes, off, on)";
+const char *const LIST_SIZE = "dds.domain_participant.max_announced_locator_list_size";
+const char *const THREAD_TIMEOUT =
+    "dds.domain_participant.asynchronous_publisher_thread_destruction_timeout";
 
 INSTANTIATE_TEST_SUITE_P(
     All, RefusedProperty,
     testing::Values(
         BadValue{"dds.participant.use_45d_compatible_alignment_enforcement", "maybe", BOOLEANS},
         BadValue{"dds.participant.discovery_config.log_discovery_mismatch", "2", BOOLEANS},
-        BadValue{"dds.participant.directed_write_serialization_kind", "3", "(0, 1, 2)"},
-        BadValue{"dds.participant.directed_write_serialization_kind", "-1", "(0, 1, 2)"},
-        BadValue{"dds.participant.directed_write_serialization_kind", "abc", "(0, 1, 2)"}));
+        BadValue{"dds.participant.directed_write_serialization_kind", "3", "a number from 0 to 2"},
+        BadValue{"dds.participant.directed_write_serialization_kind", "-1", "a number from 0 to 2"},
+        BadValue{"dds.participant.directed_write_serialization_kind", "abc",
+                 "a number from 0 to 2"},
+        BadValue{LIST_SIZE, "17", "a number from 0 to 16"},
+        BadValue{LIST_SIZE, "-1", "a number from 0 to 16"},
+        BadValue{LIST_SIZE, "abc", "a number from 0 to 16"},
+        BadValue{LIST_SIZE, "8 of them", "a number from 0 to 16"},
+        BadValue{LIST_SIZE, "4294967297", "a number from 0 to 16"},
+        BadValue{THREAD_TIMEOUT, "61", "a number from 0 to 60"},
+        BadValue{THREAD_TIMEOUT, "", "a number from 0 to 60"}));
 
 class PassedOverProperty : public ParticipantProperties,
                            public testing::WithParamInterface<BadValue> {};
@@ -86,7 +97,7 @@ TEST_F(ParticipantProperties, UnknownNameOfTheLibrarysOwnIsAWarning) {
 }
 
 TEST_F(ParticipantProperties, GoodValuesAreNotMentioned) {
-    add(TIME_BASED + "send.timeout", "0.5");
+    add(TIME_BASED + "send.timeout", "infinite");
     add(TIME_BASED + "ea.timeout", "infinite");
     add(TIME_BASED + "ea.tracked_level", "20");
 
@@ -102,33 +113,125 @@ TEST_F(ParticipantProperties, TrackedPortsThatAreNoneAreRefused) {
     EXPECT_THAT(errors(), testing::Contains(HasSubstr("tracked_ports")));
 }
 
-TEST_F(ParticipantProperties, MulticastMappingIsNamedAsNotActedOn) {
-    ASSERT_TRUE(
-        DDS_TransportMulticastMappingSeq_ensure_length(&qos->multicast_mapping.value, 1, 1));
-    auto *mapping =
-        DDS_TransportMulticastMappingSeq_get_reference(&qos->multicast_mapping.value, 0);
-    ASSERT_TRUE(DDS_StringSeq_append(&mapping->addresses, "239.255.1.1"));
-    ASSERT_TRUE(DDS_String_replace(&mapping->topic_expression, "*"));
+struct UnusedSetting {
+    const char *name;
+    void (*give)(DDS_DomainParticipantQos &qos);
+};
 
-    EXPECT_NE(create(), nullptr);
-    EXPECT_THAT(messages(NUV_LOG_LEVEL_WARNING),
-                ElementsAre("this setting is accepted but nothing acts on it in this version: "
-                            "multicast_mapping"));
+void PrintTo(const UnusedSetting &setting, std::ostream *out) {
+    *out << setting.name;
 }
 
-TEST_F(ParticipantProperties, WhatIsNotAnnouncedIsNamedOnce) {
-    const DDS_Octet octet = 1;
+template <DDS_Boolean PROPAGATE = DDS_BOOLEAN_FALSE>
+void add_property(DDS_DomainParticipantQos &qos, const char *name, const char *value) {
+    ASSERT_EQ(DDS_PropertyQosPolicyHelper_add_property(&qos.property, name, value, PROPAGATE),
+              DDS_RETCODE_OK);
+}
 
-    ASSERT_TRUE(DDS_OctetSeq_from_array(&qos->user_data.value, &octet, 1));
-    ASSERT_TRUE(DDS_StringSeq_append(&qos->partition.name, "p"));
-    ASSERT_TRUE(DDS_String_replace(&qos->participant_name.name, "n"));
-    ASSERT_TRUE(DDS_StringSeq_append(&qos->discovery.initial_peers, "192.0.2.9"));
+/** In the order in which the warning names them. */
+const UnusedSetting UNUSED_SETTINGS[] = {
+    {"user_data",
+     [](DDS_DomainParticipantQos &qos) {
+         ASSERT_TRUE(DDS_OctetSeq_ensure_length(&qos.user_data.value, 1, 1));
+     }},
+    {"multicast_mapping",
+     [](DDS_DomainParticipantQos &qos) {
+         DDS_TransportMulticastMappingSeq &mappings = qos.multicast_mapping.value;
+         ASSERT_TRUE(DDS_TransportMulticastMappingSeq_ensure_length(&mappings, 1, 1));
+         ASSERT_TRUE(DDS_StringSeq_append(&mappings._buffer[0].addresses, "239.255.1.1"));
+         ASSERT_TRUE(DDS_String_replace(&mappings._buffer[0].topic_expression, "*"));
+     }},
+    {"discovery.initial_peers",
+     [](DDS_DomainParticipantQos &qos) {
+         ASSERT_TRUE(DDS_StringSeq_append(&qos.discovery.initial_peers, "192.0.2.9"));
+     }},
+    {"property.value.propagate",
+     [](DDS_DomainParticipantQos &qos) {
+         add_property(qos, "color", "green");
+         add_property<DDS_BOOLEAN_TRUE>(qos, "size", "3");
+     }},
+    {"participant_name",
+     [](DDS_DomainParticipantQos &qos) {
+         ASSERT_TRUE(DDS_String_replace(&qos.participant_name.role_name, "r"));
+     }},
+    {"partition",
+     [](DDS_DomainParticipantQos &qos) {
+         ASSERT_TRUE(DDS_StringSeq_append(&qos.partition.name, "p"));
+     }},
+    {"dds.participant.logging.time_based_logging.send.timeout",
+     [](DDS_DomainParticipantQos &qos) {
+         add_property(qos, "dds.participant.logging.time_based_logging.send.timeout", "0.5");
+     }},
+    {"dds.participant.logging.time_based_logging.authentication.timeout",
+     [](DDS_DomainParticipantQos &qos) {
+         add_property(qos, "dds.participant.logging.time_based_logging.authentication.timeout",
+                      "1");
+     }},
+    {"dds.participant.use_45d_compatible_alignment_enforcement",
+     [](DDS_DomainParticipantQos &qos) {
+         add_property(qos, "dds.participant.use_45d_compatible_alignment_enforcement", "1");
+     }},
+    {"dds.participant.discovery_config.log_discovery_mismatch",
+     [](DDS_DomainParticipantQos &qos) {
+         add_property(qos, "dds.participant.discovery_config.log_discovery_mismatch", "1");
+     }},
+    {"discovery_config.builtin_discovery_plugins",
+     [](DDS_DomainParticipantQos &qos) {
+         qos.discovery_config.builtin_discovery_plugins = DDS_DISCOVERYCONFIG_BUILTIN_SPDP2;
+     }},
+    {"discovery_config.locator_reachability_lease_duration",
+     [](DDS_DomainParticipantQos &qos) {
+         qos.discovery_config.locator_reachability_lease_duration = {5, 0};
+     }},
+    {"dds.participant.directed_write_serialization_kind",
+     [](DDS_DomainParticipantQos &qos) {
+         add_property(qos, "dds.participant.directed_write_serialization_kind", "1");
+     }},
+    {"dds.domain_participant.asynchronous_publisher_thread_destruction_timeout",
+     [](DDS_DomainParticipantQos &qos) {
+         add_property(
+             qos, "dds.domain_participant.asynchronous_publisher_thread_destruction_timeout", "5");
+     }},
+};
+
+const std::string NOTHING_ACTS =
+    "these settings are accepted but nothing acts on them in this version: ";
+
+class UnusedSettings : public ParticipantTest, public testing::WithParamInterface<UnusedSetting> {};
+
+TEST_P(UnusedSettings, AreNamedInAWarning) {
+    GetParam().give(*qos.get());
 
     EXPECT_NE(create(), nullptr);
-    EXPECT_THAT(messages(NUV_LOG_LEVEL_WARNING),
-                ElementsAre("no participant is announced in this version, which these settings are "
-                            "for: discovery.initial_peers, user_data, partition, "
-                            "participant_name"));
+    EXPECT_THAT(messages(NUV_LOG_LEVEL_WARNING), ElementsAre(NOTHING_ACTS + GetParam().name));
+}
+
+INSTANTIATE_TEST_SUITE_P(All, UnusedSettings, testing::ValuesIn(UNUSED_SETTINGS));
+
+TEST_F(ParticipantProperties, AllUnusedSettingsAreNamedInOneWarning) {
+    std::string names;
+
+    for (const UnusedSetting &setting : UNUSED_SETTINGS) {
+        setting.give(*qos.get());
+        names += (names.empty() ? "" : ", ") + std::string(setting.name);
+    }
+    EXPECT_NE(create(), nullptr);
+    EXPECT_THAT(messages(NUV_LOG_LEVEL_WARNING), ElementsAre(NOTHING_ACTS + names));
+}
+
+TEST_F(ParticipantProperties, UnusedSettingsAreNotNamedWithoutAParticipant) {
+    add(TIME_BASED + "send.timeout", "0.5");
+    add(TIME_BASED + "process_received_message.tracked_ports", "7410-");
+
+    EXPECT_EQ(create(), nullptr);
+    EXPECT_THAT(messages(NUV_LOG_LEVEL_WARNING), IsEmpty());
+}
+
+TEST_F(ParticipantProperties, OneEmptyPartitionIsTheDefaultAndNotNamed) {
+    ASSERT_TRUE(DDS_StringSeq_append(&qos->partition.name, ""));
+
+    EXPECT_NE(create(), nullptr);
+    EXPECT_THAT(messages(NUV_LOG_LEVEL_WARNING), IsEmpty());
 }
 
 TEST_F(ParticipantProperties, NothingIsNamedForTheUsualSettings) {

@@ -224,6 +224,11 @@ const Fixed FIXED[] = {
      [](Qos &qos) { ASSERT_TRUE(DDS_String_replace(&qos->participant_name.name, "somebody")); }},
     {"RoleName", "participant_name",
      [](Qos &qos) { ASSERT_TRUE(DDS_String_replace(&qos->participant_name.role_name, "role")); }},
+    {"PropagationOfAProperty", TIMEOUT,
+     [](Qos &qos) {
+         DDS_PropertyQosPolicyHelper_lookup_property(&qos->property, TIMEOUT)->propagate =
+             DDS_BOOLEAN_TRUE;
+     }},
     {"ValueOfAProperty", TIMEOUT, [](Qos &qos) { qos.setProperty(TIMEOUT, "6"); }},
     {"PropertyThatIsRemoved", TIMEOUT, [](Qos &qos) { qos.removeProperties(); }},
     {"PropertyThatIsAdded", "dds.transport.allow_interfaces",

@@ -73,8 +73,6 @@ struct PRESSequenceTransportInfo {
 /**
  * @brief Makes a presentation participant, not yet enabled.
  *
- * Settings of the property that nothing acts on in this version are named in one warning.
- *
  * @param guid          the participant's identity; copied.
  * @param configurator  borrowed, as are the factories, clocks and exclusive areas; they must
  *                      outlive the participant.
@@ -100,6 +98,18 @@ struct PRESParticipant *PRESParticipant_new(
     struct NUVOsapiThreadFactory *recvThreadFactory,
     struct NUVOsapiThreadFactory *eventThreadFactory,
     struct NUVOsapiThreadFactory *asynchPubThreadFactory, struct REDAWorker *worker);
+
+/** Room for all names that PRESParticipant_listUnusedSettings gives, joined by ", ". */
+#define PRES_UNUSED_SETTINGS_SIZE 512
+
+/**
+ * @brief Names the settings that the participant was given and that nothing acts on in this
+ * version, as the user knows them.
+ * @param visit called with each name, a constant, and @p param; must not call the participant.
+ */
+void PRESParticipant_listUnusedSettings(struct PRESParticipant *self,
+                                        void (*visit)(void *param, const char *name), void *param,
+                                        struct REDAWorker *worker);
 
 /**
  * @brief Enables the participant. From now on it has the given locators and transports, which are
