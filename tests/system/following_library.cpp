@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include "domain/DomainParticipant_internal.h"
+#include "support/callback_flush.h"
 
 using testing::Test;
 
@@ -96,6 +97,10 @@ void LibraryTest::flush(DDS_DomainParticipant *participant) {
     const NUVNtpTime limit = {static_cast<NUV_INT32>(PATIENCE.count()), 0};
 
     EXPECT_TRUE(NUVNetioRuntime_flush(participant->resources.runtime, &limit));
+}
+
+void LibraryTest::flush_callbacks(DDS_DomainParticipant *participant) {
+    support::flush_callbacks(participant->resources.runtime);
 }
 
 Texts LibraryTest::errors() const {

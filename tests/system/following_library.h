@@ -43,6 +43,8 @@ protected:
 
     /** Waits until the middleware's thread has dealt with everything it was asked for. */
     static void flush(DDS_DomainParticipant *participant);
+    /** Waits until the listeners have been told of everything so far. */
+    static void flush_callbacks(DDS_DomainParticipant *participant);
 
     /** The texts of the errors that any thread has logged. */
     Texts errors() const;

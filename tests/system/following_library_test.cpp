@@ -157,7 +157,7 @@ TEST_F(FollowingWithAListener, ItIsCalledOncePerChange) {
     EXPECT_THAT(errors(), IsEmpty());
 }
 
-TEST_F(FollowingWithAListener, ItIsCalledForABurstAsOftenAsTheLogSaysSo) {
+TEST_F(FollowingWithAListener, ItIsCalledForABurstNoMoreOftenThanTheLogSaysSo) {
     std::atomic<std::size_t> calls = 0;
     Texts lines;
     DDS_DomainParticipant *const participant = create([&](DDS_DomainParticipant *) { ++calls; });
@@ -166,11 +166,11 @@ TEST_F(FollowingWithAListener, ItIsCalledForABurstAsOftenAsTheLogSaysSo) {
         lines.push_back("address add " + address(i) + "/32 dev net0");
     }
     ip_batch(lines);
-    EXPECT_TRUE(eventually([&] {
-        return has(participant, host_addresses(Families::IPV4)) && calls == logged_changes();
-    }));
-    EXPECT_GE(calls, 1u);
-    EXPECT_LE(calls, 10u);
+    EXPECT_TRUE(
+        eventually([&] { return has(participant, host_addresses(Families::IPV4)) && calls > 0; }));
+    flush(participant);
+    flush_callbacks(participant);
+    EXPECT_LE(calls, logged_changes()); // changes that it had not been told of yet are one call
     EXPECT_THAT(errors(), IsEmpty());
 }
 
@@ -244,13 +244,13 @@ TEST_F(FollowingWithAListener, ItsParticipantCannotBeCreatedOrDeletedInside) {
     EXPECT_TRUE(has(create(), {"192.0.2.2", address(1), address(2)}));
 }
 
-/** One participant's listener keeps the middleware's thread, so that only the demand is left. */
-class FollowingWithABusyThread : public LibraryTest {
+/** One participant's listener does not return until it is let go. */
+class FollowingWithABusyListener : public LibraryTest {
 protected:
     void SetUp() override {
         LibraryTest::SetUp();
         if (!IsSkipped()) {
-            create([this](DDS_DomainParticipant *) {
+            busy = create([this](DDS_DomainParticipant *) {
                 if (is_wanted) {
                     is_busy = true;
                     EXPECT_TRUE(eventually([this] { return !is_wanted; }));
@@ -270,60 +270,50 @@ protected:
         ASSERT_TRUE(eventually([this] { return is_busy.load(); }));
     }
 
+    DDS_DomainParticipant *busy = nullptr;
     std::atomic<bool> is_wanted = true;
     std::atomic<bool> is_busy = false;
 };
 
-TEST_F(FollowingWithABusyThread, TheListenerRunsWithinTheDemand) {
+TEST_F(FollowingWithABusyListener, TheOthersFollowAllTheSameAndAreToldWhenItReturns) {
     std::atomic<int> calls = 0;
-    std::thread::id thread;
-    DDS_DomainParticipant *const participant = create([&](DDS_DomainParticipant *) {
-        thread = std::this_thread::get_id();
-        ++calls;
-    });
+    DDS_DomainParticipant *const participant = create([&](DDS_DomainParticipant *) { ++calls; });
 
     occupy();
-    ASSERT_EQ(DDS_DomainParticipant_update_locators(participant), DDS_RETCODE_OK);
-    EXPECT_EQ(calls, 1);
-    EXPECT_EQ(thread, std::this_thread::get_id());
-    EXPECT_TRUE(has(participant, {"192.0.2.2", address(99)}));
+    add_address(1);
+    EXPECT_TRUE(eventually([&] {
+        return has(participant, {"192.0.2.2", address(99), address(1)});
+    }));
+    EXPECT_EQ(calls, 0);
     is_wanted = false;
-    EXPECT_TRUE(eventually([this] { return !is_busy; }));
-    flush(participant);
-    EXPECT_EQ(calls, 1); // the middleware's thread has found nothing new
+    EXPECT_TRUE(eventually([&] { return calls == 1; })); // once for both changes
 }
 
-TEST_F(FollowingWithABusyThread, NothingIsCreatedOrDeletedInAListenerWithinTheDemand) {
-    DDS_DomainParticipant *created = nullptr;
-    DDS_ReturnCode_t deleted = DDS_RETCODE_OK;
-    DDS_DomainParticipant *const other = create();
-    int calls = 0;
-    DDS_DomainParticipant *const participant = create([&](DDS_DomainParticipant *) {
-        if (calls++ == 0) {
-            is_wanted = false; // which a deletion would wait for
-            created = DDS_DomainParticipantFactory_create_participant(
-                factory, 0, DDS_PARTICIPANT_QOS_DEFAULT, nullptr, DDS_STATUS_MASK_NONE);
-            deleted = DDS_DomainParticipantFactory_delete_participant(factory, other);
-        }
-    });
-
+TEST_F(FollowingWithABusyListener, AnotherParticipantIsCreatedAndDeletedMeanwhile) {
     occupy();
-    ASSERT_EQ(DDS_DomainParticipant_update_locators(participant), DDS_RETCODE_OK);
-    is_wanted = false;
-    EXPECT_EQ(calls, 1);
-    EXPECT_EQ(created, nullptr);
-    EXPECT_EQ(deleted, DDS_RETCODE_ILLEGAL_OPERATION);
-    EXPECT_THAT(errors(), testing::SizeIs(2));
-    if (created != nullptr) {
-        participants.push_back(created);
-    }
-    if (deleted == DDS_RETCODE_OK || deleted == DDS_RETCODE_TIMEOUT) {
-        std::erase(participants, other);
-    }
+    DDS_DomainParticipant *const other = create([](DDS_DomainParticipant *) {});
+
+    std::erase(participants, other);
+    EXPECT_EQ(DDS_DomainParticipantFactory_delete_participant(factory, other), DDS_RETCODE_OK);
+    EXPECT_TRUE(is_busy);
+    EXPECT_THAT(errors(), IsEmpty());
+}
+
+TEST_F(FollowingWithABusyListener, ItsOwnParticipantIsShutDownAndCanBeDeletedWhenItReturns) {
+    occupy();
+    EXPECT_EQ(DDS_DomainParticipantFactory_delete_participant(factory, busy), DDS_RETCODE_TIMEOUT);
+    EXPECT_TRUE(is_busy);
+    EXPECT_THAT(errors(), ElementsAre("on_locators_changed of a participant in domain 0 does not "
+                                      "return"));
+    EXPECT_THAT(udp_ports(), IsEmpty());
+    EXPECT_EQ(DDS_DomainParticipant_get_participant_index(busy), -1);
+    EXPECT_EQ(DDS_DomainParticipant_update_locators(busy), DDS_RETCODE_NOT_ENABLED);
+    EXPECT_EQ(DDS_DomainParticipantFactory_finalize_instance(), DDS_RETCODE_PRECONDITION_NOT_MET);
+    is_wanted = false; // the end of the test deletes it
 }
 
 /** Whether the participant with index 1 has chosen it. */
-class FollowingWithoutAnyAddress : public FollowingWithABusyThread,
+class FollowingWithoutAnyAddress : public FollowingWithABusyListener,
                                    public testing::WithParamInterface<DDS_Long> {};
 
 TEST_P(FollowingWithoutAnyAddress, NobodyHasToCloseAPortForItsReturn) {

@@ -10,6 +10,7 @@
 
 #include "domain/CallWorker.h"
 #include "domain/DomainParticipant_internal.h"
+#include "support/callback_flush.h"
 
 using support::Message;
 using support::Messages;
@@ -173,6 +174,10 @@ void FollowingTest::flush() const {
     constexpr NUVNtpTime LONG_ENOUGH = {20, 0};
 
     EXPECT_TRUE(NUVNetioRuntime_flush(participants.at(0)->resources.runtime, &LONG_ENOUGH));
+}
+
+void FollowingTest::flush_callbacks() const {
+    support::flush_callbacks(participants.at(0)->resources.runtime);
 }
 
 bool FollowingTest::has(DDS_DomainParticipant *participant, const Texts &addresses) {

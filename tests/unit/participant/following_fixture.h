@@ -58,6 +58,8 @@ protected:
     bool renew() const;
     /** Waits until the middleware's thread has dealt with everything it was asked for. */
     void flush() const;
+    /** Waits until the listeners have been told of everything so far. */
+    void flush_callbacks() const;
 
     /** Whether both unicast lists are these addresses with the ports of the participant's index. */
     static bool has(DDS_DomainParticipant *participant, const Texts &addresses);

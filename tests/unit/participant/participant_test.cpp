@@ -100,7 +100,11 @@ TEST_F(Participant, IsNotCreatedWithAFixedIndexThatIsTaken) {
     ASSERT_NE(create(), nullptr);
     log.clear();
     EXPECT_EQ(create(), nullptr);
-    EXPECT_THAT(errors(), ElementsAre(HasSubstr("No index available for participant")));
+    EXPECT_THAT(errors(),
+                ElementsAre("failed to enable: No index available for participant",
+                            "failed to enable: the participant gets no index in domain 0: udpv4 "
+                            "port " +
+                                std::to_string(port_base() + 20) + " is taken"));
 }
 
 TEST_F(Participant, StaysDisabledWhenEnablingFailsAndMayTryAgain) {

@@ -1,7 +1,10 @@
 // Participants that are asked to update their locators.
+#include <atomic>
+
 #include "domain/DomainParticipant_internal.h"
 #include "fixture.h"
 #include "infrastructure/QosPolicy_internal.h"
+#include "support/callback_flush.h"
 #include "support/recorder.h"
 
 namespace {
@@ -12,19 +15,22 @@ using support::Messages;
 struct Told {
     static void onLocatorsChanged(void *data, DDS_DomainParticipant *participant) {
         auto *self = static_cast<Told *>(data);
-        ++self->times;
         self->index = DDS_DomainParticipant_get_participant_index(participant);
+        ++self->times;
     }
 
-    int times = 0;
-    DDS_Long index = -2;
+    std::atomic<int> times = 0;
+    std::atomic<DDS_Long> index = -2;
     DDS_DomainParticipantListener listener = {this, nullptr, onLocatorsChanged};
 };
 
 class UpdateLocators : public ParticipantQos {
 protected:
     DDS_ReturnCode_t update() {
-        return DDS_DomainParticipant_update_locators(participant);
+        const DDS_ReturnCode_t result = DDS_DomainParticipant_update_locators(participant);
+
+        support::flush_callbacks(participant->resources.runtime); // the listener has been told
+        return result;
     }
 
     /** From now on the participant computes this user address besides its own ones. */
