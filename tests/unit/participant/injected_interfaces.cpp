@@ -192,6 +192,14 @@ int __wrap_socket(int domain, int type, int protocol) {
         errno = EAFNOSUPPORT;
         return -1;
     }
+    seams::State &state = seams::current();
+
+    if (state.call_to_fail == "socket" || state.every_call_to_fail == "socket") {
+        state.call_to_fail.clear();
+        state.failed = "socket";
+        errno = EMFILE;
+        return -1;
+    }
     return __real_socket(domain, type, protocol);
 }
 
