@@ -5,6 +5,19 @@
  * All operations are thread-safe, with two exceptions: a participant must not be used while or
  * after it is deleted, and DDS_DomainParticipantFactory_finalize_instance must be the last call.
  * An operation that fails says why in one line of the log, at error level.
+ *
+ * No operation waits without end: what does not answer is named in one error, and the call returns.
+ *
+ * Fork: participants belong to the process that made the factory. In a child that was forked
+ * meanwhile every operation is refused with one error (DDS_RETCODE_ILLEGAL_OPERATION, null or -1),
+ * and the parent goes on as if nothing had been; the child keeps the parent's receive ports open,
+ * though, until it ends or runs another program. So fork, and call daemon(), before the first call
+ * of DDS_DomainParticipantFactory_get_instance or after
+ * DDS_DomainParticipantFactory_finalize_instance. Closing descriptors that the library has opened
+ * takes the participants' ports from them; deleting them still works.
+ *
+ * Cancellation: a thread that is cancelled (pthread_cancel) ends after the operation that it is in,
+ * and not during a callback of a listener.
  */
 #ifndef DDS_C_DOMAIN_H
 #define DDS_C_DOMAIN_H
@@ -40,9 +53,10 @@ struct DDS_DomainParticipantListener {
     void (*on_inconsistent_topic)(void *listener_data, DDS_Topic *topic);
     /**
      * The participant's locators changed, because the network did; the mask does not matter. Runs
-     * after the change, on the middleware's own thread or that of update_locators, or of a deletion
-     * that was refused: it may read the participant, and must not change it. No participant can be
-     * created, enabled or deleted here.
+     * soon after the change, once for all changes that it has not been told of, on a thread of the
+     * middleware's that does nothing but run callbacks, one at a time: it may read the participant,
+     * and must not change it. No participant can be created, enabled or deleted here. One that does
+     * not return keeps the others from being called, and its own participant from being deleted.
      */
     void (*on_locators_changed)(void *listener_data, DDS_DomainParticipant *participant);
 };
@@ -60,14 +74,16 @@ struct DDS_DomainParticipantFactoryQos {
 
 /**
  * @brief The factory, which is made by the first call.
- * @return null when memory runs out.
+ * @return null when memory runs out, and in a forked child.
  */
 DDS_DomainParticipantFactory *DDS_DomainParticipantFactory_get_instance(void);
 
 /**
  * @brief Deletes the factory with its thread and memory. The next get_instance makes a new one.
  * @return DDS_RETCODE_OK, also when there is no factory; DDS_RETCODE_PRECONDITION_NOT_MET while
- * participants exist.
+ * participants exist; DDS_RETCODE_TIMEOUT when a thread of the middleware's does not end within 4 s,
+ * as when its descriptors have been closed: the factory is gone all the same, and what that thread
+ * may still use stays; DDS_RETCODE_ILLEGAL_OPERATION in a forked child.
  */
 DDS_ReturnCode_t DDS_DomainParticipantFactory_finalize_instance(void);
 
@@ -116,9 +132,10 @@ DDS_DomainParticipant *DDS_DomainParticipantFactory_create_participant(
  * @return DDS_RETCODE_OK; DDS_RETCODE_BAD_PARAMETER when it is no participant of the factory;
  * DDS_RETCODE_PRECONDITION_NOT_MET while it has topics, and then it is as it was;
  * DDS_RETCODE_ERROR, or another code of why it could not be shut down: then it can be deleted
- * again; DDS_RETCODE_TIMEOUT when closing its ports took longer than half a minute, as when a
- * listener kept the middleware's thread: it is gone all the same; DDS_RETCODE_ILLEGAL_OPERATION
- * within a listener, and then it is as it was.
+ * again; DDS_RETCODE_TIMEOUT when its on_locators_changed, or a message that is being handed on,
+ * does not come to an end (within 4 s, or 40 s): it is shut down, its ports are free, and it can be
+ * deleted again; DDS_RETCODE_ILLEGAL_OPERATION within a listener or in a forked child, and then it
+ * is as it was.
  */
 DDS_ReturnCode_t
 DDS_DomainParticipantFactory_delete_participant(DDS_DomainParticipantFactory *self,
@@ -168,7 +185,9 @@ DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
  *
  * It happens by itself soon after the interfaces change; this is for who does not want to wait
  * until a burst of changes has settled. What could not be reserved, because somebody had the port
- * or memory ran out, is tried again with the next change of the interfaces or the next call.
+ * or descriptors or memory ran out, is said in the log and tried for again: with the next change of
+ * the interfaces, with the next call, and by itself after 1 s, then after longer pauses of up to
+ * 30 s, until it is had.
  *
  * @return DDS_RETCODE_OK; DDS_RETCODE_NOT_ENABLED before the participant is enabled;
  * DDS_RETCODE_BAD_PARAMETER; or why the locators could not be updated.
