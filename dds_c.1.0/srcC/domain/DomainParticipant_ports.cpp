@@ -123,13 +123,25 @@ TrialPorts::~TrialPorts() {
     release();
 }
 
+template <class LocatorPolicy>
+bool TrialPorts::reserve(const LocatorPolicy &locators) {
+    for (const struct NUVNetioLocator &locator :
+         std::span(locators.locatorList, (size_t)locators.count)) {
+        if (count == entryports.size() ||
+            !DDS_DomainParticipantPresentation_reserve_entryportI(
+                &self->presentation, &entryports[count], &ANY_TRANSPORT, &locator, worker)) {
+            return false;
+        }
+        ++count;
+    }
+    return true;
+}
+
 bool TrialPorts::reserve_for_update() {
     struct DDS_DomainParticipantPresentationLocatorsI locators;
 
     return compute(self->participantIndex, &locators) && reserve(locators.defaultUnicast) &&
-           reserve(locators.metatrafficUnicast) &&
-           reserve(
-               *PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&locators.metatrafficMulticast));
+           reserve(locators.metatrafficUnicast) && reserve(locators.metatrafficMulticast);
 }
 
 bool TrialPorts::reserve_for_index() {
@@ -163,10 +175,8 @@ bool TrialPorts::reserve_index(DDS_Long index) {
            ((kinds & DDS_RTPS_RESERVED_PORT_USER_UNICAST) == 0 ||
             reserve(locators.defaultUnicast)) &&
            ((kinds & DDS_RTPS_RESERVED_PORT_BUILTIN_MULTICAST) == 0 ||
-            reserve(*PRESReducedLocatorQosPolicy_asConstLocatorPolicy(
-                &locators.metatrafficMulticast))) &&
-           ((kinds & DDS_RTPS_RESERVED_PORT_USER_MULTICAST) == 0 ||
-            reserve(*PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&userMulticast)));
+            reserve(locators.metatrafficMulticast)) &&
+           ((kinds & DDS_RTPS_RESERVED_PORT_USER_MULTICAST) == 0 || reserve(userMulticast));
 }
 
 /** Ports that are none have been reported by whoever asked for them. */
@@ -176,19 +186,6 @@ bool TrialPorts::compute(DDS_Long index,
                                                  self->domainId, index) &&
            DDS_DomainParticipantPresentation_compute_locatorsI(&self->presentation, index, locators,
                                                                worker);
-}
-
-bool TrialPorts::reserve(const struct PRESLocatorQosPolicy &locators) {
-    for (const struct NUVNetioLocator &locator :
-         std::span(locators.locatorList, (size_t)locators.count)) {
-        if (count == entryports.size() ||
-            !DDS_DomainParticipantPresentation_reserve_entryportI(
-                &self->presentation, &entryports[count], &ANY_TRANSPORT, &locator, worker)) {
-            return false;
-        }
-        ++count;
-    }
-    return true;
 }
 
 void TrialPorts::release() {

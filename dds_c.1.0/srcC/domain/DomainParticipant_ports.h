@@ -50,7 +50,8 @@ public:
 private:
     bool reserve_index(DDS_Long index);
     bool compute(DDS_Long index, struct DDS_DomainParticipantPresentationLocatorsI *locators);
-    bool reserve(const struct PRESLocatorQosPolicy &locators);
+    template <class LocatorPolicy>
+    bool reserve(const LocatorPolicy &locators);
     void release();
 
     struct DDS_DomainParticipant *const self;

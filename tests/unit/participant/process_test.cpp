@@ -177,9 +177,6 @@ protected:
 };
 
 TEST_F(ClosedDescriptors, DeletionComesBackAndTheEndOfTheFactorySaysWhatDoesNotAnswer) {
-#ifdef NUVDDS_SANITIZED
-    GTEST_SKIP() << "the thread that is left behind would be reported";
-#endif
     EXPECT_EQ(in_child([] {
                   const support::LogCapture log;
                   Qos qos;
@@ -212,9 +209,6 @@ TEST_F(ClosedDescriptors, DeletionComesBackAndTheEndOfTheFactorySaysWhatDoesNotA
 }
 
 TEST_F(ClosedDescriptors, CreationFailsWithTheReason) {
-#ifdef NUVDDS_SANITIZED
-    GTEST_SKIP() << "the thread that is left behind would be reported";
-#endif
     EXPECT_EQ(in_child([] {
                   const support::LogCapture log;
                   Qos qos;
