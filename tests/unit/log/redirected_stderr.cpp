@@ -31,6 +31,7 @@ Ends open_file() {
     return {checked(open(path.c_str(), O_RDONLY | O_CLOEXEC)), file};
 }
 
+/** The controlling end of a terminal, and the one of the programs in it. */
 Ends open_terminal() {
     const int reader = checked(posix_openpt(O_RDWR | O_NOCTTY));
     std::array<char, 64> name{};
@@ -42,7 +43,7 @@ Ends open_terminal() {
     const int writer = checked(open(name.data(), O_RDWR | O_NOCTTY));
 
     checked(tcgetattr(writer, &settings));
-    settings.c_oflag &= ~static_cast<tcflag_t>(ONLCR);
+    cfmakeraw(&settings);
     checked(tcsetattr(writer, TCSANOW, &settings));
     return {reader, writer};
 }
@@ -60,9 +61,13 @@ Ends open_ends(Kind kind) {
         checked(socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()));
         return ends;
     case Kind::TERMINAL:
+        return open_terminal();
+    case Kind::TERMINAL_EMULATOR:
         break;
     }
-    return open_terminal();
+    const auto [emulator, program] = open_terminal();
+
+    return {program, emulator};
 }
 
 } // namespace

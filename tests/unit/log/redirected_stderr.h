@@ -3,8 +3,8 @@
 
 #include <string>
 
-/** What stderr may be. */
-enum class Kind { REGULAR_FILE, PIPE, SOCKET, TERMINAL };
+/** What stderr may be; a terminal emulator writes to the controlling end of a terminal. */
+enum class Kind { REGULAR_FILE, PIPE, SOCKET, TERMINAL, TERMINAL_EMULATOR };
 
 class RedirectedStderr {
 public:

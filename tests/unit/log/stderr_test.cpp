@@ -77,14 +77,16 @@ std::string name_of(const testing::TestParamInfo<Kind> &instance) {
     case Kind::SOCKET:
         return "Socket";
     case Kind::TERMINAL:
+        return "Terminal";
+    case Kind::TERMINAL_EMULATOR:
         break;
     }
-    return "Terminal";
+    return "TerminalEmulator";
 }
 
 INSTANTIATE_TEST_SUITE_P(Stderr, OnEachKind,
                          testing::Values(Kind::REGULAR_FILE, Kind::PIPE, Kind::SOCKET,
-                                         Kind::TERMINAL),
+                                         Kind::TERMINAL, Kind::TERMINAL_EMULATOR),
                          name_of);
 
 TEST_P(OnEachKind, ALineIsWritten) {
@@ -168,7 +170,8 @@ private:
 INSTANTIATE_TEST_SUITE_P(Stderr, Stalled,
                          testing::Values(Stall{Kind::PIPE, true}, Stall{Kind::PIPE, false},
                                          Stall{Kind::SOCKET, true}, Stall{Kind::TERMINAL, true},
-                                         Stall{Kind::TERMINAL, false}),
+                                         Stall{Kind::TERMINAL, false},
+                                         Stall{Kind::TERMINAL_EMULATOR, true}),
                          [](const auto &instance) {
                              return name_of({instance.param.kind, instance.index}) +
                                     (instance.param.can_be_reopened ? "" : "ThatCannotBeReopened");
