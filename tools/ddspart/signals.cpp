@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <condition_variable>
 #include <csignal>
+#include <functional>
 #include <mutex>
 #include <system_error>
 #include <utility>
@@ -43,6 +44,14 @@ sigset_t held(const sigset_t &signals) {
         fail(error);
     }
     return signals;
+}
+
+std::thread start(const std::function<void()> &body) {
+    try {
+        return std::thread(body);
+    } catch (const std::system_error &error) {
+        fail(error.code().value());
+    }
 }
 
 /** False when there is nothing after so many milliseconds; below 0 means no limit. */
@@ -103,7 +112,7 @@ Signals::Signals()
 
           return signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
       }()),
-      end_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), watcher_([this] { watch(); }) {
+      end_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), watcher_(start([this] { watch(); })) {
     (void)std::signal(SIGPIPE, SIG_IGN); // NOLINT(performance-no-int-to-ptr): in the macro
     // It means nothing here; from whoever takes it for a request it should not end a stay.
     (void)std::signal(SIGUSR1, SIG_IGN); // NOLINT(performance-no-int-to-ptr): in the macro
