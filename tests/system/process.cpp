@@ -121,15 +121,11 @@ bool Process::wait_until_signals_are_held() {
         }
         return false;
     };
-    // While it waits for the signal the kernel does not count it as blocked.
-    const auto held_or_waiting = [&] {
-        return held() || output().find("Joined") != std::string::npos;
-    };
 
     // Asked once: a moment later the thread may hold all signals, in order to start another.
     bool is_held = false;
 
-    (void)eventually([&] { return (is_held = held_or_waiting()) || has_ended(); });
+    (void)eventually([&] { return (is_held = held()) || has_ended(); });
     return is_held;
 }
 

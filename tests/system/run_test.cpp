@@ -1,5 +1,6 @@
 // ddspart run, seen from outside.
 #include <csignal>
+#include <filesystem>
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
@@ -268,6 +269,24 @@ TEST_F(Run, FailsOnAFullDevice) {
     EXPECT_EQ(process.wait().code, 1);
     EXPECT_THAT(process.errors(), HasSubstr("ddspart: cannot write to stdout: "));
     EXPECT_THAT(udp_ports(), IsEmpty());
+}
+
+TEST_F(Run, TakesNoSignalFromOutsideForAChange) {
+    Process process = ddspart({"run"});
+
+    ASSERT_TRUE(process.wait_for_output("Joined")) << process.errors();
+    process.send(SIGUSR1);
+    EXPECT_EQ(process.stop(SIGTERM).code, 0);
+    EXPECT_THAT(process.output(), Not(HasSubstr("Now in")));
+}
+
+TEST_F(Run, LetsNothingTakeThePlaceOfAClosedStream) {
+    Process process({"sh", "-c", std::string("exec ") + DDSPART_PATH + " run <&- 2>&-"});
+    const std::string files = "/proc/" + std::to_string(process.id()) + "/fd/";
+
+    ASSERT_TRUE(process.wait_for_output("Joined"));
+    EXPECT_EQ(std::filesystem::read_symlink(files + "0"), "/dev/null");
+    EXPECT_EQ(std::filesystem::read_symlink(files + "2"), "/dev/null");
 }
 
 class RunOnLoopback : public NetworkTest {};

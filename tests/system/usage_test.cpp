@@ -77,6 +77,13 @@ TEST(Usage, PortsShowsATable) {
         "    1              9162               9150               9163               9151 \n");
 }
 
+TEST(Usage, PortsWithStdoutClosedAreAFailure) {
+    Process process({"sh", "-c", std::string("exec ") + DDSPART_PATH + " ports >&-"});
+
+    EXPECT_EQ(process.wait().code, 1);
+    EXPECT_EQ(process.errors(), "ddspart: cannot write to stdout: Bad file descriptor\n");
+}
+
 TEST(Usage, PortsWritesAnObjectPerLineOnRequest) {
     Process process = ddspart({"ports", "--index", "119", "--json"});
 

@@ -1,5 +1,7 @@
 #include "commands.h"
 
+#include <utility>
+
 #include "output.h"
 #include "participant.h"
 #include "ports.h"
@@ -7,11 +9,11 @@
 
 namespace {
 
-const char *reason(int signal) {
-    switch (signal) {
-    case SIGINT:
+const char *reason(Event event) {
+    switch (event) {
+    case Event::SIGINT_CAME:
         return "SIGINT";
-    case SIGTERM:
+    case Event::SIGTERM_CAME:
         return "SIGTERM";
     default:
         return "time is up";
@@ -33,14 +35,18 @@ void execute(const RunOptions &options) {
     }
     const auto end =
         options.duration ? std::optional(Moment::clock::now() + *options.duration) : std::nullopt;
-    int signal = 0;
+    Event event = Event::NEWS;
 
-    while ((signal = wait_for_signal(end)) == NEWS_SIGNAL) {
-        presence = participant.describe();
-        show(Changed{presence}, options.json);
+    while ((event = wait_for_event(end)) == Event::NEWS) {
+        Presence now = participant.describe();
+
+        if (now != presence) { // not so when the network has gone back to what it was
+            presence = std::move(now);
+            show(Changed{presence}, options.json);
+        }
     }
     participant.leave();
-    show(Left{presence.domain, presence.index, reason(signal)}, options.json);
+    show(Left{presence.domain, presence.index, reason(event)}, options.json);
 }
 
 void execute(const PortsOptions &options) {

@@ -1,7 +1,5 @@
 #include "log.h"
 
-#include <cstdio>
-
 namespace {
 
 constexpr KOLS_Config_LogVerbosity ERRORS = KOLS_CONFIG_LOG_VERBOSITY_ERROR;
@@ -9,9 +7,7 @@ constexpr KOLS_Config_LogVerbosity ERRORS = KOLS_CONFIG_LOG_VERBOSITY_ERROR;
 } // namespace
 
 void write_message(const std::string &line) {
-    const std::string text = line + "\n";
-
-    (void)std::fwrite(text.data(), 1, text.size(), stderr);
+    KOLS_Config_Logger_write_text(line.c_str());
 }
 
 Log::Log(KOLS_Config_LogVerbosity shown) : shown_(shown) {
@@ -40,9 +36,7 @@ void Log::receive(void *log, const NUVLogRecord *record) {
     const std::lock_guard lock(self.mutex_);
 
     if ((record->level & self.shown_) != 0) {
-        char line[KOLS_CONFIG_LOG_LINE_MAX];
-
-        write_message(std::string(line, KOLS_Config_Logger_format_line(record, line, sizeof line)));
+        KOLS_Config_Logger_write_record(record);
         self.error_was_shown_ = self.error_was_shown_ || is_error;
     } else if (is_error && self.first_error_.empty()) {
         self.first_error_ = record->text;

@@ -13,7 +13,7 @@ public:
     LoggedFailure() : std::runtime_error("the library could not do it") {}
 };
 
-/** Writes one line to stderr, in one piece. */
+/** Writes one line to stderr, in one piece and as KOLS_Config_Logger_write_text does. */
 void write_message(const std::string &line);
 
 /**

@@ -24,18 +24,20 @@ std::string join(const std::vector<std::string> &words) {
 }
 
 /** "builtin_unicast" as "builtin unicast". */
-std::string spoken(std::string kind) {
-    for (char &character : kind) {
+std::string spoken(std::string_view kind) {
+    std::string words(kind);
+
+    for (char &character : words) {
         character = character == '_' ? ' ' : character;
     }
-    return kind;
+    return words;
 }
 
 Json numbers(const std::vector<Port> &ports) {
     Json object = Json::object();
 
     for (const Port &port : ports) {
-        object[port.kind] = port.number;
+        object[std::string(port.kind)] = port.number;
     }
     return object;
 }
@@ -44,7 +46,7 @@ Json validity(const std::vector<Port> &ports) {
     Json object = Json::object();
 
     for (const Port &port : ports) {
-        object[port.kind] = port.is_valid();
+        object[std::string(port.kind)] = port.is_valid();
     }
     return object;
 }
@@ -66,8 +68,8 @@ Json object(const char *event, const Presence &presence) {
 }
 
 std::string line(const Json &object) {
-    // Texts from the command line need not be UTF-8, as JSON has to be.
-    return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+    // Texts from the command line need not be UTF-8, as JSON has to be, and may steer a terminal.
+    return object.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n";
 }
 
 std::string lines(const char *verb, const Presence &presence) {

@@ -17,6 +17,8 @@ struct Presence {
     std::vector<std::string> metatraffic_multicast_locators;
     std::vector<std::string> default_unicast_locators;
     std::vector<std::string> default_multicast_locators;
+
+    bool operator==(const Presence &) const = default;
 };
 
 /** It has joined. */

@@ -2,14 +2,17 @@
 #pragma once
 
 #include <optional>
+#include <string_view>
 #include <vector>
 
 #include "options.h"
 
 /** One of a participant's four ports. */
 struct Port {
-    const char *kind;
+    std::string_view kind;
     DDS_LongLong number; // as the settings give it
+
+    bool operator==(const Port &) const = default;
 
     bool is_valid() const {
         return number >= DDS_RTPS_PORT_MIN && number <= DDS_RTPS_PORT_MAX;

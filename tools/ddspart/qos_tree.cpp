@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "log/log_config.h"
 #include "values.h"
 
 namespace {
@@ -130,16 +131,11 @@ Json tree(const DDS_EntityNameQosPolicy &policy) {
     return {{"name", tree(policy.name)}, {"role_name", tree(policy.role_name)}};
 }
 
-/** What would break the line as "\x0a". */
+/** What would break the line or steer a terminal is shown as "\x0a". */
 std::string in_one_line(const std::string &text) {
-    std::string line;
+    std::string line(4 * text.size() + 1, '\0');
 
-    for (const char character : text) {
-        const auto octet = static_cast<unsigned char>(character);
-
-        line += octet < ' ' || octet == 0x7F ? "\\x" + two_digits(character)
-                                             : std::string(1, character);
-    }
+    line.resize(KOLS_Config_Logger_filter_text(text.data(), text.size(), line.data(), line.size()));
     return line.empty() ? "\"\"" : line;
 }
 

@@ -2,11 +2,10 @@
 #include "log/log_config.h"
 
 #include <atomic>
-#include <cerrno>
 #include <mutex>
 #include <type_traits>
 
-#include <unistd.h>
+#include <pthread.h>
 
 #include "log/log_module.h"
 #include "log_internal.h"
@@ -14,27 +13,10 @@
 
 namespace {
 
-/** Writes all of it unless the descriptor fails; then there is nobody left to tell. */
-void write_all(int descriptor, const char *data, size_t size) {
-    while (size > 0) {
-        const ssize_t written = write(descriptor, data, size);
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            return;
-        }
-        data += written;
-        size -= static_cast<size_t>(written);
-    }
-}
+constexpr pthread_t NOBODY = 0; // no thread has it on Linux
 
-/** The default device: a line in a single write, so that lines of several processes do not mix. */
 void write_to_stderr(void * /*param*/, const struct NUVLogRecord *record) {
-    char line[KOLS_CONFIG_LOG_LINE_MAX];
-    const size_t length = KOLS_Config_Logger_format_line(record, line, sizeof line);
-    line[length] = '\n'; // in place of the terminator
-    write_all(STDERR_FILENO, line, length + 1);
+    KOLS_Config_Logger_write_record(record);
 }
 
 } // namespace
@@ -43,7 +25,8 @@ struct KOLS_Config_Logger {
     std::mutex verbosity_mutex; // makes one change of all the masks
     std::atomic<KOLS_Config_LogVerbosity> verbosity{KOLS_CONFIG_LOG_VERBOSITY_ERROR};
 
-    std::mutex device_mutex; // held during each call of the device
+    std::mutex device_mutex;                  // held during each call of the device
+    std::atomic<pthread_t> deliverer{NOBODY}; // the thread that holds it for that
     KOLS_Config_LoggerDevice device = write_to_stderr;
     void *device_param = nullptr;
 };
@@ -61,11 +44,17 @@ struct KOLS_Config_Logger *KOLS_Config_Logger_get_instance(void) {
 }
 
 KOLS_Config_LogVerbosity KOLS_Config_Logger_get_verbosity(struct KOLS_Config_Logger *self) {
+    if (KOLSLog_isNull(self)) {
+        return KOLS_CONFIG_LOG_VERBOSITY_SILENT;
+    }
     return self->verbosity.load(std::memory_order_relaxed);
 }
 
 void KOLS_Config_Logger_set_verbosity(struct KOLS_Config_Logger *self,
                                       KOLS_Config_LogVerbosity verbosity) {
+    if (KOLSLog_isNull(self)) {
+        return;
+    }
     NUV_UINT32 *const masks[] = {
         &OSAPILog_g_instrumentationMask, &REDALog_g_instrumentationMask,
         &NETIOLog_g_instrumentationMask, &COMMENDLog_g_instrumentationMask,
@@ -81,6 +70,9 @@ void KOLS_Config_Logger_set_verbosity(struct KOLS_Config_Logger *self,
 void KOLS_Config_Logger_set_verbosity_by_category(struct KOLS_Config_Logger *self,
                                                   NUVLogCategoryMask categories,
                                                   KOLS_Config_LogVerbosity verbosity) {
+    if (KOLSLog_isNull(self)) {
+        return;
+    }
     const std::lock_guard lock(self->verbosity_mutex);
     for (NUV_UINT32 level = NUV_LOG_LEVEL_FATAL; level <= NUV_LOG_LEVEL_DEBUG; level *= 2) {
         NUVLogCategoryMask *mask = &NUVLog_g_categoryMask[level];
@@ -91,6 +83,9 @@ void KOLS_Config_Logger_set_verbosity_by_category(struct KOLS_Config_Logger *sel
 
 void KOLS_Config_Logger_set_output_device(struct KOLS_Config_Logger *self,
                                           KOLS_Config_LoggerDevice device, void *param) {
+    if (KOLSLog_isNull(self)) {
+        return;
+    }
     const std::lock_guard lock(self->device_mutex);
     self->device = device != nullptr ? device : write_to_stderr;
     self->device_param = param;
@@ -98,7 +93,17 @@ void KOLS_Config_Logger_set_output_device(struct KOLS_Config_Logger *self,
 
 void KOLS_Config_Logger_deliverI(struct KOLS_Config_Logger *self, struct NUVLogRecord *record) {
     NUVClock *clock = NUVClock_getRealtime();
+    const pthread_t here = pthread_self();
+
+    if (self->deliverer.load(std::memory_order_relaxed) == here) {
+        // The device is at work below: it cannot be called again, nor waited for.
+        record->time = clock->getNanoseconds(clock);
+        KOLS_Config_Logger_write_record(record);
+        return;
+    }
     const std::lock_guard lock(self->device_mutex);
+    self->deliverer.store(here, std::memory_order_relaxed);
     record->time = clock->getNanoseconds(clock); // under the lock: times in the order of the lines
     self->device(self->device_param, record);
+    self->deliverer.store(NOBODY, std::memory_order_relaxed);
 }

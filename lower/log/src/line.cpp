@@ -1,14 +1,15 @@
 // A message as one line of text.
 #include "log/log_config.h"
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
+#include <string_view>
 
 #include <string.h> // strnlen
 
 #include "log/log_module.h"
+#include "log_internal.h"
+#include "printable.h"
 
 namespace {
 
@@ -46,38 +47,37 @@ void format_time(NUV_INT64 nanoseconds, char *text, size_t size) {
         static_cast<int>(clock.seconds().count()), static_cast<int>(clock.subseconds().count()));
 }
 
-/** White space and line ends become a space, what else could steer a terminal a question mark. */
-char printable(char character) {
-    if (std::strchr("\t\n\v\f\r", character) != nullptr) {
-        return ' ';
-    }
-    const bool control = static_cast<unsigned char>(character) < 0x20 || character == 0x7F;
-    return control ? '?' : character;
-}
-
-int length_without_line_ends(const char *text) {
-    size_t length = strnlen(text, KOLS_CONFIG_LOG_LINE_MAX);
-    while (length > 0 && (text[length - 1] == '\n' || text[length - 1] == '\r')) {
-        --length;
-    }
-    return static_cast<int>(length);
+std::string_view without_line_ends(std::string_view text) {
+    return text.substr(0, text.find_last_not_of("\r\n") + 1);
 }
 
 } // namespace
 
 size_t KOLS_Config_Logger_format_line(const struct NUVLogRecord *record, char *line, size_t size) {
-    if (size == 0) {
+    if (KOLSLog_isNull(record)) {
+        if (size != 0 && line != nullptr) {
+            line[0] = '\0';
+        }
         return 0;
     }
+    if (size == 0 || KOLSLog_isNull(line)) {
+        return 0;
+    }
+    kols::PrintableText text(line, size);
+    const auto append = [&](std::string_view part) { text.append(part, kols::WhiteSpace::SPACE); };
     char time[40];
     format_time(record->time, time, sizeof time);
-    const char *text = record->text != nullptr ? record->text : "";
-    const int wanted = std::snprintf(
-        line, size, "%s %s %s %s: %.*s", time, level_word(record->level),
-        NUVLog_getModuleName(record->module), record->function != nullptr ? record->function : "-",
-        length_without_line_ends(text), text);
-    const size_t length = std::min(static_cast<size_t>(std::max(wanted, 0)), size - 1);
-    line[length] = '\0';
-    std::transform(line, line + length, line, printable);
-    return length;
+    const char *const body = record->text != nullptr ? record->text : "";
+
+    append(time);
+    append(" ");
+    append(level_word(record->level));
+    append(" ");
+    append(NUVLog_getModuleName(record->module));
+    append(" ");
+    append(record->function != nullptr ? record->function : "-");
+    append(": ");
+    // No octet of it takes less room in the line: what comes after as many would be cut.
+    append(without_line_ends({body, strnlen(body, size)}));
+    return text.length();
 }

@@ -2,9 +2,45 @@
 #ifndef LOG_INTERNAL_H
 #define LOG_INTERNAL_H
 
+#include <cerrno>
+
 #include "log/log_config.h"
 
-/** Gives the record its time and hands it to the output device. */
+/**
+ * An expression: true when the pointer is null, which it then reports as a failed precondition. The
+ * logger has neither a module id nor masks of its own: its message is of module 0, and the
+ * verbosity alone decides whether it is printed.
+ */
+#define KOLSLog_isNull(pointer)                                                                    \
+    ((pointer) == nullptr && (KOLSLog_reportPreconditionI(__FILE__, __LINE__, __func__,            \
+                                                          "\"" #pointer " == ((void *)0)\""),      \
+                              true))
+
+void KOLSLog_reportPreconditionI(const char *file, int line, const char *function,
+                                 const char *text);
+
+/**
+ * Gives the record its time and hands it to the output device. What a device itself comes to say
+ * goes to stderr.
+ */
 void KOLS_Config_Logger_deliverI(struct KOLS_Config_Logger *self, struct NUVLogRecord *record);
+
+namespace kols {
+
+/** Leaves errno as the caller had it: a message must not change what it is about. */
+class KeptErrno {
+public:
+    KeptErrno() = default;
+    ~KeptErrno() {
+        errno = value_;
+    }
+    KeptErrno(const KeptErrno &) = delete;
+    KeptErrno &operator=(const KeptErrno &) = delete;
+
+private:
+    int value_ = errno;
+};
+
+} // namespace kols
 
 #endif

@@ -2,7 +2,6 @@
 #include "log/log_message.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -12,20 +11,6 @@
 #include "log_internal.h"
 
 namespace {
-
-/** Leaves errno as the caller had it: a message must not change what it is about. */
-class KeptErrno {
-public:
-    KeptErrno() = default;
-    ~KeptErrno() {
-        errno = value_;
-    }
-    KeptErrno(const KeptErrno &) = delete;
-    KeptErrno &operator=(const KeptErrno &) = delete;
-
-private:
-    int value_ = errno;
-};
 
 class Text {
 public:
@@ -74,7 +59,7 @@ void deliver(NUVLogRecord record) {
 void NUVLogMessage_printWithParams(int number, NUV_UINT32 level, NUV_UINT32 module,
                                    const char *file, int line, const char *function,
                                    const struct NUVLogMessageTemplate *message, ...) {
-    const KeptErrno kept_errno;
+    const kols::KeptErrno kept_errno;
     Text text;
     va_list arguments;
     va_start(arguments, message);
@@ -88,7 +73,7 @@ void NUVLogMessageParamString_printWithParams(int number, NUV_UINT32 level, NUV_
                                               const char *file, int line, const char *function,
                                               const struct NUVLogMessageTemplate *message,
                                               const char *format, ...) {
-    const KeptErrno kept_errno;
+    const kols::KeptErrno kept_errno;
     Text body;
     va_list arguments;
     va_start(arguments, format);
@@ -103,7 +88,7 @@ void NUVLogMessageParamString_printWithParams(int number, NUV_UINT32 level, NUV_
 void NUVLogParamString_printWithParams(int number, NUV_UINT32 level, NUV_UINT32 module,
                                        const char *file, int line, const char *function,
                                        const char *format, ...) {
-    const KeptErrno kept_errno;
+    const kols::KeptErrno kept_errno;
     Text text;
     va_list arguments;
     va_start(arguments, format);

@@ -30,7 +30,8 @@ NUV_INT64 deadline_after(const NUVNtpTime &delay) {
 } // namespace
 
 bool NUVEventActiveDatabase::open(netio::Reactor &reactor) {
-    timer_.reset(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
+    timer_ =
+        netio::Descriptor::of_opened(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
     if (!timer_.is_open() || !reactor.poll(timer_.get(), this)) {
         const int error = errno;
         NETIO_ERROR("cannot open the timer of events: %s (%s)", netio::error_description(error),

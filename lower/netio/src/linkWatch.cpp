@@ -12,7 +12,8 @@
 namespace netio {
 
 bool LinkWatch::open() {
-    Descriptor opened(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE));
+    Descriptor opened = Descriptor::of_opened(
+        socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE));
     if (!opened.is_open()) {
         return false;
     }

@@ -40,7 +40,7 @@ NUV_UINT64 to_tag(const REDAWeakReference &reference) {
 } // namespace
 
 bool Reactor::WakeUp::open() {
-    descriptor_.reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    descriptor_ = Descriptor::of_opened(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     return descriptor_.is_open();
 }
 
@@ -75,7 +75,7 @@ bool Reactor::open() {
         NETIO_ERROR("out of memory for the reactor");
         return false;
     }
-    epoll_.reset(epoll_create1(EPOLL_CLOEXEC));
+    epoll_ = Descriptor::of_opened(epoll_create1(EPOLL_CLOEXEC));
     if (!epoll_.is_open() || !wake_up_.open() || !poll(wake_up_.descriptor(), &wake_up_)) {
         const int error = errno;
         NETIO_ERROR("cannot open the reactor's epoll instance and eventfd: %s (%s)",

@@ -32,7 +32,7 @@ bool change_membership(int socket, KOLS_Transport_ClassId_t transport,
 Descriptor open_udp_socket(KOLS_Transport_ClassId_t transport, Waiting waiting) {
     const bool is_ipv4 = transport == KOLS_TRANSPORT_CLASSID_UDPv4;
     const int type = SOCK_DGRAM | SOCK_CLOEXEC | (waiting == Waiting::NEVER ? SOCK_NONBLOCK : 0);
-    Descriptor opened(socket(is_ipv4 ? AF_INET : AF_INET6, type, 0));
+    Descriptor opened = Descriptor::of_opened(socket(is_ipv4 ? AF_INET : AF_INET6, type, 0));
     if (opened.is_open() && !is_ipv4 && !set_option(opened.get(), IPPROTO_IPV6, IPV6_V6ONLY, 1)) {
         const int error = errno;
         opened.reset();

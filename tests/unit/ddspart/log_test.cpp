@@ -47,6 +47,11 @@ TEST(Log, ExplainsAFailureByItsFirstErrorWhenErrorsAreNotShown) {
               "ddspart: the cause\n");
 }
 
+TEST(Log, SteersNoTerminalWithWhatItExplains) {
+    EXPECT_EQ(shown(KOLS_CONFIG_LOG_VERBOSITY_SILENT, {{NUV_LOG_LEVEL_ERROR, "a\x1b[2J\nb"}}),
+              "ddspart: a\\x1b[2J b\n");
+}
+
 TEST(Log, ExplainsAFailureWithoutAnyMessageAsWellAsItCan) {
     EXPECT_EQ(shown(KOLS_CONFIG_LOG_VERBOSITY_ERROR, {}), "ddspart: the library could not do it\n");
 }

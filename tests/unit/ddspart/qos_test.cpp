@@ -1,4 +1,6 @@
 // What --show-qos prints.
+#include <algorithm>
+
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
@@ -220,9 +222,24 @@ TEST_F(ShownQos, KeepsATextWithControlCharactersInOneLine) {
     EXPECT_EQ(object()["participant_name"]["name"], "a\nb\x7F");
 }
 
+TEST_F(ShownQos, SteersNoTerminal) {
+    ASSERT_TRUE(DDS_String_replace(&qos.participant_name.name, "\u009B2J\u202E"));
+    EXPECT_THAT(text(), HasSubstr("participant_name.name: \\xc2\\x9b2J\\xe2\\x80\\xae\n"));
+}
+
+TEST_F(ShownQos, IsPrintableAsciiAsJson) {
+    ASSERT_TRUE(DDS_String_replace(&qos.participant_name.name, "\x1b\x7F\u009B\u202E\u6771\xFF"));
+    const std::string line = as_json(QosShown{0, 0, &qos});
+
+    EXPECT_TRUE(std::all_of(line.begin(), line.end() - 1, [](char character) {
+        return character >= ' ' && character <= '~';
+    })) << line;
+    EXPECT_EQ(json::parse(line)["participant_name"]["name"], "\x1b\x7F\u009B\u202E\u6771\uFFFD");
+}
+
 TEST_F(ShownQos, HasTextsThatAreNotUtf8) {
     ASSERT_TRUE(DDS_String_replace(&qos.participant_name.role_name, "\xE4"));
-    EXPECT_THAT(text(), HasSubstr("participant_name.role_name: \xE4\n"));
+    EXPECT_THAT(text(), HasSubstr("participant_name.role_name: \\xe4\n"));
     EXPECT_EQ(object()["participant_name"]["role_name"], "\uFFFD");
 }
 

@@ -8,6 +8,7 @@
 #include "commands.h"
 #include "dds_c/dds_c_domain.h"
 #include "log.h"
+#include "signals.h"
 #include "support/heap_watch.h"
 
 using testing::HasSubstr;
@@ -72,6 +73,18 @@ TEST_F(RunThatCannotReadTheQos, LeavesInOrder) {
     EXPECT_EQ(heap.change(), support::Blocks());
     (void)GetCapturedStderr();
     EXPECT_THAT(GetCapturedStdout(), HasSubstr("Joined domain 0"));
+}
+
+TEST(RunOfAParticipant, SaysNothingOfNewsThatAreNone) {
+    CaptureStdout();
+    CaptureStderr();
+    announce_news();
+    execute(a_short_stay());
+    (void)GetCapturedStderr();
+    const std::string text = GetCapturedStdout();
+
+    EXPECT_THAT(text, Not(HasSubstr("Now in")));
+    EXPECT_THAT(text, HasSubstr("Left domain 0: time is up\n"));
 }
 
 } // namespace

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "recorder.h"
+#include "redirected_stderr.h"
 #include "system_calls.h"
 
 namespace {
@@ -132,6 +133,10 @@ protected:
     }
 
     system_calls::State &calls_ = system_calls::current();
+
+private:
+    /** A file takes what is written to it in plain writes, which the tests look at. */
+    const RedirectedStderr redirected_{Kind::REGULAR_FILE};
 };
 
 TEST_F(DeviceTest, InstanceIsAlwaysTheSame) {
@@ -293,7 +298,8 @@ TEST(FormatLineTest, LineEndsAtTheEndAreDropped) {
 
 TEST(FormatLineTest, ControlCharactersAreReplaced) {
     EXPECT_EQ(text_in_line("a\nb\tc\rd\ve\ff"), "a b c d e f");
-    EXPECT_EQ(text_in_line("\x1b[31mred\x07\x7f\x01"), "?[31mred???");
+    EXPECT_EQ(text_in_line("\x1b[31mred\x07\x7f\x01"), "\\x1b[31mred\\x07\\x7f\\x01");
+    EXPECT_EQ(text_in_line("\u009B2J\u202E\xFF"), "\\xc2\\x9b2J\\xe2\\x80\\xae\\xff");
     NUVLogRecord record = record_with("text");
     record.function = "fun\nction";
     EXPECT_EQ(line_of(record), "1970-01-01T00:00:00.000000Z ERROR DDS fun ction: text");
