@@ -496,6 +496,17 @@ INSTANTIATE_TEST_SUITE_P(All, RuntimeStartTest,
                          testing::Values("epoll_create1", "eventfd", "timerfd_create", "epoll_ctl",
                                          "NUVOsapiThreadFactory_createThread"));
 
+TEST(RuntimeStartFailureTest, ThreadThatCannotBeStartedIsAnErrorWithItsReason) {
+    const faults::Guard guard;
+    net::Factories factories;
+    const LogCapture log;
+    faults::fail_call("NUVOsapiThreadFactory_createThread", 1, EAGAIN);
+    EXPECT_EQ(NUVNetioRuntime_new(nullptr, factories.threads, factories.workers), nullptr);
+    ASSERT_EQ(log.messages().size(), 1u);
+    EXPECT_EQ(log.messages()[0].text, "cannot start the reactor's thread: Resource temporarily "
+                                      "unavailable (EAGAIN)");
+}
+
 TEST(RuntimeStartFailureTest, EachAllocationThatFailsGivesNullOneErrorAndLeavesNothing) {
     const faults::Guard guard;
     net::Factories factories;
