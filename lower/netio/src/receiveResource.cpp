@@ -72,9 +72,10 @@ ReceiveSocket::Received ReceiveSocket::receive_one(const ReactorContext &context
             return Received::NONE;
         }
         if (!is_failing()) {
-            NETIO_WARNING("cannot receive at %s, trying again: %s (%s)",
-                          LocatorText(resource_->locator()).get(), error_description(error),
-                          error_name(error));
+            NETIO_WARNING_LIMITED(resource_->repetitions(),
+                                  "cannot receive at %s, trying again: %s (%s)",
+                                  LocatorText(resource_->locator()).get(),
+                                  error_description(error), error_name(error));
         }
         return Received::FAILED;
     }
@@ -90,8 +91,9 @@ ReceiveSocket::Received ReceiveSocket::receive_one(const ReactorContext &context
 NUVNetioReceiveResource::NUVNetioReceiveResource(NUVNetioConfigurator *configurator,
                                                  const NUVNetioLocator &locator,
                                                  const NUVNetioReceiveListener &listener)
-    : configurator_(configurator), reactor_(configurator->runtime->reactor), locator_(locator),
-      listener_(listener), is_group_(NUVNetioLocator_isMulticast(&locator) != 0) {}
+    : configurator_(configurator), reactor_(configurator->runtime->reactor),
+      repetitions_(&configurator->runtime->repetitions), locator_(locator), listener_(listener),
+      is_group_(NUVNetioLocator_isMulticast(&locator) != 0) {}
 
 NUVNetioReceiveResource::~NUVNetioReceiveResource() {
     while (sockets_ != nullptr) {

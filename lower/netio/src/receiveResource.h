@@ -80,6 +80,9 @@ public:
     netio::Reactor &reactor() const {
         return reactor_;
     }
+    REDARepetitions *repetitions() const {
+        return repetitions_;
+    }
     void receive(const NUVNetioMessage &message, REDAWorker *worker) const;
 
     void follow(const NUVNetioInterfaceSnapshot &snapshot) override;
@@ -98,6 +101,7 @@ private:
 
     NUVNetioConfigurator *const configurator_; // not after the release
     netio::Reactor &reactor_;
+    REDARepetitions *const repetitions_;
     const NUVNetioLocator locator_; // transport, port and group
     const NUVNetioReceiveListener listener_;
     const bool is_group_;

@@ -78,7 +78,8 @@ bool SendSocket::send(const NUVNetioLocator &destination, std::span<const NUV_UI
 
 bool SendSocket::send_to_group(const NUVNetioLocator &group, std::span<const NUV_UINT8> message,
                                const AllowedInterfaces &allowed,
-                               const NUVNetioInterfaceSnapshot &snapshot) {
+                               const NUVNetioInterfaceSnapshot &snapshot,
+                               REDARepetitions *repetitions) {
     const int socket = get_or_open(group.transport);
     if (socket < 0) {
         return false;
@@ -100,9 +101,9 @@ bool SendSocket::send_to_group(const NUVNetioLocator &group, std::span<const NUV
         return envelope.send(socket); // no interface is known: the kernel's routes decide
     }
     if (taken != 0 && refused != 0) {
-        NETIO_WARNING("%d of %d interfaces refused a message to %s: %s (%s)", refused,
-                      taken + refused, LocatorText(group).get(), error_description(error),
-                      error_name(error));
+        NETIO_WARNING_LIMITED(repetitions, "%d of %d interfaces refused a message to %s: %s (%s)",
+                              refused, taken + refused, LocatorText(group).get(),
+                              error_description(error), error_name(error));
     }
     errno = error;
     return taken != 0;

@@ -143,6 +143,32 @@ private:
     int listings_ = 0;
 };
 
+/**
+ * The monotonic clock as the test wants it. Each reading is a nanosecond later than the one before,
+ * so that everything takes some time. To be made before a runtime, whose thread reads it.
+ */
+class TestClock {
+public:
+    TestClock() {
+        clock_->getNanoseconds = [](const NUVClock *) { return ++now_; };
+    }
+    ~TestClock() {
+        clock_->getNanoseconds = former_;
+    }
+    TestClock(const TestClock &) = delete;
+    TestClock &operator=(const TestClock &) = delete;
+
+    void advance(NUV_INT64 nanoseconds) {
+        now_ += nanoseconds;
+    }
+
+private:
+    static inline std::atomic<NUV_INT64> now_{0};
+
+    NUVClock *const clock_ = NUVClock_getMonotonic();
+    NUV_INT64 (*const former_)(const NUVClock *) = clock_->getNanoseconds;
+};
+
 /** The factories that a runtime borrows, and the test's own worker. */
 class Factories {
 public:

@@ -33,6 +33,7 @@ protected:
     }
 
     net::Inbox inbox; // goes last, when the runtime has closed everything
+    net::TestClock clock;
     net::Runtime runtime;
     net::Configurator configurator{runtime};
     const int port = net::free_port();
@@ -346,6 +347,27 @@ TEST_F(ReceiveResourceTest, FailedReceiveIsAWarningAndNotTheEnd) {
     ASSERT_EQ(log.messagesOfOtherThreads().size(), 1u);
     EXPECT_EQ(log.messagesOfOtherThreads()[0].level, NUV_LOG_LEVEL_WARNING);
     EXPECT_THAT(log.messagesOfOtherThreads()[0].text, HasSubstr("(ENOMEM)"));
+}
+
+TEST_F(ReceiveResourceTest, FailedReceivesAreOneWarningASecondForAllResources) {
+    const faults::Guard guard;
+    const LogCapture log;
+    net::Inbox other_inbox;
+    const int other_port = net::free_port();
+    const std::array resources = {
+        open(port),
+        open_at(configurator, runtime, net::locator("127.0.0.1", other_port), other_inbox)};
+    for (int i = 0; i < 6; ++i) {
+        faults::fail_call("recvfrom", 1, ENOMEM);
+        ASSERT_TRUE(net::PlainSocket().send_to(
+            net::locator("127.0.0.1", i % 2 == 0 ? port : other_port), "hello"));
+        ASSERT_TRUE(net::eventually([] { return faults::happened(); }));
+    }
+    for (NUVNetioReceiveResource *resource : resources) {
+        release(resource);
+    }
+    EXPECT_TRUE(runtime.flush());
+    EXPECT_EQ(log.messagesOfOtherThreads().size(), 1u);
 }
 
 // ---- passing over taken ports

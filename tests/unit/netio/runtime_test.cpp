@@ -282,6 +282,21 @@ TEST(InterfaceRenewalTest, FailedListingKeepsTheSnapshotAndWarns) {
     NUVNetioInterfaceSnapshot_release(held);
 }
 
+TEST(InterfaceRenewalTest, FailedListingsAreOneWarningASecond) {
+    net::TestClock clock;
+    net::Runtime runtime(ETHERNET);
+    const LogCapture log;
+    runtime.interfaces.set_failing(true);
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+    }
+    EXPECT_EQ(log.messages().size(), 1u);
+    clock.advance(1'000'000'000);
+    EXPECT_EQ(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+    ASSERT_EQ(log.messages().size(), 2u);
+    EXPECT_THAT(log.messages()[1].text, HasSubstr("(and 4 more like it since the last line)"));
+}
+
 TEST(InterfaceRenewalTest, FailedFirstListingStartsEmptyAndWarns) {
     net::Interfaces interfaces(ETHERNET);
     interfaces.set_failing(true);
@@ -309,10 +324,12 @@ TEST(InterfaceRenewalTest, FailedFirstListingIsTriedAgainWhereTheKernelIsWatched
 
 TEST(InterfaceRenewalTest, RunningOutOfMemoryKeepsTheSnapshotAndWarns) {
     const faults::Guard guard;
+    net::TestClock clock;
     net::Runtime runtime;
     runtime.interfaces.set(ETHERNET);
     const net::Held before;
     for (int nth = 1; nth <= 2; ++nth) {
+        clock.advance(1'000'000'000); // for a warning of its own
         const LogCapture log;
         faults::fail_allocation(nth);
         EXPECT_EQ(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);

@@ -227,7 +227,7 @@ int NUVNetioConfigurator_getFailure(struct NUVNetioConfigurator *self, struct NU
  * transport and kept. A message to a group goes over every interface that groups are joined on.
  * Waits while the kernel's send buffer is full.
  * @return non-zero when the kernel took it, for a group on at least one interface (a refusal of
- * others is a warning); on failure one error message.
+ * others is a warning); on failure an error message. Neither is repeated within a second.
  */
 int NUVNetioConfigurator_send(struct NUVNetioConfigurator *self,
                               const struct NUVNetioLocator *destination, const NUV_UINT8 *data,
