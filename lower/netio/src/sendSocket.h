@@ -21,7 +21,7 @@ public:
     SendSocket(const SendSocket &) = delete;
     SendSocket &operator=(const SendSocket &) = delete;
 
-    /** Sends one message. False, with errno, when the kernel does not take it. */
+    /** Sends one message. False, with errno, when the kernel does not take it before long. */
     bool send(const NUVNetioLocator &destination, std::span<const NUV_UINT8> message);
 
     /**

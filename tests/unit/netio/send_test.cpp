@@ -199,6 +199,46 @@ TEST(GroupSendTest, WithoutKnownInterfacesTheKernelsRoutesDecide) {
     });
 }
 
+TEST(StuckLinkTest, SendThatFindsNoRoomForLongIsAnError) {
+    IN_PRIVATE_NETWORK([] {
+        ASSERT_TRUE(net::add_interface("n0", "192.0.2.1/24"));
+        ASSERT_TRUE(net::run("ip neigh add 192.0.2.9 lladdr 02:00:00:00:00:09 dev n0"));
+        if (!net::run("tc qdisc add dev n0 root tbf rate 8bit burst 2000 limit 10000000")) {
+            GTEST_SKIP() << "needs the program tc and the queue tbf";
+        }
+        net::Runtime runtime(NUV_NETIO_RUNTIME_PROPERTY_DEFAULT);
+        net::Configurator configurator(runtime);
+        const NUVNetioLocator destination = net::locator("192.0.2.9:7400");
+        const std::vector<NUV_UINT8> data(60'000);
+        const LogCapture log;
+        int sent = 0;
+        while (sent < 1000 && NUVNetioConfigurator_send(configurator.self, &destination,
+                                                        data.data(), 60'000, runtime.worker())) {
+            ++sent;
+        }
+        EXPECT_GT(sent, 0);
+        ASSERT_EQ(log.messages().size(), 1u);
+        EXPECT_THAT(log.messages()[0].text,
+                    HasSubstr("cannot send 60000 bytes to udpv4://192.0.2.9:7400"));
+        EXPECT_THAT(log.messages()[0].text, HasSubstr("(EAGAIN)"));
+    });
+}
+
+TEST_F(SendTest, MessageToAGroupWaitsForOneStuckLinkOnly) {
+    const faults::Guard guard;
+    std::vector<NUVNetioInterface> interfaces(4, net::loopback("127.0.0.1"));
+    for (NUV_UINT32 i = 1; i < 4; ++i) {
+        interfaces[i].index = 9000 + i;
+    }
+    runtime.interfaces.set(interfaces);
+    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    NUVNetioConfigurator_refreshInterfaces(configurator.self, runtime.worker());
+    faults::fail_call("sendmsg", 2, EAGAIN);
+    EXPECT_TRUE(send(net::locator("239.255.0.1:7400"), "hello"));
+    EXPECT_EQ(faults::count("sendmsg"), 2);
+    EXPECT_EQ(faults::count("sendmsg without waiting"), 2);
+}
+
 TEST(GroupSendTest, GroupIsReceivedOnAnInterfaceThatAppearsLater) {
     IN_PRIVATE_NETWORK([] {
         net::Runtime runtime(NUV_NETIO_RUNTIME_PROPERTY_DEFAULT);

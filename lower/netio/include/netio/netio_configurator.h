@@ -225,7 +225,7 @@ int NUVNetioConfigurator_getFailure(struct NUVNetioConfigurator *self, struct NU
 /**
  * @brief Sends one message to a locator, from a socket that is opened for the first message of its
  * transport and kept. A message to a group goes over every interface that groups are joined on.
- * Waits while the kernel's send buffer is full.
+ * While the kernel's send buffer is full it waits, up to 100 ms for each message.
  * @return non-zero when the kernel took it, for a group on at least one interface (a refusal of
  * others is a warning); on failure an error message. Neither is repeated within a second.
  */
