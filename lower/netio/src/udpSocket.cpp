@@ -37,7 +37,7 @@ Descriptor open_udp_socket(KOLS_Transport_ClassId_t transport, Waiting waiting) 
     if (opened.is_open() &&
         ((!is_ipv4 && !set_option(opened.get(), IPPROTO_IPV6, IPV6_V6ONLY, 1)) ||
          (waiting == Waiting::BRIEFLY &&
-          !set_option(opened.get(), SOL_SOCKET, SO_SNDTIMEO, LONGEST_WAIT)))) {
+          !set_option(opened.get(), SOL_SOCKET, SO_SNDTIMEO, LONGEST_SEND_WAIT)))) {
         const int error = errno;
         opened.reset();
         errno = error;
