@@ -11,7 +11,8 @@
 
 namespace netio {
 
-/** Whether a call waits until the kernel has something, or room; for the latter LONGEST_SEND_WAIT. */
+/** Whether a call waits until the kernel has something, or room; for the latter LONGEST_SEND_WAIT.
+ */
 enum class Waiting { NEVER, BRIEFLY };
 
 /** A send that has found no room by then fails with EAGAIN. */

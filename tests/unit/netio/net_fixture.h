@@ -336,6 +336,17 @@ public:
                static_cast<ssize_t>(data.size());
     }
 
+    /** Has what is sent to a group leave by an interface. */
+    bool set_multicast_interface(const NUVNetioLocator &group, const std::string &name) const {
+        const int index = static_cast<int>(if_nametoindex(name.c_str()));
+        const ip_mreqn request = {{}, {}, index};
+        return index != 0 &&
+               (group.transport == KOLS_TRANSPORT_CLASSID_UDPv4
+                    ? setsockopt(number, IPPROTO_IP, IP_MULTICAST_IF, &request, sizeof request)
+                    : setsockopt(number, IPPROTO_IPV6, IPV6_MULTICAST_IF, &index, sizeof index)) ==
+                   0;
+    }
+
     int port() const {
         sockaddr_in name{};
         socklen_t length = sizeof name;
