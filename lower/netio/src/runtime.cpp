@@ -36,13 +36,16 @@ bool NUVNetioRuntime::stop() {
 }
 
 void NUVNetioRuntime::warn_of_failed_listing(Listing listing) {
+    const int error = errno;
     if (listing == Listing::OUT_OF_MEMORY) {
         NETIO_WARNING_LIMITED(&repetitions,
                               "cannot list the network interfaces, going on with those known: "
                               "out of memory");
     } else if (listing == Listing::FAILED) {
         NETIO_WARNING_LIMITED(&repetitions,
-                              "cannot list the network interfaces, going on with those known");
+                              "cannot list the network interfaces, going on with those known: "
+                              "%s (%s)",
+                              netio::error_description(error), netio::error_name(error));
     }
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
@@ -130,6 +131,7 @@ private:
         const std::lock_guard lock(self->mutex_);
         ++self->listings_;
         if (self->failing_) {
+            errno = ENFILE;
             return 0;
         }
         return static_cast<int>(

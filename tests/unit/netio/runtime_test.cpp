@@ -14,6 +14,10 @@ namespace {
 using support::LogCapture;
 using testing::HasSubstr;
 
+const char *const LISTING_FAILED =
+    "cannot list the network interfaces, going on with those known: Too many open files in system "
+    "(ENFILE)";
+
 constexpr NUVNtpTime INFINITE_TIME = NUV_NTP_TIME_INFINITE;
 
 std::vector<NUV_UINT32> levels(const support::Messages &messages) {
@@ -276,7 +280,8 @@ TEST(InterfaceRenewalTest, FailedListingKeepsTheSnapshotAndWarns) {
     const LogCapture log;
     runtime.interfaces.set_failing(true);
     EXPECT_EQ(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
-    EXPECT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
+    ASSERT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
+    EXPECT_EQ(log.messages()[0].text, LISTING_FAILED);
     const NUVNetioInterfaceSnapshot *held = NUVNetioRuntime_acquireInterfaces(runtime.runtime);
     EXPECT_EQ(NUVNetioInterfaceSnapshot_getLength(held), 1);
     NUVNetioInterfaceSnapshot_release(held);
@@ -303,7 +308,8 @@ TEST(InterfaceRenewalTest, FailedFirstListingStartsEmptyAndWarns) {
     const NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
     const LogCapture log;
     net::Runtime runtime(property);
-    EXPECT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
+    ASSERT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
+    EXPECT_EQ(log.messages()[0].text, LISTING_FAILED);
     const NUVNetioInterfaceSnapshot *held = NUVNetioRuntime_acquireInterfaces(runtime.runtime);
     EXPECT_EQ(NUVNetioInterfaceSnapshot_getLength(held), 0);
     NUVNetioInterfaceSnapshot_release(held);

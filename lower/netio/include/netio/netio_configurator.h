@@ -152,8 +152,10 @@ struct NUVNetioReceiveResource;
  * A unicast port is bound to the wildcard address without address reuse, so that only one resource
  * in all processes holds it; when interfaces are restricted, each allowed address and loopback is
  * bound instead, or none at all. A multicast group is bound with address reuse and joined on every
- * usable interface, also on those that appear later; an interface that refuses is a warning. The
- * loopback interface is joined while there is no other. A group's port cannot be a unicast port.
+ * usable interface, also on those that appear later, by as many sockets as the kernel's limits of
+ * memberships ask for. An interface that refuses is a warning, a group that none joins is one, each
+ * said once. The loopback interface is joined while there is no other. A group's port cannot be a
+ * unicast port.
  *
  * @param locator  transport, port (1 to 65535) and, for multicast, the group; the address of a
  *                 unicast locator does not matter here.
