@@ -12,12 +12,13 @@ namespace {
 
 constexpr NUV_INT32 FIRST_CAPACITY = 4;
 
-void warn_of_slow_send(const NUVNetioLocator &destination, const Seconds &passed,
-                       const Seconds &allowed) {
+void warn_of_slow_send(REDARepetitions *repetitions, const NUVNetioLocator &destination,
+                       const Seconds &passed, const Seconds &allowed) {
     char text[NUV_NETIO_LOCATOR_STRING_SIZE] = "";
     NUVNetioLocator_toString(&destination, text, sizeof text);
-    COMMEND_WARNING("sending a message to %s took %lld.%06lld s, longer than %lld.%06lld s", text,
-                    passed.whole, passed.micros, allowed.whole, allowed.micros);
+    COMMEND_WARNING_LIMITED(repetitions,
+                            "sending a message to %s took %lld.%06lld s, longer than %lld.%06lld s",
+                            text, passed.whole, passed.micros, allowed.whole, allowed.micros);
 }
 
 } // namespace
@@ -68,8 +69,8 @@ bool Destinations::send_to(const NUVNetioLocator &destination, std::span<const N
     const bool taken =
         NUVNetioConfigurator_send(configurator_, &destination, message.data(),
                                   static_cast<NUV_UINT32>(message.size()), worker) != 0;
-    stopwatch.stop([&destination](const Seconds &passed, const Seconds &allowed) {
-        warn_of_slow_send(destination, passed, allowed);
+    stopwatch.stop([this, &destination](const Seconds &passed, const Seconds &allowed) {
+        warn_of_slow_send(repetitions_, destination, passed, allowed);
     });
     return taken;
 }

@@ -14,7 +14,9 @@ namespace commend {
 class Destinations {
 public:
     Destinations(NUVNetioConfigurator *configurator, const NUVNtpTime &threshold)
-        : configurator_(configurator), threshold_(threshold) {}
+        : configurator_(configurator), repetitions_(NUVNetioRuntime_getRepetitions(
+                                           NUVNetioConfigurator_getRuntime(configurator))),
+          threshold_(threshold) {}
     ~Destinations();
     Destinations(const Destinations &) = delete;
     Destinations &operator=(const Destinations &) = delete;
@@ -37,6 +39,7 @@ private:
                  REDAWorker *worker);
 
     NUVNetioConfigurator *const configurator_;
+    REDARepetitions *const repetitions_;
     const Threshold threshold_;
 
     std::mutex mutex_; // guards what follows; held while sending

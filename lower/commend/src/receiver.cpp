@@ -41,8 +41,8 @@ void count_one(std::atomic<NUV_UINT64> &counter) {
 
 } // namespace
 
-Receiver::Receiver(const COMMENDFacadeProperty &property)
-    : own_prefix_(to_network_order(property.guidPrefix)),
+Receiver::Receiver(const COMMENDFacadeProperty &property, REDARepetitions *repetitions)
+    : repetitions_(repetitions), own_prefix_(to_network_order(property.guidPrefix)),
       threshold_(property.receiver.processMessageTimeBasedLoggingThreshold) {}
 
 bool Receiver::open(const COMMENDReceiverProperty &property) {
@@ -66,11 +66,12 @@ COMMENDMessageListener Receiver::listener() {
 void Receiver::receive(const NUVNetioMessage &message, bool tracked, REDAWorker *worker) {
     const Stopwatch stopwatch(threshold_, tracked);
     process(message, worker);
-    stopwatch.stop([&message](const Seconds &passed, const Seconds &allowed) {
-        COMMEND_WARNING("processing a received message on port %d took %lld.%06lld s, longer than "
-                        "%lld.%06lld s",
-                        static_cast<int>(message.port), passed.whole, passed.micros, allowed.whole,
-                        allowed.micros);
+    stopwatch.stop([this, &message](const Seconds &passed, const Seconds &allowed) {
+        COMMEND_WARNING_LIMITED(repetitions_,
+                                "processing a received message on port %d took %lld.%06lld s, "
+                                "longer than %lld.%06lld s",
+                                static_cast<int>(message.port), passed.whole, passed.micros,
+                                allowed.whole, allowed.micros);
     });
 }
 

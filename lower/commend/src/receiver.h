@@ -16,7 +16,8 @@ namespace commend {
 /** Thread-safe once it has been opened. */
 class Receiver {
 public:
-    explicit Receiver(const COMMENDFacadeProperty &property);
+    /** @param repetitions limits the warnings of what takes long; must outlive the receiver. */
+    Receiver(const COMMENDFacadeProperty &property, REDARepetitions *repetitions);
 
     /** Reads what may be wrong in the property. On failure an error has been logged. */
     bool open(const COMMENDReceiverProperty &property);
@@ -38,6 +39,7 @@ private:
     bool is_from_self(std::span<const NUV_UINT8> data) const;
     COMMENDMessageListener listener();
 
+    REDARepetitions *const repetitions_;
     const std::array<NUV_UINT8, GUID_PREFIX_SIZE> own_prefix_; // as messages carry it
     const Threshold threshold_;
     TrackedPorts tracked_ports_;

@@ -226,15 +226,16 @@ int NUVNetioConfigurator_send(struct NUVNetioConfigurator *self,
         return 0;
     }
     const std::span<const NUV_UINT8> message(data, length);
-    const bool sent = NUVNetioLocator_isMulticast(destination) != 0
-                          ? transport->sender.send_to_group(*destination, message, self->allowed,
-                                                            *self->snapshot().get())
-                          : transport->sender.send(*destination, message);
+    const bool sent =
+        NUVNetioLocator_isMulticast(destination) != 0
+            ? transport->sender.send_to_group(*destination, message, self->allowed,
+                                              *self->snapshot().get(), &self->runtime->repetitions)
+            : transport->sender.send(*destination, message);
     if (!sent) {
         const int error = errno;
-        NETIO_ERROR("cannot send %u bytes to %s: %s (%s)", static_cast<unsigned>(length),
-                    netio::LocatorText(*destination).get(), netio::error_description(error),
-                    netio::error_name(error));
+        NETIO_ERROR_LIMITED(&self->runtime->repetitions, "cannot send %u bytes to %s: %s (%s)",
+                            static_cast<unsigned>(length), netio::LocatorText(*destination).get(),
+                            netio::error_description(error), netio::error_name(error));
     }
     return static_cast<int>(sent);
 }

@@ -2,6 +2,7 @@
 #include "interfaceSnapshot.h"
 
 #include <atomic>
+#include <cerrno>
 #include <cstring>
 #include <new>
 
@@ -113,6 +114,9 @@ Listing list_interfaces(const NUVNetioInterfaceSource &source, HeldSnapshot *out
     }
     HeldSnapshot made(builder.snapshot);
     if (source.list(source.param, add_interface, &builder) == 0) {
+        const int error = errno;
+        made = HeldSnapshot();
+        errno = error;
         return builder.out_of_memory ? Listing::OUT_OF_MEMORY : Listing::FAILED;
     }
     *out = static_cast<HeldSnapshot &&>(made);

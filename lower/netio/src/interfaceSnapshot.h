@@ -43,6 +43,7 @@ private:
     const NUVNetioInterfaceSnapshot *snapshot_ = nullptr;
 };
 
+/** What came of a listing. When it has failed errno tells why. */
 enum class Listing { DONE, FAILED, OUT_OF_MEMORY };
 
 /** Lists what a source has now. @p out is changed only when the listing is done. */

@@ -1,6 +1,7 @@
 // The newest interface snapshot, and the multicast members that follow it.
 #include "interfaceTable.h"
 
+#include <cerrno>
 #include <utility>
 
 namespace netio {
@@ -9,7 +10,9 @@ Listing InterfaceTable::start(const NUVNetioInterfaceSource &source) {
     source_ = source;
     const Listing listing = list_interfaces(source_, &snapshot_);
     if (listing == Listing::FAILED) {
+        const int error = errno;
         snapshot_ = HeldSnapshot(make_empty_snapshot());
+        errno = error;
         return snapshot_.get() != nullptr ? Listing::FAILED : Listing::OUT_OF_MEMORY;
     }
     return listing;

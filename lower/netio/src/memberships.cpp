@@ -1,4 +1,4 @@
-// The interfaces on which one socket has joined its multicast group.
+// The interfaces on which a multicast group is joined, and the sockets that hold the memberships.
 #include "memberships.h"
 
 #include <algorithm>
@@ -6,6 +6,8 @@
 
 #include "netio_log.h"
 #include "osapi/osapi_heap.h"
+#include "osapi/osapi_utility.h"
+#include "receiveResource.h"
 #include "udpSocket.h"
 
 namespace netio {
@@ -14,65 +16,224 @@ namespace {
 
 constexpr NUV_INT32 FIRST_CAPACITY = 4; // most hosts have fewer interfaces in use
 
-bool is_wanted(NUV_UINT32 index, const NUVNetioLocator &group, const AllowedInterfaces &allowed,
-               const NUVNetioInterfaceSnapshot &snapshot) {
-    bool wanted = false;
-    visit_multicast_interfaces(
-        snapshot, allowed, group.transport,
-        [&wanted, index](const auto &interface) { wanted = wanted || interface.index == index; });
-    return wanted;
+/** Whether a socket refuses for having too many memberships: of UDPv4, of UDPv6. */
+bool is_full(int error) {
+    return error == ENOBUFS || error == ENOMEM;
 }
+
+/** Names of interfaces as a message lists them; of those that do not fit the number. */
+class NameList {
+public:
+    void add(const char *name) {
+        const std::size_t length = std::strlen(text_);
+        if (left_out_ != 0 || length + std::strlen(name) + ROOM_FOR_NUMBER > sizeof text_) {
+            ++left_out_;
+            return;
+        }
+        NUVOsapiUtility_snprintf(text_ + length, sizeof text_ - length, "%s%s",
+                                 length != 0 ? ", " : "", name);
+    }
+    const char *get() {
+        if (left_out_ != 0) {
+            const std::size_t length = std::strlen(text_);
+            NUVOsapiUtility_snprintf(text_ + length, sizeof text_ - length, " and %u more",
+                                     left_out_);
+            left_out_ = 0;
+        }
+        return text_;
+    }
+
+private:
+    static constexpr std::size_t ROOM_FOR_NUMBER = sizeof ",  and 4294967295 more";
+
+    char text_[256] = "";
+    NUV_UINT32 left_out_ = 0;
+};
+
+/** The interfaces that refuse for one reason, that of the first. */
+struct Refusals {
+    int error = 0;
+    NameList interfaces;
+
+    /** False when it is for another reason. */
+    bool add(int its_error, const char *name) {
+        if (error != 0 && error != its_error) {
+            return false;
+        }
+        error = its_error;
+        interfaces.add(name);
+        return true;
+    }
+};
 
 } // namespace
 
 Memberships::~Memberships() {
-    NUVOsapiHeap_freeArray(joined_);
+    NUVOsapiHeap_freeArray(all_);
 }
 
-void Memberships::follow(int socket, const NUVNetioLocator &group, const AllowedInterfaces &allowed,
+void Memberships::follow(const AllowedInterfaces &allowed,
                          const NUVNetioInterfaceSnapshot &snapshot) {
-    // First, for the kernel limits how many a socket may have.
-    leave_gone(socket, group, allowed, snapshot);
-    visit_multicast_interfaces(snapshot, allowed, group.transport,
-                               [this, socket, &group](const auto &interface) {
-                                   if (!is_joined(interface.index)) {
-                                       join(socket, group, interface);
+    note_wanted(allowed, snapshot);
+    leave_unwanted(); // before the joins, for what it leaves free
+    join_missing();
+    close_unused_sockets();
+    tell_of_refusals(allowed, snapshot);
+}
+
+void Memberships::note_wanted(const AllowedInterfaces &allowed,
+                              const NUVNetioInterfaceSnapshot &snapshot) {
+    for (NUV_INT32 i = 0; i < count_; ++i) {
+        all_[i].wanted = false;
+    }
+    visit_multicast_interfaces(snapshot, allowed, resource_.locator().transport,
+                               [this](const auto &interface) {
+                                   Membership *membership = find_or_add(interface.index);
+                                   if (membership != nullptr) {
+                                       membership->wanted = true;
                                    }
                                });
 }
 
-void Memberships::leave_gone(int socket, const NUVNetioLocator &group,
-                             const AllowedInterfaces &allowed,
-                             const NUVNetioInterfaceSnapshot &snapshot) {
+void Memberships::leave_unwanted() {
+    const NUVNetioLocator &group = resource_.locator();
     for (NUV_INT32 i = count_; i-- > 0;) {
-        if (!is_wanted(joined_[i], group, allowed, snapshot)) {
+        const Membership &membership = all_[i];
+        if (membership.wanted) {
+            continue;
+        }
+        if (membership.socket != nullptr) {
             // Fails when the kernel has forgotten the interface altogether, which is as well.
-            leave_group(socket, group.transport, group.address, joined_[i]);
-            joined_[i] = joined_[--count_];
+            leave_group(membership.socket->descriptor(), group.transport, group.address,
+                        membership.interface);
+        }
+        all_[i] = all_[--count_];
+    }
+}
+
+void Memberships::join_missing() {
+    for (NUV_INT32 i = 0; i < count_; ++i) {
+        Membership &membership = all_[i];
+        if (membership.socket == nullptr) {
+            membership.socket = join_by_any_socket(membership.interface);
+            membership.error = membership.socket != nullptr ? 0 : errno;
         }
     }
 }
 
-void Memberships::join(int socket, const NUVNetioLocator &group,
-                       const NUVNetioInterface &interface) {
-    if (!make_room()) {
-        NETIO_WARNING("cannot join %s on interface %s: out of memory", LocatorText(group).get(),
-                      interface.name);
-        return;
+/** The socket that holds the membership now. None, with errno, when the interface refuses. */
+ReceiveSocket *Memberships::join_by_any_socket(NUV_UINT32 interface) {
+    const NUVNetioLocator &group = resource_.locator();
+    for (ReceiveSocket *socket = resource_.sockets(); socket != nullptr; socket = socket->next) {
+        if (!socket->is_open()) {
+            continue;
+        }
+        // Joined already: on this interface before it was gone for a moment.
+        if (join_group(socket->descriptor(), group.transport, group.address, interface) ||
+            errno == EADDRINUSE) {
+            return socket;
+        }
+        if (!is_full(errno)) {
+            return nullptr;
+        }
     }
-    // Joined already: on this interface before it was gone for a moment.
-    if (!join_group(socket, group.transport, group.address, interface.index) &&
-        errno != EADDRINUSE) {
-        const int error = errno;
-        NETIO_WARNING("cannot join %s on interface %s: %s (%s)", LocatorText(group).get(),
-                      interface.name, error_description(error), error_name(error));
-        return;
-    }
-    joined_[count_++] = interface.index;
+    return join_by_further_socket(interface);
 }
 
-bool Memberships::is_joined(NUV_UINT32 index) const {
-    return std::find(joined_, joined_ + count_, index) != joined_ + count_;
+ReceiveSocket *Memberships::join_by_further_socket(NUV_UINT32 interface) {
+    const NUVNetioLocator &group = resource_.locator();
+    ReceiveSocket *const socket = resource_.open_further_socket();
+    if (socket != nullptr &&
+        !join_group(socket->descriptor(), group.transport, group.address, interface)) {
+        const int error = errno;
+        socket->close();
+        errno = error;
+        return nullptr;
+    }
+    return socket;
+}
+
+/** All but the first, which holds the port. */
+void Memberships::close_unused_sockets() {
+    for (ReceiveSocket *socket = resource_.sockets()->next; socket != nullptr;
+         socket = socket->next) {
+        if (socket->is_open() && !is_used(socket)) {
+            socket->close();
+        }
+    }
+}
+
+/** In one line, so that a host with many of them is no flood. */
+void Memberships::tell_of_refusals(const AllowedInterfaces &allowed,
+                                   const NUVNetioInterfaceSnapshot &snapshot) {
+    Refusals all;
+    Refusals news; // for a reason that has not been said of the interface
+    visit_multicast_interfaces(
+        snapshot, allowed, resource_.locator().transport, [&](const auto &interface) {
+            Membership *const membership = find(interface.index);
+            const int error = membership != nullptr ? membership->error : ENOMEM;
+            if (error == 0) {
+                return;
+            }
+            (void)all.add(error, interface.name);
+            if (membership == nullptr) {
+                (void)news.add(error, interface.name);
+            } else if (membership->said != error && news.add(error, interface.name)) {
+                membership->said = error;
+            }
+        });
+    const LocatorText group(resource_.locator());
+    if (is_joined_anywhere()) {
+        is_deaf_ = false;
+        if (news.error != 0) {
+            NETIO_WARNING_LIMITED(resource_.repetitions(), "cannot join %s on %s: %s (%s)",
+                                  group.get(), news.interfaces.get(), error_description(news.error),
+                                  error_name(news.error));
+        }
+        return;
+    }
+    if (is_deaf_ && deaf_error_ == all.error) {
+        return;
+    }
+    is_deaf_ = true;
+    deaf_error_ = all.error;
+    if (all.error == 0) {
+        NETIO_WARNING_LIMITED(resource_.repetitions(),
+                              "cannot join %s on any interface: no usable one has an "
+                              "address of its transport and multicast",
+                              group.get());
+    } else {
+        NETIO_WARNING_LIMITED(
+            resource_.repetitions(), "cannot join %s on any interface (%s): %s (%s)", group.get(),
+            all.interfaces.get(), error_description(all.error), error_name(all.error));
+    }
+}
+
+Membership *Memberships::find(NUV_UINT32 interface) const {
+    Membership *const end = all_ + count_;
+    Membership *const found = std::find_if(
+        all_, end, [interface](const Membership &one) { return one.interface == interface; });
+    return found != end ? found : nullptr;
+}
+
+/** Null when memory runs out. */
+Membership *Memberships::find_or_add(NUV_UINT32 interface) {
+    Membership *membership = find(interface);
+    if (membership == nullptr && make_room()) {
+        membership = &all_[count_++];
+        *membership = {interface, nullptr, 0, 0, true};
+    }
+    return membership;
+}
+
+bool Memberships::is_used(const ReceiveSocket *socket) const {
+    return std::any_of(all_, all_ + count_,
+                       [socket](const Membership &one) { return one.socket == socket; });
+}
+
+bool Memberships::is_joined_anywhere() const {
+    return std::any_of(all_, all_ + count_,
+                       [](const Membership &one) { return one.socket != nullptr; });
 }
 
 bool Memberships::make_room() {
@@ -81,9 +242,9 @@ bool Memberships::make_room() {
     }
     const NUV_INT32 larger = capacity_ != 0 ? 2 * capacity_ : FIRST_CAPACITY;
     if (NUVOsapiHeap_reallocateMemoryInternal(
-            &joined_, NUVOsapiHeap_sizeOfArray(static_cast<size_t>(larger), sizeof(NUV_UINT32)),
+            &all_, NUVOsapiHeap_sizeOfArray(static_cast<size_t>(larger), sizeof(Membership)),
             NUV_OSAPI_HEAP_ALIGNMENT_DEFAULT, 1, 0, "NUVNetioConfigurator_openReceiveResource",
-            NUV_OSAPI_HEAP_TAG_ARRAY, "NUV_UINT32") == 0) {
+            NUV_OSAPI_HEAP_TAG_ARRAY, "struct Membership") == 0) {
         return false;
     }
     capacity_ = larger;

@@ -96,7 +96,9 @@ bool Reactor::start(NUVOsapiThreadFactory *threads, REDAWorkerFactory *workers) 
         threads, NUV_NETIO_REACTOR_THREAD_NAME,
         [](void *param) { static_cast<Reactor *>(param)->run(); }, this);
     if (thread_ == nullptr) {
-        NETIO_ERROR("cannot start the reactor's thread");
+        const int error = errno;
+        NETIO_ERROR("cannot start the reactor's thread: %s (%s)", error_description(error),
+                    error_name(error));
         REDAWorkerFactory_destroyWorker(workers_, worker_);
         worker_ = nullptr;
         return false;

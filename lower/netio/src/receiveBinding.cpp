@@ -21,6 +21,27 @@ bool bind_to(const NUVNetioLocator &locator, int socket) {
     return bind_socket(socket, SocketAddress(locator.transport, locator.address, locator.port));
 }
 
+/** None, with errno, and the step that failed. */
+Descriptor bind_to_group(const NUVNetioLocator &locator, const char **failed_step) {
+    Descriptor socket = open_udp_socket(locator.transport, Waiting::NEVER);
+    *failed_step = "open a socket";
+    if (!socket.is_open()) {
+        return socket;
+    }
+    *failed_step = "set the socket's multicast options";
+    bool done = prepare_for_group(socket.get(), locator.transport);
+    if (done) {
+        *failed_step = "bind the socket";
+        done = bind_to(locator, socket.get());
+    }
+    if (!done) {
+        const int error = errno;
+        socket.reset();
+        errno = error;
+    }
+    return socket;
+}
+
 /** One resource that was asked for, while it is put together. */
 struct Request {
     NUVNetioConfigurator &configurator;
@@ -125,20 +146,17 @@ Descriptor bind_unicast(NUVNetioConfigurator &configurator, const NUVNetioLocato
 }
 
 Descriptor bind_group(NUVNetioConfigurator &configurator, const NUVNetioLocator &locator) {
-    Descriptor socket = open_udp_socket(locator.transport, Waiting::NEVER);
+    const char *step = nullptr;
+    Descriptor socket = bind_to_group(locator, &step);
     if (!socket.is_open()) {
-        configurator.attempt.note({locator, "open a socket", errno});
-        return {};
-    }
-    if (!prepare_for_group(socket.get(), locator.transport)) {
-        configurator.attempt.note({locator, "set the socket's multicast options", errno});
-        return {};
-    }
-    if (!bind_to(locator, socket.get())) {
-        configurator.attempt.note({locator, "bind the socket", errno});
-        return {};
+        configurator.attempt.note({locator, step, errno});
     }
     return socket;
+}
+
+Descriptor bind_further_to_group(const NUVNetioLocator &locator) {
+    const char *unsaid = nullptr;
+    return bind_to_group(locator, &unsaid);
 }
 
 } // namespace netio

@@ -13,6 +13,9 @@ Descriptor bind_unicast(NUVNetioConfigurator &configurator, const NUVNetioLocato
 /** A socket that shares the locator's group and port with others. None as above. */
 Descriptor bind_group(NUVNetioConfigurator &configurator, const NUVNetioLocator &locator);
 
+/** The same; a failure is not noted, errno tells of it. */
+Descriptor bind_further_to_group(const NUVNetioLocator &locator);
+
 } // namespace netio
 
 #endif

@@ -72,9 +72,10 @@ ReceiveSocket::Received ReceiveSocket::receive_one(const ReactorContext &context
             return Received::NONE;
         }
         if (!is_failing()) {
-            NETIO_WARNING("cannot receive at %s, trying again: %s (%s)",
-                          LocatorText(resource_->locator()).get(), error_description(error),
-                          error_name(error));
+            NETIO_WARNING_LIMITED(resource_->repetitions(),
+                                  "cannot receive at %s, trying again: %s (%s)",
+                                  LocatorText(resource_->locator()).get(), error_description(error),
+                                  error_name(error));
         }
         return Received::FAILED;
     }
@@ -90,8 +91,9 @@ ReceiveSocket::Received ReceiveSocket::receive_one(const ReactorContext &context
 NUVNetioReceiveResource::NUVNetioReceiveResource(NUVNetioConfigurator *configurator,
                                                  const NUVNetioLocator &locator,
                                                  const NUVNetioReceiveListener &listener)
-    : configurator_(configurator), reactor_(configurator->runtime->reactor), locator_(locator),
-      listener_(listener), is_group_(NUVNetioLocator_isMulticast(&locator) != 0) {}
+    : configurator_(configurator), reactor_(configurator->runtime->reactor),
+      repetitions_(&configurator->runtime->repetitions), locator_(locator), listener_(listener),
+      is_group_(NUVNetioLocator_isMulticast(&locator) != 0) {}
 
 NUVNetioReceiveResource::~NUVNetioReceiveResource() {
     while (sockets_ != nullptr) {
@@ -104,40 +106,59 @@ NUVNetioReceiveResource::~NUVNetioReceiveResource() {
 netio::ReceiveSocket *
 NUVNetioReceiveResource::add_socket(netio::Descriptor descriptor,
                                     const KOLS_Transport_Address_t &bound_to) {
-    netio::ReceiveSocket *socket = find_closed_socket();
+    netio::ReceiveSocket *const socket = find_or_make_closed_socket();
     if (socket == nullptr) {
-        NUVOsapiHeap_allocateStructure(&socket, class netio::ReceiveSocket);
-        if (socket == nullptr) {
-            configurator_->attempt.note({locator_, nullptr, ENOMEM});
-            return nullptr;
-        }
-        new (socket) netio::ReceiveSocket(this);
-        socket->next = sockets_;
-        sockets_ = socket;
+        configurator_->attempt.note({locator_, nullptr, ENOMEM});
+        return nullptr;
     }
     socket->open(std::move(descriptor), bound_to);
     return socket;
 }
 
-netio::ReceiveSocket *NUVNetioReceiveResource::find_closed_socket() const {
-    netio::ReceiveSocket *socket = sockets_;
-    while (socket != nullptr && socket->is_open()) {
-        socket = socket->next;
+netio::ReceiveSocket *NUVNetioReceiveResource::open_further_socket() {
+    netio::Descriptor bound = netio::bind_further_to_group(locator_);
+    if (!bound.is_open()) {
+        return nullptr;
+    }
+    netio::ReceiveSocket *const socket = find_or_make_closed_socket();
+    if (socket == nullptr) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    socket->open(std::move(bound), locator_.address);
+    if (!reactor_.poll(socket->descriptor(), socket)) {
+        const int error = errno;
+        socket->close();
+        errno = error;
+        return nullptr;
     }
     return socket;
 }
 
-bool NUVNetioReceiveResource::start() {
-    if (is_group_) {
-        configurator_->runtime->interfaces.add_member(this);
+/** Null when memory runs out. */
+netio::ReceiveSocket *NUVNetioReceiveResource::find_or_make_closed_socket() {
+    netio::ReceiveSocket **place = &sockets_;
+    while (*place != nullptr && (*place)->is_open()) {
+        place = &(*place)->next;
     }
+    if (*place == nullptr) {
+        NUVOsapiHeap_allocateStructure(place, class netio::ReceiveSocket);
+        if (*place != nullptr) {
+            new (*place) netio::ReceiveSocket(this);
+        }
+    }
+    return *place;
+}
+
+bool NUVNetioReceiveResource::start() {
     for (netio::ReceiveSocket *socket = sockets_; socket != nullptr; socket = socket->next) {
         if (!poll(*socket)) {
-            if (is_group_) {
-                configurator_->runtime->interfaces.remove_member(this);
-            }
             return false;
         }
+    }
+    // Last, for a member's sockets are changed by whoever has the interfaces listed.
+    if (is_group_) {
+        configurator_->runtime->interfaces.add_member(this);
     }
     open_.store(true, std::memory_order_release);
     return true;
@@ -244,7 +265,7 @@ void NUVNetioReceiveResource::receive(const NUVNetioMessage &message, REDAWorker
 }
 
 void NUVNetioReceiveResource::follow(const NUVNetioInterfaceSnapshot &snapshot) {
-    memberships_.follow(sockets_->descriptor(), locator_, configurator_->allowed, snapshot);
+    memberships_.follow(configurator_->allowed, snapshot);
 }
 
 void NUVNetioReceiveResource::on_ended(REDAWorker *worker) {

@@ -80,6 +80,15 @@ public:
     netio::Reactor &reactor() const {
         return reactor_;
     }
+    REDARepetitions *repetitions() const {
+        return repetitions_;
+    }
+    /** Beginning with the one that the resource was opened with. Others may be closed. */
+    netio::ReceiveSocket *sockets() const {
+        return sockets_;
+    }
+    /** Another socket for the group, which is received from. Null, with errno, on failure. */
+    netio::ReceiveSocket *open_further_socket();
     void receive(const NUVNetioMessage &message, REDAWorker *worker) const;
 
     void follow(const NUVNetioInterfaceSnapshot &snapshot) override;
@@ -91,20 +100,21 @@ private:
     bool is_covered(const KOLS_Transport_Address_t &address) const;
     bool is_allowed(const KOLS_Transport_Address_t &address) const;
     void close_gone_sockets();
-    netio::ReceiveSocket *find_closed_socket() const;
+    netio::ReceiveSocket *find_or_make_closed_socket();
     bool poll(netio::ReceiveSocket &socket);
     bool close_and_end();
     void free();
 
     NUVNetioConfigurator *const configurator_; // not after the release
     netio::Reactor &reactor_;
+    REDARepetitions *const repetitions_;
     const NUVNetioLocator locator_; // transport, port and group
     const NUVNetioReceiveListener listener_;
     const bool is_group_;
     std::atomic<bool> open_{false};           // the sockets are complete: messages are let through
-    std::mutex mutex_;                        // guards the list of sockets
+    std::mutex mutex_;                        // guards the list of sockets, but a group's
     netio::ReceiveSocket *sockets_ = nullptr; // none goes before the resource; some are closed
-    netio::Memberships memberships_;
+    netio::Memberships memberships_{*this};   // calls to follow guard a group's sockets
 };
 
 /** Ends a resource that could not be started. */

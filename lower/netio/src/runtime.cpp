@@ -15,15 +15,6 @@ namespace {
 /** When the interfaces could not be listed after an event: the time until the next try. */
 constexpr NUVNtpTime RETRY_DELAY = {1, 0};
 
-void warn_of_failed_listing(Listing listing) {
-    if (listing == Listing::OUT_OF_MEMORY) {
-        NETIO_WARNING("cannot list the network interfaces, going on with those known: "
-                      "out of memory");
-    } else if (listing == Listing::FAILED) {
-        NETIO_WARNING("cannot list the network interfaces, going on with those known");
-    }
-}
-
 } // namespace
 
 const struct NUVNetioRuntimeProperty NUV_NETIO_RUNTIME_PROPERTY_DEFAULT = {
@@ -42,6 +33,20 @@ bool NUVNetioRuntime::open() {
 
 bool NUVNetioRuntime::stop() {
     return callbacks.stop() && reactor.stop();
+}
+
+void NUVNetioRuntime::warn_of_failed_listing(Listing listing) {
+    const int error = errno;
+    if (listing == Listing::OUT_OF_MEMORY) {
+        NETIO_WARNING_LIMITED(&repetitions,
+                              "cannot list the network interfaces, going on with those known: "
+                              "out of memory");
+    } else if (listing == Listing::FAILED) {
+        NETIO_WARNING_LIMITED(&repetitions,
+                              "cannot list the network interfaces, going on with those known: "
+                              "%s (%s)",
+                              netio::error_description(error), netio::error_name(error));
+    }
 }
 
 bool NUVNetioRuntime::start_interfaces() {
@@ -205,6 +210,10 @@ void NUVNetioRuntime_postCallback(struct NUVNetioRuntime *self, struct NUVNetioC
 int NUVNetioRuntime_cancelCallback(struct NUVNetioRuntime *self,
                                    struct NUVNetioCallback *callback) {
     return static_cast<int>(self->callbacks.cancel(callback));
+}
+
+struct REDARepetitions *NUVNetioRuntime_getRepetitions(struct NUVNetioRuntime *self) {
+    return &self->repetitions;
 }
 
 struct NUVEventActiveDatabase *NUVNetioRuntime_getEventDatabase(struct NUVNetioRuntime *self) {

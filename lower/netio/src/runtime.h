@@ -41,9 +41,11 @@ public:
     netio::InterfaceTable interfaces;
     netio::InterfaceListeners listeners;
     netio::CallbackThread callbacks;
+    REDARepetitions repetitions{};
 
 private:
     bool start_interfaces();
+    void warn_of_failed_listing(netio::Listing listing);
     void watch_links();
     bool take_link_events();
     static void settle(void *param, REDAWorker *worker);

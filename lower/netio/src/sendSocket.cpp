@@ -40,10 +40,10 @@ public:
         }
     }
 
-    bool send(int socket) const {
+    bool send(int socket, int flags = 0) const {
         ssize_t sent = -1;
         do {
-            sent = sendmsg(socket, &header_, MSG_NOSIGNAL);
+            sent = sendmsg(socket, &header_, MSG_NOSIGNAL | flags);
         } while (sent < 0 && errno == EINTR);
         return sent >= 0;
     }
@@ -78,7 +78,8 @@ bool SendSocket::send(const NUVNetioLocator &destination, std::span<const NUV_UI
 
 bool SendSocket::send_to_group(const NUVNetioLocator &group, std::span<const NUV_UINT8> message,
                                const AllowedInterfaces &allowed,
-                               const NUVNetioInterfaceSnapshot &snapshot) {
+                               const NUVNetioInterfaceSnapshot &snapshot,
+                               REDARepetitions *repetitions) {
     const int socket = get_or_open(group.transport);
     if (socket < 0) {
         return false;
@@ -87,22 +88,25 @@ bool SendSocket::send_to_group(const NUVNetioLocator &group, std::span<const NUV
     int taken = 0;
     int refused = 0;
     int error = 0;
+    int flags = 0;
     visit_multicast_interfaces(snapshot, allowed, group.transport, [&](const auto &interface) {
         envelope.name_interface(group.transport, interface.index);
-        if (envelope.send(socket)) {
+        if (envelope.send(socket, flags)) {
             ++taken;
         } else {
             ++refused;
             error = errno;
+            // However many links are stuck, one message has one wait.
+            flags = error == EAGAIN ? MSG_DONTWAIT : flags;
         }
     });
     if (taken == 0 && refused == 0) {
         return envelope.send(socket); // no interface is known: the kernel's routes decide
     }
     if (taken != 0 && refused != 0) {
-        NETIO_WARNING("%d of %d interfaces refused a message to %s: %s (%s)", refused,
-                      taken + refused, LocatorText(group).get(), error_description(error),
-                      error_name(error));
+        NETIO_WARNING_LIMITED(repetitions, "%d of %d interfaces refused a message to %s: %s (%s)",
+                              refused, taken + refused, LocatorText(group).get(),
+                              error_description(error), error_name(error));
     }
     errno = error;
     return taken != 0;
@@ -113,8 +117,9 @@ int SendSocket::get_or_open(KOLS_Transport_ClassId_t transport) {
     if (socket >= 0) {
         return socket;
     }
-    // A full send buffer makes a sender wait rather than lose a message.
-    Descriptor opened = open_udp_socket(transport, Waiting::ALLOWED);
+    // A full send buffer makes a sender wait rather than lose a message, though not for a stuck
+    // link.
+    Descriptor opened = open_udp_socket(transport, Waiting::BRIEFLY);
     if (!opened.is_open()) {
         return -1;
     }

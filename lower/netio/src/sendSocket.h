@@ -7,6 +7,7 @@
 
 #include "allowedInterfaces.h"
 #include "descriptor.h"
+#include "reda/reda_repetition.h"
 
 namespace netio {
 
@@ -20,15 +21,17 @@ public:
     SendSocket(const SendSocket &) = delete;
     SendSocket &operator=(const SendSocket &) = delete;
 
-    /** Sends one message. False, with errno, when the kernel does not take it. */
+    /** Sends one message. False, with errno, when the kernel does not take it before long. */
     bool send(const NUVNetioLocator &destination, std::span<const NUV_UINT8> message);
 
     /**
      * Sends one message to a group on every interface that multicast goes over. False, with errno,
-     * when the kernel takes it on none of them; one that refuses while others don't is a warning.
+     * when the kernel takes it on none of them; one that refuses while others don't is a warning,
+     * which @p repetitions limits.
      */
     bool send_to_group(const NUVNetioLocator &group, std::span<const NUV_UINT8> message,
-                       const AllowedInterfaces &allowed, const NUVNetioInterfaceSnapshot &snapshot);
+                       const AllowedInterfaces &allowed, const NUVNetioInterfaceSnapshot &snapshot,
+                       REDARepetitions *repetitions);
 
 private:
     int get_or_open(KOLS_Transport_ClassId_t transport);

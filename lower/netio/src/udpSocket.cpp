@@ -8,7 +8,8 @@ namespace netio {
 
 namespace {
 
-bool set_option(int socket, int level, int option, int value) {
+template <typename Value>
+bool set_option(int socket, int level, int option, const Value &value) {
     return setsockopt(socket, level, option, &value, sizeof value) == 0;
 }
 
@@ -33,7 +34,10 @@ Descriptor open_udp_socket(KOLS_Transport_ClassId_t transport, Waiting waiting) 
     const bool is_ipv4 = transport == KOLS_TRANSPORT_CLASSID_UDPv4;
     const int type = SOCK_DGRAM | SOCK_CLOEXEC | (waiting == Waiting::NEVER ? SOCK_NONBLOCK : 0);
     Descriptor opened = Descriptor::of_opened(socket(is_ipv4 ? AF_INET : AF_INET6, type, 0));
-    if (opened.is_open() && !is_ipv4 && !set_option(opened.get(), IPPROTO_IPV6, IPV6_V6ONLY, 1)) {
+    if (opened.is_open() &&
+        ((!is_ipv4 && !set_option(opened.get(), IPPROTO_IPV6, IPV6_V6ONLY, 1)) ||
+         (waiting == Waiting::BRIEFLY &&
+          !set_option(opened.get(), SOL_SOCKET, SO_SNDTIMEO, LONGEST_SEND_WAIT)))) {
         const int error = errno;
         opened.reset();
         errno = error;

@@ -4,13 +4,19 @@
 
 #include <atomic>
 
+#include <sys/time.h>
+
 #include "descriptor.h"
 #include "socketAddress.h"
 
 namespace netio {
 
-/** Whether a call waits until the kernel has something, or room. */
-enum class Waiting { NEVER, ALLOWED };
+/** Whether a call waits until the kernel has something, or room; for the latter LONGEST_SEND_WAIT.
+ */
+enum class Waiting { NEVER, BRIEFLY };
+
+/** A send that has found no room by then fails with EAGAIN. */
+constexpr timeval LONGEST_SEND_WAIT = {0, 100'000};
 
 /** Opens a socket of one transport only: one of UDPv6 carries no IPv4. */
 Descriptor open_udp_socket(KOLS_Transport_ClassId_t transport, Waiting waiting);

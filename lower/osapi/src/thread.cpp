@@ -92,13 +92,14 @@ void *run(void *param) {
     return nullptr;
 }
 
-bool start(NUVOsapiThread *thread, std::size_t stack_size) {
+/** Returns 0 or an error number. */
+int start(NUVOsapiThread *thread, std::size_t stack_size) {
     Attributes attributes;
     if (stack_size != 0) {
         attributes.set_stack_size(stack_size);
     }
     const BlockedSignals blocked;
-    return pthread_create(&thread->handle, attributes.get(), run, thread) == 0;
+    return pthread_create(&thread->handle, attributes.get(), run, thread);
 }
 
 } // namespace
@@ -128,12 +129,15 @@ struct NUVOsapiThread *NUVOsapiThreadFactory_createThread(struct NUVOsapiThreadF
     NUVOsapiThread *thread = nullptr;
     NUVOsapiHeap_allocateStructure(&thread, struct NUVOsapiThread);
     if (thread == nullptr) {
+        errno = ENOMEM;
         return nullptr;
     }
     new (thread) NUVOsapiThread{
         {}, function, param, join_name(self->property.namePrefix, name != nullptr ? name : "")};
-    if (!start(thread, self->property.stackSize)) {
+    const int error = start(thread, self->property.stackSize);
+    if (error != 0) {
         NUVOsapiHeap_freeStructure(thread);
+        errno = error;
         return nullptr;
     }
     return thread;

@@ -54,15 +54,21 @@ void log_slow_hold(const char *name, NUV_INT32 level, NUV_INT64 held, const REDA
         NUVLog_isEnabledForContext(worker->_activityContext, NUV_LOG_LEVEL_WARNING) == 0) {
         return;
     }
+    static const char kind = 0;
+    REDALeftOut left_out;
+    if (REDARepetitions_admits(REDAWorkerFactory_getRepetitionsI(worker->_manager), &kind,
+                               &left_out) == 0) {
+        return;
+    }
     const Seconds measured(held);
     const Seconds allowed(longest);
     NUVLogParamString_printWithParams(
         NUV_LOG_UNNUMBERED, NUV_LOG_LEVEL_WARNING, NUV_LOG_MODULE_REDA, __FILE__, __LINE__,
         "REDAExclusiveArea_leave",
         "exclusive area '%s' (level %d) was held for %lld.%06lld s, longer than %lld.%06lld s, "
-        "by worker '%s'",
+        "by worker '%s'%s",
         name, static_cast<int>(level), measured.whole, measured.micros, allowed.whole,
-        allowed.micros, worker->_name);
+        allowed.micros, worker->_name, left_out.text);
 }
 
 } // namespace

@@ -18,6 +18,8 @@ struct REDAWorkerFactory {
     mutable std::mutex ea_mutex;            // keeps the next two in step
     NUV_INT32 ea_level = 0;
     NUVNtpTime ea_threshold = NUV_NTP_TIME_INFINITE;
+
+    REDARepetitions repetitions{};
 };
 
 struct REDAWorkerFactory *REDAWorkerFactory_new(void) {
@@ -90,4 +92,8 @@ bool REDAWorkerFactory_watchesLevelI(const struct REDAWorkerFactory *self, NUV_I
     }
     const std::lock_guard lock(self->ea_mutex);
     return level >= self->ea_level;
+}
+
+REDARepetitions *REDAWorkerFactory_getRepetitionsI(REDAWorkerFactory *self) {
+    return &self->repetitions;
 }

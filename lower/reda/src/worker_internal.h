@@ -2,6 +2,7 @@
 #ifndef REDA_WORKER_INTERNAL_H
 #define REDA_WORKER_INTERNAL_H
 
+#include "reda/reda_repetition.h"
 #include "reda/reda_worker.h"
 
 /**
@@ -9,5 +10,8 @@
  * time-based logging is off.
  */
 bool REDAWorkerFactory_watchesLevelI(const struct REDAWorkerFactory *self, NUV_INT32 level);
+
+/** The limit of repetition for what the workers of this factory cause. */
+REDARepetitions *REDAWorkerFactory_getRepetitionsI(REDAWorkerFactory *self);
 
 #endif

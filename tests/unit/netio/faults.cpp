@@ -209,7 +209,8 @@ ssize_t __wrap_recvfrom(int descriptor, void *buffer, size_t size, int flags, so
 ssize_t __real_sendmsg(int descriptor, const msghdr *message, int flags);
 ssize_t __wrap_sendmsg(int descriptor, const msghdr *message, int flags);
 ssize_t __wrap_sendmsg(int descriptor, const msghdr *message, int flags) {
-    return faults::fails("sendmsg") ? -1 : __real_sendmsg(descriptor, message, flags);
+    const char *name = (flags & MSG_DONTWAIT) != 0 ? "sendmsg without waiting" : "sendmsg";
+    return faults::fails(name) ? -1 : __real_sendmsg(descriptor, message, flags);
 }
 
 int __real_setsockopt(int descriptor, int level, int option, const void *value, socklen_t length);

@@ -177,6 +177,7 @@ TEST(KernelInterfacesTest, FailsWhenTheKernelDoes) {
     EXPECT_EQ(source.list(
                   source.param, [](void *, const NUVNetioInterface *) { return 1; }, nullptr),
               0);
+    EXPECT_EQ(errno, ENOBUFS);
 }
 
 } // namespace

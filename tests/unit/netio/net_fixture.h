@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
@@ -130,6 +131,7 @@ private:
         const std::lock_guard lock(self->mutex_);
         ++self->listings_;
         if (self->failing_) {
+            errno = ENFILE;
             return 0;
         }
         return static_cast<int>(
@@ -141,6 +143,32 @@ private:
     std::vector<NUVNetioInterface> list_;
     bool failing_ = false;
     int listings_ = 0;
+};
+
+/**
+ * The monotonic clock as the test wants it. Each reading is a nanosecond later than the one before,
+ * so that everything takes some time. To be made before a runtime, whose thread reads it.
+ */
+class TestClock {
+public:
+    TestClock() {
+        clock_->getNanoseconds = [](const NUVClock *) { return ++now_; };
+    }
+    ~TestClock() {
+        clock_->getNanoseconds = former_;
+    }
+    TestClock(const TestClock &) = delete;
+    TestClock &operator=(const TestClock &) = delete;
+
+    void advance(NUV_INT64 nanoseconds) {
+        now_ += nanoseconds;
+    }
+
+private:
+    static inline std::atomic<NUV_INT64> now_{0};
+
+    NUVClock *const clock_ = NUVClock_getMonotonic();
+    NUV_INT64 (*const former_)(const NUVClock *) = clock_->getNanoseconds;
 };
 
 /** The factories that a runtime borrows, and the test's own worker. */
@@ -308,6 +336,17 @@ public:
         }
         return sendto(number, data.data(), data.size(), 0, name, length) ==
                static_cast<ssize_t>(data.size());
+    }
+
+    /** Has what is sent to a group leave by an interface. */
+    bool set_multicast_interface(const NUVNetioLocator &group, const std::string &name) const {
+        const int index = static_cast<int>(if_nametoindex(name.c_str()));
+        const ip_mreqn request = {{}, {}, index};
+        return index != 0 &&
+               (group.transport == KOLS_TRANSPORT_CLASSID_UDPv4
+                    ? setsockopt(number, IPPROTO_IP, IP_MULTICAST_IF, &request, sizeof request)
+                    : setsockopt(number, IPPROTO_IPV6, IPV6_MULTICAST_IF, &index, sizeof index)) ==
+                   0;
     }
 
     int port() const {

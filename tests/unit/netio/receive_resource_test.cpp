@@ -348,6 +348,31 @@ TEST_F(ReceiveResourceTest, FailedReceiveIsAWarningAndNotTheEnd) {
     EXPECT_THAT(log.messagesOfOtherThreads()[0].text, HasSubstr("(ENOMEM)"));
 }
 
+TEST(FailedReceiveTest, IsOneWarningASecondForAllResources) {
+    const faults::Guard guard;
+    net::TestClock clock;
+    net::Inbox inbox;
+    net::Runtime runtime;
+    const net::Configurator configurator(runtime);
+    const LogCapture log;
+    std::vector<NUVNetioReceiveResource *> resources;
+    for (int i = 0; i < 3; ++i) {
+        const NUVNetioLocator locator = net::locator("127.0.0.1", net::free_port());
+        resources.push_back(open_at(configurator, runtime, locator, inbox));
+        clock.advance(i == 2 ? 1'000'000'000 : 0);
+        faults::fail_call("recvfrom", 1, ENOMEM);
+        ASSERT_TRUE(net::PlainSocket().send_to(locator, "hello"));
+        ASSERT_TRUE(net::eventually([] { return faults::happened(); }));
+        ASSERT_TRUE(runtime.flush());
+    }
+    for (NUVNetioReceiveResource *resource : resources) {
+        NUVNetioReceiveResource_release(resource, runtime.worker());
+    }
+    ASSERT_EQ(log.messagesOfOtherThreads().size(), 2u);
+    EXPECT_THAT(log.messagesOfOtherThreads()[1].text,
+                HasSubstr("(ENOMEM) (and 1 more like it since the last line)"));
+}
+
 // ---- passing over taken ports
 
 TEST_F(ReceiveResourceTest, PassingOverTakenPortsCostsNoSocketAndNoAllocation) {
@@ -491,7 +516,6 @@ TEST_F(ReceiveResourceTest, InterfaceIsJoinedOnceWhateverItsAddressesAndAgainWhe
     const NUVNetioInterface second = net::loopback("127.0.0.2");
     runtime.interfaces.set({first, second});
     NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
-    const LogCapture log;
     const int before = faults::count("setsockopt");
     NUVNetioReceiveResource *resource = open(net::locator(GROUP, port));
     const int opened = faults::count("setsockopt");
@@ -502,6 +526,7 @@ TEST_F(ReceiveResourceTest, InterfaceIsJoinedOnceWhateverItsAddressesAndAgainWhe
     runtime.interfaces.set({});
     NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
     EXPECT_EQ(faults::count("setsockopt"), opened + 1); // left
+    const LogCapture log;
     runtime.interfaces.set({first});
     NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
     EXPECT_EQ(faults::count("setsockopt"), opened + 2);
@@ -858,7 +883,7 @@ TEST_F(ReceiveResourceTest, EachCallThatFailsForAGroupLeavesNothing) {
             << function;
     }
     const faults::Guard guard;
-    const auto fail = [](int nth) { faults::fail_call("setsockopt", nth, ENOBUFS); };
+    const auto fail = [](int nth) { faults::fail_call("setsockopt", nth, EPERM); };
     EXPECT_EQ(count_failures(fail, runtime, configurator, net::locator(GROUP, port)), 3);
 }
 

@@ -14,6 +14,10 @@ namespace {
 using support::LogCapture;
 using testing::HasSubstr;
 
+const char *const LISTING_FAILED =
+    "cannot list the network interfaces, going on with those known: Too many open files in system "
+    "(ENFILE)";
+
 constexpr NUVNtpTime INFINITE_TIME = NUV_NTP_TIME_INFINITE;
 
 std::vector<NUV_UINT32> levels(const support::Messages &messages) {
@@ -276,10 +280,26 @@ TEST(InterfaceRenewalTest, FailedListingKeepsTheSnapshotAndWarns) {
     const LogCapture log;
     runtime.interfaces.set_failing(true);
     EXPECT_EQ(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
-    EXPECT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
+    ASSERT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
+    EXPECT_EQ(log.messages()[0].text, LISTING_FAILED);
     const NUVNetioInterfaceSnapshot *held = NUVNetioRuntime_acquireInterfaces(runtime.runtime);
     EXPECT_EQ(NUVNetioInterfaceSnapshot_getLength(held), 1);
     NUVNetioInterfaceSnapshot_release(held);
+}
+
+TEST(InterfaceRenewalTest, FailedListingsAreOneWarningASecond) {
+    net::TestClock clock;
+    net::Runtime runtime(ETHERNET);
+    const LogCapture log;
+    runtime.interfaces.set_failing(true);
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+    }
+    EXPECT_EQ(log.messages().size(), 1u);
+    clock.advance(1'000'000'000);
+    EXPECT_EQ(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+    ASSERT_EQ(log.messages().size(), 2u);
+    EXPECT_THAT(log.messages()[1].text, HasSubstr("(and 4 more like it since the last line)"));
 }
 
 TEST(InterfaceRenewalTest, FailedFirstListingStartsEmptyAndWarns) {
@@ -288,7 +308,8 @@ TEST(InterfaceRenewalTest, FailedFirstListingStartsEmptyAndWarns) {
     const NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
     const LogCapture log;
     net::Runtime runtime(property);
-    EXPECT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
+    ASSERT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
+    EXPECT_EQ(log.messages()[0].text, LISTING_FAILED);
     const NUVNetioInterfaceSnapshot *held = NUVNetioRuntime_acquireInterfaces(runtime.runtime);
     EXPECT_EQ(NUVNetioInterfaceSnapshot_getLength(held), 0);
     NUVNetioInterfaceSnapshot_release(held);
@@ -309,10 +330,12 @@ TEST(InterfaceRenewalTest, FailedFirstListingIsTriedAgainWhereTheKernelIsWatched
 
 TEST(InterfaceRenewalTest, RunningOutOfMemoryKeepsTheSnapshotAndWarns) {
     const faults::Guard guard;
+    net::TestClock clock;
     net::Runtime runtime;
     runtime.interfaces.set(ETHERNET);
     const net::Held before;
     for (int nth = 1; nth <= 2; ++nth) {
+        clock.advance(1'000'000'000); // for a warning of its own
         const LogCapture log;
         faults::fail_allocation(nth);
         EXPECT_EQ(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
@@ -495,6 +518,17 @@ TEST_P(RuntimeStartTest, FailureGivesNullOneErrorAndLeavesNothing) {
 INSTANTIATE_TEST_SUITE_P(All, RuntimeStartTest,
                          testing::Values("epoll_create1", "eventfd", "timerfd_create", "epoll_ctl",
                                          "NUVOsapiThreadFactory_createThread"));
+
+TEST(RuntimeStartFailureTest, ThreadThatCannotBeStartedIsAnErrorWithItsReason) {
+    const faults::Guard guard;
+    net::Factories factories;
+    const LogCapture log;
+    faults::fail_call("NUVOsapiThreadFactory_createThread", 1, EAGAIN);
+    EXPECT_EQ(NUVNetioRuntime_new(nullptr, factories.threads, factories.workers), nullptr);
+    ASSERT_EQ(log.messages().size(), 1u);
+    EXPECT_EQ(log.messages()[0].text, "cannot start the reactor's thread: Resource temporarily "
+                                      "unavailable (EAGAIN)");
+}
 
 TEST(RuntimeStartFailureTest, EachAllocationThatFailsGivesNullOneErrorAndLeavesNothing) {
     const faults::Guard guard;

@@ -33,6 +33,7 @@ protected:
         ASSERT_TRUE(receiver.bind_to("127.0.0.1", 0));
     }
 
+    net::TestClock clock;
     net::Runtime runtime;
     net::Configurator configurator{runtime};
     net::PlainSocket receiver;
@@ -98,13 +99,43 @@ TEST_F(SendTest, PortOutOfRangeIsAnError) {
 
 TEST_F(SendTest, SocketThatCannotBeOpenedIsAnError) {
     const faults::Guard guard;
-    for (const char *destination : {"127.0.0.1:1", "239.255.0.1:1"}) {
-        const LogCapture log;
-        faults::fail_call("socket", 1, EMFILE);
-        EXPECT_FALSE(send(net::locator(destination), "hello"));
-        expect_one_error(log, "(EMFILE)");
-    }
+    const LogCapture log;
+    faults::fail_call("socket", 1, EMFILE);
+    EXPECT_FALSE(send(loopback, "hello"));
+    expect_one_error(log, "(EMFILE)");
     EXPECT_TRUE(send(loopback, "hello"));
+}
+
+TEST_F(SendTest, SocketThatCannotBeOpenedForAGroupIsAnError) {
+    const faults::Guard guard;
+    const LogCapture log;
+    faults::fail_call("socket", 1, EMFILE);
+    EXPECT_FALSE(send(net::locator("239.255.0.1:1"), "hello"));
+    expect_one_error(log, "(EMFILE)");
+}
+
+TEST_F(SendTest, FailuresAreOneErrorASecond) {
+    const faults::Guard guard;
+    const LogCapture log;
+    for (int i = 0; i < 5; ++i) {
+        faults::fail_call("sendmsg", 1, ENETDOWN);
+        EXPECT_FALSE(send(loopback, "hello"));
+    }
+    expect_one_error(log, "cannot send 5 bytes to udpv4://127.0.0.1:1: Network is down (ENETDOWN)");
+    clock.advance(1'000'000'000);
+    faults::fail_call("sendmsg", 1, ENETDOWN);
+    EXPECT_FALSE(send(loopback, "hello"));
+    ASSERT_EQ(log.messages().size(), 2u);
+    EXPECT_THAT(log.messages()[1].text, HasSubstr("(and 4 more like it since the last line)"));
+}
+
+TEST_F(SendTest, MistakesOfTheCallerAreAnErrorEach) {
+    const LogCapture log;
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_FALSE(send(net::locator("127.0.0.1", 0), "hello"));
+        EXPECT_FALSE(send(net::locator("[::1]:7410"), "hello"));
+    }
+    EXPECT_EQ(log.messages().size(), 6u);
 }
 
 TEST_F(SendTest, InterruptedSendIsRepeated) {
@@ -136,6 +167,8 @@ TEST_F(SendTest, InterfaceThatRefusesAGroupIsAWarningWhileOthersDoNot) {
     ASSERT_EQ(log.messages().size(), 1u);
     EXPECT_EQ(log.messages()[0].level, NUV_LOG_LEVEL_WARNING);
     EXPECT_THAT(log.messages()[0].text, HasSubstr("1 of 2 interfaces"));
+    EXPECT_TRUE(send(net::locator("239.255.0.1:7400"), "again, within the same second"));
+    EXPECT_EQ(log.messages().size(), 1u);
 }
 
 TEST_F(SendTest, GroupThatEveryInterfaceRefusesIsOneError) {
@@ -164,6 +197,46 @@ TEST(GroupSendTest, WithoutKnownInterfacesTheKernelsRoutesDecide) {
                                             runtime.worker()),
                   0);
     });
+}
+
+TEST(StuckLinkTest, SendThatFindsNoRoomForLongIsAnError) {
+    IN_PRIVATE_NETWORK([] {
+        ASSERT_TRUE(net::add_interface("n0", "192.0.2.1/24"));
+        ASSERT_TRUE(net::run("ip neigh add 192.0.2.9 lladdr 02:00:00:00:00:09 dev n0"));
+        if (!net::run("tc qdisc add dev n0 root tbf rate 8bit burst 2000 limit 10000000")) {
+            GTEST_SKIP() << "needs the program tc and the queue tbf";
+        }
+        net::Runtime runtime(NUV_NETIO_RUNTIME_PROPERTY_DEFAULT);
+        net::Configurator configurator(runtime);
+        const NUVNetioLocator destination = net::locator("192.0.2.9:7400");
+        const std::vector<NUV_UINT8> data(60'000);
+        const LogCapture log;
+        int sent = 0;
+        while (sent < 1000 && NUVNetioConfigurator_send(configurator.self, &destination,
+                                                        data.data(), 60'000, runtime.worker())) {
+            ++sent;
+        }
+        EXPECT_GT(sent, 0);
+        ASSERT_EQ(log.messages().size(), 1u);
+        EXPECT_THAT(log.messages()[0].text,
+                    HasSubstr("cannot send 60000 bytes to udpv4://192.0.2.9:7400"));
+        EXPECT_THAT(log.messages()[0].text, HasSubstr("(EAGAIN)"));
+    });
+}
+
+TEST_F(SendTest, MessageToAGroupWaitsForOneStuckLinkOnly) {
+    const faults::Guard guard;
+    std::vector<NUVNetioInterface> interfaces(4, net::loopback("127.0.0.1"));
+    for (NUV_UINT32 i = 1; i < 4; ++i) {
+        interfaces[i].index = 9000 + i;
+    }
+    runtime.interfaces.set(interfaces);
+    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    NUVNetioConfigurator_refreshInterfaces(configurator.self, runtime.worker());
+    faults::fail_call("sendmsg", 2, EAGAIN);
+    EXPECT_TRUE(send(net::locator("239.255.0.1:7400"), "hello"));
+    EXPECT_EQ(faults::count("sendmsg"), 2);
+    EXPECT_EQ(faults::count("sendmsg without waiting"), 2);
 }
 
 TEST(GroupSendTest, GroupIsReceivedOnAnInterfaceThatAppearsLater) {

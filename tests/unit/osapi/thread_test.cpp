@@ -1,6 +1,7 @@
 #include "osapi/osapi_thread.h"
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <string>
@@ -176,7 +177,9 @@ TEST(ThreadTest, RunningOutOfMemoryGivesNullAndLeavesNothing) {
     faults::current().malloc_fails = false;
     NUVOsapiThreadFactory *factory = NUVOsapiThreadFactory_new(nullptr);
     faults::current().malloc_fails = true;
+    errno = 0;
     EXPECT_EQ(NUVOsapiThreadFactory_createThread(factory, "worker", look_around, nullptr), nullptr);
+    EXPECT_EQ(errno, ENOMEM);
     faults::current().malloc_fails = false;
     NUVOsapiThreadFactory_delete(factory);
     EXPECT_EQ(live_blocks(), before);
@@ -192,7 +195,9 @@ TEST(ThreadTest, ThreadThatCannotBeStartedGivesNullAndLeavesNothing) {
     EXPECT_EQ(NUVOsapiThreadFactory_createThread(absurd_factory, "worker", look_around, nullptr),
               nullptr);
     faults::current().pthread_create_fails = true;
+    errno = 0;
     EXPECT_EQ(NUVOsapiThreadFactory_createThread(factory, "worker", look_around, nullptr), nullptr);
+    EXPECT_EQ(errno, EAGAIN);
     pthread_sigmask(SIG_SETMASK, nullptr, &mask);
     EXPECT_EQ(sigismember(&mask, SIGTERM), 0);
     NUVOsapiThreadFactory_delete(absurd_factory);

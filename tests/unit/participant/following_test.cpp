@@ -21,6 +21,7 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::StartsWith;
 
 namespace {
 
@@ -250,8 +251,9 @@ TEST_P(Following, AListThatCannotBeHadIsHadTheNextTime) {
     EXPECT_EQ(follow(), GetParam() == Way::DEMAND); // which goes on with what it has
     EXPECT_EQ(seams::current().failed, "getifaddrs");
     EXPECT_TRUE(has(participant, {"192.0.2.10"}));
-    EXPECT_THAT(messages(NUV_LOG_LEVEL_WARNING),
-                ElementsAre("cannot list the network interfaces, going on with those known"));
+    EXPECT_THAT(
+        messages(NUV_LOG_LEVEL_WARNING),
+        ElementsAre(StartsWith("cannot list the network interfaces, going on with those known: ")));
     EXPECT_TRUE(follow());
     EXPECT_TRUE(has(participant, {"198.51.100.2"}));
 }

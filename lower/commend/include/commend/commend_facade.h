@@ -90,7 +90,8 @@ struct COMMENDFacade {
 
     /**
      * @brief Sends one message to every destination. A send that takes longer than the sender's
-     * time-based logging threshold logs one warning with the measured time.
+     * time-based logging threshold logs one warning with the measured time, at most one a second
+     * for all facades of the runtime.
      * @return the number of destinations that it was sent to.
      */
     // The formatter takes the name of the type for that of a macro.

@@ -35,12 +35,15 @@ struct COMMENDMessageGeneratorProperty {
 };
 
 struct COMMENDSenderProperty {
-    /** Sending that takes longer logs a warning; infinite: never. */
+    /** Sending that takes longer logs a warning, at most one a second; infinite: never. */
     struct NUVNtpTime sendTimeBasedLoggingThreshold;
 };
 
 struct COMMENDReceiverProperty {
-    /** Processing a received message that takes longer logs a warning; infinite: never. */
+    /**
+     * Processing a received message that takes longer logs a warning, at most one a second for all
+     * facades of the runtime; infinite: never.
+     */
     struct NUVNtpTime processMessageTimeBasedLoggingThreshold;
     /**
      * The receive ports for which that is done: numbers and ranges joined by ','

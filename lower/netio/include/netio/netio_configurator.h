@@ -152,8 +152,10 @@ struct NUVNetioReceiveResource;
  * A unicast port is bound to the wildcard address without address reuse, so that only one resource
  * in all processes holds it; when interfaces are restricted, each allowed address and loopback is
  * bound instead, or none at all. A multicast group is bound with address reuse and joined on every
- * usable interface, also on those that appear later; an interface that refuses is a warning. The
- * loopback interface is joined while there is no other. A group's port cannot be a unicast port.
+ * usable interface, also on those that appear later, by as many sockets as the kernel's limits of
+ * memberships ask for. An interface that refuses is a warning, a group that none joins is one, each
+ * said once. The loopback interface is joined while there is no other. A group's port cannot be a
+ * unicast port.
  *
  * @param locator  transport, port (1 to 65535) and, for multicast, the group; the address of a
  *                 unicast locator does not matter here.
@@ -225,9 +227,9 @@ int NUVNetioConfigurator_getFailure(struct NUVNetioConfigurator *self, struct NU
 /**
  * @brief Sends one message to a locator, from a socket that is opened for the first message of its
  * transport and kept. A message to a group goes over every interface that groups are joined on.
- * Waits while the kernel's send buffer is full.
+ * While the kernel's send buffer is full it waits, up to 100 ms for each message.
  * @return non-zero when the kernel took it, for a group on at least one interface (a refusal of
- * others is a warning); on failure one error message.
+ * others is a warning); on failure an error message. Neither is repeated within a second.
  */
 int NUVNetioConfigurator_send(struct NUVNetioConfigurator *self,
                               const struct NUVNetioLocator *destination, const NUV_UINT8 *data,

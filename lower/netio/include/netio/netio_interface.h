@@ -47,8 +47,9 @@ void NUVNetioInterfaceSnapshot_release(const struct NUVNetioInterfaceSnapshot *s
  * @brief Where interface addresses come from.
  *
  * Calls @p add once for each address of the interfaces that are up and running. Returns non-zero on
- * success. The default source asks the kernel; a test puts a table of its own in place. @p add
- * returns 0 when memory has run out; the source then gives up and returns 0.
+ * success; 0 otherwise, with errno telling why. The default source asks the kernel; a test puts a
+ * table of its own in place. @p add returns 0 when memory has run out; the source then gives up and
+ * returns 0.
  */
 struct NUVNetioInterfaceSource {
     int (*list)(void *param, int (*add)(void *addParam, const struct NUVNetioInterface *interface),

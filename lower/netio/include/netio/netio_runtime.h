@@ -12,6 +12,7 @@
 
 #include "netio/netio_interface.h"
 #include "osapi/osapi_thread.h"
+#include "reda/reda_repetition.h"
 #include "reda/reda_worker.h"
 
 #ifdef __cplusplus
@@ -82,6 +83,13 @@ NUVNetioRuntime_acquireInterfaces(struct NUVNetioRuntime *self);
  * old snapshot stays.
  */
 int NUVNetioRuntime_renewInterfaces(struct NUVNetioRuntime *self, struct REDAWorker *worker);
+
+/**
+ * The limit of repetition for what traffic and the network cause, shared by all that use the
+ * runtime: however many participants a sender reaches, it makes one line a second of a kind. Lives
+ * as long as the runtime.
+ */
+struct REDARepetitions *NUVNetioRuntime_getRepetitions(struct NUVNetioRuntime *self);
 
 /** Told, on the reactor's thread or that of renewInterfaces, that the interfaces changed. */
 struct NUVNetioInterfaceListener {

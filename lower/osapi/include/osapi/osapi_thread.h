@@ -39,7 +39,7 @@ void NUVOsapiThreadFactory_delete(struct NUVOsapiThreadFactory *self);
  * @brief Starts a thread that runs @p function(@p param) with every signal blocked, so that the
  * application's own threads keep receiving the process's signals.
  * @return the thread, to be given to NUVOsapiThread_join exactly once, or null when it could not be
- * started.
+ * started: then errno tells why, ENOMEM also when the heap has no room for it.
  */
 struct NUVOsapiThread *NUVOsapiThreadFactory_createThread(struct NUVOsapiThreadFactory *self,
                                                           const char *name,

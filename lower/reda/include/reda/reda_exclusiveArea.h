@@ -36,7 +36,8 @@ void REDAExclusiveArea_enter(struct REDAExclusiveArea *self, struct REDAWorker *
 /**
  * @brief Leaves an area that the calling thread is in.
  * Logs one warning with the measured time when the time-based logging of the worker's factory asks
- * for it; that message is printed after the area has been left.
+ * for it, at most one a second for all workers of that factory; it is printed after the area has
+ * been left.
  */
 void REDAExclusiveArea_leave(struct REDAExclusiveArea *self, struct REDAWorker *worker);
 

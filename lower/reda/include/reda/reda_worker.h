@@ -44,7 +44,8 @@ NUV_INT32 REDAWorkerFactory_getWorkerCount(const struct REDAWorkerFactory *self)
  * @brief Turns on time-based logging of exclusive areas for the workers of a factory.
  *
  * From now on a worker of this factory that held an exclusive area of at least this level for
- * longer than the threshold logs one warning when it leaves it. Thread-safe.
+ * longer than the threshold logs one warning when it leaves it, though not more than one a second
+ * for the whole factory. Thread-safe.
  *
  * @param self      the factory (a worker's _manager).
  * @param level     the lowest level of exclusive area that is watched.

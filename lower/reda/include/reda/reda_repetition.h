@@ -1,0 +1,58 @@
+/**
+ * @file reda_repetition.h
+ * @brief A limit of repetition for messages that remote senders or lasting failures cause.
+ *
+ * Such a message is printed at most once a second for each kind; the next line of the kind tells
+ * how many were left out. A kind is the place in the source that prints the message. What answers a
+ * caller's single call about its own setting is not limited.
+ */
+#ifndef REDA_REPETITION_H
+#define REDA_REPETITION_H
+
+#include "osapi/osapi_type.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** The most kinds that one scope tells apart. */
+#define REDA_REPETITION_KINDS_MAX 16
+
+/** What is known of one kind. */
+struct REDARepetition {
+    NUV_INT64 _quietUntil; /**< by the monotonic clock, in nanoseconds */
+    NUV_UINT32 _leftOut;   /**< since the last line */
+};
+
+/**
+ * The kinds of messages within one scope, such as all participants of a process. All zero is the
+ * state to start with.
+ */
+struct REDARepetitions {
+    const char *_kinds[REDA_REPETITION_KINDS_MAX];
+    struct REDARepetition _each[REDA_REPETITION_KINDS_MAX];
+};
+
+/** What a message that is printed ends with, behind all else that it says. */
+struct REDALeftOut {
+    char text[56]; /**< " (and 41 more like it since the last line)", or empty where there are 0 */
+};
+
+/**
+ * @brief Asks whether a message may be printed now, and counts it when it may not.
+ *
+ * To be asked after the masks, so that what nobody wants is neither counted nor costs anything.
+ * Thread-safe, without lock or allocation; reads the monotonic clock.
+ *
+ * @param kind an address of the caller's own that stands for the kind. Where there are more kinds
+ *             than REDA_REPETITION_KINDS_MAX the last of them count as one.
+ * @param out  written only when the message may be printed.
+ * @return non-zero when it may.
+ */
+int REDARepetitions_admits(struct REDARepetitions *self, const char *kind, struct REDALeftOut *out);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
