@@ -8,20 +8,6 @@
 #include "osapi/osapi_process.h"
 #include "reda/reda_worker.h"
 
-/** Holds off the cancellation of the calling thread for as long as it lives. */
-class CancellationHold {
-public:
-    CancellationHold() : held(NUVOsapiThread_holdCancellation()) {}
-    ~CancellationHold() {
-        NUVOsapiThread_releaseCancellation(held);
-    }
-    CancellationHold(const CancellationHold &) = delete;
-    CancellationHold &operator=(const CancellationHold &) = delete;
-
-private:
-    const int held;
-};
-
 /**
  * Public operations run on threads of the application, which come and go without our knowing. So
  * each call brings a worker along for its own duration: no allocation, nothing to clean up. The
@@ -39,7 +25,7 @@ public:
     }
 
 private:
-    const CancellationHold hold;
+    const osapi::CancellationHold hold;
     struct NUVOsapiActivityContext context;
     struct REDAWorker worker;
 };

@@ -3,10 +3,10 @@
 #include <new>
 #include <utility>
 
-#include "domain/CallWorker.h"
 #include "domain/DomainParticipantFactory_internal.h"
 #include "domain/DomainParticipant_internal.h"
 #include "osapi/osapi_heap.h"
+#include "osapi/osapi_process.h"
 
 #define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
 #include "infrastructure/dds_log.h"
@@ -131,7 +131,7 @@ DDS_DomainParticipantFactory *DDS_DomainParticipantFactory_get_instance(void) {
     if (DDS_DomainParticipantFactory_isForkedI()) {
         return nullptr;
     }
-    const CancellationHold hold;
+    const osapi::CancellationHold hold;
     const std::lock_guard<std::mutex> lock(instanceMutex);
 
     if (instance == nullptr) {
@@ -151,7 +151,7 @@ DDS_ReturnCode_t DDS_DomainParticipantFactory_finalize_instance(void) {
     if (DDS_DomainParticipantFactory_isForkedI()) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
-    const CancellationHold hold;
+    const osapi::CancellationHold hold;
     const std::lock_guard<std::mutex> lock(instanceMutex);
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
 
@@ -239,7 +239,7 @@ DDS_DomainParticipant *DDS_DomainParticipantFactory_create_participant(
     if (DDSLog_isNull(self) || DDS_DomainParticipantFactory_isForkedI()) {
         return nullptr;
     }
-    const CancellationHold hold;
+    const osapi::CancellationHold hold;
 
     {
         const std::lock_guard<std::mutex> lock(self->mutex);
@@ -282,7 +282,7 @@ DDS_DomainParticipantFactory_delete_participant(DDS_DomainParticipantFactory *se
         DDS_DomainParticipantResources_isWithinListenerI(&self->resources)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
-    const CancellationHold hold;
+    const osapi::CancellationHold hold;
 
     {
         const std::lock_guard<std::mutex> lock(self->mutex);

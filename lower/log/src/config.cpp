@@ -10,6 +10,7 @@
 #include "log/log_module.h"
 #include "log_internal.h"
 #include "osapi/osapi_ntptime.h"
+#include "osapi/osapi_process.h"
 
 namespace {
 
@@ -36,6 +37,38 @@ namespace {
 /** Never destroyed: a message may come until the very end of the process. */
 constinit KOLS_Config_Logger logger;
 static_assert(std::is_trivially_destructible_v<KOLS_Config_Logger>);
+
+} // namespace
+
+namespace {
+
+/** A thread that forks within its device has the locks already. */
+bool is_delivering() {
+    return logger.deliverer.load(std::memory_order_relaxed) == pthread_self();
+}
+
+void lock_for_fork() {
+    if (!is_delivering()) {
+        logger.device_mutex.lock();
+        kols::lock_stderr();
+    }
+}
+
+void unlock_after_fork() {
+    if (!is_delivering()) {
+        kols::unlock_stderr();
+        logger.device_mutex.unlock();
+    }
+}
+
+/** In a forked child a lock that another thread had would stay locked, and each message hang. */
+void prepare_for_forks() {
+    static pthread_once_t once = PTHREAD_ONCE_INIT;
+    (void)pthread_once(&once, [] {
+        // Fails only for want of memory, which leaves things as they would be without it.
+        (void)pthread_atfork(lock_for_fork, unlock_after_fork, unlock_after_fork);
+    });
+}
 
 } // namespace
 
@@ -92,6 +125,7 @@ void KOLS_Config_Logger_set_output_device(struct KOLS_Config_Logger *self,
 }
 
 void KOLS_Config_Logger_deliverI(struct KOLS_Config_Logger *self, struct NUVLogRecord *record) {
+    const osapi::CancellationHold hold; // a device may well be where a thread can be cancelled
     NUVClock *clock = NUVClock_getRealtime();
     const pthread_t here = pthread_self();
 
@@ -101,6 +135,7 @@ void KOLS_Config_Logger_deliverI(struct KOLS_Config_Logger *self, struct NUVLogR
         KOLS_Config_Logger_write_record(record);
         return;
     }
+    prepare_for_forks();
     const std::lock_guard lock(self->device_mutex);
     self->deliverer.store(here, std::memory_order_relaxed);
     record->time = clock->getNanoseconds(clock); // under the lock: times in the order of the lines

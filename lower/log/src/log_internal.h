@@ -27,6 +27,10 @@ void KOLS_Config_Logger_deliverI(struct KOLS_Config_Logger *self, struct NUVLogR
 
 namespace kols {
 
+/** Around a fork: so that no other thread has the lock of stderr in the child. */
+void lock_stderr();
+void unlock_stderr();
+
 /** Leaves errno as the caller had it: a message must not change what it is about. */
 class KeptErrno {
 public:

@@ -21,6 +21,7 @@
 #include "log/log_config.h"
 #include "log_internal.h"
 #include "osapi/osapi_ntptime.h"
+#include "osapi/osapi_process.h"
 #include "printable.h"
 
 namespace {
@@ -161,6 +162,13 @@ public:
     /** A line with its line end. */
     void write_line(std::string_view line);
 
+    void lock() {
+        mutex_.lock();
+    }
+    void unlock() {
+        mutex_.unlock();
+    }
+
 private:
     Outcome report_dropped(const Outlet &outlet, NUV_INT64 deadline);
     Outcome write_whole(const Outlet &outlet, std::string_view line, NUV_INT64 deadline);
@@ -172,7 +180,8 @@ private:
 };
 
 void Stderr::write_line(std::string_view line) {
-    const std::lock_guard lock(mutex_);
+    const osapi::CancellationHold hold; // a write is where a thread may be cancelled
+    const std::lock_guard guard(mutex_);
 
     if (dropped_ > 0 && !is_ready(0)) {
         ++dropped_;
@@ -263,6 +272,14 @@ constinit Stderr output;
 static_assert(std::is_trivially_destructible_v<Stderr>);
 
 } // namespace
+
+void kols::lock_stderr() {
+    output.lock();
+}
+
+void kols::unlock_stderr() {
+    output.unlock();
+}
 
 void KOLS_Config_Logger_write_record(const struct NUVLogRecord *record) {
     const kols::KeptErrno kept_errno;

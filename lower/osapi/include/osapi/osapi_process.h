@@ -31,6 +31,24 @@ void NUVOsapiThread_releaseCancellation(int held);
 
 #ifdef __cplusplus
 }
+
+namespace osapi {
+
+/** Holds off the cancellation of the calling thread for as long as it lives. */
+class CancellationHold {
+public:
+    CancellationHold() : held_(NUVOsapiThread_holdCancellation()) {}
+    ~CancellationHold() {
+        NUVOsapiThread_releaseCancellation(held_);
+    }
+    CancellationHold(const CancellationHold &) = delete;
+    CancellationHold &operator=(const CancellationHold &) = delete;
+
+private:
+    const int held_;
+};
+
+} // namespace osapi
 #endif
 
 #endif

@@ -1,0 +1,66 @@
+#include "osapi/osapi_process.h"
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+int cancel_state() {
+    int state = -1;
+
+    (void)pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &state);
+    (void)pthread_setcancelstate(state, nullptr);
+    return state;
+}
+
+/** What a forked child returned. */
+template <class Function>
+int in_child(Function function) {
+    const pid_t child = fork();
+
+    if (child == 0) {
+        _exit(function());
+    }
+    int status = -1;
+
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(ProcessTest, GenerationStaysTheSameWithinAProcess) {
+    const NUV_UINT32 generation = NUVOsapiProcess_getGeneration();
+
+    EXPECT_NE(generation, 0u);
+    EXPECT_EQ(NUVOsapiProcess_getGeneration(), generation);
+}
+
+TEST(ProcessTest, GenerationIsAnotherOneInEachForkedChild) {
+    const NUV_UINT32 generation = NUVOsapiProcess_getGeneration();
+    const auto compare = [&] {
+        const NUV_UINT32 own = NUVOsapiProcess_getGeneration();
+        const int of_grandchild = in_child([&] {
+            const NUV_UINT32 youngest = NUVOsapiProcess_getGeneration();
+            return youngest != own && youngest != generation ? 0 : 1;
+        });
+
+        return own != generation && of_grandchild == 0 ? 0 : 1;
+    };
+
+    EXPECT_EQ(in_child(compare), 0);
+    EXPECT_EQ(NUVOsapiProcess_getGeneration(), generation);
+}
+
+TEST(ProcessTest, CancellationIsHeldOffAndReleasedAsItWas) {
+    {
+        const osapi::CancellationHold outer;
+
+        EXPECT_EQ(cancel_state(), PTHREAD_CANCEL_DISABLE);
+        { const osapi::CancellationHold inner; }
+        EXPECT_EQ(cancel_state(), PTHREAD_CANCEL_DISABLE);
+    }
+    EXPECT_EQ(cancel_state(), PTHREAD_CANCEL_ENABLE);
+}
+
+} // namespace
