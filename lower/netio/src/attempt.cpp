@@ -32,6 +32,11 @@ void Attempt::end() {
     quiet_ = false;
 }
 
+bool Attempt::is_quiet() {
+    const std::lock_guard lock(mutex_);
+    return quiet_;
+}
+
 void Attempt::note(const NUVNetioFailure &failure) {
     if (!is_to_be_said(failure)) {
         return;

@@ -17,6 +17,8 @@ public:
 
     void begin(bool quiet);
     void end();
+    /** Whether one is under way in which nothing is said. */
+    bool is_quiet();
     /** Outside an attempt every failure is said. */
     void note(const NUVNetioFailure &failure);
     /** False when nothing has failed since the last attempt began. */

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include "netio_log.h"
 #include "osapi/osapi_heap.h"
@@ -65,6 +66,21 @@ struct Refusals {
         return true;
     }
 };
+
+void warn_of_deafness(const NUVNetioReceiveResource &resource, Refusals &refusals) {
+    const LocatorText group(resource.locator());
+    if (refusals.error == 0) {
+        NETIO_WARNING_LIMITED(resource.repetitions(),
+                              "cannot join %s on any interface: no usable one has an "
+                              "address of its transport and multicast",
+                              group.get());
+    } else {
+        NETIO_WARNING_LIMITED(resource.repetitions(),
+                              "cannot join %s on any interface (%s): %s (%s)", group.get(),
+                              refusals.interfaces.get(), error_description(refusals.error),
+                              error_name(refusals.error));
+    }
+}
 
 } // namespace
 
@@ -182,30 +198,19 @@ void Memberships::tell_of_refusals(const AllowedInterfaces &allowed,
                 membership->said = error;
             }
         });
-    const LocatorText group(resource_.locator());
-    if (is_joined_anywhere()) {
-        is_deaf_ = false;
-        if (news.error != 0) {
-            NETIO_WARNING_LIMITED(resource_.repetitions(), "cannot join %s on %s: %s (%s)",
-                                  group.get(), news.interfaces.get(), error_description(news.error),
-                                  error_name(news.error));
-        }
-        return;
-    }
-    if (is_deaf_ && deaf_error_ == all.error) {
-        return;
-    }
-    is_deaf_ = true;
+    const bool is_deaf = !is_joined_anywhere();
+    const bool is_newly_deaf = is_deaf && (!is_deaf_ || deaf_error_ != all.error);
+    is_deaf_ = is_deaf;
     deaf_error_ = all.error;
-    if (all.error == 0) {
-        NETIO_WARNING_LIMITED(resource_.repetitions(),
-                              "cannot join %s on any interface: no usable one has an "
-                              "address of its transport and multicast",
-                              group.get());
-    } else {
-        NETIO_WARNING_LIMITED(
-            resource_.repetitions(), "cannot join %s on any interface (%s): %s (%s)", group.get(),
-            all.interfaces.get(), error_description(all.error), error_name(all.error));
+    if (std::exchange(quiet_, false)) {
+        return;
+    }
+    if (is_newly_deaf) {
+        warn_of_deafness(resource_, all);
+    } else if (!is_deaf && news.error != 0) {
+        NETIO_WARNING_LIMITED(resource_.repetitions(), "cannot join %s on %s: %s (%s)",
+                              LocatorText(resource_.locator()).get(), news.interfaces.get(),
+                              error_description(news.error), error_name(news.error));
     }
 }
 

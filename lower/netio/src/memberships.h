@@ -21,7 +21,9 @@ struct Membership {
 
 class Memberships {
 public:
-    explicit Memberships(NUVNetioReceiveResource &resource) : resource_(resource) {}
+    /** @param quiet nothing is said of what the first snapshot meets: it was said before. */
+    Memberships(NUVNetioReceiveResource &resource, bool quiet)
+        : resource_(resource), quiet_(quiet) {}
     ~Memberships();
     Memberships(const Memberships &) = delete;
     Memberships &operator=(const Memberships &) = delete;
@@ -52,6 +54,7 @@ private:
     bool make_room();
 
     NUVNetioReceiveResource &resource_;
+    bool quiet_;
     Membership *all_ = nullptr;
     NUV_INT32 count_ = 0;
     NUV_INT32 capacity_ = 0;

@@ -93,7 +93,8 @@ NUVNetioReceiveResource::NUVNetioReceiveResource(NUVNetioConfigurator *configura
                                                  const NUVNetioReceiveListener &listener)
     : configurator_(configurator), reactor_(configurator->runtime->reactor),
       repetitions_(&configurator->runtime->repetitions), locator_(locator), listener_(listener),
-      is_group_(NUVNetioLocator_isMulticast(&locator) != 0) {}
+      is_group_(NUVNetioLocator_isMulticast(&locator) != 0),
+      memberships_(*this, configurator->attempt.is_quiet()) {}
 
 NUVNetioReceiveResource::~NUVNetioReceiveResource() {
     while (sockets_ != nullptr) {

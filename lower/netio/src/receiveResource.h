@@ -114,7 +114,7 @@ private:
     std::atomic<bool> open_{false};           // the sockets are complete: messages are let through
     std::mutex mutex_;                        // guards the list of sockets, but a group's
     netio::ReceiveSocket *sockets_ = nullptr; // none goes before the resource; some are closed
-    netio::Memberships memberships_{*this};   // calls to follow guard a group's sockets
+    netio::Memberships memberships_;          // calls to follow guard a group's sockets
 };
 
 /** Ends a resource that could not be started. */

@@ -144,6 +144,28 @@ TEST_F(MembershipTest, GroupWithoutAnyInterfaceIsOneWarning) {
     EXPECT_EQ(log.messages().size(), 1u);
 }
 
+TEST_F(MembershipTest, RefusalsOfAQuietAttemptAreNotSaidNorLater) {
+    set({good, bad});
+    const LogCapture log;
+    NUVNetioConfigurator_beginAttempt(configurator.self, 1);
+    open();
+    NUVNetioConfigurator_endAttempt(configurator.self);
+    set({bad, good});
+    EXPECT_THAT(texts(log), IsEmpty());
+    set({bad, good, worse});
+    EXPECT_THAT(texts(log), ElementsAre(HasSubstr("on worse0: ")));
+}
+
+TEST_F(MembershipTest, GroupThatNoInterfaceJoinsInAQuietAttemptIsNotSaid) {
+    set({bad});
+    const LogCapture log;
+    NUVNetioConfigurator_beginAttempt(configurator.self, 1);
+    open();
+    NUVNetioConfigurator_endAttempt(configurator.self);
+    set({bad, worse});
+    EXPECT_THAT(texts(log), IsEmpty());
+}
+
 TEST_F(MembershipTest, GroupThatLosesItsLastInterfaceAnewIsSaidAnew) {
     set({});
     open();
