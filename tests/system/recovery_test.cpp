@@ -68,7 +68,8 @@ TEST_F(Recovering, PortsOfANewAddressAreHadWhenAStrangerLeavesThem) {
 
         ASSERT_TRUE(stranger.has_ports());
         ip({"address", "add", std::string(NEW_ADDRESS) + "/24", "dev", "net0"});
-        EXPECT_TRUE(follower.logs("which is tried again: udpv4 port 7410 is taken")) << follower.log();
+        EXPECT_TRUE(follower.logs("which is tried again: udpv4 port 7410 is taken"))
+            << follower.log();
         EXPECT_TRUE(follower.has({"192.0.2.2"})) << follower.log();
     }
     EXPECT_TRUE(follower.has({"192.0.2.2", NEW_ADDRESS})) << follower.log();

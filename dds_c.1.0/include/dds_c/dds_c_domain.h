@@ -81,9 +81,9 @@ DDS_DomainParticipantFactory *DDS_DomainParticipantFactory_get_instance(void);
 /**
  * @brief Deletes the factory with its thread and memory. The next get_instance makes a new one.
  * @return DDS_RETCODE_OK, also when there is no factory; DDS_RETCODE_PRECONDITION_NOT_MET while
- * participants exist; DDS_RETCODE_TIMEOUT when a thread of the middleware's does not end within 4 s,
- * as when its descriptors have been closed: the factory is gone all the same, and what that thread
- * may still use stays; DDS_RETCODE_ILLEGAL_OPERATION in a forked child.
+ * participants exist; DDS_RETCODE_TIMEOUT when a thread of the middleware's does not end within 4
+ * s, as when its descriptors have been closed: the factory is gone all the same, and what that
+ * thread may still use stays; DDS_RETCODE_ILLEGAL_OPERATION in a forked child.
  */
 DDS_ReturnCode_t DDS_DomainParticipantFactory_finalize_instance(void);
 

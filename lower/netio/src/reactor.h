@@ -53,12 +53,13 @@ public:
      */
     virtual bool on_readable(const ReactorContext &context) = 0;
 
+    Pollable(const Pollable &) = delete;
+    Pollable &operator=(const Pollable &) = delete;
+
 protected:
     /** An owner lives as long as events of what it owns are under way; see Reactor::end. */
     explicit Pollable(const Owner *owner = nullptr) : owner_(owner) {}
     ~Pollable() = default;
-    Pollable(const Pollable &) = delete;
-    Pollable &operator=(const Pollable &) = delete;
 
     /** Whether the last reading failed; so that a lasting failure is said once. */
     bool is_failing() const {
