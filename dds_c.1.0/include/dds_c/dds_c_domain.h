@@ -93,7 +93,8 @@ DDS_ReturnCode_t DDS_DomainParticipantFactory_get_qos(DDS_DomainParticipantFacto
 
 /**
  * @brief Sets the factory's QoS, for participants created from now on.
- * @return DDS_RETCODE_OK or DDS_RETCODE_BAD_PARAMETER.
+ * @return DDS_RETCODE_OK, DDS_RETCODE_BAD_PARAMETER, or DDS_RETCODE_INCONSISTENT_POLICY for a
+ * boolean that is neither 0 nor 1.
  */
 DDS_ReturnCode_t
 DDS_DomainParticipantFactory_set_qos(DDS_DomainParticipantFactory *self,

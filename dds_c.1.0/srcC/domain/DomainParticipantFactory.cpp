@@ -202,6 +202,14 @@ DDS_DomainParticipantFactory_set_qos(DDS_DomainParticipantFactory *self,
     if (DDS_DomainParticipantFactory_isForkedI()) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
+    const DDS_Boolean autoenable = qos->entity_factory.autoenable_created_entities;
+
+    if (autoenable != DDS_BOOLEAN_FALSE && autoenable != DDS_BOOLEAN_TRUE) {
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_INCONSISTENT_QOS_TEMPLATE,
+                    "entity_factory.autoenable_created_entities is %d; allowed are 0 and 1",
+                    autoenable);
+        return DDS_RETCODE_INCONSISTENT_POLICY;
+    }
     const std::lock_guard<std::mutex> lock(self->mutex);
 
     self->qos = *qos;

@@ -1,57 +1,32 @@
 // The thread that runs callbacks into the application.
 #include "callbackThread.h"
 
-#include <cerrno>
-
 #include "netio_log.h"
-#include "reactor.h"
 
 namespace netio {
 
 bool CallbackThread::start(NUVOsapiThreadFactory *threads, REDAWorkerFactory *workers) {
     const std::lock_guard lock(start_mutex_);
-    if (thread_ != nullptr) {
-        return true;
-    }
-    workers_ = workers;
-    worker_ = REDAWorkerFactory_createWorker(workers, NUV_NETIO_CALLBACK_THREAD_NAME);
-    if (worker_ == nullptr) {
-        NETIO_ERROR("out of memory for the worker of callbacks");
-        return false;
-    }
-    thread_ = NUVOsapiThreadFactory_createThread(
-        threads, NUV_NETIO_CALLBACK_THREAD_NAME,
-        [](void *param) { static_cast<CallbackThread *>(param)->run(); }, this);
-    if (thread_ == nullptr) {
-        const int error = errno;
-        NETIO_ERROR("cannot start the thread of callbacks: %s (%s)", error_description(error),
-                    error_name(error));
-        REDAWorkerFactory_destroyWorker(workers_, worker_);
-        worker_ = nullptr;
-        return false;
-    }
-    return true;
+    return thread_.is_started() ||
+           thread_.start(
+               threads, workers, [](void *param) { static_cast<CallbackThread *>(param)->run(); },
+               this);
 }
 
 bool CallbackThread::stop() {
-    if (thread_ == nullptr) {
+    if (!thread_.is_started()) {
         return true;
     }
     {
-        std::unique_lock lock(mutex_);
+        const std::lock_guard lock(mutex_);
         stopping_ = true;
         changed_.notify_all();
-        if (!changed_.wait_for(lock, LONGEST_WAIT, [this] { return ended_; })) {
-            NETIO_ERROR("the thread '%s' does not end: a callback has not returned for %lld s",
-                        NUV_NETIO_CALLBACK_THREAD_NAME,
-                        static_cast<long long>(LONGEST_WAIT.count()));
-            return false;
-        }
     }
-    NUVOsapiThread_join(thread_);
-    thread_ = nullptr;
-    REDAWorkerFactory_destroyWorker(workers_, worker_);
-    worker_ = nullptr;
+    if (!thread_.join()) {
+        NETIO_ERROR("the thread '%s' does not end: a callback has not returned for %lld s",
+                    NUV_NETIO_CALLBACK_THREAD_NAME, static_cast<long long>(LONGEST_WAIT.count()));
+        return false;
+    }
     return true;
 }
 
@@ -90,13 +65,11 @@ void CallbackThread::run() {
         const auto on_call = callback->onCall;
         void *const param = callback->param;
         lock.unlock();
-        on_call(param, worker_);
+        on_call(param, thread_.worker());
         lock.lock();
         running_ = nullptr;
         changed_.notify_all();
     }
-    ended_ = true;
-    changed_.notify_all();
 }
 
 /** Waits for one; null at the end. */

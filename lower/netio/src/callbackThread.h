@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "netio/netio_callback.h"
+#include "workerThread.h"
 
 namespace netio {
 
@@ -31,10 +32,7 @@ private:
     NUVNetioCallback *take_next(std::unique_lock<std::mutex> &lock);
     void remove(NUVNetioCallback *callback);
 
-    NUVOsapiThread *thread_ = nullptr;
-    REDAWorkerFactory *workers_ = nullptr;
-    REDAWorker *worker_ = nullptr;
-
+    WorkerThread thread_{NUV_NETIO_CALLBACK_THREAD_NAME};
     std::mutex start_mutex_; // one start at a time
     std::mutex mutex_;       // guards what follows
     std::condition_variable changed_;
@@ -42,7 +40,6 @@ private:
     NUVNetioCallback *running_ = nullptr;
     std::thread::id runner_;
     bool stopping_ = false;
-    bool ended_ = false;
 };
 
 } // namespace netio

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "reactor.h"
+#include "workerThread.h"
 
 namespace netio {
 

@@ -86,28 +86,12 @@ bool Reactor::open() {
 }
 
 bool Reactor::start(NUVOsapiThreadFactory *threads, REDAWorkerFactory *workers) {
-    workers_ = workers;
-    worker_ = REDAWorkerFactory_createWorker(workers, NUV_NETIO_REACTOR_THREAD_NAME);
-    if (worker_ == nullptr) {
-        NETIO_ERROR("out of memory for the reactor's worker");
-        return false;
-    }
-    thread_ = NUVOsapiThreadFactory_createThread(
-        threads, NUV_NETIO_REACTOR_THREAD_NAME,
-        [](void *param) { static_cast<Reactor *>(param)->run(); }, this);
-    if (thread_ == nullptr) {
-        const int error = errno;
-        NETIO_ERROR("cannot start the reactor's thread: %s (%s)", error_description(error),
-                    error_name(error));
-        REDAWorkerFactory_destroyWorker(workers_, worker_);
-        worker_ = nullptr;
-        return false;
-    }
-    return true;
+    return thread_.start(
+        threads, workers, [](void *param) { static_cast<Reactor *>(param)->run(); }, this);
 }
 
 bool Reactor::stop() {
-    if (thread_ == nullptr) {
+    if (!thread_.is_started()) {
         return true;
     }
     {
@@ -116,27 +100,17 @@ bool Reactor::stop() {
         changed_.notify_all();
     }
     const int error = wake_up_.signal() ? 0 : errno;
-    if (!await_end()) {
-        if (error != 0) {
-            NETIO_ERROR("the thread '%s' cannot be woken, and so not be ended: %s (%s)",
-                        NUV_NETIO_REACTOR_THREAD_NAME, error_description(error), error_name(error));
-        } else {
-            NETIO_ERROR("the thread '%s' does not end: it has not answered for %lld s",
-                        NUV_NETIO_REACTOR_THREAD_NAME,
-                        static_cast<long long>(LONGEST_WAIT.count()));
-        }
-        return false;
+    if (thread_.join()) {
+        return true;
     }
-    NUVOsapiThread_join(thread_);
-    thread_ = nullptr;
-    REDAWorkerFactory_destroyWorker(workers_, worker_);
-    worker_ = nullptr;
-    return true;
-}
-
-bool Reactor::await_end() {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, LONGEST_WAIT, [this] { return ended_; });
+    if (error != 0) {
+        NETIO_ERROR("the thread '%s' cannot be woken, and so not be ended: %s (%s)",
+                    NUV_NETIO_REACTOR_THREAD_NAME, error_description(error), error_name(error));
+    } else {
+        NETIO_ERROR("the thread '%s' does not end: it has not answered for %lld s",
+                    NUV_NETIO_REACTOR_THREAD_NAME, static_cast<long long>(LONGEST_WAIT.count()));
+    }
+    return false;
 }
 
 bool Reactor::add_to_epoll(const Pollable &pollable) const {
@@ -209,18 +183,16 @@ bool Reactor::flush(const NUVNtpTime &timeout) {
 
 void Reactor::run() {
     own_thread_.store(std::this_thread::get_id());
-    const ReactorContext context{worker_, buffer_};
+    REDAWorker *const worker = thread_.worker();
+    const ReactorContext context{worker, buffer_};
     for (bool last = false; !last;) {
         poll_once(context);
         const HandedOver handed_over = take_handed_over();
         last = handed_over.stopping;
-        events_.run_due(worker_);
-        end_all(handed_over.first, worker_);
+        events_.run_due(worker);
+        end_all(handed_over.first, worker);
         answer(handed_over.ticket);
     }
-    const std::lock_guard lock(mutex_);
-    ended_ = true;
-    changed_.notify_all();
 }
 
 void Reactor::poll_once(const ReactorContext &context) {

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <mutex>
@@ -12,17 +11,16 @@
 #include <thread>
 
 #include "descriptor.h"
+#include "netio/netio_runtime.h"
 #include "osapi/osapi_ntptime.h"
 #include "osapi/osapi_thread.h"
 #include "reda/reda_weakReference.h"
 #include "reda/reda_worker.h"
+#include "workerThread.h"
 
 struct NUVEventActiveDatabase;
 
 namespace netio {
-
-/** Nobody waits longer for the reactor's thread: nothing that it does takes as long. */
-constexpr std::chrono::seconds LONGEST_WAIT{4};
 
 /** What the reactor's thread carries with it. */
 struct ReactorContext {
@@ -151,16 +149,13 @@ private:
     HandedOver take_handed_over();
     static void end_all(Owner *first, REDAWorker *worker);
     void answer(NUV_UINT64 ticket);
-    bool await_end();
 
     static constexpr std::size_t LARGEST_MESSAGE = 65536; // as large as a datagram can be
 
     NUVEventActiveDatabase &events_;
     Descriptor epoll_;
     WakeUp wake_up_;
-    NUVOsapiThread *thread_ = nullptr;
-    REDAWorkerFactory *workers_ = nullptr;
-    REDAWorker *worker_ = nullptr;
+    WorkerThread thread_{NUV_NETIO_REACTOR_THREAD_NAME};
     std::atomic<std::thread::id> own_thread_{};
     NUV_INT64 poll_pause_ = 0; // as that of a pollable, for the polling itself; the thread's own
 
@@ -175,7 +170,6 @@ private:
     NUV_UINT64 asked_ = 0;    // tickets of flush handed out
     NUV_UINT64 answered_ = 0; // the last ticket that has been dealt with
     bool stopping_ = false;
-    bool ended_ = false; // the thread has nothing more to do
 
     std::array<NUV_UINT8, LARGEST_MESSAGE> buffer_;
 };

@@ -171,9 +171,9 @@ TEST_F(CallbackTest, ThreadThatCannotBeStartedIsOneErrorAndCanBeStartedLater) {
         EXPECT_EQ(NUVNetioRuntime_startCallbacks(runtime.runtime), 0);
     }
     ASSERT_EQ(log.messages().size(), 3u);
-    EXPECT_EQ(log.messages()[0].text, "cannot start the thread of callbacks: Resource temporarily "
+    EXPECT_EQ(log.messages()[0].text, "cannot start the thread 'callback': Resource temporarily "
                                       "unavailable (EAGAIN)");
-    EXPECT_EQ(log.messages()[2].text, "out of memory for the worker of callbacks");
+    EXPECT_EQ(log.messages()[2].text, "out of memory for the worker of the thread 'callback'");
     EXPECT_EQ(REDAWorkerFactory_getWorkerCount(runtime.factories.workers), 2);
     EXPECT_NE(NUVNetioRuntime_startCallbacks(runtime.runtime), 0);
 }

@@ -526,7 +526,7 @@ TEST(RuntimeStartFailureTest, ThreadThatCannotBeStartedIsAnErrorWithItsReason) {
     faults::fail_call("NUVOsapiThreadFactory_createThread", 1, EAGAIN);
     EXPECT_EQ(NUVNetioRuntime_new(nullptr, factories.threads, factories.workers), nullptr);
     ASSERT_EQ(log.messages().size(), 1u);
-    EXPECT_EQ(log.messages()[0].text, "cannot start the reactor's thread: Resource temporarily "
+    EXPECT_EQ(log.messages()[0].text, "cannot start the thread 'reactor': Resource temporarily "
                                       "unavailable (EAGAIN)");
 }
 

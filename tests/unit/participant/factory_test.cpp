@@ -37,6 +37,19 @@ TEST_F(Factory, EnablesParticipantsUnlessToldOtherwise) {
     EXPECT_EQ(out.entity_factory.autoenable_created_entities, DDS_BOOLEAN_FALSE);
 }
 
+TEST_F(Factory, RefusesABooleanThatIsNone) {
+    const DDS_DomainParticipantFactoryQos wrong = {{2}};
+    DDS_DomainParticipantFactoryQos out = {{DDS_BOOLEAN_FALSE}};
+
+    EXPECT_EQ(DDS_DomainParticipantFactory_set_qos(factory, &wrong),
+              DDS_RETCODE_INCONSISTENT_POLICY);
+    EXPECT_THAT(errors(),
+                ElementsAre("inconsistent QoS: entity_factory.autoenable_created_entities "
+                            "is 2; allowed are 0 and 1"));
+    EXPECT_EQ(DDS_DomainParticipantFactory_get_qos(factory, &out), DDS_RETCODE_OK);
+    EXPECT_EQ(out.entity_factory.autoenable_created_entities, DDS_BOOLEAN_TRUE);
+}
+
 TEST_F(Factory, HasTheUsualQosAsDefault) {
     DDS_DomainParticipantQos usual = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
     DDS_DomainParticipantQos out = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
