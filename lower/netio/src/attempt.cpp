@@ -18,6 +18,10 @@ bool is_taken_unicast(const NUVNetioFailure &failure) {
 
 namespace netio {
 
+bool is_shortage(int error) {
+    return error == EMFILE || error == ENFILE || error == ENOMEM || error == ENOBUFS;
+}
+
 void Attempt::begin(bool quiet) {
     const std::lock_guard lock(mutex_);
     under_way_ = true;
@@ -95,8 +99,7 @@ void NUVNetioFailure_toString(const struct NUVNetioFailure *self, char *text, si
 }
 
 int NUVNetioFailure_isShortage(const struct NUVNetioFailure *self) {
-    return static_cast<int>(self->error == EMFILE || self->error == ENFILE ||
-                            self->error == ENOMEM || self->error == ENOBUFS);
+    return static_cast<int>(netio::is_shortage(self->error));
 }
 
 void NUVNetioConfigurator_beginAttempt(struct NUVNetioConfigurator *self, int quiet) {

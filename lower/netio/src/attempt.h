@@ -8,6 +8,9 @@
 
 namespace netio {
 
+/** Whether an error means that the process or the system has run out of something. */
+bool is_shortage(int error);
+
 /** Says why ports could not be opened, and remembers it. Thread-safe. */
 class Attempt {
 public:

@@ -52,9 +52,20 @@ void InterfaceTable::adopt(HeldSnapshot snapshot) {
     const std::lock_guard lock(mutex_);
     snapshot_ = std::move(snapshot);
     generation_.fetch_add(1);
+    follow_all();
+}
+
+void InterfaceTable::follow_again() {
+    const std::lock_guard lock(mutex_);
+    follow_all();
+}
+
+void InterfaceTable::follow_all() {
+    bool is_short = false;
     for (MulticastMember *member = first_member_; member != nullptr; member = member->next_) {
-        member->follow(*snapshot_.get());
+        is_short = !member->follow(*snapshot_.get()) || is_short;
     }
+    is_short_.store(is_short);
 }
 
 void InterfaceTable::add_member(MulticastMember *member) {
@@ -65,7 +76,9 @@ void InterfaceTable::add_member(MulticastMember *member) {
         first_member_->previous_ = member;
     }
     first_member_ = member;
-    member->follow(*snapshot_.get());
+    if (!member->follow(*snapshot_.get())) {
+        is_short_.store(true);
+    }
 }
 
 void InterfaceTable::remove_member(MulticastMember *member) {

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "attempt.h"
 #include "netio_log.h"
 #include "osapi/osapi_heap.h"
 #include "osapi/osapi_utility.h"
@@ -88,17 +89,19 @@ Memberships::~Memberships() {
     NUVOsapiHeap_freeArray(all_);
 }
 
-void Memberships::follow(const AllowedInterfaces &allowed,
+bool Memberships::follow(const AllowedInterfaces &allowed,
                          const NUVNetioInterfaceSnapshot &snapshot) {
     note_wanted(allowed, snapshot);
     leave_unwanted(); // before the joins, for what it leaves free
     join_missing();
     close_unused_sockets();
     tell_of_refusals(allowed, snapshot);
+    return !is_short();
 }
 
 void Memberships::note_wanted(const AllowedInterfaces &allowed,
                               const NUVNetioInterfaceSnapshot &snapshot) {
+    is_out_of_memory_ = false;
     for (NUV_INT32 i = 0; i < count_; ++i) {
         all_[i].wanted = false;
     }
@@ -107,6 +110,8 @@ void Memberships::note_wanted(const AllowedInterfaces &allowed,
                                    Membership *membership = find_or_add(interface.index);
                                    if (membership != nullptr) {
                                        membership->wanted = true;
+                                   } else {
+                                       is_out_of_memory_ = true;
                                    }
                                });
 }
@@ -239,6 +244,12 @@ bool Memberships::is_used(const ReceiveSocket *socket) const {
 bool Memberships::is_joined_anywhere() const {
     return std::any_of(all_, all_ + count_,
                        [](const Membership &one) { return one.socket != nullptr; });
+}
+
+bool Memberships::is_short() const {
+    return is_out_of_memory_ || std::any_of(all_, all_ + count_, [](const Membership &one) {
+               return is_shortage(one.error);
+           });
 }
 
 bool Memberships::make_room() {

@@ -34,8 +34,9 @@ public:
      * further sockets for the rest, each closed again when it has none left. An interface that
      * refuses is tried again each time, and a warning when it refuses for another reason than
      * before. A group that no interface joins is one warning.
+     * @return false when an interface refuses because something has run out, which may pass.
      */
-    void follow(const AllowedInterfaces &allowed, const NUVNetioInterfaceSnapshot &snapshot);
+    bool follow(const AllowedInterfaces &allowed, const NUVNetioInterfaceSnapshot &snapshot);
 
 private:
     void note_wanted(const AllowedInterfaces &allowed, const NUVNetioInterfaceSnapshot &snapshot);
@@ -51,6 +52,7 @@ private:
     Membership *find_or_add(NUV_UINT32 interface);
     bool is_used(const ReceiveSocket *socket) const;
     bool is_joined_anywhere() const;
+    bool is_short() const;
     bool make_room();
 
     NUVNetioReceiveResource &resource_;
@@ -59,8 +61,9 @@ private:
     NUV_INT32 count_ = 0;
     NUV_INT32 capacity_ = 0;
 
-    bool is_deaf_ = false; // it has been logged that no interface joins
-    int deaf_error_ = 0;   // why
+    bool is_out_of_memory_ = false; // for an interface that is wanted
+    bool is_deaf_ = false;          // it has been logged that no interface joins
+    int deaf_error_ = 0;            // why
 };
 
 } // namespace netio

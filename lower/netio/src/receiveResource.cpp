@@ -159,7 +159,7 @@ bool NUVNetioReceiveResource::start() {
     }
     // Last, for a member's sockets are changed by whoever has the interfaces listed.
     if (is_group_) {
-        configurator_->runtime->interfaces.add_member(this);
+        configurator_->runtime->add_member(this);
     }
     open_.store(true, std::memory_order_release);
     return true;
@@ -265,8 +265,8 @@ void NUVNetioReceiveResource::receive(const NUVNetioMessage &message, REDAWorker
     }
 }
 
-void NUVNetioReceiveResource::follow(const NUVNetioInterfaceSnapshot &snapshot) {
-    memberships_.follow(configurator_->allowed, snapshot);
+bool NUVNetioReceiveResource::follow(const NUVNetioInterfaceSnapshot &snapshot) {
+    return memberships_.follow(configurator_->allowed, snapshot);
 }
 
 void NUVNetioReceiveResource::on_ended(REDAWorker *worker) {

@@ -91,7 +91,7 @@ public:
     netio::ReceiveSocket *open_further_socket();
     void receive(const NUVNetioMessage &message, REDAWorker *worker) const;
 
-    void follow(const NUVNetioInterfaceSnapshot &snapshot) override;
+    bool follow(const NUVNetioInterfaceSnapshot &snapshot) override;
     void on_ended(REDAWorker *worker) override;
 
 private:

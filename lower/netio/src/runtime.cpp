@@ -12,7 +12,7 @@ using netio::Listing;
 
 namespace {
 
-/** When the interfaces could not be listed after an event: the time until the next try. */
+/** When the interfaces could not be listed, or a group not be joined: until the next try. */
 constexpr NUVNtpTime RETRY_DELAY = {1, 0};
 
 } // namespace
@@ -24,7 +24,8 @@ const struct NUVNetioRuntimeProperty NUV_NETIO_RUNTIME_PROPERTY_DEFAULT = {
 NUVNetioRuntime::NUVNetioRuntime(const NUVNetioRuntimeProperty &property,
                                  NUVOsapiThreadFactory *threads, REDAWorkerFactory *workers)
     : property_(property), threads_(threads),
-      workers_(workers), settled_{settle, this, 0, nullptr, 0} {}
+      workers_(workers), settled_{settle, this, 0, nullptr, 0}, rejoin_{join_again, this, 0,
+                                                                        nullptr, 0} {}
 
 bool NUVNetioRuntime::open() {
     return reactor.open() && events.open(reactor) && start_interfaces() &&
@@ -117,12 +118,30 @@ void NUVNetioRuntime::settle(void *param, REDAWorker *worker) {
     }
 }
 
+void NUVNetioRuntime::add_member(netio::MulticastMember *member) {
+    interfaces.add_member(member);
+    join_later_if_short();
+}
+
+void NUVNetioRuntime::join_later_if_short() {
+    if (interfaces.is_short()) {
+        events.post(&rejoin_, RETRY_DELAY);
+    }
+}
+
+void NUVNetioRuntime::join_again(void *param, REDAWorker * /*worker*/) {
+    auto *runtime = static_cast<NUVNetioRuntime *>(param);
+    runtime->interfaces.follow_again();
+    runtime->join_later_if_short();
+}
+
 bool NUVNetioRuntime::renew_interfaces(REDAWorker *worker) {
     const Listing listing = interfaces.renew();
     if (listing != Listing::DONE) {
         warn_of_failed_listing(listing);
         return false;
     }
+    join_later_if_short();
     // Not only when this listing brought the change: acquire_interfaces tells nobody of its own.
     listeners.tell(interfaces.generation(), worker);
     return true;
@@ -138,6 +157,7 @@ HeldSnapshot NUVNetioRuntime::acquire_interfaces() {
         if (listing == Listing::OUT_OF_MEMORY) {
             return {};
         }
+        join_later_if_short();
     }
     return interfaces.current();
 }

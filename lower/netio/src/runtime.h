@@ -30,6 +30,8 @@ public:
 
     /** Lists the interfaces again and tells the listeners. */
     bool renew_interfaces(REDAWorker *worker);
+    /** From now until it is removed the member follows the interfaces. */
+    void add_member(netio::MulticastMember *member);
     /** The newest snapshot, after the kernel's events so far; none when memory runs out. */
     netio::HeldSnapshot acquire_interfaces();
 
@@ -49,6 +51,8 @@ private:
     void watch_links();
     bool take_link_events();
     static void settle(void *param, REDAWorker *worker);
+    void join_later_if_short();
+    static void join_again(void *param, REDAWorker *worker);
 
     const NUVNetioRuntimeProperty property_;
     NUVOsapiThreadFactory *const threads_;
@@ -56,6 +60,7 @@ private:
     std::mutex watch_mutex_; // so that no thread finds the events gone and not yet noted
     netio::LinkWatch watch_;
     NUVEvent settled_; // the end of a burst of events
+    NUVEvent rejoin_;  // the next try of members that have met a shortage
 };
 
 #endif

@@ -108,6 +108,33 @@ TEST_F(MembershipTest, InterfaceThatRefusedIsTriedAgainAtTheNextChange) {
     EXPECT_THAT(texts(log), ElementsAre(HasSubstr("on bad0: No such device (ENODEV)")));
 }
 
+TEST_F(MembershipTest, InterfaceThatRefusedInAShortageIsJoinedByItselfWhenThatIsOver) {
+    set({good});
+    const LogCapture log;
+    faults::fail_call("setsockopt", 3, EMFILE); // after the socket's two options
+    open();
+    EXPECT_THAT(texts(log), ElementsAre(HasSubstr("on any interface (good0): Too many open files "
+                                                  "(EMFILE)")));
+    const int calls = faults::count("setsockopt");
+    EXPECT_TRUE(runtime.flush());
+    EXPECT_EQ(faults::count("setsockopt"), calls); // not before its time
+    clock.advance(1'000'000'000);
+    EXPECT_TRUE(runtime.flush());
+    EXPECT_EQ(faults::count("setsockopt"), calls + 1);
+    clock.advance(1'000'000'000);
+    EXPECT_TRUE(runtime.flush());
+    EXPECT_EQ(faults::count("setsockopt"), calls + 1); // joined
+}
+
+TEST_F(MembershipTest, InterfaceThatRefusesForGoodIsNotTriedAgainByItself) {
+    set({good, bad});
+    open();
+    const int calls = faults::count("setsockopt");
+    clock.advance(1'000'000'000);
+    EXPECT_TRUE(runtime.flush());
+    EXPECT_EQ(faults::count("setsockopt"), calls);
+}
+
 TEST_F(MembershipTest, ManyInterfacesThatRefuseAreOneLineThatEndsWithTheirNumber) {
     std::vector<NUVNetioInterface> interfaces = {good};
     for (NUV_UINT32 i = 0; i < 60; ++i) {
