@@ -8,7 +8,6 @@
 #include <gmock/gmock.h>
 
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include "recorder.h"
@@ -145,26 +144,16 @@ struct Stall {
 class Stalled : public DefaultDevice, public testing::WithParamInterface<Stall> {
 protected:
     Stalled() {
-        rlimit limit{};
-
-        (void)getrlimit(RLIMIT_NOFILE, &former_limit_);
-        limit = former_limit_;
-        if (!GetParam().can_be_reopened) {
-            limit.rlim_cur = STDERR_FILENO + 1;
-        }
-        (void)setrlimit(RLIMIT_NOFILE, &limit);
+        system_calls::opens_fail = !GetParam().can_be_reopened;
     }
     ~Stalled() override {
-        (void)setrlimit(RLIMIT_NOFILE, &former_limit_);
+        system_calls::opens_fail = false;
         // A line that is taken: what was dropped here does not concern the next test.
         (void)stderr_.read();
         print("end");
     }
 
     RedirectedStderr stderr_{GetParam().kind};
-
-private:
-    rlimit former_limit_{};
 };
 
 INSTANTIATE_TEST_SUITE_P(Stderr, Stalled,

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdarg>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include "osapi/osapi_heap.h"
@@ -43,6 +45,20 @@ int __wrap_NUVOsapiHeap_reallocateMemoryInternal(void *pointer, size_t size, int
     ++allocation_count;
     return __real_NUVOsapiHeap_reallocateMemoryInternal(pointer, size, alignment, keepContents,
                                                         clear, allocator, tag, type);
+}
+
+int __real_open(const char *path, int flags, ...);
+int __wrap_open(const char *path, int flags, ...);
+int __wrap_open(const char *path, int flags, ...) {
+    if (system_calls::opens_fail) {
+        errno = EMFILE;
+        return -1;
+    }
+    va_list rest;
+    va_start(rest, flags);
+    const mode_t mode = (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(rest, mode_t) : 0;
+    va_end(rest);
+    return __real_open(path, flags, mode);
 }
 
 ssize_t __wrap_write(int descriptor, const void *data, size_t size) {

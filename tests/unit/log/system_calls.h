@@ -1,6 +1,7 @@
 // What the logger asks of the system, in the calling thread.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -21,5 +22,8 @@ struct State {
 };
 
 State &current();
+
+/** Whether open() fails for want of a descriptor, in every thread. */
+inline std::atomic<bool> opens_fail = false;
 
 } // namespace system_calls
