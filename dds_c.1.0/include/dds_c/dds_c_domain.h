@@ -55,7 +55,7 @@ struct DDS_DomainParticipantListener {
      * The participant's locators changed, because the network did; the mask does not matter. Runs
      * soon after the change, once for all changes that it has not been told of, on a thread of the
      * middleware's that does nothing but run callbacks, one at a time: it may read the participant,
-     * and must not change it. No participant can be created, enabled or deleted here. One that does
+     * and cannot change it. No participant can be created, enabled or deleted here. One that does
      * not return keeps the others from being called, and its own participant from being deleted.
      */
     void (*on_locators_changed)(void *listener_data, DDS_DomainParticipant *participant);
@@ -191,7 +191,8 @@ DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
  * 30 s, until it is had.
  *
  * @return DDS_RETCODE_OK; DDS_RETCODE_NOT_ENABLED before the participant is enabled;
- * DDS_RETCODE_BAD_PARAMETER; or why the locators could not be updated.
+ * DDS_RETCODE_BAD_PARAMETER; DDS_RETCODE_ILLEGAL_OPERATION within a listener or in a forked child;
+ * or why the locators could not be updated.
  */
 DDS_ReturnCode_t DDS_DomainParticipant_update_locators(DDS_DomainParticipant *self);
 

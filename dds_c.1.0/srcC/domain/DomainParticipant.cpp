@@ -22,7 +22,7 @@
 
 namespace {
 
-/** How long a deletion waits for the reactor to close the ports before it drains by sleeping. */
+/** How long a deletion waits for a message that is being handed on before it drains by sleeping. */
 const struct NUVNtpTime CLOSE_TIME = {0, 0x20000000u}; /* 1/8 s */
 
 /** A topic of the public API is the presentation layer's. */
@@ -302,12 +302,17 @@ DDS_ReturnCode_t await_closed_entryports(struct DDS_DomainParticipant *self,
     return DDS_RETCODE_OK;
 }
 
+/** Takes back the next try for what could not be had. False when one is under way. */
+bool stop_trying(struct DDS_DomainParticipant *self) {
+    return NUVEventActiveDatabase_cancelEvent(
+               NUVNetioRuntime_getEventDatabase(self->resources.runtime), &self->retryEvent) != 0;
+}
+
 /** From now on nobody has the participant follow the interfaces. False when somebody still does. */
 bool stop_following(struct DDS_DomainParticipant *self) {
     if (NUVNetioRuntime_removeInterfaceListener(self->resources.runtime,
                                                 &self->interfaceListener) &&
-        NUVEventActiveDatabase_cancelEvent(
-            NUVNetioRuntime_getEventDatabase(self->resources.runtime), &self->retryEvent)) {
+        stop_trying(self)) {
         return true;
     }
     DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
@@ -346,7 +351,7 @@ DDS_ReturnCode_t enable_presentation(struct DDS_DomainParticipant *self,
     return result;
 }
 
-/** On failure the receive ports are given back, though not yet closed. */
+/** On failure the receive ports have been given back. */
 DDS_ReturnCode_t enable_locked(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
 
@@ -446,7 +451,7 @@ int DDS_DomainParticipantResources_isWithinListenerI(
         return 0;
     }
     DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
-                "a participant can be neither created, enabled nor deleted within a listener");
+                "a participant can be neither created, changed nor deleted within a listener");
     return 1;
 }
 
@@ -460,7 +465,8 @@ DDS_ReturnCode_t DDS_DomainParticipant_deleteI(struct DDS_DomainParticipant *sel
     }
     if (!stop_following(self)) {
         NUVNetioRuntime_addInterfaceListener(self->resources.runtime, &self->interfaceListener);
-        return DDS_RETCODE_TIMEOUT;
+        DDS_DomainParticipant_try_again_soonI(self); /* what it missed meanwhile */
+        return DDS_RETCODE_ERROR;
     }
     result = DDS_DomainParticipantPresentation_wakeup(&self->presentation, worker.get());
     if (result != DDS_RETCODE_OK) {
@@ -470,11 +476,15 @@ DDS_ReturnCode_t DDS_DomainParticipant_deleteI(struct DDS_DomainParticipant *sel
     if (result != DDS_RETCODE_OK) {
         goto refused;
     }
-    /* From here on it is good for nothing but its deletion. */
-    self->isEnabled = 0;
-    DDS_DomainParticipant_release_indexI(self, worker.get());
+    {
+        const ParticipantLock lock(self, worker.get()); /* a listener may be reading it */
+
+        /* From here on it is good for nothing but its deletion. */
+        self->isEnabled = 0;
+        DDS_DomainParticipant_release_indexI(self, worker.get());
+    }
     result = await_closed_entryports(self, worker.get());
-    if (result == DDS_RETCODE_OK && !stop_telling(self)) {
+    if (result == DDS_RETCODE_OK && !(stop_telling(self) && stop_trying(self))) {
         result = DDS_RETCODE_TIMEOUT;
     }
     if (result == DDS_RETCODE_OK) {
@@ -521,9 +531,6 @@ DDS_ReturnCode_t DDS_DomainParticipant_enable(DDS_DomainParticipant *self) {
         const ParticipantLock lock(self, worker.get());
 
         result = self->isEnabled ? DDS_RETCODE_OK : enable_locked(self, worker.get());
-    }
-    if (result != DDS_RETCODE_OK) {
-        (void)await_closed_entryports(self, worker.get());
     }
     return result;
 }

@@ -1701,11 +1701,17 @@ DDS_Boolean DDS_DomainParticipantPresentation_has_locatorsI(
                : DDS_BOOLEAN_FALSE;
 }
 
-DDS_Boolean DDS_DomainParticipantPresentation_are_locators_announcedI(
+DDS_Boolean DDS_DomainParticipantPresentation_are_locators_servedI(
     const struct DDS_DomainParticipantPresentation *self, struct REDAWorker *worker) {
-    return PRESParticipant_hasLocators(self->participant, &self->_cachedDefaultUnicastLocator,
-                                       &self->_cachedMetatrafficUnicastLocator,
-                                       &self->_cachedMetatrafficMulticastLocator, worker)
+    return self->_reserveUserUnicast._count == self->_cachedDefaultUnicastLocator.count &&
+                   self->_reserveMetaUnicast._count ==
+                       self->_cachedMetatrafficUnicastLocator.count &&
+                   (self->_cachedMetatrafficMulticastLocator.count == 0 ||
+                    REDAWeakReference_isHeld(&self->_reserveEntryportMetaMulticastWR)) &&
+                   PRESParticipant_hasLocators(self->participant,
+                                               &self->_cachedDefaultUnicastLocator,
+                                               &self->_cachedMetatrafficUnicastLocator,
+                                               &self->_cachedMetatrafficMulticastLocator, worker)
                ? DDS_BOOLEAN_TRUE
                : DDS_BOOLEAN_FALSE;
 }
@@ -1740,6 +1746,13 @@ void DDS_DomainParticipantPresentation_take_multicast_entryportsI(
     out->user = self->_reserveEntryportUserMulticastWR;
     self->_reserveEntryportMetaMulticastWR = INVALID_WR;
     self->_reserveEntryportUserMulticastWR = INVALID_WR;
+}
+
+void DDS_DomainParticipantPresentation_put_multicast_entryportsI(
+    struct DDS_DomainParticipantPresentation *self,
+    const struct DDS_DomainParticipantPresentationMulticastEntryportsI *entryports) {
+    self->_reserveEntryportMetaMulticastWR = entryports->metatraffic;
+    self->_reserveEntryportUserMulticastWR = entryports->user;
 }
 
 /* ============================================================================================= */

@@ -54,7 +54,7 @@ struct DDS_DomainParticipant {
     /** The unicast ports of that index once more; see DDS_DomainParticipant_keep_portsI. */
     struct DDS_DomainParticipantKeptPortI keptPorts[DDS_DOMAIN_PARTICIPANT_KEPT_PORTS_MAX];
     DDS_Long keptPortCount;
-    /** Seconds until what could not be had is tried for again; 0 when there is nothing. */
+    /** The pause before the last try for what could not be had, in seconds; 0 when all is had. */
     NUV_INT32 retryPause;
 
     struct NUVNetioInterfaceListener interfaceListener;
@@ -64,7 +64,8 @@ struct DDS_DomainParticipant {
 
 /**
  * @brief Non-zero, after one error message, within a listener and on the reactor's thread: there
- * nobody may create, enable or delete a participant, which takes waiting for the reactor.
+ * nobody may create, enable, change or delete a participant, which takes waiting for what the
+ * listener itself may hold up.
  */
 int DDS_DomainParticipantResources_isWithinListenerI(
     const struct DDS_DomainParticipantResourcesI *resources);
@@ -102,7 +103,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_reserve_indexI(struct DDS_DomainParticipa
 int DDS_DomainParticipant_keep_portsI(struct DDS_DomainParticipant *self,
                                       struct REDAWorker *worker);
 
-/** Gives back all ports of the index, though they are not closed yet. With the lock. */
+/** Gives back all ports of the index. With the lock. */
 void DDS_DomainParticipant_release_indexI(struct DDS_DomainParticipant *self,
                                           struct REDAWorker *worker);
 
@@ -111,6 +112,9 @@ void DDS_DomainParticipant_on_interfaces_changedI(void *param, struct REDAWorker
 
 /** Has the participant @p param try again for what it could not have. Without the lock. */
 void DDS_DomainParticipant_on_retryI(void *param, struct REDAWorker *worker);
+
+/** Has the participant look again in a moment for what it could not have. Without the lock. */
+void DDS_DomainParticipant_try_again_soonI(struct DDS_DomainParticipant *self);
 
 /** Tells the listener of the participant @p param. On the thread of callbacks. */
 void DDS_DomainParticipant_on_locators_changedI(void *param, struct REDAWorker *worker);

@@ -27,7 +27,7 @@ struct Outcome {
 
 /**
  * The search reserves multicast ports anew. Those of a former one, which found no address, are
- * given back only then, so that they stay open in between.
+ * given back only then, so that they stay open in between; where it fails they stay.
  */
 DDS_ReturnCode_t gain_index(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
     struct DDS_DomainParticipantPresentation *presentation = &self->presentation;
@@ -36,11 +36,13 @@ DDS_ReturnCode_t gain_index(struct DDS_DomainParticipant *self, struct REDAWorke
 
     DDS_DomainParticipantPresentation_take_multicast_entryportsI(presentation, &former);
     result = DDS_DomainParticipant_reserve_indexI(self, worker);
-    DDS_DomainParticipantPresentation_release_entryportI(presentation, &former.metatraffic, worker);
-    DDS_DomainParticipantPresentation_release_entryportI(presentation, &former.user, worker);
     if (result != DDS_RETCODE_OK) {
         DDS_DomainParticipant_release_indexI(self, worker);
+        DDS_DomainParticipantPresentation_put_multicast_entryportsI(presentation, &former);
+        return result;
     }
+    DDS_DomainParticipantPresentation_release_entryportI(presentation, &former.metatraffic, worker);
+    DDS_DomainParticipantPresentation_release_entryportI(presentation, &former.user, worker);
     return result;
 }
 
@@ -84,7 +86,7 @@ Outcome update_with_index(struct DDS_DomainParticipant *self, struct REDAWorker 
     /* OK is no sign of success: what could not be reserved is announced all the same. */
     isComplete =
         isComplete && result == DDS_RETCODE_OK &&
-        DDS_DomainParticipantPresentation_are_locators_announcedI(&self->presentation, worker);
+        DDS_DomainParticipantPresentation_are_locators_servedI(&self->presentation, worker);
     if (!isComplete) {
         report_incomplete(self, result);
     }
@@ -111,7 +113,7 @@ Outcome bring_up_to_date(struct DDS_DomainParticipant *self, struct REDAWorker *
 /** Has an incomplete participant tried for again after a pause, longer than the one before. */
 void try_again_later(struct DDS_DomainParticipant *self) {
     struct NUVNetioFailure failure;
-    const bool isShortage = NUVNetioConfigurator_getFailure(self->configurator, &failure) == 0 ||
+    const bool isShortage = NUVNetioConfigurator_getFailure(self->configurator, &failure) != 0 &&
                             NUVNetioFailure_isShortage(&failure) != 0;
 
     self->retryPause = std::clamp(2 * self->retryPause, NUV_INT32{1},
@@ -172,7 +174,7 @@ void try_again(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
     struct DDS_DomainParticipantPresentationLocatorsI before;
     const ParticipantLock lock(self, worker);
 
-    if (!self->isEnabled || self->retryPause == 0) {
+    if (!self->isEnabled) {
         return;
     }
     DDS_DomainParticipantPresentation_copy_locatorsI(&self->presentation, &before);
@@ -229,6 +231,13 @@ void DDS_DomainParticipant_on_retryI(void *param, struct REDAWorker *worker) {
     try_again(static_cast<struct DDS_DomainParticipant *>(param), worker);
 }
 
+void DDS_DomainParticipant_try_again_soonI(struct DDS_DomainParticipant *self) {
+    const struct NUVNtpTime pause = {1, 0};
+
+    NUVEventActiveDatabase_postEvent(NUVNetioRuntime_getEventDatabase(self->resources.runtime),
+                                     &self->retryEvent, &pause);
+}
+
 void DDS_DomainParticipant_on_locators_changedI(void *param, struct REDAWorker *) {
     auto *self = static_cast<struct DDS_DomainParticipant *>(param);
     const CallbackMark mark;
@@ -240,7 +249,8 @@ DDS_ReturnCode_t DDS_DomainParticipant_update_locators(DDS_DomainParticipant *se
     if (DDSLog_isNull(self)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    if (DDS_DomainParticipantFactory_isForkedI()) {
+    if (DDS_DomainParticipantFactory_isForkedI() ||
+        DDS_DomainParticipantResources_isWithinListenerI(&self->resources)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     CallWorker worker(self->resources.workerFactory);

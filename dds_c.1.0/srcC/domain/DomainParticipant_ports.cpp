@@ -170,6 +170,15 @@ bool TrialPorts::reserve_index(DDS_Long index) {
     }
     DDS_DomainParticipantPresentation_calculate_user_multicast_locatorI(
         &self->presentation, &userMulticast, &locators.metatrafficMulticast);
+    if ((kinds & (DDS_RTPS_RESERVED_PORT_BUILTIN_UNICAST | DDS_RTPS_RESERVED_PORT_USER_UNICAST)) ==
+            0 &&
+        self->qos.wire_protocol.participant_id < 0) {
+        /* One port claims the index; the lists begin with the lowest transport. */
+        locators.metatrafficUnicast.count = std::min(locators.metatrafficUnicast.count, 1);
+        if (!reserve(locators.metatrafficUnicast)) {
+            return false;
+        }
+    }
     return ((kinds & DDS_RTPS_RESERVED_PORT_BUILTIN_UNICAST) == 0 ||
             reserve(locators.metatrafficUnicast)) &&
            ((kinds & DDS_RTPS_RESERVED_PORT_USER_UNICAST) == 0 ||

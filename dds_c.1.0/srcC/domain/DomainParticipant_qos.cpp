@@ -135,7 +135,8 @@ DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
     if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    if (DDS_DomainParticipantFactory_isForkedI()) {
+    if (DDS_DomainParticipantFactory_isForkedI() ||
+        DDS_DomainParticipantResources_isWithinListenerI(&self->resources)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     if (!DDS_DomainParticipantQos_is_consistent(qos)) {

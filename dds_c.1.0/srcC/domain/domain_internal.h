@@ -343,12 +343,13 @@ DDS_Boolean DDS_DomainParticipantPresentation_has_locatorsI(
     const struct DDS_DomainParticipantPresentationLocatorsI *locators);
 
 /**
- * @brief 1 when the presentation participant announces the record's own lists.
+ * @brief 1 when the presentation participant announces the record's own lists, and each locator
+ * that wants an entryport has one.
  *
  * An update that could not reserve the entryports of a list, or could not push the lists, may have
- * answered OK. Then the two differ.
+ * answered OK.
  */
-DDS_Boolean DDS_DomainParticipantPresentation_are_locators_announcedI(
+DDS_Boolean DDS_DomainParticipantPresentation_are_locators_servedI(
     const struct DDS_DomainParticipantPresentation *self, struct REDAWorker *worker);
 
 /**
@@ -360,10 +361,15 @@ DDS_Boolean DDS_DomainParticipantPresentation_compute_locatorsI(
     struct DDS_DomainParticipantPresentation *self, DDS_Long participantIndex,
     struct DDS_DomainParticipantPresentationLocatorsI *out, struct REDAWorker *worker);
 
-/** Takes the multicast reservations out of the record; the caller releases them. */
+/** Takes the multicast reservations out of the record; the caller releases or puts them back. */
 void DDS_DomainParticipantPresentation_take_multicast_entryportsI(
     struct DDS_DomainParticipantPresentation *self,
     struct DDS_DomainParticipantPresentationMulticastEntryportsI *out);
+
+/** Puts multicast reservations into a record that has none; they are the record's from then on. */
+void DDS_DomainParticipantPresentation_put_multicast_entryportsI(
+    struct DDS_DomainParticipantPresentation *self,
+    const struct DDS_DomainParticipantPresentationMulticastEntryportsI *entryports);
 
 /* ---- Locator diagnostics -------------------------------------------------------------------- */
 

@@ -42,27 +42,31 @@ static_assert(std::is_trivially_destructible_v<KOLS_Config_Logger>);
 
 namespace {
 
-/** A thread that forks within its device has the locks already. */
+/** A thread that forks within its device has the lock of the device already. */
 bool is_delivering() {
     return logger.deliverer.load(std::memory_order_relaxed) == pthread_self();
 }
 
 void lock_for_fork() {
+    logger.verbosity_mutex.lock();
     if (!is_delivering()) {
         logger.device_mutex.lock();
-        kols::lock_stderr();
     }
+    kols::lock_stderr();
 }
 
 void unlock_after_fork() {
+    kols::unlock_stderr();
     if (!is_delivering()) {
-        kols::unlock_stderr();
         logger.device_mutex.unlock();
     }
+    logger.verbosity_mutex.unlock();
 }
 
+} // namespace
+
 /** In a forked child a lock that another thread had would stay locked, and each message hang. */
-void prepare_for_forks() {
+void kols::prepare_for_forks() {
     static pthread_once_t once = PTHREAD_ONCE_INIT;
     (void)pthread_once(&once, [] {
         // Fails only for want of memory, which leaves things as they would be without it.
@@ -70,9 +74,8 @@ void prepare_for_forks() {
     });
 }
 
-} // namespace
-
 struct KOLS_Config_Logger *KOLS_Config_Logger_get_instance(void) {
+    kols::prepare_for_forks();
     return &logger;
 }
 
@@ -135,7 +138,6 @@ void KOLS_Config_Logger_deliverI(struct KOLS_Config_Logger *self, struct NUVLogR
         KOLS_Config_Logger_write_record(record);
         return;
     }
-    prepare_for_forks();
     const std::lock_guard lock(self->device_mutex);
     self->deliverer.store(here, std::memory_order_relaxed);
     record->time = clock->getNanoseconds(clock); // under the lock: times in the order of the lines

@@ -27,6 +27,8 @@ void KOLS_Config_Logger_deliverI(struct KOLS_Config_Logger *self, struct NUVLogR
 
 namespace kols {
 
+/** Has the log's locks taken around forks from now on. */
+void prepare_for_forks();
 /** Around a fork: so that no other thread has the lock of stderr in the child. */
 void lock_stderr();
 void unlock_stderr();

@@ -53,6 +53,19 @@ bool is_without_reader() {
     return poll(&output, 1, 0) > 0 && (output.revents & POLLERR) != 0;
 }
 
+/** With a number that no standard stream has, where those are closed; -1 when it fails. */
+int open_above_stderr(const char *path, int flags) {
+    const int opened = open(path, flags);
+
+    if (opened < 0 || opened > STDERR_FILENO) {
+        return opened;
+    }
+    const int above = fcntl(opened, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+
+    close(opened);
+    return above;
+}
+
 /** The way to stderr, for one line: whoever replaces the descriptor has the next line. */
 class Outlet {
 public:
@@ -99,7 +112,7 @@ Outlet::Outlet() {
     portion_ = is_terminal ? TERMINAL_PORTION : PIPE_BUF;
     // The controlling end of a pseudo-terminal is not opened again: that would make another one.
     if (!is_terminal || ioctl(STDERR_FILENO, TIOCGPTN, &number) != 0) {
-        own_ = open("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+        own_ = open_above_stderr("/proc/self/fd/2", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     }
     way_ = own_ >= 0 ? Way::OWN : Way::PORTIONS;
 }
@@ -180,6 +193,7 @@ private:
 };
 
 void Stderr::write_line(std::string_view line) {
+    kols::prepare_for_forks();
     const osapi::CancellationHold hold; // a write is where a thread may be cancelled
     const std::lock_guard guard(mutex_);
 

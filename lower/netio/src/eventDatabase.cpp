@@ -75,6 +75,9 @@ void NUVEventActiveDatabase::run_due(REDAWorker *worker) {
     runner_ = std::this_thread::get_id();
     // Read once: an event that posts itself anew does not keep the reactor from its other work.
     const NUV_INT64 now = read_clock();
+    if (armed_for_ <= now) {
+        armed_for_ = 0; // the timer has run out
+    }
     while (NUVEvent *event = take_first_until(now)) {
         running_ = event;
         const auto on_time = event->onTime;

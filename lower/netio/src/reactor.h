@@ -1,4 +1,4 @@
-// The reactor: the one thread that receives, closes and runs events for every participant.
+// The reactor: the one thread that receives and runs events for every participant.
 #ifndef NETIO_REACTOR_H
 #define NETIO_REACTOR_H
 
@@ -70,7 +70,7 @@ private:
     // The reactor's:
     int descriptor_ = -1;
     REDAWeakReference reference_ = REDA_WEAK_REFERENCE_INVALID;
-    NUV_INT64 pause_ = 0; // nanoseconds that it is left alone after its last failure, or 0
+    std::atomic<NUV_INT64> pause_{0}; // nanoseconds it is left alone after its last failure, or 0
     NUV_INT64 paused_until_ = 0;
     Pollable *next_paused_ = nullptr;
 };

@@ -15,7 +15,7 @@ namespace netio {
 
 namespace {
 
-/** So that a flooded port does not keep the reactor from the others, nor from closing it. */
+/** So that a flooded port does not keep the reactor from the others. */
 constexpr int DATAGRAMS_PER_TURN = 32;
 
 void free_socket(ReceiveSocket *socket) {

@@ -1,9 +1,11 @@
 // The runtime: what all participants of a process share.
 #include "runtime.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <new>
 
+#include "attempt.h"
 #include "netio_log.h"
 #include "osapi/osapi_heap.h"
 
@@ -12,7 +14,10 @@ using netio::Listing;
 
 namespace {
 
-/** When the interfaces could not be listed, or a group not be joined: until the next try. */
+/** The longest pause between two tries to join groups, in seconds. */
+constexpr NUV_INT32 LONGEST_JOIN_PAUSE = 30;
+
+/** When the interfaces could not be listed or watched: until the next try. */
 constexpr NUVNtpTime RETRY_DELAY = {1, 0};
 
 } // namespace
@@ -24,8 +29,8 @@ const struct NUVNetioRuntimeProperty NUV_NETIO_RUNTIME_PROPERTY_DEFAULT = {
 NUVNetioRuntime::NUVNetioRuntime(const NUVNetioRuntimeProperty &property,
                                  NUVOsapiThreadFactory *threads, REDAWorkerFactory *workers)
     : property_(property), threads_(threads),
-      workers_(workers), settled_{settle, this, 0, nullptr, 0}, rejoin_{join_again, this, 0,
-                                                                        nullptr, 0} {}
+      workers_(workers), settled_{settle, this, 0, nullptr, 0},
+      rewatch_{watch_again, this, 0, nullptr, 0}, rejoin_{join_again, this, 0, nullptr, 0} {}
 
 bool NUVNetioRuntime::open() {
     return reactor.open() && events.open(reactor) && start_interfaces() &&
@@ -70,11 +75,36 @@ bool NUVNetioRuntime::start_interfaces() {
 
 /** Without it, as in some sandboxes, everything works but following the network by itself. */
 void NUVNetioRuntime::watch_links() {
-    if (!watch_.open() || !reactor.poll(watch_.descriptor(), this)) {
+    if (!open_watch()) {
         const int error = errno;
         NETIO_WARNING("cannot watch the network interfaces, their changes go unnoticed: %s (%s)",
                       netio::error_description(error), netio::error_name(error));
-        watch_.close();
+        if (netio::is_shortage(error)) {
+            events.post(&rewatch_, RETRY_DELAY);
+        }
+    }
+}
+
+/** On failure errno tells why. */
+bool NUVNetioRuntime::open_watch() {
+    const std::lock_guard lock(watch_mutex_);
+    if (watch_.open() && reactor.poll(watch_.descriptor(), this)) {
+        return true;
+    }
+    const int error = errno;
+    watch_.close();
+    errno = error;
+    return false;
+}
+
+/** What was missing then may be there now. What happened meanwhile is looked up. */
+void NUVNetioRuntime::watch_again(void *param, REDAWorker * /*worker*/) {
+    auto *runtime = static_cast<NUVNetioRuntime *>(param);
+    if (runtime->open_watch()) {
+        runtime->interfaces.note_news();
+        runtime->events.post(&runtime->settled_, runtime->property_.interfaceSettleTime);
+    } else {
+        runtime->events.post(&runtime->rewatch_, RETRY_DELAY);
     }
 }
 
@@ -93,6 +123,7 @@ bool NUVNetioRuntime::on_readable(const netio::ReactorContext & /*context*/) {
 
 /** False when the events cannot be read; then errno tells why, and there may have been any. */
 bool NUVNetioRuntime::take_link_events() {
+    const std::lock_guard lock(watch_mutex_);
     if (!watch_.is_open()) {
         // Where the kernel's events could not be had, whoever asks has the interfaces listed anew.
         if (property_.watchInterfaces != 0) {
@@ -100,7 +131,6 @@ bool NUVNetioRuntime::take_link_events() {
         }
         return true;
     }
-    const std::lock_guard lock(watch_mutex_);
     const netio::LinkEvents taken = watch_.take_events();
     const int error = errno;
     if (taken != netio::LinkEvents::NONE) {
@@ -123,10 +153,15 @@ void NUVNetioRuntime::add_member(netio::MulticastMember *member) {
     join_later_if_short();
 }
 
+/** After a pause that is twice as long each time. */
 void NUVNetioRuntime::join_later_if_short() {
-    if (interfaces.is_short()) {
-        events.post(&rejoin_, RETRY_DELAY);
+    if (!interfaces.is_short()) {
+        rejoin_pause_.store(0);
+        return;
     }
+    const NUV_INT32 pause = std::clamp(2 * rejoin_pause_.load(), NUV_INT32{1}, LONGEST_JOIN_PAUSE);
+    rejoin_pause_.store(pause);
+    events.post(&rejoin_, {pause, 0});
 }
 
 void NUVNetioRuntime::join_again(void *param, REDAWorker * /*worker*/) {

@@ -2,6 +2,7 @@
 #ifndef NETIO_RUNTIME_INTERNAL_H
 #define NETIO_RUNTIME_INTERNAL_H
 
+#include <atomic>
 #include <mutex>
 
 #include "callbackThread.h"
@@ -49,6 +50,8 @@ private:
     bool start_interfaces();
     void warn_of_failed_listing(netio::Listing listing);
     void watch_links();
+    bool open_watch();
+    static void watch_again(void *param, REDAWorker *worker);
     bool take_link_events();
     static void settle(void *param, REDAWorker *worker);
     void join_later_if_short();
@@ -57,10 +60,12 @@ private:
     const NUVNetioRuntimeProperty property_;
     NUVOsapiThreadFactory *const threads_;
     REDAWorkerFactory *const workers_;
-    std::mutex watch_mutex_; // so that no thread finds the events gone and not yet noted
+    std::mutex watch_mutex_; // so that no thread finds the events gone and not yet noted; guards
     netio::LinkWatch watch_;
-    NUVEvent settled_; // the end of a burst of events
-    NUVEvent rejoin_;  // the next try of members that have met a shortage
+    NUVEvent settled_;                       // the end of a burst of events
+    NUVEvent rewatch_;                       // the next try to open the watch
+    NUVEvent rejoin_;                        // the next try of members that have met a shortage
+    std::atomic<NUV_INT32> rejoin_pause_{0}; // before that, in seconds; 0 when there is none
 };
 
 #endif

@@ -41,10 +41,15 @@ public:
     }
 
     bool send(int socket, int flags = 0) const {
+        // Each try waits briefly: signals that come all the while make it no endless one.
+        constexpr int MOST_TRIES = 10;
         ssize_t sent = -1;
-        do {
+        for (int i = 0; i < MOST_TRIES; ++i) {
             sent = sendmsg(socket, &header_, MSG_NOSIGNAL | flags);
-        } while (sent < 0 && errno == EINTR);
+            if (sent >= 0 || errno != EINTR) {
+                break;
+            }
+        }
         return sent >= 0;
     }
 

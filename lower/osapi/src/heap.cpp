@@ -20,6 +20,7 @@
 #include <new>
 #include <type_traits>
 
+#include <pthread.h>
 #include <string.h> // explicit_bzero
 #include <unistd.h>
 
@@ -184,8 +185,19 @@ struct State {
 constinit State state;
 static_assert(std::is_trivially_destructible_v<State>);
 
+/** In a forked child the lock would stay locked that another thread had. */
+void prepare_for_forks() {
+    static pthread_once_t once = PTHREAD_ONCE_INIT;
+    (void)pthread_once(&once, [] {
+        // Fails only for want of memory, which leaves things as they would be without it.
+        (void)pthread_atfork([] { state.mutex.lock(); }, [] { state.mutex.unlock(); },
+                             [] { state.mutex.unlock(); });
+    });
+}
+
 /** Makes a block that is not live yet, or returns null. */
 Header *make_block(std::size_t size, std::size_t alignment, NUV_UINT32 tag, const char *type) {
+    prepare_for_forks();
     const std::size_t slack =
         alignment > alignof(std::max_align_t) ? alignment - alignof(std::max_align_t) : 0;
     const std::size_t overhead = sizeof(Header) + slack;

@@ -462,6 +462,24 @@ TEST(InterfaceWatchTest, AcquireGivesTheFormerSnapshotWhenAListingFails) {
     EXPECT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
 }
 
+TEST(InterfaceWatchTest, WatchThatCouldNotBeHadInAShortageIsHadLater) {
+    IN_PRIVATE_NETWORK([] {
+        const faults::Guard guard;
+        const LogCapture log;
+        faults::fail_call("socket", 1, EMFILE);
+        net::Runtime runtime(NUV_NETIO_RUNTIME_PROPERTY_DEFAULT);
+        EXPECT_TRUE(faults::happened());
+        EXPECT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
+        Listener listener;
+        NUVNetioRuntime_addInterfaceListener(runtime.runtime, &listener.listener);
+        ASSERT_TRUE(net::run("ip addr add 192.0.2.1/24 dev lo")); // before it is watched
+        EXPECT_TRUE(net::eventually([&] { return listener.calls == 1; }));
+        ASSERT_TRUE(net::run("ip addr add 192.0.2.2/24 dev lo"));
+        EXPECT_TRUE(net::eventually([&] { return listener.calls == 2; }));
+        NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &listener.listener);
+    });
+}
+
 class UnwatchableTest : public testing::TestWithParam<const char *> {};
 
 TEST_P(UnwatchableTest, WithoutTheKernelsEventsItGoesOnAfterOneWarning) {

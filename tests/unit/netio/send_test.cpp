@@ -145,6 +145,16 @@ TEST_F(SendTest, InterruptedSendIsRepeated) {
     EXPECT_EQ(faults::count("sendmsg"), 2);
 }
 
+TEST_F(SendTest, SendThatIsInterruptedAllTheWhileEndsAsAFailure) {
+    const faults::Guard guard;
+    const support::LogCapture log;
+    faults::fail_every_call("sendmsg", EINTR);
+    EXPECT_FALSE(send(loopback, "hello"));
+    EXPECT_EQ(faults::count("sendmsg"), 10);
+    ASSERT_EQ(log.messages().size(), 1u);
+    EXPECT_THAT(log.messages()[0].text, HasSubstr("(EINTR)"));
+}
+
 TEST_F(SendTest, GroupIsSentToOnEachInterfaceOnce) {
     const faults::Guard guard;
     NUVNetioInterface other = net::loopback("127.0.0.2");

@@ -1,9 +1,14 @@
 #include "osapi/osapi_process.h"
 
+#include <atomic>
+#include <thread>
+
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "osapi/osapi_heap.h"
 
 namespace {
 
@@ -61,6 +66,34 @@ TEST(ProcessTest, CancellationIsHeldOffAndReleasedAsItWas) {
         EXPECT_EQ(cancel_state(), PTHREAD_CANCEL_DISABLE);
     }
     EXPECT_EQ(cancel_state(), PTHREAD_CANCEL_ENABLE);
+}
+
+TEST(ProcessTest, ForkedChildHasAHeapAlthoughAnotherThreadWasInItDuringTheFork) {
+    constexpr unsigned FAR_TOO_LONG = 60; // seconds
+    std::atomic<bool> over = false;
+    const auto use_heap = [] {
+        char *text = nullptr;
+
+        NUVOsapiHeap_allocateString(&text, 10);
+        NUVOsapiHeap_freeString(text);
+    };
+    std::thread other([&] {
+        while (!over) {
+            use_heap();
+        }
+    });
+
+    for (int i = 0; i < 200 && !testing::Test::HasFailure(); ++i) {
+        EXPECT_EQ(in_child([&] {
+                      alarm(FAR_TOO_LONG);
+                      use_heap();
+                      return 0;
+                  }),
+                  0)
+            << i;
+    }
+    over = true;
+    other.join();
 }
 
 } // namespace

@@ -275,6 +275,31 @@ TEST_F(FollowingTest, AChangeDuringADeletionThatIsRefusedIsNotMissed) {
     }
 }
 
+TEST_F(FollowingTest, ADeletionDuringAnUpdateThatGoesOnIsRefusedInTimeAndChangesNothing) {
+    DDS_DomainParticipant *const participant = create_follower();
+    NUVNetioRuntime *const runtime = participant->resources.runtime;
+    NUVEvent event = {[](void *param, REDAWorker *worker) {
+                          (void)NUVNetioRuntime_renewInterfaces(
+                              static_cast<NUVNetioRuntime *>(param), worker);
+                      },
+                      runtime, 0, nullptr, 0};
+    const NUVNtpTime now = NUV_NTP_TIME_ZERO;
+
+    interfaces.set(on_one_interface({"198.51.100.2"}));
+    interfaces.hold_updates();
+    NUVEventActiveDatabase_postEvent(NUVNetioRuntime_getEventDatabase(runtime), &event, &now);
+    EXPECT_TRUE(net::eventually([&] { return interfaces.has_held_update(); }));
+    EXPECT_EQ(DDS_DomainParticipantFactory_delete_participant(factory, participant),
+              DDS_RETCODE_ERROR);
+    EXPECT_THAT(errors(), ElementsAre("the thread 'reactor' does not come to an end with the "
+                                      "locators of a participant in domain 0"));
+    interfaces.let_updates_go();
+    EXPECT_TRUE(net::eventually([&] { return has(participant, {"198.51.100.2"}); }));
+    EXPECT_TRUE(holds_ports(0, AF_INET));
+    EXPECT_NE(NUVEventActiveDatabase_cancelEvent(NUVNetioRuntime_getEventDatabase(runtime), &event),
+              0);
+}
+
 class FollowingOfIPv6 : public FollowingTest {
 protected:
     void SetUp() override {
@@ -584,14 +609,20 @@ public:
         count_errors();
         enabled_ = DDS_DomainParticipant_enable(participant);
         count_errors();
+        updated_ = DDS_DomainParticipant_update_locators(participant);
+        count_errors();
+        set_ = DDS_DomainParticipant_set_qos(participant, qos_);
+        count_errors();
     }
 
     void expect_refused() const {
         EXPECT_EQ(created_, nullptr);
         EXPECT_EQ(deleted_, DDS_RETCODE_ILLEGAL_OPERATION);
         EXPECT_EQ(enabled_, DDS_RETCODE_ILLEGAL_OPERATION);
-        EXPECT_THAT(numbers_of_errors_, ElementsAre(1, 2, 3)); // one each
-        EXPECT_THAT(errors_, Each("a participant can be neither created, enabled nor deleted "
+        EXPECT_EQ(updated_, DDS_RETCODE_ILLEGAL_OPERATION);
+        EXPECT_EQ(set_, DDS_RETCODE_ILLEGAL_OPERATION);
+        EXPECT_THAT(numbers_of_errors_, ElementsAre(1, 2, 3, 4, 5)); // one each
+        EXPECT_THAT(errors_, Each("a participant can be neither created, changed nor deleted "
                                   "within a listener"));
     }
 
@@ -614,6 +645,8 @@ private:
     DDS_DomainParticipant *created_ = nullptr;
     DDS_ReturnCode_t deleted_ = DDS_RETCODE_OK;
     DDS_ReturnCode_t enabled_ = DDS_RETCODE_OK;
+    DDS_ReturnCode_t updated_ = DDS_RETCODE_OK;
+    DDS_ReturnCode_t set_ = DDS_RETCODE_OK;
     Texts errors_;
     std::vector<std::size_t> numbers_of_errors_;
 };

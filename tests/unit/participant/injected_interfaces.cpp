@@ -1,11 +1,14 @@
 #include "injected_interfaces.h"
 
+#include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <thread>
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -100,6 +103,19 @@ bool hides_events() {
     return table.has_value() && !has_events;
 }
 
+std::atomic<bool> holds_updates{false};
+std::atomic<bool> has_held{false};
+
+/** The first thing that an update does is to read the property. */
+void wait_while_held() {
+    constexpr int LONG_ENOUGH = 20'000; // milliseconds
+
+    for (int i = 0; holds_updates && i < LONG_ENOUGH; ++i) {
+        has_held = true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
 } // namespace
 
 Interfaces::Interfaces(Links links) {
@@ -111,6 +127,8 @@ Interfaces::~Interfaces() {
 
     EXPECT_TRUE(handed_out.empty()) << "a list of the interfaces was not freed";
     table.reset();
+    holds_updates = false;
+    has_held = false;
     has_events = false;
     times_listed = 0;
 }
@@ -125,6 +143,18 @@ void Interfaces::allow_events() {
     const std::lock_guard lock(mutex);
 
     has_events = true;
+}
+
+void Interfaces::hold_updates() {
+    holds_updates = true;
+}
+
+bool Interfaces::has_held_update() const {
+    return has_held;
+}
+
+void Interfaces::let_updates_go() {
+    holds_updates = false;
 }
 
 int Interfaces::listings() const {
@@ -205,6 +235,7 @@ int __wrap_socket(int domain, int type, int protocol) {
 
 int __wrap_PRESParticipant_getProperty(PRESParticipant *self, PRESParticipantProperty *out,
                                        REDAWorker *worker) {
+    injected::wait_while_held();
     if (injected::is_injected() && injected::call_fails("PRESParticipant_getProperty")) {
         return 0;
     }

@@ -33,6 +33,11 @@ public:
     void allow_events();
     /** How often the kernel was asked for the list. */
     int listings() const;
+
+    /** An update of locators does not come to its end from now on. */
+    void hold_updates();
+    bool has_held_update() const;
+    void let_updates_go();
 };
 
 /** Whether the test wants a call of this function to fail, as it says by seams::current(). */

@@ -177,8 +177,8 @@ TEST_F(Recovery, OfAPropertyThatCouldNotBePushedComesSoon) {
         CallWorker worker(participant->resources.workerFactory);
         const ParticipantLock lock(participant, worker.get());
 
-        return DDS_DomainParticipantPresentation_are_locators_announcedI(&participant->presentation,
-                                                                         worker.get()) != 0;
+        return DDS_DomainParticipantPresentation_are_locators_servedI(&participant->presentation,
+                                                                      worker.get()) != 0;
     };
 
     EXPECT_FALSE(is_announced());
@@ -198,6 +198,20 @@ TEST_F(Recovery, IsNoLongerTriedForWhenTheAddressHasGone) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1500));
     EXPECT_EQ(counts(NUV_LOG_LEVEL_ERROR), (std::map<std::string, int>()));
     EXPECT_TRUE(has(participant, {"127.0.0.2"}));
+}
+
+TEST_F(Recovery, OfAPortThatTheSearchDidNotAskForComesToo) {
+    qos->wire_protocol.rtps_reserved_port_mask =
+        DDS_RTPS_RESERVED_PORT_BUILTIN_UNICAST | DDS_RTPS_RESERVED_PORT_BUILTIN_MULTICAST;
+    auto stranger = std::make_unique<StrangerAt>("127.0.0.2", default_port());
+    DDS_DomainParticipant *const participant = create_follower();
+
+    EXPECT_EQ(DDS_DomainParticipant_update_locators(participant), DDS_RETCODE_OK);
+    EXPECT_THAT(errors(), ElementsAre("cannot set default unicast entryports",
+                                      INCOMPLETE + taken(default_port())));
+    stranger.reset();
+    EXPECT_TRUE(
+        net::eventually([&] { return !net::PlainSocket().bind_to("127.0.0.2", default_port()); }));
 }
 
 TEST_F(Recovery, EndsWithTheParticipant) {
