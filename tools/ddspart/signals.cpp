@@ -2,11 +2,13 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <condition_variable>
 #include <csignal>
 #include <functional>
 #include <mutex>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include <poll.h>
@@ -54,15 +56,16 @@ std::thread start(const std::function<void()> &body) {
     }
 }
 
-/** False when there is nothing after so many milliseconds; below 0 means no limit. */
+/**
+ * Waits until one of them is readable, at most so many milliseconds; below 0 means no limit. May
+ * return before that: where the process may have next to no descriptors polling is refused, and
+ * then a nap is all there is.
+ */
 template <std::size_t N>
-bool wait_for_one(std::array<pollfd, N> &descriptors, int milliseconds) {
-    int ready = 0;
-
-    do {
-        ready = poll(descriptors.data(), descriptors.size(), milliseconds);
-    } while (ready < 0 && errno == EINTR);
-    return ready > 0;
+void wait_for_one(std::array<pollfd, N> descriptors, int milliseconds) {
+    if (poll(descriptors.data(), descriptors.size(), milliseconds) < 0 && errno != EINTR) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(NAP));
+    }
 }
 
 [[noreturn]] void end_by(int signal) {
@@ -124,19 +127,28 @@ Signals::~Signals() {
 }
 
 void Signals::watch() const {
-    std::array<pollfd, 2> both = {{{end_.get(), POLLIN, 0}, {arrivals_.get(), POLLIN, 0}}};
-    std::array<pollfd, 1> end = {both[0]};
+    const std::array<pollfd, 2> both = {{{end_.get(), POLLIN, 0}, {arrivals_.get(), POLLIN, 0}}};
+    const std::array<pollfd, 1> end = {both[0]};
+    const auto has_ended = [this] {
+        eventfd_t count = 0;
+
+        return eventfd_read(end_.get(), &count) == 0;
+    };
     signalfd_siginfo arrived = {};
 
-    if (!wait_for_one(both, -1) ||
-        read(arrivals_.get(), &arrived, sizeof arrived) != static_cast<ssize_t>(sizeof arrived)) {
-        return; // the end without a signal
+    while (read(arrivals_.get(), &arrived, sizeof arrived) !=
+           static_cast<ssize_t>(sizeof arrived)) {
+        if (has_ended()) {
+            return; // without a signal
+        }
+        wait_for_one(both, -1);
     }
     const int signal = static_cast<int>(arrived.ssi_signo);
 
     announce_signal(signal);
     for (int nap = 0; nap < NAPS; ++nap) {
-        if (wait_for_one(end, NAP)) {
+        wait_for_one(end, NAP);
+        if (has_ended()) {
             return;
         }
     }

@@ -4,20 +4,22 @@
  *
  * All operations are thread-safe, with two exceptions: a participant must not be used while or
  * after it is deleted, and DDS_DomainParticipantFactory_finalize_instance must be the last call.
- * An operation that fails says why in one line of the log, at error level.
+ * An operation that fails says why in the log, at error level; the line nearest to the cause comes
+ * first.
  *
  * No operation waits without end: what does not answer is named in one error, and the call returns.
  *
- * Fork: participants belong to the process that made the factory. In a child that was forked
- * meanwhile every operation is refused with one error (DDS_RETCODE_ILLEGAL_OPERATION, null or -1),
- * and the parent goes on as if nothing had been; the child keeps the parent's receive ports open,
- * though, until it ends or runs another program. So fork, and call daemon(), before the first call
- * of DDS_DomainParticipantFactory_get_instance or after
- * DDS_DomainParticipantFactory_finalize_instance. Closing descriptors that the library has opened
- * takes the participants' ports from them; deleting them still works.
+ * Fork: participants belong to the process that made the factory. In a child that was forked, by
+ * fork() of the C library, meanwhile every operation is refused with one error
+ * (DDS_RETCODE_ILLEGAL_OPERATION, null or -1), and the parent goes on as if nothing had been; the
+ * child keeps the parent's receive ports open, though, until it ends or runs another program. So
+ * fork, and call daemon(), before the first call of DDS_DomainParticipantFactory_get_instance or
+ * after DDS_DomainParticipantFactory_finalize_instance. Closing descriptors that the library has
+ * opened takes the participants' ports from them; deleting them still works, but closes whatever
+ * has the same numbers by then.
  *
- * Cancellation: a thread that is cancelled (pthread_cancel) ends after the operation that it is in,
- * and not during a callback of a listener.
+ * Cancellation: a thread that is cancelled (pthread_cancel, deferred) does not end within an
+ * operation or a callback, but at the first cancellation point that it comes to outside.
  */
 #ifndef DDS_C_DOMAIN_H
 #define DDS_C_DOMAIN_H

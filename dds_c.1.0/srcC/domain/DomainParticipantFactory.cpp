@@ -3,6 +3,8 @@
 #include <new>
 #include <utility>
 
+#include <pthread.h>
+
 #include "domain/DomainParticipantFactory_internal.h"
 #include "domain/DomainParticipant_internal.h"
 #include "osapi/osapi_heap.h"
@@ -37,6 +39,20 @@ std::atomic<NUV_UINT32> home{0};
 /** Guards the instance. */
 std::mutex instanceMutex;
 struct DDS_DomainParticipantFactory *instance = nullptr;
+
+/**
+ * In a forked child of a process that has no factory the lock is free, whoever had it during the
+ * fork: while there is none the instance is null.
+ */
+void watch_forks() {
+    static pthread_once_t once = PTHREAD_ONCE_INIT;
+
+    (void)pthread_once(&once, [] {
+        (void)pthread_atfork(nullptr, nullptr, [] {
+            (void)pthread_mutex_init(instanceMutex.native_handle(), nullptr);
+        });
+    });
+}
 
 struct NUVOsapiThreadFactory *new_thread_factory() {
     static const struct NUVOsapiThreadFactoryProperty PROPERTY = {"dds.", 0};
@@ -127,6 +143,7 @@ DDS_DomainParticipantFactory_get_presentation_thread_listenerI(DDS_DomainPartici
 DDS_DomainParticipantFactory *DDS_DomainParticipantFactory_get_instance(void) {
     NUV_UINT32 nobody = 0;
 
+    watch_forks();
     (void)home.compare_exchange_strong(nobody, NUVOsapiProcess_getGeneration());
     if (DDS_DomainParticipantFactory_isForkedI()) {
         return nullptr;
@@ -187,6 +204,7 @@ DDS_ReturnCode_t DDS_DomainParticipantFactory_get_qos(DDS_DomainParticipantFacto
     if (DDS_DomainParticipantFactory_isForkedI()) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
+    const osapi::CancellationHold hold;
     const std::lock_guard<std::mutex> lock(self->mutex);
 
     *qos = self->qos;
@@ -210,6 +228,7 @@ DDS_DomainParticipantFactory_set_qos(DDS_DomainParticipantFactory *self,
                     autoenable);
         return DDS_RETCODE_INCONSISTENT_POLICY;
     }
+    const osapi::CancellationHold hold;
     const std::lock_guard<std::mutex> lock(self->mutex);
 
     self->qos = *qos;

@@ -42,35 +42,27 @@ static_assert(std::is_trivially_destructible_v<KOLS_Config_Logger>);
 
 namespace {
 
-/** A thread that forks within its device has the lock of the device already. */
-bool is_delivering() {
-    return logger.deliverer.load(std::memory_order_relaxed) == pthread_self();
-}
-
-void lock_for_fork() {
-    logger.verbosity_mutex.lock();
-    if (!is_delivering()) {
-        logger.device_mutex.lock();
+/**
+ * In a forked child a lock that another thread had would stay locked, and each message hang. It is
+ * not taken around the fork: a device may wait for what the forking thread holds.
+ */
+void renew_locks() {
+    // One that forks within its device has that lock itself.
+    if (logger.deliverer.load(std::memory_order_relaxed) != pthread_self()) {
+        (void)pthread_mutex_init(logger.device_mutex.native_handle(), nullptr);
+        logger.deliverer.store(NOBODY, std::memory_order_relaxed);
     }
-    kols::lock_stderr();
-}
-
-void unlock_after_fork() {
-    kols::unlock_stderr();
-    if (!is_delivering()) {
-        logger.device_mutex.unlock();
-    }
-    logger.verbosity_mutex.unlock();
+    (void)pthread_mutex_init(logger.verbosity_mutex.native_handle(), nullptr);
+    kols::renew_stderr_lock();
 }
 
 } // namespace
 
-/** In a forked child a lock that another thread had would stay locked, and each message hang. */
 void kols::prepare_for_forks() {
     static pthread_once_t once = PTHREAD_ONCE_INIT;
     (void)pthread_once(&once, [] {
         // Fails only for want of memory, which leaves things as they would be without it.
-        (void)pthread_atfork(lock_for_fork, unlock_after_fork, unlock_after_fork);
+        (void)pthread_atfork(nullptr, nullptr, renew_locks);
     });
 }
 

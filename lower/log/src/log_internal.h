@@ -27,11 +27,10 @@ void KOLS_Config_Logger_deliverI(struct KOLS_Config_Logger *self, struct NUVLogR
 
 namespace kols {
 
-/** Has the log's locks taken around forks from now on. */
+/** Has forked children begin with free locks of the log from now on. */
 void prepare_for_forks();
-/** Around a fork: so that no other thread has the lock of stderr in the child. */
-void lock_stderr();
-void unlock_stderr();
+/** In a forked child: nobody has the lock of stderr. */
+void renew_stderr_lock();
 
 /** Leaves errno as the caller had it: a message must not change what it is about. */
 class KeptErrno {

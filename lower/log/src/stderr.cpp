@@ -12,8 +12,10 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <pthread.h>
 #include <string.h> // strnlen
 #include <sys/ioctl.h>
+#include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -41,10 +43,14 @@ NUV_INT64 now() {
     return clock->getNanoseconds(clock);
 }
 
+/** By select, which works also where the process may have no descriptor any more. */
 bool is_ready(int milliseconds) {
-    pollfd output{STDERR_FILENO, POLLOUT, 0};
+    timeval time{milliseconds / 1000, milliseconds % 1000 * 1000};
+    fd_set output;
 
-    return poll(&output, 1, milliseconds) > 0;
+    FD_ZERO(&output);
+    FD_SET(STDERR_FILENO, &output);
+    return select(STDERR_FILENO + 1, nullptr, &output, nullptr, &time) > 0;
 }
 
 bool is_without_reader() {
@@ -175,11 +181,8 @@ public:
     /** A line with its line end. */
     void write_line(std::string_view line);
 
-    void lock() {
-        mutex_.lock();
-    }
-    void unlock() {
-        mutex_.unlock();
+    void renew_lock() {
+        (void)pthread_mutex_init(mutex_.native_handle(), nullptr);
     }
 
 private:
@@ -287,12 +290,8 @@ static_assert(std::is_trivially_destructible_v<Stderr>);
 
 } // namespace
 
-void kols::lock_stderr() {
-    output.lock();
-}
-
-void kols::unlock_stderr() {
-    output.unlock();
+void kols::renew_stderr_lock() {
+    output.renew_lock();
 }
 
 void KOLS_Config_Logger_write_record(const struct NUVLogRecord *record) {

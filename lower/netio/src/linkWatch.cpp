@@ -31,9 +31,10 @@ bool LinkWatch::open() {
 }
 
 LinkEvents LinkWatch::take_events() {
-    // Most often there is none, and to look is cheaper than to try to receive one.
+    // Most often there is none, and to look is cheaper than to try to receive one. (It is refused
+    // where the process may have no descriptor any more.)
     pollfd readable{descriptor_.get(), POLLIN, 0};
-    if (poll(&readable, 1, 0) <= 0) {
+    if (poll(&readable, 1, 0) == 0) {
         return LinkEvents::NONE;
     }
     // Only that something happened counts: the interfaces are listed anew in any case. So the rest

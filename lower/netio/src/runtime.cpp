@@ -41,8 +41,12 @@ bool NUVNetioRuntime::stop() {
     return callbacks.stop() && reactor.stop();
 }
 
+/** A failure that lasts is said once. */
 void NUVNetioRuntime::warn_of_failed_listing(Listing listing) {
     const int error = errno;
+    if (listing_fails_.exchange(listing != Listing::DONE)) {
+        return;
+    }
     if (listing == Listing::OUT_OF_MEMORY) {
         NETIO_WARNING_LIMITED(&repetitions,
                               "cannot list the network interfaces, going on with those known: "
@@ -172,8 +176,8 @@ void NUVNetioRuntime::join_again(void *param, REDAWorker * /*worker*/) {
 
 bool NUVNetioRuntime::renew_interfaces(REDAWorker *worker) {
     const Listing listing = interfaces.renew();
+    warn_of_failed_listing(listing);
     if (listing != Listing::DONE) {
-        warn_of_failed_listing(listing);
         return false;
     }
     join_later_if_short();

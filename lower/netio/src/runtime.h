@@ -62,6 +62,7 @@ private:
     REDAWorkerFactory *const workers_;
     std::mutex watch_mutex_; // so that no thread finds the events gone and not yet noted; guards
     netio::LinkWatch watch_;
+    std::atomic<bool> listing_fails_{false};
     NUVEvent settled_;                       // the end of a burst of events
     NUVEvent rewatch_;                       // the next try to open the watch
     NUVEvent rejoin_;                        // the next try of members that have met a shortage

@@ -287,16 +287,31 @@ TEST(InterfaceRenewalTest, FailedListingKeepsTheSnapshotAndWarns) {
     NUVNetioInterfaceSnapshot_release(held);
 }
 
-TEST(InterfaceRenewalTest, FailedListingsAreOneWarningASecond) {
+TEST(InterfaceRenewalTest, ListingThatGoesOnFailingIsOneWarning) {
     net::TestClock clock;
     net::Runtime runtime(ETHERNET);
     const LogCapture log;
     runtime.interfaces.set_failing(true);
     for (int i = 0; i < 5; ++i) {
         EXPECT_EQ(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+        clock.advance(1'000'000'000);
+    }
+    EXPECT_EQ(log.messages().size(), 1u);
+}
+
+TEST(InterfaceRenewalTest, ListingsThatFailNowAndThenAreOneWarningASecond) {
+    net::TestClock clock;
+    net::Runtime runtime(ETHERNET);
+    const LogCapture log;
+    for (int i = 0; i < 5; ++i) {
+        runtime.interfaces.set_failing(true);
+        EXPECT_EQ(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+        runtime.interfaces.set_failing(false);
+        EXPECT_NE(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
     }
     EXPECT_EQ(log.messages().size(), 1u);
     clock.advance(1'000'000'000);
+    runtime.interfaces.set_failing(true);
     EXPECT_EQ(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
     ASSERT_EQ(log.messages().size(), 2u);
     EXPECT_THAT(log.messages()[1].text, HasSubstr("(and 4 more like it since the last line)"));
@@ -342,6 +357,9 @@ TEST(InterfaceRenewalTest, RunningOutOfMemoryKeepsTheSnapshotAndWarns) {
         ASSERT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
         EXPECT_THAT(log.messages()[0].text, HasSubstr("out of memory"));
         EXPECT_EQ(net::Held(), before);
+        runtime.interfaces.set({net::loopback()}); // nothing new, so that the snapshot stays
+        EXPECT_NE(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+        runtime.interfaces.set(ETHERNET);
     }
     EXPECT_NE(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
 }
