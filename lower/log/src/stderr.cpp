@@ -45,7 +45,7 @@ NUV_INT64 now() {
 
 /** By select, which works also where the process may have no descriptor any more. */
 bool is_ready(int milliseconds) {
-    timeval time{milliseconds / 1000, milliseconds % 1000 * 1000};
+    timeval time{milliseconds / 1000, milliseconds % 1000 * 1000L};
     fd_set output;
 
     FD_ZERO(&output);
