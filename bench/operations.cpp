@@ -1,6 +1,5 @@
 #include "operations.h"
 
-#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstddef>
@@ -48,21 +47,21 @@ private:
 
 class UpdateWithAddress : public Operation {
 public:
-    explicit UpdateWithAddress(int count) : participants_(make_participants(count, &listener_)) {}
+    explicit UpdateWithAddress(int count) : participants_(make_participants(count)) {}
 
     void prepare() override {
         /* The reactor still lets settle what the last round did, and then acts on it. */
         std::this_thread::sleep_for(QUIET);
+        added_ = Clock::now();
         address_.add();
         participants_.front().wait_for_reactor();
         list_interfaces(); /* or else the pause would cost the subject more than the floor */
-        updated_here_ = 0;
-        asking_ = std::this_thread::get_id();
     }
     void perform() override {
         for (const Participant &participant : participants_) {
             participant.update_locators();
         }
+        updated_ = Clock::now();
     }
     /** The question that has to be asked once, however many participants there are. */
     void perform_bare() override {
@@ -70,7 +69,7 @@ public:
     }
     /** Some may have been updated by the reactor, if this thread had to wait for a processor. */
     bool finish() override {
-        const bool is_complete = updated_here_ == static_cast<int>(participants_.size());
+        const bool is_complete = updated_ - added_ < SETTLE;
 
         address_.remove();
         participants_.front().wait_for_reactor();
@@ -79,20 +78,14 @@ public:
     }
 
 private:
-    /** Longer than the middleware lets a burst of events settle. */
+    using Clock = std::chrono::steady_clock;
+
+    /** The middleware lets a burst of events settle for so long before it acts by itself. */
+    static constexpr std::chrono::milliseconds SETTLE{20};
     static constexpr std::chrono::milliseconds QUIET{30};
 
-    static void count(void *self, DDS_DomainParticipant * /*participant*/) {
-        auto *operation = static_cast<UpdateWithAddress *>(self);
-
-        if (std::this_thread::get_id() == operation->asking_) {
-            ++operation->updated_here_;
-        }
-    }
-
-    std::atomic<std::thread::id> asking_{};
-    std::atomic<int> updated_here_ = 0;
-    const DDS_DomainParticipantListener listener_ = {this, nullptr, count};
+    Clock::time_point added_;
+    Clock::time_point updated_;
     SpareAddress address_;
     const std::vector<Participant> participants_;
 };
