@@ -491,9 +491,10 @@ TEST(InterfaceWatchTest, WatchThatCouldNotBeHadInAShortageIsHadLater) {
         Listener listener;
         NUVNetioRuntime_addInterfaceListener(runtime.runtime, &listener.listener);
         ASSERT_TRUE(net::run("ip addr add 192.0.2.1/24 dev lo")); // before it is watched
-        EXPECT_TRUE(net::eventually([&] { return listener.calls == 1; }));
+        EXPECT_TRUE(net::eventually([&] { return listener.calls >= 1; }));
+        const int calls = listener.calls;
         ASSERT_TRUE(net::run("ip addr add 192.0.2.2/24 dev lo"));
-        EXPECT_TRUE(net::eventually([&] { return listener.calls == 2; }));
+        EXPECT_TRUE(net::eventually([&] { return listener.calls > calls; }));
         NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &listener.listener);
     });
 }
