@@ -49,13 +49,17 @@ void print_rows(std::ostream &out) {
             << std::setw(10) << row.value;
         if (row.allowed) {
             out << ' ' << std::left << std::setw(3) << row.unit << " (allowed " << *row.allowed
-                << ") " << (row.value <= *row.allowed ? "met" : "MISSED");
+                << ") " << (row.is_met() ? "met" : "MISSED");
         } else if (!row.unit.empty()) {
             out << ' ' << row.unit;
         }
         out << '\n';
     }
     out << std::flush;
+}
+
+bool is_every_limit_met() {
+    return std::all_of(rows().begin(), rows().end(), [](const Row &row) { return row.is_met(); });
 }
 
 } // namespace bench

@@ -45,12 +45,19 @@ struct Row {
     double value;
     std::string unit = ""; /**< empty for a ratio */
     std::optional<double> allowed = std::nullopt;
+
+    bool is_met() const {
+        return !allowed || value <= *allowed;
+    }
 };
 
 /** Adds a line, or replaces the one about the same thing. */
 void set_row(Row row);
 
 void print_rows(std::ostream &out);
+
+/** Whether no line's value is above what is allowed. */
+bool is_every_limit_met();
 
 } // namespace bench
 

@@ -6,10 +6,10 @@
 
 #include <unistd.h>
 
-#include "ahead.h"
 #include "figures.h"
 #include "participants.h"
 #include "process.h"
+#include "standing.h"
 
 namespace bench {
 namespace {
@@ -33,10 +33,7 @@ void prepare() {
                              : "network: the host's own; no private namespace is allowed here")
               << "\ncpu: " << cpu_model() << std::endl;
     raise_file_limit();
-    measure_ahead();
-    if (!operation_calls(OperationKind::UPDATE_WITHOUT_CHANGE, 1)) {
-        std::cout << "system calls: not counted; tracing is not allowed here" << std::endl;
-    }
+    measure_standing();
 }
 
 int run(int argc, char **argv) {
@@ -53,7 +50,9 @@ int run(int argc, char **argv) {
 
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
-    return DDS_DomainParticipantFactory_finalize_instance() == DDS_RETCODE_OK ? 0 : 1;
+    const bool is_finalized = DDS_DomainParticipantFactory_finalize_instance() == DDS_RETCODE_OK;
+
+    return is_finalized && is_every_limit_met() ? 0 : 1;
 }
 
 } // namespace

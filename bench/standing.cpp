@@ -1,6 +1,6 @@
 // Each measurement has a child process of its own, so that nothing that ran before has left memory
-// behind, and so that it can be traced.
-#include "ahead.h"
+// behind.
+#include "standing.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -8,10 +8,8 @@
 #include <cstdio>
 #include <exception>
 #include <map>
-#include <memory>
 #include <stdexcept>
 #include <system_error>
-#include <utility>
 #include <vector>
 
 #include <sys/wait.h>
@@ -25,7 +23,6 @@ namespace bench {
 namespace {
 
 std::map<int, Standing> standing;
-std::map<std::pair<OperationKind, int>, std::optional<SystemCalls>> calls_by_operation;
 
 /** What a function returns that runs in a child process. */
 template <typename Result>
@@ -64,7 +61,7 @@ Result in_child(Result (*function)(int), int argument) {
     return result;
 }
 
-Standing measure_standing(int count) {
+Standing stand(int count) {
     std::vector<Participant> participants;
 
     participants.reserve(static_cast<std::size_t>(count));
@@ -83,60 +80,16 @@ Standing measure_standing(int count) {
             (heap_bytes() - heap_one) / further};
 }
 
-/** Performs rounds of an operation; the first one only warms up. */
-void work_in_rounds(OperationKind kind, int count) {
-    constexpr int ROUNDS = 5;
-    const std::unique_ptr<Operation> operation = make_operation(kind, count);
-
-    for (int round = 0; round < ROUNDS; ++round) {
-        operation->prepare();
-        begin_counting();
-        operation->perform();
-        end_counting();
-        if (operation->finish() && round > 0) {
-            keep_count();
-        }
-    }
-    _exit(0); /* which takes everything down as well, and faster than a traced process does */
-}
-
-/** System calls for one participant each time. */
-std::optional<SystemCalls> calls_of(OperationKind kind, int count) {
-    std::optional<SystemCalls> calls =
-        count_system_calls([kind, count] { work_in_rounds(kind, count); });
-
-    if (calls) {
-        calls->all /= count;
-        calls->on_sockets /= count;
-    }
-    return calls;
-}
-
-void count_operations() {
-    for (const OperationKind kind : OPERATION_KINDS) {
-        for (const int count : OPERATION_COUNTS) {
-            if (is_network_private() || !needs_private_network(kind)) {
-                calls_by_operation[{kind, count}] = calls_of(kind, count);
-            }
-        }
-    }
-}
-
 } // namespace
 
-void measure_ahead() {
+void measure_standing() {
     for (const int count : {1, 10, 100, MANY}) {
-        standing.emplace(count, in_child(measure_standing, count));
+        standing.emplace(count, in_child(stand, count));
     }
-    count_operations();
 }
 
 const Standing &standing_costs(int count) {
     return standing.at(count);
-}
-
-std::optional<SystemCalls> operation_calls(OperationKind kind, int count) {
-    return calls_by_operation[{kind, count}];
 }
 
 } // namespace bench
