@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <new>
 
-#include "attempt.h"
+#include "configurator/attempt.h"
 #include "netio_log.h"
 #include "osapi/osapi_heap.h"
 

@@ -5,13 +5,13 @@
 #include <atomic>
 #include <mutex>
 
-#include "callbackThread.h"
-#include "eventDatabase.h"
-#include "interfaceListeners.h"
-#include "interfaceTable.h"
-#include "linkWatch.h"
+#include "interface/interfaceListeners.h"
+#include "interface/interfaceTable.h"
+#include "interface/linkWatch.h"
 #include "netio/netio_runtime.h"
-#include "reactor.h"
+#include "reactor/callbackThread.h"
+#include "reactor/eventDatabase.h"
+#include "reactor/reactor.h"
 
 struct NUVNetioRuntime final : public netio::Pollable {
 public:

@@ -1,0 +1,241 @@
+// A participant's transports.
+#include "configurator/configurator.h"
+
+#include <cerrno>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "locator/aliasList.h"
+#include "netio_log.h"
+#include "osapi/osapi_heap.h"
+#include "transport/socketAddress.h"
+
+using netio::HeldSnapshot;
+using netio::Transport;
+
+namespace {
+
+constexpr KOLS_Transport_ClassId_t CLASSES[] = {KOLS_TRANSPORT_CLASSID_UDPv4,
+                                                KOLS_TRANSPORT_CLASSID_UDPv6};
+
+NUV_INT32 message_size_max(KOLS_Transport_ClassId_t classid) {
+    return classid == KOLS_TRANSPORT_CLASSID_UDPv4 ? NUV_NETIO_UDPv4_MESSAGE_SIZE_MAX
+                                                   : NUV_NETIO_UDPv6_MESSAGE_SIZE_MAX;
+}
+
+/** No list and an empty list mean every transport. */
+bool wants_all(const NUVNetioAliasList *enabled) {
+    return enabled == nullptr || enabled->aliases[0] == '\0';
+}
+
+bool check_aliases(const NUVNetioAliasList &aliases) {
+    netio::AliasReader reader(aliases);
+    for (std::string_view alias; reader.next(&alias);) {
+        if (netio::class_of_alias(alias) == KOLS_TRANSPORT_CLASSID_INVALID) {
+            const std::string_view text = netio::text_of(aliases);
+            NETIO_ERROR("transports '%.*s': unknown transport '%.*s'; allowed are 'udpv4' and "
+                        "'udpv6', joined by ','",
+                        static_cast<int>(text.size()), text.data(), static_cast<int>(alias.size()),
+                        alias.data());
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+const struct NUVNetioConfiguratorProperty NUV_NETIO_CONFIGURATOR_PROPERTY_DEFAULT = {
+    {"udpv4"}, 0, {}};
+
+NUVNetioConfigurator::~NUVNetioConfigurator() {
+    REDAWeakReferenceManager_delete(handles);
+}
+
+bool NUVNetioConfigurator::open(const NUVNetioConfiguratorProperty &property) {
+    if (!check_aliases(property.transports) || !allowed.read(property) ||
+        !register_transports(property.transports)) {
+        return false;
+    }
+    snapshot_ = runtime->acquire_interfaces();
+    if (snapshot_.get() == nullptr) {
+        NETIO_ERROR("out of memory for the list of network interfaces");
+        return false;
+    }
+    allowed.warn_of_unmatched(*snapshot_.get());
+    return true;
+}
+
+bool NUVNetioConfigurator::register_transports(const NUVNetioAliasList &wanted) {
+    handles = REDAWeakReferenceManager_new();
+    bool ok = handles != nullptr;
+    for (const KOLS_Transport_ClassId_t classid : CLASSES) {
+        if (NUVNetioAliasList_contains(&wanted, NUVNetioTransport_aliasOfClass(classid)) != 0) {
+            ok = ok && register_transport(classid);
+        }
+    }
+    if (!ok) {
+        NETIO_ERROR("out of memory for the transports");
+    }
+    return ok;
+}
+
+bool NUVNetioConfigurator::register_transport(KOLS_Transport_ClassId_t classid) {
+    Transport &transport = transports[static_cast<size_t>(transport_count)];
+    transport.classid = classid;
+    transport.info = {classid, message_size_max(classid)};
+    ++transport_count;
+    NUVNetioAliasList_add(&aliases, NUVNetioTransport_aliasOfClass(classid));
+    return REDAWeakReferenceManager_createReference(handles, &transport, &transport.handle) != 0;
+}
+
+const Transport *NUVNetioConfigurator::find_transport(KOLS_Transport_ClassId_t classid) const {
+    for (const Transport &transport : transports) {
+        if (transport.classid == classid && classid != KOLS_TRANSPORT_CLASSID_INVALID) {
+            return &transport;
+        }
+    }
+    return nullptr;
+}
+
+Transport *NUVNetioConfigurator::find_transport(KOLS_Transport_ClassId_t classid) {
+    return const_cast<Transport *>(std::as_const(*this).find_transport(classid));
+}
+
+bool NUVNetioConfigurator::is_enabled(const NUVNetioAliasList *enabled,
+                                      KOLS_Transport_ClassId_t classid) const {
+    return find_transport(classid) != nullptr &&
+           (wants_all(enabled) ||
+            NUVNetioAliasList_contains(enabled, NUVNetioTransport_aliasOfClass(classid)) != 0);
+}
+
+HeldSnapshot NUVNetioConfigurator::snapshot() {
+    const std::lock_guard lock(mutex_);
+    return snapshot_.share();
+}
+
+bool NUVNetioConfigurator::take_over(HeldSnapshot newer) {
+    if (newer.get() == nullptr) {
+        return false;
+    }
+    const std::lock_guard lock(mutex_);
+    const bool differs = NUVNetioInterfaceSnapshot_isEqual(snapshot_.get(), newer.get()) == 0;
+    snapshot_ = std::move(newer);
+    return differs;
+}
+
+struct NUVNetioConfigurator *
+NUVNetioConfigurator_new(const struct NUVNetioConfiguratorProperty *property,
+                         struct NUVNetioRuntime *runtime, struct REDAWorker * /*worker*/) {
+    NUVNetioConfigurator *self = nullptr;
+    NUVOsapiHeap_allocateStructure(&self, struct NUVNetioConfigurator);
+    if (self == nullptr) {
+        NETIO_ERROR("out of memory for the network configurator");
+        return nullptr;
+    }
+    new (self) NUVNetioConfigurator(runtime);
+    if (!self->open(property != nullptr ? *property : NUV_NETIO_CONFIGURATOR_PROPERTY_DEFAULT)) {
+        NUVNetioConfigurator_delete(self);
+        return nullptr;
+    }
+    return self;
+}
+
+void NUVNetioConfigurator_delete(struct NUVNetioConfigurator *self) {
+    if (self != nullptr) {
+        self->~NUVNetioConfigurator();
+        NUVOsapiHeap_freeStructure(self);
+    }
+}
+
+struct NUVNetioRuntime *NUVNetioConfigurator_getRuntime(struct NUVNetioConfigurator *self) {
+    return self->runtime;
+}
+
+NUV_INT32 NUVNetioConfigurator_getTransportCount(const struct NUVNetioConfigurator *self) {
+    return self->transport_count;
+}
+
+int NUVNetioConfigurator_getTransportInfo(struct NUVNetioConfigurator *self,
+                                          struct NUVNetioTransportInfo *buffer,
+                                          NUV_UINT32 *lengthOut, NUV_UINT32 maximum,
+                                          struct REDAWorker * /*worker*/) {
+    NUV_UINT32 length = 0;
+    while (length < maximum && length < static_cast<NUV_UINT32>(self->transport_count)) {
+        buffer[length] = self->transports[length].info;
+        ++length;
+    }
+    *lengthOut = length;
+    return 1;
+}
+
+int NUVNetioConfigurator_getTransportHandle(const struct NUVNetioConfigurator *self,
+                                            KOLS_Transport_ClassId_t transport,
+                                            struct REDAWeakReference *out) {
+    const Transport *found = self->find_transport(transport);
+    if (found == nullptr) {
+        *out = REDA_WEAK_REFERENCE_INVALID;
+        return 0;
+    }
+    *out = found->handle;
+    return 1;
+}
+
+KOLS_Transport_ClassId_t
+NUVNetioConfigurator_getTransportClass(const struct NUVNetioConfigurator *self,
+                                       const struct REDAWeakReference *handle) {
+    const auto *transport =
+        static_cast<const Transport *>(REDAWeakReferenceManager_getReferent(self->handles, handle));
+    return transport != nullptr ? transport->classid : KOLS_TRANSPORT_CLASSID_INVALID;
+}
+
+int NUVNetioConfigurator_refreshInterfaces(struct NUVNetioConfigurator *self,
+                                           struct REDAWorker * /*worker*/) {
+    return static_cast<int>(self->take_over(self->runtime->acquire_interfaces()));
+}
+
+void NUVNetioConfigurator_getEnabledAliases(const struct NUVNetioConfigurator *self,
+                                            const struct NUVNetioAliasList *enabled,
+                                            struct NUVNetioAliasList *out) {
+    if (wants_all(enabled)) {
+        *out = self->aliases;
+        return;
+    }
+    NUVNetioAliasList aliases{};
+    for (const KOLS_Transport_ClassId_t classid : CLASSES) {
+        if (self->is_enabled(enabled, classid)) {
+            NUVNetioAliasList_add(&aliases, NUVNetioTransport_aliasOfClass(classid));
+        }
+    }
+    *out = aliases; // last, for it may be the list that was asked about
+}
+
+int NUVNetioConfigurator_send(struct NUVNetioConfigurator *self,
+                              const struct NUVNetioLocator *destination, const NUV_UINT8 *data,
+                              NUV_UINT32 length, struct REDAWorker * /*worker*/) {
+    Transport *transport = self->find_transport(destination->transport);
+    if (transport == nullptr) {
+        NETIO_ERROR("cannot send to %s: its transport is not registered",
+                    netio::LocatorText(*destination).get());
+        return 0;
+    }
+    if (destination->port < 1 || destination->port > KOLS_TRANSPORT_PORT_MAX) {
+        NETIO_ERROR("cannot send to %s: allowed ports are 1 to %d",
+                    netio::LocatorText(*destination).get(), KOLS_TRANSPORT_PORT_MAX);
+        return 0;
+    }
+    const std::span<const NUV_UINT8> message(data, length);
+    const bool sent =
+        NUVNetioLocator_isMulticast(destination) != 0
+            ? transport->sender.send_to_group(*destination, message, self->allowed,
+                                              *self->snapshot().get(), &self->runtime->repetitions)
+            : transport->sender.send(*destination, message);
+    if (!sent) {
+        const int error = errno;
+        NETIO_ERROR_LIMITED(&self->runtime->repetitions, "cannot send %u bytes to %s: %s (%s)",
+                            static_cast<unsigned>(length), netio::LocatorText(*destination).get(),
+                            netio::error_description(error), netio::error_name(error));
+    }
+    return static_cast<int>(sent);
+}

@@ -1,0 +1,67 @@
+// A configurator's parts.
+#ifndef NETIO_CONFIGURATOR_INTERNAL_H
+#define NETIO_CONFIGURATOR_INTERNAL_H
+
+#include <array>
+#include <mutex>
+
+#include "configurator/attempt.h"
+#include "interface/allowedInterfaces.h"
+#include "interface/interfaceSnapshot.h"
+#include "netio/netio_configurator.h"
+#include "runtime.h"
+#include "transport/sendSocket.h"
+#include "transport/udpSocket.h"
+
+namespace netio {
+
+/** One registered transport. */
+struct Transport {
+    KOLS_Transport_ClassId_t classid = KOLS_TRANSPORT_CLASSID_INVALID;
+    NUVNetioTransportInfo info{};
+    REDAWeakReference handle = REDA_WEAK_REFERENCE_INVALID;
+    SpareSocket spare;
+    SendSocket sender;
+};
+
+} // namespace netio
+
+struct NUVNetioConfigurator {
+public:
+    explicit NUVNetioConfigurator(NUVNetioRuntime *its_runtime) : runtime(its_runtime) {}
+    ~NUVNetioConfigurator();
+    NUVNetioConfigurator(const NUVNetioConfigurator &) = delete;
+    NUVNetioConfigurator &operator=(const NUVNetioConfigurator &) = delete;
+
+    /** Sets it up. On failure an error has been logged. */
+    bool open(const NUVNetioConfiguratorProperty &property);
+
+    /** The registered transport of a class, or null. */
+    netio::Transport *find_transport(KOLS_Transport_ClassId_t classid);
+    const netio::Transport *find_transport(KOLS_Transport_ClassId_t classid) const;
+
+    /** Whether a transport is registered and wanted; no list and an empty list want every one. */
+    bool is_enabled(const NUVNetioAliasList *enabled, KOLS_Transport_ClassId_t classid) const;
+
+    /** The snapshot that this configurator goes by. */
+    netio::HeldSnapshot snapshot();
+    /** Takes over a newer one; true when it differs. */
+    bool take_over(netio::HeldSnapshot newer);
+
+    NUVNetioRuntime *const runtime;
+    netio::AllowedInterfaces allowed;
+    netio::Attempt attempt;
+    std::array<netio::Transport, NUV_NETIO_TRANSPORTS_MAX> transports; // by class
+    NUV_INT32 transport_count = 0;
+    NUVNetioAliasList aliases{};                 // of all of them
+    REDAWeakReferenceManager *handles = nullptr; // their referents are the transports
+
+private:
+    bool register_transports(const NUVNetioAliasList &wanted);
+    bool register_transport(KOLS_Transport_ClassId_t classid);
+
+    std::mutex mutex_; // guards what follows
+    netio::HeldSnapshot snapshot_;
+};
+
+#endif

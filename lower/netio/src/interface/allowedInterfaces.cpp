@@ -1,0 +1,118 @@
+// The interfaces that a participant may use.
+#include "interface/allowedInterfaces.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+#include <string.h> // strnlen
+
+#include "locator/endpointText.h"
+#include "netio_log.h"
+#include "osapi/osapi_heap.h"
+#include "transport/socketAddress.h"
+
+namespace netio {
+
+namespace {
+
+/** What the kernel takes as the name of an interface, without control characters. */
+bool is_interface_name(std::string_view text) {
+    return !text.empty() && text.size() < sizeof(InterfacePattern::name) && text != "." &&
+           text != ".." && std::none_of(text.begin(), text.end(), [](char character) {
+               return static_cast<unsigned char>(character) <= ' ' || character == '/' ||
+                      character == ':' || character == '\x7F';
+           });
+}
+
+bool read_pattern(std::string_view text, InterfacePattern *out) {
+    *out = {KOLS_TRANSPORT_CLASSID_INVALID, {}, {}};
+    for (const KOLS_Transport_ClassId_t transport :
+         {KOLS_TRANSPORT_CLASSID_UDPv4, KOLS_TRANSPORT_CLASSID_UDPv6}) {
+        if (parse_address(text, transport, &out->address)) {
+            out->transport = transport;
+            return true;
+        }
+    }
+    if (!is_interface_name(text)) {
+        return false;
+    }
+    std::memcpy(out->name, text.data(), text.size());
+    return true;
+}
+
+} // namespace
+
+AllowedInterfaces::~AllowedInterfaces() {
+    NUVOsapiHeap_freeArray(patterns_);
+}
+
+bool AllowedInterfaces::read(const NUVNetioConfiguratorProperty &property) {
+    const NUV_INT32 count = property.allowedInterfaceCount;
+    if (count < 0 || count > NUV_NETIO_ALLOWED_INTERFACES_MAX) {
+        NETIO_ERROR("%d allowed interfaces: allowed are 0 (all interfaces) to %d",
+                    static_cast<int>(count), NUV_NETIO_ALLOWED_INTERFACES_MAX);
+        return false;
+    }
+    if (count == 0) {
+        return true;
+    }
+    NUVOsapiHeap_allocateArray(&patterns_, count, struct InterfacePattern);
+    if (patterns_ == nullptr) {
+        NETIO_ERROR("out of memory for %d allowed interfaces", static_cast<int>(count));
+        return false;
+    }
+    for (; count_ < count; ++count_) {
+        const char *text = property.allowedInterfaces[count_];
+        const std::string_view entry(text, strnlen(text, NUV_NETIO_INTERFACE_PATTERN_SIZE));
+        if (!read_pattern(entry, &patterns_[count_])) {
+            NETIO_ERROR("allowed interface '%.*s': allowed are the name of an interface (1 to %d "
+                        "characters without '/', ':' and white space) and a numeric IPv4 or IPv6 "
+                        "address",
+                        static_cast<int>(entry.size()), entry.data(),
+                        static_cast<int>(sizeof(InterfacePattern::name) - 1));
+            return false;
+        }
+    }
+    return true;
+}
+
+void AllowedInterfaces::warn_of_unmatched(const NUVNetioInterfaceSnapshot &snapshot) const {
+    for (NUV_INT32 i = 0; i < count_; ++i) {
+        bool matched = false;
+        for (NUV_INT32 j = 0; j < NUVNetioInterfaceSnapshot_getLength(&snapshot); ++j) {
+            matched =
+                matched || matches(patterns_[i], *NUVNetioInterfaceSnapshot_get(&snapshot, j));
+        }
+        if (matched) {
+            continue;
+        }
+        NUVNetioLocator locator = NUV_NETIO_LOCATOR_INVALID;
+        locator.transport = patterns_[i].transport;
+        locator.address = patterns_[i].address;
+        if (locator.transport == KOLS_TRANSPORT_CLASSID_INVALID) {
+            NETIO_WARNING("no usable interface is named '%s'; it is used once it appears",
+                          patterns_[i].name);
+        } else {
+            NETIO_WARNING("no usable interface has the address of %s; it is used once it appears",
+                          LocatorText(locator).get());
+        }
+    }
+}
+
+bool AllowedInterfaces::matches(const InterfacePattern &pattern,
+                                const NUVNetioInterface &interface) const {
+    return pattern.transport != KOLS_TRANSPORT_CLASSID_INVALID
+               ? pattern.transport == interface.transport &&
+                     is_same_address(pattern.address, interface.address)
+               : std::strncmp(pattern.name, interface.name, sizeof pattern.name) == 0;
+}
+
+bool AllowedInterfaces::admits(const NUVNetioInterface &interface) const {
+    return !is_restricted() || interface.isLoopback != 0 ||
+           std::any_of(patterns_, patterns_ + count_, [this, &interface](const auto &pattern) {
+               return matches(pattern, interface);
+           });
+}
+
+} // namespace netio
