@@ -6,8 +6,8 @@
 #include <unistd.h>
 
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
-#include "infrastructure/DomainParticipantQos_internal.h"
 #include "osapi/osapi_heap.h"
+#include "qos/DomainParticipantQos_internal.h"
 
 namespace support {
 

@@ -1,8 +1,8 @@
 #include "support/running_presentation.h"
 
 #include "dds_c/dds_c_string.h"
-#include "infrastructure/DomainParticipantQos_internal.h"
 #include "osapi/osapi_heap.h"
+#include "qos/DomainParticipantQos_internal.h"
 
 namespace support {
 

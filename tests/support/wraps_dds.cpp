@@ -2,9 +2,9 @@
 #include "dds_c/dds_c_productversion.h"
 #include "domain/DomainParticipantFactory_internal.h"
 #include "infrastructure/Common_internal.h"
-#include "infrastructure/DomainParticipantQos_internal.h"
-#include "infrastructure/PropertyQosPolicyHelper_internal.h"
-#include "infrastructure/QosPolicy_internal.h"
+#include "properties/PropertyQosPolicyHelper_internal.h"
+#include "qos/DomainParticipantQos_internal.h"
+#include "qos/QosPolicy_internal.h"
 #include "support/call_site.h"
 
 using support::Failing;

@@ -11,11 +11,11 @@
 #include "domain/CallbackMark.h"
 #include "domain/DomainParticipantFactory_internal.h"
 #include "domain/ParticipantLock.h"
-#include "domain/ParticipantProperties.h"
 #include "infrastructure/Common_internal.h"
-#include "infrastructure/QosPolicy_internal.h"
 #include "osapi/osapi_heap.h"
 #include "osapi/osapi_utility.h"
+#include "properties/ParticipantProperties.h"
+#include "qos/QosPolicy_internal.h"
 
 #define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
 #include "infrastructure/dds_log.h"

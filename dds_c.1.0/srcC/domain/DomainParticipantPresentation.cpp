@@ -7,12 +7,12 @@
 #include "domain/DomainParticipant_internal.h"
 #include "domain/domain_internal.h"
 #include "infrastructure/Common_internal.h"
-#include "infrastructure/DomainParticipantQos_internal.h"
-#include "infrastructure/PropertyQosPolicyHelper_internal.h"
-#include "infrastructure/QosPolicy_internal.h"
 #include "log/log_config.h"
 #include "osapi/osapi_heap.h"
 #include "osapi/osapi_utility.h"
+#include "properties/PropertyQosPolicyHelper_internal.h"
+#include "qos/DomainParticipantQos_internal.h"
+#include "qos/QosPolicy_internal.h"
 #include "reda/reda_string.h"
 
 #define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN

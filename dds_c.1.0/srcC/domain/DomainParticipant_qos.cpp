@@ -7,8 +7,8 @@
 #include "domain/CallWorker.h"
 #include "domain/DomainParticipantFactory_internal.h"
 #include "domain/ParticipantLock.h"
-#include "domain/ParticipantProperties.h"
 #include "infrastructure/Common_internal.h"
+#include "properties/ParticipantProperties.h"
 
 #define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
 #include "infrastructure/dds_log.h"

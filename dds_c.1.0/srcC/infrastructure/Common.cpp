@@ -1,6 +1,7 @@
+// Basic types: durations, return codes, status kinds, versions.
 #include "infrastructure/Common_internal.h"
 
-#include "infrastructure/value_fields.h"
+#include "qos/value_fields.h"
 
 #define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_INFRASTRUCTURE
 #include "infrastructure/dds_log.h"

@@ -1,6 +1,7 @@
+// Public locators, compared, printed and made of those of the network.
 #include "infrastructure/Locator_internal.h"
 
-#include "infrastructure/value_fields.h"
+#include "qos/value_fields.h"
 
 #define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_INFRASTRUCTURE
 #include "infrastructure/dds_log.h"

@@ -1,4 +1,5 @@
-#include "infrastructure/value_fields.h"
+// Strings that the library owns.
+#include "qos/value_fields.h"
 
 #define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_INFRASTRUCTURE
 #include "infrastructure/dds_log.h"

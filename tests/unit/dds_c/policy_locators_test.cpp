@@ -1,9 +1,9 @@
 #include <memory>
 #include <string>
 
-#include "infrastructure/QosPolicy_internal.h"
 #include "messages.h"
 #include "netio/netio_configurator.h"
+#include "qos/QosPolicy_internal.h"
 
 namespace {
 

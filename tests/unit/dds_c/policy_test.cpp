@@ -1,8 +1,8 @@
 #include <functional>
 #include <string>
 
-#include "infrastructure/QosPolicy_internal.h"
 #include "messages.h"
+#include "qos/QosPolicy_internal.h"
 
 namespace {
 

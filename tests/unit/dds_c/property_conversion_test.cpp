@@ -1,8 +1,8 @@
 #include <array>
 #include <cstring>
 
-#include "infrastructure/DomainParticipantQos_internal.h"
 #include "participant_qos.h"
+#include "qos/DomainParticipantQos_internal.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include <string>
 #include <utility>
 
-#include "infrastructure/PropertyQosPolicyHelper_internal.h"
 #include "messages.h"
+#include "properties/PropertyQosPolicyHelper_internal.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include "domain/DomainParticipant_internal.h"
 #include "fixture.h"
-#include "infrastructure/QosPolicy_internal.h"
+#include "qos/QosPolicy_internal.h"
 #include "support/callback_flush.h"
 #include "support/recorder.h"
 

@@ -1,8 +1,8 @@
 // Initialization that succeeds: what it calls, and what the record and the property then hold.
 #include <cstring>
 
-#include "infrastructure/DomainParticipantQos_internal.h"
 #include "pres/pres_participant.h"
+#include "qos/DomainParticipantQos_internal.h"
 #include "support/presentation_fixture.h"
 
 namespace {

@@ -2,8 +2,8 @@
  * @file DomainParticipantQos_internal.h
  * @brief The participant QoS and the property of the presentation participant.
  */
-#ifndef INFRASTRUCTURE_DOMAIN_PARTICIPANT_QOS_INTERNAL_H
-#define INFRASTRUCTURE_DOMAIN_PARTICIPANT_QOS_INTERNAL_H
+#ifndef QOS_DOMAIN_PARTICIPANT_QOS_INTERNAL_H
+#define QOS_DOMAIN_PARTICIPANT_QOS_INTERNAL_H
 
 #include "dds_c/dds_c_domainparticipantqos.h"
 #include "pres/pres_participantProperty.h"

@@ -1,6 +1,7 @@
-#include "infrastructure/value_fields.h"
+// Whether a participant may have a QoS, and the message that says why not.
 #include "netio/netio_locator.h"
 #include "pres/pres_locatorPolicy.h"
+#include "qos/value_fields.h"
 
 #define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
 #define DDS_LOG_FUNCTION "DDS_DomainParticipantQos_is_consistent"

@@ -1,4 +1,5 @@
-#include "domain/ParticipantProperties.h"
+// The properties that a participant reads: which there are, and whether their values are good.
+#include "properties/ParticipantProperties.h"
 
 #include <string.h>
 

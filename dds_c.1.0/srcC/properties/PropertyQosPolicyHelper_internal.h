@@ -5,8 +5,8 @@
  * Each is true only when the property exists and its whole value is well-formed; otherwise the
  * output is left as it was.
  */
-#ifndef INFRASTRUCTURE_PROPERTY_QOS_POLICY_HELPER_INTERNAL_H
-#define INFRASTRUCTURE_PROPERTY_QOS_POLICY_HELPER_INTERNAL_H
+#ifndef PROPERTIES_PROPERTY_QOS_POLICY_HELPER_INTERNAL_H
+#define PROPERTIES_PROPERTY_QOS_POLICY_HELPER_INTERNAL_H
 
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "osapi/osapi_ntptime.h"

@@ -3,8 +3,8 @@
  * @brief The fields of each public record, the elements of each sequence, and what is equal though
  * its fields are not.
  */
-#ifndef INFRASTRUCTURE_VALUE_FIELDS_H
-#define INFRASTRUCTURE_VALUE_FIELDS_H
+#ifndef QOS_VALUE_FIELDS_H
+#define QOS_VALUE_FIELDS_H
 
 #include "dds_c/dds_c_domainparticipantqos.h"
 #include "dds_c/dds_c_locator.h"

@@ -1,8 +1,9 @@
+// The locators and ports that the policies of a participant ask for.
 #include <algorithm>
 
-#include "infrastructure/QosPolicy_internal.h"
-#include "infrastructure/value_fields.h"
 #include "netio/netio_configurator.h"
+#include "qos/QosPolicy_internal.h"
+#include "qos/value_fields.h"
 
 #define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_INFRASTRUCTURE
 #include "infrastructure/dds_log.h"

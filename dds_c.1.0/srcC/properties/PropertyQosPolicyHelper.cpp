@@ -1,6 +1,7 @@
-#include "infrastructure/PropertyQosPolicyHelper_internal.h"
+// Operations on single properties of a property policy, by name.
+#include "properties/PropertyQosPolicyHelper_internal.h"
 
-#include "infrastructure/value_fields.h"
+#include "qos/value_fields.h"
 #include "reda/reda_string.h"
 
 #define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_INFRASTRUCTURE

@@ -1,10 +1,11 @@
-#include "infrastructure/QosPolicy_internal.h"
+// The operations of each policy: initialize, finalize, copy, is_equal.
+#include "qos/QosPolicy_internal.h"
 
 #include <algorithm>
 #include <cstring>
 #include <iterator>
 
-#include "infrastructure/value_fields.h"
+#include "qos/value_fields.h"
 
 #define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_INFRASTRUCTURE
 #include "infrastructure/dds_log.h"

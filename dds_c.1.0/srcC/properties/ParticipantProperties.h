@@ -2,8 +2,8 @@
  * @file ParticipantProperties.h
  * @brief The properties that a participant reads when it is created.
  */
-#ifndef DOMAIN_PARTICIPANT_PROPERTIES_H
-#define DOMAIN_PARTICIPANT_PROPERTIES_H
+#ifndef PROPERTIES_PARTICIPANT_PROPERTIES_H
+#define PROPERTIES_PARTICIPANT_PROPERTIES_H
 
 #include "dds_c/dds_c_qospolicy.h"
 

@@ -1,5 +1,6 @@
-#include "infrastructure/QosPolicy_internal.h"
-#include "infrastructure/value_fields.h"
+// The operations of a participant's QoS as a whole.
+#include "qos/QosPolicy_internal.h"
+#include "qos/value_fields.h"
 
 #define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
 #include "infrastructure/dds_log.h"

@@ -1,6 +1,7 @@
+// The port numbers of domains and participants (DDSI-RTPS 9.6.1).
 #include <limits>
 
-#include "infrastructure/value_fields.h"
+#include "qos/value_fields.h"
 
 #define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_INFRASTRUCTURE
 #include "infrastructure/dds_log.h"

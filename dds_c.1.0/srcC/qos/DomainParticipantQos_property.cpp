@@ -1,7 +1,8 @@
+// A participant's QoS put into the property of the presentation participant, and read back.
 #include "infrastructure/Common_internal.h"
-#include "infrastructure/DomainParticipantQos_internal.h"
-#include "infrastructure/value_fields.h"
 #include "osapi/osapi_utility.h"
+#include "qos/DomainParticipantQos_internal.h"
+#include "qos/value_fields.h"
 
 #define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
 #include "infrastructure/dds_log.h"

@@ -2,8 +2,8 @@
  * @file QosPolicy_internal.h
  * @brief Operations of policies that are not public.
  */
-#ifndef INFRASTRUCTURE_QOS_POLICY_INTERNAL_H
-#define INFRASTRUCTURE_QOS_POLICY_INTERNAL_H
+#ifndef QOS_QOS_POLICY_INTERNAL_H
+#define QOS_QOS_POLICY_INTERNAL_H
 
 #include "dds_c/dds_c_qospolicy.h"
 #include "pres/pres_participantProperty.h"
