@@ -2,9 +2,7 @@
 #include <string.h>
 
 #include <algorithm>
-#include <array>
 #include <string_view>
-#include <utility>
 
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "domain/CallWorker.h"
@@ -16,6 +14,7 @@
 #include "osapi/osapi_utility.h"
 #include "properties/ParticipantProperties.h"
 #include "qos/QosPolicy_internal.h"
+#include "qos/transportBuiltin.h"
 
 #define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
 #include "infrastructure/dds_log.h"
@@ -113,16 +112,11 @@ bool read_allowed_interfaces(const struct DDS_PropertyQosPolicy *properties,
 
 bool create_configurator(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
     struct NUVNetioConfiguratorProperty property = NUV_NETIO_CONFIGURATOR_PROPERTY_DEFAULT;
-    static constexpr std::array<std::pair<DDS_TransportBuiltinKindMask, KOLS_Transport_ClassId_t>,
-                                NUV_NETIO_TRANSPORTS_MAX>
-        TRANSPORTS = {{{DDS_TRANSPORTBUILTIN_UDPv4, KOLS_TRANSPORT_CLASSID_UDPv4},
-                       {DDS_TRANSPORTBUILTIN_UDPv6, KOLS_TRANSPORT_CLASSID_UDPv6}}};
-
     property.transports.aliases[0] = '\0';
-    for (const auto &[kind, transport] : TRANSPORTS) {
-        if ((self->qos.transport_builtin.mask & kind) != 0) {
+    for (const struct DDS_TransportBuiltinBitI &one : DDS_TRANSPORTBUILTIN_BITS) {
+        if ((self->qos.transport_builtin.mask & one.bit) != 0) {
             (void)NUVNetioAliasList_add(&property.transports,
-                                        NUVNetioTransport_aliasOfClass(transport));
+                                        NUVNetioTransport_aliasOfClass(one.classid));
         }
     }
     if (!read_allowed_interfaces(&self->qos.property, &property)) {
@@ -285,11 +279,11 @@ DDS_ReturnCode_t await_closed_entryports(struct DDS_DomainParticipant *self,
     if (!has_active_entryports(self, worker)) {
         return DDS_RETCODE_OK;
     }
-    for (const KOLS_Transport_ClassId_t transport :
-         {KOLS_TRANSPORT_CLASSID_UDPv4, KOLS_TRANSPORT_CLASSID_UDPv6}) {
+    for (NUV_INT32 i = 0; i < NUV_NETIO_TRANSPORTS_MAX; ++i) {
         struct REDAWeakReference handle = REDA_WEAK_REFERENCE_INVALID;
 
-        if (NUVNetioConfigurator_getTransportHandle(self->configurator, transport, &handle) &&
+        if (NUVNetioConfigurator_getTransportHandle(
+                self->configurator, NUVNetioTransportClass_get(i)->classid, &handle) &&
             DDS_DomainParticipantPresentation_wait_for_released_entryports(
                 &self->presentation, &handle, worker) != DDS_RETCODE_OK) {
             DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,

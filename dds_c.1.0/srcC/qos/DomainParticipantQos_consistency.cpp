@@ -1,6 +1,8 @@
 // Whether a participant may have a QoS, and the message that says why not.
 #include "netio/netio_locator.h"
+#include "netio/netio_transport.h"
 #include "pres/pres_locatorPolicy.h"
+#include "qos/transportBuiltin.h"
 #include "qos/value_fields.h"
 
 #define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
@@ -63,7 +65,9 @@ bool check_transports(const char *setting, const DDS_StringSeq &transports) {
     for (DDS_Long i = 0; i < transports._length; ++i) {
         const char *alias = text(transports._buffer[i]);
         if (NUVNetioTransport_classOfAlias(alias) == KOLS_TRANSPORT_CLASSID_INVALID) {
-            REPORT("%s names \"%.128s\"; allowed are udpv4 and udpv6", setting, alias);
+            char allowed[NUV_NETIO_TRANSPORTS_STRING_SIZE];
+            NUVNetioTransportClass_listAliases("", allowed, sizeof allowed);
+            REPORT("%s names \"%.128s\"; allowed are %s", setting, alias, allowed);
             return false;
         }
     }
@@ -75,11 +79,8 @@ bool check_enabled_transports(const char *setting, const DDS_StringSeq &transpor
                               DDS_TransportBuiltinKindMask mask) {
     bool is_any_enabled = transports._length == 0;
     for (DDS_Long i = 0; i < transports._length; ++i) {
-        const DDS_TransportBuiltinKindMask kind =
-            NUVNetioTransport_classOfAlias(text(transports._buffer[i])) ==
-                    KOLS_TRANSPORT_CLASSID_UDPv4
-                ? DDS_TRANSPORTBUILTIN_UDPv4
-                : DDS_TRANSPORTBUILTIN_UDPv6;
+        const DDS_TransportBuiltinKindMask kind = DDS_TransportBuiltin_bit_of_classI(
+            NUVNetioTransport_classOfAlias(text(transports._buffer[i])));
         is_any_enabled = is_any_enabled || (mask & kind) != 0;
     }
     if (!is_any_enabled) {
@@ -104,25 +105,19 @@ bool check_multicast_addresses(const char *setting, const DDS_StringSeq &address
     return true;
 }
 
-/**
- * Refuses IPv6 groups of interface-local and link-local scope: each means another group on every
- * interface, and no socket can be bound to one without saying which.
- */
+/** Refuses groups of so narrow a scope that each means another group on every interface or link. */
 bool check_multicast_scopes(const char *setting, const DDS_StringSeq &addresses) {
-    constexpr NUV_UINT8 SCOPE_BITS = 0x0F;
-    constexpr NUV_UINT8 INTERFACE_LOCAL = 1;
-    constexpr NUV_UINT8 LINK_LOCAL = 2;
-
     for (DDS_Long i = 0; i < addresses._length; ++i) {
         const char *address = text(addresses._buffer[i]);
         NUVNetioLocator locator = NUV_NETIO_LOCATOR_INVALID;
         (void)NUVNetioLocator_parse(address, &locator);
-        const int scope = locator.address.network_ordered_value[1] & SCOPE_BITS;
-        if (locator.transport == KOLS_TRANSPORT_CLASSID_UDPv6 &&
-            (scope == INTERFACE_LOCAL || scope == LINK_LOCAL)) {
-            REPORT("%s has \"%.128s\", a group of %s-local scope; allowed are IPv6 groups of wider "
-                   "scope, as ff03::/16 and ff05::/16",
-                   setting, address, scope == LINK_LOCAL ? "link" : "interface");
+        const NUVNetioTransportClass *its_class = NUVNetioTransportClass_find(locator.transport);
+        const char *scope =
+            its_class != nullptr ? its_class->narrowScope(&locator.address) : nullptr;
+        if (scope != nullptr) {
+            REPORT("%s has \"%.128s\", a group of %s-local scope; allowed are %s groups of wider "
+                   "scope, as %s",
+                   setting, address, scope, its_class->addressName, its_class->widerScopes);
             return false;
         }
     }
@@ -205,9 +200,11 @@ bool check(const DDS_DiscoveryQosPolicy &policy) {
         const char *peer = text(policy.initial_peers._buffer[i]);
         NUVNetioPeer parsed;
         if (!NUVNetioPeer_parse(peer, &parsed)) {
+            char forms[NUV_NETIO_TRANSPORTS_STRING_SIZE];
+            NUVNetioTransportClass_listForms(forms, sizeof forms);
             REPORT("discovery.initial_peers has \"%.128s\"; allowed are ADDRESS, ADDRESS:PORT, "
-                   "udpv4://ADDRESS:PORT, udpv6://[ADDRESS]:PORT and host names",
-                   peer);
+                   "%s and host names",
+                   peer, forms);
             return false;
         }
     }

@@ -19,10 +19,12 @@ bool read_aliases(const DDS_StringSeq &transports, const char *setting, NUVNetio
         if (NUVNetioTransport_classOfAlias(alias == nullptr ? "" : alias) ==
                 KOLS_TRANSPORT_CLASSID_INVALID ||
             !NUVNetioAliasList_add(&out, alias)) {
+            char allowed[NUV_NETIO_TRANSPORTS_STRING_SIZE];
+            NUVNetioTransportClass_listAliases("", allowed, sizeof allowed);
             DDSLog_textForWorker(worker, NUV_LOG_LEVEL_ERROR,
                                  NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
-                                 "%s: \"%s\" is no transport; allowed are udpv4 and udpv6", setting,
-                                 alias == nullptr ? "" : alias);
+                                 "%s: \"%s\" is no transport; allowed are %s", setting,
+                                 alias == nullptr ? "" : alias, allowed);
             return false;
         }
     }
@@ -87,9 +89,8 @@ void add_once(NUVNetioLocator *list, NUV_INT32 &count, DDS_Long maximum,
 
 /** Appends the aliases of @p more. */
 void add_aliases(NUVNetioAliasList &list, const NUVNetioAliasList &more) {
-    for (KOLS_Transport_ClassId_t transport :
-         {KOLS_TRANSPORT_CLASSID_UDPv4, KOLS_TRANSPORT_CLASSID_UDPv6}) {
-        const char *alias = NUVNetioTransport_aliasOfClass(transport);
+    for (NUV_INT32 i = 0; i < NUV_NETIO_TRANSPORTS_MAX; ++i) {
+        const char *alias = NUVNetioTransportClass_get(i)->alias;
         if (NUVNetioAliasList_contains(&more, alias)) {
             NUVNetioAliasList_add(&list, alias);
         }

@@ -16,7 +16,7 @@ namespace {
 bool parse_port(std::string_view text, KOLS_Transport_Port_t *out) {
     const char *const end = text.data() + text.size();
     const auto [stop, error] = std::from_chars(text.data(), end, *out);
-    return error == std::errc{} && stop == end && *out >= 1 && *out <= KOLS_TRANSPORT_PORT_MAX;
+    return error == std::errc{} && stop == end && NUVNetioLocator_isPort(*out) != 0;
 }
 
 bool parse_range(std::string_view text, PortRange *out) {

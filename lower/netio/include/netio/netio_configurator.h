@@ -10,6 +10,7 @@
 #define NETIO_CONFIGURATOR_H
 
 #include "netio/netio_runtime.h"
+#include "netio/netio_transport.h"
 #include "reda/reda_weakReference.h"
 
 #ifdef __cplusplus
@@ -23,13 +24,6 @@ struct NUVNetioTransportInfo {
     KOLS_Transport_ClassId_t classid;
     NUV_INT32 messageSizeMax; /**< bytes of the largest message */
 };
-
-/** The most transports that can be registered. */
-#define NUV_NETIO_TRANSPORTS_MAX 2
-
-/** Largest UDP payload: 65,535 less the IPv4 (IPv6: only the UDP) header. */
-#define NUV_NETIO_UDPv4_MESSAGE_SIZE_MAX 65507
-#define NUV_NETIO_UDPv6_MESSAGE_SIZE_MAX 65527
 
 /** The most entries of NUVNetioConfiguratorProperty.allowedInterfaces. */
 #define NUV_NETIO_ALLOWED_INTERFACES_MAX 32

@@ -22,7 +22,7 @@ typedef NUV_INT32 KOLS_Transport_Port_t;
 #define KOLS_TRANSPORT_CLASSID_UDPv4 1
 #define KOLS_TRANSPORT_CLASSID_UDPv6 2
 
-/** The largest port number of the UDP transports. */
+/** The largest port number of the transports. */
 #define KOLS_TRANSPORT_PORT_MAX 65535
 
 /** An address in network byte order; an IPv4 address is in the last four bytes. */
@@ -85,6 +85,9 @@ int NUVNetioLocator_toString(const struct NUVNetioLocator *locator, char *buffer
 
 /** Non-zero when both name the same transport, address and port. */
 int NUVNetioLocator_isSame(const struct NUVNetioLocator *left, const struct NUVNetioLocator *right);
+
+/** Non-zero when a message can be sent to a port: from 1 to KOLS_TRANSPORT_PORT_MAX. */
+int NUVNetioLocator_isPort(KOLS_Transport_Port_t port);
 
 /** Non-zero when the address is a multicast address of its transport. */
 int NUVNetioLocator_isMulticast(const struct NUVNetioLocator *locator);

@@ -16,14 +16,6 @@ using netio::Transport;
 
 namespace {
 
-constexpr KOLS_Transport_ClassId_t CLASSES[] = {KOLS_TRANSPORT_CLASSID_UDPv4,
-                                                KOLS_TRANSPORT_CLASSID_UDPv6};
-
-NUV_INT32 message_size_max(KOLS_Transport_ClassId_t classid) {
-    return classid == KOLS_TRANSPORT_CLASSID_UDPv4 ? NUV_NETIO_UDPv4_MESSAGE_SIZE_MAX
-                                                   : NUV_NETIO_UDPv6_MESSAGE_SIZE_MAX;
-}
-
 /** No list and an empty list mean every transport. */
 bool wants_all(const NUVNetioAliasList *enabled) {
     return enabled == nullptr || enabled->aliases[0] == '\0';
@@ -34,10 +26,12 @@ bool check_aliases(const NUVNetioAliasList &aliases) {
     for (std::string_view alias; reader.next(&alias);) {
         if (netio::class_of_alias(alias) == KOLS_TRANSPORT_CLASSID_INVALID) {
             const std::string_view text = netio::text_of(aliases);
-            NETIO_ERROR("transports '%.*s': unknown transport '%.*s'; allowed are 'udpv4' and "
-                        "'udpv6', joined by ','",
+            char allowed[NUV_NETIO_TRANSPORTS_STRING_SIZE];
+            NUVNetioTransportClass_listAliases("'", allowed, sizeof allowed);
+            NETIO_ERROR("transports '%.*s': unknown transport '%.*s'; allowed are %s, joined by "
+                        "','",
                         static_cast<int>(text.size()), text.data(), static_cast<int>(alias.size()),
-                        alias.data());
+                        alias.data(), allowed);
             return false;
         }
     }
@@ -70,9 +64,10 @@ bool NUVNetioConfigurator::open(const NUVNetioConfiguratorProperty &property) {
 bool NUVNetioConfigurator::register_transports(const NUVNetioAliasList &wanted) {
     handles = REDAWeakReferenceManager_new();
     bool ok = handles != nullptr;
-    for (const KOLS_Transport_ClassId_t classid : CLASSES) {
-        if (NUVNetioAliasList_contains(&wanted, NUVNetioTransport_aliasOfClass(classid)) != 0) {
-            ok = ok && register_transport(classid);
+    for (NUV_INT32 i = 0; i < NUV_NETIO_TRANSPORTS_MAX; ++i) {
+        const NUVNetioTransportClass *its_class = NUVNetioTransportClass_get(i);
+        if (NUVNetioAliasList_contains(&wanted, its_class->alias) != 0) {
+            ok = ok && register_transport(*its_class);
         }
     }
     if (!ok) {
@@ -81,12 +76,12 @@ bool NUVNetioConfigurator::register_transports(const NUVNetioAliasList &wanted) 
     return ok;
 }
 
-bool NUVNetioConfigurator::register_transport(KOLS_Transport_ClassId_t classid) {
+bool NUVNetioConfigurator::register_transport(const NUVNetioTransportClass &its_class) {
     Transport &transport = transports[static_cast<size_t>(transport_count)];
-    transport.classid = classid;
-    transport.info = {classid, message_size_max(classid)};
+    transport.classid = its_class.classid;
+    transport.info = {its_class.classid, its_class.messageSizeMax};
     ++transport_count;
-    NUVNetioAliasList_add(&aliases, NUVNetioTransport_aliasOfClass(classid));
+    NUVNetioAliasList_add(&aliases, its_class.alias);
     return REDAWeakReferenceManager_createReference(handles, &transport, &transport.handle) != 0;
 }
 
@@ -203,9 +198,9 @@ void NUVNetioConfigurator_getEnabledAliases(const struct NUVNetioConfigurator *s
         return;
     }
     NUVNetioAliasList aliases{};
-    for (const KOLS_Transport_ClassId_t classid : CLASSES) {
-        if (self->is_enabled(enabled, classid)) {
-            NUVNetioAliasList_add(&aliases, NUVNetioTransport_aliasOfClass(classid));
+    for (const Transport &transport : self->registered()) {
+        if (self->is_enabled(enabled, transport.classid)) {
+            NUVNetioAliasList_add(&aliases, NUVNetioTransport_aliasOfClass(transport.classid));
         }
     }
     *out = aliases; // last, for it may be the list that was asked about
@@ -220,7 +215,7 @@ int NUVNetioConfigurator_send(struct NUVNetioConfigurator *self,
                     netio::LocatorText(*destination).get());
         return 0;
     }
-    if (destination->port < 1 || destination->port > KOLS_TRANSPORT_PORT_MAX) {
+    if (NUVNetioLocator_isPort(destination->port) == 0) {
         NETIO_ERROR("cannot send to %s: allowed ports are 1 to %d",
                     netio::LocatorText(*destination).get(), KOLS_TRANSPORT_PORT_MAX);
         return 0;

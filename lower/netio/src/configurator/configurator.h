@@ -4,6 +4,7 @@
 
 #include <array>
 #include <mutex>
+#include <span>
 
 #include "configurator/attempt.h"
 #include "interface/allowedInterfaces.h"
@@ -40,6 +41,11 @@ public:
     netio::Transport *find_transport(KOLS_Transport_ClassId_t classid);
     const netio::Transport *find_transport(KOLS_Transport_ClassId_t classid) const;
 
+    /** The registered transports, by class. */
+    std::span<const netio::Transport> registered() const {
+        return {transports.data(), static_cast<size_t>(transport_count)};
+    }
+
     /** Whether a transport is registered and wanted; no list and an empty list want every one. */
     bool is_enabled(const NUVNetioAliasList *enabled, KOLS_Transport_ClassId_t classid) const;
 
@@ -58,7 +64,7 @@ public:
 
 private:
     bool register_transports(const NUVNetioAliasList &wanted);
-    bool register_transport(KOLS_Transport_ClassId_t classid);
+    bool register_transport(const NUVNetioTransportClass &its_class);
 
     std::mutex mutex_; // guards what follows
     netio::HeldSnapshot snapshot_;

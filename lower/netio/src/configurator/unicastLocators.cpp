@@ -3,26 +3,19 @@
 
 namespace {
 
-/** What is wanted of the addresses of a snapshot. */
-struct Wish {
-    bool ipv4;
-    bool ipv6;
-
-    bool includes(KOLS_Transport_ClassId_t transport) const {
-        return transport == KOLS_TRANSPORT_CLASSID_UDPv4 ? ipv4 : ipv6;
-    }
-};
-
-bool is_wished(const NUVNetioInterface &interface, const Wish &wish,
-               const netio::AllowedInterfaces &allowed) {
-    return wish.includes(interface.transport) && allowed.admits(interface);
+/** Whether an address is one of a transport that is wanted, and may be used. */
+bool is_wished(const NUVNetioConfigurator &configurator, const NUVNetioAliasList *enabled,
+               const NUVNetioInterface &interface) {
+    return configurator.is_enabled(enabled, interface.transport) &&
+           configurator.allowed.admits(interface);
 }
 
-bool has_other_than_loopback(const NUVNetioInterfaceSnapshot &snapshot, const Wish &wish,
-                             const netio::AllowedInterfaces &allowed) {
+bool has_other_than_loopback(const NUVNetioConfigurator &configurator,
+                             const NUVNetioAliasList *enabled,
+                             const NUVNetioInterfaceSnapshot &snapshot) {
     for (NUV_INT32 i = 0; i < NUVNetioInterfaceSnapshot_getLength(&snapshot); ++i) {
         const NUVNetioInterface *interface = NUVNetioInterfaceSnapshot_get(&snapshot, i);
-        if (interface->isLoopback == 0 && is_wished(*interface, wish, allowed)) {
+        if (interface->isLoopback == 0 && is_wished(configurator, enabled, *interface)) {
             return true;
         }
     }
@@ -44,18 +37,15 @@ NUV_INT32 NUVNetioConfigurator_getUnicastLocators(struct NUVNetioConfigurator *s
                                                   KOLS_Transport_Port_t port, int includeLoopback,
                                                   struct NUVNetioLocator *locatorsOut,
                                                   NUV_INT32 maximum) {
-    const Wish wish{self->is_enabled(enabled, KOLS_TRANSPORT_CLASSID_UDPv4),
-                    self->is_enabled(enabled, KOLS_TRANSPORT_CLASSID_UDPv6)};
     const netio::HeldSnapshot snapshot = self->snapshot();
     const bool with_loopback =
-        includeLoopback != 0 || !has_other_than_loopback(*snapshot.get(), wish, self->allowed);
+        includeLoopback != 0 || !has_other_than_loopback(*self, enabled, *snapshot.get());
     NUV_INT32 length = 0;
-    for (const KOLS_Transport_ClassId_t transport :
-         {KOLS_TRANSPORT_CLASSID_UDPv4, KOLS_TRANSPORT_CLASSID_UDPv6}) {
+    for (const netio::Transport &transport : self->registered()) {
         for (NUV_INT32 i = 0; i < NUVNetioInterfaceSnapshot_getLength(snapshot.get()); ++i) {
             const NUVNetioInterface *interface = NUVNetioInterfaceSnapshot_get(snapshot.get(), i);
-            if (length < maximum && interface->transport == transport &&
-                is_wished(*interface, wish, self->allowed) &&
+            if (length < maximum && interface->transport == transport.classid &&
+                is_wished(*self, enabled, *interface) &&
                 (with_loopback || interface->isLoopback == 0)) {
                 locatorsOut[length++] = make_locator(*interface, port);
             }

@@ -27,10 +27,10 @@ bool is_interface_name(std::string_view text) {
 
 bool read_pattern(std::string_view text, InterfacePattern *out) {
     *out = {KOLS_TRANSPORT_CLASSID_INVALID, {}, {}};
-    for (const KOLS_Transport_ClassId_t transport :
-         {KOLS_TRANSPORT_CLASSID_UDPv4, KOLS_TRANSPORT_CLASSID_UDPv6}) {
-        if (parse_address(text, transport, &out->address)) {
-            out->transport = transport;
+    for (NUV_INT32 i = 0; i < NUV_NETIO_TRANSPORTS_MAX; ++i) {
+        const NUVNetioTransportClass *its_class = NUVNetioTransportClass_get(i);
+        if (parse_address(text, *its_class, &out->address)) {
+            out->transport = its_class->classid;
             return true;
         }
     }
@@ -66,11 +66,12 @@ bool AllowedInterfaces::read(const NUVNetioConfiguratorProperty &property) {
         const char *text = property.allowedInterfaces[count_];
         const std::string_view entry(text, strnlen(text, NUV_NETIO_INTERFACE_PATTERN_SIZE));
         if (!read_pattern(entry, &patterns_[count_])) {
+            char names[NUV_NETIO_TRANSPORTS_STRING_SIZE];
+            NUVNetioTransportClass_listAddressNames(names, sizeof names);
             NETIO_ERROR("allowed interface '%.*s': allowed are the name of an interface (1 to %d "
-                        "characters without '/', ':' and white space) and a numeric IPv4 or IPv6 "
-                        "address",
+                        "characters without '/', ':' and white space) and a numeric %s address",
                         static_cast<int>(entry.size()), entry.data(),
-                        static_cast<int>(sizeof(InterfacePattern::name) - 1));
+                        static_cast<int>(sizeof(InterfacePattern::name) - 1), names);
             return false;
         }
     }

@@ -1,21 +1,11 @@
 // The transports by their names, and lists of these names.
-#include <array>
 #include <cstring>
 #include <string_view>
 
 #include "locator/aliasList.h"
+#include "netio/netio_transport.h"
 
 namespace {
-
-struct Transport {
-    KOLS_Transport_ClassId_t classid;
-    const char *alias;
-};
-
-constexpr std::array TRANSPORTS = {
-    Transport{KOLS_TRANSPORT_CLASSID_UDPv4, "udpv4"},
-    Transport{KOLS_TRANSPORT_CLASSID_UDPv6, "udpv6"},
-};
 
 bool is_alias(std::string_view alias) {
     return !alias.empty() && alias.find(',') == std::string_view::npos;
@@ -55,12 +45,8 @@ int NUVNetioAliasList_add(struct NUVNetioAliasList *list, const char *alias) {
 }
 
 const char *NUVNetioTransport_aliasOfClass(KOLS_Transport_ClassId_t transport) {
-    for (const Transport &known : TRANSPORTS) {
-        if (known.classid == transport) {
-            return known.alias;
-        }
-    }
-    return nullptr;
+    const NUVNetioTransportClass *its_class = NUVNetioTransportClass_find(transport);
+    return its_class != nullptr ? its_class->alias : nullptr;
 }
 
 KOLS_Transport_ClassId_t NUVNetioTransport_classOfAlias(const char *alias) {
@@ -68,9 +54,10 @@ KOLS_Transport_ClassId_t NUVNetioTransport_classOfAlias(const char *alias) {
 }
 
 KOLS_Transport_ClassId_t netio::class_of_alias(std::string_view alias) {
-    for (const Transport &known : TRANSPORTS) {
-        if (alias == known.alias) {
-            return known.classid;
+    for (NUV_INT32 i = 0; i < NUV_NETIO_TRANSPORTS_MAX; ++i) {
+        const NUVNetioTransportClass *known = NUVNetioTransportClass_get(i);
+        if (alias == known->alias) {
+            return known->classid;
         }
     }
     return KOLS_TRANSPORT_CLASSID_INVALID;

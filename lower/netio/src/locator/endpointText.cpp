@@ -5,8 +5,6 @@
 #include <charconv>
 #include <cstring>
 
-#include <arpa/inet.h>
-
 #include "locator/aliasList.h"
 
 namespace netio {
@@ -74,23 +72,15 @@ bool split_endpoint(std::string_view text, EndpointText *out) {
     return true;
 }
 
-bool parse_address(std::string_view text, KOLS_Transport_ClassId_t transport,
+bool parse_address(std::string_view text, const NUVNetioTransportClass &its_class,
                    KOLS_Transport_Address_t *out) {
-    // A copy with a terminator, which inet_pton needs.
-    std::array<char, INET6_ADDRSTRLEN> terminated{};
+    // A copy with a terminator, which the parsers of addresses need.
+    std::array<char, NUV_NETIO_ADDRESS_STRING_SIZE> terminated{};
     if (text.size() >= terminated.size() || text.find('\0') != std::string_view::npos) {
         return false;
     }
     std::memcpy(terminated.data(), text.data(), text.size());
-
-    KOLS_Transport_Address_t address{};
-    const bool is_ipv4 = transport == KOLS_TRANSPORT_CLASSID_UDPv4;
-    NUV_UINT8 *place = address.network_ordered_value + (is_ipv4 ? 12 : 0);
-    if (inet_pton(is_ipv4 ? AF_INET : AF_INET6, terminated.data(), place) != 1) {
-        return false;
-    }
-    *out = address;
-    return true;
+    return its_class.parse(terminated.data(), out) != 0;
 }
 
 } // namespace netio

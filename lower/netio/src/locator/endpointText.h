@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-#include "netio/netio_locator.h"
+#include "netio/netio_transport.h"
 
 namespace netio {
 
@@ -19,8 +19,8 @@ struct EndpointText {
 /** Takes a text apart; false when it has no such parts. The host itself is not looked at. */
 bool split_endpoint(std::string_view text, EndpointText *out);
 
-/** Parses an address without port or brackets. False when it is none of this transport. */
-bool parse_address(std::string_view text, KOLS_Transport_ClassId_t transport,
+/** Parses an address without port or brackets. False when it is none of this class. */
+bool parse_address(std::string_view text, const NUVNetioTransportClass &its_class,
                    KOLS_Transport_Address_t *out);
 
 } // namespace netio

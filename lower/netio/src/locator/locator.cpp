@@ -2,13 +2,9 @@
 #include <cstdio>
 #include <cstring>
 
-#include <arpa/inet.h>
-
-#include "netio/netio_locator.h"
+#include "netio/netio_transport.h"
 
 namespace {
-
-constexpr std::size_t IPV4_OFFSET = 12; // of an IPv4 address within a locator's address
 
 int print_unknown(const NUVNetioLocator &locator, char *text, std::size_t size) {
     char address[2 * sizeof locator.address.network_ordered_value + 1];
@@ -22,19 +18,14 @@ int print_unknown(const NUVNetioLocator &locator, char *text, std::size_t size) 
 }
 
 int print(const NUVNetioLocator &locator, char *text, std::size_t size) {
-    const NUV_UINT8 *bytes = locator.address.network_ordered_value;
-    const int port = static_cast<int>(locator.port);
-    char address[INET6_ADDRSTRLEN];
-    switch (locator.transport) {
-    case KOLS_TRANSPORT_CLASSID_UDPv4:
-        inet_ntop(AF_INET, bytes + IPV4_OFFSET, address, sizeof address);
-        return std::snprintf(text, size, "udpv4://%s:%d", address, port);
-    case KOLS_TRANSPORT_CLASSID_UDPv6:
-        inet_ntop(AF_INET6, bytes, address, sizeof address);
-        return std::snprintf(text, size, "udpv6://[%s]:%d", address, port);
-    default:
+    const NUVNetioTransportClass *its_class = NUVNetioTransportClass_find(locator.transport);
+    if (its_class == nullptr) {
         return print_unknown(locator, text, size);
     }
+    char address[NUV_NETIO_ADDRESS_STRING_SIZE];
+    its_class->toString(&locator.address, address);
+    return std::snprintf(text, size, its_class->isBracketed != 0 ? "%s://[%s]:%d" : "%s://%s:%d",
+                         its_class->alias, address, static_cast<int>(locator.port));
 }
 
 } // namespace
@@ -56,27 +47,16 @@ int NUVNetioLocator_isSame(const struct NUVNetioLocator *left,
                                 0);
 }
 
+int NUVNetioLocator_isPort(KOLS_Transport_Port_t port) {
+    return static_cast<int>(port >= 1 && port <= KOLS_TRANSPORT_PORT_MAX);
+}
+
 int NUVNetioLocator_isMulticast(const struct NUVNetioLocator *locator) {
-    const NUV_UINT8 *bytes = locator->address.network_ordered_value;
-    switch (locator->transport) {
-    case KOLS_TRANSPORT_CLASSID_UDPv4:
-        return static_cast<int>((bytes[IPV4_OFFSET] & 0xF0u) == 0xE0u); // 224.0.0.0/4
-    case KOLS_TRANSPORT_CLASSID_UDPv6:
-        return static_cast<int>(bytes[0] == 0xFFu); // ff00::/8
-    default:
-        return 0;
-    }
+    const NUVNetioTransportClass *its_class = NUVNetioTransportClass_find(locator->transport);
+    return its_class != nullptr ? its_class->isMulticast(&locator->address) : 0;
 }
 
 int NUVNetioLocator_isLoopback(const struct NUVNetioLocator *locator) {
-    const NUV_UINT8 *bytes = locator->address.network_ordered_value;
-    switch (locator->transport) {
-    case KOLS_TRANSPORT_CLASSID_UDPv4:
-        return static_cast<int>(bytes[IPV4_OFFSET] == 127u); // 127.0.0.0/8
-    case KOLS_TRANSPORT_CLASSID_UDPv6:
-        return static_cast<int>(std::memcmp(bytes, &in6addr_loopback, sizeof in6addr_loopback) ==
-                                0);
-    default:
-        return 0;
-    }
+    const NUVNetioTransportClass *its_class = NUVNetioTransportClass_find(locator->transport);
+    return its_class != nullptr ? its_class->isLoopback(&locator->address) : 0;
 }

@@ -1,20 +1,22 @@
 // Numeric locators read from text.
 #include "locator/endpointText.h"
+#include "netio/netio_transport.h"
 
 using netio::EndpointText;
 
 namespace {
 
-bool parse_as(const EndpointText &parts, KOLS_Transport_ClassId_t transport, NUVNetioLocator *out) {
+bool parse_as(const EndpointText &parts, const NUVNetioTransportClass &its_class,
+              NUVNetioLocator *out) {
     const bool wanted =
-        parts.transport == KOLS_TRANSPORT_CLASSID_INVALID || parts.transport == transport;
-    const bool brackets_fit = !parts.bracketed || transport == KOLS_TRANSPORT_CLASSID_UDPv6;
+        parts.transport == KOLS_TRANSPORT_CLASSID_INVALID || parts.transport == its_class.classid;
+    const bool brackets_fit = !parts.bracketed || its_class.isBracketed != 0;
     NUVNetioLocator locator = NUV_NETIO_LOCATOR_INVALID;
     if (!wanted || !brackets_fit ||
-        !netio::parse_address(parts.host, transport, &locator.address)) {
+        !netio::parse_address(parts.host, its_class, &locator.address)) {
         return false;
     }
-    locator.transport = transport;
+    locator.transport = its_class.classid;
     locator.port = parts.port;
     *out = locator;
     return true;
@@ -24,7 +26,11 @@ bool parse_as(const EndpointText &parts, KOLS_Transport_ClassId_t transport, NUV
 
 int NUVNetioLocator_parse(const char *text, struct NUVNetioLocator *out) {
     EndpointText parts;
-    return static_cast<int>(text != nullptr && netio::split_endpoint(text, &parts) &&
-                            (parse_as(parts, KOLS_TRANSPORT_CLASSID_UDPv4, out) ||
-                             parse_as(parts, KOLS_TRANSPORT_CLASSID_UDPv6, out)));
+    bool parsed = false;
+    if (text != nullptr && netio::split_endpoint(text, &parts)) {
+        for (NUV_INT32 i = 0; i < NUV_NETIO_TRANSPORTS_MAX && !parsed; ++i) {
+            parsed = parse_as(parts, *NUVNetioTransportClass_get(i), out);
+        }
+    }
+    return static_cast<int>(parsed);
 }

@@ -120,7 +120,7 @@ bool check_locator(const NUVNetioConfigurator &configurator, const NUVNetioLocat
                     LocatorText(locator).get());
         return false;
     }
-    if (locator.port < 1 || locator.port > KOLS_TRANSPORT_PORT_MAX) {
+    if (NUVNetioLocator_isPort(locator.port) == 0) {
         NETIO_ERROR("cannot receive at %s: allowed ports are 1 to %d", LocatorText(locator).get(),
                     KOLS_TRANSPORT_PORT_MAX);
         return false;
