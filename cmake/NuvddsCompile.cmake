@@ -22,6 +22,16 @@ if(NUVDDS_SANITIZE)
     add_link_options(-fsanitize=${sanitizers})
 endif()
 
+# nuvdds_guide_fuzzing(TARGET)
+#
+# Where there are fuzz targets, TARGET tells them which of its branches an input takes. Other
+# programs link it all the same: the address sanitizer brings what it calls.
+function(nuvdds_guide_fuzzing target)
+    if(NUVDDS_FUZZ)
+        target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+    endif()
+endfunction()
+
 if(NUVDDS_COVERAGE)
     add_compile_options(--coverage -fprofile-update=atomic)
     add_link_options(--coverage)
