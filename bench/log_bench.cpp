@@ -4,11 +4,11 @@
 #include <cstdint>
 
 #include "figures.h"
+#include "infrastructure/dds_log.h"
 #include "log/log_config.h"
 #include "participants.h"
 
-#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
-#include "infrastructure/dds_log.h"
+constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
 namespace {
 

@@ -12,14 +12,11 @@ namespace support {
 namespace {
 
 std::vector<NUV_UINT32 *> allMasks() {
-    std::vector<NUV_UINT32 *> masks = {
-        &OSAPILog_g_instrumentationMask,   &OSAPILog_g_submoduleMask,
-        &REDALog_g_instrumentationMask,    &REDALog_g_submoduleMask,
-        &NETIOLog_g_instrumentationMask,   &NETIOLog_g_submoduleMask,
-        &COMMENDLog_g_instrumentationMask, &COMMENDLog_g_submoduleMask,
-        &PRESLog_g_instrumentationMask,    &PRESLog_g_submoduleMask,
-        &DDSLog_g_instrumentationMask,     &DDSLog_g_submoduleMask,
-    };
+    std::vector<NUV_UINT32 *> masks;
+    for (const NUVLogModuleNode *node = NUVLog_getModules(); node != nullptr; node = node->_next) {
+        masks.push_back(node->module->instrumentationMask);
+        masks.push_back(node->module->submoduleMask);
+    }
     for (NUVLogCategoryMask &mask : NUVLog_g_categoryMask) {
         masks.push_back(&mask);
     }

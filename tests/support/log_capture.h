@@ -22,8 +22,8 @@
 #include <thread>
 #include <vector>
 
+#include "infrastructure/dds_log.h"
 #include "log/log_config.h"
-#include "log/log_module.h"
 
 namespace support {
 

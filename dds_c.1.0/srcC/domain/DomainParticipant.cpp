@@ -10,14 +10,14 @@
 #include "domain/DomainParticipantFactory_internal.h"
 #include "domain/ParticipantLock.h"
 #include "infrastructure/Common_internal.h"
+#include "infrastructure/dds_log.h"
 #include "osapi/osapi_heap.h"
 #include "osapi/osapi_utility.h"
 #include "properties/ParticipantProperties.h"
 #include "qos/QosPolicy_internal.h"
 #include "qos/transportBuiltin.h"
 
-#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
-#include "infrastructure/dds_log.h"
+constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
 namespace {
 
@@ -48,9 +48,31 @@ void on_inconsistent_topic(void *param, struct PRESTopic *topic, struct REDAWork
     }
 }
 
-// The steps of an operation log in its name.
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipantFactory_create_participant"
+namespace creating {
+
+constexpr const char *LOG_METHOD = "DDS_DomainParticipantFactory_create_participant";
+
+bool check_domain_id(DDS_DomainId_t domain_id) {
+    if (domain_id < 0) {
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
+                    "domain_id is %d: allowed are 0 and more", domain_id);
+        return false;
+    }
+    return true;
+}
+
+/** Null when memory runs out. */
+struct DDS_DomainParticipant *allocate() {
+    struct DDS_DomainParticipant *self = nullptr;
+
+    NUVOsapiHeap_allocateStructure(&self, struct DDS_DomainParticipant);
+    if (self == nullptr) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_CREATION_FAILURE_s, "participant");
+        return nullptr;
+    }
+    memset(self, 0, sizeof(*self));
+    return self;
+}
 
 bool copy_qos(struct DDS_DomainParticipant *self, const struct DDS_DomainParticipantQos *qos) {
     if (qos == DDS_PARTICIPANT_QOS_DEFAULT) {
@@ -244,6 +266,8 @@ void warn_of_unused_settings(const struct DDS_DomainParticipant *self, struct RE
     }
 }
 
+} // namespace creating
+
 /** Frees whatever the participant has but its presentation half. */
 void free_participant(struct DDS_DomainParticipant *self) {
     NUVNetioConfigurator_delete(self->configurator);
@@ -255,8 +279,9 @@ void free_participant(struct DDS_DomainParticipant *self) {
     NUVOsapiHeap_freeStructure(self);
 }
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipantFactory_delete_participant"
+namespace deleting {
+
+constexpr const char *LOG_METHOD = "DDS_DomainParticipantFactory_delete_participant";
 
 bool has_active_entryports(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
     struct COMMENDFacade *facade = PRESParticipant_getFacade(self->presentation.participant);
@@ -327,8 +352,7 @@ bool stop_telling(struct DDS_DomainParticipant *self) {
     return false;
 }
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipant_enable"
+} // namespace deleting
 
 DDS_ReturnCode_t enable_presentation(struct DDS_DomainParticipant *self,
                                      struct REDAWorker *worker) {
@@ -375,9 +399,6 @@ DDS_Octet *put_word(DDS_Octet *out, NUV_UINT32 word) {
 
 } // namespace
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipantFactory_create_participant"
-
 struct DDS_DomainParticipant *
 DDS_DomainParticipant_newI(struct DDS_DomainParticipantFactory *factory,
                            const struct DDS_DomainParticipantResourcesI *resources,
@@ -386,19 +407,12 @@ DDS_DomainParticipant_newI(struct DDS_DomainParticipantFactory *factory,
                            DDS_StatusMask mask) {
     static const struct DDS_DomainParticipantQos EMPTY_QOS = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
     CallWorker worker(resources->workerFactory);
-    struct DDS_DomainParticipant *self = nullptr;
+    struct DDS_DomainParticipant *const self =
+        creating::check_domain_id(domain_id) ? creating::allocate() : nullptr;
 
-    if (domain_id < 0) {
-        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
-                    "domain_id is %d: allowed are 0 and more", domain_id);
-        return nullptr;
-    }
-    NUVOsapiHeap_allocateStructure(&self, struct DDS_DomainParticipant);
     if (self == nullptr) {
-        DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_CREATION_FAILURE_s, "participant");
         return nullptr;
     }
-    memset(self, 0, sizeof(*self));
     self->factory = factory;
     self->resources = *resources;
     self->qos = EMPTY_QOS;
@@ -408,35 +422,32 @@ DDS_DomainParticipant_newI(struct DDS_DomainParticipantFactory *factory,
         self->listener = *listener;
     }
 
-    if (!copy_qos(self, qos) || !create_exclusive_areas(self) ||
-        !create_configurator(self, worker.get()) ||
+    if (!creating::copy_qos(self, qos) || !creating::create_exclusive_areas(self) ||
+        !creating::create_configurator(self, worker.get()) ||
         (self->listener.on_locators_changed != nullptr &&
          !NUVNetioRuntime_startCallbacks(resources->runtime))) {
         free_participant(self);
         return nullptr;
     }
-    choose_guid(self);
+    creating::choose_guid(self);
     self->interfaceListener.onInterfacesChanged = DDS_DomainParticipant_on_interfaces_changedI;
     self->interfaceListener.param = self;
     self->retryEvent.onTime = DDS_DomainParticipant_on_retryI;
     self->retryEvent.param = self;
     self->locatorsCallback.onCall = DDS_DomainParticipant_on_locators_changedI;
     self->locatorsCallback.param = self;
-    if (!initialize_presentation(self, mask, worker.get())) {
+    if (!creating::initialize_presentation(self, mask, worker.get())) {
         /* It may have stopped half-way without undoing itself; to finalize is always allowed. */
         (void)DDS_DomainParticipantPresentation_finalize(&self->presentation, worker.get());
         free_participant(self);
         return nullptr;
     }
     if (DDSLog_isEnabled(NUV_LOG_LEVEL_WARNING)) {
-        warn_of_unused_settings(self, worker.get());
+        creating::warn_of_unused_settings(self, worker.get());
     }
     NUVNetioRuntime_addInterfaceListener(self->resources.runtime, &self->interfaceListener);
     return self;
 }
-
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION __func__
 
 int DDS_DomainParticipantResources_isWithinListenerI(
     const struct DDS_DomainParticipantResourcesI *resources) {
@@ -457,7 +468,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_deleteI(struct DDS_DomainParticipant *sel
     if (result != DDS_RETCODE_OK) {
         return result;
     }
-    if (!stop_following(self)) {
+    if (!deleting::stop_following(self)) {
         NUVNetioRuntime_addInterfaceListener(self->resources.runtime, &self->interfaceListener);
         DDS_DomainParticipant_try_again_soonI(self); /* what it missed meanwhile */
         return DDS_RETCODE_ERROR;
@@ -477,8 +488,9 @@ DDS_ReturnCode_t DDS_DomainParticipant_deleteI(struct DDS_DomainParticipant *sel
         self->isEnabled = 0;
         DDS_DomainParticipant_release_indexI(self, worker.get());
     }
-    result = await_closed_entryports(self, worker.get());
-    if (result == DDS_RETCODE_OK && !(stop_telling(self) && stop_trying(self))) {
+    result = deleting::await_closed_entryports(self, worker.get());
+    if (result == DDS_RETCODE_OK &&
+        !(deleting::stop_telling(self) && deleting::stop_trying(self))) {
         result = DDS_RETCODE_TIMEOUT;
     }
     if (result == DDS_RETCODE_OK) {

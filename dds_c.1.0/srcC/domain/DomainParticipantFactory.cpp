@@ -7,11 +7,11 @@
 
 #include "domain/DomainParticipantFactory_internal.h"
 #include "domain/DomainParticipant_internal.h"
+#include "infrastructure/dds_log.h"
 #include "osapi/osapi_heap.h"
 #include "osapi/osapi_process.h"
 
-#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
-#include "infrastructure/dds_log.h"
+constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
 struct DDS_DomainParticipantFactory {
     /** Guards the fields below. Held for the list only, never while a participant is worked on. */

@@ -7,6 +7,7 @@
 #include "domain/DomainParticipant_internal.h"
 #include "domain/domain_internal.h"
 #include "infrastructure/Common_internal.h"
+#include "infrastructure/dds_log.h"
 #include "log/log_config.h"
 #include "osapi/osapi_heap.h"
 #include "osapi/osapi_utility.h"
@@ -15,8 +16,7 @@
 #include "qos/QosPolicy_internal.h"
 #include "reda/reda_string.h"
 
-#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
-#include "infrastructure/dds_log.h"
+constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
 namespace {
 
@@ -51,10 +51,11 @@ DDS_Boolean DDS_DomainParticipantPresentation_is_locator_reachability_disabled(
     return self->_isLocatorReachabilityDisabled != 0 ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE;
 }
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipantPresentation_initialize"
-
 namespace {
+
+namespace initializing {
+
+constexpr const char *LOG_METHOD = "DDS_DomainParticipantPresentation_initialize";
 
 const char *const PROPERTY_MAX_LOCATOR_LIST_SIZE =
     "dds.domain_participant.max_announced_locator_list_size";
@@ -69,17 +70,15 @@ const char *const PROPERTY_DIRECTED_WRITE_SERIALIZATION_KIND =
 constexpr DDS_UnsignedLong SERIALIZATION_KIND_MAX = 2;
 
 /**
- * Prints a message about a property that is out of its range. Deliberately under module id 0,
- * though every other message of this file carries the id of the DDS module.
+ * What prints the messages about a property that is out of its range. Deliberately under module id
+ * 0, though every other message of this file carries the id of the DDS module.
  */
+constexpr NUVLogModule PROPERTY_RANGE_LOG_MODULE = {0, "-", &DDSLog_g_instrumentationMask,
+                                                    &DDSLog_g_submoduleMask};
+
 #define LOG_PROPERTY_RANGE(worker, ...)                                                            \
-    do {                                                                                           \
-        if (DDSLog_isEnabled(NUV_LOG_LEVEL_ERROR) ||                                               \
-            DDSLog_isEnabledForWorker((worker), NUV_LOG_LEVEL_ERROR)) {                            \
-            NUVLogParamString_printWithParams(NUV_LOG_UNNUMBERED, NUV_LOG_LEVEL_ERROR, 0,          \
-                                              __FILE__, __LINE__, DDS_LOG_FUNCTION, __VA_ARGS__);  \
-        }                                                                                          \
-    } while (0)
+    NUVLog_plainText(PROPERTY_RANGE_LOG_MODULE, LOG_SUBMODULE,                                     \
+                     REDAWorker_getActivityContext(worker), NUV_LOG_LEVEL_ERROR, __VA_ARGS__)
 
 bool set_thread_participant_id(struct DDS_DomainParticipantPresentation *self, const char *id) {
     if (NUVOsapiUtility_strcpy(self->_threadParticipantId, THREAD_PARTICIPANT_ID_LENGTH_MAX, id) ==
@@ -102,13 +101,13 @@ bool read_max_locator_list_size(struct DDS_DomainParticipantPresentation *self,
         self->_maxLocatorListSize = atoi(property->value);
     }
     if (self->_maxLocatorListSize < 0) {
-        LOG_PROPERTY_RANGE(worker, "%s: the value of the property '%s' is not valid",
-                           DDS_LOG_FUNCTION, PROPERTY_MAX_LOCATOR_LIST_SIZE);
+        LOG_PROPERTY_RANGE(worker, "%s: the value of the property '%s' is not valid", LOG_METHOD,
+                           PROPERTY_MAX_LOCATOR_LIST_SIZE);
         return false;
     }
     if (self->_maxLocatorListSize > DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX) {
         LOG_PROPERTY_RANGE(worker, "%s: the value of the property '%s' cannot exceed %d",
-                           DDS_LOG_FUNCTION, PROPERTY_MAX_LOCATOR_LIST_SIZE,
+                           LOG_METHOD, PROPERTY_MAX_LOCATOR_LIST_SIZE,
                            DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX);
         return false;
     }
@@ -290,6 +289,8 @@ void undo_initialization(struct DDS_DomainParticipantPresentation *self,
     }
 }
 
+} // namespace initializing
+
 } // namespace
 
 /*
@@ -325,7 +326,7 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_initialize(
 
     self->participant = NULL;
     self->_domainId = domain_id;
-    if (!set_thread_participant_id(self, threadParticipantId)) {
+    if (!initializing::set_thread_participant_id(self, threadParticipantId)) {
         goto done;
     }
     self->_participantIndexSpecified = participant_index_specified;
@@ -333,7 +334,7 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_initialize(
     self->_entryportsReserved = 0;
     self->_isLocatorReachabilityDisabled = 0;
     self->_maxLocatorListSize = DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX;
-    if (!read_max_locator_list_size(self, &qos->property, worker)) {
+    if (!initializing::read_max_locator_list_size(self, &qos->property, worker)) {
         return DDS_RETCODE_ERROR;
     }
 
@@ -345,12 +346,12 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_initialize(
     *participantProperty = PARTICIPANT_PROPERTY_DEFAULT;
     interpreter = &participantProperty->facadeProperty.parent.interpreter;
 
-    set_locator_reachability(self, participantProperty, qos);
-    initialize_cached_policies(self);
-    empty_cached_locators(self);
-    empty_entryports(self);
+    initializing::set_locator_reachability(self, participantProperty, qos);
+    initializing::initialize_cached_policies(self);
+    initializing::empty_cached_locators(self);
+    initializing::empty_entryports(self);
 
-    result = set_product_version(participantProperty);
+    result = initializing::set_product_version(participantProperty);
     if (result != DDS_RETCODE_OK) {
         goto done;
     }
@@ -361,10 +362,10 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_initialize(
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "QoS");
         goto done;
     }
-    if (!read_alignment_enforcement(&qos->property, interpreter)) {
+    if (!initializing::read_alignment_enforcement(&qos->property, interpreter)) {
         goto done;
     }
-    if (!read_log_discovery_mismatch(&qos->property, interpreter, worker)) {
+    if (!initializing::read_log_discovery_mismatch(&qos->property, interpreter, worker)) {
         goto done;
     }
     interpreter->isSpdp2 =
@@ -378,9 +379,11 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_initialize(
         goto done;
     }
     if (security != NULL) {
-        apply_security(participantProperty, security, securityTokens, maxTransformOverheads);
+        initializing::apply_security(participantProperty, security, securityTokens,
+                                     maxTransformOverheads);
     }
-    if (!read_directed_write_serialization_kind(&qos->property, participantProperty)) {
+    if (!initializing::read_directed_write_serialization_kind(&qos->property,
+                                                              participantProperty)) {
         goto done;
     }
 
@@ -392,7 +395,7 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_initialize(
         concurrency->tableEa, concurrency->recordEa, concurrency->remoteObjectsEa, threadListener,
         finalizeListener, participantProperty, listener, listenerMask, security,
         recv_thread_factory, event_thread_factory, asynch_pub_thread_factory, worker);
-    free_property_buffers(participantProperty);
+    initializing::free_property_buffers(participantProperty);
     if (self->participant == NULL) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_CREATION_FAILURE_s, "participant core");
         result = DDS_RETCODE_ERROR;
@@ -405,16 +408,13 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_initialize(
 
 done:
     if (result != DDS_RETCODE_OK) {
-        undo_initialization(self, worker);
+        initializing::undo_initialization(self, worker);
     }
     if (participantProperty != NULL) {
         NUVOsapiHeap_freeStructure(participantProperty);
     }
     return result;
 }
-
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION __func__
 
 DDS_ReturnCode_t DDS_DomainParticipantPresentation_checkShutdownPrecondition(
     struct DDS_DomainParticipantPresentation *self, struct REDAWorker *worker) {
@@ -482,10 +482,11 @@ DDS_DomainParticipantPresentation_finalize(struct DDS_DomainParticipantPresentat
     return DDS_RETCODE_OK;
 }
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipantPresentation_enable"
-
 namespace {
+
+namespace enabling {
+
+constexpr const char *LOG_METHOD = "DDS_DomainParticipantPresentation_enable";
 
 void warn_of_missing_locators(const struct DDS_DomainParticipantPresentation *self) {
     if (self->_cachedDefaultUnicastLocator.count == 0) {
@@ -524,6 +525,8 @@ bool list_transports(struct DDS_DomainParticipantPresentation *self,
     return true;
 }
 
+} // namespace enabling
+
 } // namespace
 
 DDS_ReturnCode_t
@@ -540,9 +543,10 @@ DDS_DomainParticipantPresentation_enable(struct DDS_DomainParticipantPresentatio
     NUVOsapiContext_addAndCacheCategory(worker->_activityContext, &cachedCategory, 0,
                                         NUV_LOG_CATEGORY_ENABLE);
 
-    warn_of_missing_locators(self);
-    if (!list_transports(self, &transportInfoSequence,
-                         qos->resource_limits.transport_info_list_max_length, &result, worker)) {
+    enabling::warn_of_missing_locators(self);
+    if (!enabling::list_transports(self, &transportInfoSequence,
+                                   qos->resource_limits.transport_info_list_max_length, &result,
+                                   worker)) {
         goto done;
     }
     if (!PRESParticipant_enable(
@@ -568,10 +572,11 @@ done:
 /* QoS                                                                                           */
 /* ============================================================================================= */
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipantPresentation_translate_qos"
-
 namespace {
+
+namespace translating {
+
+constexpr const char *LOG_METHOD = "DDS_DomainParticipantPresentation_translate_qos";
 
 const char *const PROPERTY_THREAD_DESTRUCTION_TIMEOUT =
     "dds.domain_participant.asynchronous_publisher_thread_destruction_timeout";
@@ -628,6 +633,8 @@ bool read_thread_destruction_timeout(const struct DDS_PropertyQosPolicy *propert
     return true;
 }
 
+} // namespace translating
+
 } // namespace
 
 DDS_ReturnCode_t DDS_DomainParticipantPresentation_translate_qos(
@@ -642,11 +649,11 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_translate_qos(
         goto done;
     }
     DDS_DomainParticipantQos_to_participant_property(src, dst);
-    if (!stamp_identity(self, dst, participant_guid)) {
+    if (!translating::stamp_identity(self, dst, participant_guid)) {
         goto done;
     }
-    if (!read_thread_destruction_timeout(&src->property,
-                                         &dst->facadeProperty.parent.jobDispatcher)) {
+    if (!translating::read_thread_destruction_timeout(&src->property,
+                                                      &dst->facadeProperty.parent.jobDispatcher)) {
         goto done;
     }
     result = DDS_RETCODE_OK;
@@ -658,9 +665,6 @@ done:
     }
     return result;
 }
-
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION __func__
 
 DDS_ReturnCode_t DDS_DomainParticipantPresentation_cache_irreversible_qos(
     struct DDS_DomainParticipantPresentation *self, const struct DDS_DomainParticipantQos *src) {
@@ -683,9 +687,6 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_cache_irreversible_qos(
     return DDS_RETCODE_OK;
 }
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipantPresentation_get_qos"
-
 namespace {
 
 /** Asks for the limits in their order: user data, property list, property strings. */
@@ -702,6 +703,10 @@ DDS_ReturnCode_t set_up_presentation_qos(const struct DDS_DomainParticipantQos *
     return DDS_DomainParticipantQos_setup_presentation_qosI(
         qos, property, maxLength, maxPropertyLength, maxPropertyStringLength);
 }
+
+namespace getting {
+
+constexpr const char *LOG_METHOD = "DDS_DomainParticipantPresentation_get_qos";
 
 /** Overwrites what the property does not carry back. */
 bool restore_irreversible_qos(const struct DDS_DomainParticipantPresentation *self,
@@ -724,6 +729,8 @@ bool restore_irreversible_qos(const struct DDS_DomainParticipantPresentation *se
     qos->wire_protocol.rtps_reserved_port_mask = self->_cachedReservedPortMask;
     return true;
 }
+
+} // namespace getting
 
 } // namespace
 
@@ -755,7 +762,7 @@ DDS_DomainParticipantPresentation_get_qos(const struct DDS_DomainParticipantPres
         goto done;
     }
     DDS_DomainParticipantQos_from_participant_property(qos, property);
-    if (!restore_irreversible_qos(self, qos)) {
+    if (!getting::restore_irreversible_qos(self, qos)) {
         result = DDS_RETCODE_ERROR;
     }
 
@@ -769,10 +776,11 @@ done:
     return result;
 }
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipantPresentation_set_qos"
-
 namespace {
+
+namespace setting {
+
+constexpr const char *LOG_METHOD = "DDS_DomainParticipantPresentation_set_qos";
 
 /** 0 asks for the running word; any other value must be it. */
 bool keeps(DDS_UnsignedLong requested, NUV_UINT32 running) {
@@ -800,6 +808,8 @@ bool check_immutable_policies(const struct DDS_DomainParticipantPresentation *se
     return true;
 }
 
+} // namespace setting
+
 } // namespace
 
 /* The caches follow only a property change that took effect; a failure to renew them leaves it. */
@@ -813,7 +823,7 @@ DDS_DomainParticipantPresentation_set_qos(struct DDS_DomainParticipantPresentati
     int failReason = PRES_RETCODE_ERROR;
     char partitionNames[PRES_PARTITION_BUFFER_SIZE];
 
-    if (!check_immutable_policies(self, qos, &guid)) {
+    if (!setting::check_immutable_policies(self, qos, &guid)) {
         return DDS_RETCODE_IMMUTABLE_POLICY;
     }
     NUVOsapiHeap_allocateStructure(&participantProperty, struct PRESParticipantProperty);
@@ -850,9 +860,6 @@ done:
     NUVOsapiHeap_freeStructure(participantProperty);
     return result;
 }
-
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION __func__
 
 namespace {
 
@@ -1079,10 +1086,12 @@ void DDS_DomainParticipantPresentation_release_entryport_setI(
     entryportSet->_count = 0;
 }
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipantPresentation_reserve_participant_index_entryports"
-
 namespace {
+
+namespace reserving {
+
+constexpr const char *LOG_METHOD =
+    "DDS_DomainParticipantPresentation_reserve_participant_index_entryports";
 
 /** The working state of one search for a participant index. */
 struct IndexSearch {
@@ -1311,6 +1320,8 @@ DDS_ReturnCode_t search_index(struct DDS_DomainParticipantPresentation *self,
     return DDS_RETCODE_ERROR;
 }
 
+} // namespace reserving
+
 } // namespace
 
 /*
@@ -1321,24 +1332,24 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_reserve_participant_index_ent
     struct DDS_DomainParticipantPresentation *self, DDS_Long *participantIndex_inout,
     struct REDAWorker *worker) {
     DDS_ReturnCode_t result = DDS_RETCODE_ERROR;
-    struct IndexSearch search;
+    struct reserving::IndexSearch search;
 
-    initialize_search(&search, self, *participantIndex_inout);
-    if (!check_gains(self, worker)) {
+    reserving::initialize_search(&search, self, *participantIndex_inout);
+    if (!reserving::check_gains(self, worker)) {
         return DDS_RETCODE_ERROR;
     }
-    if (!compute_multicast_locators(self, &search, worker)) {
+    if (!reserving::compute_multicast_locators(self, &search, worker)) {
         return DDS_RETCODE_ERROR;
     }
-    if (!reserve_multicast_entryports(self, &search, worker)) {
+    if (!reserving::reserve_multicast_entryports(self, &search, worker)) {
         return DDS_RETCODE_ERROR;
     }
     PRESLocatorQosPolicy_copy(
         PRESReducedLocatorQosPolicy_asLocatorPolicy(&self->_cachedMetatrafficMulticastLocator),
         PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&search.metatrafficMulticastLocator));
 
-    choose_index_range(self, &search);
-    result = search_index(self, &search, worker);
+    reserving::choose_index_range(self, &search);
+    result = reserving::search_index(self, &search, worker);
     if (result != DDS_RETCODE_OK) {
         return result;
     }
@@ -1356,9 +1367,6 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_reserve_participant_index_ent
     self->_entryportsReserved = 1;
     return DDS_RETCODE_OK;
 }
-
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION __func__
 
 void DDS_DomainParticipantPresentation_release_participant_index_meta_entryports(
     struct DDS_DomainParticipantPresentation *self, struct REDAWorker *worker) {
@@ -1416,10 +1424,11 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_wait_for_released_entryports(
 /* Locator update                                                                                */
 /* ============================================================================================= */
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipantPresentation_update_participant_locatorsI"
-
 namespace {
+
+namespace updating {
+
+constexpr const char *LOG_METHOD = "DDS_DomainParticipantPresentation_update_participant_locatorsI";
 
 /** The working state of one locator update. */
 struct LocatorUpdate {
@@ -1600,6 +1609,8 @@ void update_default_multicast(struct DDS_DomainParticipantPresentation *self,
         "default multicast entryports", worker);
 }
 
+} // namespace updating
+
 } // namespace
 
 /* Nothing is rolled back: what was updated before a failure stays updated. */
@@ -1608,24 +1619,26 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_update_participant_locatorsI(
     int actual_participant_index, struct REDAWorker *worker) {
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
     int failReason = 0;
-    struct LocatorUpdate update;
+    struct updating::LocatorUpdate update;
     struct DDS_DomainParticipantQos participantQos = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
     char partitionNames[PRES_PARTITION_BUFFER_SIZE];
 
-    if (!read_current_property(self, participant, &participantQos, &update.property, partitionNames,
-                               &result, worker)) {
+    if (!updating::read_current_property(self, participant, &participantQos, &update.property,
+                                         partitionNames, &result, worker)) {
         goto done;
     }
-    if (!update_default_unicast(self, &update, actual_participant_index, &result, worker)) {
+    if (!updating::update_default_unicast(self, &update, actual_participant_index, &result,
+                                          worker)) {
         goto done;
     }
-    if (!update_metatraffic_unicast(self, &update, actual_participant_index, &result, worker)) {
+    if (!updating::update_metatraffic_unicast(self, &update, actual_participant_index, &result,
+                                              worker)) {
         goto done;
     }
-    if (!update_metatraffic_multicast(self, &update, worker)) {
+    if (!updating::update_metatraffic_multicast(self, &update, worker)) {
         goto done;
     }
-    update_default_multicast(self, &update, worker);
+    updating::update_default_multicast(self, &update, worker);
     if (!PRESParticipant_setProperty(self->participant, &failReason, &update.property, worker)) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "participant QoS");
         result = DDS_ReturnCode_from_presentation_return_codeI(failReason);
@@ -1640,9 +1653,6 @@ done:
     }
     return result;
 }
-
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION __func__
 
 /* ============================================================================================= */
 /* What the enclosing participant needs of the record                                            */

@@ -7,10 +7,10 @@
 #include "domain/DomainParticipant_ports.h"
 #include "domain/ParticipantLock.h"
 #include "infrastructure/Locator_internal.h"
+#include "infrastructure/dds_log.h"
 #include "osapi/osapi_utility.h"
 
-#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
-#include "infrastructure/dds_log.h"
+constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
 namespace {
 
@@ -46,8 +46,9 @@ DDS_ReturnCode_t gain_index(struct DDS_DomainParticipant *self, struct REDAWorke
     return result;
 }
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipant_update_locators"
+namespace updating {
+
+constexpr const char *LOG_METHOD = "DDS_DomainParticipant_update_locators";
 
 /** The update's own lines say what could not be set; this one says why, and what comes of it. */
 void report_incomplete(const struct DDS_DomainParticipant *self, DDS_ReturnCode_t result) {
@@ -68,8 +69,7 @@ void report_incomplete(const struct DDS_DomainParticipant *self, DDS_ReturnCode_
                 self->domainId, reason);
 }
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION __func__
+} // namespace updating
 
 /** Updates the locators of a participant that has its index. */
 Outcome update_with_index(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
@@ -88,7 +88,7 @@ Outcome update_with_index(struct DDS_DomainParticipant *self, struct REDAWorker 
         isComplete && result == DDS_RETCODE_OK &&
         DDS_DomainParticipantPresentation_are_locators_servedI(&self->presentation, worker);
     if (!isComplete) {
-        report_incomplete(self, result);
+        updating::report_incomplete(self, result);
     }
     return {result, isComplete};
 }
@@ -191,8 +191,9 @@ void try_again(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
     }
 }
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipant_get_locators"
+namespace getting {
+
+constexpr const char *LOG_METHOD = "DDS_DomainParticipant_get_locators";
 
 /** Copies locators out, if the participant is enabled and so has any. */
 DDS_ReturnCode_t get_locators(struct DDS_DomainParticipant *self,
@@ -218,10 +219,9 @@ DDS_ReturnCode_t get_locators(struct DDS_DomainParticipant *self,
     return DDS_RETCODE_OK;
 }
 
-} // namespace
+} // namespace getting
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION __func__
+} // namespace
 
 void DDS_DomainParticipant_on_interfaces_changedI(void *param, struct REDAWorker *worker) {
     (void)update_locators(static_cast<struct DDS_DomainParticipant *>(param), worker);
@@ -269,7 +269,7 @@ DDS_DomainParticipant_get_default_unicast_locators(DDS_DomainParticipant *self,
     if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    return get_locators(self, DDS_DEFAULT_UNICAST_LOCATORS, locators);
+    return getting::get_locators(self, DDS_DEFAULT_UNICAST_LOCATORS, locators);
 }
 
 DDS_ReturnCode_t
@@ -278,7 +278,7 @@ DDS_DomainParticipant_get_default_multicast_locators(DDS_DomainParticipant *self
     if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    return get_locators(self, DDS_DEFAULT_MULTICAST_LOCATORS, locators);
+    return getting::get_locators(self, DDS_DEFAULT_MULTICAST_LOCATORS, locators);
 }
 
 DDS_ReturnCode_t
@@ -287,7 +287,7 @@ DDS_DomainParticipant_get_metatraffic_unicast_locators(DDS_DomainParticipant *se
     if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    return get_locators(self, DDS_METATRAFFIC_UNICAST_LOCATORS, locators);
+    return getting::get_locators(self, DDS_METATRAFFIC_UNICAST_LOCATORS, locators);
 }
 
 DDS_ReturnCode_t
@@ -296,5 +296,5 @@ DDS_DomainParticipant_get_metatraffic_multicast_locators(DDS_DomainParticipant *
     if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    return get_locators(self, DDS_METATRAFFIC_MULTICAST_LOCATORS, locators);
+    return getting::get_locators(self, DDS_METATRAFFIC_MULTICAST_LOCATORS, locators);
 }

@@ -3,9 +3,9 @@
 #include <span>
 
 #include "domain/DomainParticipant_ports.h"
-
-#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
 #include "infrastructure/dds_log.h"
+
+constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
 namespace {
 
@@ -46,8 +46,9 @@ bool keep_ports_of(struct DDS_DomainParticipant *self,
     return true;
 }
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipant_enable"
+namespace enabling {
+
+constexpr const char *LOG_METHOD = "DDS_DomainParticipant_enable";
 
 void report_no_index(const struct DDS_DomainParticipant *self) {
     struct NUVNetioFailure failure;
@@ -60,13 +61,16 @@ void report_no_index(const struct DDS_DomainParticipant *self) {
     }
 }
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION __func__
+void report_no_locator() {
+    DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_FAILED_TO_ENABLE_TEMPLATE,
+                "the property dds.domain_participant.max_announced_locator_list_size is 0, "
+                "which leaves the participant no locator: allowed are 1 to %d",
+                DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX);
+}
+
+} // namespace enabling
 
 } // namespace
-
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipant_enable"
 
 int DDS_DomainParticipant_keep_portsI(struct DDS_DomainParticipant *self,
                                       struct REDAWorker *worker) {
@@ -100,21 +104,15 @@ DDS_ReturnCode_t DDS_DomainParticipant_reserve_indexI(struct DDS_DomainParticipa
     if (result == DDS_RETCODE_OK) {
         self->participantIndex = participantIndex;
     } else if (result != DDS_RETCODE_NO_DATA) {
-        report_no_index(self);
+        enabling::report_no_index(self);
     } else {
         if (DDS_DomainParticipantPresentation_get_max_locator_list_size(&self->presentation) > 0) {
             return DDS_RETCODE_OK;
         }
-        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_FAILED_TO_ENABLE_TEMPLATE,
-                    "the property dds.domain_participant.max_announced_locator_list_size is 0, "
-                    "which leaves the participant no locator: allowed are 1 to %d",
-                    DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX);
+        enabling::report_no_locator();
     }
     return result;
 }
-
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION __func__
 
 TrialPorts::TrialPorts(struct DDS_DomainParticipant *participant, struct REDAWorker *callWorker)
     : self(participant), worker(callWorker) {}

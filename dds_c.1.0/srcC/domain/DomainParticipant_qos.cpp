@@ -8,10 +8,10 @@
 #include "domain/DomainParticipantFactory_internal.h"
 #include "domain/ParticipantLock.h"
 #include "infrastructure/Common_internal.h"
+#include "infrastructure/dds_log.h"
 #include "properties/ParticipantProperties.h"
 
-#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
-#include "infrastructure/dds_log.h"
+constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
 namespace {
 
@@ -24,8 +24,9 @@ bool has_variable_parts_of(const struct DDS_DomainParticipantQos *qos,
            DDS_PartitionQosPolicy_is_equal(&qos->partition, &running->partition);
 }
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipant_set_qos"
+namespace setting {
+
+constexpr const char *LOG_METHOD = "DDS_DomainParticipant_set_qos";
 
 /** Refuses a change of what is fixed at creation, where the presentation half does not. */
 bool check_fixed_policies(const struct DDS_DomainParticipantQos *running,
@@ -93,8 +94,7 @@ bool check_fixed_properties(const struct DDS_PropertyQosPolicy *left,
     return true;
 }
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION __func__
+} // namespace setting
 
 } // namespace
 
@@ -145,9 +145,9 @@ DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
     CallWorker worker(self->resources.workerFactory);
     const ParticipantLock lock(self, worker.get());
 
-    if (!check_fixed_policies(&self->qos, qos) ||
-        !check_fixed_properties(&qos->property, &self->qos.property) ||
-        !check_fixed_properties(&self->qos.property, &qos->property)) {
+    if (!setting::check_fixed_policies(&self->qos, qos) ||
+        !setting::check_fixed_properties(&qos->property, &self->qos.property) ||
+        !setting::check_fixed_properties(&self->qos.property, &qos->property)) {
         return DDS_RETCODE_IMMUTABLE_POLICY;
     }
     if (DDS_DomainParticipantQos_copy(&copy, qos) == nullptr) {

@@ -1,8 +1,8 @@
 // The operations of each sequence type.
+#include "infrastructure/dds_log.h"
 #include "qos/value_fields.h"
 
-#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_INFRASTRUCTURE
-#include "infrastructure/dds_log.h"
+constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_INFRASTRUCTURE;
 
 using dds::value::to_boolean;
 

@@ -1,8 +1,8 @@
 // Strings that the library owns.
+#include "infrastructure/dds_log.h"
 #include "qos/value_fields.h"
 
-#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_INFRASTRUCTURE
-#include "infrastructure/dds_log.h"
+constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_INFRASTRUCTURE;
 
 char *DDS_String_alloc(size_t length) {
     char *text = nullptr;

@@ -1,85 +1,77 @@
 /**
  * @file dds_log.h
- * @brief Logging of the DDS layer: one line a message.
+ * @brief Logging of the DDS layer: its module, its templates, and its macros, one line a message.
  *
- * A source file says which submodule it belongs to before it includes this header:
- * `#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_INFRASTRUCTURE`. A message carries the name of the
- * function that prints it; a file whose operations are split into steps defines DDS_LOG_FUNCTION as
- * the operation's name ahead of the steps. Each macro tests the masks first; the arguments of a
- * message that is not wanted are not evaluated.
+ * A source says which submodule it belongs to, in a constant of its own:
+ * `constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_INFRASTRUCTURE;`. The steps of an
+ * operation log in its name by a LOG_METHOD, as log_print.h describes it. Each macro asks first
+ * whether the message is wanted; the arguments of one that is not are not evaluated.
  */
 #ifndef INFRASTRUCTURE_DDS_LOG_H
 #define INFRASTRUCTURE_DDS_LOG_H
 
-#include "log/log_message.h"
-#include "log/log_module.h"
+#include "log/log_print.h"
+#include "reda/reda_worker.h"
 
-#ifndef DDS_LOG_SUBMODULE
-#error "define DDS_LOG_SUBMODULE before including this header"
-#endif
+/** The id that messages of this layer carry. */
+#define NUV_LOG_MODULE_DDS 0xF0000u
 
-#ifndef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION __func__
-#endif
+/** Submodule bits. */
+#define DDS_LOG_SUBMODULE_INFRASTRUCTURE 4u
+#define DDS_LOG_SUBMODULE_DOMAIN 8u
+
+extern "C" NUV_UINT32 DDSLog_g_instrumentationMask;
+extern "C" NUV_UINT32 DDSLog_g_submoduleMask;
+
+/** This layer as a module of the log. */
+constexpr NUVLogModule DDS_LOG_MODULE = {NUV_LOG_MODULE_DDS, "DDS", &DDSLog_g_instrumentationMask,
+                                         &DDSLog_g_submoduleMask};
+
+/** A template that only this layer prints: its name, and the printf format of its arguments. */
+#define DDS_LOG_TEMPLATE(name, format) inline constexpr NUVLogMessageTemplate name = {#name, format}
+
+/* The suffix names the arguments: s string, d integer. */
+DDS_LOG_TEMPLATE(DDS_LOG_COPY_FAILURE_s, "cannot copy %s");
+DDS_LOG_TEMPLATE(DDS_LOG_FINALIZE_FAILURE_s, "cannot finalize %s");
+DDS_LOG_TEMPLATE(DDS_LOG_GET_FAILURE_s, "cannot get %s");
+DDS_LOG_TEMPLATE(DDS_LOG_GET_TRANSPORT_INFO, "cannot get the transport information");
+DDS_LOG_TEMPLATE(DDS_LOG_GET_TRANSPORT_INFO_SIZE_ZERO,
+                 "no transport information is announced: transport_info_list_max_length is 0");
+DDS_LOG_TEMPLATE(DDS_LOG_IMMUTABLE_POLICY_s, "immutable policy: %s");
+DDS_LOG_TEMPLATE(DDS_LOG_INCONSISTENT_PROPERTY_sss, "%s: inconsistent property %s: %s");
+DDS_LOG_TEMPLATE(DDS_LOG_MULTICAST_TRANSPORT_LOCATORS, "cannot compute the multicast locators");
+DDS_LOG_TEMPLATE(DDS_LOG_NO_DEFAULT_UNICAST_TRANSPORT_LOCATORS,
+                 "the participant has no unicast locator for user traffic");
+DDS_LOG_TEMPLATE(DDS_LOG_NO_DISCOVERY_TRANSPORT_LOCATORS,
+                 "the participant has no locator for discovery traffic");
+DDS_LOG_TEMPLATE(DDS_LOG_OUT_OF_RESOURCES_s, "out of resources: %s");
+DDS_LOG_TEMPLATE(DDS_LOG_SET_FAILURE_s, "cannot set %s");
+DDS_LOG_TEMPLATE(DDS_LOG_UNICAST_TRANSPORT_LOCATORS, "cannot compute the unicast locators");
+DDS_LOG_TEMPLATE(NUV_OSAPI_MEMORY_LOG_OUT_OF_HEAP_STRUCT_d,
+                 "out of memory for a structure of %d bytes");
 
 /** True when the masks let a message of this level out of this source file. */
 #define DDSLog_isEnabled(level)                                                                    \
-    (NUVLog_isEnabled(&DDSLog_g_instrumentationMask, &DDSLog_g_submoduleMask, (level),             \
-                      DDS_LOG_SUBMODULE) != 0)
-
-/** True when messages of this level are wanted for what the worker does now; it may be null. */
-#define DDSLog_isEnabledForWorker(worker, level)                                                   \
-    ((worker) != nullptr && NUVLog_isEnabledForContext((worker)->_activityContext, (level)) != 0)
+    (NUVLog_isWanted(&DDS_LOG_MODULE, LOG_SUBMODULE, nullptr, level) != 0)
 
 /** Prints a template with its arguments. */
 #define DDSLog_message(level, TEMPLATE, ...)                                                       \
-    do {                                                                                           \
-        if (DDSLog_isEnabled(level)) {                                                             \
-            NUVLogMessage_printWithParams(NUV_LOG_UNNUMBERED, (level), NUV_LOG_MODULE_DDS,         \
-                                          __FILE__, __LINE__, DDS_LOG_FUNCTION,                    \
-                                          &(TEMPLATE)__VA_OPT__(, ) __VA_ARGS__);                  \
-        }                                                                                          \
-    } while (0)
+    NUVLog_message(DDS_LOG_MODULE, LOG_SUBMODULE, nullptr, level,                                  \
+                   TEMPLATE __VA_OPT__(, ) __VA_ARGS__)
 
 /** Prints a template with a printf-style format (a literal) and its arguments. */
 #define DDSLog_text(level, TEMPLATE, ...)                                                          \
-    do {                                                                                           \
-        if (DDSLog_isEnabled(level)) {                                                             \
-            NUVLogMessageParamString_printWithParams(NUV_LOG_UNNUMBERED, (level),                  \
-                                                     NUV_LOG_MODULE_DDS, __FILE__, __LINE__,       \
-                                                     DDS_LOG_FUNCTION, &(TEMPLATE), __VA_ARGS__);  \
-        }                                                                                          \
-    } while (0)
+    NUVLog_text(DDS_LOG_MODULE, LOG_SUBMODULE, nullptr, level, TEMPLATE, __VA_ARGS__)
 
 /** As DDSLog_text; prints also where the masks forbid it but the worker's activity asks for it. */
 #define DDSLog_textForWorker(worker, level, TEMPLATE, ...)                                         \
-    do {                                                                                           \
-        if (DDSLog_isEnabled(level) || DDSLog_isEnabledForWorker(worker, level)) {                 \
-            NUVLogMessageParamString_printWithParams(NUV_LOG_UNNUMBERED, (level),                  \
-                                                     NUV_LOG_MODULE_DDS, __FILE__, __LINE__,       \
-                                                     DDS_LOG_FUNCTION, &(TEMPLATE), __VA_ARGS__);  \
-        }                                                                                          \
-    } while (0)
+    NUVLog_text(DDS_LOG_MODULE, LOG_SUBMODULE, REDAWorker_getActivityContext(worker), level,       \
+                TEMPLATE, __VA_ARGS__)
 
 /** Reports a failed precondition; @p text is the expression in quotes of its own. */
-#define DDSLog_precondition(text)                                                                  \
-    DDSLog_reportPrecondition(DDS_LOG_SUBMODULE, __FILE__, __LINE__, DDS_LOG_FUNCTION, (text))
+#define DDSLog_precondition(text) NUVLog_precondition(DDS_LOG_MODULE, LOG_SUBMODULE, nullptr, text)
 
 /** An expression: true when the pointer is null, which it then reports as a failed precondition. */
-#define DDSLog_isNull(pointer)                                                                     \
-    ((pointer) == nullptr && (DDSLog_precondition("\"" #pointer " == ((void *)0)\""), true))
-
-static inline void DDSLog_reportPrecondition(NUV_UINT32 submodule, const char *file, int line,
-                                             const char *function, const char *text) {
-    if (NUVLog_isEnabled(&DDSLog_g_instrumentationMask, &DDSLog_g_submoduleMask,
-                         NUV_LOG_LEVEL_FATAL, submodule)) {
-        NUVLogMessage_printWithParams(NUV_LOG_UNNUMBERED, NUV_LOG_LEVEL_FATAL, NUV_LOG_MODULE_DDS,
-                                      file, line, function, &NUV_LOG_PRECONDITION_FAILURE_s, text);
-    }
-    if (NUVLog_g_detectPrecondition) {
-        NUVLog_g_preconditionDetected = 1;
-    }
-    NUVLog_onAssertBreakpoint();
-}
+#define DDSLog_isNull(pointer) NUVLog_isNull(DDS_LOG_MODULE, LOG_SUBMODULE, nullptr, pointer)
 
 #endif

@@ -4,11 +4,10 @@
 #include <string.h>
 
 #include "domain/domain_internal.h"
+#include "infrastructure/dds_log.h"
 #include "reda/reda_string.h"
 
-#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
-#define DDS_LOG_FUNCTION "DDS_DomainParticipantFactory_create_participant"
-#include "infrastructure/dds_log.h"
+constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
 namespace {
 
@@ -54,6 +53,10 @@ const KnownProperty *find_known(const char *name) {
     }
     return nullptr;
 }
+
+namespace checking {
+
+constexpr const char *LOG_METHOD = "DDS_DomainParticipantFactory_create_participant";
 
 bool check_boolean(const DDS_Property_t &property) {
     int boolean = 0;
@@ -111,6 +114,14 @@ bool check_value(const DDS_Property_t &property, const KnownProperty &known) {
     return true;
 }
 
+void warn_of_unknown(const DDS_Property_t &property) {
+    DDSLog_text(NUV_LOG_LEVEL_WARNING, NUV_LOG_INCONSISTENT_QOS_TEMPLATE,
+                "property %.128s is passed over: nobody knows a property of this name",
+                property.name);
+}
+
+} // namespace checking
+
 } // namespace
 
 bool is_read_at_creation(const struct DDS_Property_t *property) {
@@ -127,10 +138,8 @@ bool check_participant_properties(const struct DDS_PropertyQosPolicy *properties
         const KnownProperty *const known = find_known(property.name);
 
         if (known == nullptr) {
-            DDSLog_text(NUV_LOG_LEVEL_WARNING, NUV_LOG_INCONSISTENT_QOS_TEMPLATE,
-                        "property %.128s is passed over: nobody knows a property of this name",
-                        property.name);
-        } else if (!check_value(property, *known)) {
+            checking::warn_of_unknown(property);
+        } else if (!checking::check_value(property, *known)) {
             return false;
         }
     }

@@ -1,22 +1,18 @@
 // Operations on single properties of a property policy, by name.
 #include "properties/PropertyQosPolicyHelper_internal.h"
 
+#include "infrastructure/dds_log.h"
 #include "qos/value_fields.h"
 #include "reda/reda_string.h"
 
-#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_INFRASTRUCTURE
-#include "infrastructure/dds_log.h"
+constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_INFRASTRUCTURE;
 
 using dds::value::to_boolean;
 
 namespace {
 
-// The check below logs in the name of the operation that it is a step of.
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION function
-
 /** Whether a policy may have a property of this name with this mark. */
-bool check(const char *function, const char *name, DDS_Boolean propagate) {
+bool check(const char *LOG_METHOD, const char *name, DDS_Boolean propagate) {
     if (name[0] == '\0') {
         DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
                     "name is empty: allowed is the name of a property");
@@ -29,9 +25,6 @@ bool check(const char *function, const char *name, DDS_Boolean propagate) {
     }
     return true;
 }
-
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION __func__
 
 /** False when memory runs out. */
 bool append(DDS_PropertyQosPolicy &policy, const char *name, const char *value,

@@ -1,9 +1,9 @@
 // The operations of a participant's QoS as a whole.
+#include "infrastructure/dds_log.h"
 #include "qos/QosPolicy_internal.h"
 #include "qos/value_fields.h"
 
-#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
-#include "infrastructure/dds_log.h"
+constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
 using dds::value::to_boolean;
 

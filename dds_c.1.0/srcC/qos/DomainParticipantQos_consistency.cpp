@@ -1,18 +1,21 @@
 // Whether a participant may have a QoS, and the message that says why not.
+#include "infrastructure/dds_log.h"
 #include "netio/netio_locator.h"
 #include "netio/netio_transport.h"
 #include "pres/pres_locatorPolicy.h"
 #include "qos/transportBuiltin.h"
 #include "qos/value_fields.h"
 
-#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
-#define DDS_LOG_FUNCTION "DDS_DomainParticipantQos_is_consistent"
-#include "infrastructure/dds_log.h"
+constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
 /** Says in one line what is wrong with a setting; of a text, 128 characters are shown. */
 #define REPORT(...) DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_INCONSISTENT_QOS_TEMPLATE, __VA_ARGS__)
 
 namespace {
+
+namespace checking {
+
+constexpr const char *LOG_METHOD = "DDS_DomainParticipantQos_is_consistent";
 
 constexpr DDS_Long UNLIMITED = 0x7FFFFFFF;
 
@@ -299,6 +302,8 @@ bool check(const DDS_PartitionQosPolicy &policy) {
     return true;
 }
 
+} // namespace checking
+
 } // namespace
 
 DDS_Boolean DDS_DomainParticipantQos_is_consistent(const DDS_DomainParticipantQos *self) {
@@ -306,18 +311,21 @@ DDS_Boolean DDS_DomainParticipantQos_is_consistent(const DDS_DomainParticipantQo
         return DDS_BOOLEAN_FALSE;
     }
     return dds::value::to_boolean(
-        check(self->resource_limits) &&
-        check_limit("user_data.value", self->user_data.value._length, "octets",
-                    "resource_limits.participant_user_data_max_length",
-                    self->resource_limits.participant_user_data_max_length) &&
-        check_boolean("entity_factory.autoenable_created_entities",
-                      self->entity_factory.autoenable_created_entities) &&
-        check(self->wire_protocol) && check(self->transport_builtin) &&
-        check(self->default_unicast) && check(self->multicast_mapping) && check(self->discovery) &&
-        check_enabled_transports("discovery.enabled_transports", self->discovery.enabled_transports,
-                                 self->transport_builtin.mask) &&
-        check(self->discovery_config) && check(self->property, self->resource_limits) &&
-        check_name("participant_name.name", self->participant_name.name) &&
-        check_name("participant_name.role_name", self->participant_name.role_name) &&
-        check(self->partition));
+        checking::check(self->resource_limits) &&
+        checking::check_limit("user_data.value", self->user_data.value._length, "octets",
+                              "resource_limits.participant_user_data_max_length",
+                              self->resource_limits.participant_user_data_max_length) &&
+        checking::check_boolean("entity_factory.autoenable_created_entities",
+                                self->entity_factory.autoenable_created_entities) &&
+        checking::check(self->wire_protocol) && checking::check(self->transport_builtin) &&
+        checking::check(self->default_unicast) && checking::check(self->multicast_mapping) &&
+        checking::check(self->discovery) &&
+        checking::check_enabled_transports("discovery.enabled_transports",
+                                           self->discovery.enabled_transports,
+                                           self->transport_builtin.mask) &&
+        checking::check(self->discovery_config) &&
+        checking::check(self->property, self->resource_limits) &&
+        checking::check_name("participant_name.name", self->participant_name.name) &&
+        checking::check_name("participant_name.role_name", self->participant_name.role_name) &&
+        checking::check(self->partition));
 }

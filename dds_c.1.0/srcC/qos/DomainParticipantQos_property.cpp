@@ -1,18 +1,19 @@
 // A participant's QoS put into the property of the presentation participant, and read back.
 #include "infrastructure/Common_internal.h"
+#include "infrastructure/dds_log.h"
 #include "osapi/osapi_utility.h"
 #include "qos/DomainParticipantQos_internal.h"
 #include "qos/value_fields.h"
 
-#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_DOMAIN
-#include "infrastructure/dds_log.h"
+constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
 /* ---- To a property -------------------------------------------------------------------------- */
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipantQos_to_participant_property"
-
 namespace {
+
+namespace putting {
+
+constexpr const char *LOG_METHOD = "DDS_DomainParticipantQos_to_participant_property";
 
 bool put_property_list(const DDS_PropertySeq &src, PRESPropertySequence &dst) {
     dst = {0, 0, nullptr};
@@ -82,6 +83,8 @@ void put_resource_limits(const DDS_DomainParticipantResourceLimitsQosPolicy &src
     dst.propertyStringMaxLength = src.participant_property_string_max_length;
 }
 
+} // namespace putting
+
 } // namespace
 
 DDS_ReturnCode_t
@@ -91,7 +94,7 @@ DDS_DomainParticipantQos_to_participant_property(const DDS_DomainParticipantQos 
         return DDS_RETCODE_BAD_PARAMETER;
     }
     PRESParticipantParameter &parameter = dst->parameter;
-    put_user_data(src->user_data.value, parameter.userData);
+    putting::put_user_data(src->user_data.value, parameter.userData);
     parameter.autoenableCreatedEntities = src->entity_factory.autoenable_created_entities;
     parameter.participantIndex = src->wire_protocol.participant_id;
     parameter.requestedHostId = src->wire_protocol.rtps_host_id;
@@ -101,15 +104,17 @@ DDS_DomainParticipantQos_to_participant_property(const DDS_DomainParticipantQos 
     DDS_Duration_to_ntp_time(&src->discovery_config.locator_reachability_lease_duration,
                              &parameter.reachabilityLeaseDuration);
     parameter.builtinDiscoveryPlugins = src->discovery_config.builtin_discovery_plugins;
-    put_resource_limits(src->resource_limits, parameter.resourceLimits);
+    putting::put_resource_limits(src->resource_limits, parameter.resourceLimits);
 
     PRESEntityNameQosPolicy &names = parameter.entityName;
-    const bool is_name_put =
-        put_name("participant_name.name", src->participant_name.name, names.hasName, names.name);
-    const bool is_role_put = put_name("participant_name.role_name", src->participant_name.role_name,
-                                      names.hasRoleName, names.roleName);
-    const bool is_partition_put = put_partition(src->partition.name, parameter.partitionQosPolicy);
-    if (!put_property_list(src->property.value, parameter.propertyList.data)) {
+    const bool is_name_put = putting::put_name("participant_name.name", src->participant_name.name,
+                                               names.hasName, names.name);
+    const bool is_role_put =
+        putting::put_name("participant_name.role_name", src->participant_name.role_name,
+                          names.hasRoleName, names.roleName);
+    const bool is_partition_put =
+        putting::put_partition(src->partition.name, parameter.partitionQosPolicy);
+    if (!putting::put_property_list(src->property.value, parameter.propertyList.data)) {
         return DDS_RETCODE_OUT_OF_RESOURCES;
     }
     return is_name_put && is_role_put && is_partition_put ? DDS_RETCODE_OK
@@ -118,13 +123,10 @@ DDS_DomainParticipantQos_to_participant_property(const DDS_DomainParticipantQos 
 
 /* ---- From a property ------------------------------------------------------------------------ */
 
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION "DDS_DomainParticipantQos_from_participant_property"
-
 namespace {
 
 /** Says that a policy could not be copied. */
-bool report(bool is_copied, const char *policy) {
+bool report(const char *LOG_METHOD, bool is_copied, const char *policy) {
     if (!is_copied) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, policy);
     }
@@ -225,20 +227,18 @@ DDS_DomainParticipantQos_from_participant_property(DDS_DomainParticipantQos *qos
     qos->discovery_config.builtin_discovery_plugins = parameter.builtinDiscoveryPlugins;
     take_resource_limits(qos->resource_limits, parameter.resourceLimits);
 
-    bool is_copied = report(take_user_data(qos->user_data.value, parameter.userData), "user_data");
-    is_copied &=
-        report(take_property_list(qos->property.value, parameter.propertyList.data), "property");
-    is_copied &=
-        report(take_partition(qos->partition.name, parameter.partitionQosPolicy), "partition");
-    is_copied &=
-        report(take_names(qos->participant_name, parameter.entityName), "participant_name");
+    bool is_copied =
+        report(__func__, take_user_data(qos->user_data.value, parameter.userData), "user_data");
+    is_copied &= report(
+        __func__, take_property_list(qos->property.value, parameter.propertyList.data), "property");
+    is_copied &= report(__func__, take_partition(qos->partition.name, parameter.partitionQosPolicy),
+                        "partition");
+    is_copied &= report(__func__, take_names(qos->participant_name, parameter.entityName),
+                        "participant_name");
     return is_copied ? DDS_RETCODE_OK : DDS_RETCODE_OUT_OF_RESOURCES;
 }
 
 /* ---- Buffers to read a property into -------------------------------------------------------- */
-
-#undef DDS_LOG_FUNCTION
-#define DDS_LOG_FUNCTION __func__
 
 DDS_ReturnCode_t DDS_DomainParticipantQos_setup_presentation_qosI(
     const DDS_DomainParticipantQos * /*qos*/, PRESParticipantProperty *property, DDS_Long maxLength,

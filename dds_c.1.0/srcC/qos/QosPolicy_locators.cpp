@@ -1,18 +1,20 @@
 // The locators and ports that the policies of a participant ask for.
 #include <algorithm>
 
+#include "infrastructure/dds_log.h"
 #include "netio/netio_configurator.h"
 #include "qos/QosPolicy_internal.h"
 #include "qos/value_fields.h"
 
-#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_INFRASTRUCTURE
-#include "infrastructure/dds_log.h"
+constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_INFRASTRUCTURE;
 
 namespace {
 
+/* These checks are steps of several operations, which say in whose name a line is. */
+
 /** The aliases that a setting names; none stands for every transport. */
-bool read_aliases(const DDS_StringSeq &transports, const char *setting, NUVNetioAliasList &out,
-                  REDAWorker *worker) {
+bool read_aliases(const char *LOG_METHOD, const DDS_StringSeq &transports, const char *setting,
+                  NUVNetioAliasList &out, REDAWorker *worker) {
     out = {};
     for (DDS_Long i = 0; i < transports._length; ++i) {
         const char *alias = transports._buffer[i];
@@ -35,7 +37,8 @@ bool is_port(DDS_LongLong port) {
     return port >= DDS_RTPS_PORT_MIN && port <= DDS_RTPS_PORT_MAX;
 }
 
-bool check_multicast_port(DDS_LongLong port, DDS_DomainId_t domainId, REDAWorker *worker) {
+bool check_multicast_port(const char *LOG_METHOD, DDS_LongLong port, DDS_DomainId_t domainId,
+                          REDAWorker *worker) {
     if (!is_port(port)) {
         DDSLog_textForWorker(
             worker, NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
@@ -47,8 +50,8 @@ bool check_multicast_port(DDS_LongLong port, DDS_DomainId_t domainId, REDAWorker
     return true;
 }
 
-bool check_unicast_port(const char *kind, DDS_LongLong port, DDS_DomainId_t domainId,
-                        DDS_Long participantIndex, REDAWorker *worker) {
+bool check_unicast_port(const char *LOG_METHOD, const char *kind, DDS_LongLong port,
+                        DDS_DomainId_t domainId, DDS_Long participantIndex, REDAWorker *worker) {
     if (!is_port(port)) {
         DDSLog_textForWorker(worker, NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
                              "wire_protocol.rtps_well_known_ports: the %s unicast port of domain "
@@ -60,7 +63,8 @@ bool check_unicast_port(const char *kind, DDS_LongLong port, DDS_DomainId_t doma
 }
 
 /** Reads a multicast receive address. */
-bool read_multicast_address(const char *address, NUVNetioLocator &out, REDAWorker *worker) {
+bool read_multicast_address(const char *LOG_METHOD, const char *address, NUVNetioLocator &out,
+                            REDAWorker *worker) {
     NUVNetioLocator locator = NUV_NETIO_LOCATOR_INVALID;
     if (address == nullptr || !NUVNetioLocator_parse(address, &locator) ||
         !NUVNetioLocator_isMulticast(&locator)) {
@@ -97,6 +101,10 @@ void add_aliases(NUVNetioAliasList &list, const NUVNetioAliasList &more) {
     }
 }
 
+namespace default_locators {
+
+constexpr const char *LOG_METHOD = "DDS_TransportUnicastQosPolicy_to_default_locators";
+
 /** What the computation of the default locators works with. */
 struct DefaultLocators {
     PRESLocatorQosPolicy locators;
@@ -111,7 +119,8 @@ struct DefaultLocators {
 bool add_setting(DefaultLocators &self, const DDS_StringSeq &transports, DDS_LongLong port) {
     NUVNetioAliasList requested = {};
     NUVNetioAliasList enabled = {};
-    if (!read_aliases(transports, "default_unicast.value.transports", requested, self.worker)) {
+    if (!read_aliases(LOG_METHOD, transports, "default_unicast.value.transports", requested,
+                      self.worker)) {
         return false;
     }
     NUVNetioConfigurator_getEnabledAliases(self.configurator, &requested, &enabled);
@@ -131,13 +140,14 @@ bool add_setting(DefaultLocators &self, const DDS_StringSeq &transports, DDS_Lon
 bool add_settings(DefaultLocators &self, const DDS_TransportUnicastSettingsSeq &settings,
                   DDS_LongLong computed_port, DDS_DomainId_t domainId, DDS_Long participantIndex) {
     if (settings._length == 0) {
-        return check_unicast_port("user", computed_port, domainId, participantIndex, self.worker) &&
+        return check_unicast_port(LOG_METHOD, "user", computed_port, domainId, participantIndex,
+                                  self.worker) &&
                add_setting(self, DDS_SEQUENCE_INITIALIZER, computed_port);
     }
     for (DDS_Long i = 0; i < settings._length; ++i) {
         const DDS_TransportUnicastSettings_t &setting = settings._buffer[i];
         if (setting.receive_port == 0) {
-            if (!check_unicast_port("user", computed_port, domainId, participantIndex,
+            if (!check_unicast_port(LOG_METHOD, "user", computed_port, domainId, participantIndex,
                                     self.worker)) {
                 return false;
             }
@@ -157,6 +167,8 @@ bool add_settings(DefaultLocators &self, const DDS_TransportUnicastSettingsSeq &
     return true;
 }
 
+} // namespace default_locators
+
 } // namespace
 
 DDS_ReturnCode_t DDS_DiscoveryQosPolicy_to_multicast_locators(
@@ -167,7 +179,7 @@ DDS_ReturnCode_t DDS_DiscoveryQosPolicy_to_multicast_locators(
     *aliasesOut = {};
     NUVNetioAliasList requested = {};
     NUVNetioAliasList enabled = {};
-    if (!read_aliases(self->enabled_transports, "discovery.enabled_transports", requested,
+    if (!read_aliases(__func__, self->enabled_transports, "discovery.enabled_transports", requested,
                       worker)) {
         return DDS_RETCODE_INCONSISTENT_POLICY;
     }
@@ -176,13 +188,13 @@ DDS_ReturnCode_t DDS_DiscoveryQosPolicy_to_multicast_locators(
     const DDS_LongLong port =
         DDS_RtpsWellKnownPorts_getBuiltinMulticastPort(wellKnownPorts, domainId);
     const DDS_StringSeq &addresses = self->multicast_receive_addresses;
-    if (addresses._length > 0 && !check_multicast_port(port, domainId, worker)) {
+    if (addresses._length > 0 && !check_multicast_port(__func__, port, domainId, worker)) {
         return DDS_RETCODE_INCONSISTENT_POLICY;
     }
     PRESReducedLocatorQosPolicy locators = PRES_REDUCED_LOCATOR_QOS_POLICY_DEFAULT;
     for (DDS_Long i = 0; i < addresses._length; ++i) {
         NUVNetioLocator locator = NUV_NETIO_LOCATOR_INVALID;
-        if (!read_multicast_address(addresses._buffer[i], locator, worker)) {
+        if (!read_multicast_address(__func__, addresses._buffer[i], locator, worker)) {
             return DDS_RETCODE_INCONSISTENT_POLICY;
         }
         locator.port = static_cast<KOLS_Transport_Port_t>(port);
@@ -205,13 +217,13 @@ DDS_ReturnCode_t DDS_DiscoveryQosPolicy_to_unicast_locators(
     *locatorsOut = LOCATOR_QOS_POLICY_DEFAULT;
     *aliasesOut = {};
     NUVNetioAliasList requested = {};
-    if (!read_aliases(self->enabled_transports, "discovery.enabled_transports", requested,
+    if (!read_aliases(__func__, self->enabled_transports, "discovery.enabled_transports", requested,
                       worker)) {
         return DDS_RETCODE_INCONSISTENT_POLICY;
     }
     const DDS_LongLong port =
         DDS_RtpsWellKnownPorts_getBuiltinUnicastPort(wellKnownPorts, domainId, participantIndex);
-    if (!check_unicast_port("builtin", port, domainId, participantIndex, worker)) {
+    if (!check_unicast_port(__func__, "builtin", port, domainId, participantIndex, worker)) {
         return DDS_RETCODE_INCONSISTENT_POLICY;
     }
     NUVNetioConfigurator_getEnabledAliases(configurator, &requested, aliasesOut);
@@ -228,15 +240,15 @@ DDS_ReturnCode_t DDS_TransportUnicastQosPolicy_to_default_locators(
     NUVNetioConfigurator *configurator, int includeLoopback, REDAWorker *worker) {
     *locatorsOut = LOCATOR_QOS_POLICY_DEFAULT;
     *aliasesOut = {};
-    DefaultLocators found = {LOCATOR_QOS_POLICY_DEFAULT,
-                             {},
-                             std::min(maximum, PRES_LOCATOR_LIST_MAX),
-                             configurator,
-                             includeLoopback,
-                             worker};
+    default_locators::DefaultLocators found = {LOCATOR_QOS_POLICY_DEFAULT,
+                                               {},
+                                               std::min(maximum, PRES_LOCATOR_LIST_MAX),
+                                               configurator,
+                                               includeLoopback,
+                                               worker};
     const DDS_LongLong port =
         DDS_RtpsWellKnownPorts_getUserUnicastPort(wellKnownPorts, domainId, participantIndex);
-    if (!add_settings(found, self->value, port, domainId, participantIndex)) {
+    if (!default_locators::add_settings(found, self->value, port, domainId, participantIndex)) {
         return DDS_RETCODE_INCONSISTENT_POLICY;
     }
     *locatorsOut = found.locators;

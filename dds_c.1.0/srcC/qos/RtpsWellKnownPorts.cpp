@@ -1,10 +1,10 @@
 // The port numbers of domains and participants (DDSI-RTPS 9.6.1).
 #include <limits>
 
+#include "infrastructure/dds_log.h"
 #include "qos/value_fields.h"
 
-#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_INFRASTRUCTURE
-#include "infrastructure/dds_log.h"
+constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_INFRASTRUCTURE;
 
 using dds::value::to_boolean;
 

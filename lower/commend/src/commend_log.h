@@ -2,36 +2,23 @@
 #ifndef COMMEND_LOG_H
 #define COMMEND_LOG_H
 
-#include "log/log_message.h"
-#include "log/log_module.h"
+#include "commend/commend_log.h"
+#include "log/log_print.h"
 #include "reda/reda_repetition.h"
 
-// The arguments are evaluated only when the masks let the message through.
+constexpr NUVLogModule COMMEND_LOG_MODULE = {NUV_LOG_MODULE_COMMEND, "COMMEND",
+                                             &COMMENDLog_g_instrumentationMask,
+                                             &COMMENDLog_g_submoduleMask};
+
 #define COMMEND_LOG(level, ...)                                                                    \
-    do {                                                                                           \
-        if (NUVLog_isEnabled(&COMMENDLog_g_instrumentationMask, &COMMENDLog_g_submoduleMask,       \
-                             (level), NUV_LOG_SUBMODULE_ALL) != 0) {                               \
-            NUVLogMessageParamString_printWithParams(                                              \
-                NUV_LOG_UNNUMBERED, (level), NUV_LOG_MODULE_COMMEND, __FILE__, __LINE__, __func__, \
-                &NUV_LOG_EMPTY_TEMPLATE, __VA_ARGS__);                                             \
-        }                                                                                          \
-    } while (false)
+    NUVLog_text(COMMEND_LOG_MODULE, NUV_LOG_SUBMODULE_ALL, nullptr, level, NUV_LOG_EMPTY_TEMPLATE, \
+                __VA_ARGS__)
 
 #define COMMEND_ERROR(...) COMMEND_LOG(NUV_LOG_LEVEL_ERROR, __VA_ARGS__)
 
 // For what traffic can repeat: at most one a second from each place.
-#define COMMEND_WARNING_LIMITED(repetitions, format, ...)                                          \
-    do {                                                                                           \
-        static const char kind = 0;                                                                \
-        REDALeftOut left_out;                                                                      \
-        if (NUVLog_isEnabled(&COMMENDLog_g_instrumentationMask, &COMMENDLog_g_submoduleMask,       \
-                             NUV_LOG_LEVEL_WARNING, NUV_LOG_SUBMODULE_ALL) != 0 &&                 \
-            REDARepetitions_admits((repetitions), &kind, &left_out) != 0) {                        \
-            NUVLogMessageParamString_printWithParams(NUV_LOG_UNNUMBERED, NUV_LOG_LEVEL_WARNING,    \
-                                                     NUV_LOG_MODULE_COMMEND, __FILE__, __LINE__,   \
-                                                     __func__, &NUV_LOG_EMPTY_TEMPLATE,            \
-                                                     format "%s", __VA_ARGS__, left_out.text);     \
-        }                                                                                          \
-    } while (false)
+#define COMMEND_WARNING_LIMITED(repetitions, ...)                                                  \
+    REDARepetitions_text(repetitions, COMMEND_LOG_MODULE, NUV_LOG_SUBMODULE_ALL, nullptr,          \
+                         NUV_LOG_LEVEL_WARNING, NUV_LOG_EMPTY_TEMPLATE, __VA_ARGS__)
 
 #endif

@@ -23,8 +23,9 @@ void write_to_stderr(void * /*param*/, const struct NUVLogRecord *record) {
 } // namespace
 
 struct KOLS_Config_Logger {
-    std::mutex verbosity_mutex; // makes one change of all the masks
+    std::mutex verbosity_mutex; // makes one change of all the masks; held to add a module as well
     std::atomic<KOLS_Config_LogVerbosity> verbosity{KOLS_CONFIG_LOG_VERBOSITY_ERROR};
+    std::atomic<NUVLogModuleNode *> modules{nullptr}; // the newest first
 
     std::mutex device_mutex;                  // held during each call of the device
     std::atomic<pthread_t> deliverer{NOBODY}; // the thread that holds it for that
@@ -83,16 +84,30 @@ void KOLS_Config_Logger_set_verbosity(struct KOLS_Config_Logger *self,
     if (KOLSLog_isNull(self)) {
         return;
     }
-    NUV_UINT32 *const masks[] = {
-        &OSAPILog_g_instrumentationMask, &REDALog_g_instrumentationMask,
-        &NETIOLog_g_instrumentationMask, &COMMENDLog_g_instrumentationMask,
-        &PRESLog_g_instrumentationMask,  &DDSLog_g_instrumentationMask,
-    };
     const std::lock_guard lock(self->verbosity_mutex);
     self->verbosity.store(verbosity, std::memory_order_relaxed);
-    for (NUV_UINT32 *mask : masks) {
-        NUVLog_storeMask(mask, verbosity);
+    for (const NUVLogModuleNode *node = NUVLog_getModules(); node != nullptr; node = node->_next) {
+        NUVLog_storeMask(node->module->instrumentationMask, verbosity);
     }
+}
+
+void NUVLog_registerModule(struct NUVLogModuleNode *node) {
+    const std::lock_guard lock(logger.verbosity_mutex);
+    NUVLogModuleNode *const first = logger.modules.load(std::memory_order_relaxed);
+
+    for (const NUVLogModuleNode *other = first; other != nullptr; other = other->_next) {
+        if (other == node) {
+            return;
+        }
+    }
+    node->_next = first;
+    NUVLog_storeMask(node->module->instrumentationMask,
+                     logger.verbosity.load(std::memory_order_relaxed));
+    logger.modules.store(node, std::memory_order_release); // to who reads without the lock
+}
+
+const struct NUVLogModuleNode *NUVLog_getModules(void) {
+    return logger.modules.load(std::memory_order_acquire);
 }
 
 void KOLS_Config_Logger_set_verbosity_by_category(struct KOLS_Config_Logger *self,

@@ -1,38 +1,18 @@
-// The masks and names of the layers.
+// What is common to all modules: the categories, and the names.
 #include "log/log_module.h"
 
 #include "log/log_config.h"
+#include "log/log_message.h"
 
-NUV_UINT32 OSAPILog_g_instrumentationMask = KOLS_CONFIG_LOG_VERBOSITY_ERROR;
-NUV_UINT32 OSAPILog_g_submoduleMask = 0xFFFFFFFFu;
-NUV_UINT32 REDALog_g_instrumentationMask = KOLS_CONFIG_LOG_VERBOSITY_ERROR;
-NUV_UINT32 REDALog_g_submoduleMask = 0xFFFFFFFFu;
-NUV_UINT32 NETIOLog_g_instrumentationMask = KOLS_CONFIG_LOG_VERBOSITY_ERROR;
-NUV_UINT32 NETIOLog_g_submoduleMask = 0xFFFFFFFFu;
-NUV_UINT32 COMMENDLog_g_instrumentationMask = KOLS_CONFIG_LOG_VERBOSITY_ERROR;
-NUV_UINT32 COMMENDLog_g_submoduleMask = 0xFFFFFFFFu;
-NUV_UINT32 PRESLog_g_instrumentationMask = KOLS_CONFIG_LOG_VERBOSITY_ERROR;
-NUV_UINT32 PRESLog_g_submoduleMask = 0xFFFFFFFFu;
-NUV_UINT32 DDSLog_g_instrumentationMask = KOLS_CONFIG_LOG_VERBOSITY_ERROR;
-NUV_UINT32 DDSLog_g_submoduleMask = 0xFFFFFFFFu;
+static_assert(NUV_LOG_INSTRUMENTATION_MASK_DEFAULT == KOLS_CONFIG_LOG_VERBOSITY_ERROR);
 
-NUVLogCategoryMask NUVLog_g_categoryMask[17] = {0};
+NUVLogCategoryMask NUVLog_g_categoryMask[NUV_LOG_LEVEL_DEBUG + 1] = {0};
 
 const char *NUVLog_getModuleName(NUV_UINT32 module) {
-    switch (module) {
-    case NUV_LOG_MODULE_OSAPI:
-        return "OSAPI";
-    case NUV_LOG_MODULE_REDA:
-        return "REDA";
-    case NUV_LOG_MODULE_NETIO:
-        return "NETIO";
-    case NUV_LOG_MODULE_COMMEND:
-        return "COMMEND";
-    case NUV_LOG_MODULE_PRES:
-        return "PRES";
-    case NUV_LOG_MODULE_DDS:
-        return "DDS";
-    default:
-        return "-";
+    for (const NUVLogModuleNode *node = NUVLog_getModules(); node != nullptr; node = node->_next) {
+        if (node->module->id == module) {
+            return node->module->name;
+        }
     }
+    return "-";
 }

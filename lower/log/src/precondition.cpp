@@ -1,14 +1,30 @@
-// What a failed precondition leaves behind, besides its message; and the logger's own ones.
+// The reports of failed preconditions: of any layer, and of the logger itself.
 #include "log/log_message.h"
 
+#include "log/log_print.h"
 #include "log_internal.h"
 
-int NUVLog_g_detectPrecondition = 0;
-int NUVLog_g_preconditionDetected = 0;
+namespace {
 
-__attribute__((noinline)) void NUVLog_onAssertBreakpoint(void) {
-    // The empty statement keeps the calls: without it they could be taken for calls of nothing.
-    __asm__ volatile("");
+void report(bool is_printed, NUV_UINT32 module, const char *file, int line, const char *function,
+            const char *text) {
+    if (is_printed) {
+        NUVLogMessage_printWithParams(NUV_LOG_UNNUMBERED, NUV_LOG_LEVEL_FATAL, module, file, line,
+                                      function, &NUV_LOG_PRECONDITION_FAILURE_s, text);
+    }
+    if (NUVLog_g_detectPrecondition != 0) {
+        NUVLog_g_preconditionDetected = 1;
+    }
+    NUVLog_onAssertBreakpoint();
+}
+
+} // namespace
+
+void NUVLog_reportPrecondition(const struct NUVLogModule *module, NUV_UINT32 submodule,
+                               const struct NUVOsapiActivityContext *context, const char *file,
+                               int line, const char *function, const char *text) {
+    report(NUVLog_isWanted(module, submodule, context, NUV_LOG_LEVEL_FATAL) != 0, module->id, file,
+           line, function, text);
 }
 
 void KOLSLog_reportPreconditionI(const char *file, int line, const char *function,
@@ -16,12 +32,5 @@ void KOLSLog_reportPreconditionI(const char *file, int line, const char *functio
     const KOLS_Config_LogVerbosity verbosity =
         KOLS_Config_Logger_get_verbosity(KOLS_Config_Logger_get_instance());
 
-    if ((verbosity & NUV_LOG_LEVEL_FATAL) != 0) {
-        NUVLogMessage_printWithParams(NUV_LOG_UNNUMBERED, NUV_LOG_LEVEL_FATAL, 0, file, line,
-                                      function, &NUV_LOG_PRECONDITION_FAILURE_s, text);
-    }
-    if (NUVLog_g_detectPrecondition) {
-        NUVLog_g_preconditionDetected = 1;
-    }
-    NUVLog_onAssertBreakpoint();
+    report((verbosity & NUV_LOG_LEVEL_FATAL) != 0, 0, file, line, function, text);
 }

@@ -1,4 +1,4 @@
-// The message templates.
+// The message templates that fit any layer.
 #include "log/log_message.h"
 
 #define DEFINE_TEMPLATE(name, format) const struct NUVLogMessageTemplate name = {#name, format}
@@ -11,24 +11,6 @@ DEFINE_TEMPLATE(NUV_LOG_GET_FAILURE_s, "cannot get %s");
 DEFINE_TEMPLATE(NUV_LOG_INVALID_s, "invalid: %s");
 DEFINE_TEMPLATE(NUV_LOG_INSUFFICIENT_SPACE_FAILURE_dd,
                 "insufficient space: room for %d, needed %d");
-DEFINE_TEMPLATE(NUV_OSAPI_MEMORY_LOG_OUT_OF_HEAP_STRUCT_d,
-                "out of memory for a structure of %d bytes");
-DEFINE_TEMPLATE(DDS_LOG_COPY_FAILURE_s, "cannot copy %s");
-DEFINE_TEMPLATE(DDS_LOG_FINALIZE_FAILURE_s, "cannot finalize %s");
-DEFINE_TEMPLATE(DDS_LOG_GET_FAILURE_s, "cannot get %s");
-DEFINE_TEMPLATE(DDS_LOG_GET_TRANSPORT_INFO, "cannot get the transport information");
-DEFINE_TEMPLATE(DDS_LOG_GET_TRANSPORT_INFO_SIZE_ZERO,
-                "no transport information is announced: transport_info_list_max_length is 0");
-DEFINE_TEMPLATE(DDS_LOG_IMMUTABLE_POLICY_s, "immutable policy: %s");
-DEFINE_TEMPLATE(DDS_LOG_INCONSISTENT_PROPERTY_sss, "%s: inconsistent property %s: %s");
-DEFINE_TEMPLATE(DDS_LOG_MULTICAST_TRANSPORT_LOCATORS, "cannot compute the multicast locators");
-DEFINE_TEMPLATE(DDS_LOG_NO_DEFAULT_UNICAST_TRANSPORT_LOCATORS,
-                "the participant has no unicast locator for user traffic");
-DEFINE_TEMPLATE(DDS_LOG_NO_DISCOVERY_TRANSPORT_LOCATORS,
-                "the participant has no locator for discovery traffic");
-DEFINE_TEMPLATE(DDS_LOG_OUT_OF_RESOURCES_s, "out of resources: %s");
-DEFINE_TEMPLATE(DDS_LOG_SET_FAILURE_s, "cannot set %s");
-DEFINE_TEMPLATE(DDS_LOG_UNICAST_TRANSPORT_LOCATORS, "cannot compute the unicast locators");
 
 DEFINE_TEMPLATE(NUV_LOG_EMPTY_TEMPLATE, "%s");
 DEFINE_TEMPLATE(NUV_LOG_ENABLE_TEMPLATE, "enable: %s");

@@ -4,39 +4,26 @@
 
 #include <cstring>
 
-#include "log/log_message.h"
-#include "log/log_module.h"
+#include "log/log_print.h"
 #include "netio/netio_locator.h"
+#include "netio/netio_log.h"
 #include "reda/reda_repetition.h"
 
-// The arguments are evaluated only when the masks let the message through.
+constexpr NUVLogModule NETIO_LOG_MODULE = {
+    NUV_LOG_MODULE_NETIO, "NETIO", &NETIOLog_g_instrumentationMask, &NETIOLog_g_submoduleMask};
+
 #define NETIO_LOG(level, ...)                                                                      \
-    do {                                                                                           \
-        if (NUVLog_isEnabled(&NETIOLog_g_instrumentationMask, &NETIOLog_g_submoduleMask, (level),  \
-                             NUV_LOG_SUBMODULE_ALL) != 0) {                                        \
-            NUVLogMessageParamString_printWithParams(                                              \
-                NUV_LOG_UNNUMBERED, (level), NUV_LOG_MODULE_NETIO, __FILE__, __LINE__, __func__,   \
-                &NUV_LOG_EMPTY_TEMPLATE, __VA_ARGS__);                                             \
-        }                                                                                          \
-    } while (false)
+    NUVLog_text(NETIO_LOG_MODULE, NUV_LOG_SUBMODULE_ALL, nullptr, level, NUV_LOG_EMPTY_TEMPLATE,   \
+                __VA_ARGS__)
 
 #define NETIO_ERROR(...) NETIO_LOG(NUV_LOG_LEVEL_ERROR, __VA_ARGS__)
 #define NETIO_WARNING(...) NETIO_LOG(NUV_LOG_LEVEL_WARNING, __VA_ARGS__)
 #define NETIO_STATUS(...) NETIO_LOG(NUV_LOG_LEVEL_LOCAL, __VA_ARGS__)
 
 // For what traffic or a lasting failure can repeat: at most one a second from each place.
-#define NETIO_LOG_LIMITED(level, repetitions, format, ...)                                         \
-    do {                                                                                           \
-        static const char kind = 0;                                                                \
-        REDALeftOut left_out;                                                                      \
-        if (NUVLog_isEnabled(&NETIOLog_g_instrumentationMask, &NETIOLog_g_submoduleMask, (level),  \
-                             NUV_LOG_SUBMODULE_ALL) != 0 &&                                        \
-            REDARepetitions_admits((repetitions), &kind, &left_out) != 0) {                        \
-            NUVLogMessageParamString_printWithParams(                                              \
-                NUV_LOG_UNNUMBERED, (level), NUV_LOG_MODULE_NETIO, __FILE__, __LINE__, __func__,   \
-                &NUV_LOG_EMPTY_TEMPLATE, format "%s", __VA_ARGS__ __VA_OPT__(, ) left_out.text);   \
-        }                                                                                          \
-    } while (false)
+#define NETIO_LOG_LIMITED(level, repetitions, ...)                                                 \
+    REDARepetitions_text(repetitions, NETIO_LOG_MODULE, NUV_LOG_SUBMODULE_ALL, nullptr, level,     \
+                         NUV_LOG_EMPTY_TEMPLATE, __VA_ARGS__)
 
 #define NETIO_ERROR_LIMITED(...) NETIO_LOG_LIMITED(NUV_LOG_LEVEL_ERROR, __VA_ARGS__)
 #define NETIO_WARNING_LIMITED(...) NETIO_LOG_LIMITED(NUV_LOG_LEVEL_WARNING, __VA_ARGS__)

@@ -4,9 +4,9 @@
 #include <mutex>
 #include <new>
 
-#include "log/log_message.h"
-#include "log/log_module.h"
 #include "osapi/osapi_heap.h"
+#include "reda/reda_repetition.h"
+#include "reda_log.h"
 #include "worker_internal.h"
 
 struct REDAExclusiveArea {
@@ -41,7 +41,8 @@ struct Seconds { // as printed with "%lld.%06lld"
     long long micros;
 };
 
-void log_slow_hold(const char *name, NUV_INT32 level, NUV_INT64 held, const REDAWorker *worker) {
+void log_slow_hold(const char *LOG_METHOD, const char *name, NUV_INT32 level, NUV_INT64 held,
+                   const REDAWorker *worker) {
     NUV_INT32 watched_level = 0;
     NUVNtpTime threshold = NUV_NTP_TIME_INFINITE;
     REDAWorkerFactory_getEaTimeBasedLogging(worker->_manager, &watched_level, &threshold);
@@ -49,26 +50,15 @@ void log_slow_hold(const char *name, NUV_INT32 level, NUV_INT64 held, const REDA
     if (level < watched_level || held <= longest) {
         return;
     }
-    if (NUVLog_isEnabled(&REDALog_g_instrumentationMask, &REDALog_g_submoduleMask,
-                         NUV_LOG_LEVEL_WARNING, NUV_LOG_SUBMODULE_ALL) == 0 &&
-        NUVLog_isEnabledForContext(worker->_activityContext, NUV_LOG_LEVEL_WARNING) == 0) {
-        return;
-    }
-    static const char kind = 0;
-    REDALeftOut left_out;
-    if (REDARepetitions_admits(REDAWorkerFactory_getRepetitionsI(worker->_manager), &kind,
-                               &left_out) == 0) {
-        return;
-    }
     const Seconds measured(held);
     const Seconds allowed(longest);
-    NUVLogParamString_printWithParams(
-        NUV_LOG_UNNUMBERED, NUV_LOG_LEVEL_WARNING, NUV_LOG_MODULE_REDA, __FILE__, __LINE__,
-        "REDAExclusiveArea_leave",
+    REDARepetitions_text(
+        REDAWorkerFactory_getRepetitionsI(worker->_manager), REDA_LOG_MODULE, NUV_LOG_SUBMODULE_ALL,
+        worker->_activityContext, NUV_LOG_LEVEL_WARNING, NUV_LOG_EMPTY_TEMPLATE,
         "exclusive area '%s' (level %d) was held for %lld.%06lld s, longer than %lld.%06lld s, "
-        "by worker '%s'%s",
+        "by worker '%s'",
         name, static_cast<int>(level), measured.whole, measured.micros, allowed.whole,
-        allowed.micros, worker->_name, left_out.text);
+        allowed.micros, worker->_name);
 }
 
 } // namespace
@@ -104,6 +94,6 @@ void REDAExclusiveArea_leave(struct REDAExclusiveArea *self, struct REDAWorker *
     const NUV_INT32 level = self->level;
     self->mutex.unlock();
     if (timed) {
-        log_slow_hold(name, level, held, worker);
+        log_slow_hold(__func__, name, level, held, worker);
     }
 }

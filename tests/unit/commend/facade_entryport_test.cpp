@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include "commend/commend_log.h"
 #include "facade_fixture.h"
 #include "support/log_capture.h"
 

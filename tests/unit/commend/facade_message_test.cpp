@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "commend/commend_log.h"
 #include "facade_fixture.h"
 #include "support/log_capture.h"
 

@@ -1,9 +1,10 @@
-#define DDS_LOG_SUBMODULE DDS_LOG_SUBMODULE_INFRASTRUCTURE
 #include "infrastructure/dds_log.h"
 #include "messages.h"
 #include "reda/reda_worker.h"
 
 namespace {
+
+constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_INFRASTRUCTURE;
 
 class DdsLogTest : public MessageTest {
 protected:
@@ -39,9 +40,41 @@ TEST_F(DdsLogTest, AMessageCarriesLevelModuleTemplateAndPlace) {
     EXPECT_EQ(message.body, "cannot set QoS");
 }
 
-TEST_F(DdsLogTest, ATemplateMayHaveNoArguments) {
-    DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_GET_TRANSPORT_INFO);
-    EXPECT_EQ(take_message().name, "DDS_LOG_GET_TRANSPORT_INFO");
+TEST_F(DdsLogTest, TemplatesWithArgumentsSayWhatHappened) {
+    DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "x");
+    EXPECT_EQ(take_message().body, "cannot copy x");
+    DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_FINALIZE_FAILURE_s, "x");
+    EXPECT_EQ(take_message().body, "cannot finalize x");
+    DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_GET_FAILURE_s, "x");
+    EXPECT_EQ(take_message().body, "cannot get x");
+    DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_IMMUTABLE_POLICY_s, "x");
+    EXPECT_EQ(take_message().body, "immutable policy: x");
+    DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "x");
+    EXPECT_EQ(take_message().body, "out of resources: x");
+    DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "x");
+    EXPECT_EQ(take_message().body, "cannot set x");
+    DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_INCONSISTENT_PROPERTY_sss, "a", "b", "c");
+    EXPECT_EQ(take_message().body, "a: inconsistent property b: c");
+    DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_OSAPI_MEMORY_LOG_OUT_OF_HEAP_STRUCT_d, 120);
+    EXPECT_EQ(take_message().body, "out of memory for a structure of 120 bytes");
+}
+
+TEST_F(DdsLogTest, TemplatesWithoutArgumentsSayWhatHappened) {
+    const std::vector<std::pair<const NUVLogMessageTemplate *, std::string>> templates = {
+        {&DDS_LOG_GET_TRANSPORT_INFO, "cannot get the transport information"},
+        {&DDS_LOG_GET_TRANSPORT_INFO_SIZE_ZERO,
+         "no transport information is announced: transport_info_list_max_length is 0"},
+        {&DDS_LOG_MULTICAST_TRANSPORT_LOCATORS, "cannot compute the multicast locators"},
+        {&DDS_LOG_NO_DEFAULT_UNICAST_TRANSPORT_LOCATORS,
+         "the participant has no unicast locator for user traffic"},
+        {&DDS_LOG_NO_DISCOVERY_TRANSPORT_LOCATORS,
+         "the participant has no locator for discovery traffic"},
+        {&DDS_LOG_UNICAST_TRANSPORT_LOCATORS, "cannot compute the unicast locators"},
+    };
+    for (const auto &[message, text] : templates) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, *message);
+        EXPECT_EQ(take_message().body, text);
+    }
 }
 
 TEST_F(DdsLogTest, ATextIsFormatted) {

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "heap_faults.h"
+#include "infrastructure/dds_log.h"
 #include "log/log_config.h"
-#include "log/log_module.h"
 
 struct Message {
     NUV_UINT32 level;

@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "log/log_module.h"
+#include "infrastructure/dds_log.h"
 
 using testing::EndsWith;
 using testing::internal::CaptureStderr;

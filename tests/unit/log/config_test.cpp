@@ -19,13 +19,15 @@ constexpr NUV_INT64 SECOND = 1'000'000'000;
 
 std::vector<NUV_UINT32> instrumentation_masks() {
     std::vector<NUV_UINT32> values;
-    for (const NUV_UINT32 *mask :
-         {&OSAPILog_g_instrumentationMask, &REDALog_g_instrumentationMask,
-          &NETIOLog_g_instrumentationMask, &COMMENDLog_g_instrumentationMask,
-          &PRESLog_g_instrumentationMask, &DDSLog_g_instrumentationMask}) {
-        values.push_back(NUVLog_loadMask(mask));
+    for (const NUVLogModuleNode *node = NUVLog_getModules(); node != nullptr; node = node->_next) {
+        values.push_back(NUVLog_loadMask(node->module->instrumentationMask));
     }
     return values;
+}
+
+/** What instrumentation_masks gives when all of them are the same. */
+std::vector<NUV_UINT32> all_modules(NUV_UINT32 mask) {
+    return std::vector<NUV_UINT32>(instrumentation_masks().size(), mask);
 }
 
 std::vector<NUVLogCategoryMask> category_masks() {
@@ -39,7 +41,7 @@ std::vector<NUVLogCategoryMask> category_masks() {
 NUVLogRecord record_with(const char *text) {
     return {NUV_LOG_UNNUMBERED,
             NUV_LOG_LEVEL_ERROR,
-            NUV_LOG_MODULE_DDS,
+            TEST_LOG_MODULE.id,
             "file.cpp",
             1,
             "function",
@@ -57,14 +59,14 @@ std::string line_of(const NUVLogRecord &record) {
 }
 
 std::string text_in_line(const std::string &text) {
-    static const std::string head = "1970-01-01T00:00:00.000000Z ERROR DDS function: ";
+    static const std::string head = "1970-01-01T00:00:00.000000Z ERROR TEST function: ";
     const std::string line = line_of(record_with(text.c_str()));
     EXPECT_EQ(line.substr(0, head.size()), head);
     return line.substr(head.size());
 }
 
 void print(const char *text) {
-    NUVLogParamString_printWithParams(NUV_LOG_UNNUMBERED, NUV_LOG_LEVEL_ERROR, NUV_LOG_MODULE_DDS,
+    NUVLogParamString_printWithParams(NUV_LOG_UNNUMBERED, NUV_LOG_LEVEL_ERROR, TEST_LOG_MODULE.id,
                                       "file.cpp", 1, "function", "%s", text);
 }
 
@@ -72,18 +74,18 @@ using VerbosityTest = LogTest;
 
 TEST_F(VerbosityTest, FatalAndErrorAreTheDefault) {
     EXPECT_EQ(KOLS_Config_Logger_get_verbosity(logger_), KOLS_CONFIG_LOG_VERBOSITY_ERROR);
-    EXPECT_EQ(instrumentation_masks(), std::vector<NUV_UINT32>(6, 3));
+    EXPECT_EQ(instrumentation_masks(), all_modules(3));
 }
 
-TEST_F(VerbosityTest, SettingItSetsTheMasksOfAllLayers) {
+TEST_F(VerbosityTest, SettingItSetsTheMasksOfAllModules) {
     for (const KOLS_Config_LogVerbosity verbosity :
          {KOLS_CONFIG_LOG_VERBOSITY_SILENT, KOLS_CONFIG_LOG_VERBOSITY_WARNING,
           KOLS_CONFIG_LOG_VERBOSITY_STATUS_LOCAL, KOLS_CONFIG_LOG_VERBOSITY_STATUS_ALL}) {
         KOLS_Config_Logger_set_verbosity(logger_, verbosity);
         EXPECT_EQ(KOLS_Config_Logger_get_verbosity(logger_), verbosity);
-        EXPECT_EQ(instrumentation_masks(), std::vector<NUV_UINT32>(6, verbosity));
+        EXPECT_EQ(instrumentation_masks(), all_modules(verbosity));
     }
-    EXPECT_EQ(DDSLog_g_submoduleMask, 0xFFFFFFFFu);
+    EXPECT_EQ(TESTLog_g_submoduleMask, 0xFFFFFFFFu);
 }
 
 TEST_F(VerbosityTest, CategoriesAreAddedToTheLevelsNamedAndTakenFromTheOthers) {
@@ -96,7 +98,7 @@ TEST_F(VerbosityTest, CategoriesAreAddedToTheLevelsNamedAndTakenFromTheOthers) {
     EXPECT_EQ(category_masks(), (Masks{0, 3, 4, 3, 0}));
     KOLS_Config_Logger_set_verbosity_by_category(logger_, 0xFFu, 0u);
     EXPECT_EQ(category_masks(), (Masks{0, 0, 0, 0, 0}));
-    EXPECT_EQ(instrumentation_masks(), std::vector<NUV_UINT32>(6, 3));
+    EXPECT_EQ(instrumentation_masks(), all_modules(3));
 }
 
 TEST_F(VerbosityTest, IsSetAndReadByManyThreadsAndEndsTheSameEverywhere) {
@@ -114,8 +116,7 @@ TEST_F(VerbosityTest, IsSetAndReadByManyThreadsAndEndsTheSameEverywhere) {
     for (std::thread &thread : threads) {
         thread.join();
     }
-    EXPECT_EQ(instrumentation_masks(),
-              std::vector<NUV_UINT32>(6, KOLS_Config_Logger_get_verbosity(logger_)));
+    EXPECT_EQ(instrumentation_masks(), all_modules(KOLS_Config_Logger_get_verbosity(logger_)));
 }
 
 class DeviceTest : public LogTest {
@@ -157,7 +158,7 @@ TEST_F(DeviceTest, DefaultWritesOneLineInASingleWrite) {
     EXPECT_TRUE(messages_.empty());
     ASSERT_EQ(calls_.written.size(), 1u);
     const std::string &line = calls_.written[0];
-    const std::string tail = "Z ERROR DDS function: text\n";
+    const std::string tail = "Z ERROR TEST function: text\n";
     ASSERT_GT(line.size(), tail.size());
     EXPECT_EQ(line.substr(line.size() - tail.size()), tail);
     EXPECT_EQ(line.substr(0, 2), "20"); // a year of this century
@@ -180,7 +181,7 @@ TEST_F(DeviceTest, DefaultGoesOnAfterAnInterruptedOrPartialWrite) {
     for (const std::string &part : calls_.written) {
         line += part;
     }
-    EXPECT_NE(line.find("Z ERROR DDS function: text\n"), std::string::npos);
+    EXPECT_NE(line.find("Z ERROR TEST function: text\n"), std::string::npos);
     EXPECT_EQ(line.find('\n'), line.size() - 1);
 }
 
@@ -243,9 +244,9 @@ TEST_F(DeviceTest, MayAskForTheVerbosity) {
 TEST(FormatLineTest, HasTimeLevelLayerFunctionAndText) {
     NUVLogRecord record = record_with("the text");
     record.level = NUV_LOG_LEVEL_WARNING;
-    record.module = NUV_LOG_MODULE_NETIO;
+    record.module = TEST_LOG_MODULE.id;
     record.time = 1'769'860'800 * SECOND + 123'456'789;
-    EXPECT_EQ(line_of(record), "2026-01-31T12:00:00.123456Z WARNING NETIO function: the text");
+    EXPECT_EQ(line_of(record), "2026-01-31T12:00:00.123456Z WARNING TEST function: the text");
 }
 
 TEST(FormatLineTest, TimeIsThatOfTheCalendar) {
@@ -278,7 +279,7 @@ TEST(FormatLineTest, LevelIsAWord) {
     NUVLogRecord record = record_with("text");
     for (const auto &[level, word] : levels) {
         record.level = level;
-        EXPECT_EQ(line_of(record), "1970-01-01T00:00:00.000000Z " + word + " DDS function: text");
+        EXPECT_EQ(line_of(record), "1970-01-01T00:00:00.000000Z " + word + " TEST function: text");
     }
 }
 
@@ -302,7 +303,7 @@ TEST(FormatLineTest, ControlCharactersAreReplaced) {
     EXPECT_EQ(text_in_line("\u009B2J\u202E\xFF"), "\\xc2\\x9b2J\\xe2\\x80\\xae\\xff");
     NUVLogRecord record = record_with("text");
     record.function = "fun\nction";
-    EXPECT_EQ(line_of(record), "1970-01-01T00:00:00.000000Z ERROR DDS fun ction: text");
+    EXPECT_EQ(line_of(record), "1970-01-01T00:00:00.000000Z ERROR TEST fun ction: text");
 }
 
 TEST(FormatLineTest, OtherCharactersAreKept) {

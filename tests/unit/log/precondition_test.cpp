@@ -128,7 +128,7 @@ TEST_F(LogTest, ADeviceThatPassesANullPointerIsReportedOnStderr) {
             (void)KOLS_Config_Logger_format_line(nullptr, a_line, sizeof a_line);
         },
         nullptr);
-    NUVLogParamString_printWithParams(NUV_LOG_UNNUMBERED, NUV_LOG_LEVEL_ERROR, NUV_LOG_MODULE_DDS,
+    NUVLogParamString_printWithParams(NUV_LOG_UNNUMBERED, NUV_LOG_LEVEL_ERROR, TEST_LOG_MODULE.id,
                                       "file.cpp", 1, "function", "text");
     EXPECT_THAT(redirected.read(), HasSubstr("FATAL - KOLS_Config_Logger_format_line: precondition "
                                              "failed: \"record == ((void *)0)\"\n"));

@@ -9,13 +9,14 @@
 
 #include "log/log_config.h"
 #include "log/log_module.h"
+#include "test_module.h"
 
 namespace {
 
 constexpr unsigned FAR_TOO_LONG = 60; // seconds
 
 void print() {
-    NUVLogParamString_printWithParams(NUV_LOG_UNNUMBERED, NUV_LOG_LEVEL_ERROR, NUV_LOG_MODULE_DDS,
+    NUVLogParamString_printWithParams(NUV_LOG_UNNUMBERED, NUV_LOG_LEVEL_ERROR, TEST_LOG_MODULE.id,
                                       "file", 1, "function", "%s", "text");
 }
 

@@ -7,7 +7,8 @@
 #include <gtest/gtest.h>
 
 #include "log/log_config.h"
-#include "log/log_module.h"
+#include "log/log_message.h"
+#include "test_module.h"
 
 struct Message {
     int number;

@@ -22,7 +22,7 @@ using testing::MatchesRegex;
 namespace {
 
 void print(const std::string &text) {
-    NUVLogParamString_printWithParams(NUV_LOG_UNNUMBERED, NUV_LOG_LEVEL_ERROR, NUV_LOG_MODULE_DDS,
+    NUVLogParamString_printWithParams(NUV_LOG_UNNUMBERED, NUV_LOG_LEVEL_ERROR, TEST_LOG_MODULE.id,
                                       "file.cpp", 1, "function", "%s", text.c_str());
 }
 
@@ -90,7 +90,7 @@ INSTANTIATE_TEST_SUITE_P(Stderr, OnEachKind,
 
 TEST_P(OnEachKind, ALineIsWritten) {
     print("text");
-    EXPECT_THAT(stderr_.read(), EndsWith("Z ERROR DDS function: text\n"));
+    EXPECT_THAT(stderr_.read(), EndsWith("Z ERROR TEST function: text\n"));
 }
 
 TEST_P(OnEachKind, TheLongestLineIsWrittenWithItsEnd) {
@@ -259,7 +259,7 @@ TEST_F(DefaultDevice, MayBeCalledByADeviceOfOnesOwn) {
         [](void *, const NUVLogRecord *record) { KOLS_Config_Logger_write_record(record); },
         nullptr);
     print("text");
-    EXPECT_THAT(redirected.read(), EndsWith("Z ERROR DDS function: text\n"));
+    EXPECT_THAT(redirected.read(), EndsWith("Z ERROR TEST function: text\n"));
 }
 
 TEST_F(DefaultDevice, TakesWhatADeviceItselfLogs) {
@@ -268,7 +268,7 @@ TEST_F(DefaultDevice, TakesWhatADeviceItselfLogs) {
     KOLS_Config_Logger_set_output_device(
         logger_, [](void *, const NUVLogRecord *) { print("from within"); }, nullptr);
     print("text");
-    EXPECT_THAT(redirected.read(), EndsWith("Z ERROR DDS function: from within\n"));
+    EXPECT_THAT(redirected.read(), EndsWith("Z ERROR TEST function: from within\n"));
 }
 
 } // namespace

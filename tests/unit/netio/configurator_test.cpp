@@ -3,6 +3,7 @@
 
 #include "faults.h"
 #include "net_fixture.h"
+#include "netio/netio_log.h"
 #include "support/log_capture.h"
 
 namespace {

@@ -14,8 +14,8 @@
 
 #include "faults.h"
 #include "log/log_config.h"
-#include "log/log_module.h"
 #include "osapi/osapi_heap.h"
+#include "pres/pres_log.h"
 #include "pres/pres_participant.h"
 
 /** A property with variable parts, and the storage that they are lent from. */

@@ -9,6 +9,7 @@
 #include "log/log_config.h"
 #include "log/log_module.h"
 #include "osapi/osapi_heap.h"
+#include "reda/reda_log.h"
 #include "seams.h"
 
 namespace {

@@ -31,7 +31,10 @@ struct NUVLogMessageTemplate {
     const char *format;
 };
 
-/* Templates whose suffix names their arguments: s string, d integer, u unsigned. */
+/*
+ * Templates that fit any layer; others belong to the layer that prints them. The suffix names the
+ * arguments: s string, d integer, u unsigned.
+ */
 extern const struct NUVLogMessageTemplate NUV_LOG_PRECONDITION_FAILURE_s;
 extern const struct NUVLogMessageTemplate NUV_LOG_ANY_FAILURE_s;
 extern const struct NUVLogMessageTemplate NUV_LOG_CREATION_FAILURE_s;
@@ -39,20 +42,6 @@ extern const struct NUVLogMessageTemplate NUV_LOG_DESTRUCTION_FAILURE_s;
 extern const struct NUVLogMessageTemplate NUV_LOG_GET_FAILURE_s;
 extern const struct NUVLogMessageTemplate NUV_LOG_INVALID_s;
 extern const struct NUVLogMessageTemplate NUV_LOG_INSUFFICIENT_SPACE_FAILURE_dd;
-extern const struct NUVLogMessageTemplate NUV_OSAPI_MEMORY_LOG_OUT_OF_HEAP_STRUCT_d;
-extern const struct NUVLogMessageTemplate DDS_LOG_COPY_FAILURE_s;
-extern const struct NUVLogMessageTemplate DDS_LOG_FINALIZE_FAILURE_s;
-extern const struct NUVLogMessageTemplate DDS_LOG_GET_FAILURE_s;
-extern const struct NUVLogMessageTemplate DDS_LOG_GET_TRANSPORT_INFO;
-extern const struct NUVLogMessageTemplate DDS_LOG_GET_TRANSPORT_INFO_SIZE_ZERO;
-extern const struct NUVLogMessageTemplate DDS_LOG_IMMUTABLE_POLICY_s;
-extern const struct NUVLogMessageTemplate DDS_LOG_INCONSISTENT_PROPERTY_sss;
-extern const struct NUVLogMessageTemplate DDS_LOG_MULTICAST_TRANSPORT_LOCATORS;
-extern const struct NUVLogMessageTemplate DDS_LOG_NO_DEFAULT_UNICAST_TRANSPORT_LOCATORS;
-extern const struct NUVLogMessageTemplate DDS_LOG_NO_DISCOVERY_TRANSPORT_LOCATORS;
-extern const struct NUVLogMessageTemplate DDS_LOG_OUT_OF_RESOURCES_s;
-extern const struct NUVLogMessageTemplate DDS_LOG_SET_FAILURE_s;
-extern const struct NUVLogMessageTemplate DDS_LOG_UNICAST_TRANSPORT_LOCATORS;
 
 /* Templates that take a printf-style text of the caller's (a "%s" of their own format). */
 extern const struct NUVLogMessageTemplate NUV_LOG_EMPTY_TEMPLATE;

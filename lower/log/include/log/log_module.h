@@ -1,12 +1,16 @@
 /**
  * @file log_module.h
- * @brief The layers as the logger knows them: their ids, names and masks.
+ * @brief The layers as the logger knows them: modules that register themselves.
  *
  * Each layer tests two masks before it prints: its instrumentation mask, which has the bits of the
  * levels that are wanted, and its submodule mask, which has the bits of its wanted submodules.
- * KOLS_Config_Logger_set_verbosity sets the instrumentation masks of all layers; the submodule
+ * KOLS_Config_Logger_set_verbosity sets the instrumentation masks of all modules; the submodule
  * masks start with every bit set. They are plain words that may be read and written from any thread
  * with NUVLog_loadMask and NUVLog_storeMask.
+ *
+ * The masks, the id, the name and the templates of a layer are the layer's own. One source of it
+ * defines the masks and registers the module; since whoever prints tests the masks, a linker that
+ * takes only what is needed takes that source along.
  */
 #ifndef LOG_MODULE_H
 #define LOG_MODULE_H
@@ -17,31 +21,43 @@
 extern "C" {
 #endif
 
-#define NUV_LOG_MODULE_OSAPI 0x10000u
-#define NUV_LOG_MODULE_REDA 0x30000u
-#define NUV_LOG_MODULE_NETIO 0x90000u
-#define NUV_LOG_MODULE_COMMEND 0xB0000u
-#define NUV_LOG_MODULE_PRES 0xD0000u
-#define NUV_LOG_MODULE_DDS 0xF0000u
+/** A layer as the logger knows it. */
+struct NUVLogModule {
+    NUV_UINT32 id;    /**< carried by its messages */
+    const char *name; /**< printed with them, as "DDS" */
+    NUV_UINT32 *instrumentationMask;
+    NUV_UINT32 *submoduleMask;
+};
+
+/** The place of a module among the registered ones. */
+struct NUVLogModuleNode {
+    const struct NUVLogModule *module;
+    struct NUVLogModuleNode *_next; /**< the logger's */
+};
+
+/** What masks start with, so that a layer can print before it has been registered. */
+#define NUV_LOG_INSTRUMENTATION_MASK_DEFAULT 3u /**< fatal and error */
+#define NUV_LOG_SUBMODULE_MASK_DEFAULT 0xFFFFFFFFu
 
 /** Submodule bit of a layer that has no parts of its own. */
 #define NUV_LOG_SUBMODULE_ALL 1u
-/** Submodule bits of the DDS layer. */
-#define DDS_LOG_SUBMODULE_INFRASTRUCTURE 4u
-#define DDS_LOG_SUBMODULE_DOMAIN 8u
 
-extern NUV_UINT32 OSAPILog_g_instrumentationMask;
-extern NUV_UINT32 OSAPILog_g_submoduleMask;
-extern NUV_UINT32 REDALog_g_instrumentationMask;
-extern NUV_UINT32 REDALog_g_submoduleMask;
-extern NUV_UINT32 NETIOLog_g_instrumentationMask;
-extern NUV_UINT32 NETIOLog_g_submoduleMask;
-extern NUV_UINT32 COMMENDLog_g_instrumentationMask;
-extern NUV_UINT32 COMMENDLog_g_submoduleMask;
-extern NUV_UINT32 PRESLog_g_instrumentationMask;
-extern NUV_UINT32 PRESLog_g_submoduleMask;
-extern NUV_UINT32 DDSLog_g_instrumentationMask;
-extern NUV_UINT32 DDSLog_g_submoduleMask;
+/**
+ * @brief Makes a module known to the logger, and sets its instrumentation mask to the verbosity.
+ *
+ * Meant for a function that runs when the layer is loaded. Thread-safe; allocates nothing. A node
+ * that is registered already is left alone.
+ *
+ * @param node stays registered until the process ends, and so do the node, its module and the
+ *             masks.
+ */
+void NUVLog_registerModule(struct NUVLogModuleNode *node);
+
+/** The first of the registered modules, null when there is none; the others follow at _next. */
+const struct NUVLogModuleNode *NUVLog_getModules(void);
+
+/** The name of a registered module by its id; "-" when there is none. */
+const char *NUVLog_getModuleName(NUV_UINT32 module);
 
 /**
  * For each level (indexed by the level's value) the activity categories whose messages are printed
@@ -74,8 +90,12 @@ static inline int NUVLog_isEnabledForContext(const struct NUVOsapiActivityContex
            (context->category & NUVLog_loadMask(&NUVLog_g_categoryMask[level])) != 0;
 }
 
-/** The name of a layer by its module id, as "DDS"; "-" when there is none. */
-const char *NUVLog_getModuleName(NUV_UINT32 module);
+/** Non-zero when the module's masks let a message out, or the context, which may be null, asks. */
+static inline int NUVLog_isWanted(const struct NUVLogModule *module, NUV_UINT32 submodule,
+                                  const struct NUVOsapiActivityContext *context, NUV_UINT32 level) {
+    return NUVLog_isEnabled(module->instrumentationMask, module->submoduleMask, level, submodule) ||
+           NUVLog_isEnabledForContext(context, level);
+}
 
 #ifdef __cplusplus
 }

@@ -52,6 +52,29 @@ struct REDALeftOut {
 int REDARepetitions_admits(struct REDARepetitions *self, const char *kind, struct REDALeftOut *out);
 
 #ifdef __cplusplus
+
+/**
+ * @brief NUVLog_text for what may be printed at most once a second, from one place in the source.
+ *
+ * Asks the repetitions only when the message is wanted. What was left out is said at its end.
+ * Needs "log/log_print.h".
+ */
+#define REDARepetitions_text(repetitions, module, submodule, context, level, TEMPLATE, format,     \
+                             ...)                                                                  \
+    do {                                                                                           \
+        static const char kind = 0;                                                                \
+        REDALeftOut left_out;                                                                      \
+        if (NUVLog_isWanted(&(module), (submodule), (context), (level)) != 0 &&                    \
+            REDARepetitions_admits((repetitions), &kind, &left_out) != 0) {                        \
+            NUVLogMessageParamString_printWithParams(                                              \
+                NUV_LOG_UNNUMBERED, (level), (module).id, __FILE__, __LINE__, NUV_LOG_METHOD,      \
+                &(TEMPLATE), format "%s" __VA_OPT__(, ) __VA_ARGS__, left_out.text);               \
+        }                                                                                          \
+    } while (false)
+
+#endif
+
+#ifdef __cplusplus
 }
 #endif
 

@@ -21,6 +21,12 @@ struct REDAWorker {
     char _name[16];                                   /**< for messages */
 };
 
+/** What the thread does; null when nobody says so, as where there is no worker. */
+static inline struct NUVOsapiActivityContext *
+REDAWorker_getActivityContext(const struct REDAWorker *self) {
+    return self != NULL ? self->_activityContext : NULL;
+}
+
 /** Makes a factory; null when memory runs out. Thread-safe. */
 struct REDAWorkerFactory *REDAWorkerFactory_new(void);
 

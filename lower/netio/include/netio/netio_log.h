@@ -1,0 +1,26 @@
+/**
+ * @file netio_log.h
+ * @brief The network layer as a module of the log.
+ */
+#ifndef NETIO_LOG_MODULE_H
+#define NETIO_LOG_MODULE_H
+
+#include "osapi/osapi_type.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/** The id that its messages carry. */
+#define NUV_LOG_MODULE_NETIO 0x90000u
+
+/** The levels that are printed; read and written with NUVLog_loadMask and NUVLog_storeMask. */
+extern NUV_UINT32 NETIOLog_g_instrumentationMask;
+/** The submodules that are printed, of which there is one: NUV_LOG_SUBMODULE_ALL. */
+extern NUV_UINT32 NETIOLog_g_submoduleMask;
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
