@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -177,7 +178,7 @@ bool is_equal(const PortsOptions &left, const PortsOptions &right) {
            left.json == right.json;
 }
 
-void check(const Answer &answer) {
+void check(const Answer &answer, unsigned /*variation*/) {
     fuzz::must(answer.exit_code == 0 || answer.exit_code == 2, "an answer is help or a refusal");
     if (answer.exit_code == 0) {
         fuzz::must(answer.text.ends_with('\n'), "help is whole lines");
@@ -196,7 +197,7 @@ void check_again(const Options &options) {
                "options that are all spelled out read back as the same");
 }
 
-void check(const RunOptions &options) {
+void check(const RunOptions &options, unsigned variation) {
     fuzz::must(options.domain >= 0, "a domain is 0 or more");
     fuzz::must(options.index >= DDS_PARTICIPANT_ID_AUTO, "an index is automatic, 0 or more");
     fuzz::must((options.reserved_ports & ~DDS_RTPS_RESERVED_PORT_MASK_ALL) == 0,
@@ -205,7 +206,7 @@ void check(const RunOptions &options) {
                    (options.transports & ~DDS_TRANSPORTBUILTIN_MASK_ALL) == 0,
                "there is a transport, and no other than the two");
     fuzz::must(std::any_of(std::begin(VERBOSITIES), std::end(VERBOSITIES),
-                           [&](const Verbosity &verbosity) {
+                           [&options](const Verbosity &verbosity) {
                                return verbosity.value == options.verbosity;
                            }),
                "a verbosity is one of the five");
@@ -218,9 +219,28 @@ void check(const RunOptions &options) {
     fuzz::must(options.multicast || options.multicast_addresses.empty(),
                "there is no multicast address without multicast");
     check_again(options);
+
+    // Every option is taken, and every word means something else than the others.
+    RunOptions varied = options;
+    varied.domain = static_cast<DDS_DomainId_t>(variation);
+    varied.reserved_ports =
+        static_cast<DDS_RtpsReservedPortKindMask>(variation & DDS_RTPS_RESERVED_PORT_MASK_ALL);
+    varied.transports = 1 + variation % DDS_TRANSPORTBUILTIN_MASK_ALL;
+    varied.verbosity = VERBOSITIES[variation % std::size(VERBOSITIES)].value;
+    varied.index = static_cast<DDS_Long>(variation);
+    varied.interfaces.emplace_back("eth0");
+    varied.peers.emplace_back("host.example:7410");
+    varied.properties.emplace_back("name", "value=1");
+    varied.name = "robot";
+    varied.user_data = "text";
+    varied.duration = std::chrono::milliseconds(variation);
+    varied.multicast = !options.multicast || !options.multicast_addresses.empty();
+    varied.show_qos = !options.show_qos;
+    varied.json = !options.json;
+    check_again(varied);
 }
 
-void check(const PortsOptions &options) {
+void check(const PortsOptions &options, unsigned /*variation*/) {
     fuzz::must(options.domain >= 0, "a domain is 0 or more");
     fuzz::must(!options.indices || (0 <= options.indices->first &&
                                     options.indices->first <= options.indices->last &&
@@ -239,6 +259,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
         arguments.emplace_back(input.line());
     }
     const Command command = parse(arguments);
-    std::visit([](const auto &asked) { check(asked); }, command);
+    const unsigned variation = std::accumulate(data, data + size, 0u);
+    std::visit([variation](const auto &asked) { check(asked, variation); }, command);
     return 0;
 }
