@@ -1,7 +1,10 @@
+// The QoS as a tree, made of whatever settings the library says that there are.
 #include "qos_tree.h"
 
 #include <algorithm>
+#include <exception>
 
+#include "dds_c/dds_c_qosvisitor.h"
 #include "log/log_config.h"
 #include "values.h"
 
@@ -41,11 +44,7 @@ std::string text_of(const DDS_OctetSeq &octets) {
     return digits;
 }
 
-Json tree(const char *text) {
-    return text != nullptr ? Json(text) : Json();
-}
-
-Json tree(const DDS_Duration_t &duration) {
+Json duration(const DDS_Duration_t &duration) {
     if (DDS_Duration_is_infinite(&duration) != DDS_BOOLEAN_FALSE) {
         return "infinite";
     }
@@ -53,83 +52,96 @@ Json tree(const DDS_Duration_t &duration) {
                                  : Json(duration.sec + duration.nanosec / NANOSECONDS);
 }
 
-Json tree(const DDS_RtpsWellKnownPorts_t &ports) {
-    return {{"port_base", ports.port_base},
-            {"domain_id_gain", ports.domain_id_gain},
-            {"participant_id_gain", ports.participant_id_gain},
-            {"builtin_multicast_port_offset", ports.builtin_multicast_port_offset},
-            {"builtin_unicast_port_offset", ports.builtin_unicast_port_offset},
-            {"user_multicast_port_offset", ports.user_multicast_port_offset},
-            {"user_unicast_port_offset", ports.user_unicast_port_offset}};
-}
-
-Json tree(const DDS_Property_t &property) {
-    return {{"name", tree(property.name)},
-            {"value", tree(property.value)},
-            {"propagate", property.propagate != DDS_BOOLEAN_FALSE}};
-}
-
-Json tree(const DDS_TransportUnicastSettings_t &settings);
-Json tree(const DDS_TransportMulticastMapping_t &mapping);
-
-/** The elements of a sequence, by the operations of its type. */
-template <class Sequence, class Element>
-Json list(const Sequence &sequence, DDS_Long (*length)(const Sequence *),
-          Element *(*at)(const Sequence *, DDS_Long)) {
+Json texts(const DDS_StringSeq &texts) {
     Json array = Json::array();
 
-    for (DDS_Long i = 0; i < length(&sequence); ++i) {
-        array.push_back(tree(*at(&sequence, i)));
+    for (DDS_Long i = 0; i < DDS_StringSeq_get_length(&texts); ++i) {
+        const char *const text = DDS_StringSeq_get(&texts, i);
+
+        array.push_back(text != nullptr ? Json(text) : Json());
     }
     return array;
 }
 
-Json list(const DDS_StringSeq &texts) {
-    return list(texts, DDS_StringSeq_get_length, DDS_StringSeq_get_reference);
+Json leaf(const DDS_QosValue &value) {
+    const auto bits = static_cast<DDS_UnsignedLong>(value.number);
+
+    switch (value.kind) {
+    case DDS_QOS_VALUE_BOOLEAN:
+        return value.number != 0;
+    case DDS_QOS_VALUE_NUMBER:
+        return value.number;
+    case DDS_QOS_VALUE_RESERVED_PORTS:
+        return words_of_reserved_ports(static_cast<DDS_RtpsReservedPortKindMask>(bits));
+    case DDS_QOS_VALUE_TRANSPORTS:
+        return words_of_transports(bits);
+    case DDS_QOS_VALUE_DISCOVERY_PLUGINS:
+        return words_of_discovery_plugins(bits);
+    case DDS_QOS_VALUE_DURATION:
+        return duration(*value.duration);
+    case DDS_QOS_VALUE_TEXT:
+        return value.text != nullptr ? Json(value.text) : Json();
+    case DDS_QOS_VALUE_TEXTS:
+        return texts(*value.texts);
+    case DDS_QOS_VALUE_OCTETS:
+        return text_of(*value.octets);
+    }
+    return {};
 }
 
-Json tree(const DDS_TransportUnicastSettings_t &settings) {
-    return {{"transports", list(settings.transports)}, {"receive_port", settings.receive_port}};
-}
+/** Grows the tree as the settings come. */
+class Tree {
+public:
+    Tree() : open_{{"", Json::object()}} {}
 
-Json tree(const DDS_TransportMulticastMapping_t &mapping) {
-    return {{"addresses", list(mapping.addresses)},
-            {"topic_expression", tree(mapping.topic_expression)}};
-}
+    void begin(const char *name, Json whole) {
+        open_.emplace_back(name != nullptr ? name : "", std::move(whole));
+    }
 
-Json tree(const DDS_WireProtocolQosPolicy &policy) {
-    return {{"participant_id", policy.participant_id},
-            {"rtps_host_id", policy.rtps_host_id},
-            {"rtps_app_id", policy.rtps_app_id},
-            {"rtps_instance_id", policy.rtps_instance_id},
-            {"rtps_well_known_ports", tree(policy.rtps_well_known_ports)},
-            {"rtps_reserved_port_mask", words_of_reserved_ports(policy.rtps_reserved_port_mask)}};
-}
+    void end() {
+        auto [name, whole] = std::move(open_.back());
 
-Json tree(const DDS_DiscoveryQosPolicy &policy) {
-    return {{"enabled_transports", list(policy.enabled_transports)},
-            {"initial_peers", list(policy.initial_peers)},
-            {"multicast_receive_addresses", list(policy.multicast_receive_addresses)}};
-}
+        open_.pop_back();
+        add(name, std::move(whole));
+    }
 
-Json tree(const DDS_DiscoveryConfigQosPolicy &policy) {
-    return {
-        {"locator_reachability_lease_duration", tree(policy.locator_reachability_lease_duration)},
-        {"builtin_discovery_plugins",
-         words_of_discovery_plugins(policy.builtin_discovery_plugins)}};
-}
+    void add(const std::string &name, Json value) {
+        Json &whole = open_.back().second;
 
-Json tree(const DDS_DomainParticipantResourceLimitsQosPolicy &policy) {
-    return {
-        {"transport_info_list_max_length", policy.transport_info_list_max_length},
-        {"participant_user_data_max_length", policy.participant_user_data_max_length},
-        {"participant_property_list_max_length", policy.participant_property_list_max_length},
-        {"participant_property_string_max_length", policy.participant_property_string_max_length}};
-}
+        if (whole.is_array()) {
+            whole.push_back(std::move(value));
+        } else {
+            whole[name] = std::move(value);
+        }
+    }
 
-Json tree(const DDS_EntityNameQosPolicy &policy) {
-    return {{"name", tree(policy.name)}, {"role_name", tree(policy.role_name)}};
-}
+    Json take() {
+        return std::move(open_.back().second);
+    }
+
+private:
+    std::vector<std::pair<std::string, Json>> open_; // outermost first
+};
+
+/** Does what the library asks for; what that throws waits until the library has returned. */
+class Visit {
+public:
+    template <class Action>
+    static void go(void *param, Action action) {
+        auto &self = *static_cast<Visit *>(param);
+
+        try {
+            if (self.failure == nullptr) {
+                action(self.tree);
+            }
+        } catch (...) {
+            self.failure = std::current_exception();
+        }
+    }
+
+    Tree tree;
+    std::exception_ptr failure;
+};
 
 /** What would break the line or steer a terminal is shown as "\x0a". */
 std::string in_one_line(const std::string &text) {
@@ -173,27 +185,26 @@ void add_lines(const std::string &name, const Json &value, std::string &lines) {
 } // namespace
 
 Json qos_tree(const DDS_DomainParticipantQos &qos) {
-    const bool autoenable = qos.entity_factory.autoenable_created_entities != DDS_BOOLEAN_FALSE;
+    Visit visit;
+    const DDS_QosVisitor visitor = {
+        &visit,
+        [](void *param, const char *name) {
+            Visit::go(param, [&](Tree &tree) { tree.begin(name, Json::object()); });
+        },
+        [](void *param) { Visit::go(param, [](Tree &tree) { tree.end(); }); },
+        [](void *param, const char *name) {
+            Visit::go(param, [&](Tree &tree) { tree.begin(name, Json::array()); });
+        },
+        [](void *param) { Visit::go(param, [](Tree &tree) { tree.end(); }); },
+        [](void *param, const char *name, const DDS_QosValue *value) {
+            Visit::go(param, [&](Tree &tree) { tree.add(name, leaf(*value)); });
+        }};
 
-    return {
-        {"user_data", {{"value", text_of(qos.user_data.value)}}},
-        {"entity_factory", {{"autoenable_created_entities", autoenable}}},
-        {"wire_protocol", tree(qos.wire_protocol)},
-        {"transport_builtin", {{"mask", words_of_transports(qos.transport_builtin.mask)}}},
-        {"default_unicast",
-         {{"value", list(qos.default_unicast.value, DDS_TransportUnicastSettingsSeq_get_length,
-                         DDS_TransportUnicastSettingsSeq_get_reference)}}},
-        {"multicast_mapping",
-         {{"value", list(qos.multicast_mapping.value, DDS_TransportMulticastMappingSeq_get_length,
-                         DDS_TransportMulticastMappingSeq_get_reference)}}},
-        {"discovery", tree(qos.discovery)},
-        {"discovery_config", tree(qos.discovery_config)},
-        {"resource_limits", tree(qos.resource_limits)},
-        {"property",
-         {{"value",
-           list(qos.property.value, DDS_PropertySeq_get_length, DDS_PropertySeq_get_reference)}}},
-        {"participant_name", tree(qos.participant_name)},
-        {"partition", {{"name", list(qos.partition.name)}}}};
+    DDS_DomainParticipantQos_visit(&qos, &visitor);
+    if (visit.failure != nullptr) {
+        std::rethrow_exception(visit.failure);
+    }
+    return visit.tree.take();
 }
 
 std::string qos_lines(const Json &tree) {

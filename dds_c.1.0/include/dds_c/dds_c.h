@@ -12,6 +12,7 @@
 #include "dds_c/dds_c_productversion.h"
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "dds_c/dds_c_qospolicy.h"
+#include "dds_c/dds_c_qosvisitor.h"
 #include "dds_c/dds_c_rtpswellknownports.h"
 #include "dds_c/dds_c_sequence.h"
 #include "dds_c/dds_c_string.h"

@@ -2,7 +2,6 @@
 #include <string.h>
 
 #include <algorithm>
-#include <string_view>
 
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "domain/CallWorker.h"
@@ -14,8 +13,9 @@
 #include "osapi/osapi_heap.h"
 #include "osapi/osapi_utility.h"
 #include "properties/ParticipantProperties.h"
-#include "qos/QosPolicy_internal.h"
+#include "properties/propertyTable.h"
 #include "qos/transportBuiltin.h"
+#include "qos/unusedSettings.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
@@ -102,11 +102,11 @@ bool create_exclusive_areas(struct DDS_DomainParticipant *self) {
     return true;
 }
 
-/** Splits the interfaces of PROPERTY_ALLOW_INTERFACES into @p property. */
+/** Splits the interfaces of Property::ALLOW_INTERFACES into @p property. */
 bool read_allowed_interfaces(const struct DDS_PropertyQosPolicy *properties,
                              struct NUVNetioConfiguratorProperty *property) {
-    const struct DDS_Property_t *allowed =
-        DDS_PropertyQosPolicyHelper_lookup_property(properties, PROPERTY_ALLOW_INTERFACES);
+    const struct DDS_Property_t *allowed = DDS_PropertyQosPolicyHelper_lookup_property(
+        properties, name_of(Property::ALLOW_INTERFACES));
     const char *rest = allowed != nullptr ? allowed->value : nullptr;
 
     while (rest != nullptr && *rest != '\0') {
@@ -117,8 +117,8 @@ bool read_allowed_interfaces(const struct DDS_PropertyQosPolicy *properties,
             DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
                         "property %s is '%s': allowed are up to %d interface names or numeric "
                         "addresses of 1 to %d characters, joined by ','",
-                        PROPERTY_ALLOW_INTERFACES, allowed->value, NUV_NETIO_ALLOWED_INTERFACES_MAX,
-                        NUV_NETIO_INTERFACE_PATTERN_SIZE - 1);
+                        name_of(Property::ALLOW_INTERFACES), allowed->value,
+                        NUV_NETIO_ALLOWED_INTERFACES_MAX, NUV_NETIO_INTERFACE_PATTERN_SIZE - 1);
             return false;
         }
         char *const pattern = property->allowedInterfaces[property->allowedInterfaceCount];
@@ -185,84 +185,14 @@ bool initialize_presentation(struct DDS_DomainParticipant *self, DDS_StatusMask 
            DDS_DomainParticipant_has_propertiesI(self, &self->qos, worker);
 }
 
-struct UnusedSetting {
-    const char *name;
-    bool (*isGiven)(const struct DDS_DomainParticipantQos &qos);
-};
-
-/**
- * What is accepted and kept, and nothing acts on in this version, as far as the presentation half
- * does not know it. Whoever makes one of them work takes it out of this list.
- */
-constexpr UnusedSetting UNUSED_SETTINGS[] = {
-    {"user_data",
-     [](const struct DDS_DomainParticipantQos &qos) {
-         return DDS_OctetSeq_get_length(&qos.user_data.value) > 0;
-     }},
-    {"multicast_mapping",
-     [](const struct DDS_DomainParticipantQos &qos) {
-         return DDS_TransportMulticastMappingSeq_get_length(&qos.multicast_mapping.value) > 0;
-     }},
-    {"discovery.initial_peers",
-     [](const struct DDS_DomainParticipantQos &qos) {
-         return DDS_DiscoveryQosPolicy_has_usual_peersI(&qos.discovery) == 0;
-     }},
-    {"property.value.propagate",
-     [](const struct DDS_DomainParticipantQos &qos) {
-         const struct DDS_PropertySeq &properties = qos.property.value;
-
-         return std::any_of(properties._buffer, properties._buffer + properties._length,
-                            [](const DDS_Property_t &property) { return property.propagate; });
-     }},
-    {"participant_name",
-     [](const struct DDS_DomainParticipantQos &qos) {
-         return qos.participant_name.name != nullptr || qos.participant_name.role_name != nullptr;
-     }},
-    {"partition",
-     [](const struct DDS_DomainParticipantQos &qos) {
-         const struct DDS_PartitionQosPolicy none = DDS_PARTITION_QOS_POLICY_INITIALIZER;
-
-         return DDS_PartitionQosPolicy_is_equal(&qos.partition, &none) == DDS_BOOLEAN_FALSE;
-     }},
-};
-
-constexpr size_t unused_settings_size() {
-    size_t size = PRES_UNUSED_SETTINGS_SIZE;
-
-    for (const UnusedSetting &setting : UNUSED_SETTINGS) {
-        size += std::string_view(setting.name).size() + 2;
-    }
-    return size;
-}
-
-/** Names joined by ", ", with room for all of them. */
-struct UnusedSettingNames {
-    char text[unused_settings_size()];
-
-    static void append(void *param, const char *name) {
-        char *const text = static_cast<UnusedSettingNames *>(param)->text;
-        constexpr size_t LENGTH_MAX = unused_settings_size() - 1;
-
-        (void)NUVOsapiUtility_strncat(text, LENGTH_MAX, text[0] != '\0' ? ", " : "", 2);
-        (void)NUVOsapiUtility_strncat(text, LENGTH_MAX, name, LENGTH_MAX);
-    }
-};
-
 /** Names all settings that were given and that nothing acts on. */
-void warn_of_unused_settings(const struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
-    UnusedSettingNames names = {""};
+void warn_of_unused_settings(const struct DDS_DomainParticipantQos &qos) {
+    const dds::qos::UnusedSettings unused(qos);
 
-    for (const UnusedSetting &setting : UNUSED_SETTINGS) {
-        if (setting.isGiven(self->qos)) {
-            UnusedSettingNames::append(&names, setting.name);
-        }
-    }
-    PRESParticipant_listUnusedSettings(self->presentation.participant, UnusedSettingNames::append,
-                                       &names, worker);
-    if (names.text[0] != '\0') {
+    if (unused.names()[0] != '\0') {
         DDSLog_text(NUV_LOG_LEVEL_WARNING, NUV_LOG_EMPTY_TEMPLATE,
                     "these settings are accepted but nothing acts on them in this version: %s",
-                    names.text);
+                    unused.names());
     }
 }
 
@@ -443,7 +373,7 @@ DDS_DomainParticipant_newI(struct DDS_DomainParticipantFactory *factory,
         return nullptr;
     }
     if (DDSLog_isEnabled(NUV_LOG_LEVEL_WARNING)) {
-        creating::warn_of_unused_settings(self, worker.get());
+        creating::warn_of_unused_settings(self->qos);
     }
     NUVNetioRuntime_addInterfaceListener(self->resources.runtime, &self->interfaceListener);
     return self;

@@ -12,6 +12,7 @@
 #include "osapi/osapi_heap.h"
 #include "osapi/osapi_utility.h"
 #include "properties/PropertyQosPolicyHelper_internal.h"
+#include "properties/propertyTable.h"
 #include "qos/DomainParticipantQos_internal.h"
 #include "qos/QosPolicy_internal.h"
 #include "reda/reda_string.h"
@@ -57,17 +58,14 @@ namespace initializing {
 
 constexpr const char *LOG_METHOD = "DDS_DomainParticipantPresentation_initialize";
 
-const char *const PROPERTY_MAX_LOCATOR_LIST_SIZE =
-    "dds.domain_participant.max_announced_locator_list_size";
-const char *const PROPERTY_ALIGNMENT_ENFORCEMENT =
-    "dds.participant.use_45d_compatible_alignment_enforcement";
-const char *const PROPERTY_LOG_DISCOVERY_MISMATCH =
-    "dds.participant.discovery_config.log_discovery_mismatch";
+const char *const PROPERTY_MAX_LOCATOR_LIST_SIZE = name_of(Property::MAX_LOCATOR_LIST_SIZE);
+const char *const PROPERTY_ALIGNMENT_ENFORCEMENT = name_of(Property::ALIGNMENT_ENFORCEMENT);
+const char *const PROPERTY_LOG_DISCOVERY_MISMATCH = name_of(Property::LOG_DISCOVERY_MISMATCH);
 const char *const PROPERTY_DIRECTED_WRITE_SERIALIZATION_KIND =
-    "dds.participant.directed_write_serialization_kind";
+    name_of(Property::DIRECTED_WRITE_SERIALIZATION_KIND);
 
-/** The largest value of PROPERTY_DIRECTED_WRITE_SERIALIZATION_KIND. */
-constexpr DDS_UnsignedLong SERIALIZATION_KIND_MAX = 2;
+constexpr DDS_UnsignedLong SERIALIZATION_KIND_MAX =
+    row_of(Property::DIRECTED_WRITE_SERIALIZATION_KIND).largest;
 
 /**
  * What prints the messages about a property that is out of its range. Deliberately under module id
@@ -579,9 +577,10 @@ namespace translating {
 constexpr const char *LOG_METHOD = "DDS_DomainParticipantPresentation_translate_qos";
 
 const char *const PROPERTY_THREAD_DESTRUCTION_TIMEOUT =
-    "dds.domain_participant.asynchronous_publisher_thread_destruction_timeout";
+    name_of(Property::THREAD_DESTRUCTION_TIMEOUT);
 /** The longest that an execution thread may be given to end, in seconds. */
-constexpr NUV_INT32 THREAD_DESTRUCTION_TIMEOUT_MAX = 60;
+constexpr NUV_INT32 THREAD_DESTRUCTION_TIMEOUT_MAX =
+    static_cast<NUV_INT32>(row_of(Property::THREAD_DESTRUCTION_TIMEOUT).largest);
 
 /** How many buffers one send gathers at the most, whatever the QoS says. */
 constexpr NUV_INT32 GATHER_SEND_BUFFER_COUNT_MAX = 128;
@@ -863,16 +862,12 @@ done:
 
 namespace {
 
-const char *const PROPERTY_SEND_TIMEOUT = "dds.participant.logging.time_based_logging.send.timeout";
-const char *const PROPERTY_EA_TIMEOUT = "dds.participant.logging.time_based_logging.ea.timeout";
-const char *const PROPERTY_EA_TRACKED_LEVEL =
-    "dds.participant.logging.time_based_logging.ea.tracked_level";
-const char *const PROPERTY_RECEIVE_TIMEOUT =
-    "dds.participant.logging.time_based_logging.process_received_message.timeout";
-const char *const PROPERTY_RECEIVE_TRACKED_PORTS =
-    "dds.participant.logging.time_based_logging.process_received_message.tracked_ports";
-const char *const PROPERTY_AUTHENTICATION_TIMEOUT =
-    "dds.participant.logging.time_based_logging.authentication.timeout";
+const char *const PROPERTY_SEND_TIMEOUT = name_of(Property::SEND_TIMEOUT);
+const char *const PROPERTY_EA_TIMEOUT = name_of(Property::EA_TIMEOUT);
+const char *const PROPERTY_EA_TRACKED_LEVEL = name_of(Property::EA_TRACKED_LEVEL);
+const char *const PROPERTY_RECEIVE_TIMEOUT = name_of(Property::RECEIVE_TIMEOUT);
+const char *const PROPERTY_RECEIVE_TRACKED_PORTS = name_of(Property::RECEIVE_TRACKED_PORTS);
+const char *const PROPERTY_AUTHENTICATION_TIMEOUT = name_of(Property::AUTHENTICATION_TIMEOUT);
 
 /** The level of exclusive area that is watched unless a property sets another. */
 constexpr DDS_Long EA_TRACKED_LEVEL_DEFAULT = 10;

@@ -10,6 +10,7 @@
 #include "infrastructure/Common_internal.h"
 #include "infrastructure/dds_log.h"
 #include "properties/ParticipantProperties.h"
+#include "qos/fixedPolicies.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
@@ -31,41 +32,10 @@ constexpr const char *LOG_METHOD = "DDS_DomainParticipant_set_qos";
 /** Refuses a change of what is fixed at creation, where the presentation half does not. */
 bool check_fixed_policies(const struct DDS_DomainParticipantQos *running,
                           const struct DDS_DomainParticipantQos *qos) {
-    const struct DDS_WireProtocolQosPolicy &wireProtocol = qos->wire_protocol;
-    const char *changed = nullptr;
+    dds::qos::PathText changed;
 
-    if (wireProtocol.participant_id != running->wire_protocol.participant_id) {
-        changed = "wire_protocol.participant_id";
-    } else if (!DDS_RtpsWellKnownPorts_is_equal(&wireProtocol.rtps_well_known_ports,
-                                                &running->wire_protocol.rtps_well_known_ports)) {
-        changed = "wire_protocol.rtps_well_known_ports";
-    } else if (wireProtocol.rtps_reserved_port_mask !=
-               running->wire_protocol.rtps_reserved_port_mask) {
-        changed = "wire_protocol.rtps_reserved_port_mask";
-    } else if (!DDS_TransportBuiltinQosPolicy_is_equal(&qos->transport_builtin,
-                                                       &running->transport_builtin)) {
-        changed = "transport_builtin";
-    } else if (!DDS_TransportMulticastMappingQosPolicy_is_equal(&qos->multicast_mapping,
-                                                                &running->multicast_mapping)) {
-        changed = "multicast_mapping";
-    } else if (!DDS_StringSeq_is_equal(&qos->discovery.enabled_transports,
-                                       &running->discovery.enabled_transports)) {
-        changed = "discovery.enabled_transports";
-    } else if (!DDS_StringSeq_is_equal(&qos->discovery.multicast_receive_addresses,
-                                       &running->discovery.multicast_receive_addresses)) {
-        changed = "discovery.multicast_receive_addresses";
-    } else if (!DDS_DiscoveryConfigQosPolicy_is_equal(&qos->discovery_config,
-                                                      &running->discovery_config)) {
-        changed = "discovery_config";
-    } else if (!DDS_DomainParticipantResourceLimitsQosPolicy_is_equal(&qos->resource_limits,
-                                                                      &running->resource_limits)) {
-        changed = "resource_limits";
-    } else if (!DDS_EntityNameQosPolicy_is_equal(&qos->participant_name,
-                                                 &running->participant_name)) {
-        changed = "participant_name";
-    }
-    if (changed != nullptr) {
-        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_IMMUTABLE_POLICY_s, changed);
+    if (changes_fixed_policy(*running, *qos, changed)) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_IMMUTABLE_POLICY_s, changed.get());
         return false;
     }
     return true;

@@ -1,8 +1,8 @@
 // Basic types: durations, return codes, status kinds, versions.
 #include "infrastructure/Common_internal.h"
 
+#include "infrastructure/basic_values.h"
 #include "infrastructure/dds_log.h"
-#include "qos/value_fields.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_INFRASTRUCTURE;
 

@@ -1,6 +1,6 @@
 // The operations of each sequence type.
 #include "infrastructure/dds_log.h"
-#include "qos/value_fields.h"
+#include "qos/policies.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_INFRASTRUCTURE;
 

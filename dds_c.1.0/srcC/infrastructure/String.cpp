@@ -1,6 +1,6 @@
 // Strings that the library owns.
+#include "infrastructure/basic_values.h"
 #include "infrastructure/dds_log.h"
-#include "qos/value_fields.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_INFRASTRUCTURE;
 

@@ -3,8 +3,9 @@
  * @brief Deep values: what a copy, a comparison and a release of any public type do.
  *
  * A value is a number, a string that the library owns, an array of numbers, a sequence of values
- * or a record of values. A record names its fields by a specialization of Fields (value_fields.h),
- * a sequence the type of its elements by one of ElementName.
+ * or a record of values. A record names its fields by a specialization of Fields, a sequence the
+ * type of its elements by one of ElementName: those of basic types are in basic_values.h, those of
+ * policies in qos/policies.h.
  */
 #ifndef INFRASTRUCTURE_VALUE_H
 #define INFRASTRUCTURE_VALUE_H
@@ -12,20 +13,23 @@
 #include <cstring>
 #include <tuple>
 #include <type_traits>
-#include <utility>
 
 #include "dds_c/dds_c_string.h"
+#include "infrastructure/field.h"
 #include "osapi/osapi_heap.h"
 
 namespace dds::value {
 
-/** The fields of a record: `static constexpr auto list = std::make_tuple(&T::a, &T::b);`. */
-template <typename T>
-struct Fields;
-
 /** The element type of a sequence, as the heap reports it: `static constexpr const char *text`. */
 template <typename TSeq>
 struct ElementName;
+
+/** Names the element type of a sequence. */
+#define DDS_ELEMENT(TSeq, T)                                                                       \
+    template <>                                                                                    \
+    struct ElementName<TSeq> {                                                                     \
+        static constexpr const char *text = #T;                                                    \
+    }
 
 template <typename T>
 concept String = std::is_same_v<T, char *>;
@@ -40,18 +44,26 @@ concept Sequence = requires {
     ElementName<T>::text;
 };
 
+/** The rows of a record, which are those of all its fields. */
+template <Record T>
+constexpr const auto &rows_of() {
+    static_assert(names_each_field_once<T>(), "each field of a record has one row in its table");
+    return Fields<T>::list;
+}
+
 /** Calls @p visit with each field. */
 template <typename Visitor, Record T>
 void each_field(Visitor visit, T &record) {
-    std::apply([&](auto... field) { (visit(record.*field), ...); }, Fields<T>::list);
+    std::apply([&](const auto &...row) { (visit(record.*row.member), ...); }, rows_of<T>());
 }
 
 /** Calls @p visit with each field of one record and the same field of another, until it is false.
  */
 template <typename Visitor, typename T, Record U>
 bool every_field(Visitor visit, T &first, const U &second) {
-    return std::apply([&](auto... field) { return (visit(first.*field, second.*field) && ...); },
-                      Fields<U>::list);
+    return std::apply(
+        [&](const auto &...row) { return (visit(first.*row.member, second.*row.member) && ...); },
+        rows_of<U>());
 }
 
 inline DDS_Boolean to_boolean(bool truth) {

@@ -1,10 +1,10 @@
-// The properties that a participant reads: which there are, and whether their values are good.
+// Checks the properties of a new participant by their table.
 #include "properties/ParticipantProperties.h"
 
 #include <string.h>
 
-#include "domain/domain_internal.h"
 #include "infrastructure/dds_log.h"
+#include "properties/propertyTable.h"
 #include "reda/reda_string.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
@@ -14,41 +14,10 @@ namespace {
 /** The beginning of the names that the library reads. */
 constexpr char PREFIX[] = "dds.";
 
-enum class Kind {
-    BOOLEAN,
-    NUMBER, /**< from 0 to the largest one */
-    DURATION,
-    INTEGER,
-    CHECKED_ELSEWHERE, /**< by whoever reads it, with a message of its own */
-};
-
-struct KnownProperty {
-    const char *name;
-    Kind kind;
-    NUV_UINT32 largest = 0;
-};
-
-constexpr KnownProperty KNOWN_PROPERTIES[] = {
-    {PROPERTY_ALLOW_INTERFACES, Kind::CHECKED_ELSEWHERE},
-    {"dds.domain_participant.max_announced_locator_list_size", Kind::NUMBER,
-     DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX},
-    {"dds.domain_participant.asynchronous_publisher_thread_destruction_timeout", Kind::NUMBER, 60},
-    {"dds.participant.use_45d_compatible_alignment_enforcement", Kind::BOOLEAN},
-    {"dds.participant.discovery_config.log_discovery_mismatch", Kind::BOOLEAN},
-    {"dds.participant.directed_write_serialization_kind", Kind::NUMBER, 2},
-    {"dds.participant.logging.time_based_logging.send.timeout", Kind::DURATION},
-    {"dds.participant.logging.time_based_logging.ea.timeout", Kind::DURATION},
-    {"dds.participant.logging.time_based_logging.ea.tracked_level", Kind::INTEGER},
-    {"dds.participant.logging.time_based_logging.process_received_message.timeout", Kind::DURATION},
-    {"dds.participant.logging.time_based_logging.process_received_message.tracked_ports",
-     Kind::CHECKED_ELSEWHERE},
-    {"dds.participant.logging.time_based_logging.authentication.timeout", Kind::DURATION},
-};
-
-const KnownProperty *find_known(const char *name) {
-    for (const KnownProperty &known : KNOWN_PROPERTIES) {
-        if (strcmp(known.name, name) == 0) {
-            return &known;
+const PropertyRow *find_known(const char *name) {
+    for (const PropertyRow &row : PROPERTIES) {
+        if (strcmp(row.name, name) == 0) {
+            return &row;
         }
     }
     return nullptr;
@@ -89,26 +58,26 @@ void warn(const DDS_Property_t &property, const char *allowed) {
                 property.name, property.value, allowed);
 }
 
-bool check_value(const DDS_Property_t &property, const KnownProperty &known) {
+bool check_value(const DDS_Property_t &property, const PropertyRow &known) {
     NUV_INT32 integer = 0;
     NUVNtpTime duration = NUV_NTP_TIME_ZERO;
 
     switch (known.kind) {
-    case Kind::BOOLEAN:
+    case PropertyRow::Kind::BOOLEAN:
         return check_boolean(property);
-    case Kind::NUMBER:
+    case PropertyRow::Kind::NUMBER:
         return check_number(property, known.largest);
-    case Kind::DURATION:
+    case PropertyRow::Kind::DURATION:
         if (!REDAString_strToNtpTime(property.value, &duration)) {
             warn(property, "a number of seconds, as 0.125, or infinite");
         }
         return true;
-    case Kind::INTEGER:
+    case PropertyRow::Kind::INTEGER:
         if (!REDAString_strToLong(property.value, &integer)) {
             warn(property, "an integer");
         }
         return true;
-    case Kind::CHECKED_ELSEWHERE:
+    case PropertyRow::Kind::TEXT:
         return true;
     }
     return true;
@@ -135,7 +104,7 @@ bool check_participant_properties(const struct DDS_PropertyQosPolicy *properties
         if (!is_read_at_creation(&property)) {
             continue;
         }
-        const KnownProperty *const known = find_known(property.name);
+        const PropertyRow *const known = find_known(property.name);
 
         if (known == nullptr) {
             checking::warn_of_unknown(property);

@@ -7,9 +7,6 @@
 
 #include "dds_c/dds_c_qospolicy.h"
 
-/** Restricts the interfaces: names or numeric addresses joined by ','. */
-constexpr const char *PROPERTY_ALLOW_INTERFACES = "dds.transport.allow_interfaces";
-
 /** Whether a property is read at creation only and so can't change later. */
 bool is_read_at_creation(const struct DDS_Property_t *property);
 

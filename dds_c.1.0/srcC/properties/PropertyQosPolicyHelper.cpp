@@ -2,7 +2,7 @@
 #include "properties/PropertyQosPolicyHelper_internal.h"
 
 #include "infrastructure/dds_log.h"
-#include "qos/value_fields.h"
+#include "qos/policies.h"
 #include "reda/reda_string.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_INFRASTRUCTURE;

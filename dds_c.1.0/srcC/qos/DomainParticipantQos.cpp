@@ -1,7 +1,7 @@
 // The operations of a participant's QoS as a whole.
 #include "infrastructure/dds_log.h"
 #include "qos/QosPolicy_internal.h"
-#include "qos/value_fields.h"
+#include "qos/policies.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 

@@ -2,14 +2,15 @@
 #include "infrastructure/dds_log.h"
 #include "netio/netio_locator.h"
 #include "netio/netio_transport.h"
-#include "pres/pres_locatorPolicy.h"
 #include "qos/transportBuiltin.h"
-#include "qos/value_fields.h"
+#include "qos/walk.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
 /** Says in one line what is wrong with a setting; of a text, 128 characters are shown. */
 #define REPORT(...) DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_INCONSISTENT_QOS_TEMPLATE, __VA_ARGS__)
+
+using namespace dds::qos;
 
 namespace {
 
@@ -17,91 +18,156 @@ namespace checking {
 
 constexpr const char *LOG_METHOD = "DDS_DomainParticipantQos_is_consistent";
 
-constexpr DDS_Long UNLIMITED = 0x7FFFFFFF;
+/** The setting that is checked, and the QoS that it is part of. */
+struct Place {
+    const DDS_DomainParticipantQos &qos;
+    Path path;
+};
 
 const char *text(const char *string) {
     return string == nullptr ? "" : string;
 }
 
-/* ---- Kinds of settings ---------------------------------------------------------------------- */
+/* ---- Ranges: a check for each type ---------------------------------------------------------- */
 
-bool check_range(const char *setting, DDS_Long value, DDS_Long smallest, DDS_Long largest) {
-    if (value >= smallest && value <= largest) {
+template <typename M>
+bool check(const Place & /*place*/, const Any & /*range*/, const M & /*value*/) {
+    return true;
+}
+
+template <typename TRange, typename M>
+bool check(const Place &place, const Ahead<TRange> &ahead, const M &value) {
+    return check(place, ahead.range, value);
+}
+
+bool check(const Place &place, const Between &range, DDS_Long value) {
+    if (value >= range.smallest && value <= range.largest) {
         return true;
     }
-    if (largest == UNLIMITED) {
-        REPORT("%s is %d; allowed is %d or more", setting, value, smallest);
+    if (range.largest == UNLIMITED) {
+        REPORT("%s is %d; allowed is %d or more", place.path.text().get(), value, range.smallest);
     } else {
-        REPORT("%s is %d; allowed is %d to %d", setting, value, smallest, largest);
+        REPORT("%s is %d; allowed is %d to %d", place.path.text().get(), value, range.smallest,
+               range.largest);
     }
     return false;
 }
 
-bool check_boolean(const char *setting, DDS_Boolean value) {
+bool check(const Place &place, const TruthValue & /*range*/, DDS_Boolean value) {
     if (dds::value::is_boolean(value)) {
         return true;
     }
-    REPORT("%s is %d; allowed are 0 and 1", setting, value);
+    REPORT("%s is %d; allowed are 0 and 1", place.path.text().get(), value);
     return false;
 }
 
-bool check_mask(const char *setting, DDS_UnsignedLong mask, DDS_UnsignedLong allowed) {
-    if ((mask & ~allowed) == 0) {
-        return true;
+template <typename TMask>
+bool check(const Place &place, const Bits &range, const TMask &value) {
+    const auto mask = static_cast<DDS_UnsignedLong>(value);
+    if (mask == 0 && !range.is_none_allowed) {
+        REPORT("%s is 0x0; allowed are the bits of 0x%x, at least one of them",
+               place.path.text().get(), range.allowed);
+        return false;
     }
-    REPORT("%s is 0x%x; allowed are the bits of 0x%x", setting, mask, allowed);
-    return false;
+    if ((mask & ~range.allowed) != 0) {
+        REPORT("%s is 0x%x; allowed are the bits of 0x%x", place.path.text().get(), mask,
+               range.allowed);
+        return false;
+    }
+    return true;
 }
 
-/** Checks a length against the limit that another setting gives. */
-bool check_limit(const char *setting, DDS_LongLong length, const char *unit, const char *limit_name,
-                 DDS_Long limit) {
+bool check(const Place &place, const PositiveDuration & /*range*/, const DDS_Duration_t &value) {
+    const bool is_zero = value.sec == 0 && value.nanosec == 0;
+    if (!DDS_Duration_is_valid(&value) || is_zero) {
+        REPORT("%s is %d s and %u ns; allowed is infinite, or more than 0 with at most 999999999 "
+               "ns",
+               place.path.text().get(), value.sec, value.nanosec);
+        return false;
+    }
+    return true;
+}
+
+/** The name of a limit. */
+const char *name_of(DDS_Long Limits::*limit) {
+    const char *name = "";
+    every_row<Limits>([&](const auto &row) {
+        name = row.member == limit ? row.name : name;
+        return true;
+    });
+    return name;
+}
+
+/** Checks a length against the limit that another policy gives. */
+bool check_length(const Place &place, const Limited &range, DDS_LongLong length) {
+    const DDS_Long limit = place.qos.resource_limits.*range.limit;
     if (length <= limit) {
         return true;
     }
-    REPORT("%s has %lld %s; allowed by %s are at most %d", setting, static_cast<long long>(length),
-           unit, limit_name, limit);
+    REPORT("%s has %lld %s; allowed by resource_limits.%s are at most %d", place.path.text().get(),
+           static_cast<long long>(length), range.unit, name_of(range.limit), limit);
     return false;
 }
 
-bool check_transports(const char *setting, const DDS_StringSeq &transports) {
-    for (DDS_Long i = 0; i < transports._length; ++i) {
-        const char *alias = text(transports._buffer[i]);
+template <dds::value::Sequence M>
+bool check(const Place &place, const Limited &range, const M &value) {
+    return check_length(place, range, value._length);
+}
+
+bool check(const Place &place, const NameOfAtMost &range, const char *value) {
+    const size_t length = std::strlen(text(value));
+    if (length <= static_cast<size_t>(range.length)) {
+        return true;
+    }
+    REPORT("%s has %zu characters (\"%.128s...\"); allowed are at most %d", place.path.text().get(),
+           length, value, range.length);
+    return false;
+}
+
+bool check(const Place &place, const TopicExpression &range, const char *value) {
+    if (text(value)[0] == '\0') {
+        REPORT("%s is empty; allowed is %s", place.path.text_with_index().get(), range.allowed);
+        return false;
+    }
+    return true;
+}
+
+bool check(const Place &place, const Transports & /*range*/, const DDS_StringSeq &value) {
+    for (DDS_Long i = 0; i < value._length; ++i) {
+        const char *alias = text(value._buffer[i]);
         if (NUVNetioTransport_classOfAlias(alias) == KOLS_TRANSPORT_CLASSID_INVALID) {
             char allowed[NUV_NETIO_TRANSPORTS_STRING_SIZE];
             NUVNetioTransportClass_listAliases("", allowed, sizeof allowed);
-            REPORT("%s names \"%.128s\"; allowed are %s", setting, alias, allowed);
+            REPORT("%s names \"%.128s\"; allowed are %s", place.path.text().get(), alias, allowed);
             return false;
         }
     }
     return true;
 }
 
-/** Refuses a list of transports of which the participant has none. */
-bool check_enabled_transports(const char *setting, const DDS_StringSeq &transports,
-                              DDS_TransportBuiltinKindMask mask) {
-    bool is_any_enabled = transports._length == 0;
-    for (DDS_Long i = 0; i < transports._length; ++i) {
-        const DDS_TransportBuiltinKindMask kind = DDS_TransportBuiltin_bit_of_classI(
-            NUVNetioTransport_classOfAlias(text(transports._buffer[i])));
-        is_any_enabled = is_any_enabled || (mask & kind) != 0;
+bool check(const Place &place, const Peers & /*range*/, const DDS_StringSeq &value) {
+    for (DDS_Long i = 0; i < value._length; ++i) {
+        const char *peer = text(value._buffer[i]);
+        NUVNetioPeer parsed;
+        if (!NUVNetioPeer_parse(peer, &parsed)) {
+            char forms[NUV_NETIO_TRANSPORTS_STRING_SIZE];
+            NUVNetioTransportClass_listForms(forms, sizeof forms);
+            REPORT("%s has \"%.128s\"; allowed are ADDRESS, ADDRESS:PORT, %s and host names",
+                   place.path.text().get(), peer, forms);
+            return false;
+        }
     }
-    if (!is_any_enabled) {
-        REPORT(
-            "%s names \"%.128s\"; allowed are transports of transport_builtin.mask, which is 0x%x",
-            setting, transports._buffer[0], mask);
-    }
-    return is_any_enabled;
+    return true;
 }
 
-bool check_multicast_addresses(const char *setting, const DDS_StringSeq &addresses) {
-    for (DDS_Long i = 0; i < addresses._length; ++i) {
-        const char *address = text(addresses._buffer[i]);
+bool check(const Place &place, const MulticastAddresses &range, const DDS_StringSeq &value) {
+    for (DDS_Long i = 0; i < value._length; ++i) {
+        const char *address = text(value._buffer[i]);
         NUVNetioLocator locator = NUV_NETIO_LOCATOR_INVALID;
         if (!NUVNetioLocator_parse(address, &locator) || !NUVNetioLocator_isMulticast(&locator) ||
             locator.port != 0) {
-            REPORT("%s has \"%.128s\"; allowed are numeric multicast addresses without port",
-                   setting, address);
+            REPORT("%s has \"%.128s\"; allowed are %s", place.path.text().get(), address,
+                   range.allowed);
             return false;
         }
     }
@@ -109,7 +175,7 @@ bool check_multicast_addresses(const char *setting, const DDS_StringSeq &address
 }
 
 /** Refuses groups of so narrow a scope that each means another group on every interface or link. */
-bool check_multicast_scopes(const char *setting, const DDS_StringSeq &addresses) {
+bool check_scopes(const Place &place, const DDS_StringSeq &addresses) {
     for (DDS_Long i = 0; i < addresses._length; ++i) {
         const char *address = text(addresses._buffer[i]);
         NUVNetioLocator locator = NUV_NETIO_LOCATOR_INVALID;
@@ -120,184 +186,162 @@ bool check_multicast_scopes(const char *setting, const DDS_StringSeq &addresses)
         if (scope != nullptr) {
             REPORT("%s has \"%.128s\", a group of %s-local scope; allowed are %s groups of wider "
                    "scope, as %s",
-                   setting, address, scope, its_class->addressName, its_class->widerScopes);
+                   place.path.text().get(), address, scope, its_class->addressName,
+                   its_class->widerScopes);
             return false;
         }
     }
     return true;
 }
 
-bool check_name(const char *setting, const char *name) {
-    const size_t length = std::strlen(text(name));
-    if (length <= DDS_ENTITY_NAME_LENGTH_MAX) {
-        return true;
-    }
-    REPORT("%s has %zu characters (\"%.128s...\"); allowed are at most %d", setting, length, name,
-           DDS_ENTITY_NAME_LENGTH_MAX);
-    return false;
-}
-
-/* ---- Policies ------------------------------------------------------------------------------- */
-
-bool check(const DDS_DomainParticipantResourceLimitsQosPolicy &limits) {
-    return check_range("resource_limits.transport_info_list_max_length",
-                       limits.transport_info_list_max_length, 0,
-                       DDS_TRANSPORT_INFO_LIST_LENGTH_MAX) &&
-           check_range("resource_limits.participant_user_data_max_length",
-                       limits.participant_user_data_max_length, 0, DDS_USER_DATA_LENGTH_MAX) &&
-           check_range("resource_limits.participant_property_list_max_length",
-                       limits.participant_property_list_max_length, 0,
-                       DDS_PROPERTY_LIST_LENGTH_MAX) &&
-           check_range("resource_limits.participant_property_string_max_length",
-                       limits.participant_property_string_max_length, 0,
-                       DDS_PROPERTY_STRING_LENGTH_MAX);
-}
-
-bool check(const DDS_WireProtocolQosPolicy &policy) {
-    return check_range("wire_protocol.participant_id", policy.participant_id,
-                       DDS_PARTICIPANT_ID_AUTO, UNLIMITED) &&
-           check_mask("wire_protocol.rtps_reserved_port_mask",
-                      static_cast<DDS_UnsignedLong>(policy.rtps_reserved_port_mask),
-                      DDS_RTPS_RESERVED_PORT_MASK_ALL);
-}
-
-bool check(const DDS_TransportBuiltinQosPolicy &policy) {
-    if (policy.mask == DDS_TRANSPORTBUILTIN_MASK_NONE) {
-        REPORT("transport_builtin.mask is 0x0; allowed are the bits of 0x%x, at least one of them",
-               DDS_TRANSPORTBUILTIN_MASK_ALL);
+bool check(const Place &place, const ReceiveAddresses &range, const DDS_StringSeq &value) {
+    if (!check(place, MulticastAddresses{}, value) || !check_scopes(place, value)) {
         return false;
     }
-    return check_mask("transport_builtin.mask", policy.mask, DDS_TRANSPORTBUILTIN_MASK_ALL);
-}
-
-bool check(const DDS_TransportUnicastQosPolicy &policy) {
-    for (DDS_Long i = 0; i < policy.value._length; ++i) {
-        const DDS_TransportUnicastSettings_t &settings = policy.value._buffer[i];
-        if (!check_transports("default_unicast.value.transports", settings.transports) ||
-            !check_range("default_unicast.value.receive_port", settings.receive_port, 0,
-                         DDS_RTPS_PORT_MAX)) {
-            return false;
-        }
+    if (value._length > range.count) {
+        REPORT("the length of %s is %d; allowed is 0 to %d", place.path.text().get(), value._length,
+               range.count);
+        return false;
     }
     return true;
 }
 
-bool check(const DDS_TransportMulticastMappingQosPolicy &policy) {
-    for (DDS_Long i = 0; i < policy.value._length; ++i) {
-        const DDS_TransportMulticastMapping_t &mapping = policy.value._buffer[i];
-        if (!check_multicast_addresses("multicast_mapping.value.addresses", mapping.addresses)) {
-            return false;
-        }
-        if (text(mapping.topic_expression)[0] == '\0') {
-            REPORT("multicast_mapping.value[%d].topic_expression is empty; allowed is an "
-                   "expression for topic names",
-                   i);
-            return false;
-        }
-    }
-    return true;
-}
-
-bool check(const DDS_DiscoveryQosPolicy &policy) {
-    for (DDS_Long i = 0; i < policy.initial_peers._length; ++i) {
-        const char *peer = text(policy.initial_peers._buffer[i]);
-        NUVNetioPeer parsed;
-        if (!NUVNetioPeer_parse(peer, &parsed)) {
-            char forms[NUV_NETIO_TRANSPORTS_STRING_SIZE];
-            NUVNetioTransportClass_listForms(forms, sizeof forms);
-            REPORT("discovery.initial_peers has \"%.128s\"; allowed are ADDRESS, ADDRESS:PORT, "
-                   "%s and host names",
-                   peer, forms);
-            return false;
-        }
-    }
-    return check_transports("discovery.enabled_transports", policy.enabled_transports) &&
-           check_multicast_addresses("discovery.multicast_receive_addresses",
-                                     policy.multicast_receive_addresses) &&
-           check_multicast_scopes("discovery.multicast_receive_addresses",
-                                  policy.multicast_receive_addresses) &&
-           check_range("the length of discovery.multicast_receive_addresses",
-                       policy.multicast_receive_addresses._length, 0,
-                       PRES_REDUCED_LOCATOR_LIST_MAX);
-}
-
-bool check(const DDS_DiscoveryConfigQosPolicy &policy) {
-    const DDS_Duration_t &lease = policy.locator_reachability_lease_duration;
-    const bool is_zero = lease.sec == 0 && lease.nanosec == 0;
-    if (!DDS_Duration_is_valid(&lease) || is_zero) {
-        REPORT("discovery_config.locator_reachability_lease_duration is %d s and %u ns; allowed is "
-               "infinite, or more than 0 with at most 999999999 ns",
-               lease.sec, lease.nanosec);
-        return false;
-    }
-    return check_mask("discovery_config.builtin_discovery_plugins",
-                      policy.builtin_discovery_plugins,
-                      DDS_DISCOVERYCONFIG_BUILTIN_PLUGIN_MASK_ALL);
-}
-
-/** True when an earlier property has the same name. */
-bool is_repeated(const DDS_PropertySeq &properties, DDS_Long i) {
-    for (DDS_Long earlier = 0; earlier < i; ++earlier) {
-        if (std::strcmp(properties._buffer[earlier].name, properties._buffer[i].name) == 0) {
-            return true;
-        }
-    }
-    return false;
-}
-
-bool check(const DDS_PropertyQosPolicy &policy,
-           const DDS_DomainParticipantResourceLimitsQosPolicy &limits) {
-    const DDS_PropertySeq &properties = policy.value;
-    if (!check_limit("property.value", properties._length, "properties",
-                     "resource_limits.participant_property_list_max_length",
-                     limits.participant_property_list_max_length)) {
-        return false;
-    }
-    DDS_LongLong bytes = 0;
-    for (DDS_Long i = 0; i < properties._length; ++i) {
-        const DDS_Property_t &property = properties._buffer[i];
-        if (text(property.name)[0] == '\0') {
-            REPORT("property.value[%d].name is empty; allowed is a name", i);
-            return false;
-        }
-        if (property.value == nullptr) {
-            REPORT("property.value[%d].value of \"%.128s\" is null; allowed is a text", i,
-                   property.name);
-            return false;
-        }
-        if (!dds::value::is_boolean(property.propagate)) {
-            REPORT("property.value[%d].propagate of \"%.128s\" is %d; allowed are 0 and 1", i,
-                   property.name, property.propagate);
-            return false;
-        }
-        if (is_repeated(properties, i)) {
-            REPORT("property.value[%d].name is \"%.128s\" again; allowed is each name once", i,
-                   property.name);
-            return false;
-        }
-        bytes += static_cast<DDS_LongLong>(std::strlen(property.name) + 1 +
-                                           std::strlen(property.value) + 1);
-    }
-    return check_limit("property.value", bytes, "bytes of text",
-                       "resource_limits.participant_property_string_max_length",
-                       limits.participant_property_string_max_length);
-}
-
-bool check(const DDS_PartitionQosPolicy &policy) {
+bool check(const Place &place, const PartitionNames &range, const DDS_StringSeq &value) {
     size_t length = 0;
-    for (DDS_Long i = 0; i < policy.name._length; ++i) {
-        const char *name = policy.name._buffer[i];
+    for (DDS_Long i = 0; i < value._length; ++i) {
+        const char *name = value._buffer[i];
         if (name == nullptr || std::strchr(name, ',') != nullptr) {
-            REPORT("partition.name[%d] is \"%.128s\"; allowed are texts without ','", i,
-                   text(name));
+            REPORT("%s[%d] is \"%.128s\"; allowed are %s", place.path.text().get(), i, text(name),
+                   range.allowed);
             return false;
         }
         length += std::strlen(name) + (i > 0 ? 1 : 0);
     }
-    if (length > DDS_PARTITION_NAMES_LENGTH_MAX) {
-        REPORT("partition.name has %zu characters when joined by ','; allowed are at most %d",
-               length, DDS_PARTITION_NAMES_LENGTH_MAX);
+    if (length > static_cast<size_t>(range.length)) {
+        REPORT("%s has %zu characters when joined by ','; allowed are at most %d",
+               place.path.text().get(), length, range.length);
         return false;
+    }
+    return true;
+}
+
+/** The property whose part is checked. */
+const DDS_Property_t &property_of(const Place &place) {
+    return place.qos.property.value._buffer[place.path.index()];
+}
+
+bool check(const Place &place, const PropertyName &range, const char *value) {
+    if (text(value)[0] == '\0') {
+        REPORT("%s is empty; allowed is %s", place.path.text_with_index().get(), range.allowed);
+        return false;
+    }
+    return true;
+}
+
+bool check(const Place &place, const PropertyValue &range, const char *value) {
+    if (value == nullptr) {
+        REPORT("%s of \"%.128s\" is null; allowed is %s", place.path.text_with_index().get(),
+               property_of(place).name, range.allowed);
+        return false;
+    }
+    return true;
+}
+
+bool check(const Place &place, const PropertyMark & /*range*/, DDS_Boolean value) {
+    if (!dds::value::is_boolean(value)) {
+        REPORT("%s of \"%.128s\" is %d; allowed are 0 and 1", place.path.text_with_index().get(),
+               property_of(place).name, value);
+        return false;
+    }
+    return true;
+}
+
+/* ---- Rules on several fields: looked at when each field of the record is right --------------- */
+
+/** Most records have none. */
+template <typename T>
+bool check_rule(const Place & /*place*/, const T & /*record*/) {
+    return true;
+}
+
+/** Refuses a list of transports of which the participant has none. */
+bool check_rule(const Place &place, const DDS_DiscoveryQosPolicy &discovery) {
+    const DDS_StringSeq &transports = discovery.enabled_transports;
+    const DDS_TransportBuiltinKindMask mask = place.qos.transport_builtin.mask;
+    bool is_any_enabled = transports._length == 0;
+    for (DDS_Long i = 0; i < transports._length; ++i) {
+        const DDS_TransportBuiltinKindMask kind = DDS_TransportBuiltin_bit_of_classI(
+            NUVNetioTransport_classOfAlias(text(transports._buffer[i])));
+        is_any_enabled = is_any_enabled || (mask & kind) != 0;
+    }
+    if (!is_any_enabled) {
+        REPORT("discovery.enabled_transports names \"%.128s\"; allowed are transports of "
+               "transport_builtin.mask, which is 0x%x",
+               transports._buffer[0], mask);
+    }
+    return is_any_enabled;
+}
+
+/** Refuses the name of an earlier property. */
+bool check_rule(const Place &place, const DDS_Property_t &property) {
+    for (DDS_Long earlier = 0; earlier < place.path.index(); ++earlier) {
+        if (std::strcmp(place.qos.property.value._buffer[earlier].name, property.name) == 0) {
+            REPORT("%s.name is \"%.128s\" again; allowed is each name once",
+                   place.path.text_with_index().get(), property.name);
+            return false;
+        }
+    }
+    return true;
+}
+
+/** Refuses properties whose texts are too long together. */
+bool check_rule(const Place &place, const DDS_PropertyQosPolicy &policy) {
+    DDS_LongLong bytes = 0;
+    for (DDS_Long i = 0; i < policy.value._length; ++i) {
+        const DDS_Property_t &property = policy.value._buffer[i];
+        bytes += static_cast<DDS_LongLong>(std::strlen(property.name) + 1 +
+                                           std::strlen(property.value) + 1);
+    }
+    return check_length({place.qos, place.path.field("value")},
+                        {"bytes of text", &Limits::participant_property_string_max_length}, bytes);
+}
+
+/* ---- The table ------------------------------------------------------------------------------ */
+
+template <typename TRange>
+constexpr bool is_ahead(const TRange & /*range*/) {
+    return false;
+}
+
+template <typename TRange>
+constexpr bool is_ahead(const Ahead<TRange> & /*range*/) {
+    return true;
+}
+
+/** Checks what is in a setting that has settings of its own. */
+template <typename M>
+bool check_within(const Place & /*place*/, const M & /*value*/) {
+    return true;
+}
+
+template <Settings T>
+bool check_within(const Place &place, const T &record) {
+    const auto check_row = [&](const auto &row) {
+        const Place field = {place.qos, place.path.field(row.name)};
+        return check(field, row.range, record.*row.member) &&
+               check_within(field, record.*row.member);
+    };
+    return every_row<T>([&](const auto &row) { return !is_ahead(row.range) || check_row(row); }) &&
+           every_row<T>([&](const auto &row) { return is_ahead(row.range) || check_row(row); }) &&
+           check_rule(place, record);
+}
+
+template <SettingsList M>
+bool check_within(const Place &place, const M &list) {
+    for (DDS_Long i = 0; i < list._length; ++i) {
+        if (!check_within(Place{place.qos, place.path.element(i)}, list._buffer[i])) {
+            return false;
+        }
     }
     return true;
 }
@@ -310,22 +354,5 @@ DDS_Boolean DDS_DomainParticipantQos_is_consistent(const DDS_DomainParticipantQo
     if (DDSLog_isNull(self)) {
         return DDS_BOOLEAN_FALSE;
     }
-    return dds::value::to_boolean(
-        checking::check(self->resource_limits) &&
-        checking::check_limit("user_data.value", self->user_data.value._length, "octets",
-                              "resource_limits.participant_user_data_max_length",
-                              self->resource_limits.participant_user_data_max_length) &&
-        checking::check_boolean("entity_factory.autoenable_created_entities",
-                                self->entity_factory.autoenable_created_entities) &&
-        checking::check(self->wire_protocol) && checking::check(self->transport_builtin) &&
-        checking::check(self->default_unicast) && checking::check(self->multicast_mapping) &&
-        checking::check(self->discovery) &&
-        checking::check_enabled_transports("discovery.enabled_transports",
-                                           self->discovery.enabled_transports,
-                                           self->transport_builtin.mask) &&
-        checking::check(self->discovery_config) &&
-        checking::check(self->property, self->resource_limits) &&
-        checking::check_name("participant_name.name", self->participant_name.name) &&
-        checking::check_name("participant_name.role_name", self->participant_name.role_name) &&
-        checking::check(self->partition));
+    return dds::value::to_boolean(checking::check_within(checking::Place{*self, Path()}, *self));
 }

@@ -3,7 +3,7 @@
 #include "infrastructure/dds_log.h"
 #include "osapi/osapi_utility.h"
 #include "qos/DomainParticipantQos_internal.h"
-#include "qos/value_fields.h"
+#include "qos/policies.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 

@@ -6,7 +6,7 @@
 #include <iterator>
 
 #include "infrastructure/dds_log.h"
-#include "qos/value_fields.h"
+#include "qos/policies.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_INFRASTRUCTURE;
 
@@ -55,13 +55,11 @@ DDS_QOS_POLICY_IMPLEMENTATION(DDS_PartitionQosPolicy, DDS_PARTITION_QOS_POLICY_I
 
 static const char *const USUAL_PEERS[] = {"239.255.0.1", "127.0.0.1"};
 
-int DDS_DiscoveryQosPolicy_has_usual_peersI(const DDS_DiscoveryQosPolicy *self) {
-    const DDS_StringSeq &peers = self->initial_peers;
-    return static_cast<int>(std::equal(std::begin(USUAL_PEERS), std::end(USUAL_PEERS),
-                                       peers._buffer, peers._buffer + peers._length,
-                                       [](const char *usual, const char *peer) {
-                                           return peer != nullptr && std::strcmp(usual, peer) == 0;
-                                       }));
+bool dds::qos::are_unusual_peers(const DDS_StringSeq &peers) {
+    return !std::equal(std::begin(USUAL_PEERS), std::end(USUAL_PEERS), peers._buffer,
+                       peers._buffer + peers._length, [](const char *usual, const char *peer) {
+                           return peer != nullptr && std::strcmp(usual, peer) == 0;
+                       });
 }
 
 DDS_ReturnCode_t DDS_DiscoveryQosPolicy_get_defaultI(DDS_DiscoveryQosPolicy *self) {

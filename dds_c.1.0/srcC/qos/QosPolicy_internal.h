@@ -20,9 +20,6 @@ extern "C" {
  */
 DDS_ReturnCode_t DDS_DiscoveryQosPolicy_get_defaultI(struct DDS_DiscoveryQosPolicy *self);
 
-/** Non-zero when the initial peers are those of the default. */
-int DDS_DiscoveryQosPolicy_has_usual_peersI(const struct DDS_DiscoveryQosPolicy *self);
-
 /**
  * @brief True when both have the same settings in the same order.
  * @param compareReceivePorts 0 to compare the transports only.

@@ -4,7 +4,7 @@
 #include "infrastructure/dds_log.h"
 #include "netio/netio_configurator.h"
 #include "qos/QosPolicy_internal.h"
-#include "qos/value_fields.h"
+#include "qos/policies.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_INFRASTRUCTURE;
 

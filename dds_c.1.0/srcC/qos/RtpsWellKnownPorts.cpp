@@ -2,7 +2,7 @@
 #include <limits>
 
 #include "infrastructure/dds_log.h"
-#include "qos/value_fields.h"
+#include "qos/policies.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_INFRASTRUCTURE;
 

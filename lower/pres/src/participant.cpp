@@ -99,7 +99,6 @@ struct PRESParticipant *PRESParticipant_new(
                            eventThreadFactory, asynchPubThreadFactory, {}};
     if (security != nullptr) {
         self->collaborators.security = *security;
-        self->isSecure = true;
     }
     if (listener != nullptr) {
         self->listener = *listener;

@@ -55,7 +55,6 @@ struct PRESParticipant {
     // Set by PRESParticipant_new and then never changed:
     NUVOsapiRtpsGuid guid{};
     Collaborators collaborators;
-    bool isSecure = false;
     PRESParticipantListener listener{};
     PRESStatusKindMask listenerMask = 0;
     PRESParticipantEntityFinalizeListener finalizeListener{};

@@ -99,18 +99,6 @@ struct PRESParticipant *PRESParticipant_new(
     struct NUVOsapiThreadFactory *eventThreadFactory,
     struct NUVOsapiThreadFactory *asynchPubThreadFactory, struct REDAWorker *worker);
 
-/** Room for all names that PRESParticipant_listUnusedSettings gives, joined by ", ". */
-#define PRES_UNUSED_SETTINGS_SIZE 512
-
-/**
- * @brief Names the settings that the participant was given and that nothing acts on in this
- * version, as the user knows them.
- * @param visit called with each name, a constant, and @p param; must not call the participant.
- */
-void PRESParticipant_listUnusedSettings(struct PRESParticipant *self,
-                                        void (*visit)(void *param, const char *name), void *param,
-                                        struct REDAWorker *worker);
-
 /**
  * @brief Enables the participant. From now on it has the given locators and transports, which are
  * copied, and takes messages from its facade. Enabling twice changes nothing; a participant that

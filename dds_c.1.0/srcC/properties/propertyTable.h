@@ -1,0 +1,144 @@
+/**
+ * @file propertyTable.h
+ * @brief The table of properties: a row for each property of a participant that the library reads.
+ *
+ * Whoever reads a property takes its name from here; no other source spells one. Read from the rows
+ * are the check of the values when a participant is created, the warning about settings without
+ * effect, and the table in README.md, which a test compares with them.
+ */
+#ifndef PROPERTIES_PROPERTY_TABLE_H
+#define PROPERTIES_PROPERTY_TABLE_H
+
+#include <cstddef>
+#include <iterator>
+
+#include "commend/commend_facadeProperty.h"
+#include "pres/pres_locatorPolicy.h"
+
+/** The properties, in the order of their rows. */
+enum class Property {
+    ALLOW_INTERFACES,
+    MAX_LOCATOR_LIST_SIZE,
+    RECEIVE_TIMEOUT,
+    RECEIVE_TRACKED_PORTS,
+    EA_TIMEOUT,
+    EA_TRACKED_LEVEL,
+    SEND_TIMEOUT,
+    AUTHENTICATION_TIMEOUT,
+    ALIGNMENT_ENFORCEMENT,
+    LOG_DISCOVERY_MISMATCH,
+    DIRECTED_WRITE_SERIALIZATION_KIND,
+    THREAD_DESTRUCTION_TIMEOUT,
+};
+
+struct PropertyRow {
+    /** What a value is made of, and what becomes of one that is not. */
+    enum class Kind {
+        BOOLEAN,  /**< refused */
+        NUMBER,   /**< from 0 to the largest one; refused */
+        DURATION, /**< in seconds, or infinite; passed over with a warning */
+        INTEGER,  /**< passed over with a warning */
+        TEXT,     /**< refused by whoever reads it, with a message of its own */
+    };
+
+    /**
+     * Whose code reads it. The presentation half parses more leniently than the table says, which
+     * goes unnoticed: the values are checked before it sees them.
+     */
+    enum class Reader { ENCLOSING_PARTICIPANT, PRESENTATION_HALF };
+
+    Property property;
+    const char *name;
+    Kind kind;
+    Reader reader;
+    /** Of a number. */
+    NUV_UINT32 largest;
+    /** Of a number that nothing acts on: what does not count as given. */
+    NUV_UINT32 usual;
+    /** 0: acted on. Else nothing acts on it, and the warning names it in this place. */
+    int place;
+    /** For README.md: which values are allowed, and what they are for; null if nothing acts on it.
+     */
+    const char *values;
+    const char *meaning;
+};
+
+// clang-format off
+constexpr PropertyRow PROPERTIES[] = {
+    {Property::ALLOW_INTERFACES, "dds.transport.allow_interfaces",
+     PropertyRow::Kind::TEXT, PropertyRow::Reader::ENCLOSING_PARTICIPANT, 0, 0, 0,
+     "names or addresses joined by `,`", "use these interfaces only"},
+
+    {Property::MAX_LOCATOR_LIST_SIZE, "dds.domain_participant.max_announced_locator_list_size",
+     PropertyRow::Kind::NUMBER, PropertyRow::Reader::PRESENTATION_HALF, PRES_LOCATOR_LIST_MAX, 0, 0,
+     "0 to 16", "most locators announced per list at creation"},
+
+    {Property::RECEIVE_TIMEOUT,
+     "dds.participant.logging.time_based_logging.process_received_message.timeout",
+     PropertyRow::Kind::DURATION, PropertyRow::Reader::PRESENTATION_HALF, 0, 0, 0,
+     "seconds", "warn of a received message that takes longer"},
+
+    {Property::RECEIVE_TRACKED_PORTS,
+     "dds.participant.logging.time_based_logging.process_received_message.tracked_ports",
+     PropertyRow::Kind::TEXT, PropertyRow::Reader::PRESENTATION_HALF, 0, 0, 0,
+     "as `7410,7412-7420`", "ports for which that is done; all unless given"},
+
+    {Property::EA_TIMEOUT, "dds.participant.logging.time_based_logging.ea.timeout",
+     PropertyRow::Kind::DURATION, PropertyRow::Reader::PRESENTATION_HALF, 0, 0, 0,
+     "seconds", "warn of a lock that is held longer"},
+
+    {Property::EA_TRACKED_LEVEL, "dds.participant.logging.time_based_logging.ea.tracked_level",
+     PropertyRow::Kind::INTEGER, PropertyRow::Reader::PRESENTATION_HALF, 0, 0, 0,
+     "integer", "lowest level of lock that is watched; 10 unless given"},
+
+    {Property::SEND_TIMEOUT, "dds.participant.logging.time_based_logging.send.timeout",
+     PropertyRow::Kind::DURATION, PropertyRow::Reader::PRESENTATION_HALF, 0, 0, 7,
+     nullptr, nullptr},
+
+    {Property::AUTHENTICATION_TIMEOUT,
+     "dds.participant.logging.time_based_logging.authentication.timeout",
+     PropertyRow::Kind::DURATION, PropertyRow::Reader::PRESENTATION_HALF, 0, 0, 8,
+     nullptr, nullptr},
+
+    {Property::ALIGNMENT_ENFORCEMENT, "dds.participant.use_45d_compatible_alignment_enforcement",
+     PropertyRow::Kind::BOOLEAN, PropertyRow::Reader::PRESENTATION_HALF, 0, 0, 9,
+     nullptr, nullptr},
+
+    {Property::LOG_DISCOVERY_MISMATCH, "dds.participant.discovery_config.log_discovery_mismatch",
+     PropertyRow::Kind::BOOLEAN, PropertyRow::Reader::PRESENTATION_HALF, 0, 0, 10,
+     nullptr, nullptr},
+
+    {Property::DIRECTED_WRITE_SERIALIZATION_KIND,
+     "dds.participant.directed_write_serialization_kind",
+     PropertyRow::Kind::NUMBER, PropertyRow::Reader::PRESENTATION_HALF, 2, 0, 13,
+     nullptr, nullptr},
+
+    {Property::THREAD_DESTRUCTION_TIMEOUT,
+     "dds.domain_participant.asynchronous_publisher_thread_destruction_timeout",
+     PropertyRow::Kind::NUMBER, PropertyRow::Reader::PRESENTATION_HALF, 60,
+     COMMEND_EXECUTION_THREAD_DESTRUCTION_TIMEOUT_DEFAULT, 14,
+     nullptr, nullptr},
+};
+// clang-format on
+
+constexpr const PropertyRow &row_of(Property property) {
+    return PROPERTIES[static_cast<std::size_t>(property)];
+}
+
+/** The name under which a property stands in a policy. */
+constexpr const char *name_of(Property property) {
+    return row_of(property).name;
+}
+
+constexpr bool has_row_for_each_property() {
+    for (std::size_t i = 0; i < std::size(PROPERTIES); ++i) {
+        if (PROPERTIES[i].property != static_cast<Property>(i)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+static_assert(has_row_for_each_property());
+
+#endif
