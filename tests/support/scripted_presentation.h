@@ -62,7 +62,7 @@ public:
     LogCapture log;
 
     NUVOsapiActivityContext context = NUV_OSAPI_ACTIVITY_CONTEXT_DEFAULT;
-    REDAWorker callersWorker = {nullptr, &context, "test"};
+    REDAWorker callersWorker = {nullptr, &context, "test", nullptr};
     REDAWorker *worker = &callersWorker;
     DDS_DomainParticipantPresentation self{};
     DDS_Long index = 0;

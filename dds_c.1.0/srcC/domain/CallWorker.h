@@ -16,7 +16,8 @@
 class CallWorker {
 public:
     explicit CallWorker(struct REDAWorkerFactory *factory)
-        : context(NUV_OSAPI_ACTIVITY_CONTEXT_DEFAULT), worker{factory, &context, "application"} {}
+        : context(NUV_OSAPI_ACTIVITY_CONTEXT_DEFAULT), worker{factory, &context, "application",
+                                                              nullptr} {}
     CallWorker(const CallWorker &) = delete;
     CallWorker &operator=(const CallWorker &) = delete;
 

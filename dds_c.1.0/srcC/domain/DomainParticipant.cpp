@@ -7,15 +7,17 @@
 #include "domain/CallWorker.h"
 #include "domain/CallbackMark.h"
 #include "domain/DomainParticipantFactory_internal.h"
-#include "domain/ParticipantLock.h"
+#include "domain/DomainParticipant_internal.h"
 #include "infrastructure/Common_internal.h"
 #include "infrastructure/dds_log.h"
+#include "osapi/osapi_assert.h"
 #include "osapi/osapi_heap.h"
 #include "osapi/osapi_utility.h"
 #include "properties/ParticipantProperties.h"
 #include "properties/propertyTable.h"
 #include "qos/transportBuiltin.h"
 #include "qos/unusedSettings.h"
+#include "reda/reda_exclusiveArea.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
@@ -92,10 +94,8 @@ bool create_exclusive_areas(struct DDS_DomainParticipant *self) {
     self->ea = REDAExclusiveArea_new(REDA_EXCLUSIVE_AREA_LEVEL_PARTICIPANT, "participant");
     self->concurrency.tableEa = REDAExclusiveArea_new(REDA_EXCLUSIVE_AREA_LEVEL_TABLE, "table");
     self->concurrency.recordEa = REDAExclusiveArea_new(REDA_EXCLUSIVE_AREA_LEVEL_RECORD, "record");
-    self->concurrency.remoteObjectsEa =
-        REDAExclusiveArea_new(REDA_EXCLUSIVE_AREA_LEVEL_REMOTE_OBJECTS, "remote objects");
     if (self->ea == nullptr || self->concurrency.tableEa == nullptr ||
-        self->concurrency.recordEa == nullptr || self->concurrency.remoteObjectsEa == nullptr) {
+        self->concurrency.recordEa == nullptr) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "exclusive areas");
         return false;
     }
@@ -200,8 +200,9 @@ void warn_of_unused_settings(const struct DDS_DomainParticipantQos &qos) {
 
 /** Frees whatever the participant has but its presentation half. */
 void free_participant(struct DDS_DomainParticipant *self) {
+    NUV_ASSERT(!self->isEnabled && self->presentation.participant == nullptr &&
+               self->keptPortCount == 0);
     NUVNetioConfigurator_delete(self->configurator);
-    REDAExclusiveArea_delete(self->concurrency.remoteObjectsEa);
     REDAExclusiveArea_delete(self->concurrency.recordEa);
     REDAExclusiveArea_delete(self->concurrency.tableEa);
     REDAExclusiveArea_delete(self->ea);
@@ -303,6 +304,7 @@ DDS_ReturnCode_t enable_presentation(struct DDS_DomainParticipant *self,
 DDS_ReturnCode_t enable_locked(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
 
+    NUV_ASSERT(!self->isEnabled && self->keptPortCount == 0);
     (void)NUVNetioConfigurator_refreshInterfaces(self->configurator, worker);
     result = DDS_DomainParticipant_reserve_indexI(self, worker);
     if (result == DDS_RETCODE_OK && !DDS_DomainParticipant_keep_portsI(self, worker)) {
@@ -412,7 +414,8 @@ DDS_ReturnCode_t DDS_DomainParticipant_deleteI(struct DDS_DomainParticipant *sel
         goto refused;
     }
     {
-        const ParticipantLock lock(self, worker.get()); /* a listener may be reading it */
+        const reda::ExclusiveAreaGuard lock(self->ea,
+                                            worker.get()); /* a listener may be reading it */
 
         /* From here on it is good for nothing but its deletion. */
         self->isEnabled = 0;
@@ -464,7 +467,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_enable(DDS_DomainParticipant *self) {
     }
     CallWorker worker(self->resources.workerFactory);
     {
-        const ParticipantLock lock(self, worker.get());
+        const reda::ExclusiveAreaGuard lock(self->ea, worker.get());
 
         result = self->isEnabled ? DDS_RETCODE_OK : enable_locked(self, worker.get());
     }
@@ -516,7 +519,7 @@ DDS_Long DDS_DomainParticipant_get_participant_index(DDS_DomainParticipant *self
         return -1;
     }
     CallWorker worker(self->resources.workerFactory);
-    const ParticipantLock lock(self, worker.get());
+    const reda::ExclusiveAreaGuard lock(self->ea, worker.get());
 
     return self->participantIndex;
 }

@@ -4,11 +4,12 @@
 #include "domain/CallWorker.h"
 #include "domain/CallbackMark.h"
 #include "domain/DomainParticipantFactory_internal.h"
+#include "domain/DomainParticipant_internal.h"
 #include "domain/DomainParticipant_ports.h"
-#include "domain/ParticipantLock.h"
 #include "infrastructure/Locator_internal.h"
 #include "infrastructure/dds_log.h"
 #include "osapi/osapi_utility.h"
+#include "reda/reda_exclusiveArea.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
@@ -143,7 +144,7 @@ void tell_of_change(struct DDS_DomainParticipant *self) {
 /** Follows the interfaces and has the application told if that changed anything. */
 DDS_ReturnCode_t update_locators(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
     struct DDS_DomainParticipantPresentationLocatorsI before;
-    const ParticipantLock lock(self, worker);
+    const reda::ExclusiveAreaGuard lock(self->ea, worker);
 
     if (!self->isEnabled) {
         return DDS_RETCODE_NOT_ENABLED;
@@ -172,7 +173,7 @@ bool reserve_trial(TrialPorts &trial, struct DDS_DomainParticipant *self) {
  */
 void try_again(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
     struct DDS_DomainParticipantPresentationLocatorsI before;
-    const ParticipantLock lock(self, worker);
+    const reda::ExclusiveAreaGuard lock(self->ea, worker);
 
     if (!self->isEnabled) {
         return;
@@ -203,7 +204,7 @@ DDS_ReturnCode_t get_locators(struct DDS_DomainParticipant *self,
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     CallWorker worker(self->resources.workerFactory);
-    const ParticipantLock lock(self, worker.get());
+    const reda::ExclusiveAreaGuard lock(self->ea, worker.get());
     const struct PRESLocatorQosPolicy *list =
         DDS_DomainParticipantPresentation_get_locatorsI(&self->presentation, kind);
     const DDS_Long count = self->isEnabled ? list->count : 0;

@@ -4,6 +4,7 @@
 
 #include "domain/DomainParticipant_ports.h"
 #include "infrastructure/dds_log.h"
+#include "osapi/osapi_assert.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
@@ -92,6 +93,7 @@ void DDS_DomainParticipant_release_indexI(struct DDS_DomainParticipant *self,
 
 DDS_ReturnCode_t DDS_DomainParticipant_reserve_indexI(struct DDS_DomainParticipant *self,
                                                       struct REDAWorker *worker) {
+    NUV_ASSERT(self->participantIndex == -1);
     DDS_Long participantIndex = self->qos.wire_protocol.participant_id;
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
 

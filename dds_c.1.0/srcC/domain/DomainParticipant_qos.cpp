@@ -6,11 +6,12 @@
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "domain/CallWorker.h"
 #include "domain/DomainParticipantFactory_internal.h"
-#include "domain/ParticipantLock.h"
+#include "domain/DomainParticipant_internal.h"
 #include "infrastructure/Common_internal.h"
 #include "infrastructure/dds_log.h"
 #include "properties/ParticipantProperties.h"
 #include "qos/fixedPolicies.h"
+#include "reda/reda_exclusiveArea.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
@@ -85,7 +86,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_get_qos(DDS_DomainParticipant *self,
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     CallWorker worker(self->resources.workerFactory);
-    const ParticipantLock lock(self, worker.get());
+    const reda::ExclusiveAreaGuard lock(self->ea, worker.get());
 
     const DDS_ReturnCode_t result =
         DDS_DomainParticipantPresentation_get_qos(&self->presentation, self, qos, 1, worker.get());
@@ -113,7 +114,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
         return DDS_RETCODE_INCONSISTENT_POLICY;
     }
     CallWorker worker(self->resources.workerFactory);
-    const ParticipantLock lock(self, worker.get());
+    const reda::ExclusiveAreaGuard lock(self->ea, worker.get());
 
     if (!setting::check_fixed_policies(&self->qos, qos) ||
         !setting::check_fixed_properties(&qos->property, &self->qos.property) ||

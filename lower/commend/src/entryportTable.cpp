@@ -6,6 +6,7 @@
 
 #include "commend_log.h"
 #include "osapi/osapi_heap.h"
+#include "reda/reda_exclusiveArea.h"
 
 namespace commend {
 
@@ -13,23 +14,6 @@ namespace {
 
 /** How long the end of a facade waits for a message that is being handed on. */
 constexpr NUVNtpTime LONGEST_CLOSE = {1, 0};
-
-/** Being in an exclusive area. */
-class Stay {
-public:
-    Stay(REDAExclusiveArea *area, REDAWorker *worker) : area_(area), worker_(worker) {
-        REDAExclusiveArea_enter(area_, worker_);
-    }
-    ~Stay() {
-        REDAExclusiveArea_leave(area_, worker_);
-    }
-    Stay(const Stay &) = delete;
-    Stay &operator=(const Stay &) = delete;
-
-private:
-    REDAExclusiveArea *const area_;
-    REDAWorker *const worker_;
-};
 
 /**
  * What tells receive resources apart: a port is received at on all of the host's addresses, but
@@ -67,7 +51,7 @@ bool EntryportTable::close(REDAWorker *worker) {
         return true;
     }
     {
-        const Stay stay(area_, worker);
+        const reda::ExclusiveAreaGuard guard(area_, worker);
         for (Entryport *entryport = first_; entryport != nullptr;) {
             Entryport *const next = entryport->next;
             if (entryport->reservations != 0) {
@@ -81,7 +65,7 @@ bool EntryportTable::close(REDAWorker *worker) {
 
 bool EntryportTable::reserve(const NUVNetioLocator &locator, REDAWeakReference *out,
                              REDAWorker *worker) {
-    const Stay stay(area_, worker);
+    const reda::ExclusiveAreaGuard guard(area_, worker);
     Entryport *const shared = find_shared(locator);
     if (shared == nullptr) {
         return reserve_new(locator, out, worker);
@@ -159,7 +143,7 @@ bool EntryportTable::open_resource(Entryport *entryport, REDAWorker *worker) {
 }
 
 bool EntryportTable::give_back(const REDAWeakReference &reservation, REDAWorker *worker) {
-    const Stay stay(area_, worker);
+    const reda::ExclusiveAreaGuard guard(area_, worker);
     auto *entryport =
         static_cast<Entryport *>(REDAWeakReferenceManager_getReferent(references_, &reservation));
     if (entryport == nullptr) {
@@ -186,7 +170,7 @@ void EntryportTable::release(Entryport *entryport, REDAWorker *worker) {
 }
 
 bool EntryportTable::has_open(KOLS_Transport_ClassId_t transport, REDAWorker *worker) {
-    const Stay stay(area_, worker);
+    const reda::ExclusiveAreaGuard guard(area_, worker);
     const Entryport *entryport = first_;
     while (entryport != nullptr && transport != KOLS_TRANSPORT_CLASSID_INVALID &&
            entryport->locator.transport != transport) {
@@ -198,7 +182,7 @@ bool EntryportTable::has_open(KOLS_Transport_ClassId_t transport, REDAWorker *wo
 bool EntryportTable::flush(const NUVNtpTime &timeout, REDAWorker *worker) {
     bool closing = false;
     {
-        const Stay stay(area_, worker);
+        const reda::ExclusiveAreaGuard guard(area_, worker);
         for (const Entryport *entryport = first_; entryport != nullptr;
              entryport = entryport->next) {
             closing = closing || entryport->reservations == 0;
@@ -209,7 +193,7 @@ bool EntryportTable::flush(const NUVNtpTime &timeout, REDAWorker *worker) {
 }
 
 void EntryportTable::add_statistics(COMMENDFacadeStatistics *out, REDAWorker *worker) {
-    const Stay stay(area_, worker);
+    const reda::ExclusiveAreaGuard guard(area_, worker);
     out->entryports = 0;
     out->receiveResources = 0;
     for (const Entryport *entryport = first_; entryport != nullptr; entryport = entryport->next) {
@@ -228,7 +212,7 @@ void EntryportTable::on_closed(void *param, REDAWorker *worker) {
     auto *entryport = static_cast<Entryport *>(param);
     {
         // Once the area is left the table may be gone: its owner waits only for the entryports.
-        const Stay stay(entryport->table->area_, worker);
+        const reda::ExclusiveAreaGuard guard(entryport->table->area_, worker);
         entryport->table->forget(entryport);
     }
     NUVOsapiHeap_freeStructure(entryport);

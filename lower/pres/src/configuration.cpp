@@ -9,12 +9,12 @@ namespace {
 PRESPropertyChange find_forbidden_change(PRESParticipant *self,
                                          const PRESParticipantProperty *property,
                                          REDAWorker *worker) {
-    const PRESInside record(self->recordEa, worker);
+    const reda::ExclusiveAreaGuard record(self->recordEa, worker);
     return PRESParticipantProperty_findForbiddenChangeI(&self->property.get(), property);
 }
 
 void replace_property(PRESParticipant *self, PRESPropertyStore &next, REDAWorker *worker) {
-    const PRESInside record(self->recordEa, worker);
+    const reda::ExclusiveAreaGuard record(self->recordEa, worker);
     next.setFacadeProperty(self->property.get().facadeProperty);
     self->property.swap(next);
 }
@@ -23,7 +23,7 @@ void replace_property(PRESParticipant *self, PRESPropertyStore &next, REDAWorker
 
 int PRESParticipant_getProperty(struct PRESParticipant *self, struct PRESParticipantProperty *out,
                                 struct REDAWorker *worker) {
-    const PRESInside record(self->recordEa, worker);
+    const reda::ExclusiveAreaGuard record(self->recordEa, worker);
     return self->property.copyTo(*out) ? 1 : 0;
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <new>
 
+#include "osapi/osapi_assert.h"
 #include "osapi/osapi_heap.h"
 #include "pres_log.h"
 #include "propertyRules.h"
@@ -13,6 +14,7 @@ using Phase = PRESParticipant::Phase;
 namespace {
 
 void free_participant(PRESParticipant *self) {
+    NUV_ASSERT(self->topics == nullptr && self->phase != Phase::ENABLED);
     NUVOsapiHeap_freeArray(self->transportInfo);
     self->~PRESParticipant();
     NUVOsapiHeap_freeStructure(self);
@@ -50,7 +52,7 @@ void take_over(PRESParticipant *self, const PRESLocatorQosPolicy *default_unicas
                const PRESLocatorQosPolicy *metatraffic_unicast,
                const PRESReducedLocatorQosPolicy *metatraffic_multicast,
                NUVNetioTransportInfo *transports, NUV_UINT32 transport_count, REDAWorker *worker) {
-    const PRESInside record(self->recordEa, worker);
+    const reda::ExclusiveAreaGuard record(self->recordEa, worker);
     self->property.setLocators(*default_unicast, *metatraffic_unicast, *metatraffic_multicast);
     self->transportInfo = transports;
     self->transportInfoLength = transport_count;
@@ -60,16 +62,17 @@ void take_over(PRESParticipant *self, const PRESLocatorQosPolicy *default_unicas
 
 struct PRESParticipant *PRESParticipant_new(
     const struct NUVOsapiRtpsGuid *guid, struct NUVNetioConfigurator *configurator,
-    struct REDAWorkerFactory *workerFactory, struct NUVEventActiveDatabase *activeDatabase,
-    struct NUVClock *clock, struct NUVClock *timestampClock, struct REDAExclusiveArea *tableEa,
-    struct REDAExclusiveArea *recordEa, struct REDAExclusiveArea *remoteObjectsEa,
+    struct REDAWorkerFactory * /*workerFactory*/,
+    struct NUVEventActiveDatabase * /*activeDatabase*/, struct NUVClock * /*clock*/,
+    struct NUVClock * /*timestampClock*/, struct REDAExclusiveArea *tableEa,
+    struct REDAExclusiveArea *recordEa, struct REDAExclusiveArea * /*remoteObjectsEa*/,
     const struct COMMENDActiveFacadeThreadListener * /*threadListener*/,
     const struct PRESParticipantEntityFinalizeListener *finalizeListener,
     const struct PRESParticipantProperty *property, const struct PRESParticipantListener *listener,
-    PRESStatusKindMask listenerMask, const struct PRESParticipantSecurity *security,
-    struct NUVOsapiThreadFactory *recvThreadFactory,
-    struct NUVOsapiThreadFactory *eventThreadFactory,
-    struct NUVOsapiThreadFactory *asynchPubThreadFactory, struct REDAWorker *worker) {
+    PRESStatusKindMask listenerMask, const struct PRESParticipantSecurity * /*security*/,
+    struct NUVOsapiThreadFactory * /*recvThreadFactory*/,
+    struct NUVOsapiThreadFactory * /*eventThreadFactory*/,
+    struct NUVOsapiThreadFactory * /*asynchPubThreadFactory*/, struct REDAWorker *worker) {
     PRESParticipant *self = nullptr;
 
     if (PRESLog_isNull(worker, guid) || PRESLog_isNull(worker, tableEa) ||
@@ -94,12 +97,6 @@ struct PRESParticipant *PRESParticipant_new(
         return nullptr;
     }
     self->guid = *guid;
-    self->collaborators = {workerFactory,      activeDatabase,         clock,
-                           timestampClock,     remoteObjectsEa,        recvThreadFactory,
-                           eventThreadFactory, asynchPubThreadFactory, {}};
-    if (security != nullptr) {
-        self->collaborators.security = *security;
-    }
     if (listener != nullptr) {
         self->listener = *listener;
         self->listenerMask = listenerMask;
@@ -132,7 +129,7 @@ int PRESParticipant_enable(struct PRESParticipant *self, const int *enableAllEnt
         return 0;
     }
     {
-        const PRESInside table(self->tableEa, worker);
+        const reda::ExclusiveAreaGuard table(self->tableEa, worker);
         before = self->phase;
         if (before == Phase::CREATED) {
             take_over(self, defaultUnicastLocator, metatrafficUnicastLocator,
@@ -154,7 +151,7 @@ int PRESParticipant_enable(struct PRESParticipant *self, const int *enableAllEnt
 }
 
 int PRESParticipant_isEnabled(struct PRESParticipant *self, struct REDAWorker *worker) {
-    const PRESInside table(self->tableEa, worker);
+    const reda::ExclusiveAreaGuard table(self->tableEa, worker);
     return self->phase == Phase::ENABLED ? 1 : 0;
 }
 
@@ -163,7 +160,7 @@ int PRESParticipant_hasLocators(
     const struct PRESLocatorQosPolicy *metatrafficUnicastLocator,
     const struct PRESReducedLocatorQosPolicy *metatrafficMulticastLocator,
     struct REDAWorker *worker) {
-    const PRESInside record(self->recordEa, worker);
+    const reda::ExclusiveAreaGuard record(self->recordEa, worker);
     const PRESParticipantParameter &has = self->property.get().parameter;
     return PRESLocatorQosPolicy_compare(&has.defaultUnicastLocator, defaultUnicastLocator) == 0 &&
                    PRESLocatorQosPolicy_compare(&has.metatrafficUnicastLocator,
@@ -178,13 +175,13 @@ int PRESParticipant_hasLocators(
 
 NUV_UINT32 PRESParticipant_getTransportInfoLength(struct PRESParticipant *self,
                                                   struct REDAWorker *worker) {
-    const PRESInside record(self->recordEa, worker);
+    const reda::ExclusiveAreaGuard record(self->recordEa, worker);
     return self->transportInfoLength;
 }
 
 NUV_UINT32 PRESParticipant_getPropertyListLength(struct PRESParticipant *self,
                                                  struct REDAWorker *worker) {
-    const PRESInside record(self->recordEa, worker);
+    const reda::ExclusiveAreaGuard record(self->recordEa, worker);
     return self->property.get().parameter.propertyList.data._length;
 }
 
@@ -198,7 +195,7 @@ struct COMMENDFacade *PRESParticipant_getFacade(struct PRESParticipant *self) {
 
 int PRESParticipant_preShutdownWakeup(struct PRESParticipant *self, int * /*failReason*/,
                                       struct REDAWorker *worker) {
-    const PRESInside table(self->tableEa, worker);
+    const reda::ExclusiveAreaGuard table(self->tableEa, worker);
     self->takesTopics = false;
     return 1;
 }
@@ -207,7 +204,7 @@ int PRESParticipant_shutdown(struct PRESParticipant *self, int * /*failReason*/,
                              struct REDAWorker *worker) {
     bool was_enabled = false;
     {
-        const PRESInside table(self->tableEa, worker);
+        const reda::ExclusiveAreaGuard table(self->tableEa, worker);
         was_enabled = self->phase == Phase::ENABLED;
         self->phase = Phase::SHUT_DOWN;
         self->takesTopics = false;

@@ -6,23 +6,7 @@
 
 #include "pres/pres_participant.h"
 #include "propertyStore.h"
-
-/** In an exclusive area for as long as it lives. */
-class PRESInside {
-public:
-    PRESInside(REDAExclusiveArea *area, REDAWorker *worker) : area_(area), worker_(worker) {
-        REDAExclusiveArea_enter(area_, worker_);
-    }
-    ~PRESInside() {
-        REDAExclusiveArea_leave(area_, worker_);
-    }
-    PRESInside(const PRESInside &) = delete;
-    PRESInside &operator=(const PRESInside &) = delete;
-
-private:
-    REDAExclusiveArea *const area_;
-    REDAWorker *const worker_;
-};
+#include "reda/reda_exclusiveArea.h"
 
 struct PRESTopic {
     PRESTopic *next = nullptr; // the participant's, in its tableEa
@@ -37,24 +21,10 @@ struct PRESTopic {
 void PRESParticipant_enableTopicsI(struct PRESParticipant *self);
 
 struct PRESParticipant {
-    /** What announcing on the wire will need; borrowed. */
-    struct Collaborators {
-        REDAWorkerFactory *workerFactory = nullptr;
-        NUVEventActiveDatabase *activeDatabase = nullptr;
-        NUVClock *clock = nullptr;
-        NUVClock *timestampClock = nullptr;
-        REDAExclusiveArea *remoteObjectsEa = nullptr;
-        NUVOsapiThreadFactory *recvThreadFactory = nullptr;
-        NUVOsapiThreadFactory *eventThreadFactory = nullptr;
-        NUVOsapiThreadFactory *asynchPubThreadFactory = nullptr;
-        PRESParticipantSecurity security{}; // all zero when security is off
-    };
-
     enum class Phase { CREATED, ENABLED, SHUT_DOWN };
 
     // Set by PRESParticipant_new and then never changed:
     NUVOsapiRtpsGuid guid{};
-    Collaborators collaborators;
     PRESParticipantListener listener{};
     PRESStatusKindMask listenerMask = 0;
     PRESParticipantEntityFinalizeListener finalizeListener{};

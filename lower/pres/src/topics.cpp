@@ -59,7 +59,7 @@ PRESTopic *find_topic(const PRESParticipant *self, const char *name) {
 }
 
 bool autoenables(PRESParticipant *self, REDAWorker *worker) {
-    const PRESInside record(self->recordEa, worker);
+    const reda::ExclusiveAreaGuard record(self->recordEa, worker);
     return self->property.get().parameter.autoenableCreatedEntities != 0;
 }
 
@@ -71,7 +71,7 @@ struct Outcome {
 
 Outcome add_topic(PRESParticipant *self, const char *name, const char *type_name,
                   REDAWorker *worker) {
-    const PRESInside table(self->tableEa, worker);
+    const reda::ExclusiveAreaGuard table(self->tableEa, worker);
 
     if (!self->takesTopics) {
         return {PRES_RETCODE_ALREADY_DELETED, nullptr};
@@ -108,7 +108,7 @@ void report_existing_topic(PRESParticipant *self, PRESTopic *existing, const cha
 
 /** Takes a topic off the list. False when it is not on it. */
 bool remove_topic(PRESParticipant *self, const PRESTopic *topic, REDAWorker *worker) {
-    const PRESInside table(self->tableEa, worker);
+    const reda::ExclusiveAreaGuard table(self->tableEa, worker);
     for (PRESTopic **link = &self->topics; *link != nullptr; link = &(*link)->next) {
         if (*link == topic) {
             *link = topic->next;
@@ -166,7 +166,7 @@ int PRESParticipant_deleteTopic(struct PRESParticipant *self, int *failReason,
 }
 
 int PRESParticipant_hasTopic(struct PRESParticipant *self, struct REDAWorker *worker) {
-    const PRESInside table(self->tableEa, worker);
+    const reda::ExclusiveAreaGuard table(self->tableEa, worker);
     return self->topics != nullptr ? 1 : 0;
 }
 

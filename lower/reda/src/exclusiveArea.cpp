@@ -4,6 +4,7 @@
 #include <mutex>
 #include <new>
 
+#include "osapi/osapi_assert.h"
 #include "osapi/osapi_heap.h"
 #include "reda/reda_repetition.h"
 #include "reda_log.h"
@@ -17,6 +18,7 @@ struct REDAExclusiveArea {
     const char *const name;
     std::mutex mutex;
     // Of whoever is inside:
+    REDAExclusiveArea *outer = nullptr; // that its worker was in before
     bool timed = false;
     NUV_INT64 entered = 0; // when, if timed
 };
@@ -32,6 +34,39 @@ bool is_watched(const REDAExclusiveArea *area, const REDAWorker *worker) {
     return worker != nullptr && worker->_manager != nullptr &&
            REDAWorkerFactory_watchesLevelI(worker->_manager, area->level);
 }
+
+/* A worker knows the innermost area that it is in, and an area the next outer one. */
+
+#ifdef NDEBUG
+
+void check_order(const REDAExclusiveArea *, const REDAWorker *) {}
+void note_entered(REDAExclusiveArea *, REDAWorker *) {}
+void note_left(REDAExclusiveArea *, REDAWorker *) {}
+
+#else
+
+/** Before the lock is waited for, which may be for ever. */
+void check_order(const REDAExclusiveArea *area, const REDAWorker *worker) {
+    NUV_ASSERT(worker == nullptr || worker->_innermost == nullptr ||
+               worker->_innermost->level < area->level);
+}
+
+void note_entered(REDAExclusiveArea *area, REDAWorker *worker) {
+    if (worker != nullptr) {
+        area->outer = worker->_innermost;
+        worker->_innermost = area;
+    }
+}
+
+void note_left(REDAExclusiveArea *area, REDAWorker *worker) {
+    if (worker != nullptr) {
+        NUV_ASSERT(worker->_innermost == area);
+        worker->_innermost = area->outer;
+        area->outer = nullptr;
+    }
+}
+
+#endif
 
 struct Seconds { // as printed with "%lld.%06lld"
     explicit Seconds(NUV_INT64 nanoseconds)
@@ -77,7 +112,9 @@ void REDAExclusiveArea_delete(struct REDAExclusiveArea *self) {
 }
 
 void REDAExclusiveArea_enter(struct REDAExclusiveArea *self, struct REDAWorker *worker) {
+    check_order(self, worker);
     self->mutex.lock();
+    note_entered(self, worker);
     self->timed = is_watched(self, worker);
     if (self->timed) {
         self->entered = read_clock();
@@ -92,6 +129,7 @@ void REDAExclusiveArea_leave(struct REDAExclusiveArea *self, struct REDAWorker *
     // Another thread may delete the area as soon as it has been left.
     const char *const name = self->name;
     const NUV_INT32 level = self->level;
+    note_left(self, worker);
     self->mutex.unlock();
     if (timed) {
         log_slow_hold(__func__, name, level, held, worker);

@@ -49,7 +49,7 @@ struct REDAWorker *REDAWorkerFactory_createWorker(struct REDAWorkerFactory *self
         return nullptr;
     }
     new (context) NUVOsapiActivityContext NUV_OSAPI_ACTIVITY_CONTEXT_DEFAULT;
-    new (worker) REDAWorker{self, context, {}};
+    new (worker) REDAWorker{self, context, {}, nullptr};
     if (name != nullptr) {
         std::memcpy(worker->_name, name, strnlen(name, sizeof worker->_name - 1));
     }

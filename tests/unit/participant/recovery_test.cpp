@@ -3,8 +3,9 @@
 
 #include "../netio/net_fixture.h"
 #include "domain/CallWorker.h"
-#include "domain/ParticipantLock.h"
+#include "domain/DomainParticipant_internal.h"
 #include "following_fixture.h"
+#include "reda/reda_exclusiveArea.h"
 #include "seams.h"
 #include "support/log_capture.h"
 
@@ -175,7 +176,7 @@ TEST_F(Recovery, OfAPropertyThatCouldNotBePushedComesSoon) {
                                       std::string(INCOMPLETE) + "DDS_RETCODE_OUT_OF_RESOURCES"));
     const auto is_announced = [&] {
         CallWorker worker(participant->resources.workerFactory);
-        const ParticipantLock lock(participant, worker.get());
+        const reda::ExclusiveAreaGuard lock(participant->ea, worker.get());
 
         return DDS_DomainParticipantPresentation_are_locators_servedI(&participant->presentation,
                                                                       worker.get()) != 0;

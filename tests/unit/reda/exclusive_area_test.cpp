@@ -193,7 +193,7 @@ TEST_F(ExclusiveAreaTest, HoldThatOutlastsTheLoggingIsNotJudged) {
 
 TEST_F(ExclusiveAreaTest, HoldWithoutWorkerOrFactoryIsNotTimed) {
     log_holds(0, 0);
-    REDAWorker stray = {nullptr, nullptr, "stray"};
+    REDAWorker stray = {nullptr, nullptr, "stray", nullptr};
     hold(1000 * MILLISECOND, nullptr);
     hold(1000 * MILLISECOND, &stray);
     EXPECT_TRUE(texts_.empty());

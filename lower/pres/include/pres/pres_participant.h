@@ -73,9 +73,11 @@ struct PRESSequenceTransportInfo {
 /**
  * @brief Makes a presentation participant, not yet enabled.
  *
+ * What only announcing on the wire will need (factories, clocks, event database, remoteObjectsEa)
+ * is handed over and not kept yet.
+ *
  * @param guid          the participant's identity; copied.
- * @param configurator  borrowed, as are the factories, clocks and exclusive areas; they must
- *                      outlive the participant.
+ * @param configurator  borrowed, as are the exclusive areas; they must outlive the participant.
  * @param tableEa       around the topics; not null. @p recordEa is entered inside it.
  * @param recordEa      around the property; not null.
  * @param threadListener told of no thread as long as the reactor serves every participant; may be
@@ -83,7 +85,7 @@ struct PRESSequenceTransportInfo {
  * @param property      deeply copied; its parts may not be longer than its own limits.
  * @param listener      copied; may be null.
  * @param listenerMask  the statuses that the listener wants.
- * @param security      copied; null when security is off.
+ * @param security      null when security is off.
  * @return null on failure, after one error message.
  */
 struct PRESParticipant *PRESParticipant_new(

@@ -2,7 +2,8 @@
  * @file reda_exclusiveArea.h
  * @brief Exclusive areas: the library's locks, each with a name and a level.
  *
- * Levels order the areas: a thread that holds one may enter only areas of a higher level.
+ * Levels order the areas: a thread that holds one may enter only areas of a higher level, and it
+ * leaves first what it entered last. Where asserts are on, a worker that does otherwise fails one.
  */
 #ifndef REDA_EXCLUSIVE_AREA_H
 #define REDA_EXCLUSIVE_AREA_H
@@ -43,6 +44,27 @@ void REDAExclusiveArea_leave(struct REDAExclusiveArea *self, struct REDAWorker *
 
 #ifdef __cplusplus
 }
+
+namespace reda {
+
+/** In an exclusive area for as long as it lives. */
+class ExclusiveAreaGuard {
+public:
+    ExclusiveAreaGuard(REDAExclusiveArea *area, REDAWorker *worker) : area_(area), worker_(worker) {
+        REDAExclusiveArea_enter(area_, worker_);
+    }
+    ~ExclusiveAreaGuard() {
+        REDAExclusiveArea_leave(area_, worker_);
+    }
+    ExclusiveAreaGuard(const ExclusiveAreaGuard &) = delete;
+    ExclusiveAreaGuard &operator=(const ExclusiveAreaGuard &) = delete;
+
+private:
+    REDAExclusiveArea *const area_;
+    REDAWorker *const worker_;
+};
+
+} // namespace reda
 #endif
 
 #endif

@@ -12,6 +12,7 @@
 extern "C" {
 #endif
 
+struct REDAExclusiveArea;
 struct REDAWorkerFactory;
 
 /** The context of one thread. It is used by that thread only and takes no lock. */
@@ -19,6 +20,8 @@ struct REDAWorker {
     struct REDAWorkerFactory *_manager;               /**< the factory that made it */
     struct NUVOsapiActivityContext *_activityContext; /**< what the thread does; may be null */
     char _name[16];                                   /**< for messages */
+    struct REDAExclusiveArea
+        *_innermost; /**< that it is in; kept where asserts are on, else null */
 };
 
 /** What the thread does; null when nobody says so, as where there is no worker. */
