@@ -1,5 +1,8 @@
+// The presentation half of a participant: all operations on its record, in the order of its life.
 #include <stdlib.h>
 #include <string.h>
+
+#include <algorithm>
 
 #include "dds_c/dds_c_productversion.h"
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
@@ -9,6 +12,7 @@
 #include "infrastructure/Common_internal.h"
 #include "infrastructure/dds_log.h"
 #include "log/log_config.h"
+#include "osapi/osapi_assert.h"
 #include "osapi/osapi_heap.h"
 #include "osapi/osapi_utility.h"
 #include "properties/PropertyQosPolicyHelper_internal.h"
@@ -24,7 +28,7 @@ namespace {
 /** The most characters of a thread participant id. */
 constexpr size_t THREAD_PARTICIPANT_ID_LENGTH_MAX = COMMEND_THREAD_PARTICIPANT_ID_SIZE - 1;
 
-const struct REDAWeakReference INVALID_WR = REDA_WEAK_REFERENCE_INVALID;
+const REDAWeakReference INVALID_WR = REDA_WEAK_REFERENCE_INVALID;
 
 } // namespace
 
@@ -33,22 +37,22 @@ const struct REDAWeakReference INVALID_WR = REDA_WEAK_REFERENCE_INVALID;
 /* ============================================================================================= */
 
 DDS_Boolean DDS_DomainParticipantPresentation_is_participant_index_specified(
-    const struct DDS_DomainParticipantPresentation *self) {
+    const DDS_DomainParticipantPresentation *self) {
     return self->_participantIndexSpecified != 0 ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE;
 }
 
 DDS_Boolean DDS_DomainParticipantPresentation_are_entryports_reserved(
-    const struct DDS_DomainParticipantPresentation *self) {
+    const DDS_DomainParticipantPresentation *self) {
     return self->_entryportsReserved != 0 ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE;
 }
 
 DDS_Long DDS_DomainParticipantPresentation_get_max_locator_list_size(
-    const struct DDS_DomainParticipantPresentation *self) {
+    const DDS_DomainParticipantPresentation *self) {
     return self->_maxLocatorListSize;
 }
 
 DDS_Boolean DDS_DomainParticipantPresentation_is_locator_reachability_disabled(
-    const struct DDS_DomainParticipantPresentation *self) {
+    const DDS_DomainParticipantPresentation *self) {
     return self->_isLocatorReachabilityDisabled != 0 ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE;
 }
 
@@ -78,24 +82,23 @@ constexpr NUVLogModule PROPERTY_RANGE_LOG_MODULE = {0, "-", &DDSLog_g_instrument
     NUVLog_plainText(PROPERTY_RANGE_LOG_MODULE, LOG_SUBMODULE,                                     \
                      REDAWorker_getActivityContext(worker), NUV_LOG_LEVEL_ERROR, __VA_ARGS__)
 
-bool set_thread_participant_id(struct DDS_DomainParticipantPresentation *self, const char *id) {
+bool set_thread_participant_id(DDS_DomainParticipantPresentation *self, const char *id) {
     if (NUVOsapiUtility_strcpy(self->_threadParticipantId, THREAD_PARTICIPANT_ID_LENGTH_MAX, id) ==
-        NULL) {
+        nullptr) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_INSUFFICIENT_SPACE_FAILURE_dd,
-                       COMMEND_THREAD_PARTICIPANT_ID_SIZE, (int)strlen(id));
+                       COMMEND_THREAD_PARTICIPANT_ID_SIZE, static_cast<int>(strlen(id)));
         return false;
     }
     return true;
 }
 
 /** An out-of-range value stays in the record. Text that is no number reads as 0. */
-bool read_max_locator_list_size(struct DDS_DomainParticipantPresentation *self,
-                                const struct DDS_PropertyQosPolicy *properties,
-                                struct REDAWorker *worker) {
-    const struct DDS_Property_t *property =
+bool read_max_locator_list_size(DDS_DomainParticipantPresentation *self,
+                                const DDS_PropertyQosPolicy *properties, REDAWorker *worker) {
+    const DDS_Property_t *property =
         DDS_PropertyQosPolicyHelper_lookup_property(properties, PROPERTY_MAX_LOCATOR_LIST_SIZE);
 
-    if (property != NULL && property->value != NULL) {
+    if (property != nullptr && property->value != nullptr) {
         self->_maxLocatorListSize = atoi(property->value);
     }
     if (self->_maxLocatorListSize < 0) {
@@ -112,15 +115,15 @@ bool read_max_locator_list_size(struct DDS_DomainParticipantPresentation *self,
     return true;
 }
 
-void set_locator_reachability(struct DDS_DomainParticipantPresentation *self,
-                              struct PRESParticipantProperty *property,
-                              const struct DDS_DomainParticipantQos *qos) {
+void set_locator_reachability(DDS_DomainParticipantPresentation *self,
+                              PRESParticipantProperty *property,
+                              const DDS_DomainParticipantQos *qos) {
     const DDS_Duration_t reachabilityLease =
         qos->discovery_config.locator_reachability_lease_duration;
 
     DDS_Duration_to_ntp_time(&reachabilityLease, &property->parameter.reachabilityLeaseDuration);
-    /* Any one of the three is enough. The last one looks redundant and is kept on purpose: it is
-     * how other implementations write an infinite fraction. */
+    // Any one of the three is enough. The last one looks redundant and is kept on purpose: it is
+    // how other implementations write an infinite fraction.
     if (reachabilityLease.sec == DDS_DURATION_INFINITE_SEC ||
         reachabilityLease.nanosec == DDS_DURATION_INFINITE_NSEC ||
         reachabilityLease.nanosec == 0xFFFFFFFFu) {
@@ -128,7 +131,7 @@ void set_locator_reachability(struct DDS_DomainParticipantPresentation *self,
     }
 }
 
-void initialize_cached_policies(struct DDS_DomainParticipantPresentation *self) {
+void initialize_cached_policies(DDS_DomainParticipantPresentation *self) {
     DDS_TransportUnicastQosPolicy_initialize(&self->_cachedTransportUnicastPolicy);
     DDS_DiscoveryQosPolicy_initialize(&self->cachedDiscoveryPolicy);
     DDS_TransportMulticastMappingQosPolicy_initialize(
@@ -136,16 +139,16 @@ void initialize_cached_policies(struct DDS_DomainParticipantPresentation *self) 
 }
 
 template <size_t N>
-void invalidate_locators(struct NUVNetioLocator (&locators)[N]) {
-    static const struct NUVNetioLocator INVALID = NUV_NETIO_LOCATOR_INVALID;
+void invalidate_locators(NUVNetioLocator (&locators)[N]) {
+    static const NUVNetioLocator INVALID = NUV_NETIO_LOCATOR_INVALID;
 
-    for (struct NUVNetioLocator &locator : locators) {
+    for (NUVNetioLocator &locator : locators) {
         locator = INVALID;
     }
 }
 
-void empty_cached_locators(struct DDS_DomainParticipantPresentation *self) {
-    /* A copy carries only the locators that count; an empty list has all of them invalid. */
+void empty_cached_locators(DDS_DomainParticipantPresentation *self) {
+    // A copy carries only the locators that count; an empty list has all of them invalid.
     invalidate_locators(self->_cachedDefaultUnicastLocator.locatorList);
     invalidate_locators(self->_cachedMetatrafficUnicastLocator.locatorList);
     invalidate_locators(self->_cachedDefaultMulticastLocator.locatorList);
@@ -161,32 +164,32 @@ void empty_cached_locators(struct DDS_DomainParticipantPresentation *self) {
         PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&REDUCED_LOCATOR_QOS_POLICY_DEFAULT));
 }
 
-void empty_entryports(struct DDS_DomainParticipantPresentation *self) {
+void empty_entryports(DDS_DomainParticipantPresentation *self) {
     self->_reserveEntryportMetaMulticastWR = INVALID_WR;
     self->_reserveEntryportUserMulticastWR = INVALID_WR;
     self->_reserveMetaUnicast._count = 0;
     self->_reserveUserUnicast._count = 0;
 }
 
-DDS_ReturnCode_t set_product_version(struct PRESParticipantProperty *property) {
+bool set_product_version(PRESParticipantProperty *property, DDS_ReturnCode_t *result) {
     DDS_ProductVersion_t product_version = {0, 0, 0, 0};
-    DDS_ReturnCode_t result = DDS_RETCODE_OK;
 
     DDS_ProductVersion_get_nuvdds_version(&product_version);
-    result = DDS_ProductVersion_to_presentation_qos_policy(&product_version,
-                                                           &property->parameter.productVersion);
-    if (result != DDS_RETCODE_OK) {
+    *result = DDS_ProductVersion_to_presentation_qos_policy(&product_version,
+                                                            &property->parameter.productVersion);
+    if (*result != DDS_RETCODE_OK) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_SET_FAILURE_s, "productVersion");
+        return false;
     }
-    return result;
+    return true;
 }
 
-bool read_alignment_enforcement(const struct DDS_PropertyQosPolicy *properties,
-                                struct COMMENDInterpreterProperty *interpreter) {
-    const struct DDS_Property_t *property =
+bool read_alignment_enforcement(const DDS_PropertyQosPolicy *properties,
+                                COMMENDInterpreterProperty *interpreter) {
+    const DDS_Property_t *property =
         DDS_PropertyQosPolicyHelper_lookup_property(properties, PROPERTY_ALIGNMENT_ENFORCEMENT);
 
-    if (property != NULL &&
+    if (property != nullptr &&
         !REDAString_strToBoolean(property->value, &interpreter->enforceSubmessageAlignment)) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_INVALID_s, PROPERTY_ALIGNMENT_ENFORCEMENT);
         return false;
@@ -194,28 +197,27 @@ bool read_alignment_enforcement(const struct DDS_PropertyQosPolicy *properties,
     return true;
 }
 
-bool read_log_discovery_mismatch(const struct DDS_PropertyQosPolicy *properties,
-                                 struct COMMENDInterpreterProperty *interpreter,
-                                 struct REDAWorker *worker) {
-    const struct DDS_Property_t *property =
+bool read_log_discovery_mismatch(const DDS_PropertyQosPolicy *properties,
+                                 COMMENDInterpreterProperty *interpreter, REDAWorker *worker) {
+    const DDS_Property_t *property =
         DDS_PropertyQosPolicyHelper_lookup_property(properties, PROPERTY_LOG_DISCOVERY_MISMATCH);
 
-    if (property != NULL &&
+    if (property != nullptr &&
         !REDAString_strToBoolean(property->value, &interpreter->logParticipantDiscoveryMismatch)) {
         DDSLog_textForWorker(worker, NUV_LOG_LEVEL_ERROR, NUV_LOG_FAILED_TO_CONVERT_TEMPLATE,
                              "expected boolean value for property %s, got %s",
                              PROPERTY_LOG_DISCOVERY_MISMATCH,
-                             property->value != NULL ? property->value : "(null)");
+                             property->value != nullptr ? property->value : "(null)");
         return false;
     }
     return true;
 }
 
 void apply_security(
-    struct PRESParticipantProperty *property, const struct PRESParticipantSecurity *security,
-    const struct PRESParticipantSecurityTokens *securityTokens,
-    const struct DDS_DomainParticipantTrustPluginsMaxTransformOverheads *maxTransformOverheads) {
-    struct COMMENDFacadeProperty &facadeProperty = property->facadeProperty.parent;
+    PRESParticipantProperty *property, const PRESParticipantSecurity *security,
+    const PRESParticipantSecurityTokens *securityTokens,
+    const DDS_DomainParticipantTrustPluginsMaxTransformOverheads *maxTransformOverheads) {
+    COMMENDFacadeProperty &facadeProperty = property->facadeProperty.parent;
     const NUV_UINT32 bitmask = security->attributes.protectionInfo.bitmask;
     const bool isRtpsProtectedWithPresharedKey =
         (bitmask & PRES_PARTICIPANT_SECURITY_RTPS_PRESHARED_KEY_PROTECTED) != 0;
@@ -245,8 +247,8 @@ void apply_security(
         security->attributes.securityVendorProtectionInfo;
 }
 
-bool read_directed_write_serialization_kind(const struct DDS_PropertyQosPolicy *properties,
-                                            struct PRESParticipantProperty *property) {
+bool read_directed_write_serialization_kind(const DDS_PropertyQosPolicy *properties,
+                                            PRESParticipantProperty *property) {
     DDS_UnsignedLong serializationKindUInt = 0;
 
     if (DDS_PropertyQosPolicyHelper_lookup_unsigned_integer_property(
@@ -256,28 +258,27 @@ bool read_directed_write_serialization_kind(const struct DDS_PropertyQosPolicy *
 
         NUVOsapiUtility_snprintf(
             logMsg, sizeof(logMsg), "%s has the value %d but can only be (0, 1, 2)",
-            PROPERTY_DIRECTED_WRITE_SERIALIZATION_KIND, (int)serializationKindUInt);
+            PROPERTY_DIRECTED_WRITE_SERIALIZATION_KIND, static_cast<int>(serializationKindUInt));
         DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_INVALID_s, logMsg);
         return false;
     }
-    property->directedWriteGuidSerializationKind = (NUV_INT32)serializationKindUInt;
+    property->directedWriteGuidSerializationKind = static_cast<NUV_INT32>(serializationKindUInt);
     return true;
 }
 
 /** Frees what the translation and the time-based logging settings put into a property. */
-void free_property_buffers(struct PRESParticipantProperty *property) {
-    struct COMMENDReceiverProperty &receiver = property->facadeProperty.parent.receiver;
+void free_property_buffers(PRESParticipantProperty *property) {
+    COMMENDReceiverProperty &receiver = property->facadeProperty.parent.receiver;
 
     NUVOsapiHeap_freeArray(property->parameter.propertyList.data._buffer);
-    property->parameter.propertyList.data._buffer = NULL;
-    if (receiver.processMessageTimeBasedLoggingExplicitPorts != NULL) {
+    property->parameter.propertyList.data._buffer = nullptr;
+    if (receiver.processMessageTimeBasedLoggingExplicitPorts != nullptr) {
         NUVOsapiHeap_freeString(receiver.processMessageTimeBasedLoggingExplicitPorts);
-        receiver.processMessageTimeBasedLoggingExplicitPorts = NULL;
+        receiver.processMessageTimeBasedLoggingExplicitPorts = nullptr;
     }
 }
 
-void undo_initialization(struct DDS_DomainParticipantPresentation *self,
-                         struct REDAWorker *worker) {
+void undo_initialization(DDS_DomainParticipantPresentation *self, REDAWorker *worker) {
     if (DDS_DomainParticipantPresentation_prefinalize(self, worker) != DDS_RETCODE_OK) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_FINALIZE_FAILURE_s,
                        "DP Presentation (in prefinalize routine)");
@@ -291,30 +292,25 @@ void undo_initialization(struct DDS_DomainParticipantPresentation *self,
 
 } // namespace
 
-/*
- * The stops at `done` with an OK result, which leave `participant` null, are deliberate: the caller
- * sees the failure by that null. So is that the stops between the translation and the creation of
- * the presentation participant free only the property record and not the buffers in it.
- */
+// The stops at `done` with an OK result, which leave `participant` null, are deliberate: the caller
+// sees the failure by that null. So is that the stops between the translation and the creation of
+// the presentation participant free only the property record and not the buffers in it.
 DDS_ReturnCode_t DDS_DomainParticipantPresentation_initialize(
-    struct DDS_DomainParticipantPresentation *self, struct DDS_DomainParticipantFactory *factory,
-    DDS_DomainId_t domain_id, const struct DDS_DomainParticipantQos *qos,
-    struct NUVOsapiRtpsGuid *participantGuid, char *threadParticipantId,
-    int participant_index_specified, const struct PRESParticipantListener *listener,
-    DDS_StatusMask mask, struct NUVEventActiveDatabase *active_db,
-    struct DDS_DomainParticipantConcurrency *concurrency, struct NUVClock *clock,
-    struct NUVClock *timestamp_clock, struct NUVNetioConfigurator *configurator,
-    struct REDAWorkerFactory *worker_factory, const struct PRESParticipantSecurity *security,
-    const struct PRESParticipantSecurityTokens *securityTokens,
-    struct DDS_DomainParticipantTrustPluginsMaxTransformOverheads *maxTransformOverheads,
-    struct NUVOsapiThreadFactory *recv_thread_factory,
-    struct NUVOsapiThreadFactory *event_thread_factory,
-    struct NUVOsapiThreadFactory *asynch_pub_thread_factory, struct REDAWorker *worker) {
+    DDS_DomainParticipantPresentation *self, DDS_DomainParticipantFactory *factory,
+    DDS_DomainId_t domain_id, const DDS_DomainParticipantQos *qos,
+    NUVOsapiRtpsGuid *participantGuid, char *threadParticipantId, int participant_index_specified,
+    const PRESParticipantListener *listener, DDS_StatusMask mask, NUVEventActiveDatabase *active_db,
+    DDS_DomainParticipantConcurrency *concurrency, NUVClock *clock, NUVClock *timestamp_clock,
+    NUVNetioConfigurator *configurator, REDAWorkerFactory *worker_factory,
+    const PRESParticipantSecurity *security, const PRESParticipantSecurityTokens *securityTokens,
+    DDS_DomainParticipantTrustPluginsMaxTransformOverheads *maxTransformOverheads,
+    NUVOsapiThreadFactory *recv_thread_factory, NUVOsapiThreadFactory *event_thread_factory,
+    NUVOsapiThreadFactory *asynch_pub_thread_factory, REDAWorker *worker) {
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
-    struct PRESParticipantProperty *participantProperty = NULL;
-    struct COMMENDInterpreterProperty *interpreter = NULL;
-    const struct PRESParticipantEntityFinalizeListener *finalizeListener = NULL;
-    const struct COMMENDActiveFacadeThreadListener *threadListener = NULL;
+    PRESParticipantProperty *participantProperty = nullptr;
+    COMMENDInterpreterProperty *interpreter = nullptr;
+    const PRESParticipantEntityFinalizeListener *finalizeListener = nullptr;
+    const COMMENDActiveFacadeThreadListener *threadListener = nullptr;
     const PRESStatusKindMask listenerMask = DDS_StatusMask_get_presentation_maskI(mask);
     char partitionNames[PRES_PARTITION_BUFFER_SIZE];
 
@@ -322,7 +318,7 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_initialize(
         return DDS_RETCODE_BAD_PARAMETER;
     }
 
-    self->participant = NULL;
+    self->participant = nullptr;
     self->_domainId = domain_id;
     if (!initializing::set_thread_participant_id(self, threadParticipantId)) {
         goto done;
@@ -337,7 +333,7 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_initialize(
     }
 
     NUVOsapiHeap_allocateStructure(&participantProperty, struct PRESParticipantProperty);
-    if (participantProperty == NULL) {
+    if (participantProperty == nullptr) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_CREATION_FAILURE_s, "participant property");
         goto done;
     }
@@ -349,8 +345,7 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_initialize(
     initializing::empty_cached_locators(self);
     initializing::empty_entryports(self);
 
-    result = initializing::set_product_version(participantProperty);
-    if (result != DDS_RETCODE_OK) {
+    if (!initializing::set_product_version(participantProperty, &result)) {
         goto done;
     }
     PRESParticipantProperty_setPartitionBuffer(participantProperty, partitionNames);
@@ -376,7 +371,7 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_initialize(
                        "time-based logging configuration");
         goto done;
     }
-    if (security != NULL) {
+    if (security != nullptr) {
         initializing::apply_security(participantProperty, security, securityTokens,
                                      maxTransformOverheads);
     }
@@ -394,7 +389,7 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_initialize(
         finalizeListener, participantProperty, listener, listenerMask, security,
         recv_thread_factory, event_thread_factory, asynch_pub_thread_factory, worker);
     initializing::free_property_buffers(participantProperty);
-    if (self->participant == NULL) {
+    if (self->participant == nullptr) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_CREATION_FAILURE_s, "participant core");
         result = DDS_RETCODE_ERROR;
         goto done;
@@ -408,15 +403,16 @@ done:
     if (result != DDS_RETCODE_OK) {
         initializing::undo_initialization(self, worker);
     }
-    if (participantProperty != NULL) {
+    if (participantProperty != nullptr) {
         NUVOsapiHeap_freeStructure(participantProperty);
     }
     return result;
 }
 
-DDS_ReturnCode_t DDS_DomainParticipantPresentation_checkShutdownPrecondition(
-    struct DDS_DomainParticipantPresentation *self, struct REDAWorker *worker) {
-    if (self == NULL || self->participant == NULL) {
+DDS_ReturnCode_t
+DDS_DomainParticipantPresentation_checkShutdownPrecondition(DDS_DomainParticipantPresentation *self,
+                                                            REDAWorker *worker) {
+    if (self == nullptr || self->participant == nullptr) {
         return DDS_RETCODE_OK;
     }
     if (PRESParticipant_hasTopic(self->participant, worker)) {
@@ -427,12 +423,11 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_checkShutdownPrecondition(
     return DDS_RETCODE_OK;
 }
 
-DDS_ReturnCode_t
-DDS_DomainParticipantPresentation_wakeup(struct DDS_DomainParticipantPresentation *self,
-                                         struct REDAWorker *worker) {
+DDS_ReturnCode_t DDS_DomainParticipantPresentation_wakeup(DDS_DomainParticipantPresentation *self,
+                                                          REDAWorker *worker) {
     int failReason = PRES_RETCODE_OK;
 
-    if (self == NULL || self->participant == NULL) {
+    if (self == nullptr || self->participant == nullptr) {
         return DDS_RETCODE_OK;
     }
     if (!PRESParticipant_preShutdownWakeup(self->participant, &failReason, worker)) {
@@ -444,11 +439,11 @@ DDS_DomainParticipantPresentation_wakeup(struct DDS_DomainParticipantPresentatio
 }
 
 DDS_ReturnCode_t
-DDS_DomainParticipantPresentation_prefinalize(struct DDS_DomainParticipantPresentation *self,
-                                              struct REDAWorker *worker) {
+DDS_DomainParticipantPresentation_prefinalize(DDS_DomainParticipantPresentation *self,
+                                              REDAWorker *worker) {
     int failReason = PRES_RETCODE_OK;
 
-    if (self == NULL || self->participant == NULL) {
+    if (self == nullptr || self->participant == nullptr) {
         return DDS_RETCODE_OK;
     }
     if (!PRESParticipant_shutdown(self->participant, &failReason, worker)) {
@@ -458,20 +453,19 @@ DDS_DomainParticipantPresentation_prefinalize(struct DDS_DomainParticipantPresen
     return DDS_RETCODE_OK;
 }
 
-DDS_ReturnCode_t
-DDS_DomainParticipantPresentation_finalize(struct DDS_DomainParticipantPresentation *self,
-                                           struct REDAWorker *worker) {
+DDS_ReturnCode_t DDS_DomainParticipantPresentation_finalize(DDS_DomainParticipantPresentation *self,
+                                                            REDAWorker *worker) {
     if (DDSLog_isNull(self)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    if (self->participant != NULL) {
+    if (self->participant != nullptr) {
         int failReason = PRES_RETCODE_OK;
 
         if (!PRESParticipant_delete(self->participant, &failReason, worker)) {
             DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_DESTRUCTION_FAILURE_s, "participant core");
             return DDS_ReturnCode_from_presentation_return_codeI(failReason);
         }
-        self->participant = NULL;
+        self->participant = nullptr;
     }
     DDS_TransportUnicastQosPolicy_finalize(&self->_cachedTransportUnicastPolicy);
     DDS_DiscoveryQosPolicy_finalize(&self->cachedDiscoveryPolicy);
@@ -486,7 +480,7 @@ namespace enabling {
 
 constexpr const char *LOG_METHOD = "DDS_DomainParticipantPresentation_enable";
 
-void warn_of_missing_locators(const struct DDS_DomainParticipantPresentation *self) {
+void warn_of_missing_locators(const DDS_DomainParticipantPresentation *self) {
     if (self->_cachedDefaultUnicastLocator.count == 0) {
         DDSLog_message(NUV_LOG_LEVEL_WARNING, DDS_LOG_NO_DEFAULT_UNICAST_TRANSPORT_LOCATORS);
     }
@@ -498,24 +492,24 @@ void warn_of_missing_locators(const struct DDS_DomainParticipantPresentation *se
 }
 
 /** Fills the sequence with at most @p count transports. Tells whether to go on with enabling. */
-bool list_transports(struct DDS_DomainParticipantPresentation *self,
-                     struct PRESSequenceTransportInfo *transportInfo, DDS_Long count,
-                     DDS_ReturnCode_t *result, struct REDAWorker *worker) {
+bool list_transports(DDS_DomainParticipantPresentation *self,
+                     PRESSequenceTransportInfo *transportInfo, DDS_Long count,
+                     DDS_ReturnCode_t *result, REDAWorker *worker) {
     if (count == 0) {
         DDSLog_message(NUV_LOG_LEVEL_LOCAL, DDS_LOG_GET_TRANSPORT_INFO_SIZE_ZERO);
         return true;
     }
-    transportInfo->_maximum = (NUV_UINT32)count;
+    transportInfo->_maximum = static_cast<NUV_UINT32>(count);
     NUVOsapiHeap_allocateArray(&transportInfo->_buffer, count, struct NUVNetioTransportInfo);
-    if (transportInfo->_buffer == NULL) {
-        /* Deliberately no error: the participant stays disabled and the result is still OK. */
+    if (transportInfo->_buffer == nullptr) {
+        // Deliberately no error: the participant stays disabled and the result is still OK.
         DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_OSAPI_MEMORY_LOG_OUT_OF_HEAP_STRUCT_d,
-                       (int)sizeof(struct NUVNetioTransportInfo));
+                       static_cast<int>(sizeof(NUVNetioTransportInfo)));
         return false;
     }
     if (!NUVNetioConfigurator_getTransportInfo(self->_configurator, transportInfo->_buffer,
-                                               &transportInfo->_length, (NUV_UINT32)count,
-                                               worker)) {
+                                               &transportInfo->_length,
+                                               static_cast<NUV_UINT32>(count), worker)) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_GET_TRANSPORT_INFO);
         *result = DDS_RETCODE_ERROR;
         return false;
@@ -527,12 +521,12 @@ bool list_transports(struct DDS_DomainParticipantPresentation *self,
 
 } // namespace
 
-DDS_ReturnCode_t
-DDS_DomainParticipantPresentation_enable(struct DDS_DomainParticipantPresentation *self,
-                                         struct DDS_DomainParticipantQos *qos,
-                                         int *enableAllEntities, struct REDAWorker *worker) {
+DDS_ReturnCode_t DDS_DomainParticipantPresentation_enable(DDS_DomainParticipantPresentation *self,
+                                                          DDS_DomainParticipantQos *qos,
+                                                          int *enableAllEntities,
+                                                          REDAWorker *worker) {
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
-    struct PRESSequenceTransportInfo transportInfoSequence = {0, 0, NULL};
+    PRESSequenceTransportInfo transportInfoSequence = {0, 0, nullptr};
     NUVLogCategoryMask cachedCategory = 0;
 
     if (DDSLog_isNull(worker)) {
@@ -559,9 +553,9 @@ DDS_DomainParticipantPresentation_enable(struct DDS_DomainParticipantPresentatio
 
 done:
     NUVOsapiContext_setCategory(worker->_activityContext, 0, cachedCategory);
-    if (transportInfoSequence._buffer != NULL) {
+    if (transportInfoSequence._buffer != nullptr) {
         NUVOsapiHeap_freeArray(transportInfoSequence._buffer);
-        transportInfoSequence._buffer = NULL;
+        transportInfoSequence._buffer = nullptr;
     }
     return result;
 }
@@ -586,25 +580,26 @@ constexpr NUV_INT32 THREAD_DESTRUCTION_TIMEOUT_MAX =
 constexpr NUV_INT32 GATHER_SEND_BUFFER_COUNT_MAX = 128;
 
 /** The record's id may lack its terminator; what lies behind it is not read. */
-bool copy_thread_participant_id(char *dst, const struct DDS_DomainParticipantPresentation *self) {
+bool copy_thread_participant_id(char *dst, const DDS_DomainParticipantPresentation *self) {
     if (NUVOsapiUtility_strcpy(dst, THREAD_PARTICIPANT_ID_LENGTH_MAX, self->_threadParticipantId) ==
-        NULL) {
+        nullptr) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_INSUFFICIENT_SPACE_FAILURE_dd,
                        COMMEND_THREAD_PARTICIPANT_ID_SIZE,
-                       (int)strnlen(self->_threadParticipantId, sizeof self->_threadParticipantId));
+                       static_cast<int>(
+                           strnlen(self->_threadParticipantId, sizeof self->_threadParticipantId)));
         return false;
     }
     return true;
 }
 
-bool stamp_identity(struct DDS_DomainParticipantPresentation *self,
-                    struct PRESParticipantProperty *dst, const struct NUVOsapiRtpsGuid *guid) {
-    struct COMMENDFacadeProperty &facadeProperty = dst->facadeProperty.parent;
+bool stamp_identity(DDS_DomainParticipantPresentation *self, PRESParticipantProperty *dst,
+                    const NUVOsapiRtpsGuid *guid) {
+    COMMENDFacadeProperty &facadeProperty = dst->facadeProperty.parent;
 
     facadeProperty.guidPrefix.hostId = guid->prefix.hostId;
     facadeProperty.guidPrefix.appId = guid->prefix.appId;
     facadeProperty.guidPrefix.instanceId = guid->prefix.instanceId;
-    /* Fixed on purpose: the QoS never decides it. */
+    // Fixed on purpose: the QoS never decides it.
     facadeProperty.messageGenerator.gatherSendBufferCountMax = GATHER_SEND_BUFFER_COUNT_MAX;
     dst->parameter.domainId = self->_domainId;
     return copy_thread_participant_id(facadeProperty.threadParticipantId, self) &&
@@ -613,13 +608,13 @@ bool stamp_identity(struct DDS_DomainParticipantPresentation *self,
            copy_thread_participant_id(facadeProperty.jobDispatcher.threadParticipantId, self);
 }
 
-bool read_thread_destruction_timeout(const struct DDS_PropertyQosPolicy *properties,
-                                     struct COMMENDJobDispatcherProperty *jobDispatcher) {
+bool read_thread_destruction_timeout(const DDS_PropertyQosPolicy *properties,
+                                     COMMENDJobDispatcherProperty *jobDispatcher) {
     NUV_INT32 timeout = 0;
-    const struct DDS_Property_t *property = DDS_PropertyQosPolicyHelper_lookup_property(
+    const DDS_Property_t *property = DDS_PropertyQosPolicyHelper_lookup_property(
         properties, PROPERTY_THREAD_DESTRUCTION_TIMEOUT);
 
-    if (property == NULL || property->value == NULL) {
+    if (property == nullptr || property->value == nullptr) {
         return true;
     }
     if (!REDAString_strToLong(property->value, &timeout) || timeout < 0 ||
@@ -637,13 +632,13 @@ bool read_thread_destruction_timeout(const struct DDS_PropertyQosPolicy *propert
 } // namespace
 
 DDS_ReturnCode_t DDS_DomainParticipantPresentation_translate_qos(
-    struct DDS_DomainParticipantPresentation *self, struct PRESParticipantProperty *dst,
-    const struct DDS_DomainParticipantQos *src, struct NUVOsapiRtpsGuid *participant_guid,
-    struct REDAWorker *worker) {
+    DDS_DomainParticipantPresentation *self, PRESParticipantProperty *dst,
+    const DDS_DomainParticipantQos *src, NUVOsapiRtpsGuid *participant_guid, REDAWorker *worker) {
     DDS_ReturnCode_t result = DDS_RETCODE_ERROR;
 
-    /* What the QoS does not cover keeps the value that a running participant has. */
-    if (self->participant != NULL && !PRESParticipant_getProperty(self->participant, dst, worker)) {
+    // What the QoS does not cover keeps the value that a running participant has.
+    if (self->participant != nullptr &&
+        !PRESParticipant_getProperty(self->participant, dst, worker)) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_GET_FAILURE_s, "PRESParticipant property");
         goto done;
     }
@@ -658,26 +653,27 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_translate_qos(
     result = DDS_RETCODE_OK;
 
 done:
-    if (result != DDS_RETCODE_OK && dst->parameter.propertyList.data._buffer != NULL) {
+    if (result != DDS_RETCODE_OK && dst->parameter.propertyList.data._buffer != nullptr) {
         NUVOsapiHeap_freeArray(dst->parameter.propertyList.data._buffer);
-        dst->parameter.propertyList.data._buffer = NULL;
+        dst->parameter.propertyList.data._buffer = nullptr;
     }
     return result;
 }
 
-DDS_ReturnCode_t DDS_DomainParticipantPresentation_cache_irreversible_qos(
-    struct DDS_DomainParticipantPresentation *self, const struct DDS_DomainParticipantQos *src) {
+DDS_ReturnCode_t
+DDS_DomainParticipantPresentation_cache_irreversible_qos(DDS_DomainParticipantPresentation *self,
+                                                         const DDS_DomainParticipantQos *src) {
     if (DDS_TransportUnicastQosPolicy_copy(&self->_cachedTransportUnicastPolicy,
-                                           &src->default_unicast) == NULL) {
+                                           &src->default_unicast) == nullptr) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "default_unicast");
         return DDS_RETCODE_ERROR;
     }
     if (DDS_TransportMulticastMappingQosPolicy_copy(&self->_cachedTransportMulticastMappingPolicy,
-                                                    &src->multicast_mapping) == NULL) {
+                                                    &src->multicast_mapping) == nullptr) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "multicast_mapping");
         return DDS_RETCODE_ERROR;
     }
-    if (DDS_DiscoveryQosPolicy_copy(&self->cachedDiscoveryPolicy, &src->discovery) == NULL) {
+    if (DDS_DiscoveryQosPolicy_copy(&self->cachedDiscoveryPolicy, &src->discovery) == nullptr) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "discovery");
         return DDS_RETCODE_ERROR;
     }
@@ -689,9 +685,9 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_cache_irreversible_qos(
 namespace {
 
 /** Asks for the limits in their order: user data, property list, property strings. */
-DDS_ReturnCode_t set_up_presentation_qos(const struct DDS_DomainParticipantQos *qos,
-                                         struct PRESParticipantProperty *property,
-                                         const struct DDS_DomainParticipant *participant) {
+DDS_ReturnCode_t set_up_presentation_qos(const DDS_DomainParticipantQos *qos,
+                                         PRESParticipantProperty *property,
+                                         const DDS_DomainParticipant *participant) {
     const DDS_Long maxLength =
         DDS_DomainParticipant_get_participant_user_data_max_lengthI(participant);
     const DDS_Long maxPropertyLength =
@@ -708,19 +704,19 @@ namespace getting {
 constexpr const char *LOG_METHOD = "DDS_DomainParticipantPresentation_get_qos";
 
 /** Overwrites what the property does not carry back. */
-bool restore_irreversible_qos(const struct DDS_DomainParticipantPresentation *self,
-                              struct DDS_DomainParticipantQos *qos) {
+bool restore_irreversible_qos(const DDS_DomainParticipantPresentation *self,
+                              DDS_DomainParticipantQos *qos) {
     if (DDS_TransportUnicastQosPolicy_copy(&qos->default_unicast,
-                                           &self->_cachedTransportUnicastPolicy) == NULL) {
+                                           &self->_cachedTransportUnicastPolicy) == nullptr) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "default_unicast");
         return false;
     }
     if (DDS_TransportMulticastMappingQosPolicy_copy(
-            &qos->multicast_mapping, &self->_cachedTransportMulticastMappingPolicy) == NULL) {
+            &qos->multicast_mapping, &self->_cachedTransportMulticastMappingPolicy) == nullptr) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "multicast_mapping");
         return false;
     }
-    if (DDS_DiscoveryQosPolicy_copy(&qos->discovery, &self->cachedDiscoveryPolicy) == NULL) {
+    if (DDS_DiscoveryQosPolicy_copy(&qos->discovery, &self->cachedDiscoveryPolicy) == nullptr) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "discovery");
         return false;
     }
@@ -733,23 +729,21 @@ bool restore_irreversible_qos(const struct DDS_DomainParticipantPresentation *se
 
 } // namespace
 
-DDS_ReturnCode_t
-DDS_DomainParticipantPresentation_get_qos(const struct DDS_DomainParticipantPresentation *self,
-                                          struct DDS_DomainParticipant *domainParticipant,
-                                          struct DDS_DomainParticipantQos *qos, int getUserData,
-                                          struct REDAWorker *worker) {
+DDS_ReturnCode_t DDS_DomainParticipantPresentation_get_qos(
+    const DDS_DomainParticipantPresentation *self, DDS_DomainParticipant *domainParticipant,
+    DDS_DomainParticipantQos *qos, int getUserData, REDAWorker *worker) {
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
-    struct PRESParticipantProperty *property = NULL;
+    PRESParticipantProperty *property = nullptr;
     char partitionNames[PRES_PARTITION_BUFFER_SIZE];
 
     NUVOsapiHeap_allocateStructure(&property, struct PRESParticipantProperty);
-    if (property == NULL) {
+    if (property == nullptr) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_CREATION_FAILURE_s, "participant property");
         return DDS_RETCODE_ERROR;
     }
     *property = PARTICIPANT_PROPERTY_DEFAULT;
 
-    /* Deliberately logged only: without its buffers the rest of the QoS can still be read. */
+    // Deliberately logged only: without its buffers the rest of the QoS can still be read.
     if (getUserData &&
         set_up_presentation_qos(qos, property, domainParticipant) != DDS_RETCODE_OK) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_GET_FAILURE_s, "DDS_DomainParticipantQos");
@@ -787,10 +781,9 @@ bool keeps(DDS_UnsignedLong requested, NUV_UINT32 running) {
 }
 
 /** Reads the running identity into @p guid. */
-bool check_immutable_policies(const struct DDS_DomainParticipantPresentation *self,
-                              const struct DDS_DomainParticipantQos *qos,
-                              struct NUVOsapiRtpsGuid *guid) {
-    const struct DDS_WireProtocolQosPolicy &wireProtocol = qos->wire_protocol;
+bool check_immutable_policies(const DDS_DomainParticipantPresentation *self,
+                              const DDS_DomainParticipantQos *qos, NUVOsapiRtpsGuid *guid) {
+    const DDS_WireProtocolQosPolicy &wireProtocol = qos->wire_protocol;
 
     if (!DDS_TransportUnicastQosPolicy_is_equalI(&self->_cachedTransportUnicastPolicy,
                                                  &qos->default_unicast, 1)) {
@@ -811,14 +804,13 @@ bool check_immutable_policies(const struct DDS_DomainParticipantPresentation *se
 
 } // namespace
 
-/* The caches follow only a property change that took effect; a failure to renew them leaves it. */
-DDS_ReturnCode_t
-DDS_DomainParticipantPresentation_set_qos(struct DDS_DomainParticipantPresentation *self,
-                                          const struct DDS_DomainParticipantQos *qos,
-                                          struct REDAWorker *worker) {
+// The caches follow only a property change that took effect; a failure to renew them leaves it.
+DDS_ReturnCode_t DDS_DomainParticipantPresentation_set_qos(DDS_DomainParticipantPresentation *self,
+                                                           const DDS_DomainParticipantQos *qos,
+                                                           REDAWorker *worker) {
     DDS_ReturnCode_t result = DDS_RETCODE_ERROR;
-    struct PRESParticipantProperty *participantProperty = NULL;
-    struct NUVOsapiRtpsGuid guid = {{0, 0, 0}, 0};
+    PRESParticipantProperty *participantProperty = nullptr;
+    NUVOsapiRtpsGuid guid = {{0, 0, 0}, 0};
     int failReason = PRES_RETCODE_ERROR;
     char partitionNames[PRES_PARTITION_BUFFER_SIZE];
 
@@ -826,7 +818,7 @@ DDS_DomainParticipantPresentation_set_qos(struct DDS_DomainParticipantPresentati
         return DDS_RETCODE_IMMUTABLE_POLICY;
     }
     NUVOsapiHeap_allocateStructure(&participantProperty, struct PRESParticipantProperty);
-    if (participantProperty == NULL) {
+    if (participantProperty == nullptr) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_CREATION_FAILURE_s, "participant property");
         return DDS_RETCODE_ERROR;
     }
@@ -852,9 +844,9 @@ DDS_DomainParticipantPresentation_set_qos(struct DDS_DomainParticipantPresentati
     }
 
 done:
-    if (participantProperty->parameter.propertyList.data._buffer != NULL) {
+    if (participantProperty->parameter.propertyList.data._buffer != nullptr) {
         NUVOsapiHeap_freeArray(participantProperty->parameter.propertyList.data._buffer);
-        participantProperty->parameter.propertyList.data._buffer = NULL;
+        participantProperty->parameter.propertyList.data._buffer = nullptr;
     }
     NUVOsapiHeap_freeStructure(participantProperty);
     return result;
@@ -872,9 +864,8 @@ const char *const PROPERTY_AUTHENTICATION_TIMEOUT = name_of(Property::AUTHENTICA
 /** The level of exclusive area that is watched unless a property sets another. */
 constexpr DDS_Long EA_TRACKED_LEVEL_DEFAULT = 10;
 
-void set_exclusive_area_logging(const struct DDS_PropertyQosPolicy *properties,
-                                const struct REDAWorker *worker) {
-    struct NUVNtpTime eaTimeBasedLoggingThreshold = NUV_NTP_TIME_ZERO;
+void set_exclusive_area_logging(const DDS_PropertyQosPolicy *properties, const REDAWorker *worker) {
+    NUVNtpTime eaTimeBasedLoggingThreshold = NUV_NTP_TIME_ZERO;
     DDS_Long eaTimeBasedLoggingLevel = EA_TRACKED_LEVEL_DEFAULT;
 
     if (!DDS_PropertyQosPolicyHelper_lookup_duration_property(
@@ -889,12 +880,12 @@ void set_exclusive_area_logging(const struct DDS_PropertyQosPolicy *properties,
 
 } // namespace
 
-/* A malformed duration or level is passed over in silence: the default stays. */
+// A malformed duration or level is passed over in silence: the default stays.
 int DDS_DomainParticipantPresentation_setTimeBasedLoggingConfiguration(
-    const struct DDS_PropertyQosPolicy *properties,
-    struct PRESParticipantProperty *participantProperty, struct REDAWorker *worker) {
-    struct COMMENDFacadeProperty &facadeProperty = participantProperty->facadeProperty.parent;
-    const struct DDS_Property_t *trackedPorts = NULL;
+    const DDS_PropertyQosPolicy *properties, PRESParticipantProperty *participantProperty,
+    REDAWorker *worker) {
+    COMMENDFacadeProperty &facadeProperty = participantProperty->facadeProperty.parent;
+    const DDS_Property_t *trackedPorts = nullptr;
 
     (void)DDS_PropertyQosPolicyHelper_lookup_duration_property(
         properties, &facadeProperty.sender.sendTimeBasedLoggingThreshold, PROPERTY_SEND_TIMEOUT);
@@ -904,10 +895,10 @@ int DDS_DomainParticipantPresentation_setTimeBasedLoggingConfiguration(
         PROPERTY_RECEIVE_TIMEOUT);
     trackedPorts =
         DDS_PropertyQosPolicyHelper_lookup_property(properties, PROPERTY_RECEIVE_TRACKED_PORTS);
-    if (trackedPorts != NULL) {
+    if (trackedPorts != nullptr) {
         facadeProperty.receiver.processMessageTimeBasedLoggingExplicitPorts =
             DDS_String_dup(trackedPorts->value);
-        if (facadeProperty.receiver.processMessageTimeBasedLoggingExplicitPorts == NULL) {
+        if (facadeProperty.receiver.processMessageTimeBasedLoggingExplicitPorts == nullptr) {
             DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s,
                            PROPERTY_RECEIVE_TRACKED_PORTS);
             return 0;
@@ -925,86 +916,98 @@ int DDS_DomainParticipantPresentation_setTimeBasedLoggingConfiguration(
 
 namespace {
 
-/** The ceiling of every port number. */
-constexpr DDS_Long PORT_MAX = 0xFFFF;
+namespace bounding {
 
-} // namespace
+constexpr const char *LOG_METHOD = "DDS_DomainParticipantPresentation_get_max_participant_indexI";
 
-/*
- * Deliberately without the domain id and the multicast offsets: whether an index really has valid
- * unicast ports in its domain is checked for each index when it is tried.
- */
-DDS_Long DDS_DomainParticipantPresentation_get_max_participant_indexI(
-    const struct DDS_RtpsWellKnownPorts_t *rtpsWellKnownPorts) {
-    DDS_Long max = 0;
-    DDS_Long maxUnicastOffset = 0;
-
+bool check_ports(const DDS_RtpsWellKnownPorts_t *rtpsWellKnownPorts) {
     if (DDSLog_isNull(rtpsWellKnownPorts)) {
-        return -1;
+        return false;
     }
     if (rtpsWellKnownPorts->port_base <= 0) {
         DDSLog_precondition("\"rtpsWellKnownPorts->port_base <= 0\"");
-        return -1;
+        return false;
     }
     if (rtpsWellKnownPorts->domain_id_gain <= 0) {
         DDSLog_precondition("\"rtpsWellKnownPorts->domain_id_gain <= 0\"");
-        return -1;
+        return false;
     }
     if (rtpsWellKnownPorts->participant_id_gain <= 0) {
         DDSLog_precondition("\"rtpsWellKnownPorts->participant_id_gain <= 0\"");
-        return -1;
+        return false;
     }
     if (rtpsWellKnownPorts->builtin_unicast_port_offset < 0) {
         DDSLog_precondition("\"rtpsWellKnownPorts->builtin_unicast_port_offset < 0\"");
-        return -1;
+        return false;
     }
     if (rtpsWellKnownPorts->user_unicast_port_offset < 0) {
         DDSLog_precondition("\"rtpsWellKnownPorts->user_unicast_port_offset < 0\"");
-        return -1;
+        return false;
     }
-    if (rtpsWellKnownPorts->port_base >= PORT_MAX) {
+    if (rtpsWellKnownPorts->port_base >= DDS_RTPS_PORT_MAX) {
         DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
                     "rtps_well_known_ports.port_base (%d) must be less than %u.",
-                    rtpsWellKnownPorts->port_base, (unsigned)PORT_MAX);
+                    rtpsWellKnownPorts->port_base, static_cast<unsigned>(DDS_RTPS_PORT_MAX));
+        return false;
+    }
+    return true;
+}
+
+/** The largest index whose gains stay clear of the next domain and of the end of the port range. */
+bool find_max_by_gains(const DDS_RtpsWellKnownPorts_t &ports, DDS_Long *max) {
+    if (ports.domain_id_gain > ports.participant_id_gain) {
+        *max = ports.domain_id_gain / ports.participant_id_gain - 1;
+        return true;
+    }
+    *max = (DDS_RTPS_PORT_MAX - ports.port_base) / ports.participant_id_gain - 1;
+    if (*max < 0) {
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
+                    "rtps_well_known_ports.participant_id_gain (%d) must be less than (%u - "
+                    "rtps_well_known_ports.port_base (%d)).",
+                    ports.participant_id_gain, static_cast<unsigned>(DDS_RTPS_PORT_MAX),
+                    ports.port_base);
+        return false;
+    }
+    return true;
+}
+
+/** How many indices are lost at the end to offsets that are larger than the gain. */
+DDS_Long count_lost_to_offsets(const DDS_RtpsWellKnownPorts_t &ports) {
+    const DDS_Long offset =
+        std::max(ports.user_unicast_port_offset, ports.builtin_unicast_port_offset);
+
+    return offset > ports.participant_id_gain ? offset / ports.participant_id_gain : 0;
+}
+
+} // namespace bounding
+
+} // namespace
+
+// Deliberately without the domain id and the multicast offsets: whether an index really has valid
+// unicast ports in its domain is checked for each index when it is tried.
+DDS_Long DDS_DomainParticipantPresentation_get_max_participant_indexI(
+    const DDS_RtpsWellKnownPorts_t *rtpsWellKnownPorts) {
+    DDS_Long max = -1;
+
+    if (!bounding::check_ports(rtpsWellKnownPorts) ||
+        !bounding::find_max_by_gains(*rtpsWellKnownPorts, &max)) {
         return -1;
     }
-
-    if (rtpsWellKnownPorts->domain_id_gain > rtpsWellKnownPorts->participant_id_gain) {
-        max = rtpsWellKnownPorts->domain_id_gain / rtpsWellKnownPorts->participant_id_gain - 1;
-    } else {
-        max = (PORT_MAX - rtpsWellKnownPorts->port_base) / rtpsWellKnownPorts->participant_id_gain -
-              1;
-        if (max < 0) {
-            DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
-                        "rtps_well_known_ports.participant_id_gain (%d) must be less than (%u - "
-                        "rtps_well_known_ports.port_base (%d)).",
-                        rtpsWellKnownPorts->participant_id_gain, (unsigned)PORT_MAX,
-                        rtpsWellKnownPorts->port_base);
-            return -1;
-        }
-    }
-
-    maxUnicastOffset = rtpsWellKnownPorts->user_unicast_port_offset >
-                               rtpsWellKnownPorts->builtin_unicast_port_offset
-                           ? rtpsWellKnownPorts->user_unicast_port_offset
-                           : rtpsWellKnownPorts->builtin_unicast_port_offset;
-    if (maxUnicastOffset > rtpsWellKnownPorts->participant_id_gain) {
-        max -= maxUnicastOffset / rtpsWellKnownPorts->participant_id_gain;
-    }
-    return max;
+    return max - bounding::count_lost_to_offsets(*rtpsWellKnownPorts);
 }
 
 void DDS_DomainParticipantPresentation_calculate_user_multicast_locatorI(
-    struct DDS_DomainParticipantPresentation *self,
-    struct PRESReducedLocatorQosPolicy *userMulticastLocatorInOut,
-    const struct PRESReducedLocatorQosPolicy *metatrafficMulticastLocatorIn) {
-    const struct DDS_RtpsWellKnownPorts_t &ports = self->cachedWellKnownPorts;
-    /* 32 bits that wrap around: the range is the business of whoever reserves the port. */
-    const KOLS_Transport_Port_t userPort =
-        (KOLS_Transport_Port_t)((NUV_UINT32)ports.port_base +
-                                (NUV_UINT32)ports.domain_id_gain * (NUV_UINT32)self->_domainId +
-                                (NUV_UINT32)ports.user_multicast_port_offset);
+    DDS_DomainParticipantPresentation *self, PRESReducedLocatorQosPolicy *userMulticastLocatorInOut,
+    const PRESReducedLocatorQosPolicy *metatrafficMulticastLocatorIn) {
+    const DDS_RtpsWellKnownPorts_t &ports = self->cachedWellKnownPorts;
+    // 32 bits that wrap around: the range is the business of whoever reserves the port.
+    const KOLS_Transport_Port_t userPort = static_cast<KOLS_Transport_Port_t>(
+        static_cast<NUV_UINT32>(ports.port_base) +
+        static_cast<NUV_UINT32>(ports.domain_id_gain) * static_cast<NUV_UINT32>(self->_domainId) +
+        static_cast<NUV_UINT32>(ports.user_multicast_port_offset));
 
+    NUV_ASSERT(metatrafficMulticastLocatorIn->count >= 0 &&
+               metatrafficMulticastLocatorIn->count <= PRES_REDUCED_LOCATOR_LIST_MAX);
     userMulticastLocatorInOut->count = metatrafficMulticastLocatorIn->count;
     for (NUV_INT32 i = 0; i < metatrafficMulticastLocatorIn->count; ++i) {
         userMulticastLocatorInOut->locatorList[i] = metatrafficMulticastLocatorIn->locatorList[i];
@@ -1015,7 +1018,7 @@ void DDS_DomainParticipantPresentation_calculate_user_multicast_locatorI(
 namespace {
 
 /** A request with every byte zero but the locator's transport, which is -1. */
-void initialize_request(struct NUVNetioLocatorInfo *request) {
+void initialize_request(NUVNetioLocatorInfo *request) {
     memset(request, 0, sizeof(*request));
     request->locator.transport = KOLS_TRANSPORT_CLASSID_INVALID;
 }
@@ -1023,11 +1026,11 @@ void initialize_request(struct NUVNetioLocatorInfo *request) {
 } // namespace
 
 DDS_Boolean DDS_DomainParticipantPresentation_reserve_entryportI(
-    struct DDS_DomainParticipantPresentation *self, struct REDAWeakReference *entryportWRInOut,
-    const struct NUVNetioAliasList *enabledPluginAliasesIn, const struct NUVNetioLocator *locatorIn,
-    struct REDAWorker *worker) {
-    struct COMMENDFacade *facade = PRESParticipant_getFacade(self->participant);
-    struct NUVNetioLocatorInfo request;
+    DDS_DomainParticipantPresentation *self, REDAWeakReference *entryportWRInOut,
+    const NUVNetioAliasList *enabledPluginAliasesIn, const NUVNetioLocator *locatorIn,
+    REDAWorker *worker) {
+    COMMENDFacade *facade = PRESParticipant_getFacade(self->participant);
+    NUVNetioLocatorInfo request;
 
     initialize_request(&request);
     *entryportWRInOut = INVALID_WR;
@@ -1037,10 +1040,10 @@ DDS_Boolean DDS_DomainParticipantPresentation_reserve_entryportI(
                                                                             : DDS_BOOLEAN_FALSE;
 }
 
-void DDS_DomainParticipantPresentation_release_entryportI(
-    struct DDS_DomainParticipantPresentation *self, struct REDAWeakReference *entryportWR,
-    struct REDAWorker *worker) {
-    struct COMMENDFacade *facade = PRESParticipant_getFacade(self->participant);
+void DDS_DomainParticipantPresentation_release_entryportI(DDS_DomainParticipantPresentation *self,
+                                                          REDAWeakReference *entryportWR,
+                                                          REDAWorker *worker) {
+    COMMENDFacade *facade = PRESParticipant_getFacade(self->participant);
 
     if (REDAWeakReference_isHeld(entryportWR)) {
         (void)facade->removeEntryport(facade, entryportWR, worker);
@@ -1049,12 +1052,13 @@ void DDS_DomainParticipantPresentation_release_entryportI(
 }
 
 DDS_Boolean DDS_DomainParticipantPresentation_reserve_entryport_setI(
-    struct DDS_DomainParticipantPresentation *self, struct NUVNetioAliasList *enabledPluginAliases,
-    struct PRESLocatorQosPolicy *locators,
-    struct DDS_DomainParticipantPresentationEntryportSet *entryportSet, struct REDAWorker *worker) {
-    struct COMMENDFacade *facade = PRESParticipant_getFacade(self->participant);
-    struct NUVNetioLocatorInfo request;
+    DDS_DomainParticipantPresentation *self, NUVNetioAliasList *enabledPluginAliases,
+    PRESLocatorQosPolicy *locators, DDS_DomainParticipantPresentationEntryportSet *entryportSet,
+    REDAWorker *worker) {
+    COMMENDFacade *facade = PRESParticipant_getFacade(self->participant);
+    NUVNetioLocatorInfo request;
 
+    NUV_ASSERT(locators->count >= 0 && locators->count <= PRES_LOCATOR_LIST_MAX);
     initialize_request(&request);
     request.aliasList = *enabledPluginAliases;
     entryportSet->_count = 0;
@@ -1070,10 +1074,12 @@ DDS_Boolean DDS_DomainParticipantPresentation_reserve_entryport_setI(
 }
 
 void DDS_DomainParticipantPresentation_release_entryport_setI(
-    struct DDS_DomainParticipantPresentation *self,
-    struct DDS_DomainParticipantPresentationEntryportSet *entryportSet, struct REDAWorker *worker) {
-    struct COMMENDFacade *facade = PRESParticipant_getFacade(self->participant);
+    DDS_DomainParticipantPresentation *self,
+    DDS_DomainParticipantPresentationEntryportSet *entryportSet, REDAWorker *worker) {
+    COMMENDFacade *facade = PRESParticipant_getFacade(self->participant);
 
+    NUV_ASSERT(entryportSet->_count >= 0 &&
+               entryportSet->_count <= DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX);
     for (DDS_Long i = 0; i < entryportSet->_count; ++i) {
         (void)facade->removeEntryport(facade, &entryportSet->_entryportWR[i], worker);
         entryportSet->_entryportWR[i] = INVALID_WR;
@@ -1090,22 +1096,21 @@ constexpr const char *LOG_METHOD =
 
 /** The working state of one search for a participant index. */
 struct IndexSearch {
-    struct COMMENDFacade *facade;
+    COMMENDFacade *facade;
     DDS_DomainId_t domainId;
     DDS_Long participantIndex;    /**< the index being tried */
     DDS_Long maxParticipantIndex; /**< the last index to try */
     bool skipPortReservation;
-    struct PRESReducedLocatorQosPolicy metatrafficMulticastLocator;
-    struct PRESReducedLocatorQosPolicy usertrafficMulticastLocator;
-    struct PRESLocatorQosPolicy metatrafficUnicastLocator;
-    struct PRESLocatorQosPolicy usertrafficUnicastLocator;
-    struct NUVNetioAliasList enabledPluginAliases;
-    struct NUVNetioAliasList enabledUserTrafficPluginAliases;
-    struct NUVNetioLocatorInfo entryportLocatorInfo;
+    PRESReducedLocatorQosPolicy metatrafficMulticastLocator;
+    PRESReducedLocatorQosPolicy usertrafficMulticastLocator;
+    PRESLocatorQosPolicy metatrafficUnicastLocator;
+    PRESLocatorQosPolicy usertrafficUnicastLocator;
+    NUVNetioAliasList enabledPluginAliases;
+    NUVNetioAliasList enabledUserTrafficPluginAliases;
+    NUVNetioLocatorInfo entryportLocatorInfo;
 };
 
-void initialize_search(struct IndexSearch *search,
-                       const struct DDS_DomainParticipantPresentation *self,
+void initialize_search(IndexSearch *search, const DDS_DomainParticipantPresentation *self,
                        DDS_Long participantIndex) {
     search->domainId = self->_domainId;
     search->participantIndex = participantIndex;
@@ -1122,17 +1127,16 @@ void initialize_search(struct IndexSearch *search,
     search->facade = PRESParticipant_getFacade(self->participant);
 }
 
-bool reserves(const struct DDS_DomainParticipantPresentation *self,
-              DDS_RtpsReservedPortKindMask kinds) {
+bool reserves(const DDS_DomainParticipantPresentation *self, DDS_RtpsReservedPortKindMask kinds) {
     return (self->_cachedReservedPortMask & kinds) != 0;
 }
 
-bool reserves_no_unicast(const struct DDS_DomainParticipantPresentation *self) {
+bool reserves_no_unicast(const DDS_DomainParticipantPresentation *self) {
     return !reserves(self,
                      DDS_RTPS_RESERVED_PORT_BUILTIN_UNICAST | DDS_RTPS_RESERVED_PORT_USER_UNICAST);
 }
 
-bool check_gains(const struct DDS_DomainParticipantPresentation *self, struct REDAWorker *worker) {
+bool check_gains(const DDS_DomainParticipantPresentation *self, REDAWorker *worker) {
     if (self->cachedWellKnownPorts.participant_id_gain <= 0 ||
         self->cachedWellKnownPorts.domain_id_gain <= 0) {
         DDSLog_textForWorker(
@@ -1143,8 +1147,8 @@ bool check_gains(const struct DDS_DomainParticipantPresentation *self, struct RE
     return true;
 }
 
-bool compute_multicast_locators(struct DDS_DomainParticipantPresentation *self,
-                                struct IndexSearch *search, struct REDAWorker *worker) {
+bool compute_multicast_locators(DDS_DomainParticipantPresentation *self, IndexSearch *search,
+                                REDAWorker *worker) {
     if (DDS_DiscoveryQosPolicy_to_multicast_locators(
             &self->cachedDiscoveryPolicy, &search->metatrafficMulticastLocator,
             &search->enabledPluginAliases, &self->cachedWellKnownPorts, 1, search->domainId,
@@ -1158,8 +1162,8 @@ bool compute_multicast_locators(struct DDS_DomainParticipantPresentation *self,
 }
 
 /** Only the first locator of each list gets an entryport. */
-bool reserve_multicast_entryports(struct DDS_DomainParticipantPresentation *self,
-                                  const struct IndexSearch *search, struct REDAWorker *worker) {
+bool reserve_multicast_entryports(DDS_DomainParticipantPresentation *self,
+                                  const IndexSearch *search, REDAWorker *worker) {
     if (search->metatrafficMulticastLocator.count != 0 &&
         reserves(self, DDS_RTPS_RESERVED_PORT_BUILTIN_MULTICAST) &&
         !DDS_DomainParticipantPresentation_reserve_entryportI(
@@ -1179,8 +1183,7 @@ bool reserve_multicast_entryports(struct DDS_DomainParticipantPresentation *self
     return true;
 }
 
-void choose_index_range(const struct DDS_DomainParticipantPresentation *self,
-                        struct IndexSearch *search) {
+void choose_index_range(const DDS_DomainParticipantPresentation *self, IndexSearch *search) {
     if (search->participantIndex >= 0) {
         search->skipPortReservation = reserves_no_unicast(self);
         search->maxParticipantIndex = search->participantIndex;
@@ -1192,8 +1195,8 @@ void choose_index_range(const struct DDS_DomainParticipantPresentation *self,
 }
 
 /** The locator of the lowest transport class; the first one of several. */
-const struct NUVNetioLocator *find_lowest_transport(const struct PRESLocatorQosPolicy *locators) {
-    const struct NUVNetioLocator *lowest = &locators->locatorList[0];
+const NUVNetioLocator *find_lowest_transport(const PRESLocatorQosPolicy *locators) {
+    const NUVNetioLocator *lowest = &locators->locatorList[0];
 
     for (NUV_INT32 i = 1; i < locators->count; ++i) {
         if (locators->locatorList[i].transport < lowest->transport) {
@@ -1204,8 +1207,8 @@ const struct NUVNetioLocator *find_lowest_transport(const struct PRESLocatorQosP
 }
 
 /** Claims an index by one port for a participant that asked for no unicast port at all. */
-bool reserve_single_entryport(struct DDS_DomainParticipantPresentation *self,
-                              struct IndexSearch *search, struct REDAWorker *worker) {
+bool reserve_single_entryport(DDS_DomainParticipantPresentation *self, IndexSearch *search,
+                              REDAWorker *worker) {
     search->entryportLocatorInfo.aliasList = search->enabledPluginAliases;
     search->entryportLocatorInfo.locator =
         *find_lowest_transport(&search->metatrafficUnicastLocator);
@@ -1217,14 +1220,14 @@ bool reserve_single_entryport(struct DDS_DomainParticipantPresentation *self,
     return true;
 }
 
-void log_next_port(struct REDAWorker *worker) {
+void log_next_port(REDAWorker *worker) {
     DDSLog_textForWorker(worker, NUV_LOG_LEVEL_WARNING, NUV_LOG_EMPTY_TEMPLATE,
                          "Trying next port...");
 }
 
 /** Tells whether the ports could be reserved; if not, the next index is to be tried. */
-bool reserve_meta_unicast(struct DDS_DomainParticipantPresentation *self,
-                          struct IndexSearch *search, struct REDAWorker *worker) {
+bool reserve_meta_unicast(DDS_DomainParticipantPresentation *self, IndexSearch *search,
+                          REDAWorker *worker) {
     if (search->skipPortReservation || search->metatrafficUnicastLocator.count <= 0) {
         return true;
     }
@@ -1242,8 +1245,8 @@ bool reserve_meta_unicast(struct DDS_DomainParticipantPresentation *self,
 }
 
 /** Like reserve_meta_unicast; gives the metatraffic ports of the index back when it fails. */
-bool reserve_user_unicast(struct DDS_DomainParticipantPresentation *self,
-                          struct IndexSearch *search, struct REDAWorker *worker) {
+bool reserve_user_unicast(DDS_DomainParticipantPresentation *self, IndexSearch *search,
+                          REDAWorker *worker) {
     if (!reserves(self, DDS_RTPS_RESERVED_PORT_USER_UNICAST) ||
         search->usertrafficUnicastLocator.count <= 0) {
         return true;
@@ -1261,8 +1264,8 @@ bool reserve_user_unicast(struct DDS_DomainParticipantPresentation *self,
 
 enum class IndexTry { TAKEN, NEXT, FAILED };
 
-IndexTry try_index(struct DDS_DomainParticipantPresentation *self, struct IndexSearch *search,
-                   DDS_ReturnCode_t *result, struct REDAWorker *worker) {
+IndexTry try_index(DDS_DomainParticipantPresentation *self, IndexSearch *search,
+                   DDS_ReturnCode_t *result, REDAWorker *worker) {
     *result = DDS_RETCODE_ERROR;
     if (!DDS_RtpsWellKnownPorts_isUnicastValid(&self->cachedWellKnownPorts, search->domainId,
                                                search->participantIndex)) {
@@ -1301,8 +1304,8 @@ IndexTry try_index(struct DDS_DomainParticipantPresentation *self, struct IndexS
     return IndexTry::TAKEN;
 }
 
-DDS_ReturnCode_t search_index(struct DDS_DomainParticipantPresentation *self,
-                              struct IndexSearch *search, struct REDAWorker *worker) {
+DDS_ReturnCode_t search_index(DDS_DomainParticipantPresentation *self, IndexSearch *search,
+                              REDAWorker *worker) {
     DDS_ReturnCode_t result = DDS_RETCODE_ERROR;
 
     for (; search->participantIndex <= search->maxParticipantIndex; ++search->participantIndex) {
@@ -1315,42 +1318,10 @@ DDS_ReturnCode_t search_index(struct DDS_DomainParticipantPresentation *self,
     return DDS_RETCODE_ERROR;
 }
 
-} // namespace reserving
-
-} // namespace
-
-/*
- * Deliberately, an error after the multicast entryports were reserved does not release them, nor
- * does NO_DATA release the unicast ones of its index: the caller does.
- */
-DDS_ReturnCode_t DDS_DomainParticipantPresentation_reserve_participant_index_entryports(
-    struct DDS_DomainParticipantPresentation *self, DDS_Long *participantIndex_inout,
-    struct REDAWorker *worker) {
-    DDS_ReturnCode_t result = DDS_RETCODE_ERROR;
-    struct reserving::IndexSearch search;
-
-    reserving::initialize_search(&search, self, *participantIndex_inout);
-    if (!reserving::check_gains(self, worker)) {
-        return DDS_RETCODE_ERROR;
-    }
-    if (!reserving::compute_multicast_locators(self, &search, worker)) {
-        return DDS_RETCODE_ERROR;
-    }
-    if (!reserving::reserve_multicast_entryports(self, &search, worker)) {
-        return DDS_RETCODE_ERROR;
-    }
-    PRESLocatorQosPolicy_copy(
-        PRESReducedLocatorQosPolicy_asLocatorPolicy(&self->_cachedMetatrafficMulticastLocator),
-        PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&search.metatrafficMulticastLocator));
-
-    reserving::choose_index_range(self, &search);
-    result = reserving::search_index(self, &search, worker);
-    if (result != DDS_RETCODE_OK) {
-        return result;
-    }
-
-    if (search.participantIndex != *participantIndex_inout) {
-        *participantIndex_inout = search.participantIndex;
+void take_index(DDS_DomainParticipantPresentation *self, const IndexSearch &search,
+                DDS_Long *participantIndex, REDAWorker *worker) {
+    if (search.participantIndex != *participantIndex) {
+        *participantIndex = search.participantIndex;
         DDSLog_textForWorker(worker, NUV_LOG_LEVEL_LOCAL, NUV_LOG_ENABLE_TEMPLATE,
                              "Reserved participant index %d on domain %d", search.participantIndex,
                              search.domainId);
@@ -1360,11 +1331,37 @@ DDS_ReturnCode_t DDS_DomainParticipantPresentation_reserve_participant_index_ent
     PRESLocatorQosPolicy_copy(&self->_cachedMetatrafficUnicastLocator,
                               &search.metatrafficUnicastLocator);
     self->_entryportsReserved = 1;
-    return DDS_RETCODE_OK;
+}
+
+} // namespace reserving
+
+} // namespace
+
+// Deliberately, an error after the multicast entryports were reserved does not release them, nor
+// does NO_DATA release the unicast ones of its index: the caller does.
+DDS_ReturnCode_t DDS_DomainParticipantPresentation_reserve_participant_index_entryports(
+    DDS_DomainParticipantPresentation *self, DDS_Long *participantIndex_inout, REDAWorker *worker) {
+    DDS_ReturnCode_t result = DDS_RETCODE_ERROR;
+    reserving::IndexSearch search;
+
+    reserving::initialize_search(&search, self, *participantIndex_inout);
+    if (reserving::check_gains(self, worker) &&
+        reserving::compute_multicast_locators(self, &search, worker) &&
+        reserving::reserve_multicast_entryports(self, &search, worker)) {
+        PRESLocatorQosPolicy_copy(
+            PRESReducedLocatorQosPolicy_asLocatorPolicy(&self->_cachedMetatrafficMulticastLocator),
+            PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&search.metatrafficMulticastLocator));
+        reserving::choose_index_range(self, &search);
+        result = reserving::search_index(self, &search, worker);
+    }
+    if (result == DDS_RETCODE_OK) {
+        reserving::take_index(self, search, participantIndex_inout, worker);
+    }
+    return result;
 }
 
 void DDS_DomainParticipantPresentation_release_participant_index_meta_entryports(
-    struct DDS_DomainParticipantPresentation *self, struct REDAWorker *worker) {
+    DDS_DomainParticipantPresentation *self, REDAWorker *worker) {
     DDS_DomainParticipantPresentation_release_entryport_setI(self, &self->_reserveMetaUnicast,
                                                              worker);
     DDS_DomainParticipantPresentation_release_entryportI(
@@ -1372,7 +1369,7 @@ void DDS_DomainParticipantPresentation_release_participant_index_meta_entryports
 }
 
 void DDS_DomainParticipantPresentation_release_participant_index_user_entryports(
-    struct DDS_DomainParticipantPresentation *self, struct REDAWorker *worker) {
+    DDS_DomainParticipantPresentation *self, REDAWorker *worker) {
     DDS_DomainParticipantPresentation_release_entryport_setI(self, &self->_reserveUserUnicast,
                                                              worker);
     DDS_DomainParticipantPresentation_release_entryportI(
@@ -1380,7 +1377,7 @@ void DDS_DomainParticipantPresentation_release_participant_index_user_entryports
 }
 
 void DDS_DomainParticipantPresentation_release_participant_index_entryports(
-    struct DDS_DomainParticipantPresentation *self, struct REDAWorker *worker) {
+    DDS_DomainParticipantPresentation *self, REDAWorker *worker) {
     DDS_DomainParticipantPresentation_release_participant_index_meta_entryports(self, worker);
     DDS_DomainParticipantPresentation_release_participant_index_user_entryports(self, worker);
 }
@@ -1388,21 +1385,19 @@ void DDS_DomainParticipantPresentation_release_participant_index_entryports(
 namespace {
 
 /** One eighth of a second. */
-const struct NUVNtpTime SLEEP_TIME = {0, 0x20000000u};
+const NUVNtpTime SLEEP_TIME = {0, 0x20000000u};
 constexpr int MAX_NUM_SLEEPS = 300;
 
 } // namespace
 
-/*
- * The sleep comes after every check, deliberately also after the one that finds nothing active: a
- * drain lasts at least one sleep.
- */
+// The sleep comes after every check, deliberately also after the one that finds nothing active: a
+// drain lasts at least one sleep.
 DDS_ReturnCode_t DDS_DomainParticipantPresentation_wait_for_released_entryports(
-    struct DDS_DomainParticipantPresentation *self, const struct REDAWeakReference *transportHandle,
-    struct REDAWorker *worker) {
+    DDS_DomainParticipantPresentation *self, const REDAWeakReference *transportHandle,
+    REDAWorker *worker) {
     int hasActiveEntryPorts = 1;
     int numSleeps = 0;
-    struct COMMENDFacade *facade = PRESParticipant_getFacade(self->participant);
+    COMMENDFacade *facade = PRESParticipant_getFacade(self->participant);
 
     while (hasActiveEntryPorts != 0 && numSleeps < MAX_NUM_SLEEPS) {
         if (!facade->checkEntryports(facade, &hasActiveEntryPorts, transportHandle, worker)) {
@@ -1427,22 +1422,21 @@ constexpr const char *LOG_METHOD = "DDS_DomainParticipantPresentation_update_par
 
 /** The working state of one locator update. */
 struct LocatorUpdate {
-    struct PRESParticipantProperty property = PRES_PARTICIPANT_PROPERTY_DEFAULT;
-    struct PRESLocatorQosPolicy defaultUnicastLocator = PRES_LOCATOR_QOS_POLICY_DEFAULT;
-    struct PRESLocatorQosPolicy metatrafficUnicastLocator = PRES_LOCATOR_QOS_POLICY_DEFAULT;
-    struct PRESReducedLocatorQosPolicy metatrafficMulticastLocator =
+    PRESParticipantProperty property = PRES_PARTICIPANT_PROPERTY_DEFAULT;
+    PRESLocatorQosPolicy defaultUnicastLocator = PRES_LOCATOR_QOS_POLICY_DEFAULT;
+    PRESLocatorQosPolicy metatrafficUnicastLocator = PRES_LOCATOR_QOS_POLICY_DEFAULT;
+    PRESReducedLocatorQosPolicy metatrafficMulticastLocator =
         PRES_REDUCED_LOCATOR_QOS_POLICY_DEFAULT;
-    struct PRESReducedLocatorQosPolicy defaultMulticastLocator =
-        PRES_REDUCED_LOCATOR_QOS_POLICY_DEFAULT;
-    struct NUVNetioAliasList enabledUserTrafficPluginAliases = {{0}};
-    struct NUVNetioAliasList enabledDiscTrafficPluginAliases = {{0}};
+    PRESReducedLocatorQosPolicy defaultMulticastLocator = PRES_REDUCED_LOCATOR_QOS_POLICY_DEFAULT;
+    NUVNetioAliasList enabledUserTrafficPluginAliases = {{0}};
+    NUVNetioAliasList enabledDiscTrafficPluginAliases = {{0}};
 };
 
-bool read_current_property(struct DDS_DomainParticipantPresentation *self,
-                           const struct DDS_DomainParticipant *participant,
-                           const struct DDS_DomainParticipantQos *participantQos,
-                           struct PRESParticipantProperty *property, char *partitionNames,
-                           DDS_ReturnCode_t *result, struct REDAWorker *worker) {
+bool read_current_property(DDS_DomainParticipantPresentation *self,
+                           const DDS_DomainParticipant *participant,
+                           const DDS_DomainParticipantQos *participantQos,
+                           PRESParticipantProperty *property, char *partitionNames,
+                           DDS_ReturnCode_t *result, REDAWorker *worker) {
     *result = set_up_presentation_qos(participantQos, property, participant);
     if (*result != DDS_RETCODE_OK) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, NUV_LOG_GET_FAILURE_s, "DDS_DomainParticipantQos");
@@ -1458,13 +1452,12 @@ bool read_current_property(struct DDS_DomainParticipantPresentation *self,
 }
 
 /** Reserves a new unicast list before it releases the old one; false keeps the old one whole. */
-bool replace_unicast_entryports(struct DDS_DomainParticipantPresentation *self,
-                                struct NUVNetioAliasList *aliases,
-                                struct PRESLocatorQosPolicy *locators,
-                                struct PRESLocatorQosPolicy *cachedLocators,
-                                struct DDS_DomainParticipantPresentationEntryportSet *entryportSet,
-                                struct REDAWorker *worker) {
-    struct DDS_DomainParticipantPresentationEntryportSet tmpEntryportSet;
+bool replace_unicast_entryports(DDS_DomainParticipantPresentation *self, NUVNetioAliasList *aliases,
+                                PRESLocatorQosPolicy *locators,
+                                PRESLocatorQosPolicy *cachedLocators,
+                                DDS_DomainParticipantPresentationEntryportSet *entryportSet,
+                                REDAWorker *worker) {
+    DDS_DomainParticipantPresentationEntryportSet tmpEntryportSet;
 
     if (!DDS_DomainParticipantPresentation_reserve_entryport_setI(self, aliases, locators,
                                                                   &tmpEntryportSet, worker)) {
@@ -1477,13 +1470,13 @@ bool replace_unicast_entryports(struct DDS_DomainParticipantPresentation *self,
 }
 
 /** The same for the first locator of a multicast list that has one; a failure is only logged. */
-void replace_multicast_entryport(struct DDS_DomainParticipantPresentation *self,
-                                 const struct NUVNetioAliasList *aliases,
-                                 const struct PRESReducedLocatorQosPolicy *locators,
-                                 struct PRESReducedLocatorQosPolicy *cachedLocators,
-                                 struct REDAWeakReference *entryportWR, const char *description,
-                                 struct REDAWorker *worker) {
-    struct REDAWeakReference tmpEntryPort;
+void replace_multicast_entryport(DDS_DomainParticipantPresentation *self,
+                                 const NUVNetioAliasList *aliases,
+                                 const PRESReducedLocatorQosPolicy *locators,
+                                 PRESReducedLocatorQosPolicy *cachedLocators,
+                                 REDAWeakReference *entryportWR, const char *description,
+                                 REDAWorker *worker) {
+    REDAWeakReference tmpEntryPort;
 
     if (locators->count == 0) {
         return;
@@ -1499,9 +1492,8 @@ void replace_multicast_entryport(struct DDS_DomainParticipantPresentation *self,
     *entryportWR = tmpEntryPort;
 }
 
-bool update_default_unicast(struct DDS_DomainParticipantPresentation *self,
-                            struct LocatorUpdate *update, int participantIndex,
-                            DDS_ReturnCode_t *result, struct REDAWorker *worker) {
+bool update_default_unicast(DDS_DomainParticipantPresentation *self, struct LocatorUpdate *update,
+                            int participantIndex, DDS_ReturnCode_t *result, REDAWorker *worker) {
     *result = DDS_TransportUnicastQosPolicy_to_default_locators(
         &self->_cachedTransportUnicastPolicy, &update->defaultUnicastLocator,
         DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX, self->_domainId, participantIndex,
@@ -1527,9 +1519,9 @@ bool update_default_unicast(struct DDS_DomainParticipantPresentation *self,
     return true;
 }
 
-bool update_metatraffic_unicast(struct DDS_DomainParticipantPresentation *self,
+bool update_metatraffic_unicast(DDS_DomainParticipantPresentation *self,
                                 struct LocatorUpdate *update, int participantIndex,
-                                DDS_ReturnCode_t *result, struct REDAWorker *worker) {
+                                DDS_ReturnCode_t *result, REDAWorker *worker) {
     *result = DDS_DiscoveryQosPolicy_to_unicast_locators(
         &self->cachedDiscoveryPolicy, &update->metatrafficUnicastLocator,
         &update->enabledDiscTrafficPluginAliases, &self->cachedWellKnownPorts,
@@ -1545,7 +1537,7 @@ bool update_metatraffic_unicast(struct DDS_DomainParticipantPresentation *self,
             &self->_cachedMetatrafficUnicastLocator, &update->metatrafficUnicastLocator,
             "Metatraffic unicast", worker);
     }
-    /* After the comparison, where the default unicast list goes into the property before it. */
+    // After the comparison, where the default unicast list goes into the property before it.
     PRESLocatorQosPolicy_copy(&update->property.parameter.metatrafficUnicastLocator,
                               &update->metatrafficUnicastLocator);
     if (!replace_unicast_entryports(
@@ -1557,15 +1549,15 @@ bool update_metatraffic_unicast(struct DDS_DomainParticipantPresentation *self,
     return true;
 }
 
-bool update_metatraffic_multicast(struct DDS_DomainParticipantPresentation *self,
-                                  struct LocatorUpdate *update, struct REDAWorker *worker) {
-    const struct PRESLocatorQosPolicy *cachedLocators =
+bool update_metatraffic_multicast(DDS_DomainParticipantPresentation *self,
+                                  struct LocatorUpdate *update, REDAWorker *worker) {
+    const PRESLocatorQosPolicy *cachedLocators =
         PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&self->_cachedMetatrafficMulticastLocator);
-    const struct PRESLocatorQosPolicy *locators =
+    const PRESLocatorQosPolicy *locators =
         PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&update->metatrafficMulticastLocator);
-    struct PRESParticipantParameter &parameter = update->property.parameter;
+    PRESParticipantParameter &parameter = update->property.parameter;
 
-    /* Deliberately, the code is not kept: the update ends here, with OK, and pushes nothing. */
+    // Deliberately, the code is not kept: the update ends here, with OK, and pushes nothing.
     if (DDS_DiscoveryQosPolicy_to_multicast_locators(
             &self->cachedDiscoveryPolicy, &update->metatrafficMulticastLocator,
             &update->enabledDiscTrafficPluginAliases, &self->cachedWellKnownPorts, 1,
@@ -1581,7 +1573,7 @@ bool update_metatraffic_multicast(struct DDS_DomainParticipantPresentation *self
     PRESLocatorQosPolicy_copy(
         PRESReducedLocatorQosPolicy_asLocatorPolicy(&parameter.metatrafficMulticastLocator),
         locators);
-    /* Deliberately emptied: no default multicast locators are computed here. */
+    // Deliberately emptied: no default multicast locators are computed here.
     PRESLocatorQosPolicy_copy(
         PRESReducedLocatorQosPolicy_asLocatorPolicy(&parameter.defaultMulticastLocator),
         PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&update->defaultMulticastLocator));
@@ -1596,8 +1588,8 @@ bool update_metatraffic_multicast(struct DDS_DomainParticipantPresentation *self
  * Never does anything as long as the update computes no default multicast locators; kept as the
  * shape that they would need, with the aliases of discovery traffic as it stands.
  */
-void update_default_multicast(struct DDS_DomainParticipantPresentation *self,
-                              const struct LocatorUpdate *update, struct REDAWorker *worker) {
+void update_default_multicast(DDS_DomainParticipantPresentation *self,
+                              const struct LocatorUpdate *update, REDAWorker *worker) {
     replace_multicast_entryport(
         self, &update->enabledDiscTrafficPluginAliases, &update->defaultMulticastLocator,
         &self->_cachedDefaultMulticastLocator, &self->_reserveEntryportUserMulticastWR,
@@ -1608,14 +1600,14 @@ void update_default_multicast(struct DDS_DomainParticipantPresentation *self,
 
 } // namespace
 
-/* Nothing is rolled back: what was updated before a failure stays updated. */
+// Nothing is rolled back: what was updated before a failure stays updated.
 DDS_ReturnCode_t DDS_DomainParticipantPresentation_update_participant_locatorsI(
-    struct DDS_DomainParticipantPresentation *self, struct DDS_DomainParticipant *participant,
-    int actual_participant_index, struct REDAWorker *worker) {
+    DDS_DomainParticipantPresentation *self, DDS_DomainParticipant *participant,
+    int actual_participant_index, REDAWorker *worker) {
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
     int failReason = 0;
-    struct updating::LocatorUpdate update;
-    struct DDS_DomainParticipantQos participantQos = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
+    updating::LocatorUpdate update;
+    DDS_DomainParticipantQos participantQos = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
     char partitionNames[PRES_PARTITION_BUFFER_SIZE];
 
     if (!updating::read_current_property(self, participant, &participantQos, &update.property,
@@ -1653,9 +1645,9 @@ done:
 /* What the enclosing participant needs of the record                                            */
 /* ============================================================================================= */
 
-const struct PRESLocatorQosPolicy *DDS_DomainParticipantPresentation_get_locatorsI(
-    const struct DDS_DomainParticipantPresentation *self,
-    enum DDS_DomainParticipantPresentationLocatorKindI kind) {
+const PRESLocatorQosPolicy *DDS_DomainParticipantPresentation_get_locatorsI(
+    const DDS_DomainParticipantPresentation *self,
+    DDS_DomainParticipantPresentationLocatorKindI kind) {
     switch (kind) {
     case DDS_DEFAULT_UNICAST_LOCATORS:
         return &self->_cachedDefaultUnicastLocator;
@@ -1672,28 +1664,28 @@ const struct PRESLocatorQosPolicy *DDS_DomainParticipantPresentation_get_locator
 }
 
 DDS_Long DDS_DomainParticipantPresentation_get_reserved_countI(
-    const struct DDS_DomainParticipantPresentation *self,
-    enum DDS_DomainParticipantPresentationLocatorKindI kind) {
+    const DDS_DomainParticipantPresentation *self,
+    DDS_DomainParticipantPresentationLocatorKindI kind) {
     const bool isDefault = kind == DDS_DEFAULT_UNICAST_LOCATORS;
-    const struct DDS_DomainParticipantPresentationEntryportSet &reserved =
+    const DDS_DomainParticipantPresentationEntryportSet &reserved =
         isDefault ? self->_reserveUserUnicast : self->_reserveMetaUnicast;
-    const struct PRESLocatorQosPolicy &locators =
+    const PRESLocatorQosPolicy &locators =
         isDefault ? self->_cachedDefaultUnicastLocator : self->_cachedMetatrafficUnicastLocator;
 
     return reserved._count < locators.count ? reserved._count : locators.count;
 }
 
 void DDS_DomainParticipantPresentation_copy_locatorsI(
-    const struct DDS_DomainParticipantPresentation *self,
-    struct DDS_DomainParticipantPresentationLocatorsI *out) {
+    const DDS_DomainParticipantPresentation *self,
+    DDS_DomainParticipantPresentationLocatorsI *out) {
     out->defaultUnicast = self->_cachedDefaultUnicastLocator;
     out->metatrafficUnicast = self->_cachedMetatrafficUnicastLocator;
     out->metatrafficMulticast = self->_cachedMetatrafficMulticastLocator;
 }
 
 DDS_Boolean DDS_DomainParticipantPresentation_has_locatorsI(
-    const struct DDS_DomainParticipantPresentation *self,
-    const struct DDS_DomainParticipantPresentationLocatorsI *locators) {
+    const DDS_DomainParticipantPresentation *self,
+    const DDS_DomainParticipantPresentationLocatorsI *locators) {
     return PRESLocatorQosPolicy_compare(&self->_cachedDefaultUnicastLocator,
                                         &locators->defaultUnicast) == 0 &&
                    PRESLocatorQosPolicy_compare(&self->_cachedMetatrafficUnicastLocator,
@@ -1707,7 +1699,7 @@ DDS_Boolean DDS_DomainParticipantPresentation_has_locatorsI(
 }
 
 DDS_Boolean DDS_DomainParticipantPresentation_are_locators_servedI(
-    const struct DDS_DomainParticipantPresentation *self, struct REDAWorker *worker) {
+    const DDS_DomainParticipantPresentation *self, REDAWorker *worker) {
     return self->_reserveUserUnicast._count == self->_cachedDefaultUnicastLocator.count &&
                    self->_reserveMetaUnicast._count ==
                        self->_cachedMetatrafficUnicastLocator.count &&
@@ -1722,9 +1714,9 @@ DDS_Boolean DDS_DomainParticipantPresentation_are_locators_servedI(
 }
 
 DDS_Boolean DDS_DomainParticipantPresentation_compute_locatorsI(
-    struct DDS_DomainParticipantPresentation *self, DDS_Long participantIndex,
-    struct DDS_DomainParticipantPresentationLocatorsI *out, struct REDAWorker *worker) {
-    struct NUVNetioAliasList aliases;
+    DDS_DomainParticipantPresentation *self, DDS_Long participantIndex,
+    DDS_DomainParticipantPresentationLocatorsI *out, REDAWorker *worker) {
+    NUVNetioAliasList aliases;
 
     return DDS_TransportUnicastQosPolicy_to_default_locators(
                &self->_cachedTransportUnicastPolicy, &out->defaultUnicast,
@@ -1745,8 +1737,8 @@ DDS_Boolean DDS_DomainParticipantPresentation_compute_locatorsI(
 }
 
 void DDS_DomainParticipantPresentation_take_multicast_entryportsI(
-    struct DDS_DomainParticipantPresentation *self,
-    struct DDS_DomainParticipantPresentationMulticastEntryportsI *out) {
+    DDS_DomainParticipantPresentation *self,
+    DDS_DomainParticipantPresentationMulticastEntryportsI *out) {
     out->metatraffic = self->_reserveEntryportMetaMulticastWR;
     out->user = self->_reserveEntryportUserMulticastWR;
     self->_reserveEntryportMetaMulticastWR = INVALID_WR;
@@ -1754,8 +1746,8 @@ void DDS_DomainParticipantPresentation_take_multicast_entryportsI(
 }
 
 void DDS_DomainParticipantPresentation_put_multicast_entryportsI(
-    struct DDS_DomainParticipantPresentation *self,
-    const struct DDS_DomainParticipantPresentationMulticastEntryportsI *entryports) {
+    DDS_DomainParticipantPresentation *self,
+    const DDS_DomainParticipantPresentationMulticastEntryportsI *entryports) {
     self->_reserveEntryportMetaMulticastWR = entryports->metatraffic;
     self->_reserveEntryportUserMulticastWR = entryports->user;
 }
@@ -1766,49 +1758,78 @@ void DDS_DomainParticipantPresentation_put_multicast_entryportsI(
 
 namespace {
 
+/** What the lines of log_locator_change are made of as well. */
 constexpr size_t LOG_TEXT_SIZE = 1024;
+
+namespace logging {
+
+constexpr const char *LOG_METHOD = "DDS_DomainParticipantPresentation_log_peers_and_locators";
+
 /** The most characters of one peer that are logged. */
 constexpr size_t LOG_PEER_LENGTH_MAX = 210;
 
 /** Joins the peers by ',', with one more at the end. False when they do not fit. */
-bool join_peers(const struct DDS_StringSeq *peers, char *text) {
+bool join_peers(const DDS_StringSeq *peers, char *text) {
     const DDS_Long numPeers = DDS_StringSeq_get_length(peers);
 
     for (DDS_Long i = 0; i < numPeers; ++i) {
         if (NUVOsapiUtility_strncat(text, LOG_TEXT_SIZE - 1, DDS_StringSeq_get(peers, i),
-                                    LOG_PEER_LENGTH_MAX) == NULL ||
-            NUVOsapiUtility_strncat(text, LOG_TEXT_SIZE - 1, ",", 1) == NULL) {
+                                    LOG_PEER_LENGTH_MAX) == nullptr ||
+            NUVOsapiUtility_strncat(text, LOG_TEXT_SIZE - 1, ",", 1) == nullptr) {
             return false;
         }
     }
     return true;
 }
 
+/** False when the peers do not fit; a list without any has no line. */
+bool log_peers(const DDS_StringSeq *peers, char *text, REDAWorker *worker) {
+    if (!join_peers(peers, text)) {
+        return false;
+    }
+    const size_t length = strlen(text);
+
+    if (length != 0) {
+        text[length - 1] = '\0';
+        DDSLog_textForWorker(worker, NUV_LOG_LEVEL_LOCAL, NUV_LOG_INITIALIZE_TEMPLATE,
+                             "Participant with initial peers: %s.\n", text);
+    }
+    return true;
+}
+
+/**
+ * Defines how one of the three lists is logged, which differ in their names only: one line for a
+ * list that has a text. False when the text does not fit.
+ */
+#define DEFINE_LOG_LOCATORS(function, name)                                                        \
+    bool function(const PRESLocatorQosPolicy *locators, char *text, REDAWorker *worker) {          \
+        if (!PRESLocatorQosPolicy_toString(locators, text, LOG_TEXT_SIZE)) {                       \
+            DDSLog_textForWorker(worker, NUV_LOG_LEVEL_ERROR, NUV_LOG_FAILED_TO_GET_TEMPLATE,      \
+                                 name " locators string");                                         \
+            return false;                                                                          \
+        }                                                                                          \
+        if (text[0] != '\0') {                                                                     \
+            DDSLog_textForWorker(worker, NUV_LOG_LEVEL_LOCAL, NUV_LOG_INITIALIZE_TEMPLATE,         \
+                                 "Participant with " name " locators %s.\n", text);                \
+        }                                                                                          \
+        return true;                                                                               \
+    }
+
+DEFINE_LOG_LOCATORS(log_metatraffic_unicast, "metatraffic unicast")
+DEFINE_LOG_LOCATORS(log_metatraffic_multicast, "metatraffic multicast")
+DEFINE_LOG_LOCATORS(log_default_unicast, "default unicast")
+
+#undef DEFINE_LOG_LOCATORS
+
+} // namespace logging
+
 } // namespace
 
-/** One line for a locator list that has a text; the three lists differ in their names only. */
-#define LOG_LOCATORS(locators, text, name, worker)                                                 \
-    do {                                                                                           \
-        if (!PRESLocatorQosPolicy_toString((locators), (text), LOG_TEXT_SIZE)) {                   \
-            DDSLog_textForWorker((worker), NUV_LOG_LEVEL_ERROR, NUV_LOG_FAILED_TO_GET_TEMPLATE,    \
-                                 name " locators string");                                         \
-            return 0;                                                                              \
-        }                                                                                          \
-        if ((text)[0] != '\0') {                                                                   \
-            DDSLog_textForWorker((worker), NUV_LOG_LEVEL_LOCAL, NUV_LOG_INITIALIZE_TEMPLATE,       \
-                                 "Participant with " name " locators %s.\n", (text));              \
-        }                                                                                          \
-    } while (0)
-
 int DDS_DomainParticipantPresentation_log_peers_and_locators(
-    const struct DDS_DomainParticipantPresentation *self, struct REDAWorker *worker) {
+    const DDS_DomainParticipantPresentation *self, REDAWorker *worker) {
     char tempBuf[LOG_TEXT_SIZE] = {0};
-    size_t len = 0;
 
-    if (DDSLog_isNull(self)) {
-        return 0;
-    }
-    if (DDSLog_isNull(worker)) {
+    if (DDSLog_isNull(self) || DDSLog_isNull(worker)) {
         return 0;
     }
     if ((KOLS_Config_Logger_get_verbosity(KOLS_Config_Logger_get_instance()) &
@@ -1816,40 +1837,28 @@ int DDS_DomainParticipantPresentation_log_peers_and_locators(
         return 1;
     }
 
-    if (!join_peers(&self->cachedDiscoveryPolicy.initial_peers, tempBuf)) {
-        return 0;
-    }
-    len = strlen(tempBuf);
-    if (len != 0) {
-        tempBuf[len - 1] = '\0';
-        DDSLog_textForWorker(worker, NUV_LOG_LEVEL_LOCAL, NUV_LOG_INITIALIZE_TEMPLATE,
-                             "Participant with initial peers: %s.\n", tempBuf);
-    }
-    LOG_LOCATORS(&self->_cachedMetatrafficUnicastLocator, tempBuf, "metatraffic unicast", worker);
-    LOG_LOCATORS(
-        PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&self->_cachedMetatrafficMulticastLocator),
-        tempBuf, "metatraffic multicast", worker);
-    LOG_LOCATORS(&self->_cachedDefaultUnicastLocator, tempBuf, "default unicast", worker);
-    return 1;
+    return logging::log_peers(&self->cachedDiscoveryPolicy.initial_peers, tempBuf, worker) &&
+                   logging::log_metatraffic_unicast(&self->_cachedMetatrafficUnicastLocator,
+                                                    tempBuf, worker) &&
+                   logging::log_metatraffic_multicast(
+                       PRESReducedLocatorQosPolicy_asConstLocatorPolicy(
+                           &self->_cachedMetatrafficMulticastLocator),
+                       tempBuf, worker) &&
+                   logging::log_default_unicast(&self->_cachedDefaultUnicastLocator, tempBuf,
+                                                worker)
+               ? 1
+               : 0;
 }
 
-void DDS_DomainParticipantPresentation_log_locator_change(
-    const struct PRESLocatorQosPolicy *locatorList1,
-    const struct PRESLocatorQosPolicy *locatorList2, const char *locatorDescription,
-    struct REDAWorker *worker) {
+void DDS_DomainParticipantPresentation_log_locator_change(const PRESLocatorQosPolicy *locatorList1,
+                                                          const PRESLocatorQosPolicy *locatorList2,
+                                                          const char *locatorDescription,
+                                                          REDAWorker *worker) {
     char preLocatorList[LOG_TEXT_SIZE] = {0};
     char postLocatorList[LOG_TEXT_SIZE] = {0};
 
-    if (DDSLog_isNull(locatorList1)) {
-        return;
-    }
-    if (DDSLog_isNull(locatorList2)) {
-        return;
-    }
-    if (DDSLog_isNull(locatorDescription)) {
-        return;
-    }
-    if (DDSLog_isNull(worker)) {
+    if (DDSLog_isNull(locatorList1) || DDSLog_isNull(locatorList2) ||
+        DDSLog_isNull(locatorDescription) || DDSLog_isNull(worker)) {
         return;
     }
     if (!PRESLocatorQosPolicy_toString(locatorList1, preLocatorList, LOG_TEXT_SIZE) ||

@@ -20,7 +20,7 @@ struct DDS_DomainParticipant;
 struct DDS_DomainParticipantFactory;
 
 /** The most locators that are announced in one list, and the most entryports of one set. */
-#define DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX 16
+#define DDS_DOMAIN_PARTICIPANT_LOCATOR_LIST_SIZE_MAX PRES_LOCATOR_LIST_MAX
 
 /** Entryports reserved together: one for each locator of a unicast list. */
 struct DDS_DomainParticipantPresentationEntryportSet {
@@ -71,7 +71,7 @@ struct DDS_DomainParticipantPresentation {
 struct DDS_DomainParticipantConcurrency {
     struct REDAExclusiveArea *tableEa;
     struct REDAExclusiveArea *recordEa;
-    struct REDAExclusiveArea *remoteObjectsEa;
+    struct REDAExclusiveArea *remoteObjectsEa; /**< handed on; null as long as nobody enters it */
 };
 
 /** How many bytes the security plugins add to what they protect. */
