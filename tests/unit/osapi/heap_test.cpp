@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <map>
@@ -347,6 +348,42 @@ TEST_F(HeapTest, RefusalHookMayAskTheHeap) {
         &seen);
     release(&seen);
     EXPECT_EQ(seen, before_.refusedFrees + 1);
+}
+
+/** A report holds the heap's lock; a hook and its parameter are replaced as one, in that lock. */
+TEST_F(HeapTest, RefusalHookIsNotReplacedInTheMiddleOfAnythingElse) {
+    struct Replacement {
+        std::thread thread;
+        std::atomic<bool> is_under_way{false};
+        std::atomic<bool> is_done{false};
+        bool was_done_within_report = false;
+    } replacement;
+    std::byte *block = allocate(8);
+    NUVOsapiHeap_report(
+        [](void *param, NUV_UINT32, const char *, NUV_UINT64, NUV_UINT64) {
+            auto *self = static_cast<Replacement *>(param);
+            if (self->thread.joinable()) {
+                return;
+            }
+            self->thread = std::thread([self] {
+                self->is_under_way = true;
+                NUVOsapiHeap_setRefusalHook(nullptr, nullptr);
+                self->is_done = true;
+            });
+            while (!self->is_under_way) {
+                std::this_thread::yield();
+            }
+            for (int i = 0; i < 50 && !self->is_done; ++i) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
+            self->was_done_within_report = self->is_done;
+        },
+        &replacement);
+    ASSERT_TRUE(replacement.thread.joinable());
+    replacement.thread.join();
+    EXPECT_FALSE(replacement.was_done_within_report);
+    EXPECT_TRUE(replacement.is_done);
+    release(block);
 }
 
 TEST_F(HeapTest, WithoutHookARefusalIsOneLineOnStderr) {

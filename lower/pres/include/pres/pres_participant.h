@@ -85,7 +85,7 @@ struct PRESSequenceTransportInfo {
  * @param property      deeply copied; its parts may not be longer than its own limits.
  * @param listener      copied; may be null.
  * @param listenerMask  the statuses that the listener wants.
- * @param security      null when security is off.
+ * @param security      null when security is off; nothing acts on it yet.
  * @return null on failure, after one error message.
  */
 struct PRESParticipant *PRESParticipant_new(
