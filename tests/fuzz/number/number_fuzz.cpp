@@ -87,14 +87,16 @@ std::optional<std::uint64_t> read_duration(const std::string &text) {
     if (!seconds) {
         return std::nullopt;
     }
+    // From there on all are infinite; the largest would leave no room for a fraction.
+    const std::uint64_t whole = std::min(*seconds, 0x80000000u);
     if (point == std::string::npos) {
-        return std::uint64_t{*seconds} << 32;
+        return whole << 32;
     }
     const std::string digits = text.substr(point + 1);
     if (!is_digits(digits)) {
         return std::nullopt;
     }
-    return (std::uint64_t{*seconds} << 32) + read_fraction(digits);
+    return (whole << 32) + read_fraction(digits);
 }
 
 template <typename Number>
