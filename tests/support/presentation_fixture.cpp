@@ -81,7 +81,10 @@ void PresentationFixture::SetUp() {
     clock = *NUVClock_getMonotonic();
     timestampClock = *NUVClock_getRealtime();
 
-    const NUVNetioRuntimeProperty runtimeProperty = {{listInterfaces, &interfaces}, 0, {0, 0}};
+    NUVNetioRuntimeProperty runtimeProperty = NUV_NETIO_RUNTIME_PROPERTY_DEFAULT;
+    runtimeProperty.interfaceSource = {listInterfaces, &interfaces};
+    runtimeProperty.watchInterfaces = 0;
+    runtimeProperty.interfaceSettleTime = {0, 0};
     runtime = NUVNetioRuntime_new(&runtimeProperty, threadFactory, workerFactory);
     ASSERT_NE(runtime, nullptr);
     activeDatabase = NUVNetioRuntime_getEventDatabase(runtime);

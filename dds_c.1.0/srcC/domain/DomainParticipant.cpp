@@ -436,7 +436,8 @@ DDS_ReturnCode_t DDS_DomainParticipant_deleteI(struct DDS_DomainParticipant *sel
 
 refused:
     NUVNetioRuntime_addInterfaceListener(self->resources.runtime, &self->interfaceListener);
-    DDS_DomainParticipant_on_interfaces_changedI(self, worker.get()); /* what it missed meanwhile */
+    /* What it missed meanwhile. */
+    DDS_DomainParticipant_on_interfaces_changedI(self, nullptr, worker.get());
     return result;
 }
 

@@ -107,8 +107,13 @@ int DDS_DomainParticipant_keep_portsI(struct DDS_DomainParticipant *self,
 void DDS_DomainParticipant_release_indexI(struct DDS_DomainParticipant *self,
                                           struct REDAWorker *worker);
 
-/** Has the participant @p param follow the interfaces. Without the lock. */
-void DDS_DomainParticipant_on_interfaces_changedI(void *param, struct REDAWorker *worker);
+/**
+ * Has the participant @p param follow the interfaces of a snapshot; null: as they are now. Without
+ * the lock.
+ */
+void DDS_DomainParticipant_on_interfaces_changedI(void *param,
+                                                  const struct NUVNetioInterfaceSnapshot *snapshot,
+                                                  struct REDAWorker *worker);
 
 /** Has the participant @p param try again for what it could not have. Without the lock. */
 void DDS_DomainParticipant_on_retryI(void *param, struct REDAWorker *worker);

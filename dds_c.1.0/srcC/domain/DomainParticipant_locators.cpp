@@ -141,8 +141,13 @@ void tell_of_change(struct DDS_DomainParticipant *self) {
     }
 }
 
-/** Follows the interfaces and has the application told if that changed anything. */
-DDS_ReturnCode_t update_locators(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
+/**
+ * Follows the interfaces, as a snapshot has them or, without one, as they are now, and has the
+ * application told if that changed anything.
+ */
+DDS_ReturnCode_t update_locators(struct DDS_DomainParticipant *self,
+                                 const struct NUVNetioInterfaceSnapshot *snapshot,
+                                 struct REDAWorker *worker) {
     struct DDS_DomainParticipantPresentationLocatorsI before;
     const reda::ExclusiveAreaGuard lock(self->ea, worker);
 
@@ -150,7 +155,11 @@ DDS_ReturnCode_t update_locators(struct DDS_DomainParticipant *self, struct REDA
         return DDS_RETCODE_NOT_ENABLED;
     }
     DDS_DomainParticipantPresentation_copy_locatorsI(&self->presentation, &before);
-    (void)NUVNetioConfigurator_refreshInterfaces(self->configurator, worker);
+    if (snapshot != nullptr) {
+        (void)NUVNetioConfigurator_takeInterfaces(self->configurator, snapshot);
+    } else {
+        (void)NUVNetioConfigurator_refreshInterfaces(self->configurator, worker);
+    }
     self->retryPause = 0; /* the network is another one: what failed before says nothing */
     const DDS_ReturnCode_t result = take_note_of(self, bring_up_to_date(self, worker));
 
@@ -224,8 +233,10 @@ DDS_ReturnCode_t get_locators(struct DDS_DomainParticipant *self,
 
 } // namespace
 
-void DDS_DomainParticipant_on_interfaces_changedI(void *param, struct REDAWorker *worker) {
-    (void)update_locators(static_cast<struct DDS_DomainParticipant *>(param), worker);
+void DDS_DomainParticipant_on_interfaces_changedI(void *param,
+                                                  const struct NUVNetioInterfaceSnapshot *snapshot,
+                                                  struct REDAWorker *worker) {
+    (void)update_locators(static_cast<struct DDS_DomainParticipant *>(param), snapshot, worker);
 }
 
 void DDS_DomainParticipant_on_retryI(void *param, struct REDAWorker *worker) {
@@ -255,7 +266,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_update_locators(DDS_DomainParticipant *se
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     CallWorker worker(self->resources.workerFactory);
-    const DDS_ReturnCode_t result = update_locators(self, worker.get());
+    const DDS_ReturnCode_t result = update_locators(self, nullptr, worker.get());
 
     if (result == DDS_RETCODE_NOT_ENABLED) {
         DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,

@@ -16,7 +16,8 @@ public:
     Destinations(NUVNetioConfigurator *configurator, const NUVNtpTime &threshold)
         : configurator_(configurator), repetitions_(NUVNetioRuntime_getRepetitions(
                                            NUVNetioConfigurator_getRuntime(configurator))),
-          threshold_(threshold) {}
+          threshold_(threshold,
+                     *NUVNetioRuntime_getClock(NUVNetioConfigurator_getRuntime(configurator))) {}
     ~Destinations();
     Destinations(const Destinations &) = delete;
     Destinations &operator=(const Destinations &) = delete;

@@ -41,9 +41,11 @@ void count_one(std::atomic<NUV_UINT64> &counter) {
 
 } // namespace
 
-Receiver::Receiver(const COMMENDFacadeProperty &property, REDARepetitions *repetitions)
-    : repetitions_(repetitions), own_prefix_(to_network_order(property.guidPrefix)),
-      threshold_(property.receiver.processMessageTimeBasedLoggingThreshold) {}
+Receiver::Receiver(const COMMENDFacadeProperty &property, NUVNetioRuntime *runtime)
+    : repetitions_(NUVNetioRuntime_getRepetitions(runtime)),
+      own_prefix_(to_network_order(property.guidPrefix)),
+      threshold_(property.receiver.processMessageTimeBasedLoggingThreshold,
+                 *NUVNetioRuntime_getClock(runtime)) {}
 
 bool Receiver::open(const COMMENDReceiverProperty &property) {
     return tracked_ports_.read(property.processMessageTimeBasedLoggingExplicitPorts);
@@ -55,12 +57,27 @@ bool Receiver::tracks(KOLS_Transport_Port_t port) const {
 
 void Receiver::set_listener(const COMMENDMessageListener &listener) {
     const std::lock_guard lock(mutex_);
-    listener_ = listener;
+    for (COMMENDMessageListener &place : listeners_) {
+        if (&place != current_.load() && &place != called_.load()) {
+            place = listener;
+            current_.store(&place);
+            return;
+        }
+    }
 }
 
-COMMENDMessageListener Receiver::listener() {
-    const std::lock_guard lock(mutex_);
-    return listener_;
+/** Says whom it is about to call, and looks again whether that is still current. */
+void Receiver::hand_on(const NUVNetioMessage &message, REDAWorker *worker) {
+    const COMMENDMessageListener *listener = current_.load();
+    called_.store(listener);
+    while (listener != current_.load()) {
+        listener = current_.load();
+        called_.store(listener);
+    }
+    if (listener->onMessage != nullptr) {
+        listener->onMessage(listener->param, &message, worker);
+    }
+    called_.store(nullptr);
 }
 
 void Receiver::receive(const NUVNetioMessage &message, bool tracked, REDAWorker *worker) {
@@ -86,10 +103,7 @@ void Receiver::process(const NUVNetioMessage &message, REDAWorker *worker) {
         count_one(from_self_);
         return;
     }
-    const COMMENDMessageListener current = listener(); // called without the lock
-    if (current.onMessage != nullptr) {
-        current.onMessage(current.param, &message, worker);
-    }
+    hand_on(message, worker);
 }
 
 bool Receiver::is_from_self(std::span<const NUV_UINT8> data) const {

@@ -16,8 +16,8 @@ namespace commend {
 /** Thread-safe once it has been opened. */
 class Receiver {
 public:
-    /** @param repetitions limits the warnings of what takes long; must outlive the receiver. */
-    Receiver(const COMMENDFacadeProperty &property, REDARepetitions *repetitions);
+    /** @param runtime whose clock and limit of repetition it goes by; must outlive the receiver. */
+    Receiver(const COMMENDFacadeProperty &property, NUVNetioRuntime *runtime);
 
     /** Reads what may be wrong in the property. On failure an error has been logged. */
     bool open(const COMMENDReceiverProperty &property);
@@ -37,7 +37,7 @@ private:
 
     void process(const NUVNetioMessage &message, REDAWorker *worker);
     bool is_from_self(std::span<const NUV_UINT8> data) const;
-    COMMENDMessageListener listener();
+    void hand_on(const NUVNetioMessage &message, REDAWorker *worker);
 
     REDARepetitions *const repetitions_;
     const std::array<NUV_UINT8, GUID_PREFIX_SIZE> own_prefix_; // as messages carry it
@@ -48,8 +48,13 @@ private:
     std::atomic<NUV_UINT64> from_self_{0};
     std::atomic<NUV_UINT64> rejected_{0};
 
-    std::mutex mutex_; // guards the listener
-    COMMENDMessageListener listener_{};
+    // The listener that is current, and two more: a record is written anew only while it is neither
+    // current nor one whose call is under way. There is one such call at a time, on the reactor's
+    // thread.
+    std::array<COMMENDMessageListener, 3> listeners_{};
+    std::atomic<const COMMENDMessageListener *> current_{&listeners_[0]};
+    std::atomic<const COMMENDMessageListener *> called_{nullptr};
+    std::mutex mutex_; // one change at a time
 };
 
 } // namespace commend

@@ -19,8 +19,10 @@ public:
 /** The longest duration that goes unmentioned. */
 class Threshold {
 public:
-    explicit Threshold(const NUVNtpTime &time)
-        : on_(NUVNtpTime_isInfinite(&time) == 0), nanoseconds_(NUVNtpTime_toNanoseconds(&time)) {}
+    /** @param clock by which the time passes; must outlive the threshold. */
+    Threshold(const NUVNtpTime &time, const NUVClock &clock)
+        : clock_(clock), on_(NUVNtpTime_isInfinite(&time) == 0),
+          nanoseconds_(NUVNtpTime_toNanoseconds(&time)) {}
 
     bool is_on() const {
         return on_;
@@ -28,8 +30,12 @@ public:
     NUV_INT64 nanoseconds() const {
         return nanoseconds_;
     }
+    NUV_INT64 now() const {
+        return clock_.getNanoseconds(&clock_);
+    }
 
 private:
+    const NUVClock &clock_;
     bool on_;
     NUV_INT64 nanoseconds_;
 };
@@ -38,7 +44,7 @@ private:
 class Stopwatch {
 public:
     Stopwatch(const Threshold &threshold, bool on)
-        : threshold_(threshold), on_(on && threshold.is_on()), start_(on_ ? read_clock() : 0) {}
+        : threshold_(threshold), on_(on && threshold.is_on()), start_(on_ ? threshold.now() : 0) {}
 
     /** Calls @p warn with the time that has passed and the threshold, if it took longer. */
     template <typename Warn>
@@ -46,18 +52,13 @@ public:
         if (!on_) {
             return;
         }
-        const NUV_INT64 passed = read_clock() - start_;
+        const NUV_INT64 passed = threshold_.now() - start_;
         if (passed > threshold_.nanoseconds()) {
             warn(Seconds(passed), Seconds(threshold_.nanoseconds()));
         }
     }
 
 private:
-    static NUV_INT64 read_clock() {
-        NUVClock *clock = NUVClock_getMonotonic();
-        return clock->getNanoseconds(clock);
-    }
-
     const Threshold &threshold_;
     const bool on_;
     const NUV_INT64 start_;

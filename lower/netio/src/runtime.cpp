@@ -23,18 +23,41 @@ constexpr NUVNtpTime RETRY_DELAY = {1, 0};
 } // namespace
 
 const struct NUVNetioRuntimeProperty NUV_NETIO_RUNTIME_PROPERTY_DEFAULT = {
-    NUV_NETIO_INTERFACE_SOURCE_KERNEL, 1, {0, 0x051EB852u}, // 20 ms
+    NUV_NETIO_INTERFACE_SOURCE_KERNEL,
+    1,
+    {0, 0x051EB852u}, // 20 ms
+    {&NUV_NETIO_TRANSPORT_UDPv4, &NUV_NETIO_TRANSPORT_UDPv6},
+    &NUV_NETIO_LOOP_KERNEL,
+    nullptr,
 };
+
+namespace {
+
+NUVNetioRuntimeProperty with_clock(NUVNetioRuntimeProperty property) {
+    if (property.clock == nullptr) {
+        property.clock = NUVClock_getMonotonic();
+    }
+    return property;
+}
+
+} // namespace
 
 NUVNetioRuntime::NUVNetioRuntime(const NUVNetioRuntimeProperty &property,
                                  NUVOsapiThreadFactory *threads, REDAWorkerFactory *workers)
-    : property_(property), threads_(threads),
-      workers_(workers), settled_{settle, this, 0, nullptr, 0},
-      rewatch_{watch_again, this, 0, nullptr, 0}, rejoin_{join_again, this, 0, nullptr, 0} {}
+    : events(reactor), groups(*this), callbacks(events), property_(with_clock(property)),
+      threads_(threads), workers_(workers), settled_{settle, this, 0, nullptr, 0},
+      rewatch_{watch_again, this, 0, nullptr, 0}, rejoin_{join_again, this, 0, nullptr, 0} {
+    repetitions._clock = property_.clock;
+}
 
 bool NUVNetioRuntime::open() {
-    return reactor.open() && events.open(reactor) && start_interfaces() &&
-           reactor.start(threads_, workers_);
+    if (!reactor.open(events, *property_.loop, *property_.clock)) {
+        return false;
+    }
+    if (!reactor.has_thread()) {
+        callbacks.start_without_thread();
+    }
+    return start_interfaces() && reactor.start(threads_, workers_);
 }
 
 bool NUVNetioRuntime::stop() {
@@ -105,8 +128,7 @@ bool NUVNetioRuntime::open_watch() {
 void NUVNetioRuntime::watch_again(void *param, REDAWorker * /*worker*/) {
     auto *runtime = static_cast<NUVNetioRuntime *>(param);
     if (runtime->open_watch()) {
-        runtime->interfaces.note_news();
-        runtime->events.post(&runtime->settled_, runtime->property_.interfaceSettleTime);
+        runtime->note_interface_event();
     } else {
         runtime->events.post(&runtime->rewatch_, RETRY_DELAY);
     }
@@ -138,11 +160,15 @@ bool NUVNetioRuntime::take_link_events() {
     const netio::LinkEvents taken = watch_.take_events();
     const int error = errno;
     if (taken != netio::LinkEvents::NONE) {
-        interfaces.note_news();
-        events.post(&settled_, property_.interfaceSettleTime);
+        note_interface_event();
     }
     errno = error;
     return taken != netio::LinkEvents::UNREADABLE;
+}
+
+void NUVNetioRuntime::note_interface_event() {
+    interfaces.note_news();
+    events.post(&settled_, property_.interfaceSettleTime);
 }
 
 void NUVNetioRuntime::settle(void *param, REDAWorker *worker) {
@@ -152,14 +178,17 @@ void NUVNetioRuntime::settle(void *param, REDAWorker *worker) {
     }
 }
 
-void NUVNetioRuntime::add_member(netio::MulticastMember *member) {
-    interfaces.add_member(member);
+NUVNetioReceiveResource *NUVNetioRuntime::join_group(NUVNetioConfigurator &configurator,
+                                                     const NUVNetioLocator &locator,
+                                                     const NUVNetioReceiveListener &listener) {
+    NUVNetioReceiveResource *const resource = groups.join(configurator, locator, listener);
     join_later_if_short();
+    return resource;
 }
 
 /** After a pause that is twice as long each time. */
 void NUVNetioRuntime::join_later_if_short() {
-    if (!interfaces.is_short()) {
+    if (!groups.is_short()) {
         rejoin_pause_.store(0);
         return;
     }
@@ -170,7 +199,7 @@ void NUVNetioRuntime::join_later_if_short() {
 
 void NUVNetioRuntime::join_again(void *param, REDAWorker * /*worker*/) {
     auto *runtime = static_cast<NUVNetioRuntime *>(param);
-    runtime->interfaces.follow_again();
+    runtime->groups.follow_again();
     runtime->join_later_if_short();
 }
 
@@ -180,9 +209,10 @@ bool NUVNetioRuntime::renew_interfaces(REDAWorker *worker) {
     if (listing != Listing::DONE) {
         return false;
     }
+    groups.follow();
     join_later_if_short();
     // Not only when this listing brought the change: acquire_interfaces tells nobody of its own.
-    listeners.tell(interfaces.generation(), worker);
+    listeners.tell(interfaces, worker);
     return true;
 }
 
@@ -196,6 +226,7 @@ HeldSnapshot NUVNetioRuntime::acquire_interfaces() {
         if (listing == Listing::OUT_OF_MEMORY) {
             return {};
         }
+        groups.follow();
         join_later_if_short();
     }
     return interfaces.current();
@@ -232,7 +263,7 @@ int NUVNetioRuntime_delete(struct NUVNetioRuntime *self) {
 }
 
 int NUVNetioRuntime_isReactorThread(const struct NUVNetioRuntime *self) {
-    return static_cast<int>(self->reactor.is_own_thread());
+    return static_cast<int>(self->reactor.is_within_turn());
 }
 
 int NUVNetioRuntime_flush(struct NUVNetioRuntime *self, const struct NUVNtpTime *timeout) {
@@ -269,6 +300,14 @@ void NUVNetioRuntime_postCallback(struct NUVNetioRuntime *self, struct NUVNetioC
 int NUVNetioRuntime_cancelCallback(struct NUVNetioRuntime *self,
                                    struct NUVNetioCallback *callback) {
     return static_cast<int>(self->callbacks.cancel(callback));
+}
+
+void NUVNetioRuntime_noteInterfaceEvent(struct NUVNetioRuntime *self) {
+    self->note_interface_event();
+}
+
+struct NUVClock *NUVNetioRuntime_getClock(struct NUVNetioRuntime *self) {
+    return self->clock();
 }
 
 struct REDARepetitions *NUVNetioRuntime_getRepetitions(struct NUVNetioRuntime *self) {

@@ -4,14 +4,16 @@
 
 #include <atomic>
 #include <mutex>
+#include <span>
 
 #include "interface/interfaceListeners.h"
 #include "interface/interfaceTable.h"
 #include "interface/linkWatch.h"
 #include "netio/netio_runtime.h"
-#include "reactor/callbackThread.h"
+#include "reactor/callbacks.h"
 #include "reactor/eventDatabase.h"
 #include "reactor/reactor.h"
+#include "socket/groupTable.h"
 
 struct NUVNetioRuntime final : public netio::Pollable {
 public:
@@ -31,19 +33,31 @@ public:
 
     /** Lists the interfaces again and tells the listeners. */
     bool renew_interfaces(REDAWorker *worker);
-    /** From now until it is removed the member follows the interfaces. */
-    void add_member(netio::MulticastMember *member);
+    /** A share in a group, which follows the interfaces. Null after a failure was noted. */
+    NUVNetioReceiveResource *join_group(NUVNetioConfigurator &configurator,
+                                        const NUVNetioLocator &locator,
+                                        const NUVNetioReceiveListener &listener);
+    /** See NUVNetioRuntime_noteInterfaceEvent. */
+    void note_interface_event();
+    /** The networks that there are, by class; null where there is none. */
+    std::span<const NUVNetioTransport *const> networks() const {
+        return property_.transports;
+    }
+    NUVClock *clock() const {
+        return property_.clock;
+    }
     /** The newest snapshot, after the kernel's events so far; none when memory runs out. */
     netio::HeldSnapshot acquire_interfaces();
 
     /** The kernel's link and address events. */
     bool on_readable(const netio::ReactorContext &context) override;
 
+    netio::Reactor reactor;
     NUVEventActiveDatabase events;
-    netio::Reactor reactor{events};
     netio::InterfaceTable interfaces;
     netio::InterfaceListeners listeners;
-    netio::CallbackThread callbacks;
+    netio::GroupTable groups;
+    netio::Callbacks callbacks;
     REDARepetitions repetitions{};
 
 private:
@@ -65,7 +79,7 @@ private:
     std::atomic<bool> listing_fails_{false};
     NUVEvent settled_;                       // the end of a burst of events
     NUVEvent rewatch_;                       // the next try to open the watch
-    NUVEvent rejoin_;                        // the next try of members that have met a shortage
+    NUVEvent rejoin_;                        // the next try of groups that have met a shortage
     std::atomic<NUV_INT32> rejoin_pause_{0}; // before that, in seconds; 0 when there is none
 };
 

@@ -34,7 +34,7 @@ int REDARepetitions_admits(struct REDARepetitions *self, const char *kind,
     REDARepetition &repetition = self->_each[find(self, kind)];
     const std::atomic_ref<NUV_INT64> quiet_until(repetition._quietUntil);
     const std::atomic_ref<NUV_UINT32> left_out(repetition._leftOut);
-    NUVClock *clock = NUVClock_getMonotonic();
+    const NUVClock *clock = self->_clock != nullptr ? self->_clock : NUVClock_getMonotonic();
     const NUV_INT64 now = clock->getNanoseconds(clock);
     NUV_INT64 until = quiet_until.load(std::memory_order_relaxed);
     // When the exchange fails another thread prints just now.

@@ -201,15 +201,10 @@ ssize_t __wrap_recv(int descriptor, void *buffer, size_t size, int flags) {
     return faults::fails("recv") ? -1 : __real_recv(descriptor, buffer, size, flags);
 }
 
-ssize_t __real_recvfrom(int descriptor, void *buffer, size_t size, int flags, sockaddr *address,
-                        socklen_t *length);
-ssize_t __wrap_recvfrom(int descriptor, void *buffer, size_t size, int flags, sockaddr *address,
-                        socklen_t *length);
-ssize_t __wrap_recvfrom(int descriptor, void *buffer, size_t size, int flags, sockaddr *address,
-                        socklen_t *length) {
-    return faults::fails("recvfrom")
-               ? -1
-               : __real_recvfrom(descriptor, buffer, size, flags, address, length);
+ssize_t __real_recvmsg(int descriptor, msghdr *message, int flags);
+ssize_t __wrap_recvmsg(int descriptor, msghdr *message, int flags);
+ssize_t __wrap_recvmsg(int descriptor, msghdr *message, int flags) {
+    return faults::fails("recvmsg") ? -1 : __real_recvmsg(descriptor, message, flags);
 }
 
 ssize_t __real_sendmsg(int descriptor, const msghdr *message, int flags);

@@ -326,7 +326,7 @@ TEST_F(ReceiveResourceTest, PortsAreExclusiveBetweenProcesses) {
 TEST_F(ReceiveResourceTest, InterruptedReceiveIsRepeated) {
     const faults::Guard guard;
     NUVNetioReceiveResource *resource = open(port);
-    faults::fail_call("recvfrom", 1, EINTR);
+    faults::fail_call("recvmsg", 1, EINTR);
     ASSERT_TRUE(net::PlainSocket().send_to(net::locator("127.0.0.1", port), "hello"));
     EXPECT_TRUE(inbox.wait_for(1));
     EXPECT_TRUE(faults::happened());
@@ -338,7 +338,7 @@ TEST_F(ReceiveResourceTest, FailedReceiveIsAWarningAndNotTheEnd) {
     const faults::Guard guard;
     const LogCapture log;
     NUVNetioReceiveResource *resource = open(port);
-    faults::fail_call("recvfrom", 1, ENOMEM);
+    faults::fail_call("recvmsg", 1, ENOMEM);
     ASSERT_TRUE(net::PlainSocket().send_to(net::locator("127.0.0.1", port), "hello"));
     EXPECT_TRUE(inbox.wait_for(1));
     release(resource);
@@ -360,7 +360,7 @@ TEST(FailedReceiveTest, IsOneWarningASecondForAllResources) {
         const NUVNetioLocator locator = net::locator("127.0.0.1", net::free_port());
         resources.push_back(open_at(configurator, runtime, locator, inbox));
         clock.advance(i == 2 ? 1'000'000'000 : 0);
-        faults::fail_call("recvfrom", 1, ENOMEM);
+        faults::fail_call("recvmsg", 1, ENOMEM);
         ASSERT_TRUE(net::PlainSocket().send_to(locator, "hello"));
         ASSERT_TRUE(net::eventually([] { return faults::happened(); }));
         ASSERT_TRUE(runtime.flush());
@@ -519,7 +519,7 @@ TEST_F(ReceiveResourceTest, InterfaceIsJoinedOnceWhateverItsAddressesAndAgainWhe
     const int before = faults::count("setsockopt");
     NUVNetioReceiveResource *resource = open(net::locator(GROUP, port));
     const int opened = faults::count("setsockopt");
-    EXPECT_EQ(opened, before + 3); // address reuse, only what is joined, the join
+    EXPECT_EQ(opened, before + 4); // address reuse, only what is joined, its interface, the join
     runtime.interfaces.set({second});
     NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
     EXPECT_EQ(faults::count("setsockopt"), opened);
@@ -862,7 +862,7 @@ TEST_F(ReceiveResourceTest, EachAllocationThatFailsGivesNullOneErrorAndLeavesNot
               2);
     EXPECT_EQ(
         count_failures(faults::fail_allocation, runtime, configurator, net::locator(GROUP, port)),
-        3); // the last one only makes the join impossible
+        4); // the last one only makes the join impossible
 }
 
 TEST_F(ReceiveResourceTest, EachCallThatFailsGivesNullOneErrorAndLeavesNothing) {
@@ -884,7 +884,7 @@ TEST_F(ReceiveResourceTest, EachCallThatFailsForAGroupLeavesNothing) {
     }
     const faults::Guard guard;
     const auto fail = [](int nth) { faults::fail_call("setsockopt", nth, EPERM); };
-    EXPECT_EQ(count_failures(fail, runtime, configurator, net::locator(GROUP, port)), 3);
+    EXPECT_EQ(count_failures(fail, runtime, configurator, net::locator(GROUP, port)), 4);
 }
 
 TEST_F(RestrictedTest, EachAllocationAndCallThatFailsLeavesNothing) {

@@ -146,11 +146,14 @@ struct Listener {
     NUVNetioInterfaceListener listener{on_changed, this, nullptr};
     std::atomic<int> calls{0};
     std::atomic<REDAWorker *> worker{nullptr};
+    std::atomic<NUV_INT32> addresses{-1}; // of the snapshot that it was handed last
     std::function<void()> also = [] {};
 
-    static void on_changed(void *param, REDAWorker *worker) {
+    static void on_changed(void *param, const NUVNetioInterfaceSnapshot *snapshot,
+                           REDAWorker *worker) {
         auto *self = static_cast<Listener *>(param);
         self->worker = worker;
+        self->addresses = NUVNetioInterfaceSnapshot_getLength(snapshot);
         ++self->calls;
         self->also();
     }

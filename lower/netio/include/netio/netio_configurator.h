@@ -92,6 +92,13 @@ int NUVNetioConfigurator_refreshInterfaces(struct NUVNetioConfigurator *self,
                                            struct REDAWorker *worker);
 
 /**
+ * @brief Takes over a snapshot that an interface listener was told of, unless it holds a newer one.
+ * @return non-zero when it differs from the one held before.
+ */
+int NUVNetioConfigurator_takeInterfaces(struct NUVNetioConfigurator *self,
+                                        const struct NUVNetioInterfaceSnapshot *snapshot);
+
+/**
  * @brief The unicast locators on which a resource of the given port can be reached.
  *
  * Reads the snapshot: no system call, no allocation. UDPv4 before UDPv6, each in the order of the
@@ -149,7 +156,8 @@ struct NUVNetioReceiveResource;
  * usable interface, also on those that appear later, by as many sockets as the kernel's limits of
  * memberships ask for. An interface that refuses is a warning, a group that none joins is one, each
  * said once. The loopback interface is joined while there is no other. A group's port cannot be a
- * unicast port.
+ * unicast port. The sockets of a group and port are shared by all resources of the runtime: a
+ * datagram is received once and handed to each whose interfaces it came by.
  *
  * @param locator  transport, port (1 to 65535) and, for multicast, the group; the address of a
  *                 unicast locator does not matter here.

@@ -4,13 +4,16 @@
  *
  * The runtime has one thread, the reactor (epoll). It receives for every open resource, runs timed
  * events and watches the kernel's link and address events. A second one is started for callbacks
- * when they are first needed (netio_callback.h). All operations are thread-safe unless they say
- * otherwise.
+ * when they are first needed (netio_callback.h). Whoever makes a runtime may have it turned in
+ * another way, by another clock and on other networks. All operations are thread-safe unless they
+ * say otherwise.
  */
 #ifndef NETIO_RUNTIME_H
 #define NETIO_RUNTIME_H
 
 #include "netio/netio_interface.h"
+#include "netio/netio_loop.h"
+#include "netio/netio_transport.h"
 #include "osapi/osapi_thread.h"
 #include "reda/reda_repetition.h"
 #include "reda/reda_worker.h"
@@ -21,9 +24,6 @@ extern "C" {
 
 struct NUVNetioRuntime;
 
-/** The name of the reactor's thread, after its factory's prefix. */
-#define NUV_NETIO_REACTOR_THREAD_NAME "reactor"
-
 struct NUVNetioRuntimeProperty {
     /** Where interface addresses come from. */
     struct NUVNetioInterfaceSource interfaceSource;
@@ -31,9 +31,15 @@ struct NUVNetioRuntimeProperty {
     int watchInterfaces;
     /** How long a burst of interface events may last before it is acted on. */
     struct NUVNtpTime interfaceSettleTime;
+    /** The networks that there are, one of a class; null: none. Borrowed. */
+    const struct NUVNetioTransport *transports[NUV_NETIO_TRANSPORTS_MAX];
+    /** What turns the runtime. With another than the kernel's watchInterfaces has to be 0. */
+    const struct NUVNetioLoop *loop;
+    /** The time that events, pauses and limits of repetition go by; null: the monotonic clock. */
+    struct NUVClock *clock;
 };
 
-/** The kernel's interfaces, watched, settled for 20 ms. */
+/** The kernel's interfaces, watched, settled for 20 ms; its transports and its loop. */
 extern const struct NUVNetioRuntimeProperty NUV_NETIO_RUNTIME_PROPERTY_DEFAULT;
 
 /**
@@ -76,6 +82,13 @@ const struct NUVNetioInterfaceSnapshot *
 NUVNetioRuntime_acquireInterfaces(struct NUVNetioRuntime *self);
 
 /**
+ * @brief Notes that the interfaces may have changed, as an event of the kernel does: who asks for
+ * them has them listed, and the listeners are told when the burst has settled. For those who know
+ * of changes that the kernel does not tell of.
+ */
+void NUVNetioRuntime_noteInterfaceEvent(struct NUVNetioRuntime *self);
+
+/**
  * @brief Lists the interfaces again, joins multicast groups on those that appeared and tells the
  * listeners when anything changed. What a settled burst of kernel events does by itself.
  * While another thread is telling the listeners, that one tells them of this change too.
@@ -91,9 +104,16 @@ int NUVNetioRuntime_renewInterfaces(struct NUVNetioRuntime *self, struct REDAWor
  */
 struct REDARepetitions *NUVNetioRuntime_getRepetitions(struct NUVNetioRuntime *self);
 
-/** Told, on the reactor's thread or that of renewInterfaces, that the interfaces changed. */
+/** The clock that the runtime goes by. */
+struct NUVClock *NUVNetioRuntime_getClock(struct NUVNetioRuntime *self);
+
+/**
+ * Told, on the reactor's thread or that of renewInterfaces, that the interfaces changed, with the
+ * newest snapshot, which is valid during the call.
+ */
 struct NUVNetioInterfaceListener {
-    void (*onInterfacesChanged)(void *param, struct REDAWorker *worker);
+    void (*onInterfacesChanged)(void *param, const struct NUVNetioInterfaceSnapshot *snapshot,
+                                struct REDAWorker *worker);
     void *param;
     struct NUVNetioInterfaceListener *_next; /**< the runtime's */
 };

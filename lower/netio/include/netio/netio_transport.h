@@ -66,6 +66,74 @@ void NUVNetioTransportClass_listAddressNames(char *text, size_t size);
 /** Writes how a locator of each class looks, as "udpv4://ADDRESS:PORT, udpv6://[ADDRESS]:PORT". */
 void NUVNetioTransportClass_listForms(char *text, size_t size);
 
+/**
+ * What a socket is called by: with the kernel's loop a descriptor, with another whatever that can
+ * watch.
+ */
+typedef intptr_t NUVNetioSocket_t;
+#define NUV_NETIO_SOCKET_NONE ((NUVNetioSocket_t)-1)
+
+/** What a transport tells of a datagram that it has received. */
+struct NUVNetioDatagram {
+    NUV_UINT32 length;
+    struct NUVNetioLocator source;
+    NUV_UINT32 interfaceIndex; /**< that it arrived on, when it was sent to a group; 0: unknown */
+};
+
+/**
+ * @brief A network: what opens the sockets of one class of transports.
+ *
+ * Its functions are thread-safe and never wait, `send` excepted. Those that make a socket return
+ * NUV_NETIO_SOCKET_NONE on failure, the others 0; then errno tells why, in the terms of the system:
+ * EMFILE, ENFILE, ENOMEM and ENOBUFS are shortages that may pass.
+ */
+struct NUVNetioTransport {
+    const struct NUVNetioTransportClass *transportClass;
+
+    /** A socket that is to be bound to a unicast port. */
+    NUVNetioSocket_t (*openUnicast)(void *param);
+    /**
+     * Binds it to an address (all zero: to every one there is or will be) and a port, which nobody
+     * else has then; EADDRINUSE when somebody has it. The socket may be used again on failure.
+     */
+    int (*bindUnicast)(void *param, NUVNetioSocket_t socket,
+                       const KOLS_Transport_Address_t *address, KOLS_Transport_Port_t port);
+    /**
+     * A socket that receives what is sent to a group on the interfaces on which it joins it; others
+     * may have one for the same group and port. On failure @p stepOut is what could not be done, as
+     * "open a socket".
+     */
+    NUVNetioSocket_t (*openGroup)(void *param, const struct NUVNetioLocator *group,
+                                  const char **stepOut);
+    /**
+     * Joins a group on an interface. EADDRINUSE: it has done so already; ENOBUFS and ENOMEM: the
+     * socket has as many memberships as it may.
+     */
+    int (*join)(void *param, NUVNetioSocket_t socket, const struct NUVNetioLocator *group,
+                NUV_UINT32 interfaceIndex);
+    int (*leave)(void *param, NUVNetioSocket_t socket, const struct NUVNetioLocator *group,
+                 NUV_UINT32 interfaceIndex);
+    /** Takes the next datagram; EAGAIN when there is none. What passes @p size is cut. */
+    int (*receive)(void *param, NUVNetioSocket_t socket, NUV_UINT8 *buffer, NUV_UINT32 size,
+                   struct NUVNetioDatagram *out);
+    /** A socket to send from. */
+    NUVNetioSocket_t (*openSender)(void *param);
+    /**
+     * Sends one datagram, over an interface or, when @p interfaceIndex is 0, by the routes.
+     * @param mayWait non-zero: up to 100 ms for room; EAGAIN when there is none.
+     */
+    int (*send)(void *param, NUVNetioSocket_t socket, const struct NUVNetioLocator *destination,
+                NUV_UINT32 interfaceIndex, const NUV_UINT8 *data, NUV_UINT32 length, int mayWait);
+    /** Closes a socket; what it was bound to is free when this returns. */
+    void (*close)(void *param, NUVNetioSocket_t socket);
+
+    void *param; /**< the first argument of them all */
+};
+
+/** The kernel's networks. */
+extern const struct NUVNetioTransport NUV_NETIO_TRANSPORT_UDPv4;
+extern const struct NUVNetioTransport NUV_NETIO_TRANSPORT_UDPv6;
+
 #ifdef __cplusplus
 }
 #endif

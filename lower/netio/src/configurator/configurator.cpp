@@ -9,7 +9,6 @@
 #include "locator/aliasList.h"
 #include "netio_log.h"
 #include "osapi/osapi_heap.h"
-#include "transport/socketAddress.h"
 
 using netio::HeldSnapshot;
 using netio::Transport;
@@ -64,10 +63,10 @@ bool NUVNetioConfigurator::open(const NUVNetioConfiguratorProperty &property) {
 bool NUVNetioConfigurator::register_transports(const NUVNetioAliasList &wanted) {
     handles = REDAWeakReferenceManager_new();
     bool ok = handles != nullptr;
-    for (NUV_INT32 i = 0; i < NUV_NETIO_TRANSPORTS_MAX; ++i) {
-        const NUVNetioTransportClass *its_class = NUVNetioTransportClass_get(i);
-        if (NUVNetioAliasList_contains(&wanted, its_class->alias) != 0) {
-            ok = ok && register_transport(*its_class);
+    for (const NUVNetioTransport *network : runtime->networks()) {
+        if (network != nullptr &&
+            NUVNetioAliasList_contains(&wanted, network->transportClass->alias) != 0) {
+            ok = ok && register_transport(*network);
         }
     }
     if (!ok) {
@@ -76,19 +75,17 @@ bool NUVNetioConfigurator::register_transports(const NUVNetioAliasList &wanted) 
     return ok;
 }
 
-bool NUVNetioConfigurator::register_transport(const NUVNetioTransportClass &its_class) {
-    Transport &transport = transports[static_cast<size_t>(transport_count)];
-    transport.classid = its_class.classid;
-    transport.info = {its_class.classid, its_class.messageSizeMax};
+bool NUVNetioConfigurator::register_transport(const NUVNetioTransport &network) {
+    Transport &transport = transports[static_cast<size_t>(transport_count)].emplace(network);
     ++transport_count;
-    NUVNetioAliasList_add(&aliases, its_class.alias);
+    NUVNetioAliasList_add(&aliases, network.transportClass->alias);
     return REDAWeakReferenceManager_createReference(handles, &transport, &transport.handle) != 0;
 }
 
 const Transport *NUVNetioConfigurator::find_transport(KOLS_Transport_ClassId_t classid) const {
-    for (const Transport &transport : transports) {
-        if (transport.classid == classid && classid != KOLS_TRANSPORT_CLASSID_INVALID) {
-            return &transport;
+    for (const std::optional<Transport> &transport : registered()) {
+        if (transport->classid == classid) {
+            return &*transport;
         }
     }
     return nullptr;
@@ -115,6 +112,9 @@ bool NUVNetioConfigurator::take_over(HeldSnapshot newer) {
         return false;
     }
     const std::lock_guard lock(mutex_);
+    if (netio::generation_of(*newer.get()) < netio::generation_of(*snapshot_.get())) {
+        return false; // one that was told of late
+    }
     const bool differs = NUVNetioInterfaceSnapshot_isEqual(snapshot_.get(), newer.get()) == 0;
     snapshot_ = std::move(newer);
     return differs;
@@ -158,7 +158,8 @@ int NUVNetioConfigurator_getTransportInfo(struct NUVNetioConfigurator *self,
                                           struct REDAWorker * /*worker*/) {
     NUV_UINT32 length = 0;
     while (length < maximum && length < static_cast<NUV_UINT32>(self->transport_count)) {
-        buffer[length] = self->transports[length].info;
+        const NUVNetioTransportClass &its_class = *self->transports[length]->network.transportClass;
+        buffer[length] = {its_class.classid, its_class.messageSizeMax};
         ++length;
     }
     *lengthOut = length;
@@ -190,6 +191,12 @@ int NUVNetioConfigurator_refreshInterfaces(struct NUVNetioConfigurator *self,
     return static_cast<int>(self->take_over(self->runtime->acquire_interfaces()));
 }
 
+int NUVNetioConfigurator_takeInterfaces(struct NUVNetioConfigurator *self,
+                                        const struct NUVNetioInterfaceSnapshot *snapshot) {
+    return static_cast<int>(
+        self->take_over(HeldSnapshot(NUVNetioInterfaceSnapshot_retain(snapshot))));
+}
+
 void NUVNetioConfigurator_getEnabledAliases(const struct NUVNetioConfigurator *self,
                                             const struct NUVNetioAliasList *enabled,
                                             struct NUVNetioAliasList *out) {
@@ -198,9 +205,9 @@ void NUVNetioConfigurator_getEnabledAliases(const struct NUVNetioConfigurator *s
         return;
     }
     NUVNetioAliasList aliases{};
-    for (const Transport &transport : self->registered()) {
-        if (self->is_enabled(enabled, transport.classid)) {
-            NUVNetioAliasList_add(&aliases, NUVNetioTransport_aliasOfClass(transport.classid));
+    for (const std::optional<Transport> &transport : self->registered()) {
+        if (self->is_enabled(enabled, transport->classid)) {
+            NUVNetioAliasList_add(&aliases, transport->network.transportClass->alias);
         }
     }
     *out = aliases; // last, for it may be the list that was asked about

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <mutex>
+#include <optional>
 #include <span>
 
 #include "configurator/attempt.h"
@@ -11,18 +12,21 @@
 #include "interface/interfaceSnapshot.h"
 #include "netio/netio_configurator.h"
 #include "runtime.h"
-#include "transport/sendSocket.h"
-#include "transport/udpSocket.h"
+#include "transport/sender.h"
 
 namespace netio {
 
 /** One registered transport. */
 struct Transport {
-    KOLS_Transport_ClassId_t classid = KOLS_TRANSPORT_CLASSID_INVALID;
-    NUVNetioTransportInfo info{};
+    explicit Transport(const NUVNetioTransport &its_network)
+        : network(its_network), classid(its_network.transportClass->classid), spare(its_network),
+          sender(its_network) {}
+
+    const NUVNetioTransport &network;
+    const KOLS_Transport_ClassId_t classid;
     REDAWeakReference handle = REDA_WEAK_REFERENCE_INVALID;
     SpareSocket spare;
-    SendSocket sender;
+    Sender sender;
 };
 
 } // namespace netio
@@ -42,7 +46,7 @@ public:
     const netio::Transport *find_transport(KOLS_Transport_ClassId_t classid) const;
 
     /** The registered transports, by class. */
-    std::span<const netio::Transport> registered() const {
+    std::span<const std::optional<netio::Transport>> registered() const {
         return {transports.data(), static_cast<size_t>(transport_count)};
     }
 
@@ -57,14 +61,14 @@ public:
     NUVNetioRuntime *const runtime;
     netio::AllowedInterfaces allowed;
     netio::Attempt attempt;
-    std::array<netio::Transport, NUV_NETIO_TRANSPORTS_MAX> transports; // by class
+    std::array<std::optional<netio::Transport>, NUV_NETIO_TRANSPORTS_MAX> transports; // by class
     NUV_INT32 transport_count = 0;
     NUVNetioAliasList aliases{};                 // of all of them
     REDAWeakReferenceManager *handles = nullptr; // their referents are the transports
 
 private:
     bool register_transports(const NUVNetioAliasList &wanted);
-    bool register_transport(const NUVNetioTransportClass &its_class);
+    bool register_transport(const NUVNetioTransport &network);
 
     std::mutex mutex_; // guards what follows
     netio::HeldSnapshot snapshot_;

@@ -41,10 +41,10 @@ NUV_INT32 NUVNetioConfigurator_getUnicastLocators(struct NUVNetioConfigurator *s
     const bool with_loopback =
         includeLoopback != 0 || !has_other_than_loopback(*self, enabled, *snapshot.get());
     NUV_INT32 length = 0;
-    for (const netio::Transport &transport : self->registered()) {
+    for (const std::optional<netio::Transport> &transport : self->registered()) {
         for (NUV_INT32 i = 0; i < NUVNetioInterfaceSnapshot_getLength(snapshot.get()); ++i) {
             const NUVNetioInterface *interface = NUVNetioInterfaceSnapshot_get(snapshot.get(), i);
-            if (length < maximum && interface->transport == transport.classid &&
+            if (length < maximum && interface->transport == transport->classid &&
                 is_wished(*self, enabled, *interface) &&
                 (with_loopback || interface->isLoopback == 0)) {
                 locatorsOut[length++] = make_locator(*interface, port);

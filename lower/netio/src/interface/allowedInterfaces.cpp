@@ -7,10 +7,10 @@
 
 #include <string.h> // strnlen
 
+#include "locator/address.h"
 #include "locator/endpointText.h"
 #include "netio_log.h"
 #include "osapi/osapi_heap.h"
-#include "transport/socketAddress.h"
 
 namespace netio {
 

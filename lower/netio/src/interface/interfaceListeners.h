@@ -6,7 +6,9 @@
 #include <mutex>
 #include <thread>
 
+#include "interface/interfaceTable.h"
 #include "netio/netio_runtime.h"
+#include "reactor/linkedList.h"
 
 namespace netio {
 
@@ -21,17 +23,18 @@ public:
     bool remove(NUVNetioInterfaceListener *listener);
 
     /**
-     * Tells all of them of a generation of the interfaces, unless they know. While another thread,
-     * or this one further up, is telling already, that one tells of this generation too.
+     * Tells all of them of the newest snapshot, unless they know it. While another thread, or this
+     * one further up, is telling already, that one tells of it too.
      */
-    void tell(NUV_UINT64 generation, REDAWorker *worker);
+    void tell(InterfaceTable &interfaces, REDAWorker *worker);
 
 private:
-    void tell_each(std::unique_lock<std::mutex> &lock, REDAWorker *worker);
+    void tell_each(const NUVNetioInterfaceSnapshot *snapshot, std::unique_lock<std::mutex> &lock,
+                   REDAWorker *worker);
 
     std::mutex mutex_; // guards what follows
     std::condition_variable called_;
-    NUVNetioInterfaceListener *first_ = nullptr;
+    LinkedList<NUVNetioInterfaceListener, &NUVNetioInterfaceListener::_next> all_;
     NUVNetioInterfaceListener *next_ = nullptr;    // the next to be called
     NUVNetioInterfaceListener *current_ = nullptr; // the one being called
     std::thread::id teller_;

@@ -6,12 +6,14 @@
 #include <cstring>
 #include <new>
 
+#include "locator/address.h"
 #include "osapi/osapi_heap.h"
 
 struct NUVNetioInterfaceSnapshot {
     mutable std::atomic<NUV_INT32> users{1};
     NUVNetioInterface *interfaces = nullptr;
     NUV_INT32 length = 0;
+    NUV_UINT64 generation = 0;
 };
 
 namespace {
@@ -27,7 +29,7 @@ NUVNetioInterfaceSnapshot *make_snapshot() {
 bool is_equal(const NUVNetioInterface &left, const NUVNetioInterface &right) {
     return std::strncmp(left.name, right.name, sizeof left.name) == 0 &&
            left.index == right.index && left.transport == right.transport &&
-           std::memcmp(&left.address, &right.address, sizeof left.address) == 0 &&
+           netio::is_same_address(left.address, right.address) &&
            left.isLoopback == right.isLoopback && left.isMulticast == right.isMulticast;
 }
 
@@ -106,6 +108,14 @@ void NUVNetioInterfaceSnapshot_release(const struct NUVNetioInterfaceSnapshot *s
 }
 
 namespace netio {
+
+void HeldSnapshot::set_generation(NUV_UINT64 generation) {
+    const_cast<NUVNetioInterfaceSnapshot *>(snapshot_)->generation = generation; // not shared yet
+}
+
+NUV_UINT64 generation_of(const NUVNetioInterfaceSnapshot &snapshot) {
+    return snapshot.generation;
+}
 
 Listing list_interfaces(const NUVNetioInterfaceSource &source, HeldSnapshot *out) {
     Builder builder{make_snapshot()};

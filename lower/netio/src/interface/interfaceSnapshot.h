@@ -32,6 +32,9 @@ public:
         return HeldSnapshot(NUVNetioInterfaceSnapshot_retain(snapshot_));
     }
 
+    /** Notes the place of a snapshot among those of its table, before anybody else has it. */
+    void set_generation(NUV_UINT64 generation);
+
     /** Gives the use away. */
     const NUVNetioInterfaceSnapshot *take() {
         const NUVNetioInterfaceSnapshot *snapshot = snapshot_;
@@ -42,6 +45,9 @@ public:
 private:
     const NUVNetioInterfaceSnapshot *snapshot_ = nullptr;
 };
+
+/** The place of a snapshot among those of its table: a newer one has a higher one. */
+NUV_UINT64 generation_of(const NUVNetioInterfaceSnapshot &snapshot);
 
 /** What came of a listing. When it has failed errno tells why. */
 enum class Listing { DONE, FAILED, OUT_OF_MEMORY };

@@ -1,4 +1,4 @@
-// The newest interface snapshot, and the multicast members that follow it.
+// The newest interface snapshot.
 #include "interface/interfaceTable.h"
 
 #include <cerrno>
@@ -50,47 +50,9 @@ Listing InterfaceTable::renew_locked() {
 
 void InterfaceTable::adopt(HeldSnapshot snapshot) {
     const std::lock_guard lock(mutex_);
+    snapshot.set_generation(generation_.load() + 1);
     snapshot_ = std::move(snapshot);
     generation_.fetch_add(1);
-    follow_all();
-}
-
-void InterfaceTable::follow_again() {
-    const std::lock_guard lock(mutex_);
-    follow_all();
-}
-
-void InterfaceTable::follow_all() {
-    bool is_short = false;
-    for (MulticastMember *member = first_member_; member != nullptr; member = member->next_) {
-        is_short = !member->follow(*snapshot_.get()) || is_short;
-    }
-    is_short_.store(is_short);
-}
-
-void InterfaceTable::add_member(MulticastMember *member) {
-    const std::lock_guard lock(mutex_);
-    member->previous_ = nullptr;
-    member->next_ = first_member_;
-    if (first_member_ != nullptr) {
-        first_member_->previous_ = member;
-    }
-    first_member_ = member;
-    if (!member->follow(*snapshot_.get())) {
-        is_short_.store(true);
-    }
-}
-
-void InterfaceTable::remove_member(MulticastMember *member) {
-    const std::lock_guard lock(mutex_);
-    if (member->next_ != nullptr) {
-        member->next_->previous_ = member->previous_;
-    }
-    if (member->previous_ != nullptr) {
-        member->previous_->next_ = member->next_;
-    } else {
-        first_member_ = member->next_;
-    }
 }
 
 } // namespace netio

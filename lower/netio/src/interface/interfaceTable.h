@@ -1,4 +1,4 @@
-// The newest interface snapshot, and the multicast members that follow it.
+// The newest interface snapshot.
 #ifndef NETIO_INTERFACE_TABLE_H
 #define NETIO_INTERFACE_TABLE_H
 
@@ -8,24 +8,6 @@
 #include "interface/interfaceSnapshot.h"
 
 namespace netio {
-
-/** Something that joins multicast groups on the interfaces that are there. */
-class MulticastMember {
-public:
-    /**
-     * Joins and leaves. Called by one thread at a time. False when there was a shortage, which may
-     * pass: then it is called again after a while.
-     */
-    virtual bool follow(const NUVNetioInterfaceSnapshot &snapshot) = 0;
-
-protected:
-    ~MulticastMember() = default;
-
-private:
-    friend class InterfaceTable;
-    MulticastMember *previous_ = nullptr;
-    MulticastMember *next_ = nullptr;
-};
 
 /** Thread-safe once it has been started. */
 class InterfaceTable {
@@ -59,32 +41,18 @@ public:
         return generation_.load();
     }
 
-    /** From now until it is removed the member follows the snapshot, the current one first. */
-    void add_member(MulticastMember *member);
-    void remove_member(MulticastMember *member);
-
-    /** Whether any member has met a shortage since it last followed. */
-    bool is_short() const {
-        return is_short_.load();
-    }
-    /** Has all members follow the current snapshot again. */
-    void follow_again();
-
 private:
     Listing renew_locked();
     void adopt(HeldSnapshot snapshot);
-    void follow_all();
 
     NUVNetioInterfaceSource source_{};
     std::atomic<NUV_UINT64> news_{0};
     std::atomic<NUV_UINT64> listed_news_{0};
     std::atomic<NUV_UINT64> generation_{0};
-    std::atomic<bool> is_short_{false};
 
     std::mutex renew_mutex_; // one listing at a time: a newer one is never overwritten by an older
     std::mutex mutex_;       // guards what follows; taken after renew_mutex_
     HeldSnapshot snapshot_;
-    MulticastMember *first_member_ = nullptr;
 };
 
 } // namespace netio

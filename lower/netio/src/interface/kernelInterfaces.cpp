@@ -4,11 +4,11 @@
 
 #include <ifaddrs.h>
 #include <net/if.h>
-#include <netinet/in.h>
 #include <netpacket/packet.h>
 #include <sys/socket.h>
 
 #include "netio/netio_interface.h"
+#include "transport/udpTransport.h"
 
 namespace {
 
@@ -47,29 +47,6 @@ bool belongs_to(const ifaddrs &address, const ifaddrs &link) {
     return name.substr(0, name.find(':')) == link.ifa_name;
 }
 
-/** Fills in transport and address; false for an address that no locator can carry. */
-bool read_address(const sockaddr *from, NUVNetioInterface *interface) {
-    if (from == nullptr) {
-        return false;
-    }
-    NUV_UINT8 *bytes = interface->address.network_ordered_value;
-    if (from->sa_family == AF_INET) {
-        sockaddr_in address{};
-        std::memcpy(&address, from, sizeof address);
-        interface->transport = KOLS_TRANSPORT_CLASSID_UDPv4;
-        std::memcpy(bytes + 12, &address.sin_addr, sizeof address.sin_addr);
-        return true;
-    }
-    if (from->sa_family == AF_INET6) {
-        sockaddr_in6 address{};
-        std::memcpy(&address, from, sizeof address);
-        interface->transport = KOLS_TRANSPORT_CLASSID_UDPv6;
-        std::memcpy(bytes, &address.sin6_addr, sizeof address.sin6_addr);
-        return !IN6_IS_ADDR_LINKLOCAL(&address.sin6_addr);
-    }
-    return false;
-}
-
 NUVNetioInterface describe_link(const ifaddrs &link) {
     sockaddr_ll hardware{};
     std::memcpy(&hardware, link.ifa_addr, sizeof hardware);
@@ -95,7 +72,8 @@ int list_kernel(void * /*param*/, int (*add)(void *addParam, const NUVNetioInter
         NUVNetioInterface interface = describe_link(*link);
         for (const ifaddrs *entry = addresses.first(); entry != nullptr; entry = entry->ifa_next) {
             interface.address = {};
-            if (belongs_to(*entry, *link) && read_address(entry->ifa_addr, &interface) &&
+            if (belongs_to(*entry, *link) &&
+                netio::read_interface_address(entry->ifa_addr, &interface) &&
                 add(addParam, &interface) == 0) {
                 return 0;
             }

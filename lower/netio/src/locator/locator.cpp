@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "locator/address.h"
 #include "netio/netio_transport.h"
 
 namespace {
@@ -43,8 +44,7 @@ int NUVNetioLocator_toString(const struct NUVNetioLocator *locator, char *buffer
 int NUVNetioLocator_isSame(const struct NUVNetioLocator *left,
                            const struct NUVNetioLocator *right) {
     return static_cast<int>(left->transport == right->transport && left->port == right->port &&
-                            std::memcmp(&left->address, &right->address, sizeof left->address) ==
-                                0);
+                            netio::is_same_address(left->address, right->address));
 }
 
 int NUVNetioLocator_isPort(KOLS_Transport_Port_t port) {

@@ -1,24 +1,15 @@
 // Timed events: a list in the order of the deadlines, and a timer set to the first of them.
 #include "reactor/eventDatabase.h"
 
-#include <cerrno>
 #include <limits>
 
-#include <sys/timerfd.h>
-
-#include "netio_log.h"
+#include "reactor/workerThread.h"
 
 namespace {
 
-NUV_INT64 read_clock() {
-    NUVClock *clock = NUVClock_getMonotonic();
-    return clock->getNanoseconds(clock);
-}
-
 /** What passes the end of time becomes it: such an event never runs. */
-NUV_INT64 deadline_after(const NUVNtpTime &delay) {
+NUV_INT64 deadline_after(NUV_INT64 now, const NUVNtpTime &delay) {
     const NUV_INT64 nanoseconds = NUVNtpTime_toNanoseconds(&delay);
-    const NUV_INT64 now = read_clock();
     if (nanoseconds <= 0) {
         return now;
     }
@@ -29,20 +20,11 @@ NUV_INT64 deadline_after(const NUVNtpTime &delay) {
 
 } // namespace
 
-bool NUVEventActiveDatabase::open(netio::Reactor &reactor) {
-    timer_ =
-        netio::Descriptor::of_opened(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
-    if (!timer_.is_open() || !reactor.poll(timer_.get(), this)) {
-        const int error = errno;
-        NETIO_ERROR("cannot open the timer of events: %s (%s)", netio::error_description(error),
-                    netio::error_name(error));
-        return false;
-    }
-    return true;
+void NUVEventActiveDatabase::post(NUVEvent *event, const NUVNtpTime &delay) {
+    post_at(event, deadline_after(reactor_.now(), delay));
 }
 
-void NUVEventActiveDatabase::post(NUVEvent *event, const NUVNtpTime &delay) {
-    const NUV_INT64 deadline = deadline_after(delay);
+void NUVEventActiveDatabase::post_at(NUVEvent *event, NUV_INT64 deadline) {
     const std::lock_guard lock(mutex_);
     if (event->_posted != 0) {
         if (event->_deadline <= deadline) {
@@ -69,12 +51,12 @@ bool NUVEventActiveDatabase::cancel(NUVEvent *event) {
 
 void NUVEventActiveDatabase::run_due(REDAWorker *worker) {
     std::unique_lock lock(mutex_);
-    if (first_ == nullptr) {
+    if (posted_.is_empty()) {
         return;
     }
     runner_ = std::this_thread::get_id();
     // Read once: an event that posts itself anew does not keep the reactor from its other work.
-    const NUV_INT64 now = read_clock();
+    const NUV_INT64 now = reactor_.now();
     if (armed_for_ <= now) {
         armed_for_ = 0; // the timer has run out
     }
@@ -92,56 +74,35 @@ void NUVEventActiveDatabase::run_due(REDAWorker *worker) {
     arm();
 }
 
-bool NUVEventActiveDatabase::on_readable(const netio::ReactorContext & /*context*/) {
-    // The events themselves run at the end of each batch. A timer that was set to another time
-    // meanwhile has nothing to read, which is as well.
-    NUV_UINT64 expirations = 0;
-    return read(timer_.get(), &expirations, sizeof expirations) >= 0 || errno == EAGAIN;
-}
-
 /** Behind those with the same deadline. */
 void NUVEventActiveDatabase::insert(NUVEvent *event) {
-    NUVEvent **place = &first_;
-    while (*place != nullptr && (*place)->_deadline <= event->_deadline) {
-        place = &(*place)->_next;
-    }
-    event->_next = *place;
+    posted_.insert_before(
+        event, [event](const NUVEvent *other) { return other->_deadline > event->_deadline; });
     event->_posted = 1;
-    *place = event;
 }
 
 /** Nothing happens when the event is not posted. */
 void NUVEventActiveDatabase::remove(NUVEvent *event) {
-    for (NUVEvent **place = &first_; *place != nullptr; place = &(*place)->_next) {
-        if (*place == event) {
-            *place = event->_next;
-            event->_next = nullptr;
-            event->_posted = 0;
-            return;
-        }
+    if (posted_.remove(event)) {
+        event->_posted = 0;
     }
 }
 
 NUVEvent *NUVEventActiveDatabase::take_first_until(NUV_INT64 time) {
-    NUVEvent *const event = first_;
-    if (event == nullptr || event->_deadline > time) {
+    if (posted_.is_empty() || posted_.first()->_deadline > time) {
         return nullptr;
     }
-    remove(event);
+    NUVEvent *const event = posted_.take_first();
+    event->_posted = 0;
     return event;
 }
 
 /** Sets the timer to the first deadline. One that is left set for nothing only wakes in vain. */
 void NUVEventActiveDatabase::arm() {
-    constexpr NUV_INT64 NANOSECONDS_PER_SECOND = 1'000'000'000;
-    if (first_ == nullptr || first_->_deadline == armed_for_) {
-        return;
+    if (!posted_.is_empty() && posted_.first()->_deadline != armed_for_) {
+        armed_for_ = posted_.first()->_deadline;
+        reactor_.set_timer(armed_for_);
     }
-    armed_for_ = first_->_deadline;
-    itimerspec when{};
-    when.it_value.tv_sec = armed_for_ / NANOSECONDS_PER_SECOND;
-    when.it_value.tv_nsec = armed_for_ % NANOSECONDS_PER_SECOND;
-    timerfd_settime(timer_.get(), TFD_TIMER_ABSTIME, &when, nullptr);
 }
 
 void NUVEventActiveDatabase_postEvent(struct NUVEventActiveDatabase *self, struct NUVEvent *event,

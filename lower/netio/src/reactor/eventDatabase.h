@@ -1,4 +1,4 @@
-// The posted events and the timer that wakes the reactor for them.
+// The posted events, which the turns of the reactor run.
 #ifndef NETIO_EVENT_DATABASE_H
 #define NETIO_EVENT_DATABASE_H
 
@@ -7,24 +7,22 @@
 #include <thread>
 
 #include "netio/event_activeDatabase.h"
-#include "reactor/descriptor.h"
+#include "reactor/linkedList.h"
 #include "reactor/reactor.h"
 
-struct NUVEventActiveDatabase final : public netio::Pollable {
+struct NUVEventActiveDatabase final {
 public:
-    NUVEventActiveDatabase() = default;
+    explicit NUVEventActiveDatabase(netio::Reactor &reactor) : reactor_(reactor) {}
     NUVEventActiveDatabase(const NUVEventActiveDatabase &) = delete;
     NUVEventActiveDatabase &operator=(const NUVEventActiveDatabase &) = delete;
 
-    /** Opens the timer and has it polled. On failure an error has been logged. */
-    bool open(netio::Reactor &reactor);
-
     void post(NUVEvent *event, const NUVNtpTime &delay);
+    /** The same, for a time of the reactor's clock. */
+    void post_at(NUVEvent *event, NUV_INT64 deadline);
     bool cancel(NUVEvent *event);
 
-    /** Runs the events that are due now. On the reactor's thread only. */
+    /** Runs the events that are due now. Within a turn only. */
     void run_due(REDAWorker *worker);
-    bool on_readable(const netio::ReactorContext &context) override;
 
 private:
     void insert(NUVEvent *event);
@@ -32,11 +30,12 @@ private:
     NUVEvent *take_first_until(NUV_INT64 time);
     void arm();
 
+    netio::Reactor &reactor_;
+
     std::mutex mutex_; // guards what follows
     std::condition_variable ended_;
-    netio::Descriptor timer_;
-    NUV_INT64 armed_for_ = 0;   // the deadline that the timer is set to; 0 for none
-    NUVEvent *first_ = nullptr; // in the order of their deadlines
+    NUV_INT64 armed_for_ = 0; // the deadline that the timer is set to; 0 for none
+    netio::LinkedList<NUVEvent, &NUVEvent::_next> posted_; // in the order of their deadlines
     NUVEvent *running_ = nullptr;
     std::thread::id runner_;
 };

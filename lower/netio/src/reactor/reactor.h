@@ -1,4 +1,4 @@
-// The reactor: the one thread that receives and runs events for every participant.
+// The reactor: reads whatever has something to be read, for every participant, as its loop has it.
 #ifndef NETIO_REACTOR_H
 #define NETIO_REACTOR_H
 
@@ -8,30 +8,25 @@
 #include <cstddef>
 #include <mutex>
 #include <span>
-#include <thread>
 
-#include "netio/netio_runtime.h"
+#include "netio/event_activeDatabase.h"
+#include "netio/netio_loop.h"
 #include "osapi/osapi_ntptime.h"
-#include "osapi/osapi_thread.h"
-#include "reactor/descriptor.h"
-#include "reactor/workerThread.h"
-#include "reda/reda_weakReference.h"
-#include "reda/reda_worker.h"
-
-struct NUVEventActiveDatabase;
+#include "reactor/linkedList.h"
+#include "reactor/watchTable.h"
 
 namespace netio {
 
-/** What the reactor's thread carries with it. */
+/** What is at hand within a turn of the loop. */
 struct ReactorContext {
     REDAWorker *worker;
     std::span<NUV_UINT8> buffer; // for one message
 };
 
-/** Something that goes when the last event of what it owns has ended. */
+/** Something that goes when the last call for it, or for what it owns, has ended. */
 class Owner {
 public:
-    /** Called once, on the reactor's thread, when no event of it is under way. May free it. */
+    /** Called once, within a turn, when no call for it is under way. May free it. */
     virtual void on_ended(REDAWorker *worker) = 0;
 
 protected:
@@ -42,12 +37,12 @@ private:
     Owner *next_ending_ = nullptr;
 };
 
-/** Something whose descriptor the reactor polls. */
+/** Something whose socket the loop watches. */
 class Pollable {
 public:
     /**
-     * Reads what there is, on the reactor's thread. False when it could not: the reactor then backs
-     * off from the descriptor for a while, longer each time until it succeeds.
+     * Reads what there is, within a turn. False when it could not: the reactor then backs off from
+     * the socket for a while, longer each time until it succeeds.
      */
     virtual bool on_readable(const ReactorContext &context) = 0;
 
@@ -55,7 +50,7 @@ public:
     Pollable &operator=(const Pollable &) = delete;
 
 protected:
-    /** An owner lives as long as events of what it owns are under way; see Reactor::end. */
+    /** An owner lives as long as calls for what it owns are under way; see Reactor::end. */
     explicit Pollable(const Owner *owner = nullptr) : owner_(owner) {}
     ~Pollable() = default;
 
@@ -68,65 +63,70 @@ private:
     friend class Reactor;
     const Owner *const owner_;
     // The reactor's:
-    int descriptor_ = -1;
-    REDAWeakReference reference_ = REDA_WEAK_REFERENCE_INVALID;
+    NUVNetioSocket_t socket_ = NUV_NETIO_SOCKET_NONE;
+    WatchTable::Place *place_ = nullptr; // null while it is not watched
     std::atomic<NUV_INT64> pause_{0}; // nanoseconds it is left alone after its last failure, or 0
     NUV_INT64 paused_until_ = 0;
     Pollable *next_paused_ = nullptr;
 };
 
+/**
+ * What is read is found, and what it is handed on to is called, without a lock: the reactor says
+ * what it is at by pointers that others only compare, and looks again whether that has not been
+ * forgotten meanwhile. Either it sees that, or who forgets it sees that the reactor is at it.
+ */
 class Reactor {
 public:
-    explicit Reactor(NUVEventActiveDatabase &events) : events_(events) {}
+    Reactor() : resume_{resume, this, 0, nullptr, 0} {}
     Reactor(const Reactor &) = delete;
     Reactor &operator=(const Reactor &) = delete;
 
     ~Reactor();
 
-    /** Opens what the thread needs. On failure an error has been logged. */
-    bool open();
-    /** Starts the thread. On failure an error has been logged. */
+    /** Opens the loop, whose turns run the events. On failure an error has been logged. */
+    bool open(NUVEventActiveDatabase &events, const NUVNetioLoop &loop, NUVClock &clock);
+    /** Starts the loop. On failure an error has been logged. */
     bool start(NUVOsapiThreadFactory *threads, REDAWorkerFactory *workers);
     /**
-     * Ends the thread, if it was started, after the event that it is at. False after an error when
-     * it does not answer in time: it may still use everything that it was given.
+     * Ends the loop, if it was started, after what it is at. False after an error when it does not
+     * answer in time: it may still use everything that it was given.
      */
     bool stop();
 
-    /** Polls a descriptor from now on. On failure errno tells why. Thread-safe. */
-    bool poll(int descriptor, Pollable *pollable);
-    /**
-     * Begins no event of it any more; one may still be under way. Before the descriptor is closed.
-     * Thread-safe.
-     */
+    /** Watches a socket from now on. On failure errno tells why. Thread-safe, as what follows. */
+    bool poll(NUVNetioSocket_t socket, Pollable *pollable);
+    /** Begins no call for it any more; one may be under way. Before the socket is closed. */
     void forget(Pollable *pollable);
     /**
-     * Ends what owns pollables that have all been forgotten. True: nothing of it is under way, and
-     * the caller may free it. False: the reactor is at one of them just now, and calls on_ended
-     * when it is done with it. Thread-safe.
+     * Ends an owner, whose pollables have all been forgotten, and which nobody finds to call any
+     * more. True: no call is under way, and the caller may free it. False: the reactor is at it
+     * just now, and calls on_ended when that is done.
      */
     bool end(Owner *owner);
-    /** Whether the caller is the reactor's thread. */
-    bool is_own_thread() const;
+
+    /** While there is one, the owner that is called for is kept as one that is read for is. */
+    class Call;
+
+    /** Whether the caller is within a turn. */
+    bool is_within_turn() const {
+        return loop_ != nullptr && loop_slots_->isWithin(loop_) != 0;
+    }
+    /** Whether the loop has a thread of its own; else whoever waits lets it run. */
+    bool has_thread() const {
+        return loop_slots_->run == nullptr;
+    }
     /** See NUVNetioRuntime_flush. */
     bool flush(const NUVNtpTime &timeout);
 
+    NUV_INT64 now() const {
+        return clock_->getNanoseconds(clock_);
+    }
+    /** The time of the timer, at which there is to be a turn. */
+    void set_timer(NUV_INT64 nanoseconds) {
+        loop_slots_->setTimer(loop_, nanoseconds);
+    }
+
 private:
-    class WakeUp final : public Pollable {
-    public:
-        bool on_readable(const ReactorContext &context) override;
-        bool open();
-        /** False when the thread could not be woken; then errno tells why. */
-        bool signal();
-        int descriptor() const {
-            return descriptor_.get();
-        }
-
-    private:
-        Descriptor descriptor_;
-        std::atomic<bool> signalled_{false}; // so that one wake-up costs one system call
-    };
-
     /** What was handed over up to one moment. */
     struct HandedOver {
         Owner *first;
@@ -134,44 +134,56 @@ private:
         bool stopping;
     };
 
-    void run();
-    void poll_once(const ReactorContext &context);
-    void read_one(NUV_UINT64 tag, const ReactorContext &context);
-    void note_poll_failure(int error);
+    static void on_readable(void *param, NUV_UINT64 tag, REDAWorker *worker);
+    static int on_turn(void *param, REDAWorker *worker);
     Pollable *begin_reading(NUV_UINT64 tag);
     void end_reading(Pollable *pollable, bool went_well);
-    bool add_to_epoll(const Pollable &pollable) const;
-    void remove_from_epoll(const Pollable &pollable) const;
+    bool watch(const Pollable &pollable) const;
     static void pause(Pollable *pollable, NUV_INT64 now);
-    void unpause(Pollable *pollable);
-    void resume_paused();
-    int milliseconds_until_resumption();
+    static void resume(void *param, REDAWorker *worker);
     HandedOver take_handed_over();
     static void end_all(Owner *first, REDAWorker *worker);
     void answer(NUV_UINT64 ticket);
 
     static constexpr std::size_t LARGEST_MESSAGE = 65536; // as large as a datagram can be
 
-    NUVEventActiveDatabase &events_;
-    Descriptor epoll_;
-    WakeUp wake_up_;
-    WorkerThread thread_{NUV_NETIO_REACTOR_THREAD_NAME};
-    std::atomic<std::thread::id> own_thread_{};
-    NUV_INT64 poll_pause_ = 0; // as that of a pollable, for the polling itself; the thread's own
+    NUVEventActiveDatabase *events_ = nullptr; // run by each turn
+    NUVEvent resume_;                          // the next try at what was left alone
+    const NUVNetioLoop *loop_slots_ = nullptr;
+    void *loop_ = nullptr;
+    NUVClock *clock_ = nullptr;
+    bool is_started_ = false;
 
-    std::mutex mutex_; // guards what follows
+    WatchTable places_;
+    std::atomic<const Owner *> reading_{nullptr}; // whose pollable the loop is at
+    std::atomic<const Owner *> calling_{nullptr}; // whom it is just calling, besides
+
+    std::mutex mutex_; // guards what follows, and changes of the places
     std::condition_variable changed_;
-    // An event names its pollable by this, never by its address: that may have gone meanwhile.
-    REDAWeakReferenceManager *references_ = nullptr;
-    const Pollable *reading_ = nullptr; // the one that the thread is at
-    Pollable *first_paused_ = nullptr;
-    Owner *first_ending_ = nullptr;
-    Owner *last_ending_ = nullptr;
+    LinkedList<Pollable, &Pollable::next_paused_> paused_;
+    LinkedList<Owner, &Owner::next_ending_> ending_;
     NUV_UINT64 asked_ = 0;    // tickets of flush handed out
     NUV_UINT64 answered_ = 0; // the last ticket that has been dealt with
     bool stopping_ = false;
 
     std::array<NUV_UINT8, LARGEST_MESSAGE> buffer_;
+};
+
+/** Within a turn, one at a time. */
+class Reactor::Call {
+public:
+    /** Says whom it is about to call; whether that is still to be called is to be asked then. */
+    Call(Reactor &reactor, const Owner *owner) : reactor_(reactor) {
+        reactor_.calling_.store(owner);
+    }
+    ~Call() {
+        reactor_.calling_.store(nullptr);
+    }
+    Call(const Call &) = delete;
+    Call &operator=(const Call &) = delete;
+
+private:
+    Reactor &reactor_;
 };
 
 } // namespace netio

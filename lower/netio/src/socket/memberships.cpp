@@ -6,11 +6,8 @@
 #include <utility>
 
 #include "configurator/attempt.h"
-#include "netio_log.h"
 #include "osapi/osapi_heap.h"
-#include "osapi/osapi_utility.h"
-#include "socket/receiveResource.h"
-#include "transport/udpSocket.h"
+#include "socket/receivePort.h"
 
 namespace netio {
 
@@ -23,110 +20,53 @@ bool is_full(int error) {
     return error == ENOBUFS || error == ENOMEM;
 }
 
-/** Names of interfaces as a message lists them; of those that do not fit the number. */
-class NameList {
-public:
-    void add(const char *name) {
-        const std::size_t length = std::strlen(text_);
-        if (left_out_ != 0 || length + std::strlen(name) + ROOM_FOR_NUMBER > sizeof text_) {
-            ++left_out_;
-            return;
-        }
-        NUVOsapiUtility_snprintf(text_ + length, sizeof text_ - length, "%s%s",
-                                 length != 0 ? ", " : "", name);
-    }
-    const char *get() {
-        if (left_out_ != 0) {
-            const std::size_t length = std::strlen(text_);
-            NUVOsapiUtility_snprintf(text_ + length, sizeof text_ - length, " and %u more",
-                                     left_out_);
-            left_out_ = 0;
-        }
-        return text_;
-    }
-
-private:
-    static constexpr std::size_t ROOM_FOR_NUMBER = sizeof ",  and 4294967295 more";
-
-    char text_[256] = "";
-    NUV_UINT32 left_out_ = 0;
-};
-
-/** The interfaces that refuse for one reason, that of the first. */
-struct Refusals {
-    int error = 0;
-    NameList interfaces;
-
-    /** False when it is for another reason. */
-    bool add(int its_error, const char *name) {
-        if (error != 0 && error != its_error) {
-            return false;
-        }
-        error = its_error;
-        interfaces.add(name);
-        return true;
-    }
-};
-
-void warn_of_deafness(const NUVNetioReceiveResource &resource, Refusals &refusals) {
-    const LocatorText group(resource.locator());
-    if (refusals.error == 0) {
-        NETIO_WARNING_LIMITED(resource.repetitions(),
-                              "cannot join %s on any interface: no usable one has an "
-                              "address of its transport and multicast",
-                              group.get());
-    } else {
-        NETIO_WARNING_LIMITED(resource.repetitions(),
-                              "cannot join %s on any interface (%s): %s (%s)", group.get(),
-                              refusals.interfaces.get(), error_description(refusals.error),
-                              error_name(refusals.error));
-    }
-}
-
 } // namespace
 
 Memberships::~Memberships() {
     NUVOsapiHeap_freeArray(all_);
 }
 
-bool Memberships::follow(const AllowedInterfaces &allowed,
-                         const NUVNetioInterfaceSnapshot &snapshot) {
-    note_wanted(allowed, snapshot);
-    leave_unwanted(); // before the joins, for what it leaves free
-    join_missing();
-    close_unused_sockets();
-    tell_of_refusals(allowed, snapshot);
-    return !is_short();
-}
-
-void Memberships::note_wanted(const AllowedInterfaces &allowed,
-                              const NUVNetioInterfaceSnapshot &snapshot) {
+void Memberships::want_none() {
     is_out_of_memory_ = false;
     for (NUV_INT32 i = 0; i < count_; ++i) {
         all_[i].wanted = false;
     }
-    visit_multicast_interfaces(snapshot, allowed, resource_.locator().transport,
-                               [this](const auto &interface) {
-                                   Membership *membership = find_or_add(interface.index);
-                                   if (membership != nullptr) {
-                                       membership->wanted = true;
-                                   } else {
-                                       is_out_of_memory_ = true;
-                                   }
-                               });
+}
+
+void Memberships::want(NUV_UINT32 interface) {
+    auto *membership = const_cast<Membership *>(find(interface));
+    if (membership != nullptr) {
+        membership->wanted = true;
+    } else if (make_room()) {
+        all_[count_++] = {interface, nullptr, 0, true};
+    } else {
+        is_out_of_memory_ = true;
+    }
+}
+
+NUV_INT32 Memberships::wanted_count() const {
+    return static_cast<NUV_INT32>(
+        std::count_if(all_, all_ + count_, [](const Membership &one) { return one.wanted; }));
+}
+
+bool Memberships::change() {
+    leave_unwanted(); // before the joins, for what it leaves free
+    join_missing();
+    close_unused_sockets();
+    return !is_short();
 }
 
 void Memberships::leave_unwanted() {
-    const NUVNetioLocator &group = resource_.locator();
+    const NUVNetioTransport &transport = port_.transport();
     for (NUV_INT32 i = count_; i-- > 0;) {
         const Membership &membership = all_[i];
         if (membership.wanted) {
             continue;
         }
         if (membership.socket != nullptr) {
-            // Fails when the kernel has forgotten the interface altogether, which is as well.
-            leave_group(membership.socket->descriptor(), group.transport, group.address,
-                        membership.interface);
+            // Fails when the system has forgotten the interface altogether, which is as well.
+            transport.leave(transport.param, membership.socket->handle(), &port_.locator(),
+                            membership.interface);
         }
         all_[i] = all_[--count_];
     }
@@ -142,16 +82,19 @@ void Memberships::join_missing() {
     }
 }
 
+bool Memberships::join(const ReceiveSocket &socket, NUV_UINT32 interface) const {
+    const NUVNetioTransport &transport = port_.transport();
+    return transport.join(transport.param, socket.handle(), &port_.locator(), interface) != 0;
+}
+
 /** The socket that holds the membership now. None, with errno, when the interface refuses. */
 ReceiveSocket *Memberships::join_by_any_socket(NUV_UINT32 interface) {
-    const NUVNetioLocator &group = resource_.locator();
-    for (ReceiveSocket *socket = resource_.sockets(); socket != nullptr; socket = socket->next) {
+    for (ReceiveSocket *socket = port_.sockets(); socket != nullptr; socket = socket->next) {
         if (!socket->is_open()) {
             continue;
         }
         // Joined already: on this interface before it was gone for a moment.
-        if (join_group(socket->descriptor(), group.transport, group.address, interface) ||
-            errno == EADDRINUSE) {
+        if (join(*socket, interface) || errno == EADDRINUSE) {
             return socket;
         }
         if (!is_full(errno)) {
@@ -162,10 +105,30 @@ ReceiveSocket *Memberships::join_by_any_socket(NUV_UINT32 interface) {
 }
 
 ReceiveSocket *Memberships::join_by_further_socket(NUV_UINT32 interface) {
-    const NUVNetioLocator &group = resource_.locator();
-    ReceiveSocket *const socket = resource_.open_further_socket();
-    if (socket != nullptr &&
-        !join_group(socket->descriptor(), group.transport, group.address, interface)) {
+    ReceiveSocket *const socket = open_further_socket();
+    if (socket != nullptr && !join(*socket, interface)) {
+        const int error = errno;
+        socket->close();
+        errno = error;
+        return nullptr;
+    }
+    return socket;
+}
+
+/** Another socket for the group, which is received from. Null, with errno, on failure. */
+ReceiveSocket *Memberships::open_further_socket() {
+    const NUVNetioTransport &transport = port_.transport();
+    const char *unsaid = nullptr;
+    Socket bound(transport, transport.openGroup(transport.param, &port_.locator(), &unsaid));
+    if (!bound.is_open()) {
+        return nullptr;
+    }
+    ReceiveSocket *const socket = port_.add_socket(std::move(bound), port_.locator().address);
+    if (socket == nullptr) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    if (!port_.poll(*socket)) {
         const int error = errno;
         socket->close();
         errno = error;
@@ -176,74 +139,29 @@ ReceiveSocket *Memberships::join_by_further_socket(NUV_UINT32 interface) {
 
 /** All but the first, which holds the port. */
 void Memberships::close_unused_sockets() {
-    for (ReceiveSocket *socket = resource_.sockets()->next; socket != nullptr;
-         socket = socket->next) {
+    for (ReceiveSocket *socket = port_.sockets()->next; socket != nullptr; socket = socket->next) {
         if (socket->is_open() && !is_used(socket)) {
             socket->close();
         }
     }
 }
 
-/** In one line, so that a host with many of them is no flood. */
-void Memberships::tell_of_refusals(const AllowedInterfaces &allowed,
-                                   const NUVNetioInterfaceSnapshot &snapshot) {
-    Refusals all;
-    Refusals news; // for a reason that has not been said of the interface
-    visit_multicast_interfaces(
-        snapshot, allowed, resource_.locator().transport, [&](const auto &interface) {
-            Membership *const membership = find(interface.index);
-            const int error = membership != nullptr ? membership->error : ENOMEM;
-            if (error == 0) {
-                return;
-            }
-            (void)all.add(error, interface.name);
-            if (membership == nullptr) {
-                (void)news.add(error, interface.name);
-            } else if (membership->said != error && news.add(error, interface.name)) {
-                membership->said = error;
-            }
-        });
-    const bool is_deaf = !is_joined_anywhere();
-    const bool is_newly_deaf = is_deaf && (!is_deaf_ || deaf_error_ != all.error);
-    is_deaf_ = is_deaf;
-    deaf_error_ = all.error;
-    if (std::exchange(quiet_, false)) {
-        return;
-    }
-    if (is_newly_deaf) {
-        warn_of_deafness(resource_, all);
-    } else if (!is_deaf && news.error != 0) {
-        NETIO_WARNING_LIMITED(resource_.repetitions(), "cannot join %s on %s: %s (%s)",
-                              LocatorText(resource_.locator()).get(), news.interfaces.get(),
-                              error_description(news.error), error_name(news.error));
-    }
-}
-
-Membership *Memberships::find(NUV_UINT32 interface) const {
-    Membership *const end = all_ + count_;
-    Membership *const found = std::find_if(
-        all_, end, [interface](const Membership &one) { return one.interface == interface; });
+const Membership *Memberships::find(NUV_UINT32 interface) const {
+    const Membership *const end = all_ + count_;
+    const Membership *const found =
+        std::find_if(static_cast<const Membership *>(all_), end,
+                     [interface](const Membership &one) { return one.interface == interface; });
     return found != end ? found : nullptr;
 }
 
-/** Null when memory runs out. */
-Membership *Memberships::find_or_add(NUV_UINT32 interface) {
-    Membership *membership = find(interface);
-    if (membership == nullptr && make_room()) {
-        membership = &all_[count_++];
-        *membership = {interface, nullptr, 0, 0, true};
-    }
-    return membership;
+bool Memberships::is_complete() const {
+    return !is_out_of_memory_ &&
+           std::all_of(all_, all_ + count_, [](const Membership &one) { return one.error == 0; });
 }
 
 bool Memberships::is_used(const ReceiveSocket *socket) const {
     return std::any_of(all_, all_ + count_,
                        [socket](const Membership &one) { return one.socket == socket; });
-}
-
-bool Memberships::is_joined_anywhere() const {
-    return std::any_of(all_, all_ + count_,
-                       [](const Membership &one) { return one.socket != nullptr; });
 }
 
 bool Memberships::is_short() const {

@@ -3,8 +3,8 @@
 
 #include <arpa/inet.h>
 
-#include "transport/socketAddress.h"
 #include "transport/transportClasses.h"
+#include "transport/udpTransport.h"
 
 namespace netio {
 
@@ -46,6 +46,78 @@ const char *narrow_scope(const KOLS_Transport_Address_t *address) {
     }
 }
 
+class Ipv6 final : public UdpFamily {
+public:
+    constexpr Ipv6() = default;
+
+    int domain() const override {
+        return AF_INET6;
+    }
+    KOLS_Transport_ClassId_t classid() const override {
+        return UDPV6_CLASS.classid;
+    }
+
+    socklen_t write_address(const KOLS_Transport_Address_t &address, KOLS_Transport_Port_t port,
+                            UdpAddress *out) const override {
+        out->ipv6 = {};
+        out->ipv6.sin6_family = AF_INET6;
+        out->ipv6.sin6_port = htons(static_cast<in_port_t>(port));
+        out->ipv6.sin6_addr = to_ipv6(address);
+        return sizeof out->ipv6;
+    }
+    NUVNetioLocator read_address(const UdpAddress &address) const override {
+        NUVNetioLocator locator = NUV_NETIO_LOCATOR_INVALID;
+        locator.transport = classid();
+        locator.port = ntohs(address.ipv6.sin6_port);
+        std::memcpy(locator.address.network_ordered_value, &address.ipv6.sin6_addr,
+                    sizeof address.ipv6.sin6_addr);
+        return locator;
+    }
+    bool needs_scope(const KOLS_Transport_Address_t &address) const override {
+        const in6_addr ipv6 = to_ipv6(address);
+        return IN6_IS_ADDR_LINKLOCAL(&ipv6);
+    }
+
+    bool set_own_options(int socket) const override {
+        return set_option(socket, IPPROTO_IPV6, IPV6_V6ONLY, 1);
+    }
+    bool set_group_options(int socket) const override {
+        // Kernels before 4.20 do not know it and let through what other sockets have joined.
+        set_option(socket, IPPROTO_IPV6, IPV6_MULTICAST_ALL, 0);
+        return set_option(socket, IPPROTO_IPV6, IPV6_RECVPKTINFO, 1);
+    }
+    bool change_membership(int socket, const KOLS_Transport_Address_t &group,
+                           NUV_UINT32 interface_index, bool joins) const override {
+        ipv6_mreq request{};
+        request.ipv6mr_multiaddr = to_ipv6(group);
+        request.ipv6mr_interface = interface_index;
+        return set_option(socket, IPPROTO_IPV6, joins ? IPV6_JOIN_GROUP : IPV6_LEAVE_GROUP,
+                          request);
+    }
+
+    void name_interface(msghdr *header, NUV_UINT32 index) const override {
+        in6_pktinfo info{};
+        info.ipi6_ifindex = index;
+        set_control(header, IPPROTO_IPV6, IPV6_PKTINFO, info);
+    }
+    NUV_UINT32 read_interface(const cmsghdr &control) const override {
+        in6_pktinfo info{};
+        if (control.cmsg_level == IPPROTO_IPV6 && control.cmsg_type == IPV6_PKTINFO) {
+            std::memcpy(&info, CMSG_DATA(&control), sizeof info);
+        }
+        return info.ipi6_ifindex;
+    }
+
+private:
+    static in6_addr to_ipv6(const KOLS_Transport_Address_t &address) {
+        in6_addr ipv6{};
+        std::memcpy(&ipv6, address.network_ordered_value, sizeof ipv6);
+        return ipv6;
+    }
+};
+
+constexpr Ipv6 IPV6;
+
 } // namespace
 
 const NUVNetioTransportClass UDPV6_CLASS = {
@@ -62,4 +134,9 @@ const NUVNetioTransportClass UDPV6_CLASS = {
     "ff03::/16 and ff05::/16",
 };
 
+constinit const UdpFamily &UDPV6_FAMILY = IPV6;
+
 } // namespace netio
+
+constinit const struct NUVNetioTransport NUV_NETIO_TRANSPORT_UDPv6 =
+    netio::make_udp_transport(netio::UDPV6_CLASS, netio::IPV6);

@@ -9,7 +9,7 @@
 #ifndef REDA_REPETITION_H
 #define REDA_REPETITION_H
 
-#include "osapi/osapi_type.h"
+#include "osapi/osapi_ntptime.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -31,6 +31,7 @@ struct REDARepetition {
 struct REDARepetitions {
     const char *_kinds[REDA_REPETITION_KINDS_MAX];
     struct REDARepetition _each[REDA_REPETITION_KINDS_MAX];
+    struct NUVClock *_clock; /**< whose second counts; null for the monotonic clock */
 };
 
 /** What a message that is printed ends with, behind all else that it says. */
@@ -42,7 +43,7 @@ struct REDALeftOut {
  * @brief Asks whether a message may be printed now, and counts it when it may not.
  *
  * To be asked after the masks, so that what nobody wants is neither counted nor costs anything.
- * Thread-safe, without lock or allocation; reads the monotonic clock.
+ * Thread-safe, without lock or allocation; reads the clock.
  *
  * @param kind an address of the caller's own that stands for the kind. Where there are more kinds
  *             than REDA_REPETITION_KINDS_MAX the last of them count as one.

@@ -1,0 +1,55 @@
+// UDP of the kernel, for whatever family.
+#ifndef NETIO_UDP_TRANSPORT_H
+#define NETIO_UDP_TRANSPORT_H
+
+#include "netio/netio_interface.h"
+#include "transport/udpFamily.h"
+
+namespace netio {
+
+/** The slots of a transport, whose parameter is a family. */
+namespace udp {
+
+NUVNetioSocket_t open_unicast(void *param);
+int bind_unicast(void *param, NUVNetioSocket_t socket, const KOLS_Transport_Address_t *address,
+                 KOLS_Transport_Port_t port);
+NUVNetioSocket_t open_group(void *param, const NUVNetioLocator *group, const char **step_out);
+int join(void *param, NUVNetioSocket_t socket, const NUVNetioLocator *group,
+         NUV_UINT32 interface_index);
+int leave(void *param, NUVNetioSocket_t socket, const NUVNetioLocator *group,
+          NUV_UINT32 interface_index);
+int receive(void *param, NUVNetioSocket_t socket, NUV_UINT8 *buffer, NUV_UINT32 size,
+            NUVNetioDatagram *out);
+NUVNetioSocket_t open_sender(void *param);
+int send(void *param, NUVNetioSocket_t socket, const NUVNetioLocator *destination,
+         NUV_UINT32 interface_index, const NUV_UINT8 *data, NUV_UINT32 length, int may_wait);
+void close(void *param, NUVNetioSocket_t socket);
+
+} // namespace udp
+
+/** The transport of a family. */
+constexpr NUVNetioTransport make_udp_transport(const NUVNetioTransportClass &its_class,
+                                               const UdpFamily &family) {
+    // The parameter of a record of slots is not const, for other transports' sake.
+    return {&its_class,
+            udp::open_unicast,
+            udp::bind_unicast,
+            udp::open_group,
+            udp::join,
+            udp::leave,
+            udp::receive,
+            udp::open_sender,
+            udp::send,
+            udp::close,
+            const_cast<UdpFamily *>(&family)};
+}
+
+/**
+ * Reads the address of an interface, as the kernel has it, and says whose it is. False when it is
+ * of no family, or one that no locator can carry.
+ */
+bool read_interface_address(const sockaddr *from, NUVNetioInterface *interface);
+
+} // namespace netio
+
+#endif
