@@ -106,7 +106,9 @@ constexpr COMMENDFacade SLOTS = {
 
 Facade::Facade(const COMMENDFacadeProperty &property, NUVNetioConfigurator *its_configurator)
     : COMMENDFacade(SLOTS), configurator(its_configurator),
-      receiver(property, NUVNetioConfigurator_getRuntime(its_configurator)),
+      receiver(property,
+               *NUVNetioRuntime_getClock(NUVNetioConfigurator_getRuntime(its_configurator)),
+               NUVNetioRuntime_getRepetitions(NUVNetioConfigurator_getRuntime(its_configurator))),
       entryports(its_configurator, receiver),
       destinations(its_configurator, property.sender.sendTimeBasedLoggingThreshold) {}
 

@@ -41,11 +41,10 @@ void count_one(std::atomic<NUV_UINT64> &counter) {
 
 } // namespace
 
-Receiver::Receiver(const COMMENDFacadeProperty &property, NUVNetioRuntime *runtime)
-    : repetitions_(NUVNetioRuntime_getRepetitions(runtime)),
-      own_prefix_(to_network_order(property.guidPrefix)),
-      threshold_(property.receiver.processMessageTimeBasedLoggingThreshold,
-                 *NUVNetioRuntime_getClock(runtime)) {}
+Receiver::Receiver(const COMMENDFacadeProperty &property, const NUVClock &clock,
+                   REDARepetitions *repetitions)
+    : repetitions_(repetitions), own_prefix_(to_network_order(property.guidPrefix)),
+      threshold_(property.receiver.processMessageTimeBasedLoggingThreshold, clock) {}
 
 bool Receiver::open(const COMMENDReceiverProperty &property) {
     return tracked_ports_.read(property.processMessageTimeBasedLoggingExplicitPorts);

@@ -16,8 +16,12 @@ namespace commend {
 /** Thread-safe once it has been opened. */
 class Receiver {
 public:
-    /** @param runtime whose clock and limit of repetition it goes by; must outlive the receiver. */
-    Receiver(const COMMENDFacadeProperty &property, NUVNetioRuntime *runtime);
+    /**
+     * @param clock       by which messages are timed; must outlive the receiver, as the next.
+     * @param repetitions limits the warnings of what takes long.
+     */
+    Receiver(const COMMENDFacadeProperty &property, const NUVClock &clock,
+             REDARepetitions *repetitions);
 
     /** Reads what may be wrong in the property. On failure an error has been logged. */
     bool open(const COMMENDReceiverProperty &property);

@@ -43,7 +43,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     const fuzz::Messages messages;
     COMMENDActiveFacadeProperty property = COMMEND_ACTIVE_FACADE_PROPERTY_DEFAULT;
     property.parent.guidPrefix = OWN_PREFIX;
-    commend::Receiver receiver(property.parent, nullptr);
+    commend::Receiver receiver(property.parent, *NUVClock_getMonotonic(), nullptr);
     Delivery delivery;
     receiver.set_listener({deliver, &delivery});
 
