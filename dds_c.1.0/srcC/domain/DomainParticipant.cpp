@@ -382,7 +382,7 @@ DDS_DomainParticipant_newI(struct DDS_DomainParticipantFactory *factory,
 }
 
 int DDS_DomainParticipantResources_isWithinListenerI(
-    const struct DDS_DomainParticipantResourcesI *resources) {
+    const struct DDS_DomainParticipantResourcesI *resources, const char *LOG_METHOD) {
     if (!CallbackMark::is_set() &&
         (resources->runtime == nullptr || !NUVNetioRuntime_isReactorThread(resources->runtime))) {
         return 0;
@@ -462,8 +462,8 @@ DDS_ReturnCode_t DDS_DomainParticipant_enable(DDS_DomainParticipant *self) {
     if (DDSLog_isNull(self)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    if (DDS_DomainParticipantFactory_isForkedI() ||
-        DDS_DomainParticipantResources_isWithinListenerI(&self->resources)) {
+    if (DDS_DomainParticipantFactory_isForkedI(__func__) ||
+        DDS_DomainParticipantResources_isWithinListenerI(&self->resources, __func__)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     CallWorker worker(self->resources.workerFactory);
@@ -512,11 +512,12 @@ DDS_Long DDS_DomainParticipant_get_max_participant_index(
 }
 
 DDS_DomainId_t DDS_DomainParticipant_get_domain_id(const DDS_DomainParticipant *self) {
-    return DDSLog_isNull(self) || DDS_DomainParticipantFactory_isForkedI() ? -1 : self->domainId;
+    return DDSLog_isNull(self) || DDS_DomainParticipantFactory_isForkedI(__func__) ? -1
+                                                                                   : self->domainId;
 }
 
 DDS_Long DDS_DomainParticipant_get_participant_index(DDS_DomainParticipant *self) {
-    if (DDSLog_isNull(self) || DDS_DomainParticipantFactory_isForkedI()) {
+    if (DDSLog_isNull(self) || DDS_DomainParticipantFactory_isForkedI(__func__)) {
         return -1;
     }
     CallWorker worker(self->resources.workerFactory);
@@ -532,7 +533,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_get_guid(DDS_DomainParticipant *self, DDS
     if (DDSLog_isNull(self) || DDSLog_isNull(guid)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    if (DDS_DomainParticipantFactory_isForkedI()) {
+    if (DDS_DomainParticipantFactory_isForkedI(__func__)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     PRESParticipant_getGuid(self->presentation.participant, &rtpsGuid);
@@ -549,7 +550,7 @@ DDS_Topic *DDS_DomainParticipant_create_topic(DDS_DomainParticipant *self, const
     struct PRESTopic *topic = nullptr;
 
     if (DDSLog_isNull(self) || DDSLog_isNull(name) || DDSLog_isNull(type_name) ||
-        DDS_DomainParticipantFactory_isForkedI()) {
+        DDS_DomainParticipantFactory_isForkedI(__func__)) {
         return nullptr;
     }
     CallWorker worker(self->resources.workerFactory);
@@ -571,7 +572,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_delete_topic(DDS_DomainParticipant *self,
     if (DDSLog_isNull(self) || DDSLog_isNull(topic)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    if (DDS_DomainParticipantFactory_isForkedI()) {
+    if (DDS_DomainParticipantFactory_isForkedI(__func__)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     CallWorker worker(self->resources.workerFactory);

@@ -1,3 +1,4 @@
+// The factory: the list of participants, and what all of them share.
 #include <atomic>
 #include <mutex>
 #include <new>
@@ -73,6 +74,10 @@ bool release_resources(struct DDS_DomainParticipantResourcesI *resources) {
     return true;
 }
 
+namespace creating {
+
+constexpr const char *LOG_METHOD = "DDS_DomainParticipantFactory_create_participant";
+
 /** What all participants share. It stays until the factory goes, so that only the first pays. */
 bool acquire_resources(struct DDS_DomainParticipantResourcesI *resources) {
     if (resources->runtime != nullptr) {
@@ -97,6 +102,8 @@ bool acquire_resources(struct DDS_DomainParticipantResourcesI *resources) {
     return true;
 }
 
+} // namespace creating
+
 /** Takes a participant out of the list, if it is there. */
 bool unlist(struct DDS_DomainParticipantFactory *self,
             const struct DDS_DomainParticipant *participant) {
@@ -117,7 +124,7 @@ void enlist(struct DDS_DomainParticipantFactory *self, struct DDS_DomainParticip
 
 } // namespace
 
-int DDS_DomainParticipantFactory_isForkedI(void) {
+int DDS_DomainParticipantFactory_isForkedI(const char *LOG_METHOD) {
     const NUV_UINT32 owner = home.load();
 
     if (owner == 0 || owner == NUVOsapiProcess_getGeneration()) {
@@ -145,7 +152,7 @@ DDS_DomainParticipantFactory *DDS_DomainParticipantFactory_get_instance(void) {
 
     watch_forks();
     (void)home.compare_exchange_strong(nobody, NUVOsapiProcess_getGeneration());
-    if (DDS_DomainParticipantFactory_isForkedI()) {
+    if (DDS_DomainParticipantFactory_isForkedI(__func__)) {
         return nullptr;
     }
     const osapi::CancellationHold hold;
@@ -165,7 +172,7 @@ DDS_DomainParticipantFactory *DDS_DomainParticipantFactory_get_instance(void) {
 }
 
 DDS_ReturnCode_t DDS_DomainParticipantFactory_finalize_instance(void) {
-    if (DDS_DomainParticipantFactory_isForkedI()) {
+    if (DDS_DomainParticipantFactory_isForkedI(__func__)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     const osapi::CancellationHold hold;
@@ -201,7 +208,7 @@ DDS_ReturnCode_t DDS_DomainParticipantFactory_get_qos(DDS_DomainParticipantFacto
     if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    if (DDS_DomainParticipantFactory_isForkedI()) {
+    if (DDS_DomainParticipantFactory_isForkedI(__func__)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     const osapi::CancellationHold hold;
@@ -217,7 +224,7 @@ DDS_DomainParticipantFactory_set_qos(DDS_DomainParticipantFactory *self,
     if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    if (DDS_DomainParticipantFactory_isForkedI()) {
+    if (DDS_DomainParticipantFactory_isForkedI(__func__)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     const DDS_Boolean autoenable = qos->entity_factory.autoenable_created_entities;
@@ -244,7 +251,7 @@ DDS_DomainParticipantFactory_get_default_participant_qos(DDS_DomainParticipantFa
     if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    if (DDS_DomainParticipantFactory_isForkedI()) {
+    if (DDS_DomainParticipantFactory_isForkedI(__func__)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     result = DDS_DomainParticipantQos_initialize(&defaultQos);
@@ -263,7 +270,7 @@ DDS_DomainParticipant *DDS_DomainParticipantFactory_create_participant(
     struct DDS_DomainParticipant *participant = nullptr;
     bool enable = true;
 
-    if (DDSLog_isNull(self) || DDS_DomainParticipantFactory_isForkedI()) {
+    if (DDSLog_isNull(self) || DDS_DomainParticipantFactory_isForkedI(__func__)) {
         return nullptr;
     }
     const osapi::CancellationHold hold;
@@ -271,14 +278,14 @@ DDS_DomainParticipant *DDS_DomainParticipantFactory_create_participant(
     {
         const std::lock_guard<std::mutex> lock(self->mutex);
 
-        if (!acquire_resources(&self->resources)) {
+        if (!creating::acquire_resources(&self->resources)) {
             return nullptr;
         }
         resources = self->resources;
         enable = self->qos.entity_factory.autoenable_created_entities != DDS_BOOLEAN_FALSE;
         ++self->participantCount;
     }
-    if (!DDS_DomainParticipantResources_isWithinListenerI(&resources)) {
+    if (!DDS_DomainParticipantResources_isWithinListenerI(&resources, __func__)) {
         participant = DDS_DomainParticipant_newI(self, &resources, domain_id, qos, listener, mask);
     }
     {
@@ -305,8 +312,8 @@ DDS_DomainParticipantFactory_delete_participant(DDS_DomainParticipantFactory *se
     if (DDSLog_isNull(self) || DDSLog_isNull(participant)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    if (DDS_DomainParticipantFactory_isForkedI() ||
-        DDS_DomainParticipantResources_isWithinListenerI(&self->resources)) {
+    if (DDS_DomainParticipantFactory_isForkedI(__func__) ||
+        DDS_DomainParticipantResources_isWithinListenerI(&self->resources, __func__)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     const osapi::CancellationHold hold;

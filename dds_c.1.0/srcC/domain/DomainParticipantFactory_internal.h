@@ -16,8 +16,9 @@ extern "C" {
 /**
  * @brief Non-zero, after one error message, in a process that was forked from the one that made the
  * factory: it has none of the middleware's threads, and shares its descriptors with its parent.
+ * @param LOG_METHOD the operation that this refuses; the message is in its name.
  */
-int DDS_DomainParticipantFactory_isForkedI(void);
+int DDS_DomainParticipantFactory_isForkedI(const char *LOG_METHOD);
 
 /** The listener told before a participant's entities are finalized; the factory owns it. */
 const struct PRESParticipantEntityFinalizeListener *

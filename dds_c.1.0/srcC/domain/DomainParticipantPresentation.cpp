@@ -918,6 +918,8 @@ namespace {
 
 namespace bounding {
 
+static_assert(DDS_RTPS_PORT_MAX == KOLS_TRANSPORT_PORT_MAX);
+
 constexpr const char *LOG_METHOD = "DDS_DomainParticipantPresentation_get_max_participant_indexI";
 
 bool check_ports(const DDS_RtpsWellKnownPorts_t *rtpsWellKnownPorts) {

@@ -66,9 +66,10 @@ struct DDS_DomainParticipant {
  * @brief Non-zero, after one error message, within a listener and on the reactor's thread: there
  * nobody may create, enable, change or delete a participant, which takes waiting for what the
  * listener itself may hold up.
+ * @param LOG_METHOD the operation that this refuses; the message is in its name.
  */
 int DDS_DomainParticipantResources_isWithinListenerI(
-    const struct DDS_DomainParticipantResourcesI *resources);
+    const struct DDS_DomainParticipantResourcesI *resources, const char *LOG_METHOD);
 
 /**
  * @brief Makes a participant that is not enabled.

@@ -209,7 +209,7 @@ constexpr const char *LOG_METHOD = "DDS_DomainParticipant_get_locators";
 DDS_ReturnCode_t get_locators(struct DDS_DomainParticipant *self,
                               enum DDS_DomainParticipantPresentationLocatorKindI kind,
                               struct DDS_LocatorSeq *locators) {
-    if (DDS_DomainParticipantFactory_isForkedI()) {
+    if (DDS_DomainParticipantFactory_isForkedI(LOG_METHOD)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     CallWorker worker(self->resources.workerFactory);
@@ -261,8 +261,8 @@ DDS_ReturnCode_t DDS_DomainParticipant_update_locators(DDS_DomainParticipant *se
     if (DDSLog_isNull(self)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    if (DDS_DomainParticipantFactory_isForkedI() ||
-        DDS_DomainParticipantResources_isWithinListenerI(&self->resources)) {
+    if (DDS_DomainParticipantFactory_isForkedI(__func__) ||
+        DDS_DomainParticipantResources_isWithinListenerI(&self->resources, __func__)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     CallWorker worker(self->resources.workerFactory);

@@ -2,19 +2,11 @@
 #ifndef COMMEND_STOPWATCH_H
 #define COMMEND_STOPWATCH_H
 
-#include "osapi/osapi_ntptime.h"
+#include "osapi/osapi_duration.h"
 
 namespace commend {
 
-/** A duration as it is printed with "%lld.%06lld s". */
-class Seconds {
-public:
-    explicit Seconds(NUV_INT64 nanoseconds)
-        : whole(nanoseconds / 1'000'000'000), micros(nanoseconds % 1'000'000'000 / 1000) {}
-
-    const long long whole;
-    const long long micros;
-};
+using osapi::Seconds;
 
 /** The longest duration that goes unmentioned. */
 class Threshold {

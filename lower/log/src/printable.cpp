@@ -1,3 +1,4 @@
+// The filter: what a terminal shows, and does not obey.
 #include "printable.h"
 
 #include <cstring>

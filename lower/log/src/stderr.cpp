@@ -22,7 +22,7 @@
 
 #include "log/log_config.h"
 #include "log_internal.h"
-#include "osapi/osapi_ntptime.h"
+#include "osapi/osapi_duration.h"
 #include "osapi/osapi_process.h"
 #include "printable.h"
 
@@ -36,12 +36,6 @@ static_assert(KOLS_CONFIG_LOG_LINE_MAX <= PIPE_BUF);
 
 /** A terminal that is ready for output takes this much, also when line ends grow to two octets. */
 constexpr size_t TERMINAL_PORTION = 64;
-
-NUV_INT64 now() {
-    const NUVClock *const clock = NUVClock_getMonotonic();
-
-    return clock->getNanoseconds(clock);
-}
 
 /** By select, which works also where the process may have no descriptor any more. */
 bool is_ready(int milliseconds) {
@@ -205,7 +199,7 @@ void Stderr::write_line(std::string_view line) {
         return;
     }
     const Outlet outlet;
-    const NUV_INT64 deadline = now() + PATIENCE;
+    const NUV_INT64 deadline = osapi::read_monotonic_clock() + PATIENCE;
 
     if (report_dropped(outlet, deadline) == Outcome::DROPPED ||
         write_whole(outlet, line, deadline) == Outcome::DROPPED) {
@@ -268,7 +262,7 @@ Outcome Stderr::write_rest(const Outlet &outlet, std::string_view &rest, NUV_INT
             rest.remove_prefix(static_cast<size_t>(written));
             was_ready = false;
         } else if (written < 0 && errno == EAGAIN) {
-            const NUV_INT64 left = deadline - now();
+            const NUV_INT64 left = deadline - osapi::read_monotonic_clock();
 
             if (left <= 0) {
                 return Outcome::DROPPED;

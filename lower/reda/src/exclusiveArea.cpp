@@ -5,6 +5,7 @@
 #include <new>
 
 #include "osapi/osapi_assert.h"
+#include "osapi/osapi_duration.h"
 #include "osapi/osapi_heap.h"
 #include "reda/reda_repetition.h"
 #include "reda_log.h"
@@ -24,11 +25,6 @@ struct REDAExclusiveArea {
 };
 
 namespace {
-
-NUV_INT64 read_clock() {
-    NUVClock *clock = NUVClock_getMonotonic();
-    return clock->getNanoseconds(clock);
-}
 
 bool is_watched(const REDAExclusiveArea *area, const REDAWorker *worker) {
     return worker != nullptr && worker->_manager != nullptr &&
@@ -68,14 +64,6 @@ void note_left(REDAExclusiveArea *area, REDAWorker *worker) {
 
 #endif
 
-struct Seconds { // as printed with "%lld.%06lld"
-    explicit Seconds(NUV_INT64 nanoseconds)
-        : whole(nanoseconds / 1'000'000'000), micros(nanoseconds % 1'000'000'000 / 1000) {}
-
-    long long whole;
-    long long micros;
-};
-
 void log_slow_hold(const char *LOG_METHOD, const char *name, NUV_INT32 level, NUV_INT64 held,
                    const REDAWorker *worker) {
     NUV_INT32 watched_level = 0;
@@ -85,8 +73,8 @@ void log_slow_hold(const char *LOG_METHOD, const char *name, NUV_INT32 level, NU
     if (level < watched_level || held <= longest) {
         return;
     }
-    const Seconds measured(held);
-    const Seconds allowed(longest);
+    const osapi::Seconds measured(held);
+    const osapi::Seconds allowed(longest);
     REDARepetitions_text(
         REDAWorkerFactory_getRepetitionsI(worker->_manager), REDA_LOG_MODULE, NUV_LOG_SUBMODULE_ALL,
         worker->_activityContext, NUV_LOG_LEVEL_WARNING, NUV_LOG_EMPTY_TEMPLATE,
@@ -117,7 +105,7 @@ void REDAExclusiveArea_enter(struct REDAExclusiveArea *self, struct REDAWorker *
     note_entered(self, worker);
     self->timed = is_watched(self, worker);
     if (self->timed) {
-        self->entered = read_clock();
+        self->entered = osapi::read_monotonic_clock();
     }
 }
 
@@ -125,7 +113,7 @@ void REDAExclusiveArea_leave(struct REDAExclusiveArea *self, struct REDAWorker *
     // Who leaves without having been timed, as when the logging was turned on meanwhile, is not
     // judged.
     const bool timed = self->timed && is_watched(self, worker);
-    const NUV_INT64 held = timed ? read_clock() - self->entered : 0;
+    const NUV_INT64 held = timed ? osapi::read_monotonic_clock() - self->entered : 0;
     // Another thread may delete the area as soon as it has been left.
     const char *const name = self->name;
     const NUV_INT32 level = self->level;

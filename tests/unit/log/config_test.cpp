@@ -1,3 +1,4 @@
+// The verbosity, the output device, the line that a message becomes.
 #include "log/log_config.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The printing of one message, and the templates that fit any layer.
 #include "log/log_message.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// The modules that layers register, and the masks.
 #include "log/log_module.h"
 
 #include <set>

@@ -1,3 +1,4 @@
+// The macros that layers log with.
 #include "log/log_print.h"
 
 #include "recorder.h"

@@ -1,3 +1,4 @@
+// A stderr that a test reads.
 #include "redirected_stderr.h"
 
 #include <array>

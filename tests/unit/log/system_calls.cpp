@@ -1,3 +1,4 @@
+// The system calls that the log makes, diverted.
 #include "system_calls.h"
 
 #include <algorithm>

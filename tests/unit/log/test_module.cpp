@@ -1,3 +1,4 @@
+// The module that the tests of the log print for.
 #include "test_module.h"
 
 NUV_UINT32 TESTLog_g_instrumentationMask = NUV_LOG_INSTRUMENTATION_MASK_DEFAULT;

@@ -1,3 +1,4 @@
+// Invariants.
 #include "osapi/osapi_assert.h"
 
 #include <gtest/gtest.h>

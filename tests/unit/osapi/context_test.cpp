@@ -1,3 +1,4 @@
+// The activity context.
 #include "osapi/osapi_context.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// What the layer asks of the system, made to fail.
 #include "faults.h"
 
 #include <cerrno>

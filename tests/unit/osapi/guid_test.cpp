@@ -1,3 +1,4 @@
+// GUIDs: unique, whatever the host lacks.
 #include "osapi/osapi_guid.h"
 
 #include <cstdio>

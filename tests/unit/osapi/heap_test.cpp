@@ -1,3 +1,4 @@
+// The tagged heap.
 #include "osapi/osapi_heap.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// NTP time and the clocks.
 #include "osapi/osapi_ntptime.h"
 
 #include <cstdint>

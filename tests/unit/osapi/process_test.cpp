@@ -1,3 +1,4 @@
+// Forks and the cancellation of threads.
 #include "osapi/osapi_process.h"
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// Threads and their factories.
 #include "osapi/osapi_thread.h"
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// Bounded strings.
 #include "osapi/osapi_utility.h"
 
 #include <cstdint>

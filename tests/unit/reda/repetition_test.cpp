@@ -1,3 +1,4 @@
+// The limit of repetition.
 #include "reda/reda_repetition.h"
 
 #include <atomic>

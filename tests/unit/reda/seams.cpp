@@ -1,3 +1,4 @@
+// The heap and the clock, diverted.
 #include "seams.h"
 
 #include <cstring>

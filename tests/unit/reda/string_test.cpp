@@ -1,3 +1,4 @@
+// The strict parsers.
 #include "reda/reda_string.h"
 
 #include <cstdint>

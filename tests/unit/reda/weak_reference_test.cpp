@@ -1,3 +1,4 @@
+// Weak references.
 #include "reda/reda_weakReference.h"
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// Workers and their factory.
 #include "reda/reda_worker.h"
 
 #include <thread>
