@@ -27,7 +27,8 @@ struct LateModule {
 
 size_t count_modules() {
     size_t count = 0;
-    for (const NUVLogModuleNode *node = NUVLog_getModules(); node != nullptr; node = node->_next) {
+    for (const NUVLogModuleNode *node = NUVLog_getModules(); node != nullptr && count < 1000;
+         node = node->_next) {
         ++count;
     }
     return count;
