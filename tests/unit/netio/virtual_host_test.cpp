@@ -167,9 +167,36 @@ TEST_F(VirtualHostTest, WhoeverAsksForInterfacesAfterAnEventHasThemListed) {
     EXPECT_NE(NUVNetioConfigurator_refreshInterfaces(configurator.self, host.worker()), 0);
 }
 
+/** The number of locators that a participant has. */
+NUV_INT32 count_locators(NUVNetioConfigurator *configurator) {
+    NUVNetioLocator locators[8];
+    return NUVNetioConfigurator_getUnicastLocators(configurator, nullptr, 7410, 0, locators, 8);
+}
+
+TEST_F(VirtualHostTest, SnapshotThatIsToldIsTakenOverWithoutAListing) {
+    host.interfaces.set({net::interface("c0", 4, "203.0.113.1")});
+    EXPECT_NE(NUVNetioRuntime_renewInterfaces(host.runtime, host.worker()), 0);
+    const NUVNetioInterfaceSnapshot *const told = NUVNetioRuntime_acquireInterfaces(host.runtime);
+    const int listings = host.interfaces.listings();
+    EXPECT_NE(NUVNetioConfigurator_takeInterfaces(configurator.self, told), 0);
+    EXPECT_EQ(count_locators(configurator.self), 1);
+    EXPECT_EQ(NUVNetioConfigurator_takeInterfaces(configurator.self, told), 0);
+    EXPECT_EQ(host.interfaces.listings(), listings);
+    NUVNetioInterfaceSnapshot_release(told);
+}
+
+TEST_F(VirtualHostTest, SnapshotThatIsToldLateDoesNotReplaceANewerOne) {
+    const NUVNetioInterfaceSnapshot *const late = NUVNetioRuntime_acquireInterfaces(host.runtime);
+    host.interfaces.set({net::interface("c0", 4, "203.0.113.1")});
+    EXPECT_NE(NUVNetioRuntime_renewInterfaces(host.runtime, host.worker()), 0);
+    EXPECT_NE(NUVNetioConfigurator_refreshInterfaces(configurator.self, host.worker()), 0);
+    EXPECT_EQ(NUVNetioConfigurator_takeInterfaces(configurator.self, late), 0);
+    EXPECT_EQ(count_locators(configurator.self), 1);
+    NUVNetioInterfaceSnapshot_release(late);
+}
+
 TEST_F(VirtualHostTest, JoinThatMetAShortageIsTriedAgainAfterASecond) {
     network.refusing = {2};
-    network.refusal = ENOBUFS;
     network.refusal = EMFILE;
     const LogCapture log;
     NUVNetioReceiveResource *const resource = configurator.open(group(), inbox);
