@@ -15,18 +15,18 @@ std::vector<Port> ports_of(const PortSettings &settings, DDS_Long index) {
     const DDS_RtpsWellKnownPorts_t *const ports = &settings.well_known_ports;
     const DDS_DomainId_t domain = settings.domain;
 
-    const Port builtin_multicast = {"builtin_multicast",
-                                    DDS_RtpsWellKnownPorts_getBuiltinMulticastPort(ports, domain)};
+    const Port builtin_multicast = {
+        "builtin_multicast", DDS_RtpsWellKnownPorts_get_builtin_multicast_port(ports, domain)};
     const Port user_multicast = {"user_multicast",
-                                 DDS_RtpsWellKnownPorts_getUserMulticastPort(ports, domain)};
+                                 DDS_RtpsWellKnownPorts_get_user_multicast_port(ports, domain)};
 
     if (index < 0) {
         return {builtin_multicast, user_multicast};
     }
     return {
-        {"builtin_unicast", DDS_RtpsWellKnownPorts_getBuiltinUnicastPort(ports, domain, index)},
+        {"builtin_unicast", DDS_RtpsWellKnownPorts_get_builtin_unicast_port(ports, domain, index)},
         builtin_multicast,
-        {"user_unicast", DDS_RtpsWellKnownPorts_getUserUnicastPort(ports, domain, index)},
+        {"user_unicast", DDS_RtpsWellKnownPorts_get_user_unicast_port(ports, domain, index)},
         user_multicast,
     };
 }

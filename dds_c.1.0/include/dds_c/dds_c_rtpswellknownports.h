@@ -51,23 +51,23 @@ DDS_Boolean DDS_RtpsWellKnownPorts_is_equal(const struct DDS_RtpsWellKnownPorts_
  * hold becomes the largest value of 64 bits. 0 for a null @p self, which is logged.
  */
 DDS_LongLong
-DDS_RtpsWellKnownPorts_getBuiltinMulticastPort(const struct DDS_RtpsWellKnownPorts_t *self,
-                                               DDS_DomainId_t domainId);
+DDS_RtpsWellKnownPorts_get_builtin_multicast_port(const struct DDS_RtpsWellKnownPorts_t *self,
+                                                  DDS_DomainId_t domainId);
 
 /** The port for discovery by unicast of a participant index; else as the function above. */
 DDS_LongLong
-DDS_RtpsWellKnownPorts_getBuiltinUnicastPort(const struct DDS_RtpsWellKnownPorts_t *self,
-                                             DDS_DomainId_t domainId, DDS_Long participantIndex);
+DDS_RtpsWellKnownPorts_get_builtin_unicast_port(const struct DDS_RtpsWellKnownPorts_t *self,
+                                                DDS_DomainId_t domainId, DDS_Long participantIndex);
 
 /** The port for user traffic by multicast in a domain; else as the functions above. */
 DDS_LongLong
-DDS_RtpsWellKnownPorts_getUserMulticastPort(const struct DDS_RtpsWellKnownPorts_t *self,
-                                            DDS_DomainId_t domainId);
+DDS_RtpsWellKnownPorts_get_user_multicast_port(const struct DDS_RtpsWellKnownPorts_t *self,
+                                               DDS_DomainId_t domainId);
 
 /** The port for user traffic by unicast of a participant index; else as the functions above. */
-DDS_LongLong DDS_RtpsWellKnownPorts_getUserUnicastPort(const struct DDS_RtpsWellKnownPorts_t *self,
-                                                       DDS_DomainId_t domainId,
-                                                       DDS_Long participantIndex);
+DDS_LongLong
+DDS_RtpsWellKnownPorts_get_user_unicast_port(const struct DDS_RtpsWellKnownPorts_t *self,
+                                             DDS_DomainId_t domainId, DDS_Long participantIndex);
 
 /**
  * @brief True when both unicast ports of a participant index are within 1 to 65535.

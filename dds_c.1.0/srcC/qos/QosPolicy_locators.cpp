@@ -186,7 +186,7 @@ DDS_ReturnCode_t DDS_DiscoveryQosPolicy_to_multicast_locators(
     NUVNetioConfigurator_getEnabledAliases(configurator, &requested, &enabled);
 
     const DDS_LongLong port =
-        DDS_RtpsWellKnownPorts_getBuiltinMulticastPort(wellKnownPorts, domainId);
+        DDS_RtpsWellKnownPorts_get_builtin_multicast_port(wellKnownPorts, domainId);
     const DDS_StringSeq &addresses = self->multicast_receive_addresses;
     if (addresses._length > 0 && !check_multicast_port(__func__, port, domainId, worker)) {
         return DDS_RETCODE_INCONSISTENT_POLICY;
@@ -222,7 +222,7 @@ DDS_ReturnCode_t DDS_DiscoveryQosPolicy_to_unicast_locators(
         return DDS_RETCODE_INCONSISTENT_POLICY;
     }
     const DDS_LongLong port =
-        DDS_RtpsWellKnownPorts_getBuiltinUnicastPort(wellKnownPorts, domainId, participantIndex);
+        DDS_RtpsWellKnownPorts_get_builtin_unicast_port(wellKnownPorts, domainId, participantIndex);
     if (!check_unicast_port(__func__, "builtin", port, domainId, participantIndex, worker)) {
         return DDS_RETCODE_INCONSISTENT_POLICY;
     }
@@ -247,7 +247,7 @@ DDS_ReturnCode_t DDS_TransportUnicastQosPolicy_to_default_locators(
                                                includeLoopback,
                                                worker};
     const DDS_LongLong port =
-        DDS_RtpsWellKnownPorts_getUserUnicastPort(wellKnownPorts, domainId, participantIndex);
+        DDS_RtpsWellKnownPorts_get_user_unicast_port(wellKnownPorts, domainId, participantIndex);
     if (!default_locators::add_settings(found, self->value, port, domainId, participantIndex)) {
         return DDS_RETCODE_INCONSISTENT_POLICY;
     }

@@ -50,30 +50,30 @@ DDS_Boolean DDS_RtpsWellKnownPorts_is_equal(const DDS_RtpsWellKnownPorts_t *left
                       dds::value::is_equal(*left, *right));
 }
 
-DDS_LongLong DDS_RtpsWellKnownPorts_getBuiltinMulticastPort(const DDS_RtpsWellKnownPorts_t *self,
-                                                            DDS_DomainId_t domainId) {
+DDS_LongLong DDS_RtpsWellKnownPorts_get_builtin_multicast_port(const DDS_RtpsWellKnownPorts_t *self,
+                                                               DDS_DomainId_t domainId) {
     return DDSLog_isNull(self)
                ? 0
                : multicast_port(*self, domainId, self->builtin_multicast_port_offset);
 }
 
-DDS_LongLong DDS_RtpsWellKnownPorts_getBuiltinUnicastPort(const DDS_RtpsWellKnownPorts_t *self,
-                                                          DDS_DomainId_t domainId,
-                                                          DDS_Long participantIndex) {
+DDS_LongLong DDS_RtpsWellKnownPorts_get_builtin_unicast_port(const DDS_RtpsWellKnownPorts_t *self,
+                                                             DDS_DomainId_t domainId,
+                                                             DDS_Long participantIndex) {
     return DDSLog_isNull(self)
                ? 0
                : unicast_port(*self, domainId, participantIndex, self->builtin_unicast_port_offset);
 }
 
-DDS_LongLong DDS_RtpsWellKnownPorts_getUserMulticastPort(const DDS_RtpsWellKnownPorts_t *self,
-                                                         DDS_DomainId_t domainId) {
+DDS_LongLong DDS_RtpsWellKnownPorts_get_user_multicast_port(const DDS_RtpsWellKnownPorts_t *self,
+                                                            DDS_DomainId_t domainId) {
     return DDSLog_isNull(self) ? 0
                                : multicast_port(*self, domainId, self->user_multicast_port_offset);
 }
 
-DDS_LongLong DDS_RtpsWellKnownPorts_getUserUnicastPort(const DDS_RtpsWellKnownPorts_t *self,
-                                                       DDS_DomainId_t domainId,
-                                                       DDS_Long participantIndex) {
+DDS_LongLong DDS_RtpsWellKnownPorts_get_user_unicast_port(const DDS_RtpsWellKnownPorts_t *self,
+                                                          DDS_DomainId_t domainId,
+                                                          DDS_Long participantIndex) {
     return DDSLog_isNull(self)
                ? 0
                : unicast_port(*self, domainId, participantIndex, self->user_unicast_port_offset);
@@ -86,6 +86,7 @@ DDS_Boolean DDS_RtpsWellKnownPorts_isUnicastValid(const DDS_RtpsWellKnownPorts_t
         return DDS_BOOLEAN_FALSE;
     }
     return to_boolean(
-        is_port(DDS_RtpsWellKnownPorts_getBuiltinUnicastPort(self, domainId, participantIndex)) &&
-        is_port(DDS_RtpsWellKnownPorts_getUserUnicastPort(self, domainId, participantIndex)));
+        is_port(
+            DDS_RtpsWellKnownPorts_get_builtin_unicast_port(self, domainId, participantIndex)) &&
+        is_port(DDS_RtpsWellKnownPorts_get_user_unicast_port(self, domainId, participantIndex)));
 }

@@ -9,16 +9,16 @@ namespace {
 class WellKnownPortsTest : public MessageTest {
 protected:
     DDS_LongLong builtin_multicast(DDS_DomainId_t domain) {
-        return DDS_RtpsWellKnownPorts_getBuiltinMulticastPort(&ports_, domain);
+        return DDS_RtpsWellKnownPorts_get_builtin_multicast_port(&ports_, domain);
     }
     DDS_LongLong builtin_unicast(DDS_DomainId_t domain, DDS_Long index) {
-        return DDS_RtpsWellKnownPorts_getBuiltinUnicastPort(&ports_, domain, index);
+        return DDS_RtpsWellKnownPorts_get_builtin_unicast_port(&ports_, domain, index);
     }
     DDS_LongLong user_multicast(DDS_DomainId_t domain) {
-        return DDS_RtpsWellKnownPorts_getUserMulticastPort(&ports_, domain);
+        return DDS_RtpsWellKnownPorts_get_user_multicast_port(&ports_, domain);
     }
     DDS_LongLong user_unicast(DDS_DomainId_t domain, DDS_Long index) {
-        return DDS_RtpsWellKnownPorts_getUserUnicastPort(&ports_, domain, index);
+        return DDS_RtpsWellKnownPorts_get_user_unicast_port(&ports_, domain, index);
     }
     DDS_Boolean is_valid(DDS_DomainId_t domain, DDS_Long index) {
         return DDS_RtpsWellKnownPorts_isUnicastValid(&ports_, domain, index);
@@ -126,13 +126,13 @@ TEST_F(WellKnownPortsTest, NullIsAFailedPrecondition) {
     const char *const text = "\"self == ((void *)0)\"";
     DDS_RtpsWellKnownPorts_initialize(nullptr);
     expect_precondition(text);
-    EXPECT_EQ(DDS_RtpsWellKnownPorts_getBuiltinMulticastPort(nullptr, 0), 0);
+    EXPECT_EQ(DDS_RtpsWellKnownPorts_get_builtin_multicast_port(nullptr, 0), 0);
     expect_precondition(text);
-    EXPECT_EQ(DDS_RtpsWellKnownPorts_getBuiltinUnicastPort(nullptr, 0, 0), 0);
+    EXPECT_EQ(DDS_RtpsWellKnownPorts_get_builtin_unicast_port(nullptr, 0, 0), 0);
     expect_precondition(text);
-    EXPECT_EQ(DDS_RtpsWellKnownPorts_getUserMulticastPort(nullptr, 0), 0);
+    EXPECT_EQ(DDS_RtpsWellKnownPorts_get_user_multicast_port(nullptr, 0), 0);
     expect_precondition(text);
-    EXPECT_EQ(DDS_RtpsWellKnownPorts_getUserUnicastPort(nullptr, 0, 0), 0);
+    EXPECT_EQ(DDS_RtpsWellKnownPorts_get_user_unicast_port(nullptr, 0, 0), 0);
     expect_precondition(text);
     EXPECT_EQ(DDS_RtpsWellKnownPorts_isUnicastValid(nullptr, 0, 0), DDS_BOOLEAN_FALSE);
     expect_precondition(text);
