@@ -112,6 +112,28 @@ TEST_F(PropertyHelperTest, RemovingKeepsTheOrderOfTheOthers) {
     EXPECT_TRUE(messages_.empty());
 }
 
+TEST_F(PropertyHelperTest, RemovingTouchesNothingBehindTheLastProperty) {
+    char behind[] = "behind";
+    ASSERT_TRUE(DDS_PropertySeq_set_maximum(&policy_.value, 3));
+    ASSERT_EQ(add("a", "1"), DDS_RETCODE_OK);
+    ASSERT_EQ(add("b", "1"), DDS_RETCODE_OK);
+    policy_.value._buffer[2].name = behind;
+    EXPECT_EQ(remove("a"), DDS_RETCODE_OK);
+    EXPECT_EQ(list(), "b=1 ");
+    EXPECT_NE(policy_.value._buffer[1].name, behind);
+}
+
+TEST_F(PropertyHelperTest, AFullSequenceLosesItsLastProperty) {
+    ASSERT_TRUE(DDS_PropertySeq_set_maximum(&policy_.value, 2));
+    ASSERT_EQ(add("a", "1"), DDS_RETCODE_OK);
+    ASSERT_EQ(add("b", "1"), DDS_RETCODE_OK);
+    ASSERT_EQ(policy_.value._length, policy_.value._maximum);
+    EXPECT_EQ(remove("b"), DDS_RETCODE_OK);
+    EXPECT_EQ(list(), "a=1 ");
+    EXPECT_EQ(remove("a"), DDS_RETCODE_OK);
+    EXPECT_EQ(list(), "");
+}
+
 TEST_F(PropertyHelperTest, PropagateIs0Or1) {
     EXPECT_EQ(add("a", "1", 2), DDS_RETCODE_BAD_PARAMETER);
     expect_error("add_property", "NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE",

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <numeric>
 #include <string>
 
 #include "dds_c/dds_c_locator.h"
@@ -274,6 +275,42 @@ TEST_F(SequenceTest, IsMadeFromAnArray) {
     EXPECT_EQ(texts_of(strings_), (Texts{"a", "b"}));
     EXPECT_EQ(DDS_StringSeq_from_array(&strings_, strings_._buffer, 1), DDS_BOOLEAN_TRUE);
     EXPECT_EQ(texts_of(strings_), (Texts{"a"}));
+}
+
+/** Two locators that differ in each octet of their addresses. */
+DDS_LocatorSeq two_locators() {
+    DDS_LocatorSeq locators = DDS_SEQUENCE_INITIALIZER;
+    EXPECT_TRUE(DDS_LocatorSeq_ensure_length(&locators, 2, 2));
+    for (DDS_Long i = 0; i < 2; ++i) {
+        DDS_Locator_t &locator = locators._buffer[i];
+        locator.kind = 1 + i;
+        locator.port = 7410u + static_cast<DDS_UnsignedLong>(i);
+        std::iota(std::begin(locator.address), std::end(locator.address),
+                  static_cast<DDS_Octet>(1 + 100 * i));
+    }
+    return locators;
+}
+
+TEST_F(SequenceTest, ACopyOfLocatorsEqualsThem) {
+    DDS_LocatorSeq locators = two_locators();
+    DDS_LocatorSeq copy = DDS_SEQUENCE_INITIALIZER;
+    EXPECT_EQ(DDS_LocatorSeq_copy(&copy, &locators), &copy);
+    EXPECT_TRUE(DDS_LocatorSeq_is_equal(&copy, &locators));
+    EXPECT_NE(copy._buffer, locators._buffer);
+    DDS_LocatorSeq_finalize(&copy);
+    DDS_LocatorSeq_finalize(&locators);
+}
+
+TEST_F(SequenceTest, ACopyOfLocatorsIntoStorageThatItHasEqualsThem) {
+    DDS_LocatorSeq locators = two_locators();
+    DDS_LocatorSeq copy = DDS_SEQUENCE_INITIALIZER;
+    ASSERT_TRUE(DDS_LocatorSeq_ensure_length(&copy, 2, 2));
+    const DDS_Locator_t *const storage = copy._buffer;
+    EXPECT_EQ(DDS_LocatorSeq_copy(&copy, &locators), &copy);
+    EXPECT_TRUE(DDS_LocatorSeq_is_equal(&copy, &locators));
+    EXPECT_EQ(copy._buffer, storage);
+    DDS_LocatorSeq_finalize(&copy);
+    DDS_LocatorSeq_finalize(&locators);
 }
 
 TEST_F(SequenceTest, ElementsMayHoldSequences) {

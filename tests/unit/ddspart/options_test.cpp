@@ -50,6 +50,7 @@ TEST(RunOptions, AreTheUsualSettingsWhenNoneIsGiven) {
 
 TEST(RunOptions, TakeAFixedIndexOrAnAutomaticOne) {
     EXPECT_EQ(parse_run({"--index", "3"}).index, 3);
+    EXPECT_EQ(parse_run({"--index", "0"}).index, 0);
     EXPECT_EQ(parse_run({"--index", "auto"}).index, DDS_PARTICIPANT_ID_AUTO);
 }
 
@@ -151,6 +152,14 @@ TEST(PortsOptions, TakeAnIndexOrARange) {
     EXPECT_EQ(range->last, 5);
 }
 
+TEST(PortsOptions, TakeTheFirstIndexAlone) {
+    const auto first = parse_ports({"--index", "0"}).indices;
+
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->first, 0);
+    EXPECT_EQ(first->last, 0);
+}
+
 TEST(PortsOptions, TakePortSettings) {
     const PortsOptions options = parse_ports({"--domain", "7", "--port-base", "9000", "--json"});
 
@@ -190,6 +199,8 @@ TEST(WrongUsage, IsAnsweredWithOptionValueAndWhatIsAllowed) {
         {{"run", "--transport", "udpv4,tcp"}, {"--transport: 'tcp' is not one of udpv4, udpv6"}},
         {{"run", "--property", "a"}, {"--property: 'a' is not of the form NAME=VALUE"}},
         {{"run", "--property", "=a"}, {"--property: '=a' is not of the form NAME=VALUE"}},
+        {{"run", "--property", "a=b", "c=d"}, {"ddspart run: ", "c=d"}},
+        {{"run", "--interface", "lo", "eth0"}, {"ddspart run: ", "eth0"}},
         {{"run", "--for", "-1"}, {"--for: '-1' is not a number of seconds from 0 to 1000000000"}},
         {{"run", "--for", "1s"}, {"--for: '1s' is not "}},
         {{"run", "--for", "nan"}, {"--for: 'nan' is not "}},

@@ -50,6 +50,14 @@ TEST(HighestUsableIndex, HasValidPortsInTheDomain) {
     EXPECT_EQ(highest_usable_index(in_domain(232)), 62); // 65400 + 11 + 2 * 62 is 65535
 }
 
+TEST(HighestUsableIndex, IsTheFirstWhereOnlyThatIsUsable) {
+    PortsOptions options = in_domain(232);
+
+    options.well_known_ports.port_base = 65535 - 232 * 250 - 11; // the last port is that of index 0
+    EXPECT_EQ(highest_usable_index(options), 0);
+    EXPECT_EQ(port_table(options).rows.size(), 1u);
+}
+
 TEST(HighestUsableIndex, IsNoneBeyondTheLastDomain) {
     EXPECT_EQ(highest_usable_index(in_domain(233)), std::nullopt);
 }
@@ -94,7 +102,7 @@ TEST(PortTable, EndsAtTheHighestUsableIndexWhenThatIsLower) {
 TEST(PortTable, ShowsInvalidPortsOfADomainWithoutUsableIndex) {
     const PortTable table = port_table(in_domain(233));
 
-    EXPECT_EQ(table.rows.size(), 10u);
+    ASSERT_EQ(table.rows.size(), 10u);
     EXPECT_FALSE(table.rows.front().ports.front().is_valid());
 }
 

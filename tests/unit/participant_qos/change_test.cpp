@@ -281,6 +281,57 @@ INSTANTIATE_TEST_SUITE_P(Of, FixedPolicy, testing::ValuesIn(FIXED),
                              return fixed.param.name;
                          });
 
+/** Settings that are equal up to a later one. */
+class LaterUnicastSetting : public Change {
+protected:
+    void SetUp() override {
+        Change::SetUp();
+        DDS_TransportUnicastSettingsSeq &settings = qos->default_unicast.value;
+        ASSERT_TRUE(DDS_TransportUnicastSettingsSeq_ensure_length(&settings, 2, 2));
+        create();
+    }
+
+    void expectRefused() {
+        EXPECT_EQ(set(), DDS_RETCODE_IMMUTABLE_POLICY);
+        EXPECT_EQ(errors(), Errors({"immutable policy: default_unicast"}));
+    }
+};
+
+TEST_F(LaterUnicastSetting, CannotHaveAnotherPort) {
+    qos->default_unicast.value._buffer[1].receive_port = 7777;
+    expectRefused();
+}
+
+TEST_F(LaterUnicastSetting, CannotHaveOtherTransports) {
+    ASSERT_TRUE(DDS_StringSeq_append(&qos->default_unicast.value._buffer[1].transports, "udpv4"));
+    expectRefused();
+}
+
+TEST_F(Change, ToALoneEmptyPartitionIsOneToNone) {
+    qos.addPartition("one");
+    create();
+    DDS_StringSeq_finalize(&qos->partition.name);
+    qos.addPartition("");
+    EXPECT_EQ(set(), DDS_RETCODE_OK);
+    ASSERT_EQ(get(), DDS_RETCODE_OK);
+    EXPECT_EQ(out->partition.name._length, 0);
+}
+
+TEST_F(Change, OfTheNameToAnEmptyOneIsRefused) {
+    create();
+    ASSERT_TRUE(DDS_String_replace(&qos->participant_name.name, ""));
+    EXPECT_EQ(set(), DDS_RETCODE_IMMUTABLE_POLICY);
+    EXPECT_EQ(errors(), Errors({"immutable policy: participant_name"}));
+}
+
+TEST_F(Change, AnEmptyNameIsReadBackAsOne) {
+    ASSERT_TRUE(DDS_String_replace(&qos->participant_name.name, ""));
+    create();
+    ASSERT_EQ(get(), DDS_RETCODE_OK);
+    EXPECT_STREQ(out->participant_name.name, "");
+    EXPECT_EQ(out->participant_name.role_name, nullptr);
+}
+
 // ---- inconsistent
 
 TEST_F(Change, ToMoreUserDataThanTheLimitIsInconsistent) {
