@@ -1,4 +1,5 @@
 // The tables of policies and properties: that they name everything, and that nothing else does.
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -84,10 +85,10 @@ TEST(PropertyTable, IsWhereTheLibraryHasTheNamesOfItsPropertiesFrom) {
 }
 
 TEST(PropertyTable, HasThePropertiesThatTheToolGives) {
-    for (const auto &[name, file] : names_spelled_in("tools")) {
+    for (const auto &spelled : names_spelled_in("tools")) {
         EXPECT_TRUE(std::any_of(std::begin(PROPERTIES), std::end(PROPERTIES),
-                                [&](const PropertyRow &row) { return name == row.name; }))
-            << name << " in " << file;
+                                [&](const PropertyRow &row) { return spelled.first == row.name; }))
+            << spelled.first << " in " << spelled.second;
     }
 }
 
