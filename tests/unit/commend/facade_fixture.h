@@ -16,12 +16,12 @@ public:
         const net::Runtime &runtime,
         const COMMENDActiveFacadeProperty &property = COMMEND_ACTIVE_FACADE_PROPERTY_DEFAULT,
         const char *transports = "udpv4", const std::vector<const char *> &allowed = {})
-        : configurator(runtime, transports, allowed), worker_(runtime.worker()),
-          self(COMMENDFacade_new(&property, configurator.self, worker_)) {
+        : configurator(runtime, transports, allowed), runtime_(runtime),
+          self(COMMENDFacade_new(&property, configurator.self, runtime.worker())) {
         EXPECT_NE(self, nullptr);
     }
     ~Facade() {
-        EXPECT_NE(COMMENDFacade_delete(self, worker_), 0);
+        EXPECT_NE(COMMENDFacade_delete(self, runtime_.worker()), 0);
     }
     Facade(const Facade &) = delete;
     Facade &operator=(const Facade &) = delete;
@@ -30,7 +30,7 @@ public:
         NUVNetioLocatorInfo info{};
         info.locator = locator;
         std::strncpy(info.aliasList.aliases, aliases, sizeof info.aliasList.aliases - 1);
-        return self->addEntryport(self, out, &info, worker_) != 0;
+        return self->addEntryport(self, out, &info, runtime_.worker()) != 0;
     }
     REDAWeakReference add(const NUVNetioLocator &locator) {
         REDAWeakReference reference = REDA_WEAK_REFERENCE_INVALID;
@@ -38,19 +38,19 @@ public:
         return reference;
     }
     bool remove(REDAWeakReference reference) {
-        return self->removeEntryport(self, &reference, worker_) != 0;
+        return self->removeEntryport(self, &reference, runtime_.worker()) != 0;
     }
     bool is_active(const REDAWeakReference *handle = nullptr) {
         int active = -1;
-        EXPECT_NE(self->checkEntryports(self, &active, handle, worker_), 0);
+        EXPECT_NE(self->checkEntryports(self, &active, handle, runtime_.worker()), 0);
         return active != 0;
     }
     bool flush() {
-        return self->flushEntryports(self, &net::PLENTY, worker_) != 0;
+        return self->flushEntryports(self, &net::PLENTY, runtime_.worker()) != 0;
     }
     COMMENDFacadeStatistics statistics() {
         COMMENDFacadeStatistics statistics{};
-        self->getStatistics(self, &statistics, worker_);
+        self->getStatistics(self, &statistics, runtime_.worker());
         return statistics;
     }
     REDAWeakReference handle(KOLS_Transport_ClassId_t transport) const {
@@ -60,23 +60,23 @@ public:
         return handle;
     }
     bool add_destination(const NUVNetioLocator &destination) {
-        return self->addDestination(self, &destination, worker_) != 0;
+        return self->addDestination(self, &destination, runtime_.worker()) != 0;
     }
     bool remove_destination(const NUVNetioLocator &destination) {
-        return self->removeDestination(self, &destination, worker_) != 0;
+        return self->removeDestination(self, &destination, runtime_.worker()) != 0;
     }
     int send(std::string_view data) {
         return self->sendMessage(self, reinterpret_cast<const NUV_UINT8 *>(data.data()),
-                                 static_cast<NUV_UINT32>(data.size()), worker_);
+                                 static_cast<NUV_UINT32>(data.size()), runtime_.worker());
     }
     void listen(const COMMENDMessageListener &listener) {
-        self->setMessageListener(self, &listener, worker_);
+        self->setMessageListener(self, &listener, runtime_.worker());
     }
 
     const net::Configurator configurator;
 
 private:
-    REDAWorker *const worker_;
+    const net::Runtime &runtime_;
 
 public:
     COMMENDFacade *const self;

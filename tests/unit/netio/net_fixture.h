@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <functional>
 #include <iterator>
+#include <map>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -171,13 +172,16 @@ private:
     NUV_INT64 (*const former_)(const NUVClock *) = clock_->getNanoseconds;
 };
 
-/** The factories that a runtime borrows, and the test's own worker. */
+/** The factories that a runtime borrows, and the workers of the test's own threads. */
 class Factories {
 public:
     Factories()
         : threads(NUVOsapiThreadFactory_new(nullptr)), workers(REDAWorkerFactory_new()),
           worker(REDAWorkerFactory_createWorker(workers, "test")) {}
     ~Factories() {
+        for (const auto &[thread, its_worker] : further_) {
+            REDAWorkerFactory_destroyWorker(workers, its_worker);
+        }
         REDAWorkerFactory_destroyWorker(workers, worker);
         EXPECT_EQ(REDAWorkerFactory_getWorkerCount(workers), 0);
         REDAWorkerFactory_delete(workers);
@@ -186,9 +190,27 @@ public:
     Factories(const Factories &) = delete;
     Factories &operator=(const Factories &) = delete;
 
+    /** That of the calling thread: no two threads share one. */
+    REDAWorker *worker_of_this_thread() const {
+        if (std::this_thread::get_id() == thread_) {
+            return worker;
+        }
+        const std::lock_guard lock(mutex_);
+        REDAWorker *&its_worker = further_[std::this_thread::get_id()];
+        if (its_worker == nullptr) {
+            its_worker = REDAWorkerFactory_createWorker(workers, "test");
+        }
+        return its_worker;
+    }
+
     NUVOsapiThreadFactory *const threads;
     REDAWorkerFactory *const workers;
-    REDAWorker *const worker;
+    REDAWorker *const worker; // of the thread that made this
+
+private:
+    const std::thread::id thread_ = std::this_thread::get_id();
+    mutable std::mutex mutex_;
+    mutable std::map<std::thread::id, REDAWorker *> further_;
 };
 
 inline NUVNetioRuntimeProperty runtime_property(const NUVNetioInterfaceSource &source) {
@@ -220,7 +242,7 @@ public:
         return NUVNetioRuntime_flush(runtime, &PLENTY) != 0;
     }
     REDAWorker *worker() const {
-        return factories.worker;
+        return factories.worker_of_this_thread();
     }
 
     Interfaces interfaces;
