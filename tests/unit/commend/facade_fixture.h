@@ -17,11 +17,12 @@ public:
         const COMMENDActiveFacadeProperty &property = COMMEND_ACTIVE_FACADE_PROPERTY_DEFAULT,
         const char *transports = "udpv4", const std::vector<const char *> &allowed = {})
         : configurator(runtime, transports, allowed), runtime_(runtime),
-          self(COMMENDFacade_new(&property, configurator.self, runtime.worker())) {
+          self(COMMENDFacade_new(&property, configurator.self,
+                                 runtime.factories.worker_of_this_thread())) {
         EXPECT_NE(self, nullptr);
     }
     ~Facade() {
-        EXPECT_NE(COMMENDFacade_delete(self, runtime_.worker()), 0);
+        EXPECT_NE(COMMENDFacade_delete(self, runtime_.factories.worker_of_this_thread()), 0);
     }
     Facade(const Facade &) = delete;
     Facade &operator=(const Facade &) = delete;
@@ -30,7 +31,8 @@ public:
         NUVNetioLocatorInfo info{};
         info.locator = locator;
         std::strncpy(info.aliasList.aliases, aliases, sizeof info.aliasList.aliases - 1);
-        return self->addEntryport(self, out, &info, runtime_.worker()) != 0;
+        return self->addEntryport(self, out, &info, runtime_.factories.worker_of_this_thread()) !=
+               0;
     }
     REDAWeakReference add(const NUVNetioLocator &locator) {
         REDAWeakReference reference = REDA_WEAK_REFERENCE_INVALID;
@@ -38,19 +40,23 @@ public:
         return reference;
     }
     bool remove(REDAWeakReference reference) {
-        return self->removeEntryport(self, &reference, runtime_.worker()) != 0;
+        return self->removeEntryport(self, &reference,
+                                     runtime_.factories.worker_of_this_thread()) != 0;
     }
     bool is_active(const REDAWeakReference *handle = nullptr) {
         int active = -1;
-        EXPECT_NE(self->checkEntryports(self, &active, handle, runtime_.worker()), 0);
+        EXPECT_NE(self->checkEntryports(self, &active, handle,
+                                        runtime_.factories.worker_of_this_thread()),
+                  0);
         return active != 0;
     }
     bool flush() {
-        return self->flushEntryports(self, &net::PLENTY, runtime_.worker()) != 0;
+        return self->flushEntryports(self, &net::PLENTY,
+                                     runtime_.factories.worker_of_this_thread()) != 0;
     }
     COMMENDFacadeStatistics statistics() {
         COMMENDFacadeStatistics statistics{};
-        self->getStatistics(self, &statistics, runtime_.worker());
+        self->getStatistics(self, &statistics, runtime_.factories.worker_of_this_thread());
         return statistics;
     }
     REDAWeakReference handle(KOLS_Transport_ClassId_t transport) const {
@@ -60,17 +66,20 @@ public:
         return handle;
     }
     bool add_destination(const NUVNetioLocator &destination) {
-        return self->addDestination(self, &destination, runtime_.worker()) != 0;
+        return self->addDestination(self, &destination,
+                                    runtime_.factories.worker_of_this_thread()) != 0;
     }
     bool remove_destination(const NUVNetioLocator &destination) {
-        return self->removeDestination(self, &destination, runtime_.worker()) != 0;
+        return self->removeDestination(self, &destination,
+                                       runtime_.factories.worker_of_this_thread()) != 0;
     }
     int send(std::string_view data) {
         return self->sendMessage(self, reinterpret_cast<const NUV_UINT8 *>(data.data()),
-                                 static_cast<NUV_UINT32>(data.size()), runtime_.worker());
+                                 static_cast<NUV_UINT32>(data.size()),
+                                 runtime_.factories.worker_of_this_thread());
     }
     void listen(const COMMENDMessageListener &listener) {
-        self->setMessageListener(self, &listener, runtime_.worker());
+        self->setMessageListener(self, &listener, runtime_.factories.worker_of_this_thread());
     }
 
     const net::Configurator configurator;

@@ -242,7 +242,7 @@ public:
         return NUVNetioRuntime_flush(runtime, &PLENTY) != 0;
     }
     REDAWorker *worker() const {
-        return factories.worker_of_this_thread();
+        return factories.worker;
     }
 
     Interfaces interfaces;
