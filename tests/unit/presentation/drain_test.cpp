@@ -90,7 +90,9 @@ TEST_F(EntryportRelease, OfBothIsTheDiscoveryHalfAndThenTheUserHalf) {
 }
 
 TEST_F(EntryportRelease, MayBeRepeated) {
+    ASSERT_EQ(held().size(), 6u);
     releaseAll();
+    ASSERT_EQ(held(), Texts());
     Recording calls(recorder, only({"COMMENDFacade.*"}));
     releaseMeta();
     releaseUser();
@@ -240,8 +242,23 @@ TEST_F(EntryportDrain, BelievesTheFlagOfACheckThatFails) {
 }
 
 TEST_F(EntryportDrain, TakesAnyNonZeroFlagForActive) {
+    for (const int flag : {2, -7, 256}) {
+        const int before = recorder.count("COMMENDFacade.checkEntryports");
+        recorder.replace(
+            "COMMENDFacade.checkEntryports",
+            [flag](COMMENDFacade *, int *active, const REDAWeakReference *, REDAWorker *) -> int {
+                *active = flag;
+                return 1;
+            });
+        EXPECT_EQ(drain(), DDS_RETCODE_TIMEOUT) << flag;
+        EXPECT_EQ(recorder.count("COMMENDFacade.checkEntryports") - before, 300) << flag;
+    }
+}
+
+TEST_F(EntryportDrain, BelievesAnyNonZeroFlagOfACheckThatFails) {
     failAtCheck(2, -7);
     EXPECT_EQ(drain(), DDS_RETCODE_TIMEOUT);
+    expectCounts(2, 1);
 }
 
 TEST_F(EntryportDrain, TakesAnyNonZeroAnswerForSuccess) {

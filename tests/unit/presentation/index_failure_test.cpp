@@ -145,8 +145,15 @@ TEST_F(IndexFailure, GivesTheDiscoveryMulticastPortBackWhenTheUserOneCannotBeRes
 TEST_F(IndexFailure, HasNoDiscoveryMulticastPortToGiveBackWhenNoneWasAskedFor) {
     self._cachedReservedPortMask = DDS_RTPS_RESERVED_PORT_USER_MULTICAST;
     takenPorts = {8651};
+    Recording calls(recorder, only({"COMMENDFacade.*", "PRESParticipant_getFacade"}));
     EXPECT_EQ(reserve(-1), DDS_RETCODE_ERROR);
-    EXPECT_EQ(recorder.count("COMMENDFacade.removeEntryport"), 0);
+    EXPECT_EQ(calls.text(), lines({
+                                "PRESParticipant_getFacade(participant)",
+                                "PRESParticipant_getFacade(participant)",
+                                "COMMENDFacade.addEntryport(facade, userMulticast, "
+                                "{udpv4://239.255.0.1:8651, 0, \"multicast\"}, worker)",
+                                "PRESParticipant_getFacade(participant)", // finds nothing held
+                            }));
 }
 
 // ---- one index

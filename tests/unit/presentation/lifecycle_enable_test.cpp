@@ -1,4 +1,9 @@
 // Enabling.
+#include <algorithm>
+#include <functional>
+#include <iterator>
+#include <vector>
+
 #include "pres/pres_participant.h"
 #include "support/presentation_fixture.h"
 
@@ -111,6 +116,30 @@ TEST_F(Enable, LogsPeersAndLocators) {
         }));
 }
 
+TEST_F(Enable, HandsEveryTransportOn) {
+    const NUVNetioTransportInfo transports[] = {{1, 10}, {2, 20}, {3, 30}, {4, 40}, {5, 50}};
+    recorder.replace("NUVNetioConfigurator_getTransportInfo",
+                     [&](NUVNetioConfigurator *, NUVNetioTransportInfo *buffer, NUV_UINT32 *length,
+                         NUV_UINT32, REDAWorker *) {
+                         std::ranges::copy(transports, buffer);
+                         *length = std::size(transports);
+                         return 1;
+                     });
+    std::vector<int> handedOn;
+    recorder.replace("PRESParticipant_enable",
+                     [&](PRESParticipant *, const int *, const PRESLocatorQosPolicy *,
+                         const PRESLocatorQosPolicy *, const PRESReducedLocatorQosPolicy *,
+                         const PRESSequenceTransportInfo *sequence, REDAWorker *) {
+                         for (NUV_UINT32 i = 0; i < sequence->_length; ++i) {
+                             handedOn.push_back(sequence->_buffer[i].classid);
+                             handedOn.push_back(sequence->_buffer[i].messageSizeMax);
+                         }
+                         return 1;
+                     });
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    EXPECT_EQ(handedOn, (std::vector{1, 10, 2, 20, 3, 30, 4, 40, 5, 50}));
+}
+
 TEST_F(Enable, HandsEnableAllEntitiesOn) {
     int enableAllEntities = 1;
     Recording calls(recorder, only({"PRESParticipant_enable"}));
@@ -178,6 +207,18 @@ TEST_F(Enable, WidensTheCategoryWhileItRunsAndRestoresIt) {
                "NUVOsapiContext_setCategory(worker._activityContext, 0, 6)"}));
 }
 
+TEST_F(Enable, RestoresTheWholeCategoryWhateverHappenedToItMeanwhile) {
+    worker->_activityContext->category = 0x7; // with the bit that enabling adds
+    recorder.replace("NUVNetioConfigurator_getTransportInfo",
+                     [](NUVNetioConfigurator *, NUVNetioTransportInfo *, NUV_UINT32 *, NUV_UINT32,
+                        REDAWorker *caller) {
+                         caller->_activityContext->category = 0xF8;
+                         return 1;
+                     });
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    EXPECT_EQ(worker->_activityContext->category, 0x7u);
+}
+
 TEST_F(Enable, DoesWithoutAnActivityContext) {
     NUVOsapiActivityContext *const context = worker->_activityContext;
     worker->_activityContext = nullptr;
@@ -195,15 +236,75 @@ TEST_F(Enable, LogsForItsCategoryWhatTheMasksForbid) {
     EXPECT_EQ(logged().size(), 4u);
 }
 
+/** What has a message printed that only the masks let through. */
+struct Occasion {
+    const char *name;
+    std::function<void(Recorder &, DDS_DomainParticipantPresentation &, DDS_DomainParticipantQos &)>
+        prepare;
+};
+
+std::function<void(Recorder &, DDS_DomainParticipantPresentation &, DDS_DomainParticipantQos &)>
+failing(const char *call) {
+    return [call](Recorder &recorder, auto &, auto &) { recorder.fail(call); };
+}
+
+class EnableGate : public Enable, public testing::WithParamInterface<Occasion> {
+protected:
+    void SetUp() override {
+        Enable::SetUp();
+        GetParam().prepare(recorder, self, qos);
+    }
+
+    /** How many messages of enable itself are printed. */
+    long printed() {
+        enable();
+        const Messages all = logged();
+        return std::ranges::count(all, FUNCTION, &Message::function);
+    }
+};
+
+TEST_P(EnableGate, IsOpenByDefault) {
+    EXPECT_EQ(printed(), 1);
+}
+
+TEST_P(EnableGate, IsClosedForEveryCategoryOfTheWorker) {
+    NUVLog_storeMask(&DDSLog_g_instrumentationMask, 0);
+    for (const NUV_UINT32 level :
+         {NUV_LOG_LEVEL_ERROR, NUV_LOG_LEVEL_WARNING, NUV_LOG_LEVEL_LOCAL}) {
+        NUVLog_storeMask(&NUVLog_g_categoryMask[level], ~0u);
+    }
+    EXPECT_EQ(printed(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    For, EnableGate,
+    testing::Values(Occasion{"NoLocatorForUserTraffic",
+                             [](auto &, auto &self, auto &) {
+                                 self._cachedDefaultUnicastLocator.count = 0;
+                             }},
+                    Occasion{"NoLocatorForDiscoveryTraffic",
+                             [](auto &, auto &self, auto &) {
+                                 self._cachedMetatrafficUnicastLocator.count = 0;
+                                 self._cachedMetatrafficMulticastLocator.count = 0;
+                             }},
+                    Occasion{"NoTransportInfoWanted",
+                             [](auto &, auto &, auto &qos) {
+                                 qos.resource_limits.transport_info_list_max_length = 0;
+                             }},
+                    Occasion{"NoMemory", failing("NUVOsapiHeap_reallocateMemoryInternal")},
+                    Occasion{"NoTransports", failing("NUVNetioConfigurator_getTransportInfo")},
+                    Occasion{"NotEnabled", failing("PRESParticipant_enable")}),
+    [](const auto &occasion) { return std::string(occasion.param.name); });
+
 // ---- locators that are missing
 
 TEST_F(Enable, WarnsOfNoLocatorForUserTraffic) {
     self._cachedDefaultUnicastLocator.count = 0;
     EXPECT_EQ(enable(), DDS_RETCODE_OK);
     EXPECT_TRUE(isEnabled());
-    ASSERT_FALSE(logged().empty());
+    ASSERT_EQ(logged().size(), 4u);
     EXPECT_EQ(logged()[0], NO_DEFAULT_LOCATOR);
-    EXPECT_NE(logged()[1], NO_DISCOVERY_LOCATOR);
+    EXPECT_EQ(logged()[1].function, LOG_PEERS);
 }
 
 TEST_F(Enable, WarnsOfNoLocatorForDiscoveryTraffic) {
@@ -229,14 +330,14 @@ TEST_F(Enable, WarnsOfBothAndStillEnables) {
 TEST_F(Enable, DoesNotWarnWhileDiscoveryHasUnicastLocators) {
     self._cachedMetatrafficMulticastLocator.count = 0;
     EXPECT_EQ(enable(), DDS_RETCODE_OK);
-    EXPECT_EQ(logged().size(), 3u);
+    ASSERT_EQ(logged().size(), 3u);
     EXPECT_EQ(logged()[0].function, LOG_PEERS);
 }
 
 TEST_F(Enable, DoesNotWarnWhileDiscoveryHasMulticastLocators) {
     self._cachedMetatrafficUnicastLocator.count = 0;
     EXPECT_EQ(enable(), DDS_RETCODE_OK);
-    EXPECT_EQ(logged().size(), 3u);
+    ASSERT_EQ(logged().size(), 3u);
     EXPECT_EQ(logged()[0].function, LOG_PEERS);
 }
 

@@ -108,9 +108,10 @@ TEST_F(Shutdown, LeavesTheRecordAloneWhenAStepFails) {
     recorder.fail("PRESParticipant_hasTopic", {.result = 1});
     recorder.fail("PRESParticipant_preShutdownWakeup");
     recorder.fail("PRESParticipant_shutdown");
-    DDS_DomainParticipantPresentation_checkShutdownPrecondition(&self, worker);
-    DDS_DomainParticipantPresentation_wakeup(&self, worker);
-    DDS_DomainParticipantPresentation_prefinalize(&self, worker);
+    EXPECT_EQ(DDS_DomainParticipantPresentation_checkShutdownPrecondition(&self, worker),
+              DDS_RETCODE_PRECONDITION_NOT_MET);
+    EXPECT_EQ(DDS_DomainParticipantPresentation_wakeup(&self, worker), DDS_RETCODE_ERROR);
+    EXPECT_EQ(DDS_DomainParticipantPresentation_prefinalize(&self, worker), DDS_RETCODE_ERROR);
     EXPECT_EQ(std::memcmp(&before, &self, sizeof self), 0);
 }
 
@@ -131,23 +132,38 @@ TEST_F(Shutdown, DeletesTheParticipantAndThenFinalizesThePolicies) {
     EXPECT_EQ(log.messages(), Messages());
 }
 
-TEST_F(Shutdown, ForgetsTheParticipantBeforeItFinalizesThePolicies) {
-    const PRESParticipant *seen = self.participant;
+TEST_F(Shutdown, ForgetsTheParticipantBeforeItFinalizesThePoliciesAndTheRestAfterwards) {
+    DDS_DomainParticipantPresentation before;
+    int finalized = 0;
+    self._domainId = 42;
+    std::memset(&self._entityFinalizeListener, 0xA5, sizeof self._entityFinalizeListener);
+    std::memcpy(&before, &self, sizeof self);
+    before.participant = nullptr;
+    // Each policy is left as it is until it has been looked at.
+    const auto look = [&](auto *policy, auto finalizePolicy) {
+        ++finalized;
+        EXPECT_EQ(std::memcmp(&before, &self, sizeof self), 0) << finalized;
+        auto kept = *policy;
+        finalizePolicy(&kept);
+    };
     recorder.replace("DDS_TransportUnicastQosPolicy_finalize",
                      [&](DDS_TransportUnicastQosPolicy *policy) {
-                         seen = self.participant;
-                         DDS_TransportUnicastQosPolicy_finalize(policy);
+                         look(policy, DDS_TransportUnicastQosPolicy_finalize);
+                     });
+    recorder.replace("DDS_DiscoveryQosPolicy_finalize", [&](DDS_DiscoveryQosPolicy *policy) {
+        look(policy, DDS_DiscoveryQosPolicy_finalize);
+    });
+    recorder.replace("DDS_TransportMulticastMappingQosPolicy_finalize",
+                     [&](DDS_TransportMulticastMappingQosPolicy *policy) {
+                         look(policy, DDS_TransportMulticastMappingQosPolicy_finalize);
                      });
     finalize();
-    EXPECT_EQ(seen, nullptr);
-    recorder.restore("DDS_TransportUnicastQosPolicy_finalize");
-}
-
-TEST_F(Shutdown, ClearsTheWholeRecord) {
-    self._entityFinalizeListener.onBeforeTopicFinalizeParam = this;
-    self._reserveMetaUnicast._entryportWR[15]._index = 1;
-    finalize();
-    EXPECT_TRUE(isZero(self));
+    EXPECT_EQ(finalized, 3);
+    for (const char *function :
+         {"DDS_TransportUnicastQosPolicy_finalize", "DDS_DiscoveryQosPolicy_finalize",
+          "DDS_TransportMulticastMappingQosPolicy_finalize"}) {
+        recorder.restore(function);
+    }
 }
 
 TEST_F(Shutdown, LeavesIndexZeroInTheEntryportReferences) {
@@ -210,12 +226,60 @@ TEST_F(Shutdown, MayBeFinalizedTwice) {
     EXPECT_TRUE(isZero(self));
 }
 
-TEST_F(Shutdown, ReasonThatNobodySetIsSuccess) {
-    recorder.replace("PRESParticipant_shutdown",
-                     [](PRESParticipant *, int *, REDAWorker *) { return 0; });
-    EXPECT_EQ(DDS_DomainParticipantPresentation_prefinalize(&self, worker), DDS_RETCODE_OK);
+// ---- what the three steps make of the presentation layer's answer
+
+/** A step and the call that it stands for. */
+struct Step {
+    const char *name;
+    const char *call;
+    DDS_ReturnCode_t (*run)(DDS_DomainParticipantPresentation *, REDAWorker *);
+};
+
+class ShutdownStep : public Shutdown, public testing::WithParamInterface<Step> {
+protected:
+    /** Has the call answer this without a reason, and nothing else happen. */
+    DDS_ReturnCode_t runWithAnswer(int answer) {
+        record.participant = reinterpret_cast<PRESParticipant *>(&place);
+        recorder.replace(GetParam().call,
+                         [answer](PRESParticipant *, int *, REDAWorker *) { return answer; });
+        const DDS_ReturnCode_t result = GetParam().run(&record, worker);
+        recorder.restore(GetParam().call);
+        return result;
+    }
+
+    char place = 0;
+    DDS_DomainParticipantPresentation record{};
+};
+
+TEST_P(ShutdownStep, TakesAnyNonZeroAnswerForSuccess) {
+    for (const int answer : {2, -1, 256}) {
+        EXPECT_EQ(runWithAnswer(answer), DDS_RETCODE_OK) << answer;
+    }
+    EXPECT_EQ(log.messages(), Messages());
+}
+
+TEST_P(ShutdownStep, TakesAReasonThatNobodySetForSuccess) {
+    EXPECT_EQ(runWithAnswer(0), DDS_RETCODE_OK);
     EXPECT_EQ(log.messages().size(), 1u);
-    recorder.restore("PRESParticipant_shutdown");
+    EXPECT_NE(record.participant, nullptr) << "it still exists";
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, ShutdownStep,
+                         testing::Values(Step{"Wakeup", "PRESParticipant_preShutdownWakeup",
+                                              DDS_DomainParticipantPresentation_wakeup},
+                                         Step{"Prefinalize", "PRESParticipant_shutdown",
+                                              DDS_DomainParticipantPresentation_prefinalize},
+                                         Step{"Finalize", "PRESParticipant_delete",
+                                              DDS_DomainParticipantPresentation_finalize}),
+                         [](const auto &step) { return std::string(step.param.name); });
+
+TEST_F(Shutdown, IsRefusedForAnyNonZeroAnswerAboutTopics) {
+    for (const int answer : {2, -1, 256}) {
+        recorder.fail("PRESParticipant_hasTopic", {.result = answer});
+        EXPECT_EQ(DDS_DomainParticipantPresentation_checkShutdownPrecondition(&self, worker),
+                  DDS_RETCODE_PRECONDITION_NOT_MET)
+            << answer;
+    }
 }
 
 // ---- without a record or a participant
@@ -240,6 +304,16 @@ TEST_F(NothingToShutDown, IsFineForANullParticipant) {
     EXPECT_EQ(DDS_DomainParticipantPresentation_prefinalize(&self, worker), DDS_RETCODE_OK);
     EXPECT_EQ(calls.text(), "");
     EXPECT_EQ(log.messages(), Messages());
+}
+
+TEST_F(NothingToShutDown, ClearsEveryByteOfTheRecord) {
+    std::memset(&self, 0xA5, sizeof self);
+    self.participant = nullptr;
+    DDS_TransportUnicastQosPolicy_initialize(&self._cachedTransportUnicastPolicy);
+    DDS_DiscoveryQosPolicy_initialize(&self.cachedDiscoveryPolicy);
+    DDS_TransportMulticastMappingQosPolicy_initialize(&self._cachedTransportMulticastMappingPolicy);
+    EXPECT_EQ(DDS_DomainParticipantPresentation_finalize(&self, worker), DDS_RETCODE_OK);
+    EXPECT_TRUE(isZero(self));
 }
 
 TEST_F(NothingToShutDown, ClearsARecordWithoutAParticipant) {
