@@ -22,7 +22,7 @@
 
 namespace support {
 
-/** The property has its defaults, whatever buffers it was lent. */
+/** The whole property has its defaults, whatever buffer for partitions it was lent. */
 void expectDefault(const PRESParticipantProperty &property);
 
 /** Forbids every message of the module, except this level for what the worker does. */

@@ -231,6 +231,21 @@ TEST_F(GetQos, ReturnsPartitionsOf255Characters) {
     EXPECT_TRUE(DDS_PartitionQosPolicy_is_equal(&out.partition, &qos.partition));
 }
 
+TEST_F(GetQos, ReturnsEmptyNamesAsSuch) {
+    ASSERT_TRUE(DDS_String_replace(&qos.participant_name.name, ""));
+    start();
+    EXPECT_EQ(get(), DDS_RETCODE_OK);
+    EXPECT_STREQ(out.participant_name.name, "");
+    EXPECT_EQ(out.participant_name.role_name, nullptr);
+}
+
+TEST_F(GetQos, ReturnsALoneEmptyPartitionAsNone) {
+    ASSERT_TRUE(DDS_StringSeq_append(&qos.partition.name, ""));
+    start();
+    EXPECT_EQ(get(), DDS_RETCODE_OK);
+    EXPECT_EQ(out.partition.name._length, 0);
+}
+
 TEST_F(GetQos, ReturnsThePoliciesThatTheRecordKeepsAndNoOthers) {
     start();
     fill();

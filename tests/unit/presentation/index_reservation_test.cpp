@@ -172,6 +172,7 @@ TEST_F(IndexReservation, ReservesOnlyTheFirstMulticastLocatorOfEachKind) {
     self._cachedReservedPortMask = DDS_RTPS_RESERVED_PORT_MASK_ALL;
     EXPECT_EQ(reserve(0), DDS_RETCODE_OK);
     const Texts all = held();
+    ASSERT_EQ(all.size(), 6u);
     EXPECT_EQ(Texts(all.begin(), all.begin() + 2),
               Texts({"udpv4://239.255.0.4:8650", "udpv4://239.255.0.4:8651"}));
     EXPECT_EQ(self._cachedMetatrafficMulticastLocator.count, 4);
@@ -254,6 +255,19 @@ TEST_F(IndexReservation, SaysSoForEachIndexThatItPassesOver) {
     EXPECT_EQ(reserve(-1), DDS_RETCODE_OK);
     EXPECT_EQ(index, 3);
     EXPECT_EQ(log.messages(), Messages({NEXT_PORT, NEXT_PORT, NEXT_PORT, reservedMessage(3, 5)}));
+}
+
+TEST_F(IndexReservation, SaysSoOnlyAfterThePortsOfThatIndexWereGivenBack) {
+    takenPorts = {8661};
+    Messages atRelease = {NEXT_PORT};
+    recorder.replace("COMMENDFacade.removeEntryport",
+                     [&](COMMENDFacade *, REDAWeakReference *, REDAWorker *) -> int {
+                         atRelease = log.messages();
+                         return 1;
+                     });
+    EXPECT_EQ(reserve(-1), DDS_RETCODE_OK);
+    EXPECT_EQ(recorder.count("COMMENDFacade.removeEntryport"), 2);
+    EXPECT_EQ(atRelease, Messages());
 }
 
 TEST_F(IndexReservation, SearchesUpToTheHighestIndex) {

@@ -123,14 +123,23 @@ TEST_F(InitializeFailure, MismatchLoggingThatIsNoBooleanStopsWithOkAndLeavesTheP
     EXPECT_EQ(before->change(), PROPERTY_LIST);
 }
 
-TEST_F(InitializeFailure, BooleansWithoutAValueAreRefusedToo) {
-    setProperty(MISMATCH, nullptr);
-    before.emplace();
+TEST_F(InitializeFailure, AlignmentWithoutAValueIsRefusedToo) {
+    setProperty(ALIGNMENT, nullptr);
     expectStopWithOk();
-    ASSERT_EQ(log.messages().size(), 1u);
-    EXPECT_EQ(log.messages()[0].body,
-              "expected boolean value for property "
-              "dds.participant.discovery_config.log_discovery_mismatch, got (null)");
+    EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,
+                                         .name = "NUV_LOG_INVALID_s",
+                                         .text = std::string("invalid: ") + ALIGNMENT}}));
+}
+
+TEST_F(InitializeFailure, MismatchLoggingWithoutAValueIsRefusedToo) {
+    setProperty(MISMATCH, nullptr);
+    expectStopWithOk();
+    const std::string body = "expected boolean value for property "
+                             "dds.participant.discovery_config.log_discovery_mismatch, got (null)";
+    EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,
+                                         .name = "NUV_LOG_FAILED_TO_CONVERT_TEMPLATE",
+                                         .body = body,
+                                         .text = "failed to convert: " + body}}));
 }
 
 TEST_F(InitializeFailure, OutOfMemoryForTrackedPortsStopsWithOkAndLeavesThePropertyList) {

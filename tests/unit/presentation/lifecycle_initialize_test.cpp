@@ -278,6 +278,30 @@ TEST_F(Initialize, ReadsALocatorListSizeThatIsNoNumberAsZero) {
     EXPECT_NE(self.participant, nullptr);
 }
 
+struct Number {
+    const char *name;
+    const char *text;
+    int value;
+};
+
+class ListSizeText : public Initialize, public testing::WithParamInterface<Number> {};
+
+TEST_P(ListSizeText, IsReadAsFarAsItIsANumber) {
+    setProperty(MAX_LOCATOR_LIST_SIZE, GetParam().text);
+    EXPECT_EQ(initialize(), DDS_RETCODE_OK);
+    EXPECT_EQ(self._maxLocatorListSize, GetParam().value);
+    EXPECT_NE(self.participant, nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, ListSizeText,
+    testing::Values(Number{"BlanksBefore", " \t7", 7}, Number{"BlanksBehind", "7 ", 7},
+                    Number{"WordsBehind", "7 locators", 7}, Number{"LettersBehind", "7a", 7},
+                    Number{"Fraction", "7.9", 7}, Number{"PlusSign", "+7", 7},
+                    Number{"LeadingZero", "010", 10}, Number{"Hexadecimal", "0x10", 0},
+                    Number{"Nothing", "", 0}, Number{"MinusZero", "-0", 0}),
+    [](const auto &number) { return std::string(number.param.name); });
+
 TEST_F(Initialize, KeepsTheDefaultListSizeForAPropertyWithoutAValue) {
     setProperty(MAX_LOCATOR_LIST_SIZE, nullptr);
     EXPECT_EQ(initialize(), DDS_RETCODE_OK);
@@ -313,6 +337,22 @@ TEST_F(Initialize, DisablesReachabilityForNanosecondsOfAllBits) {
     EXPECT_EQ(self._isLocatorReachabilityDisabled, 1);
 }
 
+class FiniteLease : public Initialize, public testing::WithParamInterface<DDS_Duration_t> {};
+
+TEST_P(FiniteLease, LeavesReachabilityOn) {
+    qos.discovery_config.locator_reachability_lease_duration = GetParam();
+    ASSERT_EQ(initialize(), DDS_RETCODE_OK);
+    EXPECT_EQ(self._isLocatorReachabilityDisabled, 0);
+}
+
+// Beside each of the values that mean infinity, and between them.
+INSTANTIATE_TEST_SUITE_P(NextToInfinity, FiniteLease,
+                         testing::Values(DDS_Duration_t{DDS_DURATION_INFINITE_SEC - 1, 0},
+                                         DDS_Duration_t{-1, 0},
+                                         DDS_Duration_t{10, DDS_DURATION_INFINITE_NSEC - 1},
+                                         DDS_Duration_t{10, DDS_DURATION_INFINITE_NSEC + 1},
+                                         DDS_Duration_t{10, 0xFFFFFFFEu}));
+
 TEST_F(Initialize, HandsAnInfiniteLeaseOn) {
     qos.discovery_config.locator_reachability_lease_duration = DDS_DURATION_INFINITE;
     keepProperty();
@@ -324,19 +364,31 @@ TEST_F(Initialize, HandsAnInfiniteLeaseOn) {
 // ---- the property
 
 TEST_F(Initialize, StartsFromTheDefaultProperty) {
+    const PRESParticipantProperty *property = nullptr;
+    bool isDefault = false;
+    recorder.onBlock("struct PRESParticipantProperty", [&](void *block, const std::string &) {
+        std::memset(block, 0xA5, sizeof *property);
+        property = static_cast<const PRESParticipantProperty *>(block);
+    });
+    recorder.replace("DDS_Duration_to_ntp_time", [&](const DDS_Duration_t *, NUVNtpTime *) {
+        isDefault = std::memcmp(property, &PARTICIPANT_PROPERTY_DEFAULT, sizeof *property) == 0;
+    });
+    ASSERT_EQ(initialize(), DDS_RETCODE_OK);
+    EXPECT_TRUE(isDefault) << "before anything is set in it";
+}
+
+TEST_F(Initialize, LeavesInThePropertyWhatNothingSets) {
     keepProperty();
     ASSERT_EQ(initialize(), DDS_RETCODE_OK);
-
     const COMMENDFacadeProperty &facade = given->property.facadeProperty.parent;
     const COMMENDFacadeProperty &usual = PARTICIPANT_PROPERTY_DEFAULT.facadeProperty.parent;
-    EXPECT_EQ(facade.interpreter.enforceSubmessageAlignment,
-              usual.interpreter.enforceSubmessageAlignment);
-    EXPECT_EQ(facade.interpreter.logParticipantDiscoveryMismatch,
-              usual.interpreter.logParticipantDiscoveryMismatch);
+    EXPECT_EQ(std::memcmp(&facade.interpreter, &usual.interpreter, sizeof usual.interpreter), 0);
     EXPECT_EQ(facade.jobDispatcher.executionThreadDestructionTimeout,
               usual.jobDispatcher.executionThreadDestructionTimeout);
-    EXPECT_EQ(NUVNtpTime_compare(&facade.sender.sendTimeBasedLoggingThreshold,
-                                 &usual.sender.sendTimeBasedLoggingThreshold),
+    EXPECT_EQ(std::memcmp(&facade.sender, &usual.sender, sizeof usual.sender), 0);
+    EXPECT_EQ(std::memcmp(&facade.receiver, &usual.receiver, sizeof usual.receiver), 0);
+    EXPECT_EQ(NUVNtpTime_compare(&given->property.authenticationTimeThreshold,
+                                 &PARTICIPANT_PROPERTY_DEFAULT.authenticationTimeThreshold),
               0);
     EXPECT_EQ(given->trackedPorts, std::nullopt);
 }

@@ -1,5 +1,9 @@
 // The lines that describe peers, locators and their changes.
+#include <algorithm>
+#include <set>
+
 #include "dds_c/dds_c_string.h"
+#include "osapi/osapi_utility.h"
 #include "support/scripted_presentation.h"
 
 using namespace support;
@@ -42,6 +46,18 @@ const Message META_MULTICAST_LINE =
     line("Participant with metatraffic multicast locators udpv4://239.255.0.1:7400.\n");
 const Message DEFAULT_UNICAST_LINE =
     line("Participant with default unicast locators udpv4://192.0.2.1:7411.\n");
+
+/** Leaves no zero where the next call will have its frame. */
+[[gnu::noinline]] void dirtyTheStack() {
+    volatile char dirt[8192];
+    for (volatile char &one : dirt) {
+        one = '\x5A';
+    }
+}
+
+bool isZeroFilled(const char *buffer, size_t size) {
+    return std::all_of(buffer, buffer + size, [](char one) { return one == 0; });
+}
 
 // ---- peers and locators
 
@@ -114,6 +130,7 @@ TEST_F(LoggingLocators, JoinsPeersWithACommaAndNoBlank) {
     addPeer("A");
     addPeer("B");
     EXPECT_EQ(logLines(), 1);
+    ASSERT_FALSE(log.messages().empty());
     EXPECT_EQ(log.messages()[0], peersLine("A,B"));
 }
 
@@ -126,6 +143,7 @@ TEST_F(LoggingLocators, PrintsNoPeersLineWithoutPeers) {
 TEST_F(LoggingLocators, PrintsAnEmptyPeerAsNothing) {
     addPeer("");
     EXPECT_EQ(logLines(), 1);
+    ASSERT_FALSE(log.messages().empty());
     EXPECT_EQ(log.messages()[0], peersLine(""));
 }
 
@@ -134,12 +152,14 @@ TEST_F(LoggingLocators, KeepsTheSeparatorOfAnEmptyPeerInTheMiddle) {
     addPeer("");
     addPeer("B");
     EXPECT_EQ(logLines(), 1);
+    ASSERT_FALSE(log.messages().empty());
     EXPECT_EQ(log.messages()[0], peersLine("A,,B"));
 }
 
 TEST_F(LoggingLocators, PrintsAPeerOf210CharactersWhole) {
     addPeer(std::string(209, 'p') + 'q');
     EXPECT_EQ(logLines(), 1);
+    ASSERT_FALSE(log.messages().empty());
     EXPECT_EQ(log.messages()[0], peersLine(std::string(209, 'p') + 'q'));
 }
 
@@ -147,6 +167,7 @@ TEST_F(LoggingLocators, CutsAPeerOf211Characters) {
     addPeer(std::string(210, 'p') + 'q');
     addPeer("B");
     EXPECT_EQ(logLines(), 1);
+    ASSERT_FALSE(log.messages().empty());
     EXPECT_EQ(log.messages()[0], peersLine(std::string(210, 'p') + ",B"));
 }
 
@@ -285,6 +306,48 @@ TEST_F(LoggingLocators, AsksForTheLocalStatusBitOfTheVerbosityOnly) {
     EXPECT_EQ(log.messages(), Messages());
 }
 
+TEST_F(LoggingLocators, AreOpenedByOneBitOfTheVerbosityAlone) {
+    for (int bit = 0; bit < 32; ++bit) {
+        const NUV_UINT32 verbosity = 1u << bit;
+        recorder.replace(
+            "KOLS_Config_Logger_get_verbosity",
+            [verbosity](KOLS_Config_Logger *) -> KOLS_Config_LogVerbosity { return verbosity; });
+        log.clear();
+        EXPECT_EQ(logLines(), 1);
+        EXPECT_EQ(log.messages().size(), verbosity == NUV_LOG_LEVEL_LOCAL ? 3u : 0u) << bit;
+    }
+}
+
+TEST_F(LoggingLocators, JoinPeersInABufferOfZeroes) {
+    addPeer("A");
+    dirtyTheStack();
+    bool isZeroed = false;
+    recorder.replace("NUVOsapiUtility_strncat",
+                     [&](char *buffer, size_t size, const char *, size_t) -> char * {
+                         isZeroed = isZeroFilled(buffer, size + 1);
+                         return nullptr;
+                     });
+    EXPECT_EQ(logLines(), 0);
+    EXPECT_TRUE(isZeroed);
+}
+
+TEST_F(LoggingLocators, WriteEachListOverThePeersInTheSameBuffer) {
+    addPeer("A");
+    std::set<const char *> buffers;
+    recorder.replace("PRESLocatorQosPolicy_toString",
+                     [&](const PRESLocatorQosPolicy *list, char *buffer, NUV_INT32 size) -> int {
+                         buffers.insert(buffer);
+                         return PRESLocatorQosPolicy_toString(list, buffer, size);
+                     });
+    recorder.replace("NUVOsapiUtility_strncat",
+                     [&](char *buffer, size_t size, const char *text, size_t count) -> char * {
+                         buffers.insert(buffer);
+                         return NUVOsapiUtility_strncat(buffer, size, text, count);
+                     });
+    EXPECT_EQ(logLines(), 1);
+    EXPECT_EQ(buffers.size(), 1u);
+}
+
 TEST_F(LoggingLocators, ReportsANullRecordBeforeANullWorker) {
     NUVLog_g_preconditionDetected = 0;
     NUVLog_g_detectPrecondition = 1;
@@ -391,30 +454,59 @@ TEST_F(LoggingChange, IsSilentWhenTheNewListHasNoText) {
     EXPECT_EQ(log.messages(), Messages());
 }
 
-TEST_F(LoggingChange, ReportsANullOldListFirst) {
-    DDS_DomainParticipantPresentation_log_locator_change(nullptr, nullptr, nullptr, nullptr);
-    EXPECT_EQ(log.messages(), Messages({precondition(CHANGE, "locatorList1")}));
+TEST_F(LoggingChange, WritesTheListsIntoTwoBuffersOfZeroes) {
+    std::set<const char *> zeroed;
+    recorder.replace("PRESLocatorQosPolicy_toString",
+                     [&](const PRESLocatorQosPolicy *, char *buffer, NUV_INT32 size) -> int {
+                         if (isZeroFilled(buffer, static_cast<size_t>(size))) {
+                             zeroed.insert(buffer);
+                         }
+                         return 1;
+                     });
+    dirtyTheStack();
+    logChange(&before, &after, "Default unicast");
+    EXPECT_EQ(zeroed.size(), 2u);
 }
 
-TEST_F(LoggingChange, ReportsANullNewListSecond) {
-    DDS_DomainParticipantPresentation_log_locator_change(&before, nullptr, nullptr, nullptr);
-    EXPECT_EQ(log.messages(), Messages({precondition(CHANGE, "locatorList2")}));
-}
+/** The first of its arguments that is null. */
+struct Missing {
+    const char *name;
+    int given; ///< how many arguments come before it
+};
 
-TEST_F(LoggingChange, ReportsANullDescriptionThird) {
-    DDS_DomainParticipantPresentation_log_locator_change(&before, &after, nullptr, nullptr);
-    EXPECT_EQ(log.messages(), Messages({precondition(CHANGE, "locatorDescription")}));
-}
+class LoggingChangePrecondition : public LoggingChange,
+                                  public testing::WithParamInterface<Missing> {
+protected:
+    /** That one is null, and so are those after it. */
+    void violate() {
+        const int given = GetParam().given;
+        DDS_DomainParticipantPresentation_log_locator_change(
+            given > 0 ? &before : nullptr, given > 1 ? &after : nullptr,
+            given > 2 ? "Default unicast" : nullptr, nullptr);
+    }
+};
 
-TEST_F(LoggingChange, ReportsANullWorkerLast) {
+TEST_P(LoggingChangePrecondition, IsReportedAndEndsTheOperation) {
     NUVLog_g_preconditionDetected = 0;
     NUVLog_g_detectPrecondition = 1;
-    DDS_DomainParticipantPresentation_log_locator_change(&before, &after, "Default unicast",
-                                                         nullptr);
-    EXPECT_EQ(log.messages(), Messages({precondition(CHANGE, "worker")}));
+    violate();
+    EXPECT_EQ(log.messages(), Messages({precondition(CHANGE, GetParam().name)}));
     EXPECT_EQ(NUVLog_g_preconditionDetected, 1);
     EXPECT_EQ(recorder.count("NUVLog_onAssertBreakpoint"), 1);
     EXPECT_EQ(recorder.count("PRESLocatorQosPolicy_toString"), 0);
 }
+
+TEST_P(LoggingChangePrecondition, IsNotNotedWhenDetectionIsOff) {
+    NUVLog_g_preconditionDetected = 0;
+    NUVLog_g_detectPrecondition = 0;
+    violate();
+    EXPECT_EQ(NUVLog_g_preconditionDetected, 0);
+    EXPECT_EQ(recorder.count("NUVLog_onAssertBreakpoint"), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, LoggingChangePrecondition,
+                         testing::Values(Missing{"locatorList1", 0}, Missing{"locatorList2", 1},
+                                         Missing{"locatorDescription", 2}, Missing{"worker", 3}),
+                         [](const auto &missing) { return std::string(missing.param.name); });
 
 } // namespace

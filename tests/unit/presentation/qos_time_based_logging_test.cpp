@@ -203,6 +203,12 @@ TEST_F(TimeBasedLogging, TakesAnyTextForTrackedPorts) {
     EXPECT_STREQ(receiver().processMessageTimeBasedLoggingExplicitPorts, "all of them");
 }
 
+TEST_F(TimeBasedLogging, CopiesEmptyTrackedPortsToo) {
+    setProperty(PORTS, "");
+    EXPECT_EQ(configure(), 1);
+    EXPECT_STREQ(receiver().processMessageTimeBasedLoggingExplicitPorts, "");
+}
+
 TEST_F(TimeBasedLogging, FailsWithoutMemoryForTheTrackedPorts) {
     setProperty(EA, "2");
     setProperty(PORTS, "7410");

@@ -155,6 +155,32 @@ TEST_F(SetQos, TakesNames) {
     expectTaken();
 }
 
+TEST_F(SetQos, TakesEmptyNames) {
+    start();
+    ASSERT_TRUE(DDS_String_replace(&qos.participant_name.name, ""));
+    ASSERT_TRUE(DDS_String_replace(&qos.participant_name.role_name, ""));
+    expectTaken();
+    EXPECT_STREQ(out.participant_name.name, "");
+    EXPECT_STREQ(out.participant_name.role_name, "");
+}
+
+TEST_F(SetQos, TakesALoneEmptyPartitionForNone) {
+    ASSERT_TRUE(DDS_StringSeq_append(&qos.partition.name, "one"));
+    start();
+    DDS_StringSeq_finalize(&qos.partition.name);
+    ASSERT_TRUE(DDS_StringSeq_append(&qos.partition.name, ""));
+    EXPECT_EQ(set(), DDS_RETCODE_OK);
+    EXPECT_EQ(get(), DDS_RETCODE_OK);
+    EXPECT_EQ(out.partition.name._length, 0);
+}
+
+TEST_F(SetQos, TakesAnEmptyPartitionBesideOthers) {
+    start();
+    ASSERT_TRUE(DDS_StringSeq_append(&qos.partition.name, "one"));
+    ASSERT_TRUE(DDS_StringSeq_append(&qos.partition.name, ""));
+    expectTaken();
+}
+
 TEST_F(SetQos, TakesTheDiscoveryConfiguration) {
     start();
     qos.discovery_config.locator_reachability_lease_duration = {5, 250000000};
@@ -294,6 +320,37 @@ TEST_F(SetQosFixed, TransportOfAUnicastSettingIsNotChanged) {
     start();
     ASSERT_TRUE(
         DDS_String_replace(&qos.default_unicast.value._buffer[0].transports._buffer[0], "udpv6"));
+    expectUnicastRefused();
+}
+
+class SetQosLaterSetting : public SetQosFixed {
+protected:
+    void SetUp() override {
+        SetQosFixed::SetUp();
+        addUnicastSetting("udpv4", 7777);
+        addUnicastSetting("udpv4", 7778);
+        addUnicastSetting("udpv4", 7779);
+        start();
+    }
+};
+
+TEST_F(SetQosLaterSetting, IsTakenAsItIs) {
+    expectTaken();
+}
+
+TEST_F(SetQosLaterSetting, PortIsNotChanged) {
+    qos.default_unicast.value._buffer[2].receive_port = 7780;
+    expectUnicastRefused();
+}
+
+TEST_F(SetQosLaterSetting, TransportIsNotChanged) {
+    ASSERT_TRUE(
+        DDS_String_replace(&qos.default_unicast.value._buffer[2].transports._buffer[0], "udpv6"));
+    expectUnicastRefused();
+}
+
+TEST_F(SetQosLaterSetting, IsNotRemoved) {
+    ASSERT_TRUE(DDS_TransportUnicastSettingsSeq_ensure_length(&qos.default_unicast.value, 2, 2));
     expectUnicastRefused();
 }
 

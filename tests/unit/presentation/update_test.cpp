@@ -182,6 +182,21 @@ TEST_F(Update, ComputesForTheIndexThatItIsGiven) {
               "{udpv4://192.0.2.1:8674, udpv4://192.0.2.2:8674}");
 }
 
+TEST_F(Update, HandsANegativeIndexOnAsItIs) {
+    Recording calls(recorder,
+                    only({"DDS_TransportUnicastQosPolicy_*", "DDS_DiscoveryQosPolicy_*"}));
+    EXPECT_EQ(update(-2), DDS_RETCODE_OK);
+    EXPECT_EQ(calls.text(),
+              lines({
+                  "DDS_TransportUnicastQosPolicy_to_default_locators(default_unicast, &locators, "
+                  "16, 5, -2, ports, &aliases, configurator, 0, worker)",
+                  "DDS_DiscoveryQosPolicy_to_unicast_locators(discovery, &locators, &aliases, "
+                  "ports, 16, 5, -2, configurator, worker)",
+                  "DDS_DiscoveryQosPolicy_to_multicast_locators(discovery, &locators, &aliases, "
+                  "ports, 1, 5, configurator, worker)",
+              }));
+}
+
 TEST_F(Update, StartsTheSettingUpFromADefaultPropertyAndAnEmptyQos) {
     std::optional<PRESParticipantProperty> given;
     bool isQosEmpty = false;
@@ -302,6 +317,59 @@ TEST_F(Update, ChangesNothingElseInTheRecord) {
     record._reserveEntryportMetaMulticastWR = self._reserveEntryportMetaMulticastWR;
     EXPECT_EQ(std::memcmp(&record, &self, sizeof self), 0);
 }
+
+TEST_F(Update, LeavesTheFlagOfReservedPortsAlone) {
+    for (const int flag : {0, 7}) {
+        self._entryportsReserved = flag;
+        EXPECT_EQ(update(), DDS_RETCODE_OK);
+        EXPECT_EQ(self._entryportsReserved, flag);
+    }
+}
+
+TEST_F(Update, TakesTheNewSetsOverWholly) {
+    // Each reservation fills the rest of its set, too, so that it can be seen where that goes.
+    const auto fillRest = [](REDAWeakReference *out, NUV_UINT32 first) {
+        for (NUV_UINT32 i = 0; i < 16; ++i) {
+            out[i] = someReference(first + i);
+        }
+    };
+    recorder.replace("COMMENDFacade.addEntryport",
+                     [&](COMMENDFacade *, REDAWeakReference *out, const NUVNetioLocatorInfo *info,
+                         REDAWorker *) -> int {
+                         const std::string kind = info->aliasList.aliases;
+                         if (kind == "multicast") {
+                             *out = someReference(300);
+                         } else {
+                             fillRest(out, kind == "user" ? 100 : 200);
+                         }
+                         return 1;
+                     });
+    userAddresses = {"198.51.100.9"};
+    metaAddresses = {"192.0.2.9"};
+    EXPECT_EQ(update(), DDS_RETCODE_OK);
+    ASSERT_EQ(self._reserveUserUnicast._count, 1);
+    ASSERT_EQ(self._reserveMetaUnicast._count, 1);
+    for (NUV_UINT32 i = 0; i < 16; ++i) {
+        EXPECT_EQ(self._reserveUserUnicast._entryportWR[i]._index, 100 + i);
+        EXPECT_EQ(self._reserveMetaUnicast._entryportWR[i]._index, 200 + i);
+    }
+}
+
+class UpdateMask : public Update, public testing::WithParamInterface<int> {};
+
+TEST_P(UpdateMask, DoesNotMatter) {
+    self._cachedReservedPortMask = GetParam();
+    userAddresses = {"198.51.100.9"};
+    metaAddresses = {"192.0.2.9"};
+    multicastAddresses = {"239.255.0.7"};
+    EXPECT_EQ(update(), DDS_RETCODE_OK);
+    EXPECT_EQ(held(), (Texts{"udpv4://239.255.0.1:8651", "udpv4://198.51.100.9:8667",
+                             "udpv4://192.0.2.9:8666", "udpv4://239.255.0.7:8650"}));
+    EXPECT_EQ(log.messages().size(), 3u);
+    EXPECT_EQ(self._cachedReservedPortMask, GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(OfReservedPorts, UpdateMask, testing::Range(0, 16));
 
 TEST_F(Update, ReservesForAllSixteenLocators) {
     userAddresses.clear();
@@ -441,6 +509,18 @@ TEST_F(Update, LogsAChangeOfTheMetatrafficMulticastList) {
               Messages({changeLine("Metatraffic multicast",
                                    "udpv4://239.255.0.1:8650, udpv4://239.255.0.2:8650",
                                    "udpv4://239.255.0.1:8650, udpv4://239.255.0.3:8650")}));
+}
+
+TEST_F(Update, LogsAChangeForAnyNonZeroComparison) {
+    for (const int difference : {-1, -256, 2}) {
+        recorder.replace("PRESLocatorQosPolicy_compare",
+                         [difference](const PRESLocatorQosPolicy *, const PRESLocatorQosPolicy *) {
+                             return difference;
+                         });
+        log.clear();
+        EXPECT_EQ(update(), DDS_RETCODE_OK);
+        EXPECT_EQ(log.messages().size(), 3u) << difference;
+    }
 }
 
 TEST_F(Update, LogsEachChangeOnce) {
