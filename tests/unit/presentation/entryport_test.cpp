@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "stack.h"
 #include "support/scripted_presentation.h"
 
 using namespace support;
@@ -18,14 +19,6 @@ std::string bytesOf(const void *object, size_t size) {
         text += hex(bytes[i]) + ' ';
     }
     return text;
-}
-
-/** Leaves no zero where the next call will have its frame. */
-[[gnu::noinline]] void dirtyTheStack() {
-    volatile char dirt[4096];
-    for (volatile char &one : dirt) {
-        one = '\x5A';
-    }
 }
 
 /** A locator without a zero byte in its fields, and none but zeroes between them. */

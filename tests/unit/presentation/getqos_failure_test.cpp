@@ -3,6 +3,7 @@
 #include <cstring>
 #include <set>
 
+#include "fault_loop.h"
 #include "support/running_presentation.h"
 
 namespace {
@@ -309,8 +310,6 @@ TEST_F(GetQosFinalizeGate, IsClosedWhenTheCategoryIsWantedAtOtherLevels) {
 
 // ---- everything fails in turn
 
-constexpr int TRIES_MAX = 200;
-
 class GetQosFaults : public GetQosFailure {
 protected:
     struct Outcome {
@@ -365,10 +364,8 @@ TEST_F(GetQosFaults, OfEachAllocationAreAnsweredAsDocumented) {
     const Messages documented[] = {{NO_PROPERTY}, {NO_SETUP},     {NO_UNICAST},
                                    {NO_MAPPING},  {NO_DISCOVERY}, {}};
     std::set<const Messages *> seen;
-    int nth = 0;
-    do {
-        ASSERT_LT(nth, TRIES_MAX);
-        recorder.failAllocation(++nth);
+    failEach(recorder, &Recorder::failAllocation, [&](auto arm) {
+        arm();
         const Outcome outcome = tryOnce();
         const Messages *found =
             std::find(std::begin(documented), std::end(documented), outcome.messages);
@@ -378,7 +375,8 @@ TEST_F(GetQosFaults, OfEachAllocationAreAnsweredAsDocumented) {
         const bool isLoggedOnly = found == &documented[1] || found == &documented[5];
         EXPECT_EQ(outcome.result, isLoggedOnly ? DDS_RETCODE_OK : DDS_RETCODE_ERROR) << failed;
         seen.insert(found);
-    } while (!failed.empty());
+        return failed;
+    });
     EXPECT_EQ(seen.size(), std::size(documented));
     EXPECT_TRUE(isWhole);
 }

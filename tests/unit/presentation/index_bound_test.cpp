@@ -76,6 +76,11 @@ TEST_F(IndexBound, IsRefusedForAParticipantGainBeyondThePortRange) {
                               "(65535 - rtps_well_known_ports.port_base (65000)).")}));
 }
 
+TEST_F(IndexBound, IsNotCorrectedWhenItIsRefused) {
+    ports = {65000, 1, 536, 0, 5000, 0, 5000};
+    EXPECT_EQ(bound(), -1);
+}
+
 TEST_F(IndexBound, IsNotHeldAgainstThePortRangeWhenTheDomainGainIsLarger) {
     ports = {65534, 250, 2, 0, 10, 1, 11};
     EXPECT_EQ(bound(), 119);

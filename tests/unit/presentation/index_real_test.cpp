@@ -1,7 +1,6 @@
 // The search for a participant index with real transports, sockets and facades, on loopback.
 #include <filesystem>
 #include <set>
-#include <tuple>
 #include <utility>
 
 #include <arpa/inet.h>
@@ -10,6 +9,7 @@
 #include <unistd.h>
 
 #include "commend/commend_facade.h"
+#include "fault_loop.h"
 #include "index_messages.h"
 #include "support/describe.h"
 #include "support/presentation_fixture.h"
@@ -20,15 +20,24 @@ namespace {
 
 constexpr const char *MODULE = "DomainParticipantPresentation.cpp";
 
-/** A plain UDP socket on a port of every address; none when the port is taken. */
+/** A plain UDP socket on a port of every address of a family; none when the port is taken. */
 class PlainSocket {
 public:
-    explicit PlainSocket(DDS_Long port) : socket_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_ANY);
-        address.sin_port = htons(static_cast<std::uint16_t>(port));
-        isBound_ = bind(socket_, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
+    explicit PlainSocket(DDS_Long port, int family = AF_INET)
+        : socket_(socket(family, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+        const int on = 1;
+        if (family == AF_INET6) {
+            setsockopt(socket_, IPPROTO_IPV6, IPV6_V6ONLY, &on, sizeof on);
+        }
+        sockaddr_in ipv4{};
+        ipv4.sin_family = AF_INET;
+        ipv4.sin_port = htons(static_cast<std::uint16_t>(port));
+        sockaddr_in6 ipv6{};
+        ipv6.sin6_family = AF_INET6;
+        ipv6.sin6_port = ipv4.sin_port;
+        isBound_ = (family == AF_INET
+                        ? bind(socket_, reinterpret_cast<sockaddr *>(&ipv4), sizeof ipv4)
+                        : bind(socket_, reinterpret_cast<sockaddr *>(&ipv6), sizeof ipv6)) == 0;
     }
     ~PlainSocket() {
         close(socket_);
@@ -45,8 +54,8 @@ private:
     bool isBound_ = false;
 };
 
-bool isFree(DDS_Long port) {
-    return PlainSocket(port).isBound();
+bool isFree(DDS_Long port, int family = AF_INET) {
+    return PlainSocket(port, family).isBound();
 }
 
 /** What this process has open. */
@@ -266,6 +275,75 @@ TEST_F(IndexReal, DrainsTheTransportOfAHandle) {
               DDS_RETCODE_OK);
 }
 
+// ---- both transports
+
+/** Loopback has an address of each transport. */
+class IndexRealBoth : public IndexReal {
+protected:
+    IndexRealBoth() {
+        interfaces.push_back(interfaceOf("lo", 1, "::1"));
+    }
+
+    void SetUp() override {
+        IndexReal::SetUp();
+        if (!isFree(0, AF_INET6)) {
+            GTEST_SKIP() << "this host has no IPv6";
+        }
+        NUVNetioConfiguratorProperty property = NUV_NETIO_CONFIGURATOR_PROPERTY_DEFAULT;
+        property.transports = {"udpv4,udpv6"};
+        NUVNetioConfigurator_delete(configurator);
+        configurator = NUVNetioConfigurator_new(&property, runtime, worker);
+        ASSERT_NE(configurator, nullptr);
+        qos.wire_protocol.rtps_reserved_port_mask =
+            DDS_RTPS_RESERVED_PORT_BUILTIN_UNICAST | DDS_RTPS_RESERVED_PORT_USER_UNICAST;
+        ASSERT_EQ(initialize(), DDS_RETCODE_OK);
+    }
+
+    static std::string both(DDS_Long port) {
+        const std::string text = std::to_string(port);
+        return "{udpv4://127.0.0.1:" + text + ", udpv6://[::1]:" + text + '}';
+    }
+};
+
+TEST_F(IndexRealBoth, ReserveAPortOfEachTransportAsAResourceOfItsOwn) {
+    EXPECT_EQ(reserve(-1), DDS_RETCODE_OK);
+    EXPECT_EQ(index, 0);
+    EXPECT_EQ(describe(self._cachedMetatrafficUnicastLocator), both(metaPort(0)));
+    EXPECT_EQ(describe(self._cachedDefaultUnicastLocator), both(userPort(0)));
+    EXPECT_EQ(statisticsOf(&self).entryports, 4);
+    EXPECT_EQ(statisticsOf(&self).receiveResources, 4);
+    EXPECT_FALSE(isFree(metaPort(0), AF_INET));
+    EXPECT_FALSE(isFree(metaPort(0), AF_INET6));
+    EXPECT_FALSE(isFree(userPort(0), AF_INET));
+    EXPECT_FALSE(isFree(userPort(0), AF_INET6));
+    release(&self);
+    EXPECT_TRUE(isFree(metaPort(0), AF_INET));
+    EXPECT_TRUE(isFree(metaPort(0), AF_INET6));
+}
+
+class IndexRealTaken : public IndexRealBoth, public testing::WithParamInterface<int> {};
+
+TEST_P(IndexRealTaken, PortOfOneTransportIsEnoughToPassAnIndexOver) {
+    const PlainSocket meta(metaPort(0), GetParam());
+    const PlainSocket user(userPort(1), GetParam());
+    ASSERT_TRUE(meta.isBound() && user.isBound());
+    EXPECT_EQ(reserve(-1), DDS_RETCODE_OK);
+    EXPECT_EQ(index, 2);
+    EXPECT_EQ(messages(), Messages({NEXT_PORT, NEXT_PORT, reservedMessage(2)}));
+    EXPECT_EQ(describe(self._cachedMetatrafficUnicastLocator), both(metaPort(2)));
+    EXPECT_EQ(statisticsOf(&self).entryports, 4);
+    const int other = GetParam() == AF_INET ? AF_INET6 : AF_INET;
+    EXPECT_TRUE(isFree(metaPort(0), other));
+    EXPECT_TRUE(isFree(metaPort(1), other));
+    EXPECT_TRUE(isFree(userPort(1), other));
+    release(&self);
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, IndexRealTaken, testing::Values(AF_INET, AF_INET6),
+                         [](const testing::TestParamInfo<int> &family) {
+                             return family.param == AF_INET ? "udpv4" : "udpv6";
+                         });
+
 // ---- two participants
 
 class IndexRealPair : public IndexReal {
@@ -384,21 +462,18 @@ TEST_F(IndexRealFault, InEachReservationIsAnsweredAndLeavesNothing) {
 }
 
 TEST_F(IndexRealFault, InEachCallIsAnsweredAndLeavesNothing) {
-    int count = 0;
-    for (std::string failed = "-"; !failed.empty(); ++count) {
-        DDS_ReturnCode_t result = DDS_RETCODE_OK;
-        std::tie(result, failed) = reserveWith([&] { recorder.failCall(count + 1); });
+    const int faults = failEach(recorder, &Recorder::failCall, [&](auto arm) {
+        const auto [result, failed] = reserveWith(arm);
         SCOPED_TRACE(failed);
         expectOutcome(result, failed);
-    }
-    EXPECT_EQ(count, 3 + 4 + 1); // three computations, four ports, and then the success
+        return failed;
+    });
+    EXPECT_EQ(faults, 3 + 4) << "three computations and four ports";
 }
 
 TEST_F(IndexRealFault, InEachAllocationIsAnsweredAndLeavesNothing) {
-    int count = 0;
-    for (std::string failed = "-"; !failed.empty(); ++count) {
-        DDS_ReturnCode_t result = DDS_RETCODE_OK;
-        std::tie(result, failed) = reserveWith([&] { recorder.failAllocation(count + 1); });
+    const int faults = failEach(recorder, &Recorder::failAllocation, [&](auto arm) {
+        const auto [result, failed] = reserveWith(arm);
         SCOPED_TRACE(failed);
         // Only reservations allocate: those of the multicast ports end the operation in silence,
         // those of an index make it pass on to the next one. Without the memory to note a
@@ -411,8 +486,9 @@ TEST_F(IndexRealFault, InEachAllocationIsAnsweredAndLeavesNothing) {
             EXPECT_EQ(result, DDS_RETCODE_ERROR);
             EXPECT_EQ(messages(), Messages());
         }
-    }
-    EXPECT_GT(count, 4); // at least one for each port
+        return failed;
+    });
+    EXPECT_GE(faults, 4) << "at least one for each port";
 }
 
 } // namespace

@@ -349,6 +349,18 @@ TEST_F(InitializeFailure, ShutdownThatFailsWhileUndoingIsLoggedAndTheRestIsUndon
               .text = "cannot finalize DP Presentation (in prefinalize routine)"}}));
 }
 
+TEST_F(InitializeFailure, UndoingSaysNothingThatTheMasksForbidWhateverTheWorkerDoes) {
+    NUVLog_storeMask(&DDSLog_g_instrumentationMask, 0);
+    NUVLog_storeMask(&NUVLog_g_categoryMask[NUV_LOG_LEVEL_ERROR], ~0u);
+    worker->_activityContext->category = 0x6;
+    recorder.fail("DDS_DiscoveryQosPolicy_copy");
+    recorder.fail("PRESParticipant_shutdown");
+    recorder.fail("PRESParticipant_delete");
+    EXPECT_EQ(initialize(), DDS_RETCODE_ERROR);
+    EXPECT_EQ(recorder.count("PRESParticipant_delete"), 1);
+    EXPECT_EQ(log.messages(), Messages());
+}
+
 TEST_F(InitializeFailure, DeletionThatFailsWhileUndoingIsLoggedAndLeavesTheRecord) {
     recorder.fail("DDS_DiscoveryQosPolicy_copy");
     recorder.fail("PRESParticipant_delete", {.failReason = PRES_RETCODE_TIMEOUT});

@@ -4,6 +4,7 @@
 
 #include "dds_c/dds_c_string.h"
 #include "osapi/osapi_utility.h"
+#include "stack.h"
 #include "support/scripted_presentation.h"
 
 using namespace support;
@@ -46,14 +47,6 @@ const Message META_MULTICAST_LINE =
     line("Participant with metatraffic multicast locators udpv4://239.255.0.1:7400.\n");
 const Message DEFAULT_UNICAST_LINE =
     line("Participant with default unicast locators udpv4://192.0.2.1:7411.\n");
-
-/** Leaves no zero where the next call will have its frame. */
-[[gnu::noinline]] void dirtyTheStack() {
-    volatile char dirt[8192];
-    for (volatile char &one : dirt) {
-        one = '\x5A';
-    }
-}
 
 bool isZeroFilled(const char *buffer, size_t size) {
     return std::all_of(buffer, buffer + size, [](char one) { return one == 0; });

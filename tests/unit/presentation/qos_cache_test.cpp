@@ -1,6 +1,7 @@
 // The copy of the QoS that cannot change after creation.
 #include <algorithm>
 
+#include "fault_loop.h"
 #include "support/presentation_fixture.h"
 
 namespace {
@@ -200,23 +201,23 @@ TEST_F(Cache, StopsAtTheFirstCopyThatFails) {
 TEST_F(Cache, FailsForEachAllocationThatFails) {
     const Messages documented[] = {notCopied("default_unicast"), notCopied("multicast_mapping"),
                                    notCopied("discovery")};
-    int nth = 0;
-    for (;;) {
-        ASSERT_LT(nth, 1000);
+    const int faults = failEach(recorder, &Recorder::failAllocation, [&](auto arm) {
         log.clear();
-        recorder.failAllocation(++nth);
+        arm();
         const DDS_ReturnCode_t result = cache(qos);
-        if (recorder.failed().empty()) {
+        const std::string failed = recorder.failed();
+        if (failed.empty()) {
             EXPECT_EQ(result, DDS_RETCODE_OK);
-            break;
+            return failed;
         }
         EXPECT_EQ(result, DDS_RETCODE_ERROR);
         EXPECT_NE(std::find(std::begin(documented), std::end(documented), log.messages()),
                   std::end(documented));
         EXPECT_FALSE(hasPortsOf(qos));
         finalize();
-    }
-    EXPECT_GT(nth, 3);
+        return failed;
+    });
+    EXPECT_GT(faults, 2);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <set>
 
+#include "fault_loop.h"
 #include "support/describe.h"
 #include "support/running_presentation.h"
 
@@ -342,8 +343,6 @@ TEST_F(SetQosIdentityGate, IsOpenByDefault) {
 
 // ---- everything fails in turn
 
-constexpr int TRIES_MAX = 300;
-
 class SetQosFaults : public SetQosFailure {
 protected:
     /** A new participant, and a QoS that changes it. */
@@ -439,16 +438,17 @@ TEST_F(SetQosFaults, OfEachAllocationAreAnsweredAsDocumented) {
     };
 
     std::set<const void *> seen;
-    int nth = 0;
-    do {
-        ASSERT_LT(nth, TRIES_MAX);
+    failEach(recorder, &Recorder::failAllocation, [&](auto arm) {
         prepare();
-        recorder.failAllocation(++nth);
+        arm();
         const DDS_ReturnCode_t result = tryOnce();
         const auto *const found =
             std::find_if(std::begin(documented), std::end(documented),
                          [this](const auto &one) { return one.messages == logged(); });
-        ASSERT_NE(found, std::end(documented)) << failed << testing::PrintToString(logged());
+        if (found == std::end(documented)) {
+            ADD_FAILURE() << failed << testing::PrintToString(logged());
+            return failed;
+        }
         EXPECT_EQ(result, found->result) << failed;
         EXPECT_TRUE(result == DDS_RETCODE_OK || found == &documented[2] ||
                     found == &documented[3] || isRecordAsBefore())
@@ -456,8 +456,8 @@ TEST_F(SetQosFaults, OfEachAllocationAreAnsweredAsDocumented) {
         seen.insert(found);
         const std::string last = failed;
         expectRepairable();
-        failed = last;
-    } while (!failed.empty());
+        return last;
+    });
     EXPECT_EQ(seen.size(), std::size(documented));
 }
 

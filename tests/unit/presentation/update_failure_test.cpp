@@ -2,6 +2,7 @@
 #include <cstring>
 #include <functional>
 
+#include "fault_loop.h"
 #include "update_fixture.h"
 
 using namespace support;
@@ -581,21 +582,21 @@ TEST_F(UpdateFailure, OfEachCallIsAnsweredAsDocumented) {
 }
 
 TEST_F(UpdateFailure, OfEachAllocationEndsTheUpdateBeforeAnythingIsDone) {
-    int nth = 0;
-    for (;;) {
+    const int faults = failEach(recorder, &Recorder::failAllocation, [&](auto arm) {
         log.clear();
-        recorder.failAllocation(++nth);
+        arm();
         const DDS_ReturnCode_t result = update();
         if (recorder.failed().empty()) {
             EXPECT_EQ(result, DDS_RETCODE_OK);
-            break;
+            return recorder.failed();
         }
         EXPECT_EQ(result, DDS_RETCODE_OUT_OF_RESOURCES) << recorder.failed();
         EXPECT_EQ(log.messages(), Messages({NO_SETUP})) << recorder.failed();
         EXPECT_EQ(heap.change(), Blocks()) << recorder.failed();
         expectNothingChanged();
-    }
-    EXPECT_EQ(nth, 4) << "the buffers that are set up, and no others";
+        return recorder.failed();
+    });
+    EXPECT_EQ(faults, 3) << "the buffers that are set up, and no others";
     expectNewListsPushed();
 }
 
