@@ -23,7 +23,7 @@
 namespace support {
 
 /** The whole property has its defaults, whatever buffer for partitions it was lent. */
-void expectDefault(const PRESParticipantProperty &property);
+void expectDefault(PRESParticipantProperty property);
 
 /** Forbids every message of the module, except this level for what the worker does. */
 void wantForWorkerOnly(REDAWorker &worker, NUV_UINT32 level);

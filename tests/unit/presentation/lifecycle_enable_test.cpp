@@ -6,6 +6,7 @@
 
 #include "pres/pres_participant.h"
 #include "support/presentation_fixture.h"
+#include "support/scripted_presentation.h"
 
 namespace {
 
@@ -44,16 +45,10 @@ protected:
         PresentationFixture::SetUp();
         ASSERT_EQ(initialize(), DDS_RETCODE_OK);
         nameParticipant();
-        setLocator(self._cachedDefaultUnicastLocator, "udpv4://192.0.2.10:7411");
-        setLocator(self._cachedMetatrafficUnicastLocator, "udpv4://192.0.2.10:7410");
-        setLocator(self._cachedMetatrafficMulticastLocator, "udpv4://239.255.0.1:7400");
+        self._cachedDefaultUnicastLocator = locatorsOf({"udpv4://192.0.2.10:7411"});
+        self._cachedMetatrafficUnicastLocator = locatorsOf({"udpv4://192.0.2.10:7410"});
+        self._cachedMetatrafficMulticastLocator = reducedLocatorsOf({"udpv4://239.255.0.1:7400"});
         log.clear();
-    }
-
-    template <typename Policy>
-    static void setLocator(Policy &list, const char *text) {
-        list.count = 1;
-        ASSERT_TRUE(NUVNetioLocator_parse(text, &list.locatorList[0]));
     }
 
     DDS_ReturnCode_t enable() {
@@ -344,7 +339,7 @@ TEST_F(Enable, DoesNotWarnWhileDiscoveryHasMulticastLocators) {
 TEST_F(Enable, DoesNotCountTheMulticastLocatorsOfUserTraffic) {
     self._cachedMetatrafficUnicastLocator.count = 0;
     self._cachedMetatrafficMulticastLocator.count = 0;
-    setLocator(self._cachedDefaultMulticastLocator, "udpv4://239.255.0.1:7401");
+    self._cachedDefaultMulticastLocator = reducedLocatorsOf({"udpv4://239.255.0.1:7401"});
     EXPECT_EQ(enable(), DDS_RETCODE_OK);
     ASSERT_FALSE(logged().empty());
     EXPECT_EQ(logged()[0], NO_DISCOVERY_LOCATOR);

@@ -8,6 +8,7 @@
 #include "fault_loop.h"
 #include "pres/pres_participant.h"
 #include "support/presentation_fixture.h"
+#include "support/scripted_presentation.h"
 
 namespace {
 
@@ -318,17 +319,11 @@ protected:
         recorder.clearFaults();
         finalize();
         ASSERT_EQ(initialize(), DDS_RETCODE_OK);
-        setLocator(self._cachedDefaultUnicastLocator, "udpv4://192.0.2.10:7411");
-        setLocator(self._cachedMetatrafficUnicastLocator, "udpv4://192.0.2.10:7410");
-        setLocator(self._cachedMetatrafficMulticastLocator, "udpv4://239.255.0.1:7400");
+        self._cachedDefaultUnicastLocator = locatorsOf({"udpv4://192.0.2.10:7411"});
+        self._cachedMetatrafficUnicastLocator = locatorsOf({"udpv4://192.0.2.10:7410"});
+        self._cachedMetatrafficMulticastLocator = reducedLocatorsOf({"udpv4://239.255.0.1:7400"});
         worker->_activityContext->category = 0x6;
         log.clear();
-    }
-
-    template <typename Policy>
-    static void setLocator(Policy &list, const char *text) {
-        list.count = 1;
-        ASSERT_TRUE(NUVNetioLocator_parse(text, &list.locatorList[0]));
     }
 
     Outcome tryOnce() {

@@ -169,6 +169,15 @@ TEST_F(InitializeFailure, SerializationKindOfThreeStopsWithOkAndLeavesListAndTra
     EXPECT_EQ(before->change(), PROPERTY_LIST_AND_PORTS);
 }
 
+TEST_F(InitializeFailure, SerializationKindOfThreeStopsAlsoWhereTheMasksForbidTheMessage) {
+    setProperty(SERIALIZATION_KIND, "3");
+    NUVLog_storeMask(&DDSLog_g_instrumentationMask, 0);
+    NUVLog_storeMask(&NUVLog_g_categoryMask[NUV_LOG_LEVEL_ERROR], ~0u);
+    worker->_activityContext->category = 0x6;
+    expectStopWithOk();
+    EXPECT_EQ(log.messages(), Messages());
+}
+
 TEST_F(InitializeFailure, LargestSerializationKindIsReportedAsASignedNumber) {
     setProperty(SERIALIZATION_KIND, "4294967295");
     expectStopWithOk();
@@ -238,6 +247,7 @@ TEST_F(InitializeFailure, ProductVersionFailureStopsBeforeTheTranslation) {
     recorder.fail("DDS_ProductVersion_to_presentation_qos_policy");
     Recording calls(recorder);
     EXPECT_EQ(initialize(), DDS_RETCODE_ERROR);
+    ASSERT_GE(calls.calls().size(), 5u);
     const std::vector<std::string> last(calls.calls().end() - 5, calls.calls().end());
     EXPECT_EQ(lines(last),
               lines({
@@ -280,6 +290,7 @@ TEST_F(InitializeFailure, NullParticipantCoreFreesTheBuffersFirstAndUndoesWithou
     recorder.fail("PRESParticipant_new");
     Recording calls(recorder, except({"DDS_PropertyQosPolicyHelper_*"}));
     EXPECT_EQ(initialize(), DDS_RETCODE_ERROR);
+    ASSERT_GE(calls.calls().size(), 6u);
     const std::vector<std::string> last(calls.calls().end() - 6, calls.calls().end());
     EXPECT_EQ(lines(last),
               lines({

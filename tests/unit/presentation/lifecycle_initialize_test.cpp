@@ -3,7 +3,7 @@
 
 #include "pres/pres_participant.h"
 #include "qos/DomainParticipantQos_internal.h"
-#include "support/presentation_fixture.h"
+#include "support/running_presentation.h"
 
 namespace {
 
@@ -365,16 +365,17 @@ TEST_F(Initialize, HandsAnInfiniteLeaseOn) {
 
 TEST_F(Initialize, StartsFromTheDefaultProperty) {
     const PRESParticipantProperty *property = nullptr;
-    bool isDefault = false;
+    int looks = 0;
     recorder.onBlock("struct PRESParticipantProperty", [&](void *block, const std::string &) {
         std::memset(block, 0xA5, sizeof *property);
         property = static_cast<const PRESParticipantProperty *>(block);
     });
     recorder.replace("DDS_Duration_to_ntp_time", [&](const DDS_Duration_t *, NUVNtpTime *) {
-        isDefault = std::memcmp(property, &PARTICIPANT_PROPERTY_DEFAULT, sizeof *property) == 0;
+        expectDefault(*property); // nothing has been set in it yet
+        ++looks;
     });
     ASSERT_EQ(initialize(), DDS_RETCODE_OK);
-    EXPECT_TRUE(isDefault) << "before anything is set in it";
+    EXPECT_EQ(looks, 1);
 }
 
 TEST_F(Initialize, LeavesInThePropertyWhatNothingSets) {

@@ -2,6 +2,7 @@
 // interfaces change.
 #include <set>
 
+#include "fault_loop.h"
 #include "support/describe.h"
 #include "support/running_presentation.h"
 #include "support/socket_watch.h"
@@ -217,16 +218,16 @@ TEST_F(UpdateNetwork, TakesItsPortsAgainWhenAnAddressComesBack) {
 
 TEST_F(UpdateNetwork, IsEitherMadeOrAnsweredWithTheReasonWhicheverAllocationFails) {
     const char *const addresses[] = {FIRST, SECOND};
-    int nth = 0;
+    int tries = 0;
     std::set<std::string> answers;
-    for (;;) {
-        const char *const before = addresses[nth % 2];
-        const char *const now = addresses[(nth + 1) % 2];
+    const int faults = failEach(recorder, &Recorder::failAllocation, [&](auto arm) {
+        const char *const before = addresses[tries % 2];
+        const char *const now = addresses[++tries % 2];
         changeAddresses({before});
-        ASSERT_EQ(update(), DDS_RETCODE_OK);
+        EXPECT_EQ(update(), DDS_RETCODE_OK);
         changeAddresses({now});
         const HeapWatch unchanged;
-        recorder.failAllocation(++nth);
+        arm();
         const DDS_ReturnCode_t result = update();
         const std::string failed = recorder.failed();
         recorder.clearFaults();
@@ -243,12 +244,9 @@ TEST_F(UpdateNetwork, IsEitherMadeOrAnsweredWithTheReasonWhicheverAllocationFail
         EXPECT_EQ(describe(running().parameter.defaultUnicastLocator),
                   '{' + user(isPushed ? now : before) + '}')
             << failed;
-        if (failed.empty()) {
-            break;
-        }
-        ASSERT_LT(nth, 100);
-    }
-    EXPECT_GT(nth, 4);
+        return failed;
+    });
+    EXPECT_GT(faults, 3);
     for (const std::string &answer : answers) {
         EXPECT_TRUE(answer == "0 " || answer == "5 cannot get DDS_DomainParticipantQos;" ||
                     answer == "5 cannot set participant QoS;" ||

@@ -390,6 +390,7 @@ TEST_F(Update, ReleasesAllPortsOfAListThatBecomesEmpty) {
     EXPECT_EQ(self._reserveUserUnicast._count, 0);
     EXPECT_EQ(self._reserveMetaUnicast._count, 0);
     EXPECT_EQ(self._cachedDefaultUnicastLocator.count, 0);
+    ASSERT_TRUE(pushed.has_value());
     EXPECT_EQ(pushed->parameter.defaultUnicastLocator.count, 0);
     EXPECT_EQ(log.messages(),
               Messages({changeLine("Default unicast",
@@ -413,7 +414,7 @@ TEST_F(Update, ReservesForTheFirstMulticastLocatorOnly) {
     multicastAddresses = {"239.255.0.7", "239.255.0.8", "239.255.0.9", "239.255.0.10"};
     Recording calls(recorder, only({"COMMENDFacade.addEntryport"}));
     EXPECT_EQ(update(), DDS_RETCODE_OK);
-    EXPECT_EQ(calls.calls().size(), 2u + 2u + 1u);
+    ASSERT_EQ(calls.calls().size(), 2u + 2u + 1u);
     EXPECT_EQ(calls.calls().back(), "COMMENDFacade.addEntryport(facade, &entryportWROut, "
                                     "{udpv4://239.255.0.7:8650, 0, \"multicast\"}, worker)");
     EXPECT_EQ(self._cachedMetatrafficMulticastLocator.count, 4);
