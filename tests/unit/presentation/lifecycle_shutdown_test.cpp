@@ -46,6 +46,8 @@ TEST_F(Shutdown, IsRefusedWhileThereIsATopic) {
 
 TEST_F(Shutdown, IsRefusedWhileThereIsATopicEvenWhenNothingIsLogged) {
     NUVLog_storeMask(&DDSLog_g_instrumentationMask, 0);
+    NUVLog_storeMask(&NUVLog_g_categoryMask[NUV_LOG_LEVEL_ERROR], ~0u);
+    worker->_activityContext->category = 0x6; // does not let it through either
     recorder.fail("PRESParticipant_hasTopic", {.result = 1});
     EXPECT_EQ(DDS_DomainParticipantPresentation_checkShutdownPrecondition(&self, worker),
               DDS_RETCODE_PRECONDITION_NOT_MET);
