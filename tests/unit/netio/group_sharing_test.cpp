@@ -226,6 +226,53 @@ TEST_F(RestrictedSharingTest, ChangesOfTheInterfacesAreFollowedForEach) {
     EXPECT_TRUE(release(two));
 }
 
+TEST_F(RestrictedSharingTest, WhatAnotherHadLetInAndLeftIsNotHandedOn) {
+    NUVNetioReceiveResource *const one = on_a0.open(group(), first_inbox);
+    NUVNetioReceiveResource *const two = on_b0.open(group(), second_inbox);
+    network.arrive(group(), "by b0", B0); // and waits
+    EXPECT_TRUE(release(two));
+    arrive("by a0", A0);
+    EXPECT_THAT(net::texts(first_inbox), ElementsAre("by a0"));
+    EXPECT_TRUE(release(one));
+}
+
+TEST_F(RestrictedSharingTest, WhatAnotherHadLetInAndLeftIsNotHandedOnToUnrestrictedOnes) {
+    host.interfaces.set(
+        {net::interface("lo", 1, "127.0.0.1"), net::interface("a0", A0, "192.0.2.1")});
+    EXPECT_NE(NUVNetioRuntime_renewInterfaces(host.runtime, host.worker()), 0);
+    NUVNetioReceiveResource *const one = on_b0.open(group(), first_inbox); // by loopback
+    NUVNetioReceiveResource *const two = first.open(group(), second_inbox);
+    network.arrive(group(), "by lo", 1); // and waits
+    EXPECT_TRUE(release(one));
+    arrive("by a0", A0);
+    EXPECT_THAT(net::texts(second_inbox), ElementsAre("by a0"));
+    EXPECT_TRUE(release(two));
+}
+
+TEST_F(RestrictedSharingTest, OneWithoutMemoryForItsFilterGoesOnReceiving) {
+    const faults::Guard guard;
+    std::vector<NUVNetioInterface> many = {net::interface("lo", 1, "127.0.0.1")};
+    for (NUV_UINT32 i = A0; i < A0 + 5; ++i) {
+        many.push_back(net::interface("a", i, "192.0.2.1"));
+    }
+    host.interfaces.set(many);
+    EXPECT_NE(NUVNetioRuntime_renewInterfaces(host.runtime, host.worker()), 0);
+    NUVNetioReceiveResource *const one = first.open(group(), first_inbox);
+    faults::fail_allocation(2); // the first is the share's
+    NUVNetioReceiveResource *const two = on_b0.open(group(), second_inbox);
+    EXPECT_TRUE(faults::happened());
+    for (NUV_UINT32 i = A0; i < A0 + 5; ++i) {
+        arrive("by it", i);
+    }
+    EXPECT_EQ(first_inbox.messages().size(), 5u);
+    host.loop.pass(1'000'000'000); // when it is tried again
+    arrive("by lo", 1);
+    EXPECT_EQ(first_inbox.messages().size(), 5u);
+    EXPECT_THAT(net::texts(second_inbox), ElementsAre("by lo"));
+    EXPECT_TRUE(release(one));
+    EXPECT_TRUE(release(two));
+}
+
 TEST_F(RestrictedSharingTest, LoopbackOfOneThatHasNothingElseIsNotTheOthers) {
     host.interfaces.set(
         {net::interface("lo", 1, "127.0.0.1"), net::interface("a0", A0, "192.0.2.1")});

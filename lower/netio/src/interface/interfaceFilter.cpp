@@ -40,7 +40,10 @@ bool InterfaceFilter::narrow(const NUVNetioInterfaceSnapshot &snapshot,
         }
         return true;
     });
-    admits_all_.store(false);
+    is_narrowed_ = true;
+    if (is_complete) {
+        admits_all_.store(false);
+    }
     return is_complete;
 }
 

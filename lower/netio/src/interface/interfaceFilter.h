@@ -19,13 +19,17 @@ public:
     /** Whether what arrived on an interface is wanted; on an unknown one (0) all is. */
     bool admits(NUV_UINT32 index) const;
 
-    /** Lets everything through. */
+    /** Lets everything through. Not once it has been narrowed. */
     void open() {
         admits_all_.store(true);
     }
+    bool is_narrowed() const {
+        return is_narrowed_;
+    }
     /**
      * Lets through what multicast goes over. What was let through before and still is passes all
-     * the while. False when memory runs out: then some is missing.
+     * the while. False when memory runs out: then an open one stays open, of another some is
+     * missing.
      */
     bool narrow(const NUVNetioInterfaceSnapshot &snapshot, const AllowedInterfaces &allowed,
                 KOLS_Transport_ClassId_t transport);
@@ -33,6 +37,7 @@ public:
 private:
     bool has(NUV_UINT32 index) const;
 
+    bool is_narrowed_ = false; // asked by whoever changes it only
     std::atomic<bool> admits_all_{false};
     StableSlots<NUV_UINT32, 4> indices_; // none is 0
 };

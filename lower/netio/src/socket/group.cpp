@@ -109,15 +109,21 @@ void Group::visit_wishes(Visitor visitor) {
     }
 }
 
-/** False when memory runs out. */
+/**
+ * False when memory runs out. The filter of those who are not restricted is open as long as nobody
+ * else wants more. What came by an interface that is left may still wait in the socket: so no other
+ * filter is ever open, nor this one again.
+ */
 bool Group::set_filter(InterfaceFilter *filter, const AllowedInterfaces &allowed,
                        const NUVNetioInterfaceSnapshot &snapshot) const {
-    NUV_INT32 count = 0;
-    visit_multicast_interfaces(snapshot, allowed, locator().transport,
-                               [&count](const auto & /*interface*/) { ++count; });
-    if (count == memberships_.wanted_count()) {
-        filter->open();
-        return true;
+    if (!allowed.is_restricted() && !filter->is_narrowed()) {
+        NUV_INT32 count = 0;
+        visit_multicast_interfaces(snapshot, allowed, locator().transport,
+                                   [&count](const auto & /*interface*/) { ++count; });
+        if (count == memberships_.wanted_count()) {
+            filter->open();
+            return true;
+        }
     }
     return filter->narrow(snapshot, allowed, locator().transport);
 }
