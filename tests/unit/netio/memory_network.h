@@ -166,6 +166,11 @@ public:
         clock_.now = end;
     }
 
+    /** The time of the timer; 0 when it has run out. */
+    NUV_INT64 timer() const {
+        return timer_;
+    }
+
     int turns = 0;
 
 private:

@@ -94,6 +94,31 @@ TEST_F(VirtualHostTest, EventsRunAtTheirTime) {
     EXPECT_THAT(times, ElementsAre(start + SECOND, start + 3600 * SECOND));
 }
 
+constexpr NUVNtpTime AT_ONCE = NUV_NTP_TIME_ZERO;
+
+/** Posts another event, for now. */
+struct Posting {
+    NUVEventActiveDatabase *events;
+    NUVEvent *another;
+    static void on_time(void *param, REDAWorker *) {
+        const auto *self = static_cast<Posting *>(param);
+        NUVEventActiveDatabase_postEvent(self->events, self->another, &AT_ONCE);
+    }
+};
+
+TEST_F(VirtualHostTest, TimerIsSetAnewWhereTimeHasNotPassed) {
+    NUVEventActiveDatabase *const events = NUVNetioRuntime_getEventDatabase(host.runtime);
+    NUVEvent second{[](void *, REDAWorker *) {}, nullptr, 0, nullptr, 0};
+    Posting posting{events, &second};
+    NUVEvent first{Posting::on_time, &posting, 0, nullptr, 0};
+    NUVEventActiveDatabase_postEvent(events, &first, &AT_ONCE);
+    host.loop.pass(0);
+    EXPECT_EQ(host.loop.timer(), 0);
+    NUVEventActiveDatabase_postEvent(events, &second, &AT_ONCE);
+    EXPECT_EQ(host.loop.timer(), clock.now);
+    host.loop.pass(0);
+}
+
 TEST_F(VirtualHostTest, FlushHasTheLoopTurned) {
     NUVNetioReceiveResource *const resource = configurator.open(port(), inbox);
     network.arrive(port(), "hello");

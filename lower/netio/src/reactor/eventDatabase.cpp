@@ -52,6 +52,7 @@ bool NUVEventActiveDatabase::cancel(NUVEvent *event) {
 void NUVEventActiveDatabase::run_due(REDAWorker *worker) {
     std::unique_lock lock(mutex_);
     if (posted_.is_empty()) {
+        armed_for_ = 0; // whoever posts for the same time, where it stands still, sets it anew
         return;
     }
     runner_ = std::this_thread::get_id();
