@@ -56,8 +56,12 @@ bool Receiver::tracks(KOLS_Transport_Port_t port) const {
 
 void Receiver::set_listener(const COMMENDMessageListener &listener) {
     const std::lock_guard lock(mutex_);
+    const COMMENDMessageListener *const current = current_.load();
+    // Asked once, so that one place is left: the caller may go from one to another meanwhile, but
+    // looks again before it calls.
+    const COMMENDMessageListener *const called = called_.load();
     for (COMMENDMessageListener &place : listeners_) {
-        if (&place != current_.load() && &place != called_.load()) {
+        if (&place != current && &place != called) {
             place = listener;
             current_.store(&place);
             return;
