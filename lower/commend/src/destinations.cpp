@@ -14,6 +14,7 @@ constexpr NUV_INT32 FIRST_CAPACITY = 4;
 
 void warn_of_slow_send(REDARepetitions *repetitions, const NUVNetioLocator &destination,
                        const Seconds &passed, const Seconds &allowed) {
+    constexpr const char *LOG_METHOD = "COMMENDFacade_sendMessage";
     char text[NUV_NETIO_LOCATOR_STRING_SIZE] = "";
     NUVNetioLocator_toString(&destination, text, sizeof text);
     COMMEND_WARNING_LIMITED(repetitions,
@@ -28,6 +29,7 @@ Destinations::~Destinations() {
 }
 
 bool Destinations::add(const NUVNetioLocator &destination) {
+    constexpr const char *LOG_METHOD = "COMMENDFacade_addDestination";
     const std::lock_guard lock(mutex_);
     if (find(destination) < count_) {
         return true;

@@ -37,6 +37,7 @@ EntryportTable::~EntryportTable() {
 }
 
 bool EntryportTable::open() {
+    constexpr const char *LOG_METHOD = "COMMENDFacade_new";
     area_ = REDAExclusiveArea_new(REDA_EXCLUSIVE_AREA_LEVEL_FACADE, "facade");
     references_ = REDAWeakReferenceManager_new();
     if (area_ == nullptr || references_ == nullptr) {

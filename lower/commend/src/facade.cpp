@@ -30,6 +30,7 @@ Facade *from_slots(COMMENDFacade *self) {
 
 /** The locator's own transport must be among those that may serve it; no list allows all. */
 bool check_transport(const NUVNetioLocatorInfo &info) {
+    constexpr const char *LOG_METHOD = "COMMENDFacade_addEntryport";
     const char *alias = NUVNetioTransport_aliasOfClass(info.locator.transport);
     if (info.aliasList.aliases[0] == '\0' ||
         (alias != nullptr && NUVNetioAliasList_contains(&info.aliasList, alias) != 0)) {

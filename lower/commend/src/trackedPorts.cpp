@@ -49,6 +49,7 @@ TrackedPorts::~TrackedPorts() {
 }
 
 bool TrackedPorts::read(const char *text) {
+    constexpr const char *LOG_METHOD = "COMMENDFacade_new";
     if (text == nullptr || text[0] == '\0') {
         return true;
     }

@@ -83,6 +83,7 @@ void NUVNetioRuntime::warn_of_failed_listing(Listing listing) {
 }
 
 bool NUVNetioRuntime::start_interfaces() {
+    constexpr const char *LOG_METHOD = "NUVNetioRuntime_new";
     if (property_.watchInterfaces != 0) {
         watch_links(); // before the listing, so that no change is missed in between
     }
@@ -102,6 +103,7 @@ bool NUVNetioRuntime::start_interfaces() {
 
 /** Without it, as in some sandboxes, everything works but following the network by itself. */
 void NUVNetioRuntime::watch_links() {
+    constexpr const char *LOG_METHOD = "NUVNetioRuntime_new";
     if (!open_watch()) {
         const int error = errno;
         NETIO_WARNING("cannot watch the network interfaces, their changes go unnoticed: %s (%s)",

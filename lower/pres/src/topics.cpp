@@ -94,6 +94,7 @@ Outcome add_topic(PRESParticipant *self, const char *name, const char *type_name
 /** Says why a name is taken, and tells the listener when that is for another type. */
 void report_existing_topic(PRESParticipant *self, PRESTopic *existing, const char *type_name,
                            REDAWorker *worker) {
+    constexpr const char *LOG_METHOD = "PRESParticipant_createTopic";
     if (std::strcmp(existing->typeName, type_name) == 0) {
         PRESLog_error(worker, "topic '%s' exists already", existing->name);
         return;

@@ -42,6 +42,7 @@ bool Attempt::is_quiet() {
 }
 
 void Attempt::note(const NUVNetioFailure &failure) {
+    constexpr const char *LOG_METHOD = "NUVNetioConfigurator_openReceiveResource";
     if (!is_to_be_said(failure)) {
         return;
     }

@@ -21,6 +21,7 @@ bool wants_all(const NUVNetioAliasList *enabled) {
 }
 
 bool check_aliases(const NUVNetioAliasList &aliases) {
+    constexpr const char *LOG_METHOD = "NUVNetioConfigurator_new";
     netio::AliasReader reader(aliases);
     for (std::string_view alias; reader.next(&alias);) {
         if (netio::class_of_alias(alias) == KOLS_TRANSPORT_CLASSID_INVALID) {
@@ -47,6 +48,7 @@ NUVNetioConfigurator::~NUVNetioConfigurator() {
 }
 
 bool NUVNetioConfigurator::open(const NUVNetioConfiguratorProperty &property) {
+    constexpr const char *LOG_METHOD = "NUVNetioConfigurator_new";
     if (!check_aliases(property.transports) || !allowed.read(property) ||
         !register_transports(property.transports)) {
         return false;
@@ -61,6 +63,7 @@ bool NUVNetioConfigurator::open(const NUVNetioConfiguratorProperty &property) {
 }
 
 bool NUVNetioConfigurator::register_transports(const NUVNetioAliasList &wanted) {
+    constexpr const char *LOG_METHOD = "NUVNetioConfigurator_new";
     handles = REDAWeakReferenceManager_new();
     bool ok = handles != nullptr;
     for (const NUVNetioTransport *network : runtime->networks()) {

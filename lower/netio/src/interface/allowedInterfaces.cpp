@@ -48,6 +48,7 @@ AllowedInterfaces::~AllowedInterfaces() {
 }
 
 bool AllowedInterfaces::read(const NUVNetioConfiguratorProperty &property) {
+    constexpr const char *LOG_METHOD = "NUVNetioConfigurator_new";
     const NUV_INT32 count = property.allowedInterfaceCount;
     if (count < 0 || count > NUV_NETIO_ALLOWED_INTERFACES_MAX) {
         NETIO_ERROR("%d allowed interfaces: allowed are 0 (all interfaces) to %d",
@@ -79,6 +80,7 @@ bool AllowedInterfaces::read(const NUVNetioConfiguratorProperty &property) {
 }
 
 void AllowedInterfaces::warn_of_unmatched(const NUVNetioInterfaceSnapshot &snapshot) const {
+    constexpr const char *LOG_METHOD = "NUVNetioConfigurator_new";
     for (NUV_INT32 i = 0; i < count_; ++i) {
         bool matched = false;
         for (NUV_INT32 j = 0; j < NUVNetioInterfaceSnapshot_getLength(&snapshot); ++j) {

@@ -14,6 +14,7 @@ bool Callbacks::start(NUVOsapiThreadFactory *threads, REDAWorkerFactory *workers
 }
 
 bool Callbacks::stop() {
+    constexpr const char *LOG_METHOD = "NUVNetioRuntime_delete";
     if (!thread_.is_started()) {
         return true;
     }

@@ -64,6 +64,7 @@ private:
 };
 
 bool KernelLoop::open() {
+    constexpr const char *LOG_METHOD = "NUVNetioRuntime_new";
     // By edges, so that nobody has to read what these two count.
     constexpr NUV_UINT32 BY_EDGES = EPOLLIN | EPOLLET;
     epoll_ = Descriptor::of_opened(epoll_create1(EPOLL_CLOEXEC));
@@ -92,6 +93,7 @@ bool KernelLoop::start(NUVOsapiThreadFactory *threads, REDAWorkerFactory *worker
 }
 
 bool KernelLoop::stop() {
+    constexpr const char *LOG_METHOD = "NUVNetioRuntime_delete";
     if (!thread_.is_started()) {
         return true;
     }
@@ -202,6 +204,7 @@ void close_loop(void *loop) {
 }
 
 void *open_loop(void * /*param*/, const NUVNetioLoopHandler *handler) {
+    constexpr const char *LOG_METHOD = "NUVNetioRuntime_new";
     KernelLoop *self = nullptr;
     NUVOsapiHeap_allocateStructure(&self, class KernelLoop);
     if (self == nullptr) {

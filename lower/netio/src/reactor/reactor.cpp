@@ -26,6 +26,7 @@ Reactor::~Reactor() {
 }
 
 bool Reactor::open(NUVEventActiveDatabase &events, const NUVNetioLoop &loop, NUVClock &clock) {
+    constexpr const char *LOG_METHOD = "NUVNetioRuntime_new";
     events_ = &events;
     if (!places_.open()) {
         NETIO_ERROR("out of memory for the reactor");

@@ -8,6 +8,7 @@
 namespace {
 
 bool check_locator(const NUVNetioConfigurator &configurator, const NUVNetioLocator &locator) {
+    constexpr const char *LOG_METHOD = "NUVNetioConfigurator_openReceiveResource";
     if (configurator.find_transport(locator.transport) == nullptr) {
         NETIO_ERROR("cannot receive at %s: its transport is not registered",
                     netio::LocatorText(locator).get());

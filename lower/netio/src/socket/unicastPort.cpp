@@ -146,6 +146,7 @@ bool UnicastPort::poll_or_note(ReceiveSocket &socket) {
 }
 
 bool UnicastPort::cover(const KOLS_Transport_Address_t &address) {
+    constexpr const char *LOG_METHOD = "NUVNetioReceiveResource_cover";
     if (!configurator_.allowed.is_restricted() || is_any_address(address)) {
         return true;
     }

@@ -23,6 +23,7 @@ bool Sender::send_to_group(const NUVNetioLocator &group, std::span<const NUV_UIN
                            const AllowedInterfaces &allowed,
                            const NUVNetioInterfaceSnapshot &snapshot,
                            REDARepetitions *repetitions) {
+    constexpr const char *LOG_METHOD = "NUVNetioConfigurator_send";
     const NUVNetioSocket_t socket = get_or_open();
     if (socket == NUV_NETIO_SOCKET_NONE) {
         return false;
