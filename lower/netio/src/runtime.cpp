@@ -168,6 +168,16 @@ bool NUVNetioRuntime::take_link_events() {
     return taken != netio::LinkEvents::UNREADABLE;
 }
 
+const NUVNetioTransport *
+NUVNetioRuntime::find_network(const NUVNetioTransportClass &its_class) const {
+    for (const NUVNetioTransport *network : property_.transports) {
+        if (network != nullptr && network->transportClass->classid == its_class.classid) {
+            return network;
+        }
+    }
+    return nullptr;
+}
+
 void NUVNetioRuntime::note_interface_event() {
     interfaces.note_news();
     events.post(&settled_, property_.interfaceSettleTime);

@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <mutex>
-#include <span>
 
 #include "interface/interfaceListeners.h"
 #include "interface/interfaceTable.h"
@@ -39,10 +38,8 @@ public:
                                         const NUVNetioReceiveListener &listener);
     /** See NUVNetioRuntime_noteInterfaceEvent. */
     void note_interface_event();
-    /** The networks that there are, by class; null where there is none. */
-    std::span<const NUVNetioTransport *const> networks() const {
-        return property_.transports;
-    }
+    /** The network of a class; null where there is none. */
+    const NUVNetioTransport *find_network(const NUVNetioTransportClass &its_class) const;
     NUVClock *clock() const {
         return property_.clock;
     }

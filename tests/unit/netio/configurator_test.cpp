@@ -162,6 +162,22 @@ TEST(TransportRegistryTest, TransportsAreListedByClassWhateverTheirOrder) {
     }
 }
 
+TEST(TransportRegistryTest, NetworksAreRegisteredByClassWhateverTheirOrder) {
+    net::Interfaces interfaces({net::loopback()});
+    NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
+    std::swap(property.transports[0], property.transports[1]);
+    net::Runtime runtime(property);
+    net::Configurator configurator(runtime, "udpv4,udpv6");
+    NUVNetioTransportInfo info[NUV_NETIO_TRANSPORTS_MAX] = {};
+    NUV_UINT32 length = 0;
+    EXPECT_NE(NUVNetioConfigurator_getTransportInfo(configurator.self, info, &length,
+                                                    NUV_NETIO_TRANSPORTS_MAX, runtime.worker()),
+              0);
+    EXPECT_EQ(length, 2u);
+    EXPECT_EQ(info[0].classid, KOLS_TRANSPORT_CLASSID_UDPv4);
+    EXPECT_EQ(info[1].classid, KOLS_TRANSPORT_CLASSID_UDPv6);
+}
+
 TEST(TransportRegistryTest, FirstTransportsAreListedWhenThereIsNoRoomForMore) {
     net::Runtime runtime;
     net::Configurator configurator(runtime, "udpv4,udpv6");

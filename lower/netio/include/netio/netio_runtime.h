@@ -31,11 +31,14 @@ struct NUVNetioRuntimeProperty {
     int watchInterfaces;
     /** How long a burst of interface events may last before it is acted on. */
     struct NUVNtpTime interfaceSettleTime;
-    /** The networks that there are, one of a class; null: none. Borrowed. */
+    /** The networks that there are, one of a class, in any order; null: none. Borrowed. */
     const struct NUVNetioTransport *transports[NUV_NETIO_TRANSPORTS_MAX];
     /** What turns the runtime. With another than the kernel's watchInterfaces has to be 0. */
     const struct NUVNetioLoop *loop;
-    /** The time that events, pauses and limits of repetition go by; null: the monotonic clock. */
+    /**
+     * The time that events, pauses and limits of repetition go by; null: the monotonic clock, by
+     * which the kernel's loop waits.
+     */
     struct NUVClock *clock;
 };
 

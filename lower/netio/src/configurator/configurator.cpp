@@ -66,9 +66,10 @@ bool NUVNetioConfigurator::register_transports(const NUVNetioAliasList &wanted) 
     constexpr const char *LOG_METHOD = "NUVNetioConfigurator_new";
     handles = REDAWeakReferenceManager_new();
     bool ok = handles != nullptr;
-    for (const NUVNetioTransport *network : runtime->networks()) {
-        if (network != nullptr &&
-            NUVNetioAliasList_contains(&wanted, network->transportClass->alias) != 0) {
+    for (NUV_INT32 i = 0; i < NUV_NETIO_TRANSPORTS_MAX; ++i) {
+        const NUVNetioTransportClass &its_class = *NUVNetioTransportClass_get(i);
+        const NUVNetioTransport *network = runtime->find_network(its_class);
+        if (network != nullptr && NUVNetioAliasList_contains(&wanted, its_class.alias) != 0) {
             ok = ok && register_transport(*network);
         }
     }
