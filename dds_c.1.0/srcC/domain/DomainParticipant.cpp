@@ -24,24 +24,24 @@ constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 namespace {
 
 /** How long a deletion waits for a message that is being handed on before it drains by sleeping. */
-const struct NUVNtpTime CLOSE_TIME = {0, 0x20000000u}; /* 1/8 s */
+const NUVNtpTime CLOSE_TIME = {0, 0x20000000u}; /* 1/8 s */
 
 /** A topic of the public API is the presentation layer's. */
-DDS_Topic *to_public(struct PRESTopic *topic) {
+DDS_Topic *to_public(PRESTopic *topic) {
     return reinterpret_cast<DDS_Topic *>(topic);
 }
 
-struct PRESTopic *to_presentation(DDS_Topic *topic) {
-    return reinterpret_cast<struct PRESTopic *>(topic);
+PRESTopic *to_presentation(DDS_Topic *topic) {
+    return reinterpret_cast<PRESTopic *>(topic);
 }
 
-const struct PRESTopic *to_presentation(const DDS_Topic *topic) {
-    return reinterpret_cast<const struct PRESTopic *>(topic);
+const PRESTopic *to_presentation(const DDS_Topic *topic) {
+    return reinterpret_cast<const PRESTopic *>(topic);
 }
 
-void on_inconsistent_topic(void *param, struct PRESTopic *topic, struct REDAWorker *) {
-    const struct DDS_DomainParticipantListener &listener =
-        static_cast<struct DDS_DomainParticipant *>(param)->listener;
+void on_inconsistent_topic(void *param, PRESTopic *topic, REDAWorker *) {
+    const DDS_DomainParticipantListener &listener =
+        static_cast<DDS_DomainParticipant *>(param)->listener;
 
     if (listener.on_inconsistent_topic != nullptr) {
         const CallbackMark mark;
@@ -64,8 +64,8 @@ bool check_domain_id(DDS_DomainId_t domain_id) {
 }
 
 /** Null when memory runs out. */
-struct DDS_DomainParticipant *allocate() {
-    struct DDS_DomainParticipant *self = nullptr;
+DDS_DomainParticipant *allocate() {
+    DDS_DomainParticipant *self = nullptr;
 
     NUVOsapiHeap_allocateStructure(&self, struct DDS_DomainParticipant);
     if (self == nullptr) {
@@ -76,7 +76,7 @@ struct DDS_DomainParticipant *allocate() {
     return self;
 }
 
-bool copy_qos(struct DDS_DomainParticipant *self, const struct DDS_DomainParticipantQos *qos) {
+bool copy_qos(DDS_DomainParticipant *self, const DDS_DomainParticipantQos *qos) {
     if (qos == DDS_PARTICIPANT_QOS_DEFAULT) {
         if (DDS_DomainParticipantQos_initialize(&self->qos) != DDS_RETCODE_OK) {
             return false;
@@ -90,7 +90,7 @@ bool copy_qos(struct DDS_DomainParticipant *self, const struct DDS_DomainPartici
 }
 
 /** The areas are made in the order of their levels. */
-bool create_exclusive_areas(struct DDS_DomainParticipant *self) {
+bool create_exclusive_areas(DDS_DomainParticipant *self) {
     self->ea = REDAExclusiveArea_new(REDA_EXCLUSIVE_AREA_LEVEL_PARTICIPANT, "participant");
     self->concurrency.tableEa = REDAExclusiveArea_new(REDA_EXCLUSIVE_AREA_LEVEL_TABLE, "table");
     self->concurrency.recordEa = REDAExclusiveArea_new(REDA_EXCLUSIVE_AREA_LEVEL_RECORD, "record");
@@ -103,9 +103,9 @@ bool create_exclusive_areas(struct DDS_DomainParticipant *self) {
 }
 
 /** Splits the interfaces of Property::ALLOW_INTERFACES into @p property. */
-bool read_allowed_interfaces(const struct DDS_PropertyQosPolicy *properties,
-                             struct NUVNetioConfiguratorProperty *property) {
-    const struct DDS_Property_t *allowed = DDS_PropertyQosPolicyHelper_lookup_property(
+bool read_allowed_interfaces(const DDS_PropertyQosPolicy *properties,
+                             NUVNetioConfiguratorProperty *property) {
+    const DDS_Property_t *allowed = DDS_PropertyQosPolicyHelper_lookup_property(
         properties, name_of(Property::ALLOW_INTERFACES));
     const char *rest = allowed != nullptr ? allowed->value : nullptr;
 
@@ -132,10 +132,10 @@ bool read_allowed_interfaces(const struct DDS_PropertyQosPolicy *properties,
     return true;
 }
 
-bool create_configurator(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
-    struct NUVNetioConfiguratorProperty property = NUV_NETIO_CONFIGURATOR_PROPERTY_DEFAULT;
+bool create_configurator(DDS_DomainParticipant *self, REDAWorker *worker) {
+    NUVNetioConfiguratorProperty property = NUV_NETIO_CONFIGURATOR_PROPERTY_DEFAULT;
     property.transports.aliases[0] = '\0';
-    for (const struct DDS_TransportBuiltinBitI &one : DDS_TRANSPORTBUILTIN_BITS) {
+    for (const DDS_TransportBuiltinBitI &one : DDS_TRANSPORTBUILTIN_BITS) {
         if ((self->qos.transport_builtin.mask & one.bit) != 0) {
             (void)NUVNetioAliasList_add(&property.transports,
                                         NUVNetioTransport_aliasOfClass(one.classid));
@@ -149,8 +149,8 @@ bool create_configurator(struct DDS_DomainParticipant *self, struct REDAWorker *
 }
 
 /** A new identity, with what the QoS fixes of it. */
-void choose_guid(struct DDS_DomainParticipant *self) {
-    const struct DDS_WireProtocolQosPolicy &wireProtocol = self->qos.wire_protocol;
+void choose_guid(DDS_DomainParticipant *self) {
+    const DDS_WireProtocolQosPolicy &wireProtocol = self->qos.wire_protocol;
 
     NUVOsapiRtpsGuid_generate(&self->guid);
     if (wireProtocol.rtps_host_id != 0) {
@@ -164,10 +164,9 @@ void choose_guid(struct DDS_DomainParticipant *self) {
     }
 }
 
-bool initialize_presentation(struct DDS_DomainParticipant *self, DDS_StatusMask mask,
-                             struct REDAWorker *worker) {
-    const struct DDS_DomainParticipantResourcesI &resources = self->resources;
-    const struct PRESParticipantListener listener = {on_inconsistent_topic, self};
+bool initialize_presentation(DDS_DomainParticipant *self, DDS_StatusMask mask, REDAWorker *worker) {
+    const DDS_DomainParticipantResourcesI &resources = self->resources;
+    const PRESParticipantListener listener = {on_inconsistent_topic, self};
     char threadParticipantId[COMMEND_THREAD_PARTICIPANT_ID_SIZE];
 
     /* The domain, as far as it fits: a label for people, nothing depends on it. */
@@ -186,7 +185,7 @@ bool initialize_presentation(struct DDS_DomainParticipant *self, DDS_StatusMask 
 }
 
 /** Names all settings that were given and that nothing acts on. */
-void warn_of_unused_settings(const struct DDS_DomainParticipantQos &qos) {
+void warn_of_unused_settings(const DDS_DomainParticipantQos &qos) {
     const dds::qos::UnusedSettings unused(qos);
 
     if (unused.names()[0] != '\0') {
@@ -199,7 +198,7 @@ void warn_of_unused_settings(const struct DDS_DomainParticipantQos &qos) {
 } // namespace creating
 
 /** Frees whatever the participant has but its presentation half. */
-void free_participant(struct DDS_DomainParticipant *self) {
+void free_participant(DDS_DomainParticipant *self) {
     NUV_ASSERT(!self->isEnabled && self->presentation.participant == nullptr &&
                self->keptPortCount == 0);
     NUVNetioConfigurator_delete(self->configurator);
@@ -214,8 +213,8 @@ namespace deleting {
 
 constexpr const char *LOG_METHOD = "DDS_DomainParticipantFactory_delete_participant";
 
-bool has_active_entryports(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
-    struct COMMENDFacade *facade = PRESParticipant_getFacade(self->presentation.participant);
+bool has_active_entryports(DDS_DomainParticipant *self, REDAWorker *worker) {
+    COMMENDFacade *facade = PRESParticipant_getFacade(self->presentation.participant);
     int hasActiveEntryPorts = 1;
 
     return !facade->checkEntryports(facade, &hasActiveEntryPorts, nullptr, worker) ||
@@ -227,16 +226,15 @@ bool has_active_entryports(struct DDS_DomainParticipant *self, struct REDAWorker
  * is none, so the drain with its long sleeps is the exception. Not to be called with the
  * participant's lock, which the reactor may be waiting for.
  */
-DDS_ReturnCode_t await_closed_entryports(struct DDS_DomainParticipant *self,
-                                         struct REDAWorker *worker) {
-    struct COMMENDFacade *facade = PRESParticipant_getFacade(self->presentation.participant);
+DDS_ReturnCode_t await_closed_entryports(DDS_DomainParticipant *self, REDAWorker *worker) {
+    COMMENDFacade *facade = PRESParticipant_getFacade(self->presentation.participant);
 
     (void)facade->flushEntryports(facade, &CLOSE_TIME, worker);
     if (!has_active_entryports(self, worker)) {
         return DDS_RETCODE_OK;
     }
     for (NUV_INT32 i = 0; i < NUV_NETIO_TRANSPORTS_MAX; ++i) {
-        struct REDAWeakReference handle = REDA_WEAK_REFERENCE_INVALID;
+        REDAWeakReference handle = REDA_WEAK_REFERENCE_INVALID;
 
         if (NUVNetioConfigurator_getTransportHandle(
                 self->configurator, NUVNetioTransportClass_get(i)->classid, &handle) &&
@@ -253,13 +251,13 @@ DDS_ReturnCode_t await_closed_entryports(struct DDS_DomainParticipant *self,
 }
 
 /** Takes back the next try for what could not be had. False when one is under way. */
-bool stop_trying(struct DDS_DomainParticipant *self) {
+bool stop_trying(DDS_DomainParticipant *self) {
     return NUVEventActiveDatabase_cancelEvent(
                NUVNetioRuntime_getEventDatabase(self->resources.runtime), &self->retryEvent) != 0;
 }
 
 /** From now on nobody has the participant follow the interfaces. False when somebody still does. */
-bool stop_following(struct DDS_DomainParticipant *self) {
+bool stop_following(DDS_DomainParticipant *self) {
     if (NUVNetioRuntime_removeInterfaceListener(self->resources.runtime,
                                                 &self->interfaceListener) &&
         stop_trying(self)) {
@@ -273,7 +271,7 @@ bool stop_following(struct DDS_DomainParticipant *self) {
 }
 
 /** From now on the application is told nothing. False when it is still being told. */
-bool stop_telling(struct DDS_DomainParticipant *self) {
+bool stop_telling(DDS_DomainParticipant *self) {
     if (NUVNetioRuntime_cancelCallback(self->resources.runtime, &self->locatorsCallback)) {
         return true;
     }
@@ -285,8 +283,7 @@ bool stop_telling(struct DDS_DomainParticipant *self) {
 
 } // namespace deleting
 
-DDS_ReturnCode_t enable_presentation(struct DDS_DomainParticipant *self,
-                                     struct REDAWorker *worker) {
+DDS_ReturnCode_t enable_presentation(DDS_DomainParticipant *self, REDAWorker *worker) {
     int enableAllEntities =
         self->qos.entity_factory.autoenable_created_entities != DDS_BOOLEAN_FALSE ? 1 : 0;
     const DDS_ReturnCode_t result = DDS_DomainParticipantPresentation_enable(
@@ -301,7 +298,7 @@ DDS_ReturnCode_t enable_presentation(struct DDS_DomainParticipant *self,
 }
 
 /** On failure the receive ports have been given back. */
-DDS_ReturnCode_t enable_locked(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
+DDS_ReturnCode_t enable_locked(DDS_DomainParticipant *self, REDAWorker *worker) {
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
 
     NUV_ASSERT(!self->isEnabled && self->keptPortCount == 0);
@@ -331,15 +328,15 @@ DDS_Octet *put_word(DDS_Octet *out, NUV_UINT32 word) {
 
 } // namespace
 
-struct DDS_DomainParticipant *
-DDS_DomainParticipant_newI(struct DDS_DomainParticipantFactory *factory,
-                           const struct DDS_DomainParticipantResourcesI *resources,
-                           DDS_DomainId_t domain_id, const struct DDS_DomainParticipantQos *qos,
-                           const struct DDS_DomainParticipantListener *listener,
-                           DDS_StatusMask mask) {
-    static const struct DDS_DomainParticipantQos EMPTY_QOS = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
+DDS_DomainParticipant *DDS_DomainParticipant_newI(DDS_DomainParticipantFactory *factory,
+                                                  const DDS_DomainParticipantResourcesI *resources,
+                                                  DDS_DomainId_t domain_id,
+                                                  const DDS_DomainParticipantQos *qos,
+                                                  const DDS_DomainParticipantListener *listener,
+                                                  DDS_StatusMask mask) {
+    static const DDS_DomainParticipantQos EMPTY_QOS = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
     CallWorker worker(resources->workerFactory);
-    struct DDS_DomainParticipant *const self =
+    DDS_DomainParticipant *const self =
         creating::check_domain_id(domain_id) ? creating::allocate() : nullptr;
 
     if (self == nullptr) {
@@ -382,7 +379,7 @@ DDS_DomainParticipant_newI(struct DDS_DomainParticipantFactory *factory,
 }
 
 int DDS_DomainParticipantResources_isWithinListenerI(
-    const struct DDS_DomainParticipantResourcesI *resources, const char *LOG_METHOD) {
+    const DDS_DomainParticipantResourcesI *resources, const char *LOG_METHOD) {
     if (!CallbackMark::is_set() &&
         (resources->runtime == nullptr || !NUVNetioRuntime_isReactorThread(resources->runtime))) {
         return 0;
@@ -392,7 +389,7 @@ int DDS_DomainParticipantResources_isWithinListenerI(
     return 1;
 }
 
-DDS_ReturnCode_t DDS_DomainParticipant_deleteI(struct DDS_DomainParticipant *self) {
+DDS_ReturnCode_t DDS_DomainParticipant_deleteI(DDS_DomainParticipant *self) {
     CallWorker worker(self->resources.workerFactory);
     DDS_ReturnCode_t result = DDS_DomainParticipantPresentation_checkShutdownPrecondition(
         &self->presentation, worker.get());
@@ -441,18 +438,18 @@ refused:
     return result;
 }
 
-DDS_Long DDS_DomainParticipant_get_participant_user_data_max_lengthI(
-    const struct DDS_DomainParticipant *self) {
+DDS_Long
+DDS_DomainParticipant_get_participant_user_data_max_lengthI(const DDS_DomainParticipant *self) {
     return self->qos.resource_limits.participant_user_data_max_length;
 }
 
-DDS_Long DDS_DomainParticipant_get_participant_property_list_max_lengthI(
-    const struct DDS_DomainParticipant *self) {
+DDS_Long
+DDS_DomainParticipant_get_participant_property_list_max_lengthI(const DDS_DomainParticipant *self) {
     return self->qos.resource_limits.participant_property_list_max_length;
 }
 
 DDS_Long DDS_DomainParticipant_get_participant_property_string_max_lengthI(
-    const struct DDS_DomainParticipant *self) {
+    const DDS_DomainParticipant *self) {
     return self->qos.resource_limits.participant_property_string_max_length;
 }
 
@@ -476,13 +473,13 @@ DDS_ReturnCode_t DDS_DomainParticipant_enable(DDS_DomainParticipant *self) {
 }
 
 DDS_Long DDS_DomainParticipant_get_max_participant_index(
-    const struct DDS_RtpsWellKnownPorts_t *rtps_well_known_ports) {
+    const DDS_RtpsWellKnownPorts_t *rtps_well_known_ports) {
     if (DDSLog_isNull(rtps_well_known_ports)) {
         return -1;
     }
-    const struct DDS_RtpsWellKnownPorts_t &ports = *rtps_well_known_ports;
+    const DDS_RtpsWellKnownPorts_t &ports = *rtps_well_known_ports;
     const DDS_Long gain = ports.participant_id_gain;
-    struct DDS_RtpsWellKnownPorts_t lowOffsets = ports;
+    DDS_RtpsWellKnownPorts_t lowOffsets = ports;
 
     /* Offsets of at most the gain cost no index; all else that can be wrong is said at once. */
     lowOffsets.builtin_unicast_port_offset = std::min(ports.builtin_unicast_port_offset, gain);
@@ -527,7 +524,7 @@ DDS_Long DDS_DomainParticipant_get_participant_index(DDS_DomainParticipant *self
 }
 
 DDS_ReturnCode_t DDS_DomainParticipant_get_guid(DDS_DomainParticipant *self, DDS_GUID_t *guid) {
-    struct NUVOsapiRtpsGuid rtpsGuid = {{0, 0, 0}, 0};
+    NUVOsapiRtpsGuid rtpsGuid = {{0, 0, 0}, 0};
     DDS_Octet *out = nullptr;
 
     if (DDSLog_isNull(self) || DDSLog_isNull(guid)) {
@@ -547,7 +544,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_get_guid(DDS_DomainParticipant *self, DDS
 DDS_Topic *DDS_DomainParticipant_create_topic(DDS_DomainParticipant *self, const char *name,
                                               const char *type_name) {
     int failReason = PRES_RETCODE_OK;
-    struct PRESTopic *topic = nullptr;
+    PRESTopic *topic = nullptr;
 
     if (DDSLog_isNull(self) || DDSLog_isNull(name) || DDSLog_isNull(type_name) ||
         DDS_DomainParticipantFactory_isForkedI(__func__)) {

@@ -17,16 +17,16 @@ constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 struct DDS_DomainParticipantFactory {
     /** Guards the fields below. Held for the list only, never while a participant is worked on. */
     std::mutex mutex;
-    struct DDS_DomainParticipantFactoryQos qos = {DDS_ENTITY_FACTORY_QOS_POLICY_INITIALIZER};
-    struct DDS_DomainParticipant *participants = nullptr;
+    DDS_DomainParticipantFactoryQos qos = {DDS_ENTITY_FACTORY_QOS_POLICY_INITIALIZER};
+    DDS_DomainParticipant *participants = nullptr;
     /** Participants that are listed, and those on the way in. */
     int participantCount = 0;
     /** Made for the first participant; its runtime is null until then. */
-    struct DDS_DomainParticipantResourcesI resources = {};
+    DDS_DomainParticipantResourcesI resources = {};
 
     /* Their callbacks are all null: the public API has none for what they tell. */
-    struct PRESParticipantEntityFinalizeListener entityFinalizeListener = {};
-    struct COMMENDActiveFacadeThreadListener threadListener = {};
+    PRESParticipantEntityFinalizeListener entityFinalizeListener = {};
+    COMMENDActiveFacadeThreadListener threadListener = {};
 };
 
 namespace {
@@ -39,7 +39,7 @@ std::atomic<NUV_UINT32> home{0};
 
 /** Guards the instance. */
 std::mutex instanceMutex;
-struct DDS_DomainParticipantFactory *instance = nullptr;
+DDS_DomainParticipantFactory *instance = nullptr;
 
 /**
  * In a forked child of a process that has no factory the lock is free, whoever had it during the
@@ -55,14 +55,14 @@ void watch_forks() {
     });
 }
 
-struct NUVOsapiThreadFactory *new_thread_factory() {
-    static const struct NUVOsapiThreadFactoryProperty PROPERTY = {"dds.", 0};
+NUVOsapiThreadFactory *new_thread_factory() {
+    static const NUVOsapiThreadFactoryProperty PROPERTY = {"dds.", 0};
 
     return NUVOsapiThreadFactory_new(&PROPERTY);
 }
 
 /** False, after an error, when a thread does not end: then what it may use stays. */
-bool release_resources(struct DDS_DomainParticipantResourcesI *resources) {
+bool release_resources(DDS_DomainParticipantResourcesI *resources) {
     if (!NUVNetioRuntime_delete(resources->runtime)) {
         return false;
     }
@@ -79,7 +79,7 @@ namespace creating {
 constexpr const char *LOG_METHOD = "DDS_DomainParticipantFactory_create_participant";
 
 /** What all participants share. It stays until the factory goes, so that only the first pays. */
-bool acquire_resources(struct DDS_DomainParticipantResourcesI *resources) {
+bool acquire_resources(DDS_DomainParticipantResourcesI *resources) {
     if (resources->runtime != nullptr) {
         return true;
     }
@@ -105,9 +105,8 @@ bool acquire_resources(struct DDS_DomainParticipantResourcesI *resources) {
 } // namespace creating
 
 /** Takes a participant out of the list, if it is there. */
-bool unlist(struct DDS_DomainParticipantFactory *self,
-            const struct DDS_DomainParticipant *participant) {
-    for (struct DDS_DomainParticipant **link = &self->participants; *link != nullptr;
+bool unlist(DDS_DomainParticipantFactory *self, const DDS_DomainParticipant *participant) {
+    for (DDS_DomainParticipant **link = &self->participants; *link != nullptr;
          link = &(*link)->next) {
         if (*link == participant) {
             *link = participant->next;
@@ -117,7 +116,7 @@ bool unlist(struct DDS_DomainParticipantFactory *self,
     return false;
 }
 
-void enlist(struct DDS_DomainParticipantFactory *self, struct DDS_DomainParticipant *participant) {
+void enlist(DDS_DomainParticipantFactory *self, DDS_DomainParticipant *participant) {
     participant->next = self->participants;
     self->participants = participant;
 }
@@ -136,13 +135,13 @@ int DDS_DomainParticipantFactory_isForkedI(const char *LOG_METHOD) {
     return 1;
 }
 
-const struct PRESParticipantEntityFinalizeListener *
+const PRESParticipantEntityFinalizeListener *
 DDS_DomainParticipantFactory_get_presentation_entity_finalize_listenerI(
     DDS_DomainParticipantFactory *self) {
     return &self->entityFinalizeListener;
 }
 
-const struct COMMENDActiveFacadeThreadListener *
+const COMMENDActiveFacadeThreadListener *
 DDS_DomainParticipantFactory_get_presentation_thread_listenerI(DDS_DomainParticipantFactory *self) {
     return &self->threadListener;
 }
@@ -159,7 +158,7 @@ DDS_DomainParticipantFactory *DDS_DomainParticipantFactory_get_instance(void) {
     const std::lock_guard<std::mutex> lock(instanceMutex);
 
     if (instance == nullptr) {
-        struct DDS_DomainParticipantFactory *factory = nullptr;
+        DDS_DomainParticipantFactory *factory = nullptr;
 
         NUVOsapiHeap_allocateStructure(&factory, struct DDS_DomainParticipantFactory);
         if (factory == nullptr) {
@@ -204,7 +203,7 @@ DDS_ReturnCode_t DDS_DomainParticipantFactory_finalize_instance(void) {
 }
 
 DDS_ReturnCode_t DDS_DomainParticipantFactory_get_qos(DDS_DomainParticipantFactory *self,
-                                                      struct DDS_DomainParticipantFactoryQos *qos) {
+                                                      DDS_DomainParticipantFactoryQos *qos) {
     if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
@@ -218,9 +217,8 @@ DDS_ReturnCode_t DDS_DomainParticipantFactory_get_qos(DDS_DomainParticipantFacto
     return DDS_RETCODE_OK;
 }
 
-DDS_ReturnCode_t
-DDS_DomainParticipantFactory_set_qos(DDS_DomainParticipantFactory *self,
-                                     const struct DDS_DomainParticipantFactoryQos *qos) {
+DDS_ReturnCode_t DDS_DomainParticipantFactory_set_qos(DDS_DomainParticipantFactory *self,
+                                                      const DDS_DomainParticipantFactoryQos *qos) {
     if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
@@ -244,8 +242,8 @@ DDS_DomainParticipantFactory_set_qos(DDS_DomainParticipantFactory *self,
 
 DDS_ReturnCode_t
 DDS_DomainParticipantFactory_get_default_participant_qos(DDS_DomainParticipantFactory *self,
-                                                         struct DDS_DomainParticipantQos *qos) {
-    struct DDS_DomainParticipantQos defaultQos = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
+                                                         DDS_DomainParticipantQos *qos) {
+    DDS_DomainParticipantQos defaultQos = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
 
     if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
@@ -264,10 +262,10 @@ DDS_DomainParticipantFactory_get_default_participant_qos(DDS_DomainParticipantFa
 
 DDS_DomainParticipant *DDS_DomainParticipantFactory_create_participant(
     DDS_DomainParticipantFactory *self, DDS_DomainId_t domain_id,
-    const struct DDS_DomainParticipantQos *qos,
-    const struct DDS_DomainParticipantListener *listener, DDS_StatusMask mask) {
-    struct DDS_DomainParticipantResourcesI resources = {};
-    struct DDS_DomainParticipant *participant = nullptr;
+    const DDS_DomainParticipantQos *qos, const DDS_DomainParticipantListener *listener,
+    DDS_StatusMask mask) {
+    DDS_DomainParticipantResourcesI resources = {};
+    DDS_DomainParticipant *participant = nullptr;
     bool enable = true;
 
     if (DDSLog_isNull(self) || DDS_DomainParticipantFactory_isForkedI(__func__)) {

@@ -1494,7 +1494,7 @@ void replace_multicast_entryport(DDS_DomainParticipantPresentation *self,
     *entryportWR = tmpEntryPort;
 }
 
-bool update_default_unicast(DDS_DomainParticipantPresentation *self, struct LocatorUpdate *update,
+bool update_default_unicast(DDS_DomainParticipantPresentation *self, LocatorUpdate *update,
                             int participantIndex, DDS_ReturnCode_t *result, REDAWorker *worker) {
     *result = DDS_TransportUnicastQosPolicy_to_default_locators(
         &self->_cachedTransportUnicastPolicy, &update->defaultUnicastLocator,
@@ -1521,9 +1521,9 @@ bool update_default_unicast(DDS_DomainParticipantPresentation *self, struct Loca
     return true;
 }
 
-bool update_metatraffic_unicast(DDS_DomainParticipantPresentation *self,
-                                struct LocatorUpdate *update, int participantIndex,
-                                DDS_ReturnCode_t *result, REDAWorker *worker) {
+bool update_metatraffic_unicast(DDS_DomainParticipantPresentation *self, LocatorUpdate *update,
+                                int participantIndex, DDS_ReturnCode_t *result,
+                                REDAWorker *worker) {
     *result = DDS_DiscoveryQosPolicy_to_unicast_locators(
         &self->cachedDiscoveryPolicy, &update->metatrafficUnicastLocator,
         &update->enabledDiscTrafficPluginAliases, &self->cachedWellKnownPorts,
@@ -1551,8 +1551,8 @@ bool update_metatraffic_unicast(DDS_DomainParticipantPresentation *self,
     return true;
 }
 
-bool update_metatraffic_multicast(DDS_DomainParticipantPresentation *self,
-                                  struct LocatorUpdate *update, REDAWorker *worker) {
+bool update_metatraffic_multicast(DDS_DomainParticipantPresentation *self, LocatorUpdate *update,
+                                  REDAWorker *worker) {
     const PRESLocatorQosPolicy *cachedLocators =
         PRESReducedLocatorQosPolicy_asConstLocatorPolicy(&self->_cachedMetatrafficMulticastLocator);
     const PRESLocatorQosPolicy *locators =
@@ -1590,8 +1590,8 @@ bool update_metatraffic_multicast(DDS_DomainParticipantPresentation *self,
  * Never does anything as long as the update computes no default multicast locators; kept as the
  * shape that they would need, with the aliases of discovery traffic as it stands.
  */
-void update_default_multicast(DDS_DomainParticipantPresentation *self,
-                              const struct LocatorUpdate *update, REDAWorker *worker) {
+void update_default_multicast(DDS_DomainParticipantPresentation *self, const LocatorUpdate *update,
+                              REDAWorker *worker) {
     replace_multicast_entryport(
         self, &update->enabledDiscTrafficPluginAliases, &update->defaultMulticastLocator,
         &self->_cachedDefaultMulticastLocator, &self->_reserveEntryportUserMulticastWR,

@@ -30,9 +30,9 @@ struct Outcome {
  * The search reserves multicast ports anew. Those of a former one, which found no address, are
  * given back only then, so that they stay open in between; where it fails they stay.
  */
-DDS_ReturnCode_t gain_index(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
-    struct DDS_DomainParticipantPresentation *presentation = &self->presentation;
-    struct DDS_DomainParticipantPresentationMulticastEntryportsI former;
+DDS_ReturnCode_t gain_index(DDS_DomainParticipant *self, REDAWorker *worker) {
+    DDS_DomainParticipantPresentation *presentation = &self->presentation;
+    DDS_DomainParticipantPresentationMulticastEntryportsI former;
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
 
     DDS_DomainParticipantPresentation_take_multicast_entryportsI(presentation, &former);
@@ -52,8 +52,8 @@ namespace updating {
 constexpr const char *LOG_METHOD = "DDS_DomainParticipant_update_locators";
 
 /** The update's own lines say what could not be set; this one says why, and what comes of it. */
-void report_incomplete(const struct DDS_DomainParticipant *self, DDS_ReturnCode_t result) {
-    struct NUVNetioFailure failure;
+void report_incomplete(const DDS_DomainParticipant *self, DDS_ReturnCode_t result) {
+    NUVNetioFailure failure;
     char reason[NUV_NETIO_FAILURE_STRING_SIZE];
 
     if (NUVNetioConfigurator_getFailure(self->configurator, &failure)) {
@@ -73,7 +73,7 @@ void report_incomplete(const struct DDS_DomainParticipant *self, DDS_ReturnCode_
 } // namespace updating
 
 /** Updates the locators of a participant that has its index. */
-Outcome update_with_index(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
+Outcome update_with_index(DDS_DomainParticipant *self, REDAWorker *worker) {
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
     bool isComplete = false;
 
@@ -95,7 +95,7 @@ Outcome update_with_index(struct DDS_DomainParticipant *self, struct REDAWorker 
 }
 
 /** Updates the locators of an enabled participant, which gets its index now if it has none yet. */
-Outcome bring_up_to_date(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
+Outcome bring_up_to_date(DDS_DomainParticipant *self, REDAWorker *worker) {
     if (self->participantIndex < 0) {
         const DDS_ReturnCode_t result = gain_index(self, worker);
 
@@ -112,20 +112,20 @@ Outcome bring_up_to_date(struct DDS_DomainParticipant *self, struct REDAWorker *
 }
 
 /** Has an incomplete participant tried for again after a pause, longer than the one before. */
-void try_again_later(struct DDS_DomainParticipant *self) {
-    struct NUVNetioFailure failure;
+void try_again_later(DDS_DomainParticipant *self) {
+    NUVNetioFailure failure;
     const bool isShortage = NUVNetioConfigurator_getFailure(self->configurator, &failure) != 0 &&
                             NUVNetioFailure_isShortage(&failure) != 0;
 
     self->retryPause = std::clamp(2 * self->retryPause, NUV_INT32{1},
                                   isShortage ? LONGEST_PAUSE_OF_SHORTAGE : LONGEST_PAUSE);
-    const struct NUVNtpTime pause = {self->retryPause, 0};
+    const NUVNtpTime pause = {self->retryPause, 0};
 
     NUVEventActiveDatabase_postEvent(NUVNetioRuntime_getEventDatabase(self->resources.runtime),
                                      &self->retryEvent, &pause);
 }
 
-DDS_ReturnCode_t take_note_of(struct DDS_DomainParticipant *self, const Outcome &outcome) {
+DDS_ReturnCode_t take_note_of(DDS_DomainParticipant *self, const Outcome &outcome) {
     if (outcome.isComplete) {
         self->retryPause = 0;
     } else {
@@ -135,7 +135,7 @@ DDS_ReturnCode_t take_note_of(struct DDS_DomainParticipant *self, const Outcome 
 }
 
 /** Has the application told of a change, if it wants to know; never waits for it. */
-void tell_of_change(struct DDS_DomainParticipant *self) {
+void tell_of_change(DDS_DomainParticipant *self) {
     if (self->listener.on_locators_changed != nullptr) {
         NUVNetioRuntime_postCallback(self->resources.runtime, &self->locatorsCallback);
     }
@@ -145,10 +145,9 @@ void tell_of_change(struct DDS_DomainParticipant *self) {
  * Follows the interfaces, as a snapshot has them or, without one, as they are now, and has the
  * application told if that changed anything.
  */
-DDS_ReturnCode_t update_locators(struct DDS_DomainParticipant *self,
-                                 const struct NUVNetioInterfaceSnapshot *snapshot,
-                                 struct REDAWorker *worker) {
-    struct DDS_DomainParticipantPresentationLocatorsI before;
+DDS_ReturnCode_t update_locators(DDS_DomainParticipant *self,
+                                 const NUVNetioInterfaceSnapshot *snapshot, REDAWorker *worker) {
+    DDS_DomainParticipantPresentationLocatorsI before;
     const reda::ExclusiveAreaGuard lock(self->ea, worker);
 
     if (!self->isEnabled) {
@@ -170,7 +169,7 @@ DDS_ReturnCode_t update_locators(struct DDS_DomainParticipant *self,
 }
 
 /** Whether all the ports that are wanted can be had now. Says nothing. */
-bool reserve_trial(TrialPorts &trial, struct DDS_DomainParticipant *self) {
+bool reserve_trial(TrialPorts &trial, DDS_DomainParticipant *self) {
     const PortAttempt attempt(self, PortAttempt::QUIET);
 
     return self->participantIndex < 0 ? trial.reserve_for_index() : trial.reserve_for_update();
@@ -180,8 +179,8 @@ bool reserve_trial(TrialPorts &trial, struct DDS_DomainParticipant *self) {
  * Tries again for what an update could not have: first for the participant itself, without a word,
  * and only when that succeeds by an update, which then finds the ports its own.
  */
-void try_again(struct DDS_DomainParticipant *self, struct REDAWorker *worker) {
-    struct DDS_DomainParticipantPresentationLocatorsI before;
+void try_again(DDS_DomainParticipant *self, REDAWorker *worker) {
+    DDS_DomainParticipantPresentationLocatorsI before;
     const reda::ExclusiveAreaGuard lock(self->ea, worker);
 
     if (!self->isEnabled) {
@@ -206,15 +205,15 @@ namespace getting {
 constexpr const char *LOG_METHOD = "DDS_DomainParticipant_get_locators";
 
 /** Copies locators out, if the participant is enabled and so has any. */
-DDS_ReturnCode_t get_locators(struct DDS_DomainParticipant *self,
+DDS_ReturnCode_t get_locators(DDS_DomainParticipant *self,
                               enum DDS_DomainParticipantPresentationLocatorKindI kind,
-                              struct DDS_LocatorSeq *locators) {
+                              DDS_LocatorSeq *locators) {
     if (DDS_DomainParticipantFactory_isForkedI(LOG_METHOD)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     CallWorker worker(self->resources.workerFactory);
     const reda::ExclusiveAreaGuard lock(self->ea, worker.get());
-    const struct PRESLocatorQosPolicy *list =
+    const PRESLocatorQosPolicy *list =
         DDS_DomainParticipantPresentation_get_locatorsI(&self->presentation, kind);
     const DDS_Long count = self->isEnabled ? list->count : 0;
 
@@ -234,24 +233,24 @@ DDS_ReturnCode_t get_locators(struct DDS_DomainParticipant *self,
 } // namespace
 
 void DDS_DomainParticipant_on_interfaces_changedI(void *param,
-                                                  const struct NUVNetioInterfaceSnapshot *snapshot,
-                                                  struct REDAWorker *worker) {
-    (void)update_locators(static_cast<struct DDS_DomainParticipant *>(param), snapshot, worker);
+                                                  const NUVNetioInterfaceSnapshot *snapshot,
+                                                  REDAWorker *worker) {
+    (void)update_locators(static_cast<DDS_DomainParticipant *>(param), snapshot, worker);
 }
 
-void DDS_DomainParticipant_on_retryI(void *param, struct REDAWorker *worker) {
-    try_again(static_cast<struct DDS_DomainParticipant *>(param), worker);
+void DDS_DomainParticipant_on_retryI(void *param, REDAWorker *worker) {
+    try_again(static_cast<DDS_DomainParticipant *>(param), worker);
 }
 
-void DDS_DomainParticipant_try_again_soonI(struct DDS_DomainParticipant *self) {
-    const struct NUVNtpTime pause = {1, 0};
+void DDS_DomainParticipant_try_again_soonI(DDS_DomainParticipant *self) {
+    const NUVNtpTime pause = {1, 0};
 
     NUVEventActiveDatabase_postEvent(NUVNetioRuntime_getEventDatabase(self->resources.runtime),
                                      &self->retryEvent, &pause);
 }
 
-void DDS_DomainParticipant_on_locators_changedI(void *param, struct REDAWorker *) {
-    auto *self = static_cast<struct DDS_DomainParticipant *>(param);
+void DDS_DomainParticipant_on_locators_changedI(void *param, REDAWorker *) {
+    auto *self = static_cast<DDS_DomainParticipant *>(param);
     const CallbackMark mark;
 
     self->listener.on_locators_changed(self->listener.listener_data, self);
@@ -275,27 +274,24 @@ DDS_ReturnCode_t DDS_DomainParticipant_update_locators(DDS_DomainParticipant *se
     return result;
 }
 
-DDS_ReturnCode_t
-DDS_DomainParticipant_get_default_unicast_locators(DDS_DomainParticipant *self,
-                                                   struct DDS_LocatorSeq *locators) {
+DDS_ReturnCode_t DDS_DomainParticipant_get_default_unicast_locators(DDS_DomainParticipant *self,
+                                                                    DDS_LocatorSeq *locators) {
     if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
     return getting::get_locators(self, DDS_DEFAULT_UNICAST_LOCATORS, locators);
 }
 
-DDS_ReturnCode_t
-DDS_DomainParticipant_get_default_multicast_locators(DDS_DomainParticipant *self,
-                                                     struct DDS_LocatorSeq *locators) {
+DDS_ReturnCode_t DDS_DomainParticipant_get_default_multicast_locators(DDS_DomainParticipant *self,
+                                                                      DDS_LocatorSeq *locators) {
     if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
     return getting::get_locators(self, DDS_DEFAULT_MULTICAST_LOCATORS, locators);
 }
 
-DDS_ReturnCode_t
-DDS_DomainParticipant_get_metatraffic_unicast_locators(DDS_DomainParticipant *self,
-                                                       struct DDS_LocatorSeq *locators) {
+DDS_ReturnCode_t DDS_DomainParticipant_get_metatraffic_unicast_locators(DDS_DomainParticipant *self,
+                                                                        DDS_LocatorSeq *locators) {
     if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
@@ -304,7 +300,7 @@ DDS_DomainParticipant_get_metatraffic_unicast_locators(DDS_DomainParticipant *se
 
 DDS_ReturnCode_t
 DDS_DomainParticipant_get_metatraffic_multicast_locators(DDS_DomainParticipant *self,
-                                                         struct DDS_LocatorSeq *locators) {
+                                                         DDS_LocatorSeq *locators) {
     if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }

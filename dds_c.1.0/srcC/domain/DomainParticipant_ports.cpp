@@ -10,9 +10,9 @@ constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
 namespace {
 
-const struct NUVNetioAliasList ANY_TRANSPORT = {""};
+const NUVNetioAliasList ANY_TRANSPORT = {""};
 
-bool is_kept(const struct DDS_DomainParticipant *self, const struct NUVNetioLocator &port) {
+bool is_kept(const DDS_DomainParticipant *self, const NUVNetioLocator &port) {
     const std::span kept(self->keptPorts, (size_t)self->keptPortCount);
 
     return std::any_of(kept.begin(), kept.end(), [&](const auto &one) {
@@ -21,18 +21,16 @@ bool is_kept(const struct DDS_DomainParticipant *self, const struct NUVNetioLoca
 }
 
 /** Keeps the ports of a list with entryports. False when memory runs out. */
-bool keep_ports_of(struct DDS_DomainParticipant *self,
-                   enum DDS_DomainParticipantPresentationLocatorKindI kind,
-                   struct REDAWorker *worker) {
-    const struct PRESLocatorQosPolicy *locators =
+bool keep_ports_of(DDS_DomainParticipant *self,
+                   enum DDS_DomainParticipantPresentationLocatorKindI kind, REDAWorker *worker) {
+    const PRESLocatorQosPolicy *locators =
         DDS_DomainParticipantPresentation_get_locatorsI(&self->presentation, kind);
     const DDS_Long reserved =
         DDS_DomainParticipantPresentation_get_reserved_countI(&self->presentation, kind);
 
-    for (const struct NUVNetioLocator &locator :
-         std::span(locators->locatorList, (size_t)reserved)) {
-        struct DDS_DomainParticipantKeptPortI kept = {locator.transport, locator.port,
-                                                      REDA_WEAK_REFERENCE_INVALID};
+    for (const NUVNetioLocator &locator : std::span(locators->locatorList, (size_t)reserved)) {
+        DDS_DomainParticipantKeptPortI kept = {locator.transport, locator.port,
+                                               REDA_WEAK_REFERENCE_INVALID};
 
         if (self->keptPortCount == DDS_DOMAIN_PARTICIPANT_KEPT_PORTS_MAX ||
             is_kept(self, locator)) {
@@ -51,8 +49,8 @@ namespace enabling {
 
 constexpr const char *LOG_METHOD = "DDS_DomainParticipant_enable";
 
-void report_no_index(const struct DDS_DomainParticipant *self) {
-    struct NUVNetioFailure failure;
+void report_no_index(const DDS_DomainParticipant *self) {
+    NUVNetioFailure failure;
     char reason[NUV_NETIO_FAILURE_STRING_SIZE];
 
     if (NUVNetioConfigurator_getFailure(self->configurator, &failure)) {
@@ -73,14 +71,12 @@ void report_no_locator() {
 
 } // namespace
 
-int DDS_DomainParticipant_keep_portsI(struct DDS_DomainParticipant *self,
-                                      struct REDAWorker *worker) {
+int DDS_DomainParticipant_keep_portsI(DDS_DomainParticipant *self, REDAWorker *worker) {
     return static_cast<int>(keep_ports_of(self, DDS_METATRAFFIC_UNICAST_LOCATORS, worker) &&
                             keep_ports_of(self, DDS_DEFAULT_UNICAST_LOCATORS, worker));
 }
 
-void DDS_DomainParticipant_release_indexI(struct DDS_DomainParticipant *self,
-                                          struct REDAWorker *worker) {
+void DDS_DomainParticipant_release_indexI(DDS_DomainParticipant *self, REDAWorker *worker) {
     for (auto &kept : std::span(self->keptPorts, (size_t)self->keptPortCount)) {
         DDS_DomainParticipantPresentation_release_entryportI(&self->presentation, &kept.entryportWR,
                                                              worker);
@@ -91,8 +87,8 @@ void DDS_DomainParticipant_release_indexI(struct DDS_DomainParticipant *self,
     self->participantIndex = -1;
 }
 
-DDS_ReturnCode_t DDS_DomainParticipant_reserve_indexI(struct DDS_DomainParticipant *self,
-                                                      struct REDAWorker *worker) {
+DDS_ReturnCode_t DDS_DomainParticipant_reserve_indexI(DDS_DomainParticipant *self,
+                                                      REDAWorker *worker) {
     NUV_ASSERT(self->participantIndex == -1);
     DDS_Long participantIndex = self->qos.wire_protocol.participant_id;
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
@@ -116,7 +112,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_reserve_indexI(struct DDS_DomainParticipa
     return result;
 }
 
-TrialPorts::TrialPorts(struct DDS_DomainParticipant *participant, struct REDAWorker *callWorker)
+TrialPorts::TrialPorts(DDS_DomainParticipant *participant, REDAWorker *callWorker)
     : self(participant), worker(callWorker) {}
 
 TrialPorts::~TrialPorts() {
@@ -125,8 +121,7 @@ TrialPorts::~TrialPorts() {
 
 template <class LocatorPolicy>
 bool TrialPorts::reserve(const LocatorPolicy &locators) {
-    for (const struct NUVNetioLocator &locator :
-         std::span(locators.locatorList, (size_t)locators.count)) {
+    for (const NUVNetioLocator &locator : std::span(locators.locatorList, (size_t)locators.count)) {
         if (count == entryports.size() ||
             !DDS_DomainParticipantPresentation_reserve_entryportI(
                 &self->presentation, &entryports[count], &ANY_TRANSPORT, &locator, worker)) {
@@ -138,7 +133,7 @@ bool TrialPorts::reserve(const LocatorPolicy &locators) {
 }
 
 bool TrialPorts::reserve_for_update() {
-    struct DDS_DomainParticipantPresentationLocatorsI locators;
+    DDS_DomainParticipantPresentationLocatorsI locators;
 
     return compute(self->participantIndex, &locators) && reserve(locators.defaultUnicast) &&
            reserve(locators.metatrafficUnicast) && reserve(locators.metatrafficMulticast);
@@ -162,8 +157,8 @@ bool TrialPorts::reserve_for_index() {
 /** What the search reserves for one index, as far as the QoS asks for it. */
 bool TrialPorts::reserve_index(DDS_Long index) {
     const DDS_RtpsReservedPortKindMask kinds = self->qos.wire_protocol.rtps_reserved_port_mask;
-    struct DDS_DomainParticipantPresentationLocatorsI locators;
-    struct PRESReducedLocatorQosPolicy userMulticast = REDUCED_LOCATOR_QOS_POLICY_DEFAULT;
+    DDS_DomainParticipantPresentationLocatorsI locators;
+    PRESReducedLocatorQosPolicy userMulticast = REDUCED_LOCATOR_QOS_POLICY_DEFAULT;
 
     if (!compute(index, &locators)) {
         return false;
@@ -189,8 +184,7 @@ bool TrialPorts::reserve_index(DDS_Long index) {
 }
 
 /** Ports that are none have been reported by whoever asked for them. */
-bool TrialPorts::compute(DDS_Long index,
-                         struct DDS_DomainParticipantPresentationLocatorsI *locators) {
+bool TrialPorts::compute(DDS_Long index, DDS_DomainParticipantPresentationLocatorsI *locators) {
     return DDS_RtpsWellKnownPorts_isUnicastValid(&self->qos.wire_protocol.rtps_well_known_ports,
                                                  self->domainId, index) &&
            DDS_DomainParticipantPresentation_compute_locatorsI(&self->presentation, index, locators,

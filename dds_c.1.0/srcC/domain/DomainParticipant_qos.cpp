@@ -18,8 +18,8 @@ constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 namespace {
 
 /** Whether what has to be allocated to be read back is all there. */
-bool has_variable_parts_of(const struct DDS_DomainParticipantQos *qos,
-                           const struct DDS_DomainParticipantQos *running) {
+bool has_variable_parts_of(const DDS_DomainParticipantQos *qos,
+                           const DDS_DomainParticipantQos *running) {
     return DDS_UserDataQosPolicy_is_equal(&qos->user_data, &running->user_data) &&
            DDS_PropertyQosPolicy_is_equal(&qos->property, &running->property) &&
            DDS_EntityNameQosPolicy_is_equal(&qos->participant_name, &running->participant_name) &&
@@ -31,8 +31,8 @@ namespace setting {
 constexpr const char *LOG_METHOD = "DDS_DomainParticipant_set_qos";
 
 /** Refuses a change of what is fixed at creation, where the presentation half does not. */
-bool check_fixed_policies(const struct DDS_DomainParticipantQos *running,
-                          const struct DDS_DomainParticipantQos *qos) {
+bool check_fixed_policies(const DDS_DomainParticipantQos *running,
+                          const DDS_DomainParticipantQos *qos) {
     dds::qos::PathText changed;
 
     if (changes_fixed_policy(*running, *qos, changed)) {
@@ -42,9 +42,8 @@ bool check_fixed_policies(const struct DDS_DomainParticipantQos *running,
     return true;
 }
 
-bool has_property(const struct DDS_PropertyQosPolicy *policy,
-                  const struct DDS_Property_t *property) {
-    const struct DDS_Property_t *other =
+bool has_property(const DDS_PropertyQosPolicy *policy, const DDS_Property_t *property) {
+    const DDS_Property_t *other =
         DDS_PropertyQosPolicyHelper_lookup_property(policy, property->name);
 
     return other != nullptr && other->propagate == property->propagate &&
@@ -52,10 +51,9 @@ bool has_property(const struct DDS_PropertyQosPolicy *policy,
 }
 
 /** Every property of @p left that is read at creation only must be in @p right as well. */
-bool check_fixed_properties(const struct DDS_PropertyQosPolicy *left,
-                            const struct DDS_PropertyQosPolicy *right) {
+bool check_fixed_properties(const DDS_PropertyQosPolicy *left, const DDS_PropertyQosPolicy *right) {
     for (DDS_Long i = 0; i < DDS_PropertySeq_get_length(&left->value); ++i) {
-        const struct DDS_Property_t *property = DDS_PropertySeq_get_reference(&left->value, i);
+        const DDS_Property_t *property = DDS_PropertySeq_get_reference(&left->value, i);
 
         if (is_read_at_creation(property) && !has_property(right, property)) {
             DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_IMMUTABLE_POLICY_s, property->name);
@@ -69,16 +67,15 @@ bool check_fixed_properties(const struct DDS_PropertyQosPolicy *left,
 
 } // namespace
 
-int DDS_DomainParticipant_has_propertiesI(struct DDS_DomainParticipant *self,
-                                          const struct DDS_DomainParticipantQos *qos,
-                                          struct REDAWorker *worker) {
+int DDS_DomainParticipant_has_propertiesI(DDS_DomainParticipant *self,
+                                          const DDS_DomainParticipantQos *qos, REDAWorker *worker) {
     return static_cast<int>(
         PRESParticipant_getPropertyListLength(self->presentation.participant, worker) ==
         (NUV_UINT32)DDS_PropertySeq_get_length(&qos->property.value));
 }
 
 DDS_ReturnCode_t DDS_DomainParticipant_get_qos(DDS_DomainParticipant *self,
-                                               struct DDS_DomainParticipantQos *qos) {
+                                               DDS_DomainParticipantQos *qos) {
     if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
@@ -99,8 +96,8 @@ DDS_ReturnCode_t DDS_DomainParticipant_get_qos(DDS_DomainParticipant *self,
 }
 
 DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
-                                               const struct DDS_DomainParticipantQos *qos) {
-    struct DDS_DomainParticipantQos copy = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
+                                               const DDS_DomainParticipantQos *qos) {
+    DDS_DomainParticipantQos copy = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
 
     if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {

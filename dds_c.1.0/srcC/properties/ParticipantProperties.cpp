@@ -93,11 +93,11 @@ void warn_of_unknown(const DDS_Property_t &property) {
 
 } // namespace
 
-bool is_read_at_creation(const struct DDS_Property_t *property) {
+bool is_read_at_creation(const DDS_Property_t *property) {
     return strncmp(property->name, PREFIX, sizeof(PREFIX) - 1) == 0;
 }
 
-bool check_participant_properties(const struct DDS_PropertyQosPolicy *properties) {
+bool check_participant_properties(const DDS_PropertyQosPolicy *properties) {
     for (DDS_Long i = 0; i < DDS_PropertySeq_get_length(&properties->value); ++i) {
         const DDS_Property_t &property = *DDS_PropertySeq_get_reference(&properties->value, i);
 

@@ -115,9 +115,8 @@ Facade::Facade(const COMMENDFacadeProperty &property, NUVNetioConfigurator *its_
 
 } // namespace
 
-struct COMMENDFacade *COMMENDFacade_new(const struct COMMENDActiveFacadeProperty *property,
-                                        struct NUVNetioConfigurator *configurator,
-                                        struct REDAWorker *worker) {
+COMMENDFacade *COMMENDFacade_new(const COMMENDActiveFacadeProperty *property,
+                                 NUVNetioConfigurator *configurator, REDAWorker *worker) {
     const COMMENDFacadeProperty &parent = property->parent;
     Facade *self = nullptr;
     NUVOsapiHeap_allocateStructure(&self, struct Facade);
@@ -133,7 +132,7 @@ struct COMMENDFacade *COMMENDFacade_new(const struct COMMENDActiveFacadeProperty
     return self;
 }
 
-int COMMENDFacade_delete(struct COMMENDFacade *self, struct REDAWorker *worker) {
+int COMMENDFacade_delete(COMMENDFacade *self, REDAWorker *worker) {
     if (self == nullptr) {
         return 1;
     }

@@ -16,7 +16,7 @@ namespace {
 
 constexpr pthread_t NOBODY = 0; // no thread has it on Linux
 
-void write_to_stderr(void * /*param*/, const struct NUVLogRecord *record) {
+void write_to_stderr(void * /*param*/, const NUVLogRecord *record) {
     KOLS_Config_Logger_write_record(record);
 }
 
@@ -67,19 +67,19 @@ void kols::prepare_for_forks() {
     });
 }
 
-struct KOLS_Config_Logger *KOLS_Config_Logger_get_instance(void) {
+KOLS_Config_Logger *KOLS_Config_Logger_get_instance(void) {
     kols::prepare_for_forks();
     return &logger;
 }
 
-KOLS_Config_LogVerbosity KOLS_Config_Logger_get_verbosity(struct KOLS_Config_Logger *self) {
+KOLS_Config_LogVerbosity KOLS_Config_Logger_get_verbosity(KOLS_Config_Logger *self) {
     if (KOLSLog_isNull(self)) {
         return KOLS_CONFIG_LOG_VERBOSITY_SILENT;
     }
     return self->verbosity.load(std::memory_order_relaxed);
 }
 
-void KOLS_Config_Logger_set_verbosity(struct KOLS_Config_Logger *self,
+void KOLS_Config_Logger_set_verbosity(KOLS_Config_Logger *self,
                                       KOLS_Config_LogVerbosity verbosity) {
     if (KOLSLog_isNull(self)) {
         return;
@@ -91,7 +91,7 @@ void KOLS_Config_Logger_set_verbosity(struct KOLS_Config_Logger *self,
     }
 }
 
-void NUVLog_registerModule(struct NUVLogModuleNode *node) {
+void NUVLog_registerModule(NUVLogModuleNode *node) {
     const std::lock_guard lock(logger.verbosity_mutex);
     NUVLogModuleNode *const first = logger.modules.load(std::memory_order_relaxed);
 
@@ -106,11 +106,11 @@ void NUVLog_registerModule(struct NUVLogModuleNode *node) {
     logger.modules.store(node, std::memory_order_release); // to who reads without the lock
 }
 
-const struct NUVLogModuleNode *NUVLog_getModules(void) {
+const NUVLogModuleNode *NUVLog_getModules(void) {
     return logger.modules.load(std::memory_order_acquire);
 }
 
-void KOLS_Config_Logger_set_verbosity_by_category(struct KOLS_Config_Logger *self,
+void KOLS_Config_Logger_set_verbosity_by_category(KOLS_Config_Logger *self,
                                                   NUVLogCategoryMask categories,
                                                   KOLS_Config_LogVerbosity verbosity) {
     if (KOLSLog_isNull(self)) {
@@ -124,8 +124,8 @@ void KOLS_Config_Logger_set_verbosity_by_category(struct KOLS_Config_Logger *sel
     }
 }
 
-void KOLS_Config_Logger_set_output_device(struct KOLS_Config_Logger *self,
-                                          KOLS_Config_LoggerDevice device, void *param) {
+void KOLS_Config_Logger_set_output_device(KOLS_Config_Logger *self, KOLS_Config_LoggerDevice device,
+                                          void *param) {
     if (KOLSLog_isNull(self)) {
         return;
     }
@@ -134,7 +134,7 @@ void KOLS_Config_Logger_set_output_device(struct KOLS_Config_Logger *self,
     self->device_param = param;
 }
 
-void KOLS_Config_Logger_deliverI(struct KOLS_Config_Logger *self, struct NUVLogRecord *record) {
+void KOLS_Config_Logger_deliverI(KOLS_Config_Logger *self, NUVLogRecord *record) {
     const osapi::CancellationHold hold; // a device may well be where a thread can be cancelled
     NUVClock *clock = NUVClock_getRealtime();
     const pthread_t here = pthread_self();

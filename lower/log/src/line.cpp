@@ -53,7 +53,7 @@ std::string_view without_line_ends(std::string_view text) {
 
 } // namespace
 
-size_t KOLS_Config_Logger_format_line(const struct NUVLogRecord *record, char *line, size_t size) {
+size_t KOLS_Config_Logger_format_line(const NUVLogRecord *record, char *line, size_t size) {
     if (KOLSLog_isNull(record)) {
         if (size != 0 && line != nullptr) {
             line[0] = '\0';

@@ -58,7 +58,7 @@ void deliver(NUVLogRecord record) {
 
 void NUVLogMessage_printWithParams(int number, NUV_UINT32 level, NUV_UINT32 module,
                                    const char *file, int line, const char *function,
-                                   const struct NUVLogMessageTemplate *message, ...) {
+                                   const NUVLogMessageTemplate *message, ...) {
     const kols::KeptErrno kept_errno;
     Text text;
     va_list arguments;
@@ -71,7 +71,7 @@ void NUVLogMessage_printWithParams(int number, NUV_UINT32 level, NUV_UINT32 modu
 
 void NUVLogMessageParamString_printWithParams(int number, NUV_UINT32 level, NUV_UINT32 module,
                                               const char *file, int line, const char *function,
-                                              const struct NUVLogMessageTemplate *message,
+                                              const NUVLogMessageTemplate *message,
                                               const char *format, ...) {
     const kols::KeptErrno kept_errno;
     Text body;

@@ -20,9 +20,9 @@ void report(bool is_printed, NUV_UINT32 module, const char *file, int line, cons
 
 } // namespace
 
-void NUVLog_reportPrecondition(const struct NUVLogModule *module, NUV_UINT32 submodule,
-                               const struct NUVOsapiActivityContext *context, const char *file,
-                               int line, const char *function, const char *text) {
+void NUVLog_reportPrecondition(const NUVLogModule *module, NUV_UINT32 submodule,
+                               const NUVOsapiActivityContext *context, const char *file, int line,
+                               const char *function, const char *text) {
     report(NUVLog_isWanted(module, submodule, context, NUV_LOG_LEVEL_FATAL) != 0, module->id, file,
            line, function, text);
 }

@@ -288,7 +288,7 @@ void kols::renew_stderr_lock() {
     output.renew_lock();
 }
 
-void KOLS_Config_Logger_write_record(const struct NUVLogRecord *record) {
+void KOLS_Config_Logger_write_record(const NUVLogRecord *record) {
     const kols::KeptErrno kept_errno;
 
     if (KOLSLog_isNull(record)) {

@@ -1,7 +1,7 @@
 // The message templates that fit any layer.
 #include "log/log_message.h"
 
-#define DEFINE_TEMPLATE(name, format) const struct NUVLogMessageTemplate name = {#name, format}
+#define DEFINE_TEMPLATE(name, format) const NUVLogMessageTemplate name = {#name, format}
 
 DEFINE_TEMPLATE(NUV_LOG_PRECONDITION_FAILURE_s, "precondition failed: %s");
 DEFINE_TEMPLATE(NUV_LOG_ANY_FAILURE_s, "failure: %s");

@@ -22,7 +22,7 @@ constexpr NUVNtpTime RETRY_DELAY = {1, 0};
 
 } // namespace
 
-const struct NUVNetioRuntimeProperty NUV_NETIO_RUNTIME_PROPERTY_DEFAULT = {
+const NUVNetioRuntimeProperty NUV_NETIO_RUNTIME_PROPERTY_DEFAULT = {
     NUV_NETIO_INTERFACE_SOURCE_KERNEL,
     1,
     {0, 0x051EB852u}, // 20 ms
@@ -244,9 +244,9 @@ HeldSnapshot NUVNetioRuntime::acquire_interfaces() {
     return interfaces.current();
 }
 
-struct NUVNetioRuntime *NUVNetioRuntime_new(const struct NUVNetioRuntimeProperty *property,
-                                            struct NUVOsapiThreadFactory *threadFactory,
-                                            struct REDAWorkerFactory *workerFactory) {
+NUVNetioRuntime *NUVNetioRuntime_new(const NUVNetioRuntimeProperty *property,
+                                     NUVOsapiThreadFactory *threadFactory,
+                                     REDAWorkerFactory *workerFactory) {
     NUVNetioRuntime *self = nullptr;
     NUVOsapiHeap_allocateStructure(&self, struct NUVNetioRuntime);
     if (self == nullptr) {
@@ -262,7 +262,7 @@ struct NUVNetioRuntime *NUVNetioRuntime_new(const struct NUVNetioRuntimeProperty
     return self;
 }
 
-int NUVNetioRuntime_delete(struct NUVNetioRuntime *self) {
+int NUVNetioRuntime_delete(NUVNetioRuntime *self) {
     if (self == nullptr) {
         return 1;
     }
@@ -274,58 +274,56 @@ int NUVNetioRuntime_delete(struct NUVNetioRuntime *self) {
     return 1;
 }
 
-int NUVNetioRuntime_isReactorThread(const struct NUVNetioRuntime *self) {
+int NUVNetioRuntime_isReactorThread(const NUVNetioRuntime *self) {
     return static_cast<int>(self->reactor.is_within_turn());
 }
 
-int NUVNetioRuntime_flush(struct NUVNetioRuntime *self, const struct NUVNtpTime *timeout) {
+int NUVNetioRuntime_flush(NUVNetioRuntime *self, const NUVNtpTime *timeout) {
     return static_cast<int>(self->reactor.flush(*timeout));
 }
 
-const struct NUVNetioInterfaceSnapshot *
-NUVNetioRuntime_acquireInterfaces(struct NUVNetioRuntime *self) {
+const NUVNetioInterfaceSnapshot *NUVNetioRuntime_acquireInterfaces(NUVNetioRuntime *self) {
     return self->acquire_interfaces().take();
 }
 
-int NUVNetioRuntime_renewInterfaces(struct NUVNetioRuntime *self, struct REDAWorker *worker) {
+int NUVNetioRuntime_renewInterfaces(NUVNetioRuntime *self, REDAWorker *worker) {
     return static_cast<int>(self->renew_interfaces(worker));
 }
 
-void NUVNetioRuntime_addInterfaceListener(struct NUVNetioRuntime *self,
-                                          struct NUVNetioInterfaceListener *listener) {
+void NUVNetioRuntime_addInterfaceListener(NUVNetioRuntime *self,
+                                          NUVNetioInterfaceListener *listener) {
     self->listeners.add(listener);
 }
 
-int NUVNetioRuntime_removeInterfaceListener(struct NUVNetioRuntime *self,
-                                            struct NUVNetioInterfaceListener *listener) {
+int NUVNetioRuntime_removeInterfaceListener(NUVNetioRuntime *self,
+                                            NUVNetioInterfaceListener *listener) {
     return static_cast<int>(self->listeners.remove(listener));
 }
 
-int NUVNetioRuntime_startCallbacks(struct NUVNetioRuntime *self) {
+int NUVNetioRuntime_startCallbacks(NUVNetioRuntime *self) {
     return static_cast<int>(self->start_callbacks());
 }
 
-void NUVNetioRuntime_postCallback(struct NUVNetioRuntime *self, struct NUVNetioCallback *callback) {
+void NUVNetioRuntime_postCallback(NUVNetioRuntime *self, NUVNetioCallback *callback) {
     self->callbacks.post(callback);
 }
 
-int NUVNetioRuntime_cancelCallback(struct NUVNetioRuntime *self,
-                                   struct NUVNetioCallback *callback) {
+int NUVNetioRuntime_cancelCallback(NUVNetioRuntime *self, NUVNetioCallback *callback) {
     return static_cast<int>(self->callbacks.cancel(callback));
 }
 
-void NUVNetioRuntime_noteInterfaceEvent(struct NUVNetioRuntime *self) {
+void NUVNetioRuntime_noteInterfaceEvent(NUVNetioRuntime *self) {
     self->note_interface_event();
 }
 
-struct NUVClock *NUVNetioRuntime_getClock(struct NUVNetioRuntime *self) {
+NUVClock *NUVNetioRuntime_getClock(NUVNetioRuntime *self) {
     return self->clock();
 }
 
-struct REDARepetitions *NUVNetioRuntime_getRepetitions(struct NUVNetioRuntime *self) {
+REDARepetitions *NUVNetioRuntime_getRepetitions(NUVNetioRuntime *self) {
     return &self->repetitions;
 }
 
-struct NUVEventActiveDatabase *NUVNetioRuntime_getEventDatabase(struct NUVNetioRuntime *self) {
+NUVEventActiveDatabase *NUVNetioRuntime_getEventDatabase(NUVNetioRuntime *self) {
     return &self->events;
 }

@@ -6,7 +6,7 @@
 namespace {
 
 template <clockid_t ID>
-NUV_INT64 read_clock(const struct NUVClock * /*self*/) {
+NUV_INT64 read_clock(const NUVClock * /*self*/) {
     timespec now{};
     clock_gettime(ID, &now); // cannot fail: both clocks exist on every Linux
     return NUV_INT64{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
@@ -17,10 +17,10 @@ NUVClock realtime = {"realtime", read_clock<CLOCK_REALTIME>};
 
 } // namespace
 
-struct NUVClock *NUVClock_getMonotonic(void) {
+NUVClock *NUVClock_getMonotonic(void) {
     return &monotonic;
 }
 
-struct NUVClock *NUVClock_getRealtime(void) {
+NUVClock *NUVClock_getRealtime(void) {
     return &realtime;
 }

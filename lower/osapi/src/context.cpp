@@ -1,7 +1,7 @@
 // The activity context.
 #include "osapi/osapi_context.h"
 
-void NUVOsapiContext_addAndCacheCategory(struct NUVOsapiActivityContext *context,
+void NUVOsapiContext_addAndCacheCategory(NUVOsapiActivityContext *context,
                                          NUVLogCategoryMask *cachedOut, NUVLogCategoryMask drop,
                                          NUVLogCategoryMask add) {
     if (context == nullptr) {
@@ -12,7 +12,7 @@ void NUVOsapiContext_addAndCacheCategory(struct NUVOsapiActivityContext *context
     context->category = (context->category & ~drop) | add;
 }
 
-void NUVOsapiContext_setCategory(struct NUVOsapiActivityContext *context, NUVLogCategoryMask keep,
+void NUVOsapiContext_setCategory(NUVOsapiActivityContext *context, NUVLogCategoryMask keep,
                                  NUVLogCategoryMask category) {
     if (context != nullptr) {
         context->category = (context->category & keep) | category;

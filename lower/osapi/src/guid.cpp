@@ -89,7 +89,7 @@ NUV_UINT32 not_zero(NUV_UINT32 value) {
 
 } // namespace
 
-void NUVOsapiRtpsGuid_generate(struct NUVOsapiRtpsGuid *out) {
+void NUVOsapiRtpsGuid_generate(NUVOsapiRtpsGuid *out) {
     static std::atomic<NUV_UINT64> count{0};
 
     // New random bits for every GUID: nothing is remembered that a forked child could repeat.

@@ -323,7 +323,7 @@ void NUVOsapiHeap_freeMemoryInternal(void *pointer, int scrub, const char *alloc
     std::free(allocation_of(header));
 }
 
-void NUVOsapiHeap_getStatistics(struct NUVOsapiHeapStatistics *out) {
+void NUVOsapiHeap_getStatistics(NUVOsapiHeapStatistics *out) {
     const std::lock_guard lock(state.mutex);
     *out = state.statistics;
 }

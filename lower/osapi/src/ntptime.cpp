@@ -12,11 +12,11 @@ int compare(NUV_INT64 left, NUV_INT64 right) {
 
 } // namespace
 
-int NUVNtpTime_isInfinite(const struct NUVNtpTime *time) {
+int NUVNtpTime_isInfinite(const NUVNtpTime *time) {
     return static_cast<int>(time->sec == INFINITE_SEC);
 }
 
-int NUVNtpTime_compare(const struct NUVNtpTime *left, const struct NUVNtpTime *right) {
+int NUVNtpTime_compare(const NUVNtpTime *left, const NUVNtpTime *right) {
     if (left->sec != right->sec) {
         return compare(left->sec, right->sec);
     }
@@ -24,7 +24,7 @@ int NUVNtpTime_compare(const struct NUVNtpTime *left, const struct NUVNtpTime *r
     return left->sec == INFINITE_SEC ? 0 : compare(left->frac, right->frac);
 }
 
-struct NUVNtpTime NUVNtpTime_fromNanoseconds(NUV_INT64 nanoseconds) {
+NUVNtpTime NUVNtpTime_fromNanoseconds(NUV_INT64 nanoseconds) {
     if (nanoseconds < 0) {
         return NUV_NTP_TIME_ZERO;
     }
@@ -38,7 +38,7 @@ struct NUVNtpTime NUVNtpTime_fromNanoseconds(NUV_INT64 nanoseconds) {
     return {static_cast<NUV_INT32>(sec), static_cast<NUV_UINT32>(frac)};
 }
 
-NUV_INT64 NUVNtpTime_toNanoseconds(const struct NUVNtpTime *time) {
+NUV_INT64 NUVNtpTime_toNanoseconds(const NUVNtpTime *time) {
     if (NUVNtpTime_isInfinite(time) != 0) {
         return INT64_MAX;
     }

@@ -104,8 +104,7 @@ int start(NUVOsapiThread *thread, std::size_t stack_size) {
 
 } // namespace
 
-struct NUVOsapiThreadFactory *
-NUVOsapiThreadFactory_new(const struct NUVOsapiThreadFactoryProperty *property) {
+NUVOsapiThreadFactory *NUVOsapiThreadFactory_new(const NUVOsapiThreadFactoryProperty *property) {
     NUVOsapiThreadFactory *self = nullptr;
     NUVOsapiHeap_allocateStructure(&self, struct NUVOsapiThreadFactory);
     if (self == nullptr) {
@@ -118,14 +117,12 @@ NUVOsapiThreadFactory_new(const struct NUVOsapiThreadFactoryProperty *property) 
     return self;
 }
 
-void NUVOsapiThreadFactory_delete(struct NUVOsapiThreadFactory *self) {
+void NUVOsapiThreadFactory_delete(NUVOsapiThreadFactory *self) {
     NUVOsapiHeap_freeStructure(self);
 }
 
-struct NUVOsapiThread *NUVOsapiThreadFactory_createThread(struct NUVOsapiThreadFactory *self,
-                                                          const char *name,
-                                                          NUVOsapiThreadFunction function,
-                                                          void *param) {
+NUVOsapiThread *NUVOsapiThreadFactory_createThread(NUVOsapiThreadFactory *self, const char *name,
+                                                   NUVOsapiThreadFunction function, void *param) {
     NUVOsapiThread *thread = nullptr;
     NUVOsapiHeap_allocateStructure(&thread, struct NUVOsapiThread);
     if (thread == nullptr) {
@@ -143,7 +140,7 @@ struct NUVOsapiThread *NUVOsapiThreadFactory_createThread(struct NUVOsapiThreadF
     return thread;
 }
 
-void NUVOsapiThread_join(struct NUVOsapiThread *self) {
+void NUVOsapiThread_join(NUVOsapiThread *self) {
     if (self == nullptr) {
         return;
     }
@@ -151,11 +148,11 @@ void NUVOsapiThread_join(struct NUVOsapiThread *self) {
     NUVOsapiHeap_freeStructure(self);
 }
 
-int NUVOsapiThread_isSelf(const struct NUVOsapiThread *self) {
+int NUVOsapiThread_isSelf(const NUVOsapiThread *self) {
     return static_cast<int>(pthread_equal(self->handle, pthread_self()) != 0);
 }
 
-void NUVOsapiThread_sleep(const struct NUVNtpTime *duration) {
+void NUVOsapiThread_sleep(const NUVNtpTime *duration) {
     constexpr NUV_INT64 NANOSECONDS_PER_SECOND = 1'000'000'000;
     // Rounded up, so that no sleep is too short. The infinite duration, 68 years, needs no case of
     // its own.

@@ -21,15 +21,14 @@ void replace_property(PRESParticipant *self, PRESPropertyStore &next, REDAWorker
 
 } // namespace
 
-int PRESParticipant_getProperty(struct PRESParticipant *self, struct PRESParticipantProperty *out,
-                                struct REDAWorker *worker) {
+int PRESParticipant_getProperty(PRESParticipant *self, PRESParticipantProperty *out,
+                                REDAWorker *worker) {
     const reda::ExclusiveAreaGuard record(self->recordEa, worker);
     return self->property.copyTo(*out) ? 1 : 0;
 }
 
-int PRESParticipant_setProperty(struct PRESParticipant *self, int *failReason,
-                                const struct PRESParticipantProperty *property,
-                                struct REDAWorker *worker) {
+int PRESParticipant_setProperty(PRESParticipant *self, int *failReason,
+                                const PRESParticipantProperty *property, REDAWorker *worker) {
     PRESPropertyStore next; // in the end what it replaced, which goes with it
 
     const PRESPropertyChange change = find_forbidden_change(self, property, worker);

@@ -4,9 +4,8 @@
 #include <cstddef>
 #include <cstring>
 
-constinit const struct PRESLocatorQosPolicy LOCATOR_QOS_POLICY_DEFAULT =
-    PRES_LOCATOR_QOS_POLICY_DEFAULT;
-constinit const struct PRESReducedLocatorQosPolicy REDUCED_LOCATOR_QOS_POLICY_DEFAULT =
+constinit const PRESLocatorQosPolicy LOCATOR_QOS_POLICY_DEFAULT = PRES_LOCATOR_QOS_POLICY_DEFAULT;
+constinit const PRESReducedLocatorQosPolicy REDUCED_LOCATOR_QOS_POLICY_DEFAULT =
     PRES_REDUCED_LOCATOR_QOS_POLICY_DEFAULT;
 
 namespace {
@@ -77,8 +76,7 @@ bool write_list(const PRESLocatorQosPolicy *list, Text text) {
 
 } // namespace
 
-void PRESLocatorQosPolicy_copy(struct PRESLocatorQosPolicy *dst,
-                               const struct PRESLocatorQosPolicy *src) {
+void PRESLocatorQosPolicy_copy(PRESLocatorQosPolicy *dst, const PRESLocatorQosPolicy *src) {
     const std::size_t size = static_cast<std::size_t>(read_count(src)) * sizeof(NUVNetioLocator);
     std::byte *const to = reinterpret_cast<std::byte *>(dst);
     const std::byte *const from = reinterpret_cast<const std::byte *>(src);
@@ -86,8 +84,8 @@ void PRESLocatorQosPolicy_copy(struct PRESLocatorQosPolicy *dst,
     std::memmove(to + LOCATORS_PLACE, from + LOCATORS_PLACE, size);
 }
 
-int PRESLocatorQosPolicy_compare(const struct PRESLocatorQosPolicy *left,
-                                 const struct PRESLocatorQosPolicy *right) {
+int PRESLocatorQosPolicy_compare(const PRESLocatorQosPolicy *left,
+                                 const PRESLocatorQosPolicy *right) {
     const NUV_INT32 count = read_count(left);
     if (count != read_count(right)) {
         return 1;
@@ -100,8 +98,7 @@ int PRESLocatorQosPolicy_compare(const struct PRESLocatorQosPolicy *left,
     return 0;
 }
 
-int PRESLocatorQosPolicy_toString(const struct PRESLocatorQosPolicy *self, char *buffer,
-                                  NUV_INT32 size) {
+int PRESLocatorQosPolicy_toString(const PRESLocatorQosPolicy *self, char *buffer, NUV_INT32 size) {
     if (size <= 0) {
         return 0;
     }

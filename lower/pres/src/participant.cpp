@@ -60,19 +60,17 @@ void take_over(PRESParticipant *self, const PRESLocatorQosPolicy *default_unicas
 
 } // namespace
 
-struct PRESParticipant *PRESParticipant_new(
-    const struct NUVOsapiRtpsGuid *guid, struct NUVNetioConfigurator *configurator,
-    struct REDAWorkerFactory * /*workerFactory*/,
-    struct NUVEventActiveDatabase * /*activeDatabase*/, struct NUVClock * /*clock*/,
-    struct NUVClock * /*timestampClock*/, struct REDAExclusiveArea *tableEa,
-    struct REDAExclusiveArea *recordEa, struct REDAExclusiveArea * /*remoteObjectsEa*/,
-    const struct COMMENDActiveFacadeThreadListener * /*threadListener*/,
-    const struct PRESParticipantEntityFinalizeListener *finalizeListener,
-    const struct PRESParticipantProperty *property, const struct PRESParticipantListener *listener,
-    PRESStatusKindMask listenerMask, const struct PRESParticipantSecurity * /*security*/,
-    struct NUVOsapiThreadFactory * /*recvThreadFactory*/,
-    struct NUVOsapiThreadFactory * /*eventThreadFactory*/,
-    struct NUVOsapiThreadFactory * /*asynchPubThreadFactory*/, struct REDAWorker *worker) {
+PRESParticipant *PRESParticipant_new(
+    const NUVOsapiRtpsGuid *guid, NUVNetioConfigurator *configurator,
+    REDAWorkerFactory * /*workerFactory*/, NUVEventActiveDatabase * /*activeDatabase*/,
+    NUVClock * /*clock*/, NUVClock * /*timestampClock*/, REDAExclusiveArea *tableEa,
+    REDAExclusiveArea *recordEa, REDAExclusiveArea * /*remoteObjectsEa*/,
+    const COMMENDActiveFacadeThreadListener * /*threadListener*/,
+    const PRESParticipantEntityFinalizeListener *finalizeListener,
+    const PRESParticipantProperty *property, const PRESParticipantListener *listener,
+    PRESStatusKindMask listenerMask, const PRESParticipantSecurity * /*security*/,
+    NUVOsapiThreadFactory * /*recvThreadFactory*/, NUVOsapiThreadFactory * /*eventThreadFactory*/,
+    NUVOsapiThreadFactory * /*asynchPubThreadFactory*/, REDAWorker *worker) {
     PRESParticipant *self = nullptr;
 
     if (PRESLog_isNull(worker, guid) || PRESLog_isNull(worker, tableEa) ||
@@ -114,12 +112,11 @@ struct PRESParticipant *PRESParticipant_new(
     return self;
 }
 
-int PRESParticipant_enable(struct PRESParticipant *self, const int *enableAllEntities,
-                           const struct PRESLocatorQosPolicy *defaultUnicastLocator,
-                           const struct PRESLocatorQosPolicy *metatrafficUnicastLocator,
-                           const struct PRESReducedLocatorQosPolicy *metatrafficMulticastLocator,
-                           const struct PRESSequenceTransportInfo *transportInfo,
-                           struct REDAWorker *worker) {
+int PRESParticipant_enable(PRESParticipant *self, const int *enableAllEntities,
+                           const PRESLocatorQosPolicy *defaultUnicastLocator,
+                           const PRESLocatorQosPolicy *metatrafficUnicastLocator,
+                           const PRESReducedLocatorQosPolicy *metatrafficMulticastLocator,
+                           const PRESSequenceTransportInfo *transportInfo, REDAWorker *worker) {
     NUVNetioTransportInfo *transports = nullptr;
     Phase before = Phase::CREATED;
 
@@ -150,16 +147,16 @@ int PRESParticipant_enable(struct PRESParticipant *self, const int *enableAllEnt
     return 1;
 }
 
-int PRESParticipant_isEnabled(struct PRESParticipant *self, struct REDAWorker *worker) {
+int PRESParticipant_isEnabled(PRESParticipant *self, REDAWorker *worker) {
     const reda::ExclusiveAreaGuard table(self->tableEa, worker);
     return self->phase == Phase::ENABLED ? 1 : 0;
 }
 
-int PRESParticipant_hasLocators(
-    struct PRESParticipant *self, const struct PRESLocatorQosPolicy *defaultUnicastLocator,
-    const struct PRESLocatorQosPolicy *metatrafficUnicastLocator,
-    const struct PRESReducedLocatorQosPolicy *metatrafficMulticastLocator,
-    struct REDAWorker *worker) {
+int PRESParticipant_hasLocators(PRESParticipant *self,
+                                const PRESLocatorQosPolicy *defaultUnicastLocator,
+                                const PRESLocatorQosPolicy *metatrafficUnicastLocator,
+                                const PRESReducedLocatorQosPolicy *metatrafficMulticastLocator,
+                                REDAWorker *worker) {
     const reda::ExclusiveAreaGuard record(self->recordEa, worker);
     const PRESParticipantParameter &has = self->property.get().parameter;
     return PRESLocatorQosPolicy_compare(&has.defaultUnicastLocator, defaultUnicastLocator) == 0 &&
@@ -173,35 +170,32 @@ int PRESParticipant_hasLocators(
                : 0;
 }
 
-NUV_UINT32 PRESParticipant_getTransportInfoLength(struct PRESParticipant *self,
-                                                  struct REDAWorker *worker) {
+NUV_UINT32 PRESParticipant_getTransportInfoLength(PRESParticipant *self, REDAWorker *worker) {
     const reda::ExclusiveAreaGuard record(self->recordEa, worker);
     return self->transportInfoLength;
 }
 
-NUV_UINT32 PRESParticipant_getPropertyListLength(struct PRESParticipant *self,
-                                                 struct REDAWorker *worker) {
+NUV_UINT32 PRESParticipant_getPropertyListLength(PRESParticipant *self, REDAWorker *worker) {
     const reda::ExclusiveAreaGuard record(self->recordEa, worker);
     return self->property.get().parameter.propertyList.data._length;
 }
 
-void PRESParticipant_getGuid(struct PRESParticipant *self, struct NUVOsapiRtpsGuid *out) {
+void PRESParticipant_getGuid(PRESParticipant *self, NUVOsapiRtpsGuid *out) {
     *out = self->guid;
 }
 
-struct COMMENDFacade *PRESParticipant_getFacade(struct PRESParticipant *self) {
+COMMENDFacade *PRESParticipant_getFacade(PRESParticipant *self) {
     return self->facade;
 }
 
-int PRESParticipant_preShutdownWakeup(struct PRESParticipant *self, int * /*failReason*/,
-                                      struct REDAWorker *worker) {
+int PRESParticipant_preShutdownWakeup(PRESParticipant *self, int * /*failReason*/,
+                                      REDAWorker *worker) {
     const reda::ExclusiveAreaGuard table(self->tableEa, worker);
     self->takesTopics = false;
     return 1;
 }
 
-int PRESParticipant_shutdown(struct PRESParticipant *self, int * /*failReason*/,
-                             struct REDAWorker *worker) {
+int PRESParticipant_shutdown(PRESParticipant *self, int * /*failReason*/, REDAWorker *worker) {
     bool was_enabled = false;
     {
         const reda::ExclusiveAreaGuard table(self->tableEa, worker);
@@ -220,8 +214,7 @@ int PRESParticipant_shutdown(struct PRESParticipant *self, int * /*failReason*/,
     return 1;
 }
 
-int PRESParticipant_delete(struct PRESParticipant *self, int *failReason,
-                           struct REDAWorker *worker) {
+int PRESParticipant_delete(PRESParticipant *self, int *failReason, REDAWorker *worker) {
     if (PRESParticipant_hasTopic(self, worker) != 0) {
         PRESLog_error(worker, "cannot delete a participant that has topics");
         *failReason = PRES_RETCODE_PRECONDITION_NOT_MET;

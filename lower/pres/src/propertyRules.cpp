@@ -15,8 +15,7 @@ long long asked_word(NUV_UINT32 next, NUV_UINT32 current, NUV_UINT32 running) {
 
 } // namespace
 
-struct PRESPropertyExcess
-PRESParticipantProperty_findExcessI(const struct PRESParticipantProperty *self) {
+PRESPropertyExcess PRESParticipantProperty_findExcessI(const PRESParticipantProperty *self) {
     const PRESParticipantParameter &parameter = self->parameter;
     const PRESParticipantResourceLimits &limits = parameter.resourceLimits;
     const PRESPropertyExcess parts[] = {
@@ -40,9 +39,9 @@ PRESParticipantProperty_findExcessI(const struct PRESParticipantProperty *self) 
     return {nullptr, nullptr, 0, 0};
 }
 
-struct PRESPropertyChange
-PRESParticipantProperty_findForbiddenChangeI(const struct PRESParticipantProperty *current,
-                                             const struct PRESParticipantProperty *next) {
+PRESPropertyChange
+PRESParticipantProperty_findForbiddenChangeI(const PRESParticipantProperty *current,
+                                             const PRESParticipantProperty *next) {
     const PRESParticipantParameter &is = current->parameter;
     const PRESParticipantParameter &asked = next->parameter;
     const NUVOsapiRtpsGuidPrefix &prefix = current->facadeProperty.parent.guidPrefix;

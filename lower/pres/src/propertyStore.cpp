@@ -101,7 +101,7 @@ void forget_all_host_names(PRESParticipantParameter &parameter) {
 
 } // namespace
 
-size_t PRESParticipantProperty_getPartitionLengthI(const struct PRESParticipantProperty *self) {
+size_t PRESParticipantProperty_getPartitionLengthI(const PRESParticipantProperty *self) {
     const auto &name = self->parameter.partitionQosPolicy.name;
     if (name.str == nullptr || name._maximum <= 0) {
         return 0;
@@ -109,7 +109,7 @@ size_t PRESParticipantProperty_getPartitionLengthI(const struct PRESParticipantP
     return strnlen(name.str, static_cast<size_t>(name._maximum));
 }
 
-size_t PRESPropertyList_getStringSizeI(const struct PRESPropertyList *self) {
+size_t PRESPropertyList_getStringSizeI(const PRESPropertyList *self) {
     size_t size = 0;
     for (const PRESProperty &property : properties_of(*self)) {
         for (const char *text : {property.name, property.value}) {

@@ -121,15 +121,14 @@ bool remove_topic(PRESParticipant *self, const PRESTopic *topic, REDAWorker *wor
 
 } // namespace
 
-void PRESParticipant_enableTopicsI(struct PRESParticipant *self) {
+void PRESParticipant_enableTopicsI(PRESParticipant *self) {
     for (PRESTopic *topic = self->topics; topic != nullptr; topic = topic->next) {
         topic->isEnabled = true;
     }
 }
 
-struct PRESTopic *PRESParticipant_createTopic(struct PRESParticipant *self, int *failReason,
-                                              const char *name, const char *typeName,
-                                              struct REDAWorker *worker) {
+PRESTopic *PRESParticipant_createTopic(PRESParticipant *self, int *failReason, const char *name,
+                                       const char *typeName, REDAWorker *worker) {
     if (is_empty(name) || is_empty(typeName)) {
         PRESLog_error(worker, "a topic needs a name and a type");
         *failReason = PRES_RETCODE_BAD_PARAMETER;
@@ -151,8 +150,8 @@ struct PRESTopic *PRESParticipant_createTopic(struct PRESParticipant *self, int 
     return nullptr;
 }
 
-int PRESParticipant_deleteTopic(struct PRESParticipant *self, int *failReason,
-                                struct PRESTopic *topic, struct REDAWorker *worker) {
+int PRESParticipant_deleteTopic(PRESParticipant *self, int *failReason, PRESTopic *topic,
+                                REDAWorker *worker) {
     if (!remove_topic(self, topic, worker)) {
         PRESLog_error(worker, "cannot delete a topic that the participant does not have");
         *failReason = PRES_RETCODE_BAD_PARAMETER;
@@ -166,19 +165,19 @@ int PRESParticipant_deleteTopic(struct PRESParticipant *self, int *failReason,
     return 1;
 }
 
-int PRESParticipant_hasTopic(struct PRESParticipant *self, struct REDAWorker *worker) {
+int PRESParticipant_hasTopic(PRESParticipant *self, REDAWorker *worker) {
     const reda::ExclusiveAreaGuard table(self->tableEa, worker);
     return self->topics != nullptr ? 1 : 0;
 }
 
-const char *PRESTopic_getName(const struct PRESTopic *self) {
+const char *PRESTopic_getName(const PRESTopic *self) {
     return self->name;
 }
 
-const char *PRESTopic_getTypeName(const struct PRESTopic *self) {
+const char *PRESTopic_getTypeName(const PRESTopic *self) {
     return self->typeName;
 }
 
-int PRESTopic_isEnabled(const struct PRESTopic *self) {
+int PRESTopic_isEnabled(const PRESTopic *self) {
     return self->isEnabled ? 1 : 0;
 }

@@ -86,20 +86,20 @@ void log_slow_hold(const char *LOG_METHOD, const char *name, NUV_INT32 level, NU
 
 } // namespace
 
-struct REDAExclusiveArea *REDAExclusiveArea_new(NUV_INT32 level, const char *name) {
+REDAExclusiveArea *REDAExclusiveArea_new(NUV_INT32 level, const char *name) {
     REDAExclusiveArea *self = nullptr;
     NUVOsapiHeap_allocateStructure(&self, struct REDAExclusiveArea);
     return self != nullptr ? new (self) REDAExclusiveArea(level, name) : nullptr;
 }
 
-void REDAExclusiveArea_delete(struct REDAExclusiveArea *self) {
+void REDAExclusiveArea_delete(REDAExclusiveArea *self) {
     if (self != nullptr) {
         self->~REDAExclusiveArea();
         NUVOsapiHeap_freeStructure(self);
     }
 }
 
-void REDAExclusiveArea_enter(struct REDAExclusiveArea *self, struct REDAWorker *worker) {
+void REDAExclusiveArea_enter(REDAExclusiveArea *self, REDAWorker *worker) {
     check_order(self, worker);
     self->mutex.lock();
     note_entered(self, worker);
@@ -109,7 +109,7 @@ void REDAExclusiveArea_enter(struct REDAExclusiveArea *self, struct REDAWorker *
     }
 }
 
-void REDAExclusiveArea_leave(struct REDAExclusiveArea *self, struct REDAWorker *worker) {
+void REDAExclusiveArea_leave(REDAExclusiveArea *self, REDAWorker *worker) {
     // Who leaves without having been timed, as when the logging was turned on meanwhile, is not
     // judged.
     const bool timed = self->timed && is_watched(self, worker);

@@ -29,8 +29,7 @@ int find(REDARepetitions *self, const char *kind) {
 
 } // namespace
 
-int REDARepetitions_admits(struct REDARepetitions *self, const char *kind,
-                           struct REDALeftOut *out) {
+int REDARepetitions_admits(REDARepetitions *self, const char *kind, REDALeftOut *out) {
     REDARepetition &repetition = self->_each[find(self, kind)];
     const std::atomic_ref<NUV_INT64> quiet_until(repetition._quietUntil);
     const std::atomic_ref<NUV_UINT32> left_out(repetition._leftOut);

@@ -113,7 +113,7 @@ int REDAString_strToUnsignedLong(const char *text, NUV_UINT32 *out) {
     return static_cast<int>(text != nullptr && parse_whole(std::string_view(text), out));
 }
 
-int REDAString_strToNtpTime(const char *text, struct NUVNtpTime *out) {
+int REDAString_strToNtpTime(const char *text, NUVNtpTime *out) {
     constexpr NUV_UINT64 INFINITE_SEC = 0x7FFFFFFF;
     if (text == nullptr) {
         return 0;

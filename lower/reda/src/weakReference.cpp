@@ -68,21 +68,21 @@ REDAWeakReferenceSlot *find_slot(const REDAWeakReferenceManager *manager,
 
 } // namespace
 
-struct REDAWeakReferenceManager *REDAWeakReferenceManager_new(void) {
+REDAWeakReferenceManager *REDAWeakReferenceManager_new(void) {
     REDAWeakReferenceManager *self = nullptr;
     NUVOsapiHeap_allocateStructure(&self, struct REDAWeakReferenceManager);
     return self != nullptr ? new (self) REDAWeakReferenceManager() : nullptr;
 }
 
-void REDAWeakReferenceManager_delete(struct REDAWeakReferenceManager *self) {
+void REDAWeakReferenceManager_delete(REDAWeakReferenceManager *self) {
     if (self != nullptr) {
         NUVOsapiHeap_freeArray(self->slots);
         NUVOsapiHeap_freeStructure(self);
     }
 }
 
-int REDAWeakReferenceManager_createReference(struct REDAWeakReferenceManager *self, void *referent,
-                                             struct REDAWeakReference *out) {
+int REDAWeakReferenceManager_createReference(REDAWeakReferenceManager *self, void *referent,
+                                             REDAWeakReference *out) {
     const NUV_UINT32 index = referent != nullptr ? take_slot(self) : NO_SLOT;
     if (index == NO_SLOT) {
         *out = REDA_WEAK_REFERENCE_INVALID;
@@ -94,14 +94,14 @@ int REDAWeakReferenceManager_createReference(struct REDAWeakReferenceManager *se
     return 1;
 }
 
-void *REDAWeakReferenceManager_getReferent(const struct REDAWeakReferenceManager *self,
-                                           const struct REDAWeakReference *reference) {
+void *REDAWeakReferenceManager_getReferent(const REDAWeakReferenceManager *self,
+                                           const REDAWeakReference *reference) {
     const REDAWeakReferenceSlot *slot = find_slot(self, reference);
     return slot != nullptr ? slot->referent : nullptr;
 }
 
-int REDAWeakReferenceManager_invalidate(struct REDAWeakReferenceManager *self,
-                                        const struct REDAWeakReference *reference) {
+int REDAWeakReferenceManager_invalidate(REDAWeakReferenceManager *self,
+                                        const REDAWeakReference *reference) {
     REDAWeakReferenceSlot *slot = find_slot(self, reference);
     if (slot == nullptr) {
         return 0;

@@ -22,21 +22,20 @@ struct REDAWorkerFactory {
     REDARepetitions repetitions{};
 };
 
-struct REDAWorkerFactory *REDAWorkerFactory_new(void) {
+REDAWorkerFactory *REDAWorkerFactory_new(void) {
     REDAWorkerFactory *self = nullptr;
     NUVOsapiHeap_allocateStructure(&self, struct REDAWorkerFactory);
     return self != nullptr ? new (self) REDAWorkerFactory() : nullptr;
 }
 
-void REDAWorkerFactory_delete(struct REDAWorkerFactory *self) {
+void REDAWorkerFactory_delete(REDAWorkerFactory *self) {
     if (self != nullptr) {
         self->~REDAWorkerFactory();
         NUVOsapiHeap_freeStructure(self);
     }
 }
 
-struct REDAWorker *REDAWorkerFactory_createWorker(struct REDAWorkerFactory *self,
-                                                  const char *name) {
+REDAWorker *REDAWorkerFactory_createWorker(REDAWorkerFactory *self, const char *name) {
     REDAWorker *worker = nullptr;
     NUVOsapiActivityContext *context = nullptr;
     NUVOsapiHeap_allocateStructure(&worker, struct REDAWorker);
@@ -57,7 +56,7 @@ struct REDAWorker *REDAWorkerFactory_createWorker(struct REDAWorkerFactory *self
     return worker;
 }
 
-void REDAWorkerFactory_destroyWorker(struct REDAWorkerFactory *self, struct REDAWorker *worker) {
+void REDAWorkerFactory_destroyWorker(REDAWorkerFactory *self, REDAWorker *worker) {
     if (worker == nullptr) {
         return;
     }
@@ -66,27 +65,26 @@ void REDAWorkerFactory_destroyWorker(struct REDAWorkerFactory *self, struct REDA
     self->worker_count.fetch_sub(1, std::memory_order_relaxed);
 }
 
-NUV_INT32 REDAWorkerFactory_getWorkerCount(const struct REDAWorkerFactory *self) {
+NUV_INT32 REDAWorkerFactory_getWorkerCount(const REDAWorkerFactory *self) {
     return self->worker_count.load(std::memory_order_relaxed);
 }
 
-void REDAWorker_setEaTimeBasedLoggingLevelAndThreshold(struct REDAWorkerFactory *self,
-                                                       NUV_INT32 level,
-                                                       const struct NUVNtpTime *threshold) {
+void REDAWorker_setEaTimeBasedLoggingLevelAndThreshold(REDAWorkerFactory *self, NUV_INT32 level,
+                                                       const NUVNtpTime *threshold) {
     const std::lock_guard lock(self->ea_mutex);
     self->ea_level = level;
     self->ea_threshold = *threshold;
     self->ea_logging_on.store(NUVNtpTime_isInfinite(threshold) == 0, std::memory_order_relaxed);
 }
 
-void REDAWorkerFactory_getEaTimeBasedLogging(const struct REDAWorkerFactory *self,
-                                             NUV_INT32 *levelOut, struct NUVNtpTime *thresholdOut) {
+void REDAWorkerFactory_getEaTimeBasedLogging(const REDAWorkerFactory *self, NUV_INT32 *levelOut,
+                                             NUVNtpTime *thresholdOut) {
     const std::lock_guard lock(self->ea_mutex);
     *levelOut = self->ea_level;
     *thresholdOut = self->ea_threshold;
 }
 
-bool REDAWorkerFactory_watchesLevelI(const struct REDAWorkerFactory *self, NUV_INT32 level) {
+bool REDAWorkerFactory_watchesLevelI(const REDAWorkerFactory *self, NUV_INT32 level) {
     if (!self->ea_logging_on.load(std::memory_order_relaxed)) {
         return false;
     }

@@ -84,7 +84,7 @@ bool Attempt::get_failure(NUVNetioFailure *out) {
 
 } // namespace netio
 
-void NUVNetioFailure_toString(const struct NUVNetioFailure *self, char *text, size_t size) {
+void NUVNetioFailure_toString(const NUVNetioFailure *self, char *text, size_t size) {
     const netio::LocatorText locator(self->locator);
     if (is_taken_unicast(*self)) {
         std::snprintf(text, size, "%s port %d is taken",
@@ -99,24 +99,22 @@ void NUVNetioFailure_toString(const struct NUVNetioFailure *self, char *text, si
     }
 }
 
-int NUVNetioFailure_isShortage(const struct NUVNetioFailure *self) {
+int NUVNetioFailure_isShortage(const NUVNetioFailure *self) {
     return static_cast<int>(netio::is_shortage(self->error));
 }
 
-void NUVNetioConfigurator_beginAttempt(struct NUVNetioConfigurator *self, int quiet) {
+void NUVNetioConfigurator_beginAttempt(NUVNetioConfigurator *self, int quiet) {
     self->attempt.begin(quiet != 0);
 }
 
-void NUVNetioConfigurator_endAttempt(struct NUVNetioConfigurator *self) {
+void NUVNetioConfigurator_endAttempt(NUVNetioConfigurator *self) {
     self->attempt.end();
 }
 
-void NUVNetioConfigurator_noteFailure(struct NUVNetioConfigurator *self,
-                                      const struct NUVNetioFailure *failure) {
+void NUVNetioConfigurator_noteFailure(NUVNetioConfigurator *self, const NUVNetioFailure *failure) {
     self->attempt.note(*failure);
 }
 
-int NUVNetioConfigurator_getFailure(struct NUVNetioConfigurator *self,
-                                    struct NUVNetioFailure *out) {
+int NUVNetioConfigurator_getFailure(NUVNetioConfigurator *self, NUVNetioFailure *out) {
     return static_cast<int>(self->attempt.get_failure(out));
 }

@@ -40,8 +40,7 @@ bool check_aliases(const NUVNetioAliasList &aliases) {
 
 } // namespace
 
-const struct NUVNetioConfiguratorProperty NUV_NETIO_CONFIGURATOR_PROPERTY_DEFAULT = {
-    {"udpv4"}, 0, {}};
+const NUVNetioConfiguratorProperty NUV_NETIO_CONFIGURATOR_PROPERTY_DEFAULT = {{"udpv4"}, 0, {}};
 
 NUVNetioConfigurator::~NUVNetioConfigurator() {
     REDAWeakReferenceManager_delete(handles);
@@ -124,9 +123,8 @@ bool NUVNetioConfigurator::take_over(HeldSnapshot newer) {
     return differs;
 }
 
-struct NUVNetioConfigurator *
-NUVNetioConfigurator_new(const struct NUVNetioConfiguratorProperty *property,
-                         struct NUVNetioRuntime *runtime, struct REDAWorker * /*worker*/) {
+NUVNetioConfigurator *NUVNetioConfigurator_new(const NUVNetioConfiguratorProperty *property,
+                                               NUVNetioRuntime *runtime, REDAWorker * /*worker*/) {
     NUVNetioConfigurator *self = nullptr;
     NUVOsapiHeap_allocateStructure(&self, struct NUVNetioConfigurator);
     if (self == nullptr) {
@@ -141,25 +139,24 @@ NUVNetioConfigurator_new(const struct NUVNetioConfiguratorProperty *property,
     return self;
 }
 
-void NUVNetioConfigurator_delete(struct NUVNetioConfigurator *self) {
+void NUVNetioConfigurator_delete(NUVNetioConfigurator *self) {
     if (self != nullptr) {
         self->~NUVNetioConfigurator();
         NUVOsapiHeap_freeStructure(self);
     }
 }
 
-struct NUVNetioRuntime *NUVNetioConfigurator_getRuntime(struct NUVNetioConfigurator *self) {
+NUVNetioRuntime *NUVNetioConfigurator_getRuntime(NUVNetioConfigurator *self) {
     return self->runtime;
 }
 
-NUV_INT32 NUVNetioConfigurator_getTransportCount(const struct NUVNetioConfigurator *self) {
+NUV_INT32 NUVNetioConfigurator_getTransportCount(const NUVNetioConfigurator *self) {
     return self->transport_count;
 }
 
-int NUVNetioConfigurator_getTransportInfo(struct NUVNetioConfigurator *self,
-                                          struct NUVNetioTransportInfo *buffer,
+int NUVNetioConfigurator_getTransportInfo(NUVNetioConfigurator *self, NUVNetioTransportInfo *buffer,
                                           NUV_UINT32 *lengthOut, NUV_UINT32 maximum,
-                                          struct REDAWorker * /*worker*/) {
+                                          REDAWorker * /*worker*/) {
     NUV_UINT32 length = 0;
     while (length < maximum && length < static_cast<NUV_UINT32>(self->transport_count)) {
         const NUVNetioTransportClass &its_class = *self->transports[length]->network.transportClass;
@@ -170,9 +167,9 @@ int NUVNetioConfigurator_getTransportInfo(struct NUVNetioConfigurator *self,
     return 1;
 }
 
-int NUVNetioConfigurator_getTransportHandle(const struct NUVNetioConfigurator *self,
+int NUVNetioConfigurator_getTransportHandle(const NUVNetioConfigurator *self,
                                             KOLS_Transport_ClassId_t transport,
-                                            struct REDAWeakReference *out) {
+                                            REDAWeakReference *out) {
     const Transport *found = self->find_transport(transport);
     if (found == nullptr) {
         *out = REDA_WEAK_REFERENCE_INVALID;
@@ -182,28 +179,26 @@ int NUVNetioConfigurator_getTransportHandle(const struct NUVNetioConfigurator *s
     return 1;
 }
 
-KOLS_Transport_ClassId_t
-NUVNetioConfigurator_getTransportClass(const struct NUVNetioConfigurator *self,
-                                       const struct REDAWeakReference *handle) {
+KOLS_Transport_ClassId_t NUVNetioConfigurator_getTransportClass(const NUVNetioConfigurator *self,
+                                                                const REDAWeakReference *handle) {
     const auto *transport =
         static_cast<const Transport *>(REDAWeakReferenceManager_getReferent(self->handles, handle));
     return transport != nullptr ? transport->classid : KOLS_TRANSPORT_CLASSID_INVALID;
 }
 
-int NUVNetioConfigurator_refreshInterfaces(struct NUVNetioConfigurator *self,
-                                           struct REDAWorker * /*worker*/) {
+int NUVNetioConfigurator_refreshInterfaces(NUVNetioConfigurator *self, REDAWorker * /*worker*/) {
     return static_cast<int>(self->take_over(self->runtime->acquire_interfaces()));
 }
 
-int NUVNetioConfigurator_takeInterfaces(struct NUVNetioConfigurator *self,
-                                        const struct NUVNetioInterfaceSnapshot *snapshot) {
+int NUVNetioConfigurator_takeInterfaces(NUVNetioConfigurator *self,
+                                        const NUVNetioInterfaceSnapshot *snapshot) {
     return static_cast<int>(
         self->take_over(HeldSnapshot(NUVNetioInterfaceSnapshot_retain(snapshot))));
 }
 
-void NUVNetioConfigurator_getEnabledAliases(const struct NUVNetioConfigurator *self,
-                                            const struct NUVNetioAliasList *enabled,
-                                            struct NUVNetioAliasList *out) {
+void NUVNetioConfigurator_getEnabledAliases(const NUVNetioConfigurator *self,
+                                            const NUVNetioAliasList *enabled,
+                                            NUVNetioAliasList *out) {
     if (wants_all(enabled)) {
         *out = self->aliases;
         return;
@@ -217,9 +212,8 @@ void NUVNetioConfigurator_getEnabledAliases(const struct NUVNetioConfigurator *s
     *out = aliases; // last, for it may be the list that was asked about
 }
 
-int NUVNetioConfigurator_send(struct NUVNetioConfigurator *self,
-                              const struct NUVNetioLocator *destination, const NUV_UINT8 *data,
-                              NUV_UINT32 length, struct REDAWorker * /*worker*/) {
+int NUVNetioConfigurator_send(NUVNetioConfigurator *self, const NUVNetioLocator *destination,
+                              const NUV_UINT8 *data, NUV_UINT32 length, REDAWorker * /*worker*/) {
     Transport *transport = self->find_transport(destination->transport);
     if (transport == nullptr) {
         NETIO_ERROR("cannot send to %s: its transport is not registered",

@@ -32,11 +32,10 @@ NUVNetioLocator make_locator(const NUVNetioInterface &interface, KOLS_Transport_
 
 } // namespace
 
-NUV_INT32 NUVNetioConfigurator_getUnicastLocators(struct NUVNetioConfigurator *self,
-                                                  const struct NUVNetioAliasList *enabled,
+NUV_INT32 NUVNetioConfigurator_getUnicastLocators(NUVNetioConfigurator *self,
+                                                  const NUVNetioAliasList *enabled,
                                                   KOLS_Transport_Port_t port, int includeLoopback,
-                                                  struct NUVNetioLocator *locatorsOut,
-                                                  NUV_INT32 maximum) {
+                                                  NUVNetioLocator *locatorsOut, NUV_INT32 maximum) {
     const netio::HeldSnapshot snapshot = self->snapshot();
     const bool with_loopback =
         includeLoopback != 0 || !has_other_than_loopback(*self, enabled, *snapshot.get());

@@ -66,17 +66,17 @@ int add_interface(void *param, const NUVNetioInterface *interface) {
 
 } // namespace
 
-NUV_INT32 NUVNetioInterfaceSnapshot_getLength(const struct NUVNetioInterfaceSnapshot *self) {
+NUV_INT32 NUVNetioInterfaceSnapshot_getLength(const NUVNetioInterfaceSnapshot *self) {
     return self->length;
 }
 
-const struct NUVNetioInterface *
-NUVNetioInterfaceSnapshot_get(const struct NUVNetioInterfaceSnapshot *self, NUV_INT32 i) {
+const NUVNetioInterface *NUVNetioInterfaceSnapshot_get(const NUVNetioInterfaceSnapshot *self,
+                                                       NUV_INT32 i) {
     return &self->interfaces[i];
 }
 
-int NUVNetioInterfaceSnapshot_isEqual(const struct NUVNetioInterfaceSnapshot *left,
-                                      const struct NUVNetioInterfaceSnapshot *right) {
+int NUVNetioInterfaceSnapshot_isEqual(const NUVNetioInterfaceSnapshot *left,
+                                      const NUVNetioInterfaceSnapshot *right) {
     if (left == right) {
         return 1;
     }
@@ -91,13 +91,13 @@ int NUVNetioInterfaceSnapshot_isEqual(const struct NUVNetioInterfaceSnapshot *le
     return 1;
 }
 
-const struct NUVNetioInterfaceSnapshot *
-NUVNetioInterfaceSnapshot_retain(const struct NUVNetioInterfaceSnapshot *self) {
+const NUVNetioInterfaceSnapshot *
+NUVNetioInterfaceSnapshot_retain(const NUVNetioInterfaceSnapshot *self) {
     self->users.fetch_add(1, std::memory_order_relaxed);
     return self;
 }
 
-void NUVNetioInterfaceSnapshot_release(const struct NUVNetioInterfaceSnapshot *self) {
+void NUVNetioInterfaceSnapshot_release(const NUVNetioInterfaceSnapshot *self) {
     if (self == nullptr || self->users.fetch_sub(1, std::memory_order_acq_rel) != 1) {
         return;
     }

@@ -13,7 +13,7 @@ bool is_alias(std::string_view alias) {
 
 } // namespace
 
-int NUVNetioAliasList_contains(const struct NUVNetioAliasList *list, const char *alias) {
+int NUVNetioAliasList_contains(const NUVNetioAliasList *list, const char *alias) {
     if (alias == nullptr || !is_alias(alias)) {
         return 0;
     }
@@ -26,7 +26,7 @@ int NUVNetioAliasList_contains(const struct NUVNetioAliasList *list, const char 
     return 0;
 }
 
-int NUVNetioAliasList_add(struct NUVNetioAliasList *list, const char *alias) {
+int NUVNetioAliasList_add(NUVNetioAliasList *list, const char *alias) {
     if (alias == nullptr || !is_alias(alias)) {
         return 0;
     }

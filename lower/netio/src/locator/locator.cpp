@@ -31,7 +31,7 @@ int print(const NUVNetioLocator &locator, char *text, std::size_t size) {
 
 } // namespace
 
-int NUVNetioLocator_toString(const struct NUVNetioLocator *locator, char *buffer, size_t size) {
+int NUVNetioLocator_toString(const NUVNetioLocator *locator, char *buffer, size_t size) {
     char text[NUV_NETIO_LOCATOR_STRING_SIZE];
     const int length = print(*locator, text, sizeof text);
     if (static_cast<size_t>(length) >= size) {
@@ -41,8 +41,7 @@ int NUVNetioLocator_toString(const struct NUVNetioLocator *locator, char *buffer
     return length;
 }
 
-int NUVNetioLocator_isSame(const struct NUVNetioLocator *left,
-                           const struct NUVNetioLocator *right) {
+int NUVNetioLocator_isSame(const NUVNetioLocator *left, const NUVNetioLocator *right) {
     return static_cast<int>(left->transport == right->transport && left->port == right->port &&
                             netio::is_same_address(left->address, right->address));
 }
@@ -51,12 +50,12 @@ int NUVNetioLocator_isPort(KOLS_Transport_Port_t port) {
     return static_cast<int>(port >= 1 && port <= KOLS_TRANSPORT_PORT_MAX);
 }
 
-int NUVNetioLocator_isMulticast(const struct NUVNetioLocator *locator) {
+int NUVNetioLocator_isMulticast(const NUVNetioLocator *locator) {
     const NUVNetioTransportClass *its_class = NUVNetioTransportClass_find(locator->transport);
     return its_class != nullptr ? its_class->isMulticast(&locator->address) : 0;
 }
 
-int NUVNetioLocator_isLoopback(const struct NUVNetioLocator *locator) {
+int NUVNetioLocator_isLoopback(const NUVNetioLocator *locator) {
     const NUVNetioTransportClass *its_class = NUVNetioTransportClass_find(locator->transport);
     return its_class != nullptr ? its_class->isLoopback(&locator->address) : 0;
 }

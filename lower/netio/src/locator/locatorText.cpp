@@ -24,7 +24,7 @@ bool parse_as(const EndpointText &parts, const NUVNetioTransportClass &its_class
 
 } // namespace
 
-int NUVNetioLocator_parse(const char *text, struct NUVNetioLocator *out) {
+int NUVNetioLocator_parse(const char *text, NUVNetioLocator *out) {
     EndpointText parts;
     bool parsed = false;
     if (text != nullptr && netio::split_endpoint(text, &parts)) {

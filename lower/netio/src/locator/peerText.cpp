@@ -48,7 +48,7 @@ bool is_host_name(std::string_view name) {
 
 } // namespace
 
-int NUVNetioPeer_parse(const char *text, struct NUVNetioPeer *out) {
+int NUVNetioPeer_parse(const char *text, NUVNetioPeer *out) {
     NUVNetioPeer peer{};
     peer.locator = NUV_NETIO_LOCATOR_INVALID;
     if (NUVNetioLocator_parse(text, &peer.locator) != 0) {

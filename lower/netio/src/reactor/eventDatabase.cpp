@@ -106,12 +106,11 @@ void NUVEventActiveDatabase::arm() {
     }
 }
 
-void NUVEventActiveDatabase_postEvent(struct NUVEventActiveDatabase *self, struct NUVEvent *event,
-                                      const struct NUVNtpTime *delay) {
+void NUVEventActiveDatabase_postEvent(NUVEventActiveDatabase *self, NUVEvent *event,
+                                      const NUVNtpTime *delay) {
     self->post(event, *delay);
 }
 
-int NUVEventActiveDatabase_cancelEvent(struct NUVEventActiveDatabase *self,
-                                       struct NUVEvent *event) {
+int NUVEventActiveDatabase_cancelEvent(NUVEventActiveDatabase *self, NUVEvent *event) {
     return static_cast<int>(self->cancel(event));
 }

@@ -249,7 +249,7 @@ int is_within(const void *loop) {
 
 } // namespace
 
-const struct NUVNetioLoop NUV_NETIO_LOOP_KERNEL = {
+const NUVNetioLoop NUV_NETIO_LOOP_KERNEL = {
     open_loop, close_loop, start_loop, stop_loop, watch,   unwatch,
     set_timer, wake_up,    is_within,  nullptr,   nullptr,
 };

@@ -24,9 +24,10 @@ bool check_locator(const NUVNetioConfigurator &configurator, const NUVNetioLocat
 
 } // namespace
 
-struct NUVNetioReceiveResource *NUVNetioConfigurator_openReceiveResource(
-    struct NUVNetioConfigurator *self, const struct NUVNetioLocator *locator,
-    const struct NUVNetioReceiveListener *listener, struct REDAWorker * /*worker*/) {
+NUVNetioReceiveResource *
+NUVNetioConfigurator_openReceiveResource(NUVNetioConfigurator *self, const NUVNetioLocator *locator,
+                                         const NUVNetioReceiveListener *listener,
+                                         REDAWorker * /*worker*/) {
     if (!check_locator(*self, *locator)) {
         return nullptr;
     }
@@ -36,13 +37,11 @@ struct NUVNetioReceiveResource *NUVNetioConfigurator_openReceiveResource(
     return netio::open_unicast_port(*self, *locator, *listener);
 }
 
-int NUVNetioReceiveResource_cover(struct NUVNetioReceiveResource *self,
-                                  const struct NUVNetioLocator *locator,
-                                  struct REDAWorker * /*worker*/) {
+int NUVNetioReceiveResource_cover(NUVNetioReceiveResource *self, const NUVNetioLocator *locator,
+                                  REDAWorker * /*worker*/) {
     return static_cast<int>(self->cover(locator->address));
 }
 
-int NUVNetioReceiveResource_release(struct NUVNetioReceiveResource *self,
-                                    struct REDAWorker * /*worker*/) {
+int NUVNetioReceiveResource_release(NUVNetioReceiveResource *self, REDAWorker * /*worker*/) {
     return static_cast<int>(self->release());
 }

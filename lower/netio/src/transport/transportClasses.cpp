@@ -40,11 +40,11 @@ const char *separator_before(std::size_t i, const char *last) {
 
 } // namespace
 
-const struct NUVNetioTransportClass *NUVNetioTransportClass_get(NUV_INT32 i) {
+const NUVNetioTransportClass *NUVNetioTransportClass_get(NUV_INT32 i) {
     return CLASSES[static_cast<std::size_t>(i)];
 }
 
-const struct NUVNetioTransportClass *NUVNetioTransportClass_find(KOLS_Transport_ClassId_t classid) {
+const NUVNetioTransportClass *NUVNetioTransportClass_find(KOLS_Transport_ClassId_t classid) {
     for (const NUVNetioTransportClass *one : CLASSES) {
         if (one->classid == classid) {
             return one;

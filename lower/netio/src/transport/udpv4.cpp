@@ -130,5 +130,5 @@ constinit const UdpFamily &UDPV4_FAMILY = IPV4;
 
 } // namespace netio
 
-constinit const struct NUVNetioTransport NUV_NETIO_TRANSPORT_UDPv4 =
+constinit const NUVNetioTransport NUV_NETIO_TRANSPORT_UDPv4 =
     netio::make_udp_transport(netio::UDPV4_CLASS, netio::IPV4);

@@ -138,5 +138,5 @@ constinit const UdpFamily &UDPV6_FAMILY = IPV6;
 
 } // namespace netio
 
-constinit const struct NUVNetioTransport NUV_NETIO_TRANSPORT_UDPv6 =
+constinit const NUVNetioTransport NUV_NETIO_TRANSPORT_UDPv6 =
     netio::make_udp_transport(netio::UDPV6_CLASS, netio::IPV6);
