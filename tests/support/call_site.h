@@ -8,46 +8,19 @@
 #pragma once
 
 #include <algorithm>
+#include <cerrno>
 #include <type_traits>
 #include <utility>
 
 #include "support/describe.h"
 #include "support/recorder.h"
+#include "support/wrapped.h"
 
 namespace support {
 
-/** Whether a call can be made to fail. */
-enum class Failing {
-    NEVER,
-    BY_NAME, ///< only when it is asked for: its "failure" is an ordinary answer
-    YES,
-};
-
-/** One wrapped function, or one slot of a facade. */
-class CallSite {
-public:
-    CallSite(const char *name, Failing failing, std::string_view signature);
-    CallSite(const CallSite &) = delete;
-    CallSite &operator=(const CallSite &) = delete;
-
-    static const CallSite *find(std::string_view name);
-
-    const char *const name;
-    const Failing failing;
-    const std::string signature;
-
-protected:
-    static Recorder::Steering &steering(Recorder &recorder, const CallSite &site) {
-        return recorder.steering(site.name);
-    }
-    static void note(Recorder &recorder, const CallSite &site, const std::string &call) {
-        recorder.note(site, call);
-    }
-    static std::optional<Fault> takeFault(Recorder &recorder, const CallSite &site,
-                                          const std::string &call) {
-        return recorder.takeFault(site, call);
-    }
-};
+using faults::Failing;
+using faults::Fault;
+using faults::Kind;
 
 /** Writes the arguments of a call. */
 class Arguments {
@@ -88,7 +61,7 @@ private:
             const std::string *known = recorder_.findAny(object);
             return known != nullptr ? *known : '&' + name;
         } else {
-            if (const std::string *known = recorder_.find(object, typeName<Plain>())) {
+            if (const std::string *known = recorder_.find(object, faults::type_name<Plain>())) {
                 return *known;
             }
             if constexpr (std::is_arithmetic_v<Plain> && !std::is_same_v<Plain, char>) {
@@ -98,7 +71,7 @@ private:
             } else if constexpr (Describable<Plain>) {
                 return std::is_const_v<T> ? describe(*object) : '&' + name;
             } else {
-                return recorder_.nameOf(object, typeName<Plain>());
+                return recorder_.nameOf(object, faults::type_name<Plain>());
             }
         }
     }
@@ -108,60 +81,108 @@ private:
     std::string text_;
 };
 
+/** What a call of a wrapped function is to the recorder of its thread. */
+class Call {
+public:
+    explicit Call(const faults::Wrapped &wrapped)
+        : wrapped_(wrapped), recorder_(Recorder::current()),
+          is_outermost_(recorder_ == nullptr || recorder_->depth_ == 0) {}
+
+    bool isOutermost() const {
+        return is_outermost_;
+    }
+
+    /** Whether the recorder is to be told of it. */
+    bool isRecorded() const {
+        return recorder_ != nullptr && is_outermost_ && wrapped_.kind == Kind::ASKED;
+    }
+
+    Recorder &recorder() const {
+        return *recorder_;
+    }
+
+    void note(std::string text) {
+        text_ = std::move(text);
+        recorder_->note(wrapped_.name, text_);
+    }
+
+    void fails() const {
+        if (isRecorded()) {
+            recorder_->failed_ = text_;
+        }
+    }
+
+private:
+    const faults::Wrapped &wrapped_;
+    Recorder *const recorder_;
+    const bool is_outermost_;
+    std::string text_;
+};
+
 /** While it lives, calls are those of the lower layers among themselves. */
 class Inside {
 public:
-    explicit Inside(Recorder &recorder) : recorder_(recorder) {
-        ++recorder_.depth_;
+    explicit Inside(const Call &call) : recorder_(call.isRecorded() ? &call.recorder() : nullptr) {
+        if (recorder_ != nullptr) {
+            ++recorder_->depth_;
+        }
     }
     ~Inside() {
-        --recorder_.depth_;
+        if (recorder_ != nullptr) {
+            --recorder_->depth_;
+        }
     }
     Inside(const Inside &) = delete;
     Inside &operator=(const Inside &) = delete;
 
 private:
-    Recorder &recorder_;
+    Recorder *const recorder_;
 };
 
-template <typename Signature>
+template <typename Signature, Kind KIND = Kind::ASKED>
 class Site;
 
-template <typename R, typename... A>
-class Site<R(A...)> : public CallSite {
+/** A wrapped function, or a slot of a facade. */
+template <typename R, typename... A, Kind KIND>
+class Site<R(A...), KIND> : public faults::Wrapped {
 public:
-    Site(const char *site, Failing fails) : CallSite(site, fails, typeName<R(A...)>()) {}
+    constexpr Site(const char *its_name, Failing fails)
+        : Wrapped(its_name, KIND, fails, faults::type_name<R(A...)>()) {}
 
     /** Handles one call. @p real is called unless the call fails or is replaced. */
     template <typename Real>
-    R call(Real real, std::string_view names, A... arguments) const {
-        Recorder *recorder = Recorder::current();
-        if (recorder == nullptr || recorder->isInside()) {
-            return real(arguments...);
+    R call(Real real, std::string_view names, A... arguments) {
+        Call site(*this);
+        if constexpr (KIND == Kind::ASKED) {
+            if (site.isRecorded()) {
+                site.note(std::string(name) + '(' +
+                          Arguments(site.recorder(), names).write(arguments...) + ')');
+            }
         }
-        const std::string text =
-            std::string(name) + '(' + Arguments(*recorder, names).write(arguments...) + ')';
-        note(*recorder, *this, text);
-        const std::optional<Fault> fault = takeFault(*recorder, *this, text);
-        const Inside inside(*recorder);
-        if (fault) {
+        const Fault *fault = take(site.isOutermost());
+        const Inside inside(site);
+        if (fault != nullptr) {
+            site.fails();
             return failWith(*fault, names, arguments...);
         }
-        if (const auto replacement = std::static_pointer_cast<std::function<R(A...)>>(
-                steering(*recorder, *this).replacement)) {
-            return (*replacement)(arguments...);
+        if (const faults::Replacement *instead = replacement(site.isOutermost())) {
+            const faults::Replacing replacing(*this);
+            return (*static_cast<std::function<R(A...)> *>(instead->function.get()))(arguments...);
         }
         return real(arguments...);
     }
 
 private:
-    static R failWith([[maybe_unused]] const Fault &fault, [[maybe_unused]] std::string_view names,
+    static R failWith(const Fault &fault, [[maybe_unused]] std::string_view names,
                       [[maybe_unused]] A... arguments) {
         (setFailReason(fault, names, arguments), ...);
+        if (fault.error != 0) {
+            errno = fault.error;
+        }
         if constexpr (std::is_same_v<R, DDS_ReturnCode_t>) {
             return static_cast<R>(fault.result.value_or(DDS_RETCODE_ERROR));
         } else if constexpr (std::is_integral_v<R>) {
-            return static_cast<R>(fault.result.value_or(0));
+            return static_cast<R>(fault.result.value_or(KIND == Kind::SYSTEM ? -1 : 0));
         } else if constexpr (!std::is_void_v<R>) {
             return R{};
         }
@@ -181,11 +202,25 @@ private:
 
 } // namespace support
 
-/** Defines __wrap_NAME, which reports the call and passes it on to __real_NAME. */
-#define WRAP(RESULT, NAME, FAILING, PARAMETERS, ...)                                               \
+#define NUVDDS_WRAP(KIND, FAILING, RESULT, NAME, PARAMETERS, ...)                                  \
     extern "C" RESULT __real_##NAME PARAMETERS;                                                    \
     extern "C" RESULT __wrap_##NAME PARAMETERS;                                                    \
-    static const support::Site<RESULT PARAMETERS> site_##NAME(#NAME, FAILING);                     \
+    static constinit support::Site<RESULT PARAMETERS, KIND> site_##NAME(#NAME, FAILING);           \
+    static const faults::Registration registration_##NAME(site_##NAME);                            \
     RESULT __wrap_##NAME PARAMETERS {                                                              \
         return site_##NAME.call(__real_##NAME, #__VA_ARGS__ __VA_OPT__(, ) __VA_ARGS__);           \
     }
+
+/** Defines __wrap_NAME, of which the recorder is told, and which passes on to __real_NAME. */
+#define WRAP(RESULT, NAME, FAILING, PARAMETERS, ...)                                               \
+    NUVDDS_WRAP(support::Kind::ASKED, FAILING, RESULT, NAME, PARAMETERS, __VA_ARGS__)
+
+/** The same for a function of a lower layer of which the recorder is not told. */
+#define WRAP_LOWER(RESULT, NAME, PARAMETERS, ...)                                                  \
+    NUVDDS_WRAP(support::Kind::LOWER, support::Failing::BY_NAME, RESULT, NAME, PARAMETERS,         \
+                __VA_ARGS__)
+
+/** The same for a function of the C library. */
+#define WRAP_SYSTEM(RESULT, NAME, PARAMETERS, ...)                                                 \
+    NUVDDS_WRAP(support::Kind::SYSTEM, support::Failing::BY_NAME, RESULT, NAME, PARAMETERS,        \
+                __VA_ARGS__)

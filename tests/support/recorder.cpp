@@ -1,37 +1,15 @@
 #include "support/recorder.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 
-#include "support/call_site.h"
 #include "support/recording_facade.h"
+#include "support/wrapped.h"
 
 namespace support {
 
 namespace {
 
 thread_local constinit Recorder *t_recorder = nullptr;
-
-/** All call sites by name. They are made before main begins. */
-std::map<std::string_view, const CallSite *> &sites() {
-    static std::map<std::string_view, const CallSite *> all;
-    return all;
-}
-
-/** A test that is itself wrong ends at once. */
-[[noreturn]] void refuse(const std::string &why) {
-    std::fprintf(stderr, "recorder: %s\n", why.c_str());
-    std::abort();
-}
-
-const CallSite &siteOf(std::string_view function) {
-    const CallSite *site = CallSite::find(function);
-    if (site == nullptr) {
-        refuse("no such function is wrapped: " + std::string(function));
-    }
-    return *site;
-}
 
 std::string_view withoutStruct(std::string_view type) {
     constexpr std::string_view word = "struct ";
@@ -59,24 +37,15 @@ bool Filter::admits(std::string_view function) const {
     return std::any_of(patterns_.begin(), patterns_.end(), matches) == listed_;
 }
 
-CallSite::CallSite(const char *site, Failing fails, std::string_view form)
-    : name(site), failing(fails), signature(form) {
-    sites()[name] = this;
-}
-
-const CallSite *CallSite::find(std::string_view function) {
-    const auto found = sites().find(function);
-    return found == sites().end() ? nullptr : found->second;
-}
-
 Recorder::Recorder() {
     if (t_recorder != nullptr) {
-        refuse("this thread has a recorder already");
+        faults::refuse("this thread has a recorder already");
     }
     t_recorder = this;
 }
 
 Recorder::~Recorder() {
+    faults::clear();
     t_recorder = nullptr;
 }
 
@@ -85,49 +54,27 @@ Recorder *Recorder::current() {
 }
 
 void Recorder::fail(std::string_view function, const Fault &fault) {
-    if (siteOf(function).failing == Failing::NEVER) {
-        refuse("this function cannot fail: " + std::string(function));
-    }
-    Steering &steered = steering(function);
-    steered.faults[steered.calls + fault.nth] = fault;
+    faults::fail_outermost(function, fault);
 }
 
 void Recorder::failCall(int nth) {
     clearFaults();
-    untilCallFails_ = nth;
+    faults::fail_any_outermost(nth);
 }
 
 void Recorder::failAllocation(int nth) {
     clearFaults();
-    untilAllocationFails_ = nth;
+    faults::fail_allocation(nth);
 }
 
 void Recorder::clearFaults() {
-    for (auto &[function, steered] : steerings_) {
-        steered.faults.clear();
-    }
-    untilCallFails_ = 0;
-    untilAllocationFails_ = 0;
+    faults::stop();
     failed_.clear();
 }
 
-void Recorder::setReplacement(std::string_view function, std::string_view signature,
-                              std::shared_ptr<void> replacement) {
-    const CallSite &site = siteOf(function);
-    if (site.signature != signature) {
-        refuse(std::string(function) + " is " + site.signature + ", its replacement " +
-               std::string(signature));
-    }
-    steering(function).replacement = std::move(replacement);
-}
-
-void Recorder::restore(std::string_view function) {
-    steering(siteOf(function).name).replacement.reset();
-}
-
 int Recorder::count(std::string_view function) const {
-    const auto found = steerings_.find(siteOf(function).name);
-    return found == steerings_.end() ? 0 : found->second.calls;
+    const auto found = calls_.find(faults::Wrapped::get(function).name);
+    return found == calls_.end() ? 0 : found->second;
 }
 
 void Recorder::onBlock(std::string type, std::function<void(void *, const std::string &)> visitor) {
@@ -211,45 +158,17 @@ std::string Recorder::nameOfBlock(const void *block) {
     return makeName(block, found == blocks_.end() ? "block" : found->second.type);
 }
 
-Recorder::Steering &Recorder::steering(std::string_view function) {
-    return steerings_[std::string(function)];
-}
-
-void Recorder::note(const CallSite &site, const std::string &call) {
-    ++steering(site.name).calls;
-    if (recording_ != nullptr && recording_->filter_.admits(site.name)) {
+void Recorder::note(const char *function, const std::string &call) {
+    ++calls_[function];
+    if (recording_ != nullptr && recording_->filter_.admits(function)) {
         recording_->calls_.push_back(call);
     }
-}
-
-std::optional<Fault> Recorder::takeFault(const CallSite &site, const std::string &call) {
-    Steering &steered = steering(site.name);
-    const auto found = steered.faults.find(steered.calls);
-    if (found != steered.faults.end()) {
-        const Fault fault = found->second;
-        steered.faults.erase(found);
-        failed_ = call;
-        return fault;
-    }
-    if (site.failing == Failing::YES && untilCallFails_ > 0 && --untilCallFails_ == 0) {
-        failed_ = call;
-        return Fault{};
-    }
-    return std::nullopt;
-}
-
-bool Recorder::takeAllocationFault(const std::string &call) {
-    if (untilAllocationFails_ > 0 && --untilAllocationFails_ == 0) {
-        failed_ = call;
-        return true;
-    }
-    return false;
 }
 
 Recording::Recording(Recorder &recorder, Filter filter)
     : recorder_(recorder), filter_(std::move(filter)) {
     if (recorder_.recording_ != nullptr) {
-        refuse("this recorder is recording already");
+        faults::refuse("this recorder is recording already");
     }
     recorder_.recording_ = this;
     // Made-up numbers begin anew, so that what came before does not show.

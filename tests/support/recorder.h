@@ -2,10 +2,10 @@
  * @file recorder.h
  * @brief Records the calls that the code under test makes into the lower layers, and steers them.
  *
- * The real layers are linked. The linker diverts each function that the test directory lists in
- * wraps.txt to a __wrap_ function in tests/support/wraps_*.cpp, which reports the call here and
- * then passes it on. A directory that uses the recorder has the wraps.txt of
- * tests/unit/presentation whole.
+ * The real layers are linked. The linker diverts each function that has a WRAP line in
+ * tests/support/wraps_*.cpp to a __wrap_ function there, which reports the call here and then
+ * passes it on. What fails is asked of faults.h, for the calls that the code under test makes
+ * itself.
  *
  *     Recorder recorder;                        // of the test's thread; others are passed on as is
  *     recorder.name(worker, "worker");          // pointers are written by the names given to them
@@ -47,20 +47,14 @@
 #include <string_view>
 #include <vector>
 
+#include "support/faults.h"
+
 struct COMMENDFacade;
 
 namespace support {
 
 /** The lines, each with a line end: what the text of a recording is compared with. */
 std::string lines(const std::vector<std::string> &all);
-
-/** How a type is written in C++. */
-template <typename T>
-constexpr std::string_view typeName() {
-    std::string_view text = __PRETTY_FUNCTION__;
-    text.remove_prefix(text.find("T = ") + 4);
-    return text.substr(0, text.find_first_of(";]"));
-}
 
 /** Which functions a recording takes. */
 class Filter {
@@ -82,14 +76,8 @@ inline Filter except(std::initializer_list<std::string_view> functions) {
     return {false, functions};
 }
 
-/** How a call fails. */
-struct Fault {
-    int nth = 1;                        ///< the n-th call from now on
-    std::optional<int> result = {};     ///< instead of 0 or DDS_RETCODE_ERROR
-    std::optional<int> failReason = {}; ///< instead of PRES_RETCODE_ERROR
-};
+using faults::Fault;
 
-class CallSite;
 class HeapSite;
 struct RecordingFacade;
 
@@ -103,7 +91,7 @@ public:
     /** Gives an object a name. The type tells a record from its first member. */
     template <typename T>
     void name(const T *object, std::string text) {
-        names_.push_back({object, std::string(typeName<T>()), std::move(text), false});
+        names_.push_back({object, std::string(faults::type_name<T>()), std::move(text), false});
     }
 
     void fail(std::string_view function, const Fault &fault = {});
@@ -118,10 +106,12 @@ public:
 
     template <typename Function>
     void replace(std::string_view function, Function replacement) {
-        setReplacement(function, std::function(std::move(replacement)));
+        faults::set_replacement(function, callers(), std::function(std::move(replacement)));
     }
     /** Ends the replacement of a function. */
-    void restore(std::string_view function);
+    void restore(std::string_view function) {
+        faults::restore(function);
+    }
 
     /** A facade without sockets, which getFacade answers with from now on. */
     COMMENDFacade *scriptedFacade();
@@ -148,7 +138,7 @@ public:
     }
 
 private:
-    friend class CallSite;
+    friend class Call;
     friend class HeapSite;
     friend class Recording;
     friend class Arguments;
@@ -167,21 +157,12 @@ private:
         const char *type;
     };
 
-    struct Steering {
-        int calls = 0;
-        std::map<int, Fault> faults; // by the number of the call
-        std::string signature;
-        std::shared_ptr<void> replacement;
-    };
-
-    template <typename R, typename... A>
-    void setReplacement(std::string_view function, std::function<R(A...)> replacement) {
-        setReplacement(function, typeName<R(A...)>(),
-                       std::make_shared<std::function<R(A...)>>(std::move(replacement)));
+    /** The calls of this thread that the code under test makes itself. */
+    static faults::Callers callers() {
+        faults::Callers own = faults::callers(faults::Thread::THIS);
+        own.only_outermost = true;
+        return own;
     }
-    void setReplacement(std::string_view function, std::string_view signature,
-                        std::shared_ptr<void> replacement);
-
     const std::string *find(const void *object, std::string_view type) const;
     const std::string *findAny(const void *object) const;
     std::string nameOf(const void *object, std::string_view type);
@@ -189,14 +170,11 @@ private:
     void addBlock(void *block, std::size_t size, const char *type);
     void removeBlock(const void *block);
     std::string nameOfBlock(const void *block);
-    Steering &steering(std::string_view function);
-    void note(const CallSite &site, const std::string &call);
-    std::optional<Fault> takeFault(const CallSite &site, const std::string &call);
-    bool takeAllocationFault(const std::string &call);
+    void note(const char *function, const std::string &call);
 
     std::vector<Name> names_;
     std::map<std::string, int, std::less<>> numbers_; // made-up names, by type
-    std::map<std::string, Steering, std::less<>> steerings_;
+    std::map<std::string, int, std::less<>> calls_;   // by function
     std::map<std::string, std::function<void(void *, const std::string &)>> onBlock_;
     std::function<void(const void *)> onFree_;
     std::map<const void *, Block> blocks_; // allocated since the recorder was made
@@ -204,8 +182,6 @@ private:
     std::unique_ptr<RecordingFacade> scripted_;
     class Recording *recording_ = nullptr;
     int depth_ = 0; // of calls into the lower layers
-    int untilCallFails_ = 0;
-    int untilAllocationFails_ = 0;
     std::string failed_;
 };
 

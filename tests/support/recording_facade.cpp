@@ -36,15 +36,23 @@ using FlushEntryports = int(COMMENDFacade *, const NUVNtpTime *, REDAWorker *);
 using SetMessageListener = void(COMMENDFacade *, const COMMENDMessageListener *, REDAWorker *);
 using GetStatistics = void(COMMENDFacade *, COMMENDFacadeStatistics *, REDAWorker *);
 
-const Site<AddEntryport> site_add("COMMENDFacade.addEntryport", Failing::YES);
-const Site<RemoveEntryport> site_remove("COMMENDFacade.removeEntryport", Failing::BY_NAME);
-const Site<CheckEntryports> site_check("COMMENDFacade.checkEntryports", Failing::YES);
-const Site<ChangeDestination> site_forget("COMMENDFacade.removeDestination", Failing::BY_NAME);
-const Site<ChangeDestination> site_learn("COMMENDFacade.addDestination", Failing::YES);
-const Site<SendMessage> site_send("COMMENDFacade.sendMessage", Failing::BY_NAME);
-const Site<FlushEntryports> site_flush("COMMENDFacade.flushEntryports", Failing::BY_NAME);
-const Site<SetMessageListener> site_listen("COMMENDFacade.setMessageListener", Failing::NEVER);
-const Site<GetStatistics> site_statistics("COMMENDFacade.getStatistics", Failing::NEVER);
+constinit Site<AddEntryport> site_add("COMMENDFacade.addEntryport", Failing::YES);
+constinit Site<RemoveEntryport> site_remove("COMMENDFacade.removeEntryport", Failing::BY_NAME);
+constinit Site<CheckEntryports> site_check("COMMENDFacade.checkEntryports", Failing::YES);
+constinit Site<ChangeDestination> site_forget("COMMENDFacade.removeDestination", Failing::BY_NAME);
+constinit Site<ChangeDestination> site_learn("COMMENDFacade.addDestination", Failing::YES);
+constinit Site<SendMessage> site_send("COMMENDFacade.sendMessage", Failing::BY_NAME);
+constinit Site<FlushEntryports> site_flush("COMMENDFacade.flushEntryports", Failing::BY_NAME);
+constinit Site<SetMessageListener> site_listen("COMMENDFacade.setMessageListener", Failing::NEVER);
+constinit Site<GetStatistics> site_statistics("COMMENDFacade.getStatistics", Failing::NEVER);
+
+const faults::Registration registrations[] = {
+    faults::Registration(site_add),        faults::Registration(site_remove),
+    faults::Registration(site_check),      faults::Registration(site_forget),
+    faults::Registration(site_learn),      faults::Registration(site_send),
+    faults::Registration(site_flush),      faults::Registration(site_listen),
+    faults::Registration(site_statistics),
+};
 
 int add_entryport(COMMENDFacade *self, REDAWeakReference *out, const NUVNetioLocatorInfo *info,
                   REDAWorker *caller) {
@@ -171,8 +179,9 @@ COMMENDFacade *RecordingFacade::of(Recorder &recorder, PRESParticipant *particip
 
 namespace {
 
-const support::Site<COMMENDFacade *(PRESParticipant *)> site_getFacade("PRESParticipant_getFacade",
-                                                                       support::Failing::NEVER);
+constinit support::Site<COMMENDFacade *(PRESParticipant *)>
+    site_getFacade("PRESParticipant_getFacade", support::Failing::NEVER);
+const faults::Registration registration_getFacade(site_getFacade);
 
 } // namespace
 

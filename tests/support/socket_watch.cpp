@@ -1,56 +1,22 @@
 #include "support/socket_watch.h"
 
-#include <atomic>
 #include <filesystem>
 
-#include <sys/socket.h>
-#include <unistd.h>
+#include "support/faults.h"
 
-extern "C" {
-int __real_socket(int domain, int type, int protocol);
-int __real_bind(int socket, const sockaddr *address, socklen_t length);
-int __real_setsockopt(int socket, int level, int name, const void *value, socklen_t length);
-int __real_close(int descriptor);
-int __wrap_socket(int domain, int type, int protocol);
-int __wrap_bind(int socket, const sockaddr *address, socklen_t length);
-int __wrap_setsockopt(int socket, int level, int name, const void *value, socklen_t length);
-int __wrap_close(int descriptor);
-}
+namespace support {
 
 namespace {
 
-constinit std::atomic<long> opened{0};
-constinit std::atomic<long> bound{0};
-constinit std::atomic<long> configured{0};
-constinit std::atomic<long> closed{0};
-
-support::SocketCalls countedCalls() {
-    return {{"socket", opened}, {"bind", bound}, {"setsockopt", configured}, {"close", closed}};
+SocketCalls countedCalls() {
+    SocketCalls counted;
+    for (const char *function : {"socket", "bind", "setsockopt", "close"}) {
+        counted[function] = faults::count(function);
+    }
+    return counted;
 }
 
 } // namespace
-
-int __wrap_socket(int domain, int type, int protocol) {
-    ++opened;
-    return __real_socket(domain, type, protocol);
-}
-
-int __wrap_bind(int socket, const sockaddr *address, socklen_t length) {
-    ++bound;
-    return __real_bind(socket, address, length);
-}
-
-int __wrap_setsockopt(int socket, int level, int name, const void *value, socklen_t length) {
-    ++configured;
-    return __real_setsockopt(socket, level, name, value, length);
-}
-
-int __wrap_close(int descriptor) {
-    ++closed;
-    return __real_close(descriptor);
-}
-
-namespace support {
 
 SocketWatch::SocketWatch() : before_(countedCalls()) {}
 

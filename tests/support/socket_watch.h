@@ -6,8 +6,6 @@
  *     ...
  *     EXPECT_EQ(sockets.calls(), SocketCalls());
  *     EXPECT_EQ(sockets.calls(), (SocketCalls{{"bind", 1}, {"close", 2}}));
- *
- * The linker diverts what wraps.txt of the test directory lists: bind, close, setsockopt, socket.
  */
 #pragma once
 

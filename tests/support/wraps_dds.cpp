@@ -94,11 +94,18 @@ WRAP(DDS_ReturnCode_t, DDS_TransportUnicastQosPolicy_to_default_locators, Failin
      policy, locators, maximum, domainId, participantIndex, ports, aliases, configurator,
      includeLoopback, worker)
 
-// ---- the factory's listeners: no real factory stands behind the pointer that tests pass
+// ---- the factory's listeners: where there is a recorder, no real factory stands behind the
+// pointer
 
 extern "C" {
 const PRESParticipantEntityFinalizeListener *
+__real_DDS_DomainParticipantFactory_get_presentation_entity_finalize_listenerI(
+    DDS_DomainParticipantFactory *factory);
+const PRESParticipantEntityFinalizeListener *
 __wrap_DDS_DomainParticipantFactory_get_presentation_entity_finalize_listenerI(
+    DDS_DomainParticipantFactory *factory);
+const COMMENDActiveFacadeThreadListener *
+__real_DDS_DomainParticipantFactory_get_presentation_thread_listenerI(
     DDS_DomainParticipantFactory *factory);
 const COMMENDActiveFacadeThreadListener *
 __wrap_DDS_DomainParticipantFactory_get_presentation_thread_listenerI(
@@ -107,21 +114,33 @@ __wrap_DDS_DomainParticipantFactory_get_presentation_thread_listenerI(
 
 namespace {
 
-const support::Site<const PRESParticipantEntityFinalizeListener *(DDS_DomainParticipantFactory *)>
+template <typename Listener>
+using Getter = support::Site<const Listener *(DDS_DomainParticipantFactory *)>;
+
+constinit Getter<PRESParticipantEntityFinalizeListener>
     site_finalizeListener("DDS_DomainParticipantFactory_get_presentation_entity_finalize_listenerI",
                           Failing::NEVER);
-const support::Site<const COMMENDActiveFacadeThreadListener *(DDS_DomainParticipantFactory *)>
+constinit Getter<COMMENDActiveFacadeThreadListener>
     site_threadListener("DDS_DomainParticipantFactory_get_presentation_thread_listenerI",
                         Failing::NEVER);
+const faults::Registration registrations[] = {faults::Registration(site_finalizeListener),
+                                              faults::Registration(site_threadListener)};
 
-/** A listener that is told and does nothing, named on the way. */
-template <typename Listener>
-const Listener *listener(const char *name) {
+/** A listener that is told and does nothing, named on the way; without a recorder the real one. */
+template <typename Listener, typename Real>
+const Listener *listener(Getter<Listener> &site, Real real, const char *name,
+                         DDS_DomainParticipantFactory *factory) {
     static const Listener nobody{};
-    if (support::Recorder *recorder = support::Recorder::current()) {
-        recorder->name(&nobody, name);
+    support::Recorder *const recorder = support::Recorder::current();
+    if (recorder == nullptr) {
+        return real(factory);
     }
-    return &nobody;
+    return site.call(
+        [=](DDS_DomainParticipantFactory *) {
+            recorder->name(&nobody, name);
+            return &nobody;
+        },
+        "factory", factory);
 }
 
 } // namespace
@@ -129,19 +148,15 @@ const Listener *listener(const char *name) {
 const PRESParticipantEntityFinalizeListener *
 __wrap_DDS_DomainParticipantFactory_get_presentation_entity_finalize_listenerI(
     DDS_DomainParticipantFactory *factory) {
-    return site_finalizeListener.call(
-        [](DDS_DomainParticipantFactory *) {
-            return listener<PRESParticipantEntityFinalizeListener>("finalizeListener");
-        },
-        "factory", factory);
+    return listener(site_finalizeListener,
+                    __real_DDS_DomainParticipantFactory_get_presentation_entity_finalize_listenerI,
+                    "finalizeListener", factory);
 }
 
 const COMMENDActiveFacadeThreadListener *
 __wrap_DDS_DomainParticipantFactory_get_presentation_thread_listenerI(
     DDS_DomainParticipantFactory *factory) {
-    return site_threadListener.call(
-        [](DDS_DomainParticipantFactory *) {
-            return listener<COMMENDActiveFacadeThreadListener>("threadListener");
-        },
-        "factory", factory);
+    return listener(site_threadListener,
+                    __real_DDS_DomainParticipantFactory_get_presentation_thread_listenerI,
+                    "threadListener", factory);
 }

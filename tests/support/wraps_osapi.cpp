@@ -3,13 +3,16 @@
 
 #include "log/log_config.h"
 #include "osapi/osapi_heap.h"
+#include "osapi/osapi_ntptime.h"
 #include "osapi/osapi_thread.h"
 #include "osapi/osapi_utility.h"
+#include "reda/reda_exclusiveArea.h"
 #include "reda/reda_string.h"
 #include "reda/reda_worker.h"
 #include "support/call_site.h"
 
 using support::Failing;
+using support::Kind;
 using support::Recorder;
 
 // ---- heap: reached by every layer and thread, and written with its tag in hexadecimal
@@ -29,21 +32,11 @@ void __wrap_NUVOsapiHeap_freeMemoryInternal(void *pointer, int scrub, const char
 
 namespace support {
 
-/** The heap's two sites. */
-class HeapSite : public CallSite {
+/** What the recorder knows of the heap's blocks. */
+class HeapSite {
 public:
-    HeapSite(const char *site, Failing fails) : CallSite(site, fails, "the heap's own") {}
-
-    static bool isDeepFault(Recorder &recorder, const char *type) {
-        return recorder.takeAllocationFault(std::string("allocation of ") + type);
-    }
-
-    void noteCall(Recorder &recorder, const std::string &text) const {
-        note(recorder, *this, text);
-    }
-
-    bool fails(Recorder &recorder, const std::string &text) const {
-        return takeFault(recorder, *this, text).has_value();
+    static void fails(Recorder &recorder, const char *type) {
+        recorder.failed_ = std::string("allocation of ") + type;
     }
 
     static std::string nameOf(Recorder &recorder, const void *block) {
@@ -63,8 +56,12 @@ public:
 
 namespace {
 
-const support::HeapSite site_reallocate("NUVOsapiHeap_reallocateMemoryInternal", Failing::YES);
-const support::HeapSite site_free("NUVOsapiHeap_freeMemoryInternal", Failing::NEVER);
+constinit faults::Wrapped site_reallocate("NUVOsapiHeap_reallocateMemoryInternal", Kind::ASKED,
+                                          Failing::YES, "the heap's own");
+constinit faults::Wrapped site_free("NUVOsapiHeap_freeMemoryInternal", Kind::ASKED, Failing::NEVER,
+                                    "the heap's own");
+const faults::Registration registrations[] = {faults::Registration(site_reallocate),
+                                              faults::Registration(site_free)};
 
 void *pointee(const void *pointer) {
     void *block = nullptr;
@@ -85,29 +82,28 @@ int refuse_memory(void *pointer, int keepContents) {
 int __wrap_NUVOsapiHeap_reallocateMemoryInternal(void *pointer, size_t size, int alignment,
                                                  int keepContents, int clear, const char *allocator,
                                                  NUV_UINT32 tag, const char *type) {
-    Recorder *recorder = Recorder::current();
-    if (recorder == nullptr) {
-        return __real_NUVOsapiHeap_reallocateMemoryInternal(pointer, size, alignment, keepContents,
-                                                            clear, allocator, tag, type);
-    }
-    if (support::HeapSite::isDeepFault(*recorder, type)) {
+    support::Call call(site_reallocate);
+    if (faults::take_allocation(type)) {
+        if (Recorder *recorder = Recorder::current()) {
+            support::HeapSite::fails(*recorder, type);
+        }
         return refuse_memory(pointer, keepContents);
     }
-    if (!recorder->isInside()) {
-        const std::string text = "NUVOsapiHeap_reallocateMemoryInternal(&pointer, " +
-                                 std::to_string(size) + ", " + std::to_string(alignment) + ", " +
-                                 std::to_string(keepContents) + ", " + std::to_string(clear) +
-                                 ", " + support::quote(allocator) + ", " + support::hex(tag) +
-                                 ", " + support::quote(type) + ")";
-        site_reallocate.noteCall(*recorder, text);
-        if (site_reallocate.fails(*recorder, text)) {
-            return refuse_memory(pointer, keepContents);
-        }
+    if (call.isRecorded()) {
+        call.note("NUVOsapiHeap_reallocateMemoryInternal(&pointer, " + std::to_string(size) + ", " +
+                  std::to_string(alignment) + ", " + std::to_string(keepContents) + ", " +
+                  std::to_string(clear) + ", " + support::quote(allocator) + ", " +
+                  support::hex(tag) + ", " + support::quote(type) + ")");
     }
-    const void *former = keepContents != 0 ? pointee(pointer) : nullptr;
+    if (site_reallocate.take(call.isOutermost()) != nullptr) {
+        call.fails();
+        return refuse_memory(pointer, keepContents);
+    }
+    Recorder *const recorder = Recorder::current();
+    const void *former = recorder != nullptr && keepContents != 0 ? pointee(pointer) : nullptr;
     const int result = __real_NUVOsapiHeap_reallocateMemoryInternal(
         pointer, size, alignment, keepContents, clear, allocator, tag, type);
-    if (result != 0) {
+    if (recorder != nullptr && result != 0) {
         support::HeapSite::removeBlock(*recorder, former);
         support::HeapSite::addBlock(*recorder, pointee(pointer), size, type);
     }
@@ -116,13 +112,14 @@ int __wrap_NUVOsapiHeap_reallocateMemoryInternal(void *pointer, size_t size, int
 
 void __wrap_NUVOsapiHeap_freeMemoryInternal(void *pointer, int scrub, const char *allocator,
                                             NUV_UINT32 tag, int alignment) {
-    if (Recorder *recorder = Recorder::current()) {
-        if (!recorder->isInside()) {
-            site_free.noteCall(*recorder, "NUVOsapiHeap_freeMemoryInternal(" +
-                                              support::HeapSite::nameOf(*recorder, pointer) + ", " +
-                                              std::to_string(scrub) + ", " +
-                                              support::quote(allocator) + ", " + support::hex(tag) +
-                                              ", " + std::to_string(alignment) + ")");
+    support::Call call(site_free);
+    (void)site_free.take(call.isOutermost());
+    if (Recorder *const recorder = Recorder::current()) {
+        if (call.isRecorded()) {
+            call.note("NUVOsapiHeap_freeMemoryInternal(" +
+                      support::HeapSite::nameOf(*recorder, pointer) + ", " + std::to_string(scrub) +
+                      ", " + support::quote(allocator) + ", " + support::hex(tag) + ", " +
+                      std::to_string(alignment) + ")");
         }
         support::HeapSite::removeBlock(*recorder, pointer);
     }
@@ -153,3 +150,16 @@ WRAP(int, REDAString_strToLong, Failing::YES, (const char *text, NUV_INT32 *out)
 WRAP(void, REDAWorker_setEaTimeBasedLoggingLevelAndThreshold, Failing::NEVER,
      (REDAWorkerFactory * factory, NUV_INT32 level, const NUVNtpTime *threshold), factory, level,
      threshold)
+
+// ---- what only the lower layers ask of each other
+
+WRAP_LOWER(NUVOsapiThread *, NUVOsapiThreadFactory_createThread,
+           (NUVOsapiThreadFactory * factory, const char *name, NUVOsapiThreadFunction function,
+            void *param),
+           factory, name, function, param)
+WRAP_LOWER(NUVOsapiThreadFactory *, NUVOsapiThreadFactory_new,
+           (const NUVOsapiThreadFactoryProperty *property), property)
+WRAP_LOWER(NUVClock *, NUVClock_getMonotonic, (void))
+WRAP_LOWER(REDAExclusiveArea *, REDAExclusiveArea_new, (NUV_INT32 level, const char *name), level,
+           name)
+WRAP_LOWER(REDAWorkerFactory *, REDAWorkerFactory_new, (void))

@@ -1,6 +1,8 @@
 // The wrapped functions of the netio and presentation layers. The facade's slots and
 // PRESParticipant_getFacade are in recording_facade.cpp.
+#include "commend/commend_facade.h"
 #include "netio/netio_configurator.h"
+#include "netio/netio_runtime.h"
 #include "pres/pres_participant.h"
 #include "support/call_site.h"
 
@@ -61,3 +63,23 @@ WRAP(int, PRESLocatorQosPolicy_compare, Failing::NEVER,
      (const PRESLocatorQosPolicy *left, const PRESLocatorQosPolicy *right), left, right)
 WRAP(int, PRESLocatorQosPolicy_toString, Failing::YES,
      (const PRESLocatorQosPolicy *list, char *buffer, NUV_INT32 size), list, buffer, size)
+
+// ---- what only the layers around the presentation half ask for
+
+WRAP_LOWER(NUVNetioRuntime *, NUVNetioRuntime_new,
+           (const NUVNetioRuntimeProperty *property, NUVOsapiThreadFactory *threads,
+            REDAWorkerFactory *workers),
+           property, threads, workers)
+WRAP_LOWER(NUVNetioConfigurator *, NUVNetioConfigurator_new,
+           (const NUVNetioConfiguratorProperty *property, NUVNetioRuntime *runtime,
+            REDAWorker *worker),
+           property, runtime, worker)
+WRAP_LOWER(NUVNetioReceiveResource *, NUVNetioConfigurator_openReceiveResource,
+           (NUVNetioConfigurator * configurator, const NUVNetioLocator *locator,
+            const NUVNetioReceiveListener *listener, REDAWorker *worker),
+           configurator, locator, listener, worker)
+WRAP_LOWER(COMMENDFacade *, COMMENDFacade_new,
+           (const COMMENDActiveFacadeProperty *property, NUVNetioConfigurator *configurator,
+            REDAWorker *worker),
+           property, configurator, worker)
+WRAP_LOWER(int, COMMENDFacade_delete, (COMMENDFacade * facade, REDAWorker *worker), facade, worker)

@@ -13,3 +13,6 @@ WRAP(DDS_Long, DDS_DomainParticipant_get_participant_property_string_max_lengthI
 
 WRAP(DDS_ReturnCode_t, DDS_DomainParticipantQos_finalize, Failing::BY_NAME,
      (DDS_DomainParticipantQos * qos), qos)
+
+WRAP_LOWER(DDS_ReturnCode_t, DDS_DomainParticipant_get_qos,
+           (DDS_DomainParticipant * participant, DDS_DomainParticipantQos *qos), participant, qos)

@@ -3,7 +3,6 @@
 
 #include <array>
 
-#include "../netio/faults.h"
 #include "../netio/net_fixture.h"
 #include "commend/commend_facade.h"
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "heap_faults.h"
+#include "heap_test.h"
 #include "infrastructure/dds_log.h"
 #include "log/log_config.h"
 

@@ -4,7 +4,7 @@
 
 namespace {
 
-using heap_faults::fail_each_allocation;
+using faults::fail_each_allocation;
 
 TEST_F(ParticipantQosTest, DefaultIsThatOfEachPolicy) {
     EXPECT_EQ(qos_.user_data.value._length, 0);
@@ -105,9 +105,9 @@ TEST_F(ParticipantQosTest, CopyingTwiceAllocatesOnce) {
     fill();
     DDS_DomainParticipantQos copy = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
     ASSERT_NE(DDS_DomainParticipantQos_copy(&copy, &qos_), nullptr);
-    heap_faults::fail(1);
+    faults::fail_allocation(1);
     EXPECT_EQ(DDS_DomainParticipantQos_copy(&copy, &qos_), &copy);
-    EXPECT_EQ(heap_faults::count(), 0);
+    EXPECT_FALSE(faults::happened());
     EXPECT_EQ(DDS_DomainParticipantQos_is_equal(&copy, &qos_), DDS_BOOLEAN_TRUE);
     DDS_DomainParticipantQos_finalize(&copy);
 }
@@ -118,12 +118,12 @@ TEST_F(ParticipantQosTest, AFailedCopyLeavesTheDestination) {
     DDS_DomainParticipantQos copy;
     ASSERT_EQ(DDS_DomainParticipantQos_initialize(&former), DDS_RETCODE_OK);
     ASSERT_EQ(DDS_DomainParticipantQos_initialize(&copy), DDS_RETCODE_OK);
-    const NUV_UINT64 live = heap_faults::live_blocks();
+    const support::HeapWatch since;
     const int allocations = fail_each_allocation([&] {
         const bool is_done = DDS_DomainParticipantQos_copy(&copy, &qos_) != nullptr;
         if (!is_done) {
             EXPECT_EQ(DDS_DomainParticipantQos_is_equal(&copy, &former), 1);
-            EXPECT_EQ(heap_faults::live_blocks(), live);
+            EXPECT_EQ(since.change(), support::Blocks());
         }
         return is_done;
     });

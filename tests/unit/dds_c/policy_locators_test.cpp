@@ -68,7 +68,7 @@ protected:
         }
         configurator_ = NUVNetioConfigurator_new(&configuration, runtime_, worker_);
         ASSERT_NE(configurator_, nullptr);
-        heap_faults::fail(1);
+        faults::fail_allocation(1);
     }
 
     template <typename List>
@@ -84,16 +84,16 @@ protected:
     }
 
     static void append(DDS_StringSeq &sequence, const char *text) {
-        heap_faults::fail(0);
+        faults::stop();
         ASSERT_TRUE(DDS_StringSeq_append(&sequence, text));
-        heap_faults::fail(1);
+        faults::fail_allocation(1);
     }
 
     DDS_TransportUnicastSettings_t &add_settings(DDS_Long receive_port) {
-        heap_faults::fail(0);
+        faults::stop();
         const DDS_Long i = unicast_.value._length;
         EXPECT_TRUE(DDS_TransportUnicastSettingsSeq_ensure_length(&unicast_.value, i + 1, i + 1));
-        heap_faults::fail(1);
+        faults::fail_allocation(1);
         unicast_.value._buffer[i].receive_port = receive_port;
         return unicast_.value._buffer[i];
     }
@@ -150,7 +150,7 @@ TEST_F(PolicyLocatorsTest, MulticastLocatorHasThePortOfTheDomain) {
     EXPECT_EQ(text_of(reduced_), "udpv4://239.255.0.1:8150");
     EXPECT_EQ(reduced_.locatorList[0].hostname, nullptr);
     EXPECT_STREQ(aliases_.aliases, "udpv4");
-    EXPECT_EQ(heap_faults::count(), 0);
+    EXPECT_FALSE(faults::happened());
 }
 
 TEST_F(PolicyLocatorsTest, WithoutAReceiveAddressThereIsNoMulticast) {
@@ -211,7 +211,7 @@ TEST_F(PolicyLocatorsTest, AnAddressThatIsNoMulticastAddressIsRefused) {
     append(discovery_.multicast_receive_addresses, "192.0.2.1");
     expect_refused(multicast(1, 0), "discovery.multicast_receive_addresses: \"192.0.2.1\" is no "
                                     "numeric multicast address");
-    heap_faults::fail(0);
+    faults::stop();
     DDS_String_replace(&discovery_.multicast_receive_addresses._buffer[0], nullptr);
     expect_refused(multicast(1, 0), "discovery.multicast_receive_addresses: \"\" is no numeric "
                                     "multicast address");
@@ -224,7 +224,7 @@ TEST_F(PolicyLocatorsTest, MetatrafficLocatorsHaveThePortOfTheIndex) {
     EXPECT_EQ(metatraffic(16, 3, 5), DDS_RETCODE_OK);
     EXPECT_EQ(text_of(locators_), "udpv4://192.0.2.2:8170, udpv4://198.51.100.2:8170");
     EXPECT_STREQ(aliases_.aliases, "udpv4");
-    EXPECT_EQ(heap_faults::count(), 0);
+    EXPECT_FALSE(faults::happened());
 }
 
 TEST_F(PolicyLocatorsTest, MetatrafficIsOnTheEnabledTransports) {
@@ -320,7 +320,7 @@ TEST_F(PolicyLocatorsTest, UserLocatorsHaveThePortOfTheIndex) {
     EXPECT_EQ(text_of(locators_), "udpv4://192.0.2.2:8171, udpv4://198.51.100.2:8171, "
                                   "udpv6://[fd00::2]:8171");
     EXPECT_STREQ(aliases_.aliases, "udpv4,udpv6");
-    EXPECT_EQ(heap_faults::count(), 0);
+    EXPECT_FALSE(faults::happened());
 }
 
 TEST_F(PolicyLocatorsTest, LoopbackIsListedBesideOthersWhenAskedFor) {

@@ -6,7 +6,7 @@
 
 namespace {
 
-using heap_faults::fail_each_allocation;
+using faults::fail_each_allocation;
 
 /** A policy and its operations, so that one test serves them all. */
 template <typename TPolicy>
@@ -203,10 +203,10 @@ TEST_F(PolicyTest, TransportMulticastMapping) {
 
 TEST_F(PolicyTest, Discovery) {
     DDS_DiscoveryQosPolicy policy;
-    heap_faults::fail(1);
+    faults::fail_allocation(1);
     DDS_DiscoveryQosPolicy_initialize(&policy);
-    EXPECT_EQ(heap_faults::count(), 0);
-    heap_faults::fail(0);
+    EXPECT_FALSE(faults::happened());
+    faults::stop();
     EXPECT_EQ(policy.enabled_transports._length, 0);
     EXPECT_EQ(policy.initial_peers._length, 0);
     EXPECT_EQ(policy.multicast_receive_addresses._length, 0);

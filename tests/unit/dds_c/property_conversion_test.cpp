@@ -6,7 +6,7 @@
 
 namespace {
 
-using heap_faults::fail_each_allocation;
+using faults::fail_each_allocation;
 
 /** The conversions between a QoS and a property of the presentation participant. */
 class PropertyConversionTest : public ParticipantQosTest {
@@ -34,9 +34,9 @@ protected:
 };
 
 TEST_F(PropertyConversionTest, DefaultQosIsTheDefaultProperty) {
-    heap_faults::fail(1);
+    faults::fail_allocation(1);
     EXPECT_EQ(to_property(), DDS_RETCODE_OK);
-    EXPECT_EQ(heap_faults::count(), 0);
+    EXPECT_FALSE(faults::happened());
     const PRESParticipantParameter plain = PRES_PARTICIPANT_PARAMETER_DEFAULT;
     EXPECT_EQ(parameter_.userData._length, 0u);
     EXPECT_EQ(parameter_.propertyList.data._length, 0u);
@@ -99,7 +99,7 @@ TEST_F(PropertyConversionTest, PropertyListIsAnArrayThatBorrowsTheStrings) {
 
 TEST_F(PropertyConversionTest, WithoutMemoryThePropertyListIsEmptyAndOneErrorSaysSo) {
     fill();
-    heap_faults::fail(1);
+    faults::fail_allocation(1);
     EXPECT_EQ(to_property(), DDS_RETCODE_OUT_OF_RESOURCES);
     const Message message = take_message();
     EXPECT_EQ(message.level, NUV_LOG_LEVEL_ERROR);
@@ -256,17 +256,14 @@ TEST_F(PropertyConversionTest, PartitionNamesAreSplit) {
 TEST_F(PropertyConversionTest, ReadingWithoutMemoryLeavesThePolicyAndSaysSo) {
     fill();
     ASSERT_EQ(to_property(), DDS_RETCODE_OK);
-    int failures = 0;
-    for (int nth = 1;; ++nth) {
-        DDS_DomainParticipantQos back = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
-        heap_faults::fail(nth);
-        const DDS_ReturnCode_t result =
-            DDS_DomainParticipantQos_from_participant_property(&back, &property_);
-        const bool has_failed = heap_faults::count() >= nth;
-        heap_faults::fail(0);
-        EXPECT_EQ(result, has_failed ? DDS_RETCODE_OUT_OF_RESOURCES : DDS_RETCODE_OK);
-        if (has_failed) {
-            ++failures;
+    DDS_DomainParticipantQos back;
+    const auto read_back = [&] {
+        back = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
+        return DDS_DomainParticipantQos_from_participant_property(&back, &property_);
+    };
+    const int failures = fail_each_allocation(read_back, [&](auto result, const auto &failed) {
+        EXPECT_EQ(result, failed.empty() ? DDS_RETCODE_OK : DDS_RETCODE_OUT_OF_RESOURCES);
+        if (!failed.empty()) {
             EXPECT_EQ(take_message().name, "DDS_LOG_OUT_OF_RESOURCES_s");
             const int empty =
                 (back.user_data.value._length == 0) + (back.property.value._length == 0) +
@@ -274,10 +271,7 @@ TEST_F(PropertyConversionTest, ReadingWithoutMemoryLeavesThePolicyAndSaysSo) {
             EXPECT_EQ(empty, 1);
         }
         DDS_DomainParticipantQos_finalize(&back);
-        if (!has_failed) {
-            break;
-        }
-    }
+    });
     EXPECT_EQ(failures, 13);
     EXPECT_TRUE(messages_.empty());
 }
@@ -337,9 +331,9 @@ TEST_F(PresentationBuffersTest, HaveTheGivenSizes) {
 }
 
 TEST_F(PresentationBuffersTest, NoneIsMadeForALimitOf0) {
-    heap_faults::fail(1);
+    faults::fail_allocation(1);
     EXPECT_EQ(setup(0, 0, 0), DDS_RETCODE_OK);
-    EXPECT_EQ(heap_faults::count(), 0);
+    EXPECT_FALSE(faults::happened());
     expect_no_buffers();
 }
 

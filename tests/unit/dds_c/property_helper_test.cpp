@@ -6,7 +6,7 @@
 
 namespace {
 
-using heap_faults::fail_each_allocation;
+using faults::fail_each_allocation;
 
 class PropertyHelperTest : public MessageTest {
 protected:

@@ -9,7 +9,7 @@
 
 namespace {
 
-using heap_faults::fail_each_allocation;
+using faults::fail_each_allocation;
 
 class SequenceTest : public MessageTest {
 protected:
@@ -186,9 +186,9 @@ TEST_F(SequenceTest, CopyReusesStorageThatFits) {
     fill(strings_, {"abc", "de", "f"});
     fill(others_, {"xyz", "uv"});
     const char *first = DDS_StringSeq_get(&strings_, 0);
-    heap_faults::fail(1);
+    faults::fail_allocation(1);
     EXPECT_EQ(DDS_StringSeq_copy(&strings_, &others_), &strings_);
-    EXPECT_EQ(heap_faults::count(), 0);
+    EXPECT_FALSE(faults::happened());
     EXPECT_EQ(DDS_StringSeq_get(&strings_, 0), first);
     EXPECT_EQ(texts_of(strings_), (Texts{"xyz", "uv"}));
 }
@@ -197,9 +197,9 @@ TEST_F(SequenceTest, CopyOfNullStringsReusesStorage) {
     fill(strings_, {"abc"});
     ASSERT_EQ(DDS_StringSeq_set_maximum(&strings_, 2), DDS_BOOLEAN_TRUE);
     ASSERT_EQ(DDS_StringSeq_ensure_length(&others_, 2, 2), DDS_BOOLEAN_TRUE);
-    heap_faults::fail(1);
+    faults::fail_allocation(1);
     EXPECT_EQ(DDS_StringSeq_copy(&strings_, &others_), &strings_);
-    EXPECT_EQ(heap_faults::count(), 0);
+    EXPECT_FALSE(faults::happened());
     EXPECT_EQ(texts_of(strings_), (Texts{"(null)", "(null)"}));
 }
 
@@ -232,11 +232,11 @@ TEST_F(SequenceTest, AFailedAppendLeavesTheSequence) {
 
 TEST_F(SequenceTest, AFailedGrowthLeavesTheSequence) {
     fill(strings_, {"a"});
-    heap_faults::fail(1);
+    faults::fail_allocation(1);
     EXPECT_EQ(DDS_StringSeq_set_maximum(&strings_, 50), DDS_BOOLEAN_FALSE);
-    heap_faults::fail(1);
+    faults::fail_allocation(1);
     EXPECT_EQ(DDS_StringSeq_ensure_length(&strings_, 50, 50), DDS_BOOLEAN_FALSE);
-    heap_faults::fail(0);
+    faults::stop();
     EXPECT_EQ(texts_of(strings_), (Texts{"a"}));
     EXPECT_EQ(DDS_StringSeq_get_maximum(&strings_), 1);
 }
@@ -254,9 +254,9 @@ TEST_F(SequenceTest, NothingIsAppendedToTheLongestSequence) {
     EXPECT_EQ(DDS_StringSeq_append(&longest, "a"), DDS_BOOLEAN_FALSE);
     EXPECT_EQ(longest._length, 0x7FFFFFFF);
     longest._length = longest._maximum = 0x40000000;
-    heap_faults::fail(2); // after the string, the array of the largest length
+    faults::fail_allocation(2); // after the string, the array of the largest length
     EXPECT_EQ(DDS_StringSeq_append(&longest, "a"), DDS_BOOLEAN_FALSE);
-    EXPECT_EQ(heap_faults::count(), 2);
+    EXPECT_TRUE(faults::happened());
     EXPECT_EQ(longest._maximum, 0x40000000);
 }
 

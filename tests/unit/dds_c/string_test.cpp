@@ -7,7 +7,7 @@
 namespace {
 
 using StringTest = MessageTest;
-using heap_faults::fail_each_allocation;
+using faults::fail_each_allocation;
 
 TEST_F(StringTest, AllocatedStringIsEmptyAndHasRoom) {
     char *text = DDS_String_alloc(3);
@@ -72,9 +72,9 @@ TEST_F(StringTest, ReplacingFreesTheFormerText) {
 
 TEST_F(StringTest, ReplacingKeepsTheTextWithoutMemory) {
     char *text = DDS_String_dup("kept");
-    heap_faults::fail(1);
+    faults::fail_allocation(1);
     EXPECT_EQ(DDS_String_replace(&text, "other"), DDS_BOOLEAN_FALSE);
-    heap_faults::fail(0);
+    faults::stop();
     EXPECT_STREQ(text, "kept");
     DDS_String_free(text);
 }

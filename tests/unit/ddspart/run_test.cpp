@@ -9,6 +9,7 @@
 #include "dds_c/dds_c_domain.h"
 #include "log.h"
 #include "signals.h"
+#include "support/faults.h"
 #include "support/heap_watch.h"
 
 using testing::HasSubstr;
@@ -19,9 +20,6 @@ using testing::internal::GetCapturedStderr;
 using testing::internal::GetCapturedStdout;
 
 namespace {
-
-/** Instead of DDS_RETCODE_OK, what reading the QoS returns. */
-DDS_ReturnCode_t outcome = DDS_RETCODE_OK;
 
 RunOptions a_short_stay() {
     RunOptions options;
@@ -42,13 +40,12 @@ auto number_of_open_files() {
 class RunThatCannotReadTheQos : public testing::Test {
 protected:
     RunThatCannotReadTheQos() {
-        outcome = DDS_RETCODE_ERROR;
+        faults::fail("DDS_DomainParticipant_get_qos", {.every = true});
         CaptureStdout();
         CaptureStderr();
     }
-    ~RunThatCannotReadTheQos() override {
-        outcome = DDS_RETCODE_OK;
-    }
+
+    const faults::Guard guard_;
 };
 
 TEST_F(RunThatCannotReadTheQos, FailsWithOneLine) {
@@ -88,16 +85,3 @@ TEST(RunOfAParticipant, SaysNothingOfNewsThatAreNone) {
 }
 
 } // namespace
-
-extern "C" {
-
-DDS_ReturnCode_t __real_DDS_DomainParticipant_get_qos(DDS_DomainParticipant *self,
-                                                      DDS_DomainParticipantQos *qos);
-
-DDS_ReturnCode_t __wrap_DDS_DomainParticipant_get_qos(DDS_DomainParticipant *self,
-                                                      DDS_DomainParticipantQos *qos) {
-    const DDS_ReturnCode_t result = __real_DDS_DomainParticipant_get_qos(self, qos);
-
-    return result == DDS_RETCODE_OK ? outcome : result;
-}
-}

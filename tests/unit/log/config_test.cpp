@@ -122,19 +122,11 @@ TEST_F(VerbosityTest, IsSetAndReadByManyThreadsAndEndsTheSameEverywhere) {
 
 class DeviceTest : public LogTest {
 protected:
-    DeviceTest() {
-        system_calls::current() = {};
-        system_calls::current().writes_are_taken = true;
-    }
-    ~DeviceTest() override {
-        system_calls::current() = {};
-    }
-
     void use_default_device() {
         KOLS_Config_Logger_set_output_device(logger_, nullptr, nullptr);
     }
 
-    system_calls::State &calls_ = system_calls::current();
+    system_calls::StderrWrites calls_;
 
 private:
     /** A file takes what is written to it in plain writes, which the tests look at. */
@@ -175,7 +167,7 @@ TEST_F(DeviceTest, DefaultWritesTheLongestLineWithItsEnd) {
 
 TEST_F(DeviceTest, DefaultGoesOnAfterAnInterruptedOrPartialWrite) {
     use_default_device();
-    calls_.next_writes = {{EINTR, 0}, {0, 5}, {EINTR, 0}, {0, 7}};
+    calls_.next = {{EINTR, 0}, {0, 5}, {EINTR, 0}, {0, 7}};
     print("text");
     EXPECT_EQ(calls_.written.size(), 5u);
     std::string line;
@@ -188,12 +180,12 @@ TEST_F(DeviceTest, DefaultGoesOnAfterAnInterruptedOrPartialWrite) {
 
 TEST_F(DeviceTest, DefaultGivesUpWhenStderrFails) {
     use_default_device();
-    calls_.next_writes = {{EIO, 0}};
+    calls_.next = {{EIO, 0}};
     errno = 0;
     print("text");
     EXPECT_EQ(calls_.written.size(), 1u);
     EXPECT_EQ(errno, 0);
-    calls_.next_writes = {{0, 0}};
+    calls_.next = {{0, 0}};
     print("text");
     EXPECT_EQ(calls_.written.size(), 2u);
 }

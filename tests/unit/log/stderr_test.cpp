@@ -116,12 +116,12 @@ TEST_P(OnEachKind, NoFileStaysOpen) {
 }
 
 TEST_P(OnEachKind, NothingIsAllocatedAndErrnoStays) {
-    const int before = system_calls::current().allocations;
+    const int before = system_calls::allocations();
 
     errno = EDOM;
     KOLS_Config_Logger_write_text("text");
     EXPECT_EQ(errno, EDOM);
-    EXPECT_EQ(system_calls::current().allocations, before);
+    EXPECT_EQ(system_calls::allocations(), before);
 }
 
 TEST_P(OnEachKind, WhereverTheDescriptorGoesTheNextLineFollows) {
@@ -144,10 +144,12 @@ struct Stall {
 class Stalled : public DefaultDevice, public testing::WithParamInterface<Stall> {
 protected:
     Stalled() {
-        system_calls::opens_fail = !GetParam().can_be_reopened;
+        if (!GetParam().can_be_reopened) {
+            faults::fail_every_call("open", EMFILE);
+        }
     }
     ~Stalled() override {
-        system_calls::opens_fail = false;
+        faults::clear();
         // A line that is taken: what was dropped here does not concern the next test.
         (void)stderr_.read();
         print("end");
@@ -233,14 +235,11 @@ TEST_P(WithoutReader, LinesAreGivenUpAndTheProcessLives) {
 
 TEST_F(DefaultDevice, EndsALineThatWasBrokenOffBeforeTheNext) {
     const RedirectedStderr redirected(Kind::REGULAR_FILE);
-    system_calls::State &calls = system_calls::current();
+    system_calls::StderrWrites calls;
 
-    calls.written.clear();
-    calls.writes_are_taken = true;
-    calls.next_writes = {{0, 5}, {EIO, 0}};
+    calls.next = {{0, 5}, {EIO, 0}};
     KOLS_Config_Logger_write_text("the first");
     KOLS_Config_Logger_write_text("the second");
-    calls.writes_are_taken = false;
     EXPECT_THAT(calls.written, testing::ElementsAre("the f", "", "\n", "the second\n"));
 }
 

@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "faults.h"
 #include "net_fixture.h"
 #include "netio/netio_callback.h"
+#include "support/faults.h"
 #include "support/log_capture.h"
 
 namespace {

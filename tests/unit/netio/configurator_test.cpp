@@ -1,9 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "faults.h"
 #include "net_fixture.h"
 #include "netio/netio_log.h"
+#include "support/faults.h"
 #include "support/log_capture.h"
 
 namespace {
@@ -135,7 +135,7 @@ TEST(ConfiguratorTest, NoMemoryForANewSnapshotGivesNull) {
     property.interfaceSettleTime = {100, 0};
     net::Runtime runtime(property);
     const LogCapture log;
-    faults::pretend_event();
+    net::pretend_event();
     faults::fail_call("recv", 1, ENOBUFS);
     faults::fail_allocation(4); // the configurator, its handles twice, the snapshot
     EXPECT_EQ(NUVNetioConfigurator_new(nullptr, runtime.runtime, runtime.worker()), nullptr);

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "faults.h"
 #include "net_fixture.h"
+#include "support/faults.h"
 
 namespace {
 

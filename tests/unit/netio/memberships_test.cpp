@@ -7,8 +7,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "faults.h"
 #include "net_fixture.h"
+#include "support/faults.h"
 #include "support/log_capture.h"
 
 namespace {
@@ -230,7 +230,7 @@ TEST_P(FurtherSocketTest, FailureIsThatInterfacesWarningAndLeavesNothing) {
     // The first socket is full for an interface that appears.
     NUVNetioInterface second = net::interface("second0", if_nametoindex("lo") + 1000, "192.0.2.9");
     const auto [function, nth] = GetParam();
-    faults::fail_any_call(1, ENOBUFS);
+    faults::fail_call("setsockopt", 1, ENOBUFS);
     faults::fail_call(function, nth, EMFILE);
     set({good, second});
     EXPECT_THAT(texts(log), ElementsAre(HasSubstr("on second0: Too many open files (EMFILE)")));

@@ -23,6 +23,7 @@
 #include <gtest/gtest.h>
 #include <net/if.h>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -31,6 +32,7 @@
 #include "netio/event_activeDatabase.h"
 #include "netio/netio_configurator.h"
 #include "osapi/osapi_heap.h"
+#include "support/faults.h"
 
 namespace net {
 
@@ -47,6 +49,15 @@ inline bool eventually(const std::function<bool()> &holds) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     return true;
+}
+
+/** Has the next poll of the calling thread find its first descriptor readable. */
+inline void pretend_event() {
+    faults::replace("poll", [](pollfd *descriptors, nfds_t, int) {
+        faults::restore("poll");
+        descriptors[0].revents = POLLIN;
+        return 1;
+    });
 }
 
 inline long open_descriptors() {

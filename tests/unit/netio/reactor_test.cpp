@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include "faults.h"
 #include "net_fixture.h"
+#include "support/faults.h"
 #include "support/log_capture.h"
 
 namespace {

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
-#include "faults.h"
 #include "net_fixture.h"
+#include "support/faults.h"
 #include "support/log_capture.h"
 
 namespace {

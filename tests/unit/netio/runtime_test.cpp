@@ -5,8 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "faults.h"
 #include "net_fixture.h"
+#include "support/faults.h"
 #include "support/log_capture.h"
 
 namespace {
@@ -432,7 +432,7 @@ TEST(InterfaceWatchTest, LostEventsCountAsEvents) {
     property.watchInterfaces = 1;
     net::Runtime runtime(property);
     const int before = interfaces.listings();
-    faults::pretend_event();
+    net::pretend_event();
     faults::fail_call("recv", 1, ENOBUFS);
     NUVNetioInterfaceSnapshot_release(NUVNetioRuntime_acquireInterfaces(runtime.runtime));
     EXPECT_EQ(interfaces.listings(), before + 1);
@@ -444,7 +444,7 @@ TEST(InterfaceWatchTest, InterruptedReadIsRepeated) {
     NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
     property.watchInterfaces = 1;
     net::Runtime runtime(property);
-    faults::pretend_event();
+    net::pretend_event();
     faults::fail_call("recv", 1, EINTR);
     NUVNetioInterfaceSnapshot_release(NUVNetioRuntime_acquireInterfaces(runtime.runtime));
     EXPECT_EQ(faults::count("recv"), 2);
@@ -457,7 +457,7 @@ TEST(InterfaceWatchTest, AcquireGivesNothingWhenMemoryRunsOutDuringAListing) {
     property.watchInterfaces = 1;
     property.interfaceSettleTime = {100, 0};
     net::Runtime runtime(property);
-    faults::pretend_event();
+    net::pretend_event();
     faults::fail_call("recv", 1, ENOBUFS);
     faults::fail_allocation(1);
     EXPECT_EQ(NUVNetioRuntime_acquireInterfaces(runtime.runtime), nullptr);
@@ -475,7 +475,7 @@ TEST(InterfaceWatchTest, AcquireGivesTheFormerSnapshotWhenAListingFails) {
     net::Runtime runtime(property);
     const LogCapture log;
     interfaces.set_failing(true);
-    faults::pretend_event();
+    net::pretend_event();
     faults::fail_call("recv", 1, ENOBUFS);
     const NUVNetioInterfaceSnapshot *held = NUVNetioRuntime_acquireInterfaces(runtime.runtime);
     EXPECT_EQ(NUVNetioInterfaceSnapshot_getLength(held), 1);

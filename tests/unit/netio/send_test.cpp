@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "faults.h"
 #include "net_fixture.h"
+#include "support/faults.h"
 #include "support/log_capture.h"
 
 namespace {

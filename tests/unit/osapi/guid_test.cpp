@@ -10,12 +10,14 @@
 #include <vector>
 
 #include <gmock/gmock.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "faults.h"
+#include "support/faults.h"
 
 namespace {
 
@@ -81,7 +83,7 @@ TEST(GuidTest, ThreadsGetDifferentPrefixes) {
 
 TEST(GuidTest, PrefixesDifferAlsoWithoutRandomBits) {
     const faults::Guard guard;
-    faults::current().getrandom_fails = true;
+    faults::fail_every_call("getrandom", EAGAIN);
     std::set<Prefix> all;
     for (int i = 0; i < 10'000; ++i) {
         const NUVOsapiRtpsGuid guid = generate();
@@ -120,8 +122,8 @@ TEST(GuidTest, HostWithoutAnyIdentityIsTolerated) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
         {
-            faults::current().open_fails = true;
-            faults::current().stat_fails = true;
+            faults::fail_every_call("open", ENOENT);
+            faults::fail_every_call("stat", ENOENT);
             const NUVOsapiRtpsGuid first = generate();
             const NUVOsapiRtpsGuid second = generate();
             const bool good = has_no_zero(first) && has_no_zero(second) &&
@@ -144,7 +146,9 @@ TEST_P(GuidIdentityTest, HostIdDependsOnIt) {
     const std::string known = in_child ? "" : std::to_string(generate().prefix.hostId);
     EXPECT_EXIT(
         {
-            faults::current().missing_file = GetParam();
+            faults::replace("open", [](const char *path, int flags, mode_t mode) {
+                return open(std::strcmp(path, GetParam()) == 0 ? "/nowhere" : path, flags, mode);
+            });
             std::fprintf(stderr, "host %u.", generate().prefix.hostId);
             std::_Exit(0);
         },
@@ -159,7 +163,11 @@ TEST(GuidTest, HostIdDependsOnTheNetworkNamespace) {
     const std::string known = in_child ? "" : std::to_string(generate().prefix.hostId);
     EXPECT_EXIT(
         {
-            faults::current().inode = 1;
+            faults::replace("stat", [](const char *path, struct stat *out) {
+                const int result = stat(path, out);
+                out->st_ino = 1;
+                return result;
+            });
             std::fprintf(stderr, "host %u.", generate().prefix.hostId);
             std::_Exit(0);
         },

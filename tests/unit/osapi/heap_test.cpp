@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <string>
@@ -15,7 +17,7 @@
 
 #include <gtest/gtest.h>
 
-#include "faults.h"
+#include "support/faults.h"
 
 namespace {
 
@@ -70,6 +72,22 @@ std::map<Kind, Amount> report() {
         },
         &kinds);
     return kinds;
+}
+
+/** Has every allocation of this thread fail. */
+void fail_malloc() {
+    faults::fail("malloc", {.error = ENOMEM, .every = true, .on = faults::Thread::THIS});
+}
+
+/** Fills what is allocated, so that nothing is zero by chance. */
+void fill_malloc() {
+    faults::replace("malloc", [](std::size_t size) {
+        void *const block = std::malloc(size);
+        if (block != nullptr) {
+            std::memset(block, 0xA5, size);
+        }
+        return block;
+    });
 }
 
 /** Collects refusals, and sees that the test leaves nothing on the heap. */
@@ -172,14 +190,14 @@ TEST_F(HeapTest, AlignmentWithoutMeaningFails) {
 }
 
 TEST_F(HeapTest, ClearZeroesTheWholeBlock) {
-    faults::current().fill_malloc = true;
+    fill_malloc();
     std::byte *block = allocate(333, -1, 1);
     EXPECT_TRUE(all_are(block, 333, 0));
     release(block);
 }
 
 TEST_F(HeapTest, WithoutClearTheContentsAreNotTouched) {
-    faults::current().fill_malloc = true;
+    fill_malloc();
     std::byte *block = allocate(333);
     EXPECT_TRUE(all_are(block, 333, 0xA5));
     release(block);
@@ -204,7 +222,7 @@ TEST_F(HeapTest, ResizeKeepsTheContentsThatStillFit) {
 }
 
 TEST_F(HeapTest, ResizeWithClearZeroesOnlyTheNewBytes) {
-    faults::current().fill_malloc = true;
+    fill_malloc();
     std::byte *block = allocate(40);
     std::memset(block, 0x11, 40);
     ASSERT_NE(resize(&block, 100, 1), 0);
@@ -253,9 +271,9 @@ TEST_F(HeapTest, FailedResizeLeavesTheBlockAsItWas) {
     std::byte *const same = block;
     std::memset(block, 0x11, 40);
     EXPECT_EQ(resize(&block, SIZE_MAX), 0);
-    faults::current().malloc_fails = true;
+    fail_malloc();
     EXPECT_EQ(resize(&block, 80), 0);
-    faults::current().malloc_fails = false;
+    faults::stop();
     EXPECT_EQ(block, same);
     EXPECT_TRUE(all_are(block, 40, 0x11));
     EXPECT_EQ(statistics().liveBytes, before_.liveBytes + 40);
@@ -272,7 +290,7 @@ TEST_F(HeapTest, SizeThatNoBlockCanHaveFails) {
 }
 
 TEST_F(HeapTest, RunningOutOfMemoryGivesNull) {
-    faults::current().malloc_fails = true;
+    fail_malloc();
     int unrelated = 0;
     int *pointer = &unrelated;
     EXPECT_EQ(NUVOsapiHeap_allocateStructure(&pointer, int), 0);
@@ -331,11 +349,12 @@ TEST_F(HeapTest, ScrubOverwritesTheContentsBeforeTheyAreFreed) {
         std::byte *block = allocate(100);
         std::memset(block, 0x5A, 100);
         std::vector<std::byte> seen(100);
-        faults::current().watched = block;
-        faults::current().watched_size = 100;
-        faults::current().seen_at_free = &seen;
+        faults::replace("free", [&](void *pointer) { // which begins with the heap's own header
+            std::memcpy(seen.data(), block, seen.size());
+            std::free(pointer);
+        });
         release(block, STRUCTURE, scrub);
-        faults::current() = {};
+        faults::restore("free");
         EXPECT_EQ(std::count(seen.begin(), seen.end(), std::byte{0x5A}), scrub != 0 ? 0 : 100);
     }
 }
@@ -487,7 +506,7 @@ TEST_F(HeapTest, ManyBlocksAreAllFoundAgain) {
 }
 
 TEST_F(HeapTest, ManyBlocksAreAllFoundAgainWithoutMemoryForALargerTable) {
-    faults::current().calloc_fails = true;
+    faults::fail_every_call("calloc", ENOMEM);
     use_many_blocks();
     EXPECT_TRUE(refusals_.empty());
 }

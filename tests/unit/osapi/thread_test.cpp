@@ -13,8 +13,8 @@
 #include <pthread.h>
 #include <signal.h>
 
-#include "faults.h"
 #include "osapi/osapi_heap.h"
+#include "support/faults.h"
 
 namespace {
 
@@ -44,6 +44,11 @@ NUV_UINT64 live_blocks() {
     NUVOsapiHeapStatistics statistics{};
     NUVOsapiHeap_getStatistics(&statistics);
     return statistics.liveBlocks;
+}
+
+/** Has every allocation of this thread fail. */
+void fail_malloc() {
+    faults::fail("malloc", {.error = ENOMEM, .every = true, .on = faults::Thread::THIS});
 }
 
 NUVOsapiThreadFactoryProperty property_with(const char *prefix, std::size_t stack_size = 0) {
@@ -173,15 +178,15 @@ TEST(ThreadTest, NullIsAcceptedByJoinAndDelete) {
 TEST(ThreadTest, RunningOutOfMemoryGivesNullAndLeavesNothing) {
     const faults::Guard guard;
     const NUV_UINT64 before = live_blocks();
-    faults::current().malloc_fails = true;
+    fail_malloc();
     EXPECT_EQ(NUVOsapiThreadFactory_new(nullptr), nullptr);
-    faults::current().malloc_fails = false;
+    faults::stop();
     NUVOsapiThreadFactory *factory = NUVOsapiThreadFactory_new(nullptr);
-    faults::current().malloc_fails = true;
+    fail_malloc();
     errno = 0;
     EXPECT_EQ(NUVOsapiThreadFactory_createThread(factory, "worker", look_around, nullptr), nullptr);
     EXPECT_EQ(errno, ENOMEM);
-    faults::current().malloc_fails = false;
+    faults::stop();
     NUVOsapiThreadFactory_delete(factory);
     EXPECT_EQ(live_blocks(), before);
 }
@@ -195,7 +200,7 @@ TEST(ThreadTest, ThreadThatCannotBeStartedGivesNullAndLeavesNothing) {
     NUVOsapiThreadFactory *absurd_factory = NUVOsapiThreadFactory_new(&absurd);
     EXPECT_EQ(NUVOsapiThreadFactory_createThread(absurd_factory, "worker", look_around, nullptr),
               nullptr);
-    faults::current().pthread_create_fails = true;
+    faults::fail("pthread_create", {.result = EAGAIN});
     errno = 0;
     EXPECT_EQ(NUVOsapiThreadFactory_createThread(factory, "worker", look_around, nullptr), nullptr);
     EXPECT_EQ(errno, EAGAIN);

@@ -1,14 +1,18 @@
 // Every allocation and every call of a lower layer fails in turn.
-#include <utility>
-
 #include "fixture.h"
-#include "seams.h"
-
-using support::Blocks;
+#include "support/fault_loop.h"
 
 namespace {
 
-constexpr int MORE_THAN_THERE_ARE = 2000;
+const std::vector<std::string_view> LOWER_LAYERS = {
+    "COMMENDFacade_new",           "NUVNetioConfigurator_getTransportInfo",
+    "NUVNetioConfigurator_new",    "NUVNetioConfigurator_openReceiveResource",
+    "NUVNetioRuntime_new",         "NUVOsapiThreadFactory_createThread",
+    "NUVOsapiThreadFactory_new",   "PRESParticipant_delete",
+    "PRESParticipant_enable",      "PRESParticipant_getProperty",
+    "PRESParticipant_new",         "PRESParticipant_preShutdownWakeup",
+    "PRESParticipant_setProperty", "PRESParticipant_shutdown",
+    "REDAExclusiveArea_new",       "REDAWorkerFactory_new"};
 
 class Failure : public ParticipantTest {
 protected:
@@ -17,49 +21,57 @@ protected:
         factory = nullptr;
     }
 
-    /**
-     * Creates a factory and a participant and deletes both, again and again, with another failure
-     * that @p prepare brings about each time, until none happens any more.
-     */
-    template <class Prepare>
-    void fail_each_in_turn(Prepare prepare, bool wants_reason) {
-        finalize_factory();
-        const Blocks before = heap.change();
+    struct Created {
+        DDS_DomainParticipant *participant;
+        bool has_reason;
+    };
 
-        for (int nth = 0; nth < MORE_THAN_THERE_ARE; ++nth) {
-            log.clear();
-            prepare(nth);
-            factory = DDS_DomainParticipantFactory_get_instance();
-            DDS_DomainParticipant *const participant = factory != nullptr ? create() : nullptr;
-            const std::string failed = std::exchange(seams::current(), {}).failed;
-            const bool has_reason = !errors().empty() || !messages(NUV_LOG_LEVEL_FATAL).empty();
+    /** Makes a factory and a participant. */
+    Created make() {
+        log.clear();
+        factory = DDS_DomainParticipantFactory_get_instance();
+        DDS_DomainParticipant *const participant = factory != nullptr ? create() : nullptr;
 
-            if (participant != nullptr) { // it could do without
-                EXPECT_GE(DDS_DomainParticipant_get_participant_index(participant), 0) << failed;
-                EXPECT_EQ(remove(participant), DDS_RETCODE_OK) << failed;
-            }
-            EXPECT_TRUE(participant != nullptr || has_reason || !wants_reason) << failed;
-            finalize_factory();
-            ASSERT_EQ(heap.change(), before) << nth << ": " << failed;
-            ASSERT_EQ(open_files(), files_before) << nth << ": " << failed;
-            if (failed.empty()) {
-                EXPECT_NE(participant, nullptr);
-                EXPECT_GT(nth, 10);
-                return;
-            }
-        }
-        FAIL() << "there is no end of it";
+        return {participant, !errors().empty() || !messages(NUV_LOG_LEVEL_FATAL).empty()};
     }
 
-    const seams::Guard guard;
+    /** Takes away what there is of them; nothing is to be left. */
+    void unmake(const Created &created, const std::string &failed) {
+        if (created.participant != nullptr) { // it could do without
+            EXPECT_GE(DDS_DomainParticipant_get_participant_index(created.participant), 0)
+                << failed;
+            EXPECT_EQ(remove(created.participant), DDS_RETCODE_OK) << failed;
+        } else {
+            EXPECT_NE(failed, "");
+        }
+        finalize_factory();
+        ASSERT_EQ(heap.change(), blocks_before) << failed;
+        ASSERT_EQ(open_files(), files_before) << failed;
+    }
+
+    support::Blocks blocks_before; // without a factory
 };
 
 TEST_F(Failure, OfAnyAllocationLeavesAReasonAndNothingElse) {
-    fail_each_in_turn([](int nth) { seams::current().allocations_until_failure = nth; }, true);
+    finalize_factory();
+    blocks_before = heap.change();
+    EXPECT_GT(faults::fail_each_allocation(
+                  [&] { return make(); },
+                  [&](const Created &created, const std::string &failed) {
+                      EXPECT_TRUE(created.participant != nullptr || created.has_reason) << failed;
+                      unmake(created, failed);
+                  }),
+              10);
 }
 
 TEST_F(Failure, OfAnyCallOfALowerLayerLeavesNothing) {
-    fail_each_in_turn([](int nth) { seams::current().calls_until_failure = nth; }, false);
+    finalize_factory();
+    blocks_before = heap.change();
+    EXPECT_GT(
+        faults::fail_each_call(
+            LOWER_LAYERS, [&] { return make(); },
+            [&](const Created &created, const std::string &failed) { unmake(created, failed); }),
+        10);
 }
 
 TEST_F(Failure, OfAnyAllocationWhileEnablingLeavesTheParticipantDisabledAndIntact) {
@@ -69,21 +81,14 @@ TEST_F(Failure, OfAnyAllocationWhileEnablingLeavesTheParticipantDisabledAndIntac
     ASSERT_NE(participant, nullptr);
     const std::multiset<std::string> files = open_files();
 
-    for (int nth = 0; nth < MORE_THAN_THERE_ARE; ++nth) {
-        seams::current().allocations_until_failure = nth;
-        const DDS_ReturnCode_t result = DDS_DomainParticipant_enable(participant);
-        const std::string failed = std::exchange(seams::current(), {}).failed;
-
-        if (result == DDS_RETCODE_OK) {
-            EXPECT_GE(DDS_DomainParticipant_get_participant_index(participant), 0);
-            EXPECT_GT(nth, 2);
-            return;
-        }
-        ASSERT_NE(failed, "");
-        EXPECT_EQ(DDS_DomainParticipant_get_participant_index(participant), -1) << failed;
-        EXPECT_EQ(open_files(), files) << failed;
-    }
-    FAIL() << "there is no end of it";
+    EXPECT_GT(faults::fail_each_allocation(
+                  [&] { return DDS_DomainParticipant_enable(participant) == DDS_RETCODE_OK; },
+                  [&] {
+                      EXPECT_EQ(DDS_DomainParticipant_get_participant_index(participant), -1);
+                      EXPECT_EQ(open_files(), files);
+                  }),
+              2);
+    EXPECT_GE(DDS_DomainParticipant_get_participant_index(participant), 0);
 }
 
 TEST_F(Failure, OfAnyStepOfDeletingLeavesTheParticipantToBeDeletedAgain) {
@@ -92,11 +97,11 @@ TEST_F(Failure, OfAnyStepOfDeletingLeavesTheParticipantToBeDeletedAgain) {
         DDS_DomainParticipant *const participant = create();
 
         ASSERT_NE(participant, nullptr);
-        seams::current().call_to_fail = step;
+        faults::fail(step, {.on = faults::Thread::THIS});
         EXPECT_EQ(DDS_DomainParticipantFactory_delete_participant(factory, participant),
                   DDS_RETCODE_ERROR)
             << step;
-        EXPECT_EQ(seams::current().failed, step);
+        EXPECT_EQ(faults::failed(), step);
         EXPECT_EQ(DDS_DomainParticipantFactory_finalize_instance(),
                   DDS_RETCODE_PRECONDITION_NOT_MET)
             << step;
@@ -106,7 +111,7 @@ TEST_F(Failure, OfAnyStepOfDeletingLeavesTheParticipantToBeDeletedAgain) {
 
 TEST_F(Failure, ToOpenAUnicastPortMeansTheNextIndex) {
     ASSERT_TRUE(DDS_StringSeq_set_length(&qos->discovery.multicast_receive_addresses, 0));
-    seams::current().call_to_fail = "NUVNetioConfigurator_openReceiveResource";
+    faults::fail("NUVNetioConfigurator_openReceiveResource");
     ASSERT_NE(create(), nullptr);
     EXPECT_EQ(DDS_DomainParticipant_get_participant_index(participants[0]), 1);
 }

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 
 #include "dds_c/dds_c.h"
+#include "support/faults.h"
 #include "support/heap_watch.h"
 #include "support/log_capture.h"
 
@@ -63,6 +64,7 @@ protected:
         return messages(NUV_LOG_LEVEL_ERROR);
     }
 
+    const faults::Guard guard;
     const support::HeapWatch heap;
     const std::multiset<std::string> files_before = open_files();
     support::LogCapture log;

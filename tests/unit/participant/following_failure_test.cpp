@@ -1,12 +1,13 @@
 // Every allocation and every call of a lower layer fails in turn while the locators are updated.
 #include <algorithm>
-#include <utility>
+#include <functional>
 
 #include <sys/socket.h>
 
 #include "domain/DomainParticipant_internal.h"
 #include "following_fixture.h"
-#include "seams.h"
+#include "support/fault_loop.h"
+#include "support/wrapped.h"
 
 using following::FollowingTest;
 using following::on_one_interface;
@@ -14,7 +15,13 @@ using following::Texts;
 
 namespace {
 
-constexpr int MORE_THAN_THERE_ARE = 2000;
+const std::vector<std::string_view> LOWER_LAYERS = {"COMMENDFacade.addEntryport",
+                                                    "NUVNetioConfigurator_getTransportInfo",
+                                                    "NUVNetioConfigurator_openReceiveResource",
+                                                    "PRESParticipant_enable",
+                                                    "PRESParticipant_getProperty",
+                                                    "PRESParticipant_setProperty",
+                                                    "getifaddrs"};
 constexpr int FEWEST = 4; // of any course, of allocations as of calls
 
 /** The addresses that a participant is created with, and those that it comes to; the last fails. */
@@ -45,62 +52,48 @@ protected:
         finalize_factory();
     }
 
-    /** Goes the course again and again, with another failure each time, until none happens. */
-    template <class Prepare>
-    void fail_each_in_turn(Prepare prepare, bool wants_reason) {
-        for (int nth = 0; nth < MORE_THAN_THERE_ARE; ++nth) {
-            const std::string failed = go([&] { prepare(nth); }, wants_reason);
-
-            ASSERT_EQ(heap.change(), blocks_before) << nth << ": " << failed;
-            ASSERT_EQ(open_files(), files_before) << nth << ": " << failed;
-            ASSERT_FALSE(HasFailure()) << nth << ": " << failed;
-            if (failed.empty()) {
-                EXPECT_GE(nth, FEWEST);
-                return;
-            }
-        }
-        FAIL() << "there is no end of it";
-    }
-
-private:
-    /** Makes a participant, has its last update fail, mends that and deletes it. */
-    template <class Prepare>
-    std::string go(Prepare prepare, bool wants_reason) {
+    /** Makes a participant and has its last update fail as asked for. @return whether it says why
+     */
+    bool go() {
         factory = DDS_DomainParticipantFactory_get_instance();
         interfaces.set(on_one_interface(GetParam().addresses.front()));
-        DDS_DomainParticipant *const participant = create_follower();
-
-        fail_entryports_of(participant);
+        follower_ = create_follower();
         for (std::size_t i = 1; i + 1 < GetParam().addresses.size(); ++i) {
-            update(participant, GetParam().addresses[i]);
+            update(follower_, GetParam().addresses[i]);
         }
-        const int index = DDS_DomainParticipant_get_participant_index(participant);
-
+        index_ = DDS_DomainParticipant_get_participant_index(follower_);
         log.clear();
         interfaces.set(on_one_interface(GetParam().addresses.back()));
-        prepare();
-        (void)DDS_DomainParticipant_update_locators(participant);
-        const std::string failed = std::exchange(seams::current(), {}).failed;
-
-        EXPECT_TRUE(has_reason() || !wants_reason || failed.empty());
-        EXPECT_TRUE(index < 0 || index == DDS_DomainParticipant_get_participant_index(participant));
-        flush();
-        expect_ports(participant, {});
-        update(participant, GetParam().addresses.back());
-        // Without an index until now, it may have passed one over that could not be reserved.
-        EXPECT_GE(DDS_DomainParticipant_get_participant_index(participant), 0);
-        expect_ports(participant, GetParam().addresses.back());
-        update(participant, {});
-        expect_ports(participant, GetParam().addresses.back());
-        EXPECT_EQ(remove(participant), DDS_RETCODE_OK);
-        finalize_factory();
-        return failed;
-    }
-
-    bool has_reason() const {
+        fail_entryports_of(follower_);
+        ask_();
+        (void)DDS_DomainParticipant_update_locators(follower_);
         return !errors().empty() || !messages(NUV_LOG_LEVEL_WARNING).empty();
     }
 
+    /** Mends it and deletes it; nothing is to be left. */
+    void mend(const std::string &failed) {
+        EXPECT_TRUE(index_ < 0 || index_ == DDS_DomainParticipant_get_participant_index(follower_));
+        flush();
+        expect_ports(follower_, {});
+        update(follower_, GetParam().addresses.back());
+        // Without an index until now, it may have passed one over that could not be reserved.
+        EXPECT_GE(DDS_DomainParticipant_get_participant_index(follower_), 0);
+        expect_ports(follower_, GetParam().addresses.back());
+        update(follower_, {});
+        expect_ports(follower_, GetParam().addresses.back());
+        EXPECT_EQ(remove(follower_), DDS_RETCODE_OK);
+        finalize_factory();
+        ASSERT_EQ(heap.change(), blocks_before) << failed;
+        ASSERT_EQ(open_files(), files_before) << failed;
+        ASSERT_FALSE(HasFailure()) << failed;
+    }
+
+    /** Has the fault that @p ask asks for happen in the last update, not before. */
+    auto in_the_update(void (*ask)(int nth)) {
+        return [this, ask](int nth) { ask_ = [=] { ask(nth); }; };
+    }
+
+private:
     void update(DDS_DomainParticipant *participant, const Texts &addresses) {
         interfaces.set(on_one_interface(addresses));
         EXPECT_EQ(DDS_DomainParticipant_update_locators(participant), DDS_RETCODE_OK);
@@ -130,17 +123,18 @@ private:
 
     static int add_entryport(COMMENDFacade *self, REDAWeakReference *out,
                              const NUVNetioLocatorInfo *info, REDAWorker *worker) {
-        if (injected::call_fails("COMMENDFacade.addEntryport")) {
+        if (faults::Wrapped::get("COMMENDFacade.addEntryport").take(true) != nullptr) {
             *out = REDA_WEAK_REFERENCE_INVALID;
             return 0;
         }
         return real_add_(self, out, info, worker);
     }
 
+    DDS_DomainParticipant *follower_ = nullptr;
+    int index_ = -1;
+    std::function<void()> ask_;
     static inline int (*real_add_)(COMMENDFacade *, REDAWeakReference *,
                                    const NUVNetioLocatorInfo *, REDAWorker *) = nullptr;
-
-    const seams::Guard guard_;
 };
 
 const Course COURSES[] = {
@@ -161,11 +155,20 @@ INSTANTIATE_TEST_SUITE_P(WhileThereIs, FollowingFailure, testing::ValuesIn(COURS
                          testing::PrintToStringParamName());
 
 TEST_P(FollowingFailure, OfAnyAllocationIsMendedByTheNextUpdate) {
-    fail_each_in_turn([](int nth) { seams::current().allocations_until_failure = nth; }, true);
+    EXPECT_GE(faults::fail_each(
+                  in_the_update(faults::fail_allocation), [&] { return go(); },
+                  [&](bool has_reason, const std::string &failed) {
+                      EXPECT_TRUE(has_reason || failed.empty());
+                      mend(failed);
+                  }),
+              FEWEST);
 }
 
 TEST_P(FollowingFailure, OfAnyCallOfALowerLayerIsMendedByTheNextUpdate) {
-    fail_each_in_turn([](int nth) { seams::current().calls_until_failure = nth; }, false);
+    EXPECT_GE(faults::fail_each(
+                  in_the_update([](int nth) { faults::fail_any_call(nth, LOWER_LAYERS); }),
+                  [&] { return go(); }, [&](bool, const std::string &failed) { mend(failed); }),
+              FEWEST);
 }
 
 } // namespace

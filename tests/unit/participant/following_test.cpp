@@ -5,7 +5,6 @@
 #include "../netio/net_fixture.h"
 #include "domain/DomainParticipant_internal.h"
 #include "following_fixture.h"
-#include "seams.h"
 
 using following::change_of;
 using following::default_port;
@@ -243,13 +242,12 @@ TEST_P(Following, NothingIsToldOrLoggedWhenNothingChanged) {
 }
 
 TEST_P(Following, AListThatCannotBeHadIsHadTheNextTime) {
-    const seams::Guard guard;
     DDS_DomainParticipant *const participant = create_follower();
 
     interfaces.set(on_one_interface({"198.51.100.2"}));
-    seams::current().call_to_fail = "getifaddrs";
+    faults::fail("getifaddrs", {.error = ENOBUFS, .on = faults::Thread::THIS});
     EXPECT_EQ(follow(), GetParam() == Way::DEMAND); // which goes on with what it has
-    EXPECT_EQ(seams::current().failed, "getifaddrs");
+    EXPECT_EQ(faults::failed(), "getifaddrs");
     EXPECT_TRUE(has(participant, {"192.0.2.10"}));
     EXPECT_THAT(
         messages(NUV_LOG_LEVEL_WARNING),
@@ -259,17 +257,15 @@ TEST_P(Following, AListThatCannotBeHadIsHadTheNextTime) {
 }
 
 TEST_F(FollowingTest, AChangeDuringADeletionThatIsRefusedIsNotMissed) {
-    const seams::Guard guard;
-
     for (const char *step : {"PRESParticipant_preShutdownWakeup", "PRESParticipant_shutdown"}) {
         interfaces.set(on_one_interface({"192.0.2.10"}));
         DDS_DomainParticipant *const participant = create_follower();
 
         interfaces.set(on_one_interface({"198.51.100.2"}));
-        seams::current().call_to_fail = step;
+        faults::fail(step, {.on = faults::Thread::THIS});
         EXPECT_EQ(DDS_DomainParticipantFactory_delete_participant(factory, participant),
                   DDS_RETCODE_ERROR);
-        EXPECT_EQ(seams::current().failed, step);
+        EXPECT_EQ(faults::failed(), step);
         EXPECT_TRUE(has(participant, {"198.51.100.2"})) << step;
         EXPECT_EQ(remove(participant), DDS_RETCODE_OK);
     }

@@ -7,7 +7,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <thread>
 
 #include <arpa/inet.h>
@@ -17,7 +16,7 @@
 #include <sys/socket.h>
 
 #include "pres/pres_participant.h"
-#include "seams.h"
+#include "support/faults.h"
 
 namespace injected {
 
@@ -38,9 +37,8 @@ struct Entry {
 using Listing = std::vector<std::unique_ptr<Entry>>;
 
 std::mutex mutex; // guards what follows
-std::optional<Links> table;
+Links table;
 bool has_events = false;
-int times_listed = 0;
 std::map<const ifaddrs *, Listing> handed_out; // by their first entry
 
 void add_entry(Listing &listing, const Link &link) {
@@ -79,7 +77,7 @@ ifaddrs *list_table() {
     int index = FIRST_INDEX;
     Listing listing;
 
-    for (const Link &link : *table) {
+    for (const Link &link : table) {
         add_link(listing, link, index++);
     }
     if (listing.empty()) {
@@ -91,16 +89,10 @@ ifaddrs *list_table() {
     return first;
 }
 
-bool is_injected() {
-    const std::lock_guard lock(mutex);
-
-    return table.has_value();
-}
-
 bool hides_events() {
     const std::lock_guard lock(mutex);
 
-    return table.has_value() && !has_events;
+    return !has_events;
 }
 
 std::atomic<bool> holds_updates{false};
@@ -116,21 +108,54 @@ void wait_while_held() {
     }
 }
 
+/** What takes the place of each function while there is a table, for every thread. */
+int list_interfaces(ifaddrs **out) {
+    const std::lock_guard lock(mutex);
+
+    *out = list_table();
+    return 0;
+}
+
+void free_list(ifaddrs *list) {
+    const std::lock_guard lock(mutex);
+
+    EXPECT_EQ(handed_out.erase(list), 1u);
+}
+
+int open_socket(int domain, int type, int protocol) {
+    if (domain == AF_NETLINK && hides_events()) {
+        errno = EAFNOSUPPORT;
+        return -1;
+    }
+    return socket(domain, type, protocol);
+}
+
+int get_property(PRESParticipant *participant, PRESParticipantProperty *out, REDAWorker *worker) {
+    wait_while_held();
+    return PRESParticipant_getProperty(participant, out, worker);
+}
+
 } // namespace
 
 Interfaces::Interfaces(Links links) {
     set(std::move(links));
+    faults::replace("getifaddrs", list_interfaces, faults::Thread::ANY);
+    faults::replace("freeifaddrs", free_list, faults::Thread::ANY);
+    faults::replace("socket", open_socket, faults::Thread::ANY);
+    faults::replace("PRESParticipant_getProperty", get_property, faults::Thread::ANY);
 }
 
 Interfaces::~Interfaces() {
+    for (const char *function :
+         {"getifaddrs", "freeifaddrs", "socket", "PRESParticipant_getProperty"}) {
+        faults::restore(function);
+    }
     const std::lock_guard lock(mutex);
 
     EXPECT_TRUE(handed_out.empty()) << "a list of the interfaces was not freed";
-    table.reset();
     holds_updates = false;
     has_held = false;
     has_events = false;
-    times_listed = 0;
 }
 
 void Interfaces::set(Links links) {
@@ -158,97 +183,7 @@ void Interfaces::let_updates_go() {
 }
 
 int Interfaces::listings() const {
-    const std::lock_guard lock(mutex);
-
-    return times_listed;
-}
-
-bool call_fails(const char *function) {
-    seams::State &state = seams::current();
-
-    if (state.call_to_fail == function) {
-        state.call_to_fail.clear();
-    } else if (state.calls_until_failure < 0 || state.calls_until_failure-- != 0) {
-        return false;
-    }
-    state.failed = function;
-    return true;
+    return faults::count("getifaddrs");
 }
 
 } // namespace injected
-
-extern "C" {
-
-int __real_getifaddrs(ifaddrs **out);
-int __wrap_getifaddrs(ifaddrs **out);
-void __real_freeifaddrs(ifaddrs *list);
-void __wrap_freeifaddrs(ifaddrs *list);
-int __real_socket(int domain, int type, int protocol);
-int __wrap_socket(int domain, int type, int protocol);
-int __real_PRESParticipant_getProperty(PRESParticipant *self, PRESParticipantProperty *out,
-                                       REDAWorker *worker);
-int __wrap_PRESParticipant_getProperty(PRESParticipant *self, PRESParticipantProperty *out,
-                                       REDAWorker *worker);
-int __real_PRESParticipant_setProperty(PRESParticipant *self, int *failReason,
-                                       const PRESParticipantProperty *property, REDAWorker *worker);
-int __wrap_PRESParticipant_setProperty(PRESParticipant *self, int *failReason,
-                                       const PRESParticipantProperty *property, REDAWorker *worker);
-
-int __wrap_getifaddrs(ifaddrs **out) {
-    const std::lock_guard lock(injected::mutex);
-
-    if (!injected::table.has_value()) {
-        return __real_getifaddrs(out);
-    }
-    ++injected::times_listed;
-    if (injected::call_fails("getifaddrs")) {
-        errno = ENOBUFS;
-        return -1;
-    }
-    *out = injected::list_table();
-    return 0;
-}
-
-void __wrap_freeifaddrs(ifaddrs *list) {
-    const std::lock_guard lock(injected::mutex);
-
-    if (injected::handed_out.erase(list) == 0) {
-        __real_freeifaddrs(list);
-    }
-}
-
-int __wrap_socket(int domain, int type, int protocol) {
-    if (domain == AF_NETLINK && injected::hides_events()) {
-        errno = EAFNOSUPPORT;
-        return -1;
-    }
-    seams::State &state = seams::current();
-
-    if (state.call_to_fail == "socket" || state.every_call_to_fail == "socket") {
-        state.call_to_fail.clear();
-        state.failed = "socket";
-        errno = EMFILE;
-        return -1;
-    }
-    return __real_socket(domain, type, protocol);
-}
-
-int __wrap_PRESParticipant_getProperty(PRESParticipant *self, PRESParticipantProperty *out,
-                                       REDAWorker *worker) {
-    injected::wait_while_held();
-    if (injected::is_injected() && injected::call_fails("PRESParticipant_getProperty")) {
-        return 0;
-    }
-    return __real_PRESParticipant_getProperty(self, out, worker);
-}
-
-int __wrap_PRESParticipant_setProperty(PRESParticipant *self, int *failReason,
-                                       const PRESParticipantProperty *property,
-                                       REDAWorker *worker) {
-    if (injected::is_injected() && injected::call_fails("PRESParticipant_setProperty")) {
-        *failReason = PRES_RETCODE_OUT_OF_RESOURCES;
-        return 0;
-    }
-    return __real_PRESParticipant_setProperty(self, failReason, property, worker);
-}
-}

@@ -40,7 +40,4 @@ public:
     void let_updates_go();
 };
 
-/** Whether the test wants a call of this function to fail, as it says by seams::current(). */
-bool call_fails(const char *function);
-
 } // namespace injected

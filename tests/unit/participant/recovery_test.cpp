@@ -6,7 +6,6 @@
 #include "domain/DomainParticipant_internal.h"
 #include "following_fixture.h"
 #include "reda/reda_exclusiveArea.h"
-#include "seams.h"
 #include "support/log_capture.h"
 
 #include <arpa/inet.h>
@@ -150,12 +149,11 @@ TEST_F(Recovery, TellsTheListenerWhenItComes) {
 }
 
 TEST_F(Recovery, OfAMomentWithoutDescriptorsComesSoon) {
-    const seams::Guard guard;
     DDS_DomainParticipant *const participant = create_follower();
 
-    seams::current().call_to_fail = "socket";
+    faults::fail("socket", {.error = EMFILE, .on = faults::Thread::THIS});
     EXPECT_EQ(add_address(participant), DDS_RETCODE_OK);
-    EXPECT_EQ(seams::current().failed, "socket");
+    EXPECT_EQ(faults::failed(), "socket");
     const std::string reason =
         "cannot receive at udpv4://127.0.0.3:" + std::to_string(default_port()) +
         ": cannot open a socket: Too many open files (EMFILE)";
@@ -167,10 +165,10 @@ TEST_F(Recovery, OfAMomentWithoutDescriptorsComesSoon) {
 }
 
 TEST_F(Recovery, OfAPropertyThatCouldNotBePushedComesSoon) {
-    const seams::Guard guard;
     DDS_DomainParticipant *const participant = create_follower();
 
-    seams::current().call_to_fail = "PRESParticipant_setProperty";
+    faults::fail("PRESParticipant_setProperty",
+                 {.failReason = PRES_RETCODE_OUT_OF_RESOURCES, .on = faults::Thread::THIS});
     EXPECT_EQ(add_address(participant), DDS_RETCODE_OUT_OF_RESOURCES);
     EXPECT_THAT(errors(), ElementsAre("cannot set participant QoS",
                                       std::string(INCOMPLETE) + "DDS_RETCODE_OUT_OF_RESOURCES"));
@@ -262,12 +260,11 @@ TEST_F(RecoveryOfTheIndex, ThatIsFixedComesWhenTheStrangerLeavesWithoutAWordUnti
 }
 
 TEST_F(RecoveryOfTheIndex, ThatIsChosenComesWhenDescriptorsAreBack) {
-    const seams::Guard guard;
     DDS_DomainParticipant *const participant = create_follower();
 
-    seams::current().every_call_to_fail = "socket";
+    faults::fail("socket", {.error = EMFILE, .every = true, .on = faults::Thread::THIS});
     EXPECT_EQ(add_address(participant), DDS_RETCODE_ERROR);
-    seams::current() = {};
+    faults::stop();
     EXPECT_EQ(counts(NUV_LOG_LEVEL_ERROR).size(), 3u); // the reason, no index, both
     EXPECT_TRUE(net::eventually(
         [&] { return DDS_DomainParticipant_get_participant_index(participant) == 0; }));
@@ -275,12 +272,11 @@ TEST_F(RecoveryOfTheIndex, ThatIsChosenComesWhenDescriptorsAreBack) {
 }
 
 TEST_F(RecoveryOfTheIndex, WithoutDescriptorsSaysItsReasonOnceForAllIndices) {
-    const seams::Guard guard;
     DDS_DomainParticipant *const participant = create_follower();
 
-    seams::current().every_call_to_fail = "socket";
+    faults::fail("socket", {.error = EMFILE, .every = true, .on = faults::Thread::THIS});
     EXPECT_EQ(add_address(participant), DDS_RETCODE_ERROR);
-    seams::current() = {};
+    faults::stop();
     EXPECT_THAT(errors(),
                 ElementsAre(HasSubstr("cannot open a socket: Too many open files (EMFILE)"),
                             "failed to enable: No index available for participant",

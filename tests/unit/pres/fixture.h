@@ -12,11 +12,11 @@
 
 #include <gtest/gtest.h>
 
-#include "faults.h"
 #include "log/log_config.h"
 #include "osapi/osapi_heap.h"
 #include "pres/pres_log.h"
 #include "pres/pres_participant.h"
+#include "support/fault_loop.h"
 
 /** A property with variable parts, and the storage that they are lent from. */
 class Source {
@@ -130,7 +130,7 @@ protected:
     }
 
     const NUVOsapiHeapStatistics heap_before = heap();
-    faults::Guard faults_end;
+    const faults::Guard faults_end;
     Messages messages;
 
     NUVOsapiRtpsGuid guid = {{0x11, 0x22, 0x33}, NUV_OSAPI_RTPS_OBJECT_ID_PARTICIPANT};

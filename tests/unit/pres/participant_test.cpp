@@ -33,13 +33,18 @@ TEST_F(ParticipantTest, HasAFacadeAndDeletesIt) {
     COMMENDFacade *const facade = PRESParticipant_getFacade(participant);
     ASSERT_NE(facade, nullptr);
     EXPECT_EQ(PRESParticipant_getFacade(participant), facade);
+    const COMMENDFacade *deleted = nullptr;
+    faults::replace("COMMENDFacade_delete", [&](COMMENDFacade *self, REDAWorker *caller) {
+        deleted = self;
+        return COMMENDFacade_delete(self, caller);
+    });
     unmake(participant);
-    EXPECT_EQ(faults::current().deleted_facade, facade);
+    EXPECT_EQ(deleted, facade);
 }
 
 TEST_F(ParticipantTest, AFailingFacadeFailsTheParticipantAndSaysNoMore) {
     const NUV_UINT64 blocks = live_blocks();
-    faults::current().facade_fails = true;
+    faults::fail("COMMENDFacade_new"); // without a word, unlike the real one
     EXPECT_EQ(make(full_source().property), nullptr);
     EXPECT_TRUE(messages.take(NUV_LOG_LEVEL_ERROR).empty());
     EXPECT_EQ(live_blocks(), blocks);

@@ -11,7 +11,8 @@
 #include "log/log_module.h"
 #include "osapi/osapi_heap.h"
 #include "reda/reda_log.h"
-#include "seams.h"
+#include "support/faults.h"
+#include "test_clock.h"
 
 namespace {
 
@@ -62,11 +63,12 @@ protected:
 
     void hold(NUV_INT64 nanoseconds, REDAWorker *worker) {
         REDAExclusiveArea_enter(area_, worker);
-        seams::current().now += nanoseconds;
+        clock_.now += nanoseconds;
         REDAExclusiveArea_leave(area_, worker);
     }
 
-    const seams::Guard guard_;
+    const faults::Guard guard_;
+    TestClock clock_;
     const NUV_UINT64 blocks_before_ = live_blocks();
     KOLS_Config_Logger *const logger_ = KOLS_Config_Logger_get_instance();
     REDAWorkerFactory *const factory_ = REDAWorkerFactory_new();
@@ -109,7 +111,7 @@ TEST_F(ExclusiveAreaTest, NullIsAcceptedByDelete) {
 }
 
 TEST_F(ExclusiveAreaTest, RunningOutOfMemoryGivesNull) {
-    seams::current().allocations_until_failure = 0;
+    faults::fail_allocation(1);
     EXPECT_EQ(REDAExclusiveArea_new(1, "NAME"), nullptr);
 }
 
@@ -131,7 +133,7 @@ TEST_F(ExclusiveAreaTest, SlowHoldsOfAllWorkersAndAreasAreOneWarningASecond) {
     hold(1);
     hold(1, other_worker);
     REDAExclusiveArea_enter(other, worker_);
-    ++seams::current().now;
+    ++clock_.now;
     REDAExclusiveArea_leave(other, worker_);
     EXPECT_EQ(texts_.size(), 1u);
     hold(1000 * MILLISECOND);
@@ -154,7 +156,7 @@ TEST_F(ExclusiveAreaTest, AreaBelowTheLevelIsNotWatched) {
     log_holds(REDA_EXCLUSIVE_AREA_LEVEL_TABLE + 1, 0);
     hold(1000 * MILLISECOND);
     EXPECT_TRUE(texts_.empty());
-    EXPECT_EQ(seams::current().clock_readings, 0);
+    EXPECT_EQ(clock_.readings, 0);
     log_holds(REDA_EXCLUSIVE_AREA_LEVEL_TABLE - 1, 0);
     hold(1000 * MILLISECOND);
     EXPECT_EQ(texts_.size(), 1u);
@@ -162,22 +164,22 @@ TEST_F(ExclusiveAreaTest, AreaBelowTheLevelIsNotWatched) {
 
 TEST_F(ExclusiveAreaTest, ClockIsReadOnlyWhileTheLoggingIsOn) {
     hold(1);
-    EXPECT_EQ(seams::current().clock_readings, 0);
+    EXPECT_EQ(clock_.readings, 0);
     log_holds(0, 0);
     hold(1, nullptr);
-    EXPECT_EQ(seams::current().clock_readings, 0);
+    EXPECT_EQ(clock_.readings, 0);
     hold(1);
-    EXPECT_EQ(seams::current().clock_readings, 3); // the third for the limit of repetition
+    EXPECT_EQ(clock_.readings, 3); // the third for the limit of repetition
     const NUVNtpTime off = NUV_NTP_TIME_INFINITE;
     REDAWorker_setEaTimeBasedLoggingLevelAndThreshold(factory_, 0, &off);
     hold(1);
-    EXPECT_EQ(seams::current().clock_readings, 3);
+    EXPECT_EQ(clock_.readings, 3);
     EXPECT_EQ(texts_.size(), 1u);
 }
 
 TEST_F(ExclusiveAreaTest, HoldThatBeganBeforeTheLoggingIsNotJudged) {
     REDAExclusiveArea_enter(area_, worker_);
-    seams::current().now += 1000 * MILLISECOND;
+    clock_.now += 1000 * MILLISECOND;
     log_holds(0, 0);
     REDAExclusiveArea_leave(area_, worker_);
     EXPECT_TRUE(texts_.empty());
@@ -186,7 +188,7 @@ TEST_F(ExclusiveAreaTest, HoldThatBeganBeforeTheLoggingIsNotJudged) {
 TEST_F(ExclusiveAreaTest, HoldThatOutlastsTheLoggingIsNotJudged) {
     log_holds(0, 0);
     REDAExclusiveArea_enter(area_, worker_);
-    seams::current().now += 1000 * MILLISECOND;
+    clock_.now += 1000 * MILLISECOND;
     log_holds(REDA_EXCLUSIVE_AREA_LEVEL_TABLE + 1, 0);
     REDAExclusiveArea_leave(area_, worker_);
     EXPECT_TRUE(texts_.empty());

@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "seams.h"
+#include "test_clock.h"
 
 namespace {
 
@@ -23,7 +23,8 @@ protected:
                                                                            : "left out";
     }
 
-    const seams::Guard guard_;
+    const faults::Guard guard_;
+    TestClock clock_;
     REDARepetitions repetitions_{};
     const char kinds_[REDA_REPETITION_KINDS_MAX + 2] = {};
 };
@@ -34,9 +35,9 @@ TEST_F(RepetitionTest, FirstIsPrintedAndNothingIsSaidToBeLeftOut) {
 
 TEST_F(RepetitionTest, OthersAreLeftOutUntilASecondHasPassed) {
     ask(kinds_);
-    seams::current().now = SECOND - 1;
+    clock_.now = SECOND - 1;
     EXPECT_EQ(ask(kinds_), "left out");
-    seams::current().now = SECOND;
+    clock_.now = SECOND;
     EXPECT_EQ(ask(kinds_), " (and 1 more like it since the last line)");
 }
 
@@ -45,17 +46,17 @@ TEST_F(RepetitionTest, EachOneLeftOutIsCountedOnce) {
     for (int i = 0; i < 41; ++i) {
         ask(kinds_);
     }
-    seams::current().now = 7 * SECOND;
+    clock_.now = 7 * SECOND;
     EXPECT_EQ(ask(kinds_), " (and 41 more like it since the last line)");
-    seams::current().now = 9 * SECOND;
+    clock_.now = 9 * SECOND;
     EXPECT_EQ(ask(kinds_), "");
 }
 
 TEST_F(RepetitionTest, SecondBeginsWithTheLine) {
     ask(kinds_);
-    seams::current().now = 3 * SECOND / 2;
+    clock_.now = 3 * SECOND / 2;
     EXPECT_EQ(ask(kinds_), "");
-    seams::current().now = 2 * SECOND;
+    clock_.now = 2 * SECOND;
     EXPECT_EQ(ask(kinds_), "left out");
 }
 
@@ -72,7 +73,7 @@ TEST_F(RepetitionTest, MoreKindsThanThereIsRoomForCountAsOne) {
     for (const char &kind : kinds_) {
         ask(&kind);
     }
-    seams::current().now = SECOND;
+    clock_.now = SECOND;
     EXPECT_EQ(ask(&kinds_[REDA_REPETITION_KINDS_MAX]), " (and 2 more like it since the last line)");
     EXPECT_EQ(ask(&kinds_[REDA_REPETITION_KINDS_MAX + 1]), "left out");
 }
@@ -87,7 +88,7 @@ TEST_F(RepetitionTest, ScopesDoNotSilenceEachOther) {
 TEST_F(RepetitionTest, LargestCountFits) {
     ask(kinds_);
     repetitions_._each[0]._leftOut = UINT32_MAX;
-    seams::current().now = SECOND;
+    clock_.now = SECOND;
     EXPECT_EQ(ask(kinds_), " (and 4294967295 more like it since the last line)");
 }
 
@@ -105,7 +106,7 @@ TEST_F(RepetitionTest, ThreadsPrintOneAndLoseNone) {
         thread.join();
     }
     EXPECT_EQ(printed, 2);
-    seams::current().now = SECOND;
+    clock_.now = SECOND;
     EXPECT_EQ(ask(kinds_), " (and 9999 more like it since the last line)");
 }
 

@@ -10,7 +10,7 @@
 
 #include "../../../lower/reda/src/weakReference_internal.h"
 #include "osapi/osapi_heap.h"
-#include "seams.h"
+#include "support/recorder.h"
 
 namespace {
 
@@ -41,7 +41,7 @@ protected:
         return REDAWeakReferenceManager_invalidate(manager_, &reference) != 0;
     }
 
-    const seams::Guard guard_;
+    const faults::Guard guard_;
     const NUV_UINT64 blocks_before_ = live_blocks();
     REDAWeakReferenceManager *const manager_ = REDAWeakReferenceManager_new();
     int things_[3] = {};
@@ -95,10 +95,15 @@ TEST_F(WeakReferenceTest, StaleReferencesStayStaleForAsLongAsTheSlotIsUsed) {
 }
 
 TEST_F(WeakReferenceTest, SlotWhoseEpochsAreUsedUpIsNotUsedAgain) {
+    REDAWeakReferenceSlot *slots = nullptr;
+    support::Recorder recorder;
+    recorder.onBlock("struct REDAWeakReferenceSlot", [&](void *block, const std::string &) {
+        slots = static_cast<REDAWeakReferenceSlot *>(block);
+    });
     REDAWeakReference last = refer_to(&things_[0]);
+    ASSERT_NE(slots, nullptr);
     // Four thousand million references later:
-    static_cast<REDAWeakReferenceSlot *>(seams::current().last_block)[last._index].epoch =
-        UINT32_MAX;
+    slots[last._index].epoch = UINT32_MAX;
     last._referentEpochAtCreation = UINT32_MAX;
     EXPECT_EQ(referent_of(last), &things_[0]);
     EXPECT_TRUE(invalidate(last));
@@ -164,8 +169,8 @@ TEST_F(WeakReferenceTest, SlotsOfInvalidatedReferencesAreUsedAgain) {
     for (int i = 0; i < 100; ++i) {
         references.push_back(refer_to(&things_[0]));
     }
-    const seams::Guard guard;
-    seams::current().allocations_until_failure = 0;
+    const faults::Guard guard;
+    faults::fail("NUVOsapiHeap_reallocateMemoryInternal", {.every = true});
     for (const REDAWeakReference &reference : references) {
         EXPECT_TRUE(invalidate(reference));
     }
@@ -200,9 +205,9 @@ TEST_F(WeakReferenceTest, ManyReferencesComeAndGo) {
 TEST_F(WeakReferenceTest, RunningOutOfMemoryGivesAnInvalidReferenceAndKeepsTheOthers) {
     std::vector<REDAWeakReference> references;
     REDAWeakReference reference = REDA_WEAK_REFERENCE_INVALID;
-    seams::current().allocations_until_failure = 0;
+    faults::fail_allocation(1);
     EXPECT_EQ(REDAWeakReferenceManager_createReference(manager_, &things_[0], &reference), 0);
-    seams::current().allocations_until_failure = 1;
+    faults::fail_allocation(2);
     while (REDAWeakReferenceManager_createReference(manager_, &things_[0], &reference) != 0) {
         references.push_back(reference);
         ASSERT_LT(references.size(), 10'000u);
@@ -212,12 +217,12 @@ TEST_F(WeakReferenceTest, RunningOutOfMemoryGivesAnInvalidReferenceAndKeepsTheOt
     for (const REDAWeakReference &earlier : references) {
         EXPECT_EQ(referent_of(earlier), &things_[0]);
     }
-    seams::current().allocations_until_failure = -1;
+    faults::stop();
     EXPECT_EQ(referent_of(refer_to(&things_[1])), &things_[1]);
 }
 
 TEST_F(WeakReferenceTest, ManagerIsNullWithoutMemoryAndNullIsAcceptedByDelete) {
-    seams::current().allocations_until_failure = 0;
+    faults::fail_allocation(1);
     EXPECT_EQ(REDAWeakReferenceManager_new(), nullptr);
     REDAWeakReferenceManager_delete(nullptr);
 }

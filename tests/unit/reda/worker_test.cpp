@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "osapi/osapi_heap.h"
-#include "seams.h"
+#include "support/faults.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ protected:
         EXPECT_EQ(live_blocks(), blocks_before_);
     }
 
-    const seams::Guard guard_;
+    const faults::Guard guard_;
     const NUV_UINT64 blocks_before_ = live_blocks();
     REDAWorkerFactory *const factory_ = REDAWorkerFactory_new();
 };
@@ -75,12 +75,12 @@ TEST_F(WorkerTest, WithoutContextIsDestroyedAsWell) {
 TEST_F(WorkerTest, RunningOutOfMemoryGivesNullAndLeavesNothing) {
     const NUV_UINT64 before = live_blocks();
     for (int allowed = 0; allowed < 2; ++allowed) {
-        seams::current().allocations_until_failure = allowed;
+        faults::fail_allocation(allowed + 1);
         EXPECT_EQ(REDAWorkerFactory_createWorker(factory_, "main"), nullptr);
         EXPECT_EQ(live_blocks(), before);
         EXPECT_EQ(REDAWorkerFactory_getWorkerCount(factory_), 0);
     }
-    seams::current().allocations_until_failure = 0;
+    faults::fail_allocation(1);
     EXPECT_EQ(REDAWorkerFactory_new(), nullptr);
 }
 

@@ -1,0 +1,94 @@
+// The wrapped functions of the C library. They are called by every thread, in forked children and
+// in signal handlers.
+#include <cstdarg>
+#include <cstddef>
+
+#include <ifaddrs.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include "support/call_site.h"
+
+using support::Failing;
+
+WRAP_SYSTEM(void *, malloc, (size_t size), size)
+WRAP_SYSTEM(void *, calloc, (size_t count, size_t size), count, size)
+WRAP_SYSTEM(void, free, (void *pointer), pointer)
+
+WRAP_SYSTEM(int, pthread_create,
+            (pthread_t * thread, const pthread_attr_t *attributes, void *(*function)(void *),
+             void *param),
+            thread, attributes, function, param)
+
+WRAP_SYSTEM(ssize_t, read, (int descriptor, void *buffer, size_t size), descriptor, buffer, size)
+WRAP_SYSTEM(ssize_t, write, (int descriptor, const void *data, size_t size), descriptor, data, size)
+WRAP_SYSTEM(int, close, (int descriptor), descriptor)
+WRAP_SYSTEM(int, stat, (const char *path, struct stat *out), path, out)
+WRAP_SYSTEM(ssize_t, getrandom, (void *buffer, size_t size, unsigned flags), buffer, size, flags)
+
+WRAP_SYSTEM(int, socket, (int domain, int type, int protocol), domain, type, protocol)
+WRAP_SYSTEM(int, bind, (int descriptor, const sockaddr *address, socklen_t length), descriptor,
+            address, length)
+WRAP_SYSTEM(int, setsockopt,
+            (int descriptor, int level, int option, const void *value, socklen_t length),
+            descriptor, level, option, value, length)
+WRAP_SYSTEM(ssize_t, recv, (int descriptor, void *buffer, size_t size, int flags), descriptor,
+            buffer, size, flags)
+WRAP_SYSTEM(ssize_t, recvmsg, (int descriptor, msghdr *message, int flags), descriptor, message,
+            flags)
+
+WRAP_SYSTEM(int, poll, (pollfd * descriptors, nfds_t number, int timeout), descriptors, number,
+            timeout)
+WRAP_SYSTEM(int, epoll_create1, (int flags), flags)
+WRAP_SYSTEM(int, epoll_ctl, (int descriptor, int operation, int other, epoll_event *event),
+            descriptor, operation, other, event)
+WRAP_SYSTEM(int, epoll_wait, (int descriptor, epoll_event *events, int maximum, int timeout),
+            descriptor, events, maximum, timeout)
+WRAP_SYSTEM(int, eventfd, (unsigned count, int flags), count, flags)
+WRAP_SYSTEM(int, timerfd_create, (int clock, int flags), clock, flags)
+
+WRAP_SYSTEM(int, getifaddrs, (ifaddrs * *out), out)
+WRAP_SYSTEM(void, freeifaddrs, (ifaddrs * list), list)
+
+// ---- those of which one is more than one
+
+extern "C" {
+int __real_open(const char *path, int flags, ...);
+int __wrap_open(const char *path, int flags, ...);
+ssize_t __real_sendmsg(int descriptor, const msghdr *message, int flags);
+ssize_t __wrap_sendmsg(int descriptor, const msghdr *message, int flags);
+}
+
+namespace {
+
+template <typename Signature>
+using Site = support::Site<Signature, support::Kind::SYSTEM>;
+
+using Open = int(const char *path, int flags, mode_t mode);
+using Send = ssize_t(int descriptor, const msghdr *message, int flags);
+
+constinit Site<Open> site_open("open", Failing::BY_NAME);
+constinit Site<Send> site_send("sendmsg", Failing::BY_NAME);
+constinit Site<Send> site_try("sendmsg without waiting", Failing::BY_NAME);
+const faults::Registration registrations[] = {faults::Registration(site_open),
+                                              faults::Registration(site_send),
+                                              faults::Registration(site_try)};
+
+} // namespace
+
+int __wrap_open(const char *path, int flags, ...) {
+    va_list rest;
+    va_start(rest, flags);
+    const mode_t mode = va_arg(rest, mode_t); // which nobody looks at where none is given
+    va_end(rest);
+    return site_open.call(__real_open, "path, flags, mode", path, flags, mode);
+}
+
+ssize_t __wrap_sendmsg(int descriptor, const msghdr *message, int flags) {
+    Site<Send> &site = (flags & MSG_DONTWAIT) != 0 ? site_try : site_send;
+    return site.call(__real_sendmsg, "descriptor, message, flags", descriptor, message, flags);
+}

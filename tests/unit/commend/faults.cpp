@@ -1,2 +1,0 @@
-// The faults are those of the layer below.
-#include "../netio/faults.cpp"
