@@ -37,11 +37,18 @@ protected:
             change(right);
             EXPECT_EQ(operations.is_equal(&left, &right), DDS_BOOLEAN_FALSE);
             EXPECT_EQ(operations.is_equal(&right, &left), DDS_BOOLEAN_FALSE);
-            fail_each_allocation([&] {
-                const bool is_done = operations.copy(&left, &right) != nullptr;
-                EXPECT_EQ(operations.is_equal(&left, &right), is_done ? 1 : 0);
-                return is_done;
-            });
+            const int before = faults::allocations();
+            TPolicy spare;
+            operations.initialize(&spare);
+            EXPECT_EQ(operations.copy(&spare, &right), &spare);
+            operations.finalize(&spare);
+            if (faults::allocations() > before) { // most have nothing that takes memory
+                fail_each_allocation([&] {
+                    const bool is_done = operations.copy(&left, &right) != nullptr;
+                    EXPECT_EQ(operations.is_equal(&left, &right), is_done ? 1 : 0);
+                    return is_done;
+                });
+            }
             EXPECT_EQ(operations.copy(&left, &right), &left);
             operations.finalize(&left);
             operations.finalize(&right);
