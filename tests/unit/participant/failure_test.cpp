@@ -109,6 +109,23 @@ TEST_F(Failure, OfAnyStepOfDeletingLeavesTheParticipantToBeDeletedAgain) {
     }
 }
 
+TEST_F(Failure, OfTheLastStepOfDeletingLeavesAParticipantThatIsNotEnabled) {
+    DDS_DomainParticipant *const participant = create();
+
+    ASSERT_NE(participant, nullptr);
+    faults::fail("PRESParticipant_delete", {.on = faults::Thread::THIS});
+    EXPECT_EQ(DDS_DomainParticipantFactory_delete_participant(factory, participant),
+              DDS_RETCODE_ERROR);
+    EXPECT_EQ(DDS_DomainParticipant_get_participant_index(participant), -1);
+    EXPECT_EQ(DDS_DomainParticipant_update_locators(participant), DDS_RETCODE_NOT_ENABLED);
+    for (const LocatorGetter get : {DDS_DomainParticipant_get_default_unicast_locators,
+                                    DDS_DomainParticipant_get_default_multicast_locators,
+                                    DDS_DomainParticipant_get_metatraffic_unicast_locators,
+                                    DDS_DomainParticipant_get_metatraffic_multicast_locators}) {
+        EXPECT_THAT(locators(participant, get), testing::IsEmpty());
+    }
+}
+
 TEST_F(Failure, ToOpenAUnicastPortMeansTheNextIndex) {
     ASSERT_TRUE(DDS_StringSeq_set_length(&qos->discovery.multicast_receive_addresses, 0));
     faults::fail("NUVNetioConfigurator_openReceiveResource");

@@ -1,4 +1,5 @@
 #include "fixture.h"
+#include "pres/pres_participant.h"
 
 using testing::AllOf;
 using testing::Contains;
@@ -187,6 +188,31 @@ TEST_F(Participant, WithTopicsIsNotDeleted) {
                 Not(IsEmpty()));
     EXPECT_EQ(DDS_DomainParticipant_delete_topic(participant, topic), DDS_RETCODE_OK);
     EXPECT_EQ(remove(participant), DDS_RETCODE_OK);
+}
+
+class TopicMadeBeforeEnabling : public ParticipantTest,
+                                public testing::WithParamInterface<DDS_Boolean> {};
+
+INSTANTIATE_TEST_SUITE_P(Policy, TopicMadeBeforeEnabling,
+                         testing::Values(DDS_BOOLEAN_FALSE, DDS_BOOLEAN_TRUE));
+
+TEST_P(TopicMadeBeforeEnabling, IsEnabledWithTheParticipantIfThePolicySaysSo) {
+    switch_autoenable_off();
+    qos->entity_factory.autoenable_created_entities = GetParam();
+    DDS_DomainParticipant *const participant = create();
+
+    ASSERT_NE(participant, nullptr);
+    DDS_Topic *const topic = DDS_DomainParticipant_create_topic(participant, "square", "shape");
+
+    ASSERT_NE(topic, nullptr);
+    const auto is_enabled = [topic] {
+        return PRESTopic_isEnabled(reinterpret_cast<const PRESTopic *>(topic)) != 0;
+    };
+
+    EXPECT_FALSE(is_enabled());
+    EXPECT_EQ(DDS_DomainParticipant_enable(participant), DDS_RETCODE_OK);
+    EXPECT_EQ(is_enabled(), GetParam() == DDS_BOOLEAN_TRUE);
+    EXPECT_EQ(DDS_DomainParticipant_delete_topic(participant, topic), DDS_RETCODE_OK);
 }
 
 TEST_F(Participant, HasTopicsWithNames) {

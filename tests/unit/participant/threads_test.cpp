@@ -108,6 +108,39 @@ TEST_F(Threads, UseTopicsAndLocatorsOfOneParticipant) {
     });
 }
 
+TEST_F(Threads, DoNotFinalizeTheFactoryWhileOthersUseIt) {
+    constexpr int ROUNDS = 25;
+
+    ASSERT_NE(create(), nullptr);
+    in_threads([&](int thread) {
+        for (int round = 0; round < ROUNDS; ++round) {
+            if (thread == 0) {
+                EXPECT_EQ(DDS_DomainParticipantFactory_finalize_instance(),
+                          DDS_RETCODE_PRECONDITION_NOT_MET);
+            } else {
+                DDS_DomainParticipant *const participant =
+                    DDS_DomainParticipantFactory_create_participant(factory, 0, qos.get(), nullptr,
+                                                                    0);
+
+                ASSERT_NE(participant, nullptr);
+                EXPECT_EQ(DDS_DomainParticipantFactory_delete_participant(factory, participant),
+                          DDS_RETCODE_OK);
+            }
+        }
+    });
+}
+
+TEST_F(Threads, MakeAndFinalizeTheFactory) {
+    constexpr int ROUNDS = 200;
+
+    in_threads([&](int) {
+        for (int round = 0; round < ROUNDS; ++round) {
+            EXPECT_NE(DDS_DomainParticipantFactory_get_instance(), nullptr);
+            EXPECT_EQ(DDS_DomainParticipantFactory_finalize_instance(), DDS_RETCODE_OK);
+        }
+    });
+}
+
 TEST_F(Threads, GetTheSameFactory) {
     ASSERT_EQ(DDS_DomainParticipantFactory_finalize_instance(), DDS_RETCODE_OK);
     std::vector<DDS_DomainParticipantFactory *> factories(THREADS);
