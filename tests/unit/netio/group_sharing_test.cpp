@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "faults.h"
 #include "memory_network.h"
+#include "support/faults.h"
 #include "support/log_capture.h"
 
 namespace {

@@ -2,9 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "faults.h"
 #include "memory_network.h"
 #include "netio/netio_callback.h"
+#include "support/faults.h"
 #include "support/log_capture.h"
 
 namespace {

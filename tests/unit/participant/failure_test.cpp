@@ -82,10 +82,13 @@ TEST_F(Failure, OfAnyAllocationWhileEnablingLeavesTheParticipantDisabledAndIntac
     const std::multiset<std::string> files = open_files();
 
     EXPECT_GT(faults::fail_each_allocation(
-                  [&] { return DDS_DomainParticipant_enable(participant) == DDS_RETCODE_OK; },
-                  [&] {
-                      EXPECT_EQ(DDS_DomainParticipant_get_participant_index(participant), -1);
-                      EXPECT_EQ(open_files(), files);
+                  [&] { return DDS_DomainParticipant_enable(participant); },
+                  [&](DDS_ReturnCode_t result, const std::string &failed) {
+                      if (result != DDS_RETCODE_OK) { // it can do without some of them
+                          EXPECT_EQ(DDS_DomainParticipant_get_participant_index(participant), -1)
+                              << failed;
+                          EXPECT_EQ(open_files(), files) << failed;
+                      }
                   }),
               2);
     EXPECT_GE(DDS_DomainParticipant_get_participant_index(participant), 0);
