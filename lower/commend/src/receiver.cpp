@@ -35,6 +35,16 @@ std::array<NUV_UINT8, 12> to_network_order(const NUVOsapiRtpsGuidPrefix &prefix)
     return bytes;
 }
 
+void warn_of_slow_message(REDARepetitions *repetitions, KOLS_Transport_Port_t port,
+                          const Seconds &passed, const Seconds &allowed) {
+    constexpr const char *LOG_METHOD = "receive";
+    COMMEND_WARNING_LIMITED(repetitions,
+                            "processing a received message on port %d took %lld.%06lld s, longer "
+                            "than %lld.%06lld s",
+                            static_cast<int>(port), passed.whole, passed.micros, allowed.whole,
+                            allowed.micros);
+}
+
 void count_one(std::atomic<NUV_UINT64> &counter) {
     counter.fetch_add(1, std::memory_order_relaxed);
 }
@@ -87,11 +97,7 @@ void Receiver::receive(const NUVNetioMessage &message, bool tracked, REDAWorker 
     const Stopwatch stopwatch(threshold_, tracked);
     process(message, worker);
     stopwatch.stop([this, &message](const Seconds &passed, const Seconds &allowed) {
-        COMMEND_WARNING_LIMITED(repetitions_,
-                                "processing a received message on port %d took %lld.%06lld s, "
-                                "longer than %lld.%06lld s",
-                                static_cast<int>(message.port), passed.whole, passed.micros,
-                                allowed.whole, allowed.micros);
+        warn_of_slow_message(repetitions_, message.port, passed, allowed);
     });
 }
 

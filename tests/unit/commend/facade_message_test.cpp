@@ -158,6 +158,7 @@ TEST_F(FacadeReceiveTest, GroupIsReceivedOverTheLoopbackInterface) {
 void expect_slow_receive_warning(const support::Message &warning, int port) {
     EXPECT_EQ(warning.level, NUV_LOG_LEVEL_WARNING);
     EXPECT_EQ(warning.module, NUV_LOG_MODULE_COMMEND);
+    EXPECT_EQ(warning.function, "receive");
     EXPECT_THAT(warning.text,
                 MatchesRegex("processing a received message on port " + std::to_string(port) +
                              " took [0-9]+\\.[0-9]{6} s, longer than 0\\.001000 s"));
