@@ -7,6 +7,7 @@
 #include <poll.h>
 #include <pthread.h>
 #include <sys/epoll.h>
+#include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -49,6 +50,8 @@ WRAP_SYSTEM(int, epoll_ctl, (int descriptor, int operation, int other, epoll_eve
 WRAP_SYSTEM(int, epoll_wait, (int descriptor, epoll_event *events, int maximum, int timeout),
             descriptor, events, maximum, timeout)
 WRAP_SYSTEM(int, eventfd, (unsigned count, int flags), count, flags)
+WRAP_SYSTEM(int, signalfd, (int descriptor, const sigset_t *signals, int flags), descriptor,
+            signals, flags)
 WRAP_SYSTEM(int, timerfd_create, (int clock, int flags), clock, flags)
 
 WRAP_SYSTEM(int, getifaddrs, (ifaddrs * *out), out)

@@ -9,19 +9,11 @@
 #include <nlohmann/json.hpp>
 
 #include "qos_tree.h"
+#include "words.h"
 
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-std::string join(const std::vector<std::string> &words) {
-    std::string text;
-
-    for (const std::string &word : words) {
-        text += (text.empty() ? "" : ", ") + word;
-    }
-    return text.empty() ? "none" : text;
-}
 
 /** "builtin_unicast" as "builtin unicast". */
 std::string spoken(std::string_view kind) {
@@ -86,13 +78,13 @@ std::string lines(const char *verb, const Presence &presence) {
         text << " without participant index, until there is a usable address\n";
     }
     text << "  GUID: " << presence.guid << '\n'
-         << "  Ports: " << join(ports) << '\n'
-         << "  Metatraffic unicast locators: " << join(presence.metatraffic_unicast_locators)
+         << "  Ports: " << listed(ports) << '\n'
+         << "  Metatraffic unicast locators: " << listed(presence.metatraffic_unicast_locators)
          << '\n'
-         << "  Metatraffic multicast locators: " << join(presence.metatraffic_multicast_locators)
+         << "  Metatraffic multicast locators: " << listed(presence.metatraffic_multicast_locators)
          << '\n'
-         << "  Default unicast locators: " << join(presence.default_unicast_locators) << '\n'
-         << "  Default multicast locators: " << join(presence.default_multicast_locators) << '\n';
+         << "  Default unicast locators: " << listed(presence.default_unicast_locators) << '\n'
+         << "  Default multicast locators: " << listed(presence.default_multicast_locators) << '\n';
     return text.str();
 }
 

@@ -6,6 +6,7 @@
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "log.h"
 #include "signals.h"
+#include "words.h"
 
 namespace {
 
@@ -69,12 +70,7 @@ void set_properties(DDS_PropertyQosPolicy &policy, const RunOptions &options) {
         set_property(policy, name, value);
     }
     if (!options.interfaces.empty()) {
-        std::string names;
-
-        for (const std::string &name : options.interfaces) {
-            names += (names.empty() ? "" : ",") + name;
-        }
-        set_property(policy, ALLOW_INTERFACES, names);
+        set_property(policy, ALLOW_INTERFACES, join(options.interfaces, ","));
     }
 }
 
@@ -91,21 +87,6 @@ void set_qos(DDS_DomainParticipantQos &qos, const RunOptions &options) {
     check(DDS_OctetSeq_from_array(&qos.user_data.value,
                                   reinterpret_cast<const DDS_Octet *>(options.user_data.data()),
                                   static_cast<DDS_Long>(options.user_data.size())));
-}
-
-/** "01020304.05060708.090a0b0c.000001c1" */
-std::string to_text(const DDS_GUID_t &guid) {
-    constexpr const char *DIGITS = "0123456789abcdef";
-    std::string text;
-
-    for (const DDS_Octet octet : guid.value) {
-        if (text.size() % 9 == 8) {
-            text += '.';
-        }
-        text += DIGITS[octet >> 4];
-        text += DIGITS[octet & 0xF];
-    }
-    return text;
 }
 
 const DDS_DomainParticipantListener LISTENER = {
@@ -137,6 +118,20 @@ std::vector<std::string> locators(DDS_DomainParticipant *participant, LocatorGet
 }
 
 } // namespace
+
+std::string to_text(const DDS_GUID_t &guid) {
+    constexpr const char *DIGITS = "0123456789abcdef";
+    std::string text;
+
+    for (const DDS_Octet octet : guid.value) {
+        if (text.size() % 9 == 8) {
+            text += '.';
+        }
+        text += DIGITS[octet >> 4];
+        text += DIGITS[octet & 0xF];
+    }
+    return text;
+}
 
 Qos::Qos(const RunOptions &options) {
     check(DDS_DomainParticipantQos_initialize(&qos_));

@@ -5,6 +5,9 @@
 #include "options.h"
 #include "output.h"
 
+/** As "01020304.05060708.090a0b0c.000001c1": the three words of the prefix, and the entity. */
+std::string to_text(const DDS_GUID_t &guid);
+
 /** The QoS of a participant: the one that the options ask for, or the one that it has. */
 class Qos {
 public:

@@ -7,6 +7,7 @@
 #include "dds_c/dds_c_qosvisitor.h"
 #include "log/log_config.h"
 #include "values.h"
+#include "words.h"
 
 namespace {
 
@@ -152,7 +153,7 @@ std::string in_one_line(const std::string &text) {
 }
 
 std::string value_text(const Json &value) {
-    std::string text;
+    std::vector<std::string> texts;
 
     if (value.is_string()) {
         return in_one_line(value.get<std::string>());
@@ -161,9 +162,9 @@ std::string value_text(const Json &value) {
         return value.is_null() ? "none" : value.dump();
     }
     for (const Json &element : value) {
-        text += (text.empty() ? "" : ", ") + value_text(element);
+        texts.push_back(value_text(element));
     }
-    return text.empty() ? "none" : text;
+    return listed(texts);
 }
 
 void add_lines(const std::string &name, const Json &value, std::string &lines) {

@@ -1,10 +1,13 @@
 #include "values.h"
 
+#include <array>
 #include <charconv>
 #include <limits>
 #include <optional>
 #include <sstream>
 #include <string_view>
+
+#include "words.h"
 
 namespace {
 
@@ -13,15 +16,6 @@ constexpr DDS_Long LONG_HIGHEST = std::numeric_limits<DDS_Long>::max();
 /** No index beyond this one has valid ports, whatever the settings. */
 constexpr DDS_Long INDEX_HIGHEST = DDS_RTPS_PORT_MAX;
 constexpr double SECONDS_HIGHEST = 1e9; // as nanoseconds well within 64 bits
-
-std::string join(const std::vector<std::string> &words, const std::string &separator) {
-    std::string text;
-
-    for (const std::string &word : words) {
-        text += (text.empty() ? "" : separator) + word;
-    }
-    return text;
-}
 
 std::vector<std::string> split(const std::string &text, char separator) {
     std::vector<std::string> words(1);
@@ -46,34 +40,62 @@ std::optional<Number> to_number(std::string_view text) {
     return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
 }
 
-/** Words that stand for numbers. */
+/** A word that stands for a number. */
 template <class Number>
-using Vocabulary = std::vector<std::pair<std::string, Number>>;
-
-const Vocabulary<DDS_RtpsReservedPortKindMask> PORT_KINDS = {
-    {"builtin_unicast", DDS_RTPS_RESERVED_PORT_BUILTIN_UNICAST},
-    {"builtin_multicast", DDS_RTPS_RESERVED_PORT_BUILTIN_MULTICAST},
-    {"user_unicast", DDS_RTPS_RESERVED_PORT_USER_UNICAST},
-    {"user_multicast", DDS_RTPS_RESERVED_PORT_USER_MULTICAST},
-};
-const Vocabulary<DDS_TransportBuiltinKindMask> TRANSPORTS = {
-    {"udpv4", DDS_TRANSPORTBUILTIN_UDPv4},
-    {"udpv6", DDS_TRANSPORTBUILTIN_UDPv6},
-};
-const Vocabulary<DDS_DiscoveryConfigBuiltinPluginKindMask> DISCOVERY_PLUGINS = {
-    {"spdp", DDS_DISCOVERYCONFIG_BUILTIN_SPDP},
-    {"spdp2", DDS_DISCOVERYCONFIG_BUILTIN_SPDP2},
-};
-const Vocabulary<KOLS_Config_LogVerbosity> VERBOSITIES = {
-    {"silent", KOLS_CONFIG_LOG_VERBOSITY_SILENT},
-    {"error", KOLS_CONFIG_LOG_VERBOSITY_ERROR},
-    {"warning", KOLS_CONFIG_LOG_VERBOSITY_WARNING},
-    {"status", KOLS_CONFIG_LOG_VERBOSITY_STATUS_LOCAL},
-    {"all", KOLS_CONFIG_LOG_VERBOSITY_STATUS_ALL},
+struct Word {
+    const char *text;
+    Number number;
 };
 
-template <class Number>
-std::string words_of(const Vocabulary<Number> &vocabulary) {
+template <class Number, std::size_t N>
+using Vocabulary = std::array<Word<Number>, N>;
+
+/** The bits for which there is a word. */
+template <class Mask, std::size_t N>
+constexpr Mask all_bits(const Vocabulary<Mask, N> &vocabulary) {
+    Mask bits = 0;
+
+    for (const Word<Mask> &word : vocabulary) {
+        bits |= word.number;
+    }
+    return bits;
+}
+
+using PortKind = Word<DDS_RtpsReservedPortKindMask>;
+using Transport = Word<DDS_TransportBuiltinKindMask>;
+using DiscoveryPlugin = Word<DDS_DiscoveryConfigBuiltinPluginKindMask>;
+using Verbosity = Word<KOLS_Config_LogVerbosity>;
+
+constexpr std::array PORT_KINDS = {
+    PortKind{"builtin_unicast", DDS_RTPS_RESERVED_PORT_BUILTIN_UNICAST},
+    PortKind{"builtin_multicast", DDS_RTPS_RESERVED_PORT_BUILTIN_MULTICAST},
+    PortKind{"user_unicast", DDS_RTPS_RESERVED_PORT_USER_UNICAST},
+    PortKind{"user_multicast", DDS_RTPS_RESERVED_PORT_USER_MULTICAST},
+};
+static_assert(all_bits(PORT_KINDS) == DDS_RTPS_RESERVED_PORT_MASK_ALL);
+
+constexpr std::array TRANSPORTS = {
+    Transport{"udpv4", DDS_TRANSPORTBUILTIN_UDPv4},
+    Transport{"udpv6", DDS_TRANSPORTBUILTIN_UDPv6},
+};
+static_assert(all_bits(TRANSPORTS) == DDS_TRANSPORTBUILTIN_MASK_ALL);
+
+constexpr std::array DISCOVERY_PLUGINS = {
+    DiscoveryPlugin{"spdp", DDS_DISCOVERYCONFIG_BUILTIN_SPDP},
+    DiscoveryPlugin{"spdp2", DDS_DISCOVERYCONFIG_BUILTIN_SPDP2},
+};
+static_assert(all_bits(DISCOVERY_PLUGINS) == DDS_DISCOVERYCONFIG_BUILTIN_PLUGIN_MASK_ALL);
+
+constexpr std::array VERBOSITIES = {
+    Verbosity{"silent", KOLS_CONFIG_LOG_VERBOSITY_SILENT},
+    Verbosity{"error", KOLS_CONFIG_LOG_VERBOSITY_ERROR},
+    Verbosity{"warning", KOLS_CONFIG_LOG_VERBOSITY_WARNING},
+    Verbosity{"status", KOLS_CONFIG_LOG_VERBOSITY_STATUS_LOCAL},
+    Verbosity{"all", KOLS_CONFIG_LOG_VERBOSITY_STATUS_ALL},
+};
+
+template <class Number, std::size_t N>
+std::string words_of(const Vocabulary<Number, N> &vocabulary) {
     std::vector<std::string> words;
 
     for (const auto &[word, number] : vocabulary) {
@@ -82,8 +104,8 @@ std::string words_of(const Vocabulary<Number> &vocabulary) {
     return join(words, ", ");
 }
 
-template <class Number>
-std::optional<Number> find(const Vocabulary<Number> &vocabulary, const std::string &text) {
+template <class Number, std::size_t N>
+std::optional<Number> find(const Vocabulary<Number, N> &vocabulary, const std::string &text) {
     for (const auto &[word, number] : vocabulary) {
         if (word == text) {
             return number;
@@ -92,8 +114,8 @@ std::optional<Number> find(const Vocabulary<Number> &vocabulary, const std::stri
     return std::nullopt;
 }
 
-template <class Mask>
-Mask to_mask(const Vocabulary<Mask> &vocabulary, const std::string &text) {
+template <class Mask, std::size_t N>
+Mask to_mask(const Vocabulary<Mask, N> &vocabulary, const std::string &text) {
     Mask mask = 0;
 
     for (const std::string &word : split(text, ',')) {
@@ -107,8 +129,8 @@ Mask to_mask(const Vocabulary<Mask> &vocabulary, const std::string &text) {
     return mask;
 }
 
-template <class Mask>
-std::vector<std::string> words_of_mask(const Vocabulary<Mask> &vocabulary, Mask mask) {
+template <class Mask, std::size_t N>
+std::vector<std::string> words_of_mask(const Vocabulary<Mask, N> &vocabulary, Mask mask) {
     std::vector<std::string> words;
 
     for (const auto &[word, bit] : vocabulary) {

@@ -1,0 +1,20 @@
+// Lists of words.
+#pragma once
+
+#include <string>
+#include <vector>
+
+/** The words, one after the other, with @p separator between two. */
+inline std::string join(const std::vector<std::string> &words, const std::string &separator) {
+    std::string text;
+
+    for (const std::string &word : words) {
+        text += (text.empty() ? "" : separator) + word;
+    }
+    return text;
+}
+
+/** The words as people read them, "none" where there are none. */
+inline std::string listed(const std::vector<std::string> &words) {
+    return words.empty() ? "none" : join(words, ", ");
+}
