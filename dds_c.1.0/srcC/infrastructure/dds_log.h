@@ -27,28 +27,34 @@ extern "C" NUV_UINT32 DDSLog_g_submoduleMask;
 constexpr NUVLogModule DDS_LOG_MODULE = {NUV_LOG_MODULE_DDS, "DDS", &DDSLog_g_instrumentationMask,
                                          &DDSLog_g_submoduleMask};
 
-/** A template that only this layer prints: its name, and the printf format of its arguments. */
-#define DDS_LOG_TEMPLATE(name, format) inline constexpr NUVLogMessageTemplate name = {#name, format}
+/**
+ * The templates that only this layer prints: the name, and the printf format of its arguments. The
+ * suffix of a name tells its arguments: s string, d integer.
+ */
+#define DDS_LOG_TEMPLATES(TEMPLATE)                                                                \
+    TEMPLATE(DDS_LOG_COPY_FAILURE_s, "cannot copy %s")                                             \
+    TEMPLATE(DDS_LOG_FINALIZE_FAILURE_s, "cannot finalize %s")                                     \
+    TEMPLATE(DDS_LOG_GET_FAILURE_s, "cannot get %s")                                               \
+    TEMPLATE(DDS_LOG_GET_TRANSPORT_INFO, "cannot get the transport information")                   \
+    TEMPLATE(DDS_LOG_GET_TRANSPORT_INFO_SIZE_ZERO,                                                 \
+             "no transport information is announced: transport_info_list_max_length is 0")         \
+    TEMPLATE(DDS_LOG_IMMUTABLE_POLICY_s, "immutable policy: %s")                                   \
+    TEMPLATE(DDS_LOG_INCONSISTENT_PROPERTY_sss, "%s: inconsistent property %s: %s")                \
+    TEMPLATE(DDS_LOG_MULTICAST_TRANSPORT_LOCATORS, "cannot compute the multicast locators")        \
+    TEMPLATE(DDS_LOG_NO_DEFAULT_UNICAST_TRANSPORT_LOCATORS,                                        \
+             "the participant has no unicast locator for user traffic")                            \
+    TEMPLATE(DDS_LOG_NO_DISCOVERY_TRANSPORT_LOCATORS,                                              \
+             "the participant has no locator for discovery traffic")                               \
+    TEMPLATE(DDS_LOG_OUT_OF_RESOURCES_s, "out of resources: %s")                                   \
+    TEMPLATE(DDS_LOG_SET_FAILURE_s, "cannot set %s")                                               \
+    TEMPLATE(DDS_LOG_UNICAST_TRANSPORT_LOCATORS, "cannot compute the unicast locators")            \
+    TEMPLATE(NUV_OSAPI_MEMORY_LOG_OUT_OF_HEAP_STRUCT_d, "out of memory for a structure of %d "     \
+                                                        "bytes")
 
-/* The suffix names the arguments: s string, d integer. */
-DDS_LOG_TEMPLATE(DDS_LOG_COPY_FAILURE_s, "cannot copy %s");
-DDS_LOG_TEMPLATE(DDS_LOG_FINALIZE_FAILURE_s, "cannot finalize %s");
-DDS_LOG_TEMPLATE(DDS_LOG_GET_FAILURE_s, "cannot get %s");
-DDS_LOG_TEMPLATE(DDS_LOG_GET_TRANSPORT_INFO, "cannot get the transport information");
-DDS_LOG_TEMPLATE(DDS_LOG_GET_TRANSPORT_INFO_SIZE_ZERO,
-                 "no transport information is announced: transport_info_list_max_length is 0");
-DDS_LOG_TEMPLATE(DDS_LOG_IMMUTABLE_POLICY_s, "immutable policy: %s");
-DDS_LOG_TEMPLATE(DDS_LOG_INCONSISTENT_PROPERTY_sss, "%s: inconsistent property %s: %s");
-DDS_LOG_TEMPLATE(DDS_LOG_MULTICAST_TRANSPORT_LOCATORS, "cannot compute the multicast locators");
-DDS_LOG_TEMPLATE(DDS_LOG_NO_DEFAULT_UNICAST_TRANSPORT_LOCATORS,
-                 "the participant has no unicast locator for user traffic");
-DDS_LOG_TEMPLATE(DDS_LOG_NO_DISCOVERY_TRANSPORT_LOCATORS,
-                 "the participant has no locator for discovery traffic");
-DDS_LOG_TEMPLATE(DDS_LOG_OUT_OF_RESOURCES_s, "out of resources: %s");
-DDS_LOG_TEMPLATE(DDS_LOG_SET_FAILURE_s, "cannot set %s");
-DDS_LOG_TEMPLATE(DDS_LOG_UNICAST_TRANSPORT_LOCATORS, "cannot compute the unicast locators");
-DDS_LOG_TEMPLATE(NUV_OSAPI_MEMORY_LOG_OUT_OF_HEAP_STRUCT_d,
-                 "out of memory for a structure of %d bytes");
+#define DDS_LOG_DEFINE_TEMPLATE(name, format)                                                      \
+    inline constexpr NUVLogMessageTemplate name = {#name, format};
+DDS_LOG_TEMPLATES(DDS_LOG_DEFINE_TEMPLATE)
+#undef DDS_LOG_DEFINE_TEMPLATE
 
 /** True when the masks let a message of this level out of this source file. */
 #define DDSLog_isEnabled(level)                                                                    \
