@@ -200,12 +200,8 @@ void try_again(DDS_DomainParticipant *self, REDAWorker *worker) {
     }
 }
 
-namespace getting {
-
-constexpr const char *LOG_METHOD = "DDS_DomainParticipant_get_locators";
-
 /** Copies locators out, if the participant is enabled and so has any. */
-DDS_ReturnCode_t get_locators(DDS_DomainParticipant *self,
+DDS_ReturnCode_t get_locators(const char *LOG_METHOD, DDS_DomainParticipant *self,
                               enum DDS_DomainParticipantPresentationLocatorKindI kind,
                               DDS_LocatorSeq *locators) {
     if (DDS_DomainParticipantFactory_isForkedI(LOG_METHOD)) {
@@ -227,8 +223,6 @@ DDS_ReturnCode_t get_locators(DDS_DomainParticipant *self,
     }
     return DDS_RETCODE_OK;
 }
-
-} // namespace getting
 
 } // namespace
 
@@ -279,7 +273,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_get_default_unicast_locators(DDS_DomainPa
     if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    return getting::get_locators(self, DDS_DEFAULT_UNICAST_LOCATORS, locators);
+    return get_locators(__func__, self, DDS_DEFAULT_UNICAST_LOCATORS, locators);
 }
 
 DDS_ReturnCode_t DDS_DomainParticipant_get_default_multicast_locators(DDS_DomainParticipant *self,
@@ -287,7 +281,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_get_default_multicast_locators(DDS_Domain
     if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    return getting::get_locators(self, DDS_DEFAULT_MULTICAST_LOCATORS, locators);
+    return get_locators(__func__, self, DDS_DEFAULT_MULTICAST_LOCATORS, locators);
 }
 
 DDS_ReturnCode_t DDS_DomainParticipant_get_metatraffic_unicast_locators(DDS_DomainParticipant *self,
@@ -295,7 +289,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_get_metatraffic_unicast_locators(DDS_Doma
     if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    return getting::get_locators(self, DDS_METATRAFFIC_UNICAST_LOCATORS, locators);
+    return get_locators(__func__, self, DDS_METATRAFFIC_UNICAST_LOCATORS, locators);
 }
 
 DDS_ReturnCode_t
@@ -304,5 +298,5 @@ DDS_DomainParticipant_get_metatraffic_multicast_locators(DDS_DomainParticipant *
     if (DDSLog_isNull(self) || DDSLog_isNull(locators)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    return getting::get_locators(self, DDS_METATRAFFIC_MULTICAST_LOCATORS, locators);
+    return get_locators(__func__, self, DDS_METATRAFFIC_MULTICAST_LOCATORS, locators);
 }
