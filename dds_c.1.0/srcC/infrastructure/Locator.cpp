@@ -10,8 +10,6 @@ using dds::value::to_boolean;
 
 static_assert(sizeof(KOLS_Transport_Address_t) == DDS_LOCATOR_ADDRESS_LENGTH);
 static_assert(sizeof(char[NUV_NETIO_LOCATOR_STRING_SIZE]) <= DDS_LOCATOR_STRING_SIZE);
-static_assert(DDS_LOCATOR_KIND_UDPv4 == KOLS_TRANSPORT_CLASSID_UDPv4);
-static_assert(DDS_LOCATOR_KIND_UDPv6 == KOLS_TRANSPORT_CLASSID_UDPv6);
 
 namespace {
 

@@ -5,8 +5,11 @@
 #include "netio/netio_configurator.h"
 #include "qos/QosPolicy_internal.h"
 #include "qos/policies.h"
+#include "qos/rtpsPort.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_INFRASTRUCTURE;
+
+using dds::qos::is_port;
 
 namespace {
 
@@ -31,10 +34,6 @@ bool read_aliases(const char *LOG_METHOD, const DDS_StringSeq &transports, const
         }
     }
     return true;
-}
-
-bool is_port(DDS_LongLong port) {
-    return port >= DDS_RTPS_PORT_MIN && port <= DDS_RTPS_PORT_MAX;
 }
 
 bool check_multicast_port(const char *LOG_METHOD, DDS_LongLong port, DDS_DomainId_t domainId,

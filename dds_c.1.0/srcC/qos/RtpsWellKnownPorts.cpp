@@ -3,9 +3,11 @@
 
 #include "infrastructure/dds_log.h"
 #include "qos/policies.h"
+#include "qos/rtpsPort.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_INFRASTRUCTURE;
 
+using dds::qos::is_port;
 using dds::value::to_boolean;
 
 namespace {
@@ -30,10 +32,6 @@ DDS_LongLong unicast_port(const DDS_RtpsWellKnownPorts_t &ports, DDS_DomainId_t 
                           DDS_Long participantIndex, DDS_Long offset) {
     return add_saturating(multicast_port(ports, domainId, offset),
                           multiply(ports.participant_id_gain, participantIndex));
-}
-
-bool is_port(DDS_LongLong port) {
-    return port >= DDS_RTPS_PORT_MIN && port <= DDS_RTPS_PORT_MAX;
 }
 
 } // namespace

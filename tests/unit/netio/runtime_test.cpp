@@ -89,6 +89,14 @@ TEST(RuntimeTest, DefaultSettleTimeIs20Milliseconds) {
     EXPECT_NE(NUV_NETIO_RUNTIME_PROPERTY_DEFAULT.watchInterfaces, 0);
 }
 
+TEST(RuntimeTest, ByDefaultEachClassOfTransportsHasTheKernelsNetwork) {
+    for (NUV_INT32 i = 0; i < NUV_NETIO_TRANSPORTS_MAX; ++i) {
+        const NUVNetioTransport *transport = NUV_NETIO_RUNTIME_PROPERTY_DEFAULT.transports[i];
+        ASSERT_NE(transport, nullptr) << i;
+        EXPECT_EQ(transport->transportClass, NUVNetioTransportClass_get(i)) << i;
+    }
+}
+
 TEST(RuntimeTest, FlushWithoutAnyTimeLimitReturns) {
     net::Runtime runtime;
     EXPECT_NE(NUVNetioRuntime_flush(runtime.runtime, &INFINITE_TIME), 0);
