@@ -166,6 +166,7 @@ DDS_DomainParticipantFactory *DDS_DomainParticipantFactory_get_instance(void) {
             return nullptr;
         }
         instance = new (factory) DDS_DomainParticipantFactory;
+        home.store(NUVOsapiProcess_getGeneration()); // it may have been finalized since the above
     }
     return instance;
 }
