@@ -69,7 +69,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     COMMENDReceiverProperty &receiving = property.parent.receiver;
     receiving.processMessageTimeBasedLoggingThreshold = NUV_NTP_TIME_ZERO;
     receiving.processMessageTimeBasedLoggingExplicitPorts = text.data();
-    commend::Receiver receiver(property.parent, nullptr);
+    commend::Receiver receiver(property.parent, *NUVClock_getMonotonic(), nullptr);
 
     const bool is_taken = receiver.open(receiving);
     const auto ranges = text.empty() ? std::vector<Range>() : read_list(text);
