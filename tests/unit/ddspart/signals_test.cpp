@@ -1,8 +1,10 @@
 // The wait for signals, where what it takes cannot be had.
 #include "signals.h"
 
+#include <chrono>
 #include <csignal>
 #include <system_error>
+#include <thread>
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -50,6 +52,9 @@ TEST_F(SignalsDeathTest, AreHadAlsoWhereNothingCanBePolled) {
             const faults::Guard guard;
             faults::fail_every_call("poll", EINVAL);
             const Signals signals;
+            for (int i = 0; i < 20000 && !faults::happened(); ++i) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            }
             (void)raise(SIGTERM);
             (void)kill(getpid(), SIGTERM);
             _exit(wait_for_event(std::nullopt) == Event::SIGTERM_CAME && faults::happened() ? 0
