@@ -9,8 +9,8 @@
 #include <tuple>
 #include <vector>
 
-#include <gmock/gmock.h>
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/stat.h>
