@@ -33,7 +33,7 @@ enum class Property {
 
 struct PropertyRow {
     /** What a value is made of, and what becomes of one that is not. */
-    enum class Kind {
+    enum class Kind : NUV_UINT8 {
         BOOLEAN,  /**< refused */
         NUMBER,   /**< from 0 to the largest one; refused */
         DURATION, /**< in seconds, or infinite; passed over with a warning */
@@ -45,7 +45,7 @@ struct PropertyRow {
      * Whose code reads it. The presentation half parses more leniently than the table says, which
      * goes unnoticed: the values are checked before it sees them.
      */
-    enum class Reader { ENCLOSING_PARTICIPANT, PRESENTATION_HALF };
+    enum class Reader : NUV_UINT8 { ENCLOSING_PARTICIPANT, PRESENTATION_HALF };
 
     Property property;
     const char *name;
