@@ -29,6 +29,7 @@ enum class Property {
     LOG_DISCOVERY_MISMATCH,
     DIRECTED_WRITE_SERIALIZATION_KIND,
     THREAD_DESTRUCTION_TIMEOUT,
+    COUNT, /**< how many there are */
 };
 
 struct PropertyRow {
@@ -131,6 +132,9 @@ constexpr const char *name_of(Property property) {
 }
 
 constexpr bool has_row_for_each_property() {
+    if (std::size(PROPERTIES) != static_cast<std::size_t>(Property::COUNT)) {
+        return false;
+    }
     for (std::size_t i = 0; i < std::size(PROPERTIES); ++i) {
         if (PROPERTIES[i].property != static_cast<Property>(i)) {
             return false;
