@@ -5,6 +5,7 @@
 #include <new>
 
 #include "commend_log.h"
+#include "osapi/osapi_assert.h"
 #include "osapi/osapi_heap.h"
 #include "reda/reda_exclusiveArea.h"
 
@@ -150,6 +151,7 @@ bool EntryportTable::give_back(const REDAWeakReference &reservation, REDAWorker 
     if (entryport == nullptr) {
         return false;
     }
+    NUV_ASSERT(entryport->reservations > 0 && entryport->resource != nullptr);
     REDAWeakReferenceManager_invalidate(references_, &reservation);
     if (entryport->reservations > 1) {
         --entryport->reservations;

@@ -215,7 +215,9 @@ private:
         return 1;
     }
     static int stop(void *loop) {
+        self(loop)->within_ = true;
         EXPECT_EQ(self(loop)->handler_.onTurn(self(loop)->handler_.param, self(loop)->worker_), 0);
+        self(loop)->within_ = false;
         REDAWorkerFactory_destroyWorker(self(loop)->workers_, self(loop)->worker_);
         return 1;
     }

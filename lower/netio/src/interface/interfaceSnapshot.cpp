@@ -7,6 +7,7 @@
 #include <new>
 
 #include "locator/address.h"
+#include "osapi/osapi_assert.h"
 #include "osapi/osapi_heap.h"
 
 struct NUVNetioInterfaceSnapshot {
@@ -72,6 +73,7 @@ NUV_INT32 NUVNetioInterfaceSnapshot_getLength(const NUVNetioInterfaceSnapshot *s
 
 const NUVNetioInterface *NUVNetioInterfaceSnapshot_get(const NUVNetioInterfaceSnapshot *self,
                                                        NUV_INT32 i) {
+    NUV_ASSERT(i >= 0 && i < self->length);
     return &self->interfaces[i];
 }
 

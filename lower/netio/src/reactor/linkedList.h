@@ -2,6 +2,8 @@
 #ifndef NETIO_LINKED_LIST_H
 #define NETIO_LINKED_LIST_H
 
+#include "osapi/osapi_assert.h"
+
 namespace netio {
 
 /** Owns nothing and allocates nothing. An item is in one list of its kind at a time. */
@@ -19,6 +21,7 @@ public:
     }
 
     void prepend(Item *item) {
+        NUV_ASSERT(item != first_); // twice in a list, it would go round
         item->*NEXT = first_;
         first_ = item;
     }

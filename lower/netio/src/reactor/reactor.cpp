@@ -5,6 +5,7 @@
 #include <cerrno>
 
 #include "netio_log.h"
+#include "osapi/osapi_assert.h"
 #include "reactor/eventDatabase.h"
 #include "reactor/pause.h"
 
@@ -122,6 +123,7 @@ bool Reactor::flush(const NUVNtpTime &timeout) {
 
 void Reactor::on_readable(void *param, NUV_UINT64 tag, REDAWorker *worker) {
     auto *self = static_cast<Reactor *>(param);
+    NUV_ASSERT(self->is_within_turn());
     Pollable *const pollable = self->begin_reading(tag);
     if (pollable != nullptr) {
         self->end_reading(pollable, pollable->on_readable({worker, self->buffer_}));
@@ -183,6 +185,7 @@ void Reactor::resume(void *param, REDAWorker * /*worker*/) {
 
 int Reactor::on_turn(void *param, REDAWorker *worker) {
     auto *self = static_cast<Reactor *>(param);
+    NUV_ASSERT(self->is_within_turn());
     const HandedOver handed_over = self->take_handed_over();
     self->events_->run_due(worker);
     end_all(handed_over.first, worker);
