@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include <unistd.h>
-
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "osapi/osapi_heap.h"
 #include "qos/DomainParticipantQos_internal.h"
@@ -61,10 +59,6 @@ NUVNetioInterface interfaceOf(const char *name, NUV_UINT32 index, const char *ad
 
 PresentationFixture::PresentationFixture() = default;
 PresentationFixture::~PresentationFixture() = default;
-
-DDS_Long PresentationFixture::portBase() {
-    return 10000 + static_cast<DDS_Long>(getpid() % 88) * 250;
-}
 
 void PresentationFixture::SetUp() {
     static char dummyFactory;

@@ -12,8 +12,8 @@
  *     }
  *
  * The host does not matter: there is one interface, "test0" with 192.0.2.10, unless a test sets
- * `interfaces` in its constructor, and nothing is watched. Real ports begin at portBase(), which is
- * another one for each process. A participant that the test leaves behind is deleted with the
+ * `interfaces` in its constructor, and nothing is watched. Real ports begin at portBase().
+ * A participant that the test leaves behind is deleted with the
  * fixture; a block that it leaves in the library's heap fails the test.
  */
 #pragma once
@@ -27,6 +27,7 @@
 #include "domain/domain_internal.h"
 #include "support/heap_watch.h"
 #include "support/log_capture.h"
+#include "support/ports.h"
 #include "support/recorder.h"
 #include "gtest/gtest.h"
 
@@ -53,9 +54,6 @@ protected:
 
     void SetUp() override;
     void TearDown() override;
-
-    /** The first port of the well-known ports, a multiple of 250 below the ephemeral ports. */
-    static DDS_Long portBase();
 
     /** The arguments of initialize that tests vary. */
     struct Arguments {

@@ -3,7 +3,6 @@
 #include <iterator>
 
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include "commands.h"
 #include "dds_c/dds_c_domain.h"
@@ -11,6 +10,7 @@
 #include "signals.h"
 #include "support/faults.h"
 #include "support/heap_watch.h"
+#include "support/ports.h"
 
 using testing::HasSubstr;
 using testing::Not;
@@ -24,8 +24,7 @@ namespace {
 RunOptions a_short_stay() {
     RunOptions options;
 
-    options.well_known_ports.port_base =
-        10000 + static_cast<DDS_Long>(getpid() % 88) * 250; // below the ephemeral ports
+    options.well_known_ports.port_base = support::portBase();
     options.show_qos = true;
     options.duration = std::chrono::nanoseconds(0);
     return options;

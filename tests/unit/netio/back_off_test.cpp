@@ -50,8 +50,9 @@ protected:
         const auto found = tries_.find(port);
         return found != tries_.end() ? found->second : 0;
     }
-    bool wait_for_tries(int port, int wanted) const {
-        return net::eventually([&] { return tries(port) >= wanted; });
+    /** Also for the reactor to have set the time of the next one. */
+    bool wait_for_tries(int port, int wanted) {
+        return net::eventually([&] { return tries(port) >= wanted; }) && runtime.flush();
     }
     /** Has time pass, and the reactor do what it does then. */
     void pass(NUV_INT64 nanoseconds) {

@@ -33,6 +33,7 @@
 #include "netio/netio_configurator.h"
 #include "osapi/osapi_heap.h"
 #include "support/faults.h"
+#include "support/ports.h"
 
 namespace net {
 
@@ -397,11 +398,11 @@ inline bool is_free(int port) {
     return PlainSocket().bind_to("0.0.0.0", port);
 }
 
-/** A port that nobody has. Below those that the kernel gives out by itself; by process. */
+/** A port that nobody has, of those of this program. */
 inline int free_port() {
-    static int next = getpid() % 1000 * 12;
-    for (int i = 0; i < 12000; ++i) {
-        const int port = 20000 + next++ % 12000;
+    static int next = 0;
+    for (int i = 0; i < support::PORTS_OF_A_PROGRAM; ++i) {
+        const int port = support::portBase() + next++ % support::PORTS_OF_A_PROGRAM;
         if (is_free(port)) {
             return port;
         }

@@ -4,15 +4,9 @@
 #include <array>
 #include <filesystem>
 
-#include <unistd.h>
-
-DDS_Long port_base() {
-    return 10000 + static_cast<DDS_Long>(getpid() % 88) * 250; // below the ephemeral ports
-}
-
 Qos::Qos() {
     EXPECT_EQ(DDS_DomainParticipantQos_initialize(&qos_), DDS_RETCODE_OK);
-    qos_.wire_protocol.rtps_well_known_ports.port_base = port_base();
+    qos_.wire_protocol.rtps_well_known_ports.port_base = support::portBase();
 }
 
 Qos::~Qos() {

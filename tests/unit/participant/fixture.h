@@ -11,6 +11,7 @@
 #include "support/faults.h"
 #include "support/heap_watch.h"
 #include "support/log_capture.h"
+#include "support/ports.h"
 
 /** A QoS that is finalized with the object, with ports that no other test program uses. */
 class Qos {
@@ -32,7 +33,6 @@ private:
 };
 
 /** The first port of the standard kind for participant index 0 and domain 0, with that QoS. */
-DDS_Long port_base();
 
 /** The files that the process has open, "socket:[1234]" for one. */
 std::multiset<std::string> open_files();

@@ -74,11 +74,11 @@ injected::Links on_one_interface(const Texts &addresses) {
 }
 
 DDS_Long metatraffic_port(int index) {
-    return port_base() + 10 + 2 * index;
+    return support::portBase() + 10 + 2 * index;
 }
 
 DDS_Long default_port(int index) {
-    return port_base() + 11 + 2 * index;
+    return support::portBase() + 11 + 2 * index;
 }
 
 Texts locators_at(const Texts &addresses, DDS_Long port) {

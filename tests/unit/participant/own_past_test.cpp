@@ -25,7 +25,7 @@ protected:
 
         EXPECT_TRUE(DDS_TransportUnicastSettingsSeq_ensure_length(&settings, 2, 2));
         DDS_TransportUnicastSettingsSeq_get_reference(&settings, 0)->receive_port =
-            port_base() + 240;
+            support::portBase() + 240;
         DDS_TransportUnicastSettingsSeq_get_reference(&settings, 1)->receive_port = 0;
     }
 

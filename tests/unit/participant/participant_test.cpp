@@ -16,7 +16,7 @@ namespace {
 class Participant : public ParticipantTest {};
 
 std::string ending(DDS_Long offset) {
-    return ":" + std::to_string(port_base() + offset);
+    return ":" + std::to_string(support::portBase() + offset);
 }
 
 const std::vector<LocatorGetter> ALL_LOCATORS = {
@@ -105,7 +105,7 @@ TEST_F(Participant, IsNotCreatedWithAFixedIndexThatIsTaken) {
                 ElementsAre("failed to enable: No index available for participant",
                             "failed to enable: the participant gets no index in domain 0: udpv4 "
                             "port " +
-                                std::to_string(port_base() + 20) + " is taken"));
+                                std::to_string(support::portBase() + 20) + " is taken"));
 }
 
 TEST_F(Participant, StaysDisabledWhenEnablingFailsAndMayTryAgain) {

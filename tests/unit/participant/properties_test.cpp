@@ -243,13 +243,13 @@ TEST_F(ParticipantProperties, MulticastPortOfAStrangerIsAnError) {
     const int stranger = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port_base()));
+    address.sin_port = htons(static_cast<uint16_t>(support::portBase()));
     inet_pton(AF_INET, "239.255.0.1", &address.sin_addr);
     ASSERT_EQ(bind(stranger, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
 
     EXPECT_EQ(create(), nullptr);
     const std::string reason =
-        "cannot receive at udpv4://239.255.0.1:" + std::to_string(port_base()) +
+        "cannot receive at udpv4://239.255.0.1:" + std::to_string(support::portBase()) +
         ": cannot bind the socket: Address already in use (EADDRINUSE)";
     EXPECT_THAT(
         errors(),

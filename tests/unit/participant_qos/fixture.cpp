@@ -1,6 +1,6 @@
 #include "fixture.h"
 
-#include <unistd.h>
+#include "support/ports.h"
 
 Qos::~Qos() {
     EXPECT_EQ(DDS_DomainParticipantQos_finalize(&qos_), DDS_RETCODE_OK);
@@ -9,8 +9,7 @@ Qos::~Qos() {
 void Qos::setDefault() {
     EXPECT_EQ(DDS_DomainParticipantQos_finalize(&qos_), DDS_RETCODE_OK);
     EXPECT_EQ(DDS_DomainParticipantQos_initialize(&qos_), DDS_RETCODE_OK);
-    qos_.wire_protocol.rtps_well_known_ports.port_base =
-        10000 + static_cast<DDS_Long>(getpid() % 88) * 250; // below the ephemeral ports
+    qos_.wire_protocol.rtps_well_known_ports.port_base = support::portBase();
 }
 
 void Qos::setUserData(const std::vector<DDS_Octet> &octets) {
