@@ -310,6 +310,93 @@ TEST_F(RestrictedSharingTest, EachIsToldOfTheRefusalsOfItsOwnInterfaces) {
     }
 }
 
+/** An output device that waits, at the first line, until somebody else has joined a group. */
+class JoiningDevice {
+public:
+    JoiningDevice(const net::VirtualHost &host, const net::VirtualConfigurator &configurator)
+        : host_(host), configurator_(configurator) {
+        KOLS_Config_Logger_set_output_device(KOLS_Config_Logger_get_instance(), take, this);
+    }
+    ~JoiningDevice() {
+        KOLS_Config_Logger_set_output_device(KOLS_Config_Logger_get_instance(), nullptr, nullptr);
+        if (thread_.joinable()) {
+            thread_.join();
+            EXPECT_NE(NUVNetioReceiveResource_release(resource_, host_.worker()), 0);
+        }
+    }
+    JoiningDevice(const JoiningDevice &) = delete;
+    JoiningDevice &operator=(const JoiningDevice &) = delete;
+
+    bool has_joined_meanwhile() const {
+        return has_joined_meanwhile_;
+    }
+
+private:
+    static void take(void *param, const NUVLogRecord * /*record*/) {
+        auto *self = static_cast<JoiningDevice *>(param);
+        if (!self->thread_.joinable()) {
+            self->thread_ = std::thread([self] { self->join(); });
+            self->has_joined_meanwhile_ =
+                net::eventually([self] { return self->has_joined_.load(); });
+        }
+    }
+    void join() {
+        const NUVNetioReceiveListener listener = inbox_.listener();
+        resource_ = NUVNetioConfigurator_openReceiveResource(
+            configurator_.self, &group(), &listener, host_.factories.worker_of_this_thread());
+        has_joined_ = true;
+    }
+
+    const net::VirtualHost &host_;
+    const net::VirtualConfigurator &configurator_;
+    net::Inbox inbox_;
+    std::thread thread_;
+    NUVNetioReceiveResource *resource_ = nullptr;
+    std::atomic<bool> has_joined_{false};
+    bool has_joined_meanwhile_ = false;
+};
+
+TEST_F(GroupSharingTest, RefusalOfANewGroupIsSaidWithNothingLocked) {
+    network.refusing = {A0};
+    const LogCapture log;
+    const JoiningDevice device(host, second);
+    NUVNetioReceiveResource *const one = first.open(group(), first_inbox);
+    EXPECT_TRUE(device.has_joined_meanwhile());
+    EXPECT_TRUE(release(one));
+}
+
+TEST_F(GroupSharingTest, RefusalOfANewInterfaceIsSaidWithNothingLocked) {
+    NUVNetioReceiveResource *const one = first.open(group(), first_inbox);
+    network.refusing = {4};
+    const LogCapture log;
+    const JoiningDevice device(host, second);
+    host.interfaces.set(
+        {net::interface("a0", A0, "192.0.2.1"), net::interface("c0", 4, "203.0.113.1")});
+    EXPECT_NE(NUVNetioRuntime_renewInterfaces(host.runtime, host.worker()), 0);
+    EXPECT_TRUE(device.has_joined_meanwhile());
+    EXPECT_TRUE(release(one));
+}
+
+TEST_F(GroupSharingTest, RefusalAtALaterTryIsSaidWithNothingLocked) {
+    network.refusing = {A0};
+    network.refusal = ENOBUFS;
+    NUVNetioReceiveResource *const one = first.open(group(), first_inbox);
+    network.refusal = ENODEV;
+    const LogCapture log;
+    const JoiningDevice device(host, second);
+    host.loop.pass(1'000'000'000);
+    EXPECT_TRUE(device.has_joined_meanwhile());
+    EXPECT_TRUE(release(one));
+}
+
+TEST_F(GroupSharingTest, FailureToJoinIsSaidWithNothingLocked) {
+    const LogCapture log;
+    const JoiningDevice device(host, second);
+    faults::fail_allocation(1);
+    EXPECT_EQ(first.open(group(), first_inbox), nullptr);
+    EXPECT_TRUE(device.has_joined_meanwhile());
+}
+
 TEST_F(GroupSharingTest, WhatAQuietAttemptMeetsIsSaidToTheOthersOnly) {
     network.refusing = {A0};
     const LogCapture log;

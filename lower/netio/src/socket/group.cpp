@@ -1,6 +1,8 @@
 // A multicast group and port, which is received once for all who want it.
 #include "socket/group.h"
 
+#include <utility>
+
 #include "osapi/osapi_heap.h"
 
 namespace netio {
@@ -46,10 +48,10 @@ void GroupShare::receive(const NUVNetioMessage &message, NUV_UINT32 interface_in
     }
 }
 
-bool Group::add(GroupShare *share, const NUVNetioInterfaceSnapshot &snapshot) {
+bool Group::add(GroupShare *share, const NUVNetioInterfaceSnapshot &snapshot, RefusalNews *news) {
     shares_.append(share);
     const bool went_well = change(snapshot);
-    tell(share, snapshot);
+    *news = take_news(share, snapshot);
     receivers_.add(share);
     return went_well;
 }
@@ -67,9 +69,20 @@ void Group::remove(GroupShare *share, const NUVNetioInterfaceSnapshot &snapshot)
 bool Group::follow(const NUVNetioInterfaceSnapshot &snapshot) {
     const bool went_well = change(snapshot);
     for (GroupShare *share = shares_.first(); share != nullptr; share = shares_.next(share)) {
-        tell(share, snapshot);
+        share->has_news_ = true;
     }
     return went_well;
+}
+
+RefusalNews Group::take_news(const NUVNetioInterfaceSnapshot &snapshot) {
+    RefusalNews news;
+    for (GroupShare *share = shares_.first(); share != nullptr && !news.is_any();
+         share = shares_.next(share)) {
+        if (std::exchange(share->has_news_, false)) {
+            news = take_news(share, snapshot);
+        }
+    }
+    return news;
 }
 
 /** The filters come first: nobody is handed what another's membership lets in. */
@@ -128,8 +141,8 @@ bool Group::set_filter(InterfaceFilter *filter, const AllowedInterfaces &allowed
     return filter->narrow(snapshot, allowed, locator().transport);
 }
 
-void Group::tell(GroupShare *share, const NUVNetioInterfaceSnapshot &snapshot) const {
-    share->refusals_.tell(locator(), memberships_, share->allowed(), snapshot, repetitions());
+RefusalNews Group::take_news(GroupShare *share, const NUVNetioInterfaceSnapshot &snapshot) const {
+    return share->refusals_.take_news(locator(), memberships_, share->allowed(), snapshot);
 }
 
 void Group::deliver(const NUVNetioMessage &message, NUV_UINT32 interface_index,

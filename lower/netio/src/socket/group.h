@@ -44,6 +44,7 @@ private:
     InterfaceFilter own_filter_;    // where its interfaces are restricted
     const InterfaceFilter &filter_; // by which it receives
     Refusals refusals_;
+    bool has_news_ = false; // perhaps, of what refuses
     GroupShare *next_ = nullptr;
 };
 
@@ -67,17 +68,19 @@ public:
 
     /**
      * Joins for one share more, which then receives. False when there was a shortage, which may
-     * pass. There is room for it.
+     * pass. There is room for it. @p news is what it is to be told.
      */
-    bool add(GroupShare *share, const NUVNetioInterfaceSnapshot &snapshot);
+    bool add(GroupShare *share, const NUVNetioInterfaceSnapshot &snapshot, RefusalNews *news);
     /** Makes room for one share more; false when memory runs out. */
     bool make_room() {
         return receivers_.make_room();
     }
     /** Hands nothing on to a share any more, and leaves what nobody else wants. */
     void remove(GroupShare *share, const NUVNetioInterfaceSnapshot &snapshot);
-    /** Joins and leaves for all of them. False as above. */
+    /** Joins and leaves for all of them. False as above. They then may have news. */
     bool follow(const NUVNetioInterfaceSnapshot &snapshot);
+    /** What one of them is to be told of the snapshot that was followed; nothing at the end. */
+    RefusalNews take_news(const NUVNetioInterfaceSnapshot &snapshot);
 
     void deliver(const NUVNetioMessage &message, NUV_UINT32 interface_index,
                  REDAWorker *worker) override;
@@ -93,7 +96,7 @@ private:
     void visit_wishes(Visitor visitor);
     bool set_filter(InterfaceFilter *filter, const AllowedInterfaces &allowed,
                     const NUVNetioInterfaceSnapshot &snapshot) const;
-    void tell(GroupShare *share, const NUVNetioInterfaceSnapshot &snapshot) const;
+    RefusalNews take_news(GroupShare *share, const NUVNetioInterfaceSnapshot &snapshot) const;
 
     Memberships memberships_; // those that any share wants
     InterfaceFilter common_filter_;

@@ -13,23 +13,39 @@ namespace netio {
 NUVNetioReceiveResource *GroupTable::join(NUVNetioConfigurator &configurator,
                                           const NUVNetioLocator &locator,
                                           const NUVNetioReceiveListener &listener) {
+    NUVNetioFailure failure{};
+    RefusalNews news;
+    GroupShare *const share = join_locked(configurator, locator, listener, &failure, &news);
+    if (share == nullptr) {
+        configurator.attempt.note(failure);
+        return nullptr;
+    }
+    news.tell(&runtime_.repetitions);
+    return share;
+}
+
+/** Null on failure. Else the share has news, perhaps none. */
+GroupShare *GroupTable::join_locked(NUVNetioConfigurator &configurator,
+                                    const NUVNetioLocator &locator,
+                                    const NUVNetioReceiveListener &listener,
+                                    NUVNetioFailure *failure, RefusalNews *news) {
     const std::lock_guard lock(mutex_);
     Group *group = find(locator);
     if (group == nullptr) {
-        group = open(configurator, locator);
+        group = open(configurator, locator, failure);
     }
     if (group == nullptr) {
         return nullptr;
     }
     GroupShare *const share = make_share(*group, configurator, listener);
     if (share == nullptr) {
-        configurator.attempt.note({locator, nullptr, ENOMEM});
+        *failure = {locator, nullptr, ENOMEM};
         if (!group->is_wanted()) {
             close(group);
         }
         return nullptr;
     }
-    if (!group->add(share, *runtime_.interfaces.current().get())) {
+    if (!group->add(share, *runtime_.interfaces.current().get(), news)) {
         is_short_.store(true);
     }
     group->let_through();
@@ -44,21 +60,22 @@ Group *GroupTable::find(const NUVNetioLocator &locator) const {
     return group;
 }
 
-/** Null after a failure was noted. It lets nothing through yet. */
-Group *GroupTable::open(NUVNetioConfigurator &configurator, const NUVNetioLocator &locator) {
+/** Null on failure. It lets nothing through yet. */
+Group *GroupTable::open(NUVNetioConfigurator &configurator, const NUVNetioLocator &locator,
+                        NUVNetioFailure *failure) {
     const NUVNetioTransport &transport = configurator.find_transport(locator.transport)->network;
     NUVNetioLocator wanted = locator;
     wanted.hostname = nullptr; // it belongs to the caller and is not needed
     const char *step = nullptr;
     Socket bound(transport, transport.openGroup(transport.param, &wanted, &step));
     if (!bound.is_open()) {
-        configurator.attempt.note({locator, step, errno});
+        *failure = {locator, step, errno};
         return nullptr;
     }
     Group *group = nullptr;
     NUVOsapiHeap_allocateStructure(&group, class netio::Group);
     if (group == nullptr) {
-        configurator.attempt.note({locator, nullptr, ENOMEM});
+        *failure = {locator, nullptr, ENOMEM};
         return nullptr;
     }
     new (group) Group(runtime_, transport, wanted);
@@ -66,9 +83,8 @@ Group *GroupTable::open(NUVNetioConfigurator &configurator, const NUVNetioLocato
     first_ = group;
     ReceiveSocket *const socket = group->add_socket(std::move(bound), locator.address);
     if (socket == nullptr || !group->poll(*socket)) {
-        configurator.attempt.note(socket == nullptr
-                                      ? NUVNetioFailure{locator, nullptr, ENOMEM}
-                                      : NUVNetioFailure{locator, "poll the socket", errno});
+        *failure = socket == nullptr ? NUVNetioFailure{locator, nullptr, ENOMEM}
+                                     : NUVNetioFailure{locator, "poll the socket", errno};
         close(group);
         return nullptr;
     }
@@ -108,25 +124,51 @@ void GroupTable::close(Group *group) {
 }
 
 void GroupTable::follow() {
-    const std::lock_guard lock(mutex_);
-    if (followed_ != runtime_.interfaces.generation()) {
+    {
+        const std::lock_guard lock(mutex_);
+        if (followed_ == runtime_.interfaces.generation()) {
+            return;
+        }
         follow_all();
     }
+    tell_all();
 }
 
 void GroupTable::follow_again() {
-    const std::lock_guard lock(mutex_);
-    follow_all();
+    {
+        const std::lock_guard lock(mutex_);
+        follow_all();
+    }
+    tell_all();
 }
 
 void GroupTable::follow_all() {
-    followed_ = runtime_.interfaces.generation();
     const HeldSnapshot snapshot = runtime_.interfaces.current();
+    followed_ = generation_of(*snapshot.get());
     bool is_short = false;
     for (Group *group = first_; group != nullptr; group = group->next) {
         is_short = !group->follow(*snapshot.get()) || is_short;
     }
     is_short_.store(is_short);
+}
+
+void GroupTable::tell_all() {
+    for (RefusalNews news = take_news(); news.is_any(); news = take_news()) {
+        news.tell(&runtime_.repetitions);
+    }
+}
+
+/** What one share is to be told. Whoever has all follow a newer snapshot has them told of that. */
+RefusalNews GroupTable::take_news() {
+    const std::lock_guard lock(mutex_);
+    const HeldSnapshot snapshot = runtime_.interfaces.current();
+    RefusalNews news;
+    if (generation_of(*snapshot.get()) == followed_) {
+        for (Group *group = first_; group != nullptr && !news.is_any(); group = group->next) {
+            news = group->take_news(*snapshot.get());
+        }
+    }
+    return news;
 }
 
 } // namespace netio

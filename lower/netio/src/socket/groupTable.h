@@ -13,8 +13,12 @@ namespace netio {
 
 class Group;
 class GroupShare;
+class RefusalNews;
 
-/** Thread-safe. */
+/**
+ * Thread-safe. What there is to say is said with nothing locked: whoever takes the lines may come
+ * back for a group.
+ */
 class GroupTable {
 public:
     explicit GroupTable(NUVNetioRuntime &runtime) : runtime_(runtime) {}
@@ -39,11 +43,17 @@ public:
 
 private:
     Group *find(const NUVNetioLocator &locator) const;
-    Group *open(NUVNetioConfigurator &configurator, const NUVNetioLocator &locator);
+    GroupShare *join_locked(NUVNetioConfigurator &configurator, const NUVNetioLocator &locator,
+                            const NUVNetioReceiveListener &listener, NUVNetioFailure *failure,
+                            RefusalNews *news);
+    Group *open(NUVNetioConfigurator &configurator, const NUVNetioLocator &locator,
+                NUVNetioFailure *failure);
     static GroupShare *make_share(Group &group, NUVNetioConfigurator &configurator,
                                   const NUVNetioReceiveListener &listener);
     void close(Group *group);
     void follow_all();
+    RefusalNews take_news();
+    void tell_all();
 
     NUVNetioRuntime &runtime_;
     std::atomic<bool> is_short_{false};

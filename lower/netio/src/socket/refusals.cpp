@@ -16,50 +16,7 @@ namespace {
 
 constexpr NUV_INT32 FIRST_CAPACITY = 4;
 
-/** Names of interfaces as a message lists them; of those that do not fit the number. */
-class NameList {
-public:
-    void add(const char *name) {
-        const std::size_t length = std::strlen(text_);
-        if (left_out_ != 0 || length + std::strlen(name) + ROOM_FOR_NUMBER > sizeof text_) {
-            ++left_out_;
-            return;
-        }
-        NUVOsapiUtility_snprintf(text_ + length, sizeof text_ - length, "%s%s",
-                                 length != 0 ? ", " : "", name);
-    }
-    const char *get() {
-        if (left_out_ != 0) {
-            const std::size_t length = std::strlen(text_);
-            NUVOsapiUtility_snprintf(text_ + length, sizeof text_ - length, " and %u more",
-                                     left_out_);
-            left_out_ = 0;
-        }
-        return text_;
-    }
-
-private:
-    static constexpr std::size_t ROOM_FOR_NUMBER = sizeof ",  and 4294967295 more";
-
-    char text_[256] = "";
-    NUV_UINT32 left_out_ = 0;
-};
-
-/** The interfaces that refuse for one reason, that of the first. */
-struct Refusing {
-    int error = 0;
-    NameList interfaces;
-
-    /** False when it is for another reason. */
-    bool add(int its_error, const char *name) {
-        if (error != 0 && error != its_error) {
-            return false;
-        }
-        error = its_error;
-        interfaces.add(name);
-        return true;
-    }
-};
+constexpr std::size_t ROOM_FOR_NUMBER = sizeof ",  and 4294967295 more";
 
 void warn_of_deafness(const NUVNetioLocator &group, Refusing &refusing,
                       REDARepetitions *repetitions) {
@@ -78,13 +35,54 @@ void warn_of_deafness(const NUVNetioLocator &group, Refusing &refusing,
 
 } // namespace
 
+void NameList::add(const char *name) {
+    const std::size_t length = std::strlen(text_);
+    if (left_out_ != 0 || length + std::strlen(name) + ROOM_FOR_NUMBER > sizeof text_) {
+        ++left_out_;
+        return;
+    }
+    NUVOsapiUtility_snprintf(text_ + length, sizeof text_ - length, "%s%s", length != 0 ? ", " : "",
+                             name);
+}
+
+const char *NameList::get() {
+    if (left_out_ != 0) {
+        const std::size_t length = std::strlen(text_);
+        NUVOsapiUtility_snprintf(text_ + length, sizeof text_ - length, " and %u more", left_out_);
+        left_out_ = 0;
+    }
+    return text_;
+}
+
+bool Refusing::add(int its_error, const char *name) {
+    if (error != 0 && error != its_error) {
+        return false;
+    }
+    error = its_error;
+    interfaces.add(name);
+    return true;
+}
+
+void RefusalNews::tell(REDARepetitions *repetitions) {
+    if (!is_any_) {
+        return;
+    }
+    if (!is_joined_) {
+        warn_of_deafness(group_, refusing_, repetitions);
+        return;
+    }
+    NETIO_WARNING_LIMITED(repetitions, "cannot join %s on %s: %s (%s)", LocatorText(group_).get(),
+                          refusing_.interfaces.get(), error_description(refusing_.error),
+                          error_name(refusing_.error));
+}
+
 Refusals::~Refusals() {
     NUVOsapiHeap_freeArray(said_);
 }
 
-void Refusals::tell(const NUVNetioLocator &group, const Memberships &memberships,
-                    const AllowedInterfaces &allowed, const NUVNetioInterfaceSnapshot &snapshot,
-                    REDARepetitions *repetitions) {
+RefusalNews Refusals::take_news(const NUVNetioLocator &group, const Memberships &memberships,
+                                const AllowedInterfaces &allowed,
+                                const NUVNetioInterfaceSnapshot &snapshot) {
     Refusing all;
     Refusing news; // for a reason that has not been said of the interface
     bool is_joined = false;
@@ -113,15 +111,12 @@ void Refusals::tell(const NUVNetioLocator &group, const Memberships &memberships
     is_deaf_ = !is_joined;
     deaf_error_ = all.error;
     if (std::exchange(quiet_, false)) {
-        return;
+        return {};
     }
     if (is_newly_deaf) {
-        warn_of_deafness(group, all, repetitions);
-    } else if (is_joined && news.error != 0) {
-        NETIO_WARNING_LIMITED(repetitions, "cannot join %s on %s: %s (%s)",
-                              LocatorText(group).get(), news.interfaces.get(),
-                              error_description(news.error), error_name(news.error));
+        return {group, all, false};
     }
+    return is_joined && news.error != 0 ? RefusalNews(group, news, true) : RefusalNews();
 }
 
 /** Where memory has run out it is said again. */
