@@ -51,6 +51,12 @@ NUVNetioRuntime::NUVNetioRuntime(const NUVNetioRuntimeProperty &property,
 }
 
 bool NUVNetioRuntime::open() {
+    constexpr const char *LOG_METHOD = "NUVNetioRuntime_new";
+    if (property_.watchInterfaces != 0 && property_.loop != &NUV_NETIO_LOOP_KERNEL) {
+        NETIO_ERROR("watchInterfaces is %d: with another loop than the kernel's allowed is 0",
+                    property_.watchInterfaces);
+        return false;
+    }
     if (!reactor.open(events, *property_.loop, *property_.clock)) {
         return false;
     }

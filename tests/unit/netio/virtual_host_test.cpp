@@ -283,6 +283,21 @@ TEST(VirtualHostCostTest, NoSocketNoThreadAndNoDescriptorIsOpened) {
     EXPECT_TRUE(network.sockets.empty());
 }
 
+TEST(VirtualHostsTest, KernelsEventsCannotBeFollowedByAnotherLoop) {
+    net::VirtualClock clock;
+    net::MemoryNetwork network;
+    net::ManualLoop loop(clock, network);
+    const net::Factories factories;
+    const NUVNetioLoop slots = loop.slots();
+    NUVNetioRuntimeProperty property = NUV_NETIO_RUNTIME_PROPERTY_DEFAULT;
+    property.loop = &slots;
+    const LogCapture log;
+    EXPECT_EQ(NUVNetioRuntime_new(&property, factories.threads, factories.workers), nullptr);
+    ASSERT_EQ(log.messages().size(), 1u);
+    EXPECT_EQ(log.messages()[0].text,
+              "watchInterfaces is 1: with another loop than the kernel's allowed is 0");
+}
+
 TEST(VirtualHostsTest, TwoHostsShareAClockAndANetwork) {
     net::VirtualClock clock;
     net::MemoryNetwork network;

@@ -27,13 +27,17 @@ struct NUVNetioRuntime;
 struct NUVNetioRuntimeProperty {
     /** Where interface addresses come from. */
     struct NUVNetioInterfaceSource interfaceSource;
-    /** Non-zero to follow the kernel's link and address events; where it can't: one warning. */
+    /**
+     * Non-zero to follow the kernel's link and address events; where it can't: one warning. 0 with
+     * another loop than the kernel's, which has no way to wait for them; whoever knows of changes
+     * calls NUVNetioRuntime_noteInterfaceEvent.
+     */
     int watchInterfaces;
     /** How long a burst of interface events may last before it is acted on. */
     struct NUVNtpTime interfaceSettleTime;
     /** The networks that there are, one of a class, in any order; null: none. Borrowed. */
     const struct NUVNetioTransport *transports[NUV_NETIO_TRANSPORTS_MAX];
-    /** What turns the runtime. With another than the kernel's watchInterfaces has to be 0. */
+    /** What turns the runtime. */
     const struct NUVNetioLoop *loop;
     /**
      * The time that events, pauses and limits of repetition go by; null: the monotonic clock, by
