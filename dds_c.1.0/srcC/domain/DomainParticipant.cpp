@@ -102,6 +102,19 @@ bool create_exclusive_areas(DDS_DomainParticipant *self) {
     return true;
 }
 
+/** An entry that is none, or one too many. */
+void refuse_allowed_interface(NUV_INT32 number, const char *entry, size_t length) {
+    const size_t shown = std::min(length, size_t{NUV_NETIO_INTERFACE_PATTERN_SIZE});
+    char forms[NUV_NETIO_INTERFACE_PATTERN_FORMS_SIZE];
+
+    NUVNetioInterfacePattern_listForms(forms, sizeof(forms));
+    DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
+                "property %s has '%.*s' as entry %d: allowed are up to %d entries, joined by ',': "
+                "%s",
+                name_of(Property::ALLOW_INTERFACES), static_cast<int>(shown), entry,
+                static_cast<int>(number), NUV_NETIO_ALLOWED_INTERFACES_MAX, forms);
+}
+
 /** Splits the interfaces of Property::ALLOW_INTERFACES into @p property. */
 bool read_allowed_interfaces(const DDS_PropertyQosPolicy *properties,
                              NUVNetioConfiguratorProperty *property) {
@@ -112,13 +125,9 @@ bool read_allowed_interfaces(const DDS_PropertyQosPolicy *properties,
     while (rest != nullptr && *rest != '\0') {
         const size_t length = strcspn(rest, ",");
 
-        if (property->allowedInterfaceCount == NUV_NETIO_ALLOWED_INTERFACES_MAX || length == 0 ||
-            length >= NUV_NETIO_INTERFACE_PATTERN_SIZE) {
-            DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
-                        "property %s is '%s': allowed are up to %d interface names or numeric "
-                        "addresses of 1 to %d characters, joined by ','",
-                        name_of(Property::ALLOW_INTERFACES), allowed->value,
-                        NUV_NETIO_ALLOWED_INTERFACES_MAX, NUV_NETIO_INTERFACE_PATTERN_SIZE - 1);
+        if (property->allowedInterfaceCount == NUV_NETIO_ALLOWED_INTERFACES_MAX ||
+            !NUVNetioInterfacePattern_isValid(rest, length)) {
+            refuse_allowed_interface(property->allowedInterfaceCount + 1, rest, length);
             return false;
         }
         char *const pattern = property->allowedInterfaces[property->allowedInterfaceCount];

@@ -49,17 +49,25 @@ TEST_F(AllowedInterfaces, AreAllWhereTheTextIsEmpty) {
         has(create_on(""), {"127.0.0.2", "127.0.0.3", "127.0.0.4", "127.0.0.5", "127.0.0.6"}));
 }
 
+struct Refused {
+    std::string value;
+    std::string entry; // as the error shows it
+    int number;
+};
+
 class NoAllowedInterfaces : public AllowedInterfaces,
-                            public testing::WithParamInterface<std::string> {};
+                            public testing::WithParamInterface<Refused> {};
 
 TEST_P(NoAllowedInterfaces, AreRefusedWithWhatIsAllowed) {
-    allow(GetParam());
+    allow(GetParam().value);
     EXPECT_EQ(create(), nullptr);
-    EXPECT_THAT(errors(),
-                ElementsAre("bad parameter: property dds.transport.allow_interfaces is '" +
-                            GetParam() +
-                            "': allowed are up to 32 interface names or numeric "
-                            "addresses of 1 to 63 characters, joined by ','"));
+    EXPECT_THAT(
+        errors(),
+        ElementsAre("bad parameter: property dds.transport.allow_interfaces has '" +
+                    GetParam().entry + "' as entry " + std::to_string(GetParam().number) +
+                    ": allowed are up to 32 entries, joined by ',': the name of an interface (1 to "
+                    "15 characters without '/', ':' and white space) and a numeric IPv4 or IPv6 "
+                    "address"));
 }
 
 std::string names(int count) {
@@ -70,9 +78,23 @@ std::string names(int count) {
     return text;
 }
 
-INSTANTIATE_TEST_SUITE_P(, NoAllowedInterfaces,
-                         testing::Values(",", ",test0", "test0,,test1", names(33),
-                                         "test0," + std::string(64, 'x')));
+INSTANTIATE_TEST_SUITE_P(
+    , NoAllowedInterfaces,
+    testing::Values(Refused{",", "", 1}, Refused{",test0", "", 1}, Refused{"test0,,test1", "", 2},
+                    Refused{names(33), "a", 33},
+                    Refused{"test0,sixteen-chars-ab,test1", "sixteen-chars-ab", 2},
+                    Refused{"192.0.2.0/24", "192.0.2.0/24", 1},
+                    Refused{"test0," + std::string(80, 'x'), std::string(64, 'x'), 2}));
+
+TEST_F(AllowedInterfaces, MayHaveNamesAsLongAsTheKernels) {
+    interfaces.set({{"fifteen-chars-a", {"127.0.0.2"}}});
+    EXPECT_TRUE(has(create_on("fifteen-chars-a"), {"127.0.0.2"}));
+}
+
+TEST_F(AllowedInterfaces, MayBeAddressesThatAreLongerThanNames) {
+    EXPECT_NE(create_on("test0,fd00:1111:2222:3333:4444:5555:6666:7777"), nullptr);
+    EXPECT_THAT(errors(), testing::IsEmpty());
+}
 
 TEST_F(AllowedInterfaces, MayBeAsManyAsIsSaid) {
     allow("test0," + names(31));

@@ -27,7 +27,17 @@ struct NUVNetioTransportInfo {
 
 /** The most entries of NUVNetioConfiguratorProperty.allowedInterfaces. */
 #define NUV_NETIO_ALLOWED_INTERFACES_MAX 32
+/** Room for any of them. */
 #define NUV_NETIO_INTERFACE_PATTERN_SIZE 64
+
+/** Non-zero for a text that may be such an entry; it then has room there. */
+int NUVNetioInterfacePattern_isValid(const char *text, size_t length);
+
+/** Room for the text below. */
+#define NUV_NETIO_INTERFACE_PATTERN_FORMS_SIZE 256
+
+/** Writes what an entry may be, as messages say it. */
+void NUVNetioInterfacePattern_listForms(char *text, size_t size);
 
 struct NUVNetioConfiguratorProperty {
     /** Aliases of the transports to register, "udpv4" and "udpv6"; none when it is empty. */

@@ -2,6 +2,7 @@
 #include "interface/allowedInterfaces.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <string_view>
 
@@ -67,12 +68,10 @@ bool AllowedInterfaces::read(const NUVNetioConfiguratorProperty &property) {
         const char *text = property.allowedInterfaces[count_];
         const std::string_view entry(text, strnlen(text, NUV_NETIO_INTERFACE_PATTERN_SIZE));
         if (!read_pattern(entry, &patterns_[count_])) {
-            char names[NUV_NETIO_TRANSPORTS_STRING_SIZE];
-            NUVNetioTransportClass_listAddressNames(names, sizeof names);
-            NETIO_ERROR("allowed interface '%.*s': allowed are the name of an interface (1 to %d "
-                        "characters without '/', ':' and white space) and a numeric %s address",
-                        static_cast<int>(entry.size()), entry.data(),
-                        static_cast<int>(sizeof(InterfacePattern::name) - 1), names);
+            char forms[NUV_NETIO_INTERFACE_PATTERN_FORMS_SIZE];
+            NUVNetioInterfacePattern_listForms(forms, sizeof forms);
+            NETIO_ERROR("allowed interface '%.*s': allowed are %s", static_cast<int>(entry.size()),
+                        entry.data(), forms);
             return false;
         }
     }
@@ -119,3 +118,18 @@ bool AllowedInterfaces::admits(const NUVNetioInterface &interface) const {
 }
 
 } // namespace netio
+
+int NUVNetioInterfacePattern_isValid(const char *text, size_t length) {
+    netio::InterfacePattern pattern{};
+    return static_cast<int>(length < NUV_NETIO_INTERFACE_PATTERN_SIZE &&
+                            netio::read_pattern({text, length}, &pattern));
+}
+
+void NUVNetioInterfacePattern_listForms(char *text, size_t size) {
+    char names[NUV_NETIO_TRANSPORTS_STRING_SIZE];
+    NUVNetioTransportClass_listAddressNames(names, sizeof names);
+    std::snprintf(text, size,
+                  "the name of an interface (1 to %d characters without '/', ':' and white space) "
+                  "and a numeric %s address",
+                  static_cast<int>(sizeof(netio::InterfacePattern::name) - 1), names);
+}
