@@ -2,6 +2,7 @@
 // in signal handlers.
 #include <cstdarg>
 #include <cstddef>
+#include <cstdint>
 
 #include <ifaddrs.h>
 #include <poll.h>
@@ -53,6 +54,9 @@ WRAP_SYSTEM(int, eventfd, (unsigned count, int flags), count, flags)
 WRAP_SYSTEM(int, signalfd, (int descriptor, const sigset_t *signals, int flags), descriptor,
             signals, flags)
 WRAP_SYSTEM(int, timerfd_create, (int clock, int flags), clock, flags)
+
+// std::chrono::steady_clock::now, by which the C++ library sets the end of a wait; in nanoseconds
+WRAP_SYSTEM(std::int64_t, _ZNSt6chrono3_V212steady_clock3nowEv, (void))
 
 WRAP_SYSTEM(int, getifaddrs, (ifaddrs * *out), out)
 WRAP_SYSTEM(void, freeifaddrs, (ifaddrs * list), list)

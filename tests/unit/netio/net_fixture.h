@@ -160,7 +160,9 @@ private:
 
 /**
  * The monotonic clock as the test wants it. Each reading is a nanosecond later than the one before,
- * so that everything takes some time. To be made before a runtime, whose thread reads it.
+ * so that everything takes some time. It is so far ahead of the kernel's that no timer comes by
+ * itself: a runtime does what is due when it is flushed, and nobody may sleep. To be made before a
+ * runtime, whose thread reads it.
  */
 class TestClock {
 public:
@@ -178,7 +180,7 @@ public:
     }
 
 private:
-    static inline std::atomic<NUV_INT64> now_{0};
+    static inline std::atomic<NUV_INT64> now_{1'000'000'000'000'000'000};
 
     NUVClock *const clock_ = NUVClock_getMonotonic();
     NUV_INT64 (*const former_)(const NUVClock *) = clock_->getNanoseconds;

@@ -5,6 +5,7 @@
 
 #include "net_fixture.h"
 #include "support/faults.h"
+#include "support/hurried_waits.h"
 #include "support/log_capture.h"
 
 namespace {
@@ -170,6 +171,7 @@ TEST(FailingWakeUpTest, RuntimeThatCannotBeWokenIsLeftAloneAfterOneErrorAndCanBe
     EXPECT_NE(NUVNetioRuntime_flush(runtime, &net::PLENTY), 0);
     {
         const LogCapture log;
+        const support::HurriedWaits hurried;
         faults::fail_every_call("write", EIO);
         EXPECT_EQ(NUVNetioRuntime_delete(runtime), 0);
         ASSERT_EQ(log.messages().size(), 1u);
@@ -202,6 +204,7 @@ TEST(BusyReactorTest, RuntimeThatDoesNotAnswerIsLeftAloneAfterOneError) {
     EXPECT_TRUE(net::eventually([&] { return task.started.load(); }));
     {
         const LogCapture log;
+        const support::HurriedWaits hurried;
         EXPECT_EQ(
             NUVEventActiveDatabase_cancelEvent(NUVNetioRuntime_getEventDatabase(runtime), &event),
             0);

@@ -5,6 +5,7 @@
 #include "../netio/net_fixture.h"
 #include "domain/DomainParticipant_internal.h"
 #include "following_fixture.h"
+#include "support/hurried_waits.h"
 
 using following::change_of;
 using following::default_port;
@@ -285,8 +286,11 @@ TEST_F(FollowingTest, ADeletionDuringAnUpdateThatGoesOnIsRefusedInTimeAndChanges
     interfaces.hold_updates();
     NUVEventActiveDatabase_postEvent(NUVNetioRuntime_getEventDatabase(runtime), &event, &now);
     EXPECT_TRUE(net::eventually([&] { return interfaces.has_held_update(); }));
-    EXPECT_EQ(DDS_DomainParticipantFactory_delete_participant(factory, participant),
-              DDS_RETCODE_ERROR);
+    {
+        const support::HurriedWaits hurried;
+        EXPECT_EQ(DDS_DomainParticipantFactory_delete_participant(factory, participant),
+                  DDS_RETCODE_ERROR);
+    }
     EXPECT_THAT(errors(), ElementsAre("the thread 'reactor' does not come to an end with the "
                                       "locators of a participant in domain 0"));
     interfaces.let_updates_go();

@@ -10,6 +10,7 @@
 
 #include "../netio/net_fixture.h"
 #include "fixture.h"
+#include "support/hurried_waits.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -208,6 +209,7 @@ TEST_F(ClosedDescriptors, DeletionComesBackAndTheEndOfTheFactorySaysWhatDoesNotA
                   close_all();
                   EXPECT_EQ(DDS_DomainParticipantFactory_delete_participant(factory, participant),
                             DDS_RETCODE_OK);
+                  const support::HurriedWaits hurried;
                   EXPECT_EQ(DDS_DomainParticipantFactory_finalize_instance(), DDS_RETCODE_TIMEOUT);
                   std::vector<std::string> errors;
                   for (const support::Message &message : log.messages()) {

@@ -65,8 +65,12 @@ protected:
         return DDS_DomainParticipant_update_locators(participant);
     }
 
-    bool comes_to_have(DDS_DomainParticipant *participant, const Texts &addresses) {
-        return net::eventually([&] { return has(participant, addresses); });
+    /** Lets time pass, with the tries that are due then. */
+    void pass(int seconds) {
+        constexpr NUV_INT64 NANOSECONDS_PER_SECOND = 1'000'000'000;
+
+        clock_.advance(seconds * NANOSECONDS_PER_SECOND);
+        flush();
     }
 
     /** All messages of a level, by text, with how often each came; of every thread. */
@@ -90,6 +94,9 @@ protected:
     static constexpr const char *INCOMPLETE =
         "the participant in domain 0 does not receive at all of its locators yet, which is tried "
         "again: ";
+
+private:
+    net::TestClock clock_;
 };
 
 TEST_F(Recovery, OfAnAddressWhosePortAStrangerHasComesWhenHeLeaves) {
@@ -99,7 +106,8 @@ TEST_F(Recovery, OfAnAddressWhosePortAStrangerHasComesWhenHeLeaves) {
     EXPECT_EQ(add_address(participant), DDS_RETCODE_OK); // which says nothing
     EXPECT_FALSE(has(participant, {"127.0.0.2", "127.0.0.3"}));
     stranger.reset();
-    EXPECT_TRUE(comes_to_have(participant, {"127.0.0.2", "127.0.0.3"}));
+    pass(1);
+    EXPECT_TRUE(has(participant, {"127.0.0.2", "127.0.0.3"}));
     EXPECT_FALSE(net::PlainSocket().bind_to("127.0.0.3", default_port()));
     EXPECT_FALSE(net::PlainSocket().bind_to("127.0.0.3", metatraffic_port()));
     EXPECT_TRUE(net::PlainSocket().bind_to("127.0.0.4", default_port())); // none but its own
@@ -116,12 +124,13 @@ TEST_F(Recovery, HasTheReasonAtTheLevelOfTheErrorOnceWhateverTheTries) {
     };
     EXPECT_EQ(counts(NUV_LOG_LEVEL_ERROR), errors_of_failure);
     const auto status = counts(NUV_LOG_LEVEL_LOCAL);
-    std::this_thread::sleep_for(std::chrono::milliseconds(1500)); // a try
+    pass(1);
     EXPECT_EQ(counts(NUV_LOG_LEVEL_ERROR), errors_of_failure);
     EXPECT_EQ(counts(NUV_LOG_LEVEL_LOCAL), status);
     EXPECT_EQ(counts(NUV_LOG_LEVEL_WARNING), (std::map<std::string, int>()));
     stranger.reset();
-    EXPECT_TRUE(comes_to_have(participant, {"127.0.0.2", "127.0.0.3"}));
+    pass(2);
+    EXPECT_TRUE(has(participant, {"127.0.0.2", "127.0.0.3"}));
     EXPECT_EQ(counts(NUV_LOG_LEVEL_ERROR), errors_of_failure);
     // The change is said once for the failure and once for the success.
     const std::string line =
@@ -144,8 +153,10 @@ TEST_F(Recovery, TellsTheListenerWhenItComes) {
     EXPECT_EQ(calls, 0);
     default_stranger.reset();
     metatraffic_stranger.reset();
-    EXPECT_TRUE(comes_to_have(participant, {"127.0.0.2", "127.0.0.3"}));
-    EXPECT_TRUE(net::eventually([&] { return calls == 1; }));
+    pass(1);
+    EXPECT_TRUE(has(participant, {"127.0.0.2", "127.0.0.3"}));
+    flush_callbacks();
+    EXPECT_EQ(calls, 1);
 }
 
 TEST_F(Recovery, OfAMomentWithoutDescriptorsComesSoon) {
@@ -161,7 +172,8 @@ TEST_F(Recovery, OfAMomentWithoutDescriptorsComesSoon) {
               (std::map<std::string, int>{{reason, 1},
                                           {"cannot set default unicast entryports", 1},
                                           {INCOMPLETE + reason, 1}}));
-    EXPECT_TRUE(comes_to_have(participant, {"127.0.0.2", "127.0.0.3"}));
+    pass(1);
+    EXPECT_TRUE(has(participant, {"127.0.0.2", "127.0.0.3"}));
 }
 
 TEST_F(Recovery, OfAPropertyThatCouldNotBePushedComesSoon) {
@@ -181,7 +193,8 @@ TEST_F(Recovery, OfAPropertyThatCouldNotBePushedComesSoon) {
     };
 
     EXPECT_FALSE(is_announced());
-    EXPECT_TRUE(net::eventually(is_announced));
+    pass(1);
+    EXPECT_TRUE(is_announced());
 }
 
 TEST_F(Recovery, IsNoLongerTriedForWhenTheAddressHasGone) {
@@ -190,11 +203,9 @@ TEST_F(Recovery, IsNoLongerTriedForWhenTheAddressHasGone) {
 
     EXPECT_EQ(add_address(participant), DDS_RETCODE_OK);
     interfaces.set(on_one_interface({"127.0.0.2"}));
-    EXPECT_TRUE(
-        net::eventually([&] { return !has(participant, {}) && has(participant, {"127.0.0.2"}); }));
     EXPECT_EQ(DDS_DomainParticipant_update_locators(participant), DDS_RETCODE_OK);
     log.clear();
-    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    pass(1);
     EXPECT_EQ(counts(NUV_LOG_LEVEL_ERROR), (std::map<std::string, int>()));
     EXPECT_TRUE(has(participant, {"127.0.0.2"}));
 }
@@ -209,8 +220,36 @@ TEST_F(Recovery, OfAPortThatTheSearchDidNotAskForComesToo) {
     EXPECT_THAT(errors(), ElementsAre("cannot set default unicast entryports",
                                       INCOMPLETE + taken(default_port())));
     stranger.reset();
-    EXPECT_TRUE(
-        net::eventually([&] { return !net::PlainSocket().bind_to("127.0.0.2", default_port()); }));
+    pass(1);
+    EXPECT_FALSE(net::PlainSocket().bind_to("127.0.0.2", default_port()));
+}
+
+TEST_F(Recovery, IsTriedForAfterAPauseThatIsTwiceAsLongEachTimeUpTo30Seconds) {
+    DDS_DomainParticipant *const participant = create_follower();
+    const StrangerAt stranger("127.0.0.3", default_port());
+
+    EXPECT_EQ(add_address(participant), DDS_RETCODE_OK);
+    for (const int pause : {1, 2, 4, 8, 16, 30, 30}) {
+        const int binds = faults::count("bind");
+
+        pass(pause - 1);
+        EXPECT_EQ(faults::count("bind"), binds) << pause;
+        pass(1);
+        EXPECT_GT(faults::count("bind"), binds) << pause;
+    }
+}
+
+TEST_F(Recovery, OfAShortageIsTriedForEverySecond) {
+    DDS_DomainParticipant *const participant = create_follower();
+
+    faults::fail_every_call("socket", EMFILE);
+    EXPECT_EQ(add_address(participant), DDS_RETCODE_OK);
+    for (int i = 0; i < 3; ++i) {
+        const int sockets = faults::count("socket");
+
+        pass(1);
+        EXPECT_GT(faults::count("socket"), sockets);
+    }
 }
 
 TEST_F(Recovery, EndsWithTheParticipant) {
@@ -248,14 +287,14 @@ TEST_F(RecoveryOfTheIndex, ThatIsFixedComesWhenTheStrangerLeavesWithoutAWordUnti
                   {"failed to enable: the participant gets no index in domain 0: " +
                        taken(metatraffic_port()),
                    1}}));
-    std::this_thread::sleep_for(std::chrono::milliseconds(1500)); // a try
+    pass(1);
     EXPECT_EQ(counts(NUV_LOG_LEVEL_ERROR), errors_of_failure);
     EXPECT_EQ(counts(NUV_LOG_LEVEL_WARNING), warnings);
     EXPECT_EQ(DDS_DomainParticipant_get_participant_index(participant), -1);
     stranger.reset();
-    EXPECT_TRUE(net::eventually(
-        [&] { return DDS_DomainParticipant_get_participant_index(participant) == 0; }));
-    EXPECT_TRUE(comes_to_have(participant, {"127.0.0.2"}));
+    pass(2);
+    EXPECT_EQ(DDS_DomainParticipant_get_participant_index(participant), 0);
+    EXPECT_TRUE(has(participant, {"127.0.0.2"}));
     EXPECT_EQ(counts(NUV_LOG_LEVEL_ERROR), errors_of_failure);
 }
 
@@ -266,8 +305,8 @@ TEST_F(RecoveryOfTheIndex, ThatIsChosenComesWhenDescriptorsAreBack) {
     EXPECT_EQ(add_address(participant), DDS_RETCODE_ERROR);
     faults::stop();
     EXPECT_EQ(counts(NUV_LOG_LEVEL_ERROR).size(), 3u); // the reason, no index, both
-    EXPECT_TRUE(net::eventually(
-        [&] { return DDS_DomainParticipant_get_participant_index(participant) == 0; }));
+    pass(1);
+    EXPECT_EQ(DDS_DomainParticipant_get_participant_index(participant), 0);
     EXPECT_EQ(counts(NUV_LOG_LEVEL_ERROR).size(), 3u);
 }
 
