@@ -423,16 +423,9 @@ void check_property(const Qos &qos, bool is_sound, Qos &again) {
     NUVOsapiHeap_freeArray(property.parameter.propertyList.data._buffer);
 }
 
-} // namespace
-
-/** Two QoS, divided by a line "other". */
-int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    constexpr std::string_view OTHER = "other\n";
-    const fuzz::HeapBalance balance;
-    const std::string text = fuzz::text_of(data, size);
-    const std::size_t division = text.find(OTHER);
-    OwnedQos left(text.substr(0, division));
-    OwnedQos right(division == std::string::npos ? text : text.substr(division + OTHER.size()));
+void check(std::string_view left_text, std::string_view right_text) {
+    OwnedQos left(left_text);
+    OwnedQos right(right_text);
 
     check_values(left.qos, right.qos);
     const bool is_left_sound = check_consistency(left.qos);
@@ -440,5 +433,23 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     const fuzz::Messages messages; // those of the conversion go no further
     check_property(left.qos, is_left_sound, right.qos);
     check_property(right.qos, is_left_sound && is_right_sound, left.qos);
+}
+
+} // namespace
+
+/** Several QoS, divided by lines "other": each is looked at beside the next. One is its own next.
+ */
+int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    constexpr std::string_view OTHER = "other\n";
+    const fuzz::HeapBalance balance;
+    const std::string text = fuzz::text_of(data, size);
+    std::string_view next = text;
+    std::size_t division = next.find(OTHER);
+    do {
+        const std::string_view one = next.substr(0, division);
+        next.remove_prefix(division == std::string_view::npos ? 0 : division + OTHER.size());
+        division = next.find(OTHER);
+        check(one, next.substr(0, division));
+    } while (division != std::string_view::npos);
     return 0;
 }
