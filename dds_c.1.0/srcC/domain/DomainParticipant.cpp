@@ -18,6 +18,7 @@
 #include "qos/transportBuiltin.h"
 #include "qos/unusedSettings.h"
 #include "reda/reda_exclusiveArea.h"
+#include "reda/reda_string.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
@@ -141,6 +142,17 @@ bool read_allowed_interfaces(const DDS_PropertyQosPolicy *properties,
     return true;
 }
 
+/** The value of a property that has been checked, which fits @p out; without it, that stays. */
+void read_number(const DDS_PropertyQosPolicy *properties, Property property, NUV_UINT8 *out) {
+    const DDS_Property_t *given =
+        DDS_PropertyQosPolicyHelper_lookup_property(properties, name_of(property));
+    NUV_UINT32 number = 0;
+
+    if (given != nullptr && REDAString_strToUnsignedLong(given->value, &number)) {
+        *out = static_cast<NUV_UINT8>(number);
+    }
+}
+
 bool create_configurator(DDS_DomainParticipant *self, REDAWorker *worker) {
     NUVNetioConfiguratorProperty property = NUV_NETIO_CONFIGURATOR_PROPERTY_DEFAULT;
     property.transports.aliases[0] = '\0';
@@ -153,6 +165,8 @@ bool create_configurator(DDS_DomainParticipant *self, REDAWorker *worker) {
     if (!read_allowed_interfaces(&self->qos.property, &property)) {
         return false;
     }
+    read_number(&self->qos.property, Property::MULTICAST_TTL, &property.sending.multicastTtl);
+    read_number(&self->qos.property, Property::DSCP, &property.sending.dscp);
     self->configurator = NUVNetioConfigurator_new(&property, self->resources.runtime, worker);
     return self->configurator != nullptr;
 }

@@ -13,11 +13,14 @@
 #include <iterator>
 
 #include "commend/commend_facadeProperty.h"
+#include "netio/netio_transport.h"
 #include "pres/pres_locatorPolicy.h"
 
 /** The properties, in the order of their rows. */
 enum class Property {
     ALLOW_INTERFACES,
+    MULTICAST_TTL,
+    DSCP,
     MAX_LOCATOR_LIST_SIZE,
     RECEIVE_TIMEOUT,
     RECEIVE_TRACKED_PORTS,
@@ -69,6 +72,16 @@ constexpr PropertyRow PROPERTIES[] = {
     {Property::ALLOW_INTERFACES, "dds.transport.allow_interfaces",
      PropertyRow::Kind::TEXT, PropertyRow::Reader::ENCLOSING_PARTICIPANT, 0, 0, 0,
      "names or addresses joined by `,`", "use these interfaces only"},
+
+    {Property::MULTICAST_TTL, "dds.transport.multicast_ttl",
+     PropertyRow::Kind::NUMBER, PropertyRow::Reader::ENCLOSING_PARTICIPANT,
+     NUV_NETIO_MULTICAST_TTL_MAX, 0, 0,
+     "0 to 255", "time to live of what goes to a group; 1 unless given: no router passes it on"},
+
+    {Property::DSCP, "dds.transport.dscp",
+     PropertyRow::Kind::NUMBER, PropertyRow::Reader::ENCLOSING_PARTICIPANT,
+     NUV_NETIO_DSCP_MAX, 0, 0,
+     "0 to 63", "class of service of what is sent; 0 unless given"},
 
     {Property::MAX_LOCATOR_LIST_SIZE, "dds.domain_participant.max_announced_locator_list_size",
      PropertyRow::Kind::NUMBER, PropertyRow::Reader::PRESENTATION_HALF, PRES_LOCATOR_LIST_MAX, 0, 0,

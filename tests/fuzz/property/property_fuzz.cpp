@@ -145,6 +145,8 @@ private:
             {"domain_participant.max_announced_locator_list_size", 16},
             {"domain_participant.asynchronous_publisher_thread_destruction_timeout", 60},
             {"participant.directed_write_serialization_kind", 2},
+            {"transport.multicast_ttl", 255},
+            {"transport.dscp", 63},
         };
         static constexpr const char *BOOLEANS[] = {
             "participant.use_45d_compatible_alignment_enforcement",

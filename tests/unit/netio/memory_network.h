@@ -47,7 +47,7 @@ public:
                 join,
                 leave,
                 receive,
-                open_socket,
+                [](void *param, const NUVNetioSendOptions *) { return open_socket(param); },
                 send,
                 close,
                 this};

@@ -305,7 +305,7 @@ private:
 
 inline NUVNetioConfiguratorProperty
 configurator_property(const char *transports, const std::vector<const char *> &allowed) {
-    NUVNetioConfiguratorProperty property{};
+    NUVNetioConfiguratorProperty property = NUV_NETIO_CONFIGURATOR_PROPERTY_DEFAULT;
     std::strncpy(property.transports.aliases, transports, sizeof property.transports.aliases - 1);
     for (const char *entry : allowed) {
         std::strncpy(property.allowedInterfaces[property.allowedInterfaceCount++], entry,

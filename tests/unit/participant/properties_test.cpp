@@ -3,6 +3,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "../netio/net_fixture.h"
+#include "domain/CallWorker.h"
+#include "domain/DomainParticipant_internal.h"
 #include "fixture.h"
 
 using testing::ElementsAre;
@@ -21,6 +24,29 @@ protected:
                   DDS_RETCODE_OK);
     }
 };
+
+TEST_F(ParticipantProperties, SayHowWhatIsSentTravels) {
+    add("dds.transport.multicast_ttl", "255");
+    add("dds.transport.dscp", "63");
+    DDS_DomainParticipant *participant = create();
+    ASSERT_NE(participant, nullptr);
+    int ttl = -1;
+    int traffic_class = -1;
+    faults::replace("sendmsg", [&](int socket, const msghdr *, int) -> ssize_t {
+        socklen_t length = sizeof ttl;
+        getsockopt(socket, IPPROTO_IP, IP_MULTICAST_TTL, &ttl, &length);
+        length = sizeof traffic_class;
+        getsockopt(socket, IPPROTO_IP, IP_TOS, &traffic_class, &length);
+        return 0;
+    });
+    CallWorker worker(participant->resources.workerFactory);
+    const NUVNetioLocator locator = net::locator("127.0.0.1:7410");
+    EXPECT_NE(
+        NUVNetioConfigurator_send(participant->configurator, &locator, nullptr, 0, worker.get()),
+        0);
+    EXPECT_EQ(ttl, 255);
+    EXPECT_EQ(traffic_class, 252);
+}
 
 struct BadValue {
     const char *name;
@@ -60,6 +86,9 @@ INSTANTIATE_TEST_SUITE_P(
         BadValue{LIST_SIZE, "abc", "a number from 0 to 16"},
         BadValue{LIST_SIZE, "8 of them", "a number from 0 to 16"},
         BadValue{LIST_SIZE, "4294967297", "a number from 0 to 16"},
+        BadValue{"dds.transport.multicast_ttl", "256", "a number from 0 to 255"},
+        BadValue{"dds.transport.dscp", "64", "a number from 0 to 63"},
+        BadValue{"dds.transport.dscp", "EF", "a number from 0 to 63"},
         BadValue{THREAD_TIMEOUT, "61", "a number from 0 to 60"},
         BadValue{THREAD_TIMEOUT, "", "a number from 0 to 60"}));
 

@@ -49,6 +49,7 @@ struct NUVNetioConfiguratorProperty {
      */
     NUV_INT32 allowedInterfaceCount;
     char allowedInterfaces[NUV_NETIO_ALLOWED_INTERFACES_MAX][NUV_NETIO_INTERFACE_PATTERN_SIZE];
+    struct NUVNetioSendOptions sending;
 };
 
 /** UDPv4 on all interfaces. */

@@ -80,6 +80,21 @@ struct NUVNetioDatagram {
     NUV_UINT32 interfaceIndex; /**< that it arrived on, when it was sent to a group; 0: unknown */
 };
 
+/** How what is sent travels. */
+struct NUVNetioSendOptions {
+    /** Time to live of what goes to a group: 0 stays on the host, 1 on its links. */
+    NUV_UINT8 multicastTtl;
+    /** Class of service of all that is sent, 0 to NUV_NETIO_DSCP_MAX (RFC 2474). */
+    NUV_UINT8 dscp;
+};
+
+#define NUV_NETIO_MULTICAST_TTL_MAX 255
+#define NUV_NETIO_DSCP_MAX 63
+
+/** On the links only, without a class of service. */
+#define NUV_NETIO_SEND_OPTIONS_DEFAULT                                                             \
+    { 1, 0 }
+
 /**
  * @brief A network: what opens the sockets of one class of transports.
  *
@@ -117,7 +132,7 @@ struct NUVNetioTransport {
     int (*receive)(void *param, NUVNetioSocket_t socket, NUV_UINT8 *buffer, NUV_UINT32 size,
                    struct NUVNetioDatagram *out);
     /** A socket to send from. */
-    NUVNetioSocket_t (*openSender)(void *param);
+    NUVNetioSocket_t (*openSender)(void *param, const struct NUVNetioSendOptions *options);
     /**
      * Sends one datagram, over an interface or, when @p interfaceIndex is 0, by the routes.
      * @param mayWait non-zero: up to 100 ms for room; EAGAIN when there is none.

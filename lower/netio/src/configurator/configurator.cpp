@@ -40,7 +40,8 @@ bool check_aliases(const NUVNetioAliasList &aliases) {
 
 } // namespace
 
-const NUVNetioConfiguratorProperty NUV_NETIO_CONFIGURATOR_PROPERTY_DEFAULT = {{"udpv4"}, 0, {}};
+const NUVNetioConfiguratorProperty NUV_NETIO_CONFIGURATOR_PROPERTY_DEFAULT = {
+    {"udpv4"}, 0, {}, NUV_NETIO_SEND_OPTIONS_DEFAULT};
 
 NUVNetioConfigurator::~NUVNetioConfigurator() {
     REDAWeakReferenceManager_delete(handles);
@@ -49,7 +50,7 @@ NUVNetioConfigurator::~NUVNetioConfigurator() {
 bool NUVNetioConfigurator::open(const NUVNetioConfiguratorProperty &property) {
     constexpr const char *LOG_METHOD = "NUVNetioConfigurator_new";
     if (!check_aliases(property.transports) || !allowed.read(property) ||
-        !register_transports(property.transports)) {
+        !register_transports(property.transports, property.sending)) {
         return false;
     }
     snapshot_ = runtime->acquire_interfaces();
@@ -61,7 +62,8 @@ bool NUVNetioConfigurator::open(const NUVNetioConfiguratorProperty &property) {
     return true;
 }
 
-bool NUVNetioConfigurator::register_transports(const NUVNetioAliasList &wanted) {
+bool NUVNetioConfigurator::register_transports(const NUVNetioAliasList &wanted,
+                                               const NUVNetioSendOptions &sending) {
     constexpr const char *LOG_METHOD = "NUVNetioConfigurator_new";
     handles = REDAWeakReferenceManager_new();
     bool ok = handles != nullptr;
@@ -69,7 +71,7 @@ bool NUVNetioConfigurator::register_transports(const NUVNetioAliasList &wanted) 
         const NUVNetioTransportClass &its_class = *NUVNetioTransportClass_get(i);
         const NUVNetioTransport *network = runtime->find_network(its_class);
         if (network != nullptr && NUVNetioAliasList_contains(&wanted, its_class.alias) != 0) {
-            ok = ok && register_transport(*network);
+            ok = ok && register_transport(*network, sending);
         }
     }
     if (!ok) {
@@ -78,8 +80,10 @@ bool NUVNetioConfigurator::register_transports(const NUVNetioAliasList &wanted) 
     return ok;
 }
 
-bool NUVNetioConfigurator::register_transport(const NUVNetioTransport &network) {
-    Transport &transport = transports[static_cast<size_t>(transport_count)].emplace(network);
+bool NUVNetioConfigurator::register_transport(const NUVNetioTransport &network,
+                                              const NUVNetioSendOptions &sending) {
+    Transport &transport =
+        transports[static_cast<size_t>(transport_count)].emplace(network, sending);
     ++transport_count;
     NUVNetioAliasList_add(&aliases, network.transportClass->alias);
     return REDAWeakReferenceManager_createReference(handles, &transport, &transport.handle) != 0;

@@ -18,9 +18,9 @@ namespace netio {
 
 /** One registered transport. */
 struct Transport {
-    explicit Transport(const NUVNetioTransport &its_network)
+    Transport(const NUVNetioTransport &its_network, const NUVNetioSendOptions &sending)
         : network(its_network), classid(its_network.transportClass->classid), spare(its_network),
-          sender(its_network) {}
+          sender(its_network, sending) {}
 
     const NUVNetioTransport &network;
     const KOLS_Transport_ClassId_t classid;
@@ -67,8 +67,8 @@ public:
     REDAWeakReferenceManager *handles = nullptr; // their referents are the transports
 
 private:
-    bool register_transports(const NUVNetioAliasList &wanted);
-    bool register_transport(const NUVNetioTransport &network);
+    bool register_transports(const NUVNetioAliasList &wanted, const NUVNetioSendOptions &sending);
+    bool register_transport(const NUVNetioTransport &network, const NUVNetioSendOptions &sending);
 
     std::mutex mutex_; // guards what follows
     netio::HeldSnapshot snapshot_;

@@ -66,7 +66,7 @@ NUVNetioSocket_t Sender::get_or_open() {
     if (socket != NUV_NETIO_SOCKET_NONE) {
         return socket;
     }
-    Socket opened(transport_, transport_.openSender(transport_.param));
+    Socket opened(transport_, transport_.openSender(transport_.param, &options_));
     if (!opened.is_open()) {
         return NUV_NETIO_SOCKET_NONE;
     }

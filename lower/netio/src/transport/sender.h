@@ -14,7 +14,8 @@ namespace netio {
 /** Has a socket that is opened for the first message and kept. Thread-safe. */
 class Sender {
 public:
-    explicit Sender(const NUVNetioTransport &transport) : transport_(transport) {}
+    Sender(const NUVNetioTransport &transport, const NUVNetioSendOptions &options)
+        : transport_(transport), options_(options) {}
     ~Sender() {
         const Socket closed(transport_, socket_.load());
     }
@@ -40,6 +41,7 @@ private:
                    bool may_wait) const;
 
     const NUVNetioTransport &transport_;
+    const NUVNetioSendOptions options_;
     std::atomic<NUVNetioSocket_t> socket_{NUV_NETIO_SOCKET_NONE};
 };
 

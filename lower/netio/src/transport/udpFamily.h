@@ -26,6 +26,11 @@ bool set_option(int socket, int level, int option, const Value &value) {
     return setsockopt(socket, level, option, &value, sizeof value) == 0;
 }
 
+/** What an IP header has for a class of service: the lowest two bits are not part of it. */
+constexpr int traffic_class_of(const NUVNetioSendOptions &options) {
+    return options.dscp << 2;
+}
+
 /** Makes the one control message of a header, which has CONTROL_SIZE bytes for it. */
 template <typename Info>
 void set_control(msghdr *header, int level, int type, const Info &info) {
@@ -59,6 +64,7 @@ public:
     virtual bool set_own_options(int socket) const = 0;
     /** Lets a socket receive only what it has joined, and tell which interface that came by. */
     virtual bool set_group_options(int socket) const = 0;
+    virtual bool set_sender_options(int socket, const NUVNetioSendOptions &options) const = 0;
     virtual bool change_membership(int socket, const KOLS_Transport_Address_t &group,
                                    NUV_UINT32 interface_index, bool joins) const = 0;
 

@@ -127,11 +127,14 @@ int receive(void *param, NUVNetioSocket_t socket, NUV_UINT8 *buffer, NUV_UINT32 
     return 1;
 }
 
-NUVNetioSocket_t open_sender(void *param) {
+NUVNetioSocket_t open_sender(void *param, const NUVNetioSendOptions *options) {
+    const UdpFamily &family = family_of(param);
     // A full send buffer makes a sender wait rather than lose a message, though not for a stuck
     // link.
-    Descriptor opened = open_socket(family_of(param), 0);
-    if (opened.is_open() && !set_option(opened.get(), SOL_SOCKET, SO_SNDTIMEO, LONGEST_SEND_WAIT)) {
+    Descriptor opened = open_socket(family, 0);
+    if (opened.is_open() &&
+        !(set_option(opened.get(), SOL_SOCKET, SO_SNDTIMEO, LONGEST_SEND_WAIT) &&
+          family.set_sender_options(opened.get(), *options))) {
         give_up(&opened);
     }
     return opened.take();

@@ -20,7 +20,7 @@ int leave(void *param, NUVNetioSocket_t socket, const NUVNetioLocator *group,
           NUV_UINT32 interface_index);
 int receive(void *param, NUVNetioSocket_t socket, NUV_UINT8 *buffer, NUV_UINT32 size,
             NUVNetioDatagram *out);
-NUVNetioSocket_t open_sender(void *param);
+NUVNetioSocket_t open_sender(void *param, const NUVNetioSendOptions *options);
 int send(void *param, NUVNetioSocket_t socket, const NUVNetioLocator *destination,
          NUV_UINT32 interface_index, const NUV_UINT8 *data, NUV_UINT32 length, int may_wait);
 void close(void *param, NUVNetioSocket_t socket);

@@ -78,6 +78,10 @@ public:
         return set_option(socket, IPPROTO_IP, IP_MULTICAST_ALL, 0) &&
                set_option(socket, IPPROTO_IP, IP_PKTINFO, 1);
     }
+    bool set_sender_options(int socket, const NUVNetioSendOptions &options) const override {
+        return set_option(socket, IPPROTO_IP, IP_MULTICAST_TTL, int{options.multicastTtl}) &&
+               set_option(socket, IPPROTO_IP, IP_TOS, traffic_class_of(options));
+    }
     bool change_membership(int socket, const KOLS_Transport_Address_t &group,
                            NUV_UINT32 interface_index, bool joins) const override {
         ip_mreqn request{};
