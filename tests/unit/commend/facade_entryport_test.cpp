@@ -462,25 +462,24 @@ TEST_F(FacadeEntryportTest, ParticipantsPortsCostNoMoreCallsThanTheyNeed) {
 
 TEST_F(FacadeEntryportTest, EachAllocationThatFailsLeavesThePortFreeAndNothingBehind) {
     const faults::Guard guard;
-    for (int nth = 1; nth < 100; ++nth) {
-        Facade fresh(runtime);
-        const LogCapture log;
-        faults::fail_allocation(nth);
-        const bool added = fresh.add(unicast(), &reference);
-        if (!faults::happened()) {
-            EXPECT_TRUE(added);
-            EXPECT_EQ(nth, 5); // entryport, slots, resource, socket
-            return;
-        }
-        EXPECT_FALSE(added);
-        EXPECT_EQ(REDAWeakReference_isHeld(&reference), 0);
-        EXPECT_EQ(log.messages().size(), 1u);
-        EXPECT_EQ(log.messages()[0].level, NUV_LOG_LEVEL_ERROR);
-        EXPECT_FALSE(fresh.is_active());
-        EXPECT_TRUE(net::is_free(port));
-        EXPECT_TRUE(fresh.add(unicast(), &reference)); // and the next try succeeds
-    }
-    FAIL() << "it never succeeded";
+    std::optional<Facade> fresh;
+    LogCapture log;
+    EXPECT_EQ(faults::fail_each(
+                  [&](int nth) {
+                      fresh.emplace(runtime);
+                      log.clear();
+                      faults::fail_allocation(nth);
+                  },
+                  [&] { return fresh->add(unicast(), &reference); },
+                  [&] {
+                      EXPECT_EQ(REDAWeakReference_isHeld(&reference), 0);
+                      EXPECT_EQ(log.messages().size(), 1u);
+                      EXPECT_EQ(log.messages()[0].level, NUV_LOG_LEVEL_ERROR);
+                      EXPECT_FALSE(fresh->is_active());
+                      EXPECT_TRUE(net::is_free(port));
+                      EXPECT_TRUE(fresh->add(unicast(), &reference)); // and the next try succeeds
+                  }),
+              4); // entryport, slots, resource, socket
 }
 
 TEST_F(FacadeEntryportTest, SharingFailsWithoutMemoryForTheReference) {
@@ -522,25 +521,16 @@ TEST_F(FacadeEntryportTest, EachAllocationOfCreationThatFailsGivesNullOneErrorAn
     COMMENDActiveFacadeProperty property = COMMEND_ACTIVE_FACADE_PROPERTY_DEFAULT;
     char ports[] = "7410,7412-7420";
     property.parent.receiver.processMessageTimeBasedLoggingExplicitPorts = ports;
-    for (int nth = 1; nth < 100; ++nth) {
-        const net::Held before;
-        const LogCapture log;
-        faults::fail_allocation(nth);
-        COMMENDFacade *made =
-            COMMENDFacade_new(&property, facade.configurator.self, runtime.worker());
-        if (!faults::happened()) {
-            EXPECT_NE(made, nullptr);
-            EXPECT_GE(nth, 5);
-            EXPECT_NE(COMMENDFacade_delete(made, runtime.worker()), 0);
-            EXPECT_EQ(net::Held(), before);
-            return;
-        }
-        EXPECT_EQ(made, nullptr);
-        EXPECT_EQ(log.messages().size(), 1u);
-        EXPECT_EQ(log.messages()[0].level, NUV_LOG_LEVEL_ERROR);
-        EXPECT_EQ(net::Held(), before);
-    }
-    FAIL() << "it never succeeded";
+    EXPECT_GE(net::fail_each_in_making(
+                  faults::fail_allocation,
+                  [&] {
+                      return COMMENDFacade_new(&property, facade.configurator.self,
+                                               runtime.worker());
+                  },
+                  [&](COMMENDFacade *made) {
+                      EXPECT_NE(COMMENDFacade_delete(made, runtime.worker()), 0);
+                  }),
+              4);
 }
 
 } // namespace

@@ -32,7 +32,9 @@
 #include "netio/event_activeDatabase.h"
 #include "netio/netio_configurator.h"
 #include "osapi/osapi_heap.h"
+#include "support/fault_loop.h"
 #include "support/faults.h"
+#include "support/log_capture.h"
 #include "support/ports.h"
 
 namespace net {
@@ -81,6 +83,28 @@ struct Held {
 
 inline std::ostream &operator<<(std::ostream &out, const Held &held) {
     return out << held.blocks << " blocks, " << held.descriptors << " descriptors";
+}
+
+/**
+ * Has one thing after the other fail that making something takes, which then gives null and one
+ * error, and leaves nothing; so does what is made in the end when it is released.
+ */
+template <typename Ask, typename Make, typename Release>
+int fail_each_in_making(Ask ask, Make make, Release release) {
+    support::LogCapture log;
+    const Held before;
+    return faults::fail_each(ask, make, [&](auto *made, const std::string &failed) {
+        EXPECT_EQ(made == nullptr, !failed.empty()) << failed;
+        if (made != nullptr) {
+            release(made);
+        }
+        EXPECT_EQ(Held(), before) << failed;
+        EXPECT_EQ(log.messages().size(), failed.empty() ? 0u : 1u) << failed;
+        for (const support::Message &message : log.messages()) {
+            EXPECT_EQ(message.level, NUV_LOG_LEVEL_ERROR) << failed;
+        }
+        log.clear();
+    });
 }
 
 inline NUVNetioLocator locator(const char *text) {

@@ -818,41 +818,30 @@ TEST(ReceiveResourceV6Test, GroupIsReceived) {
 // ---- failures
 
 /** Fails one thing after the other until opening succeeds; says how many failures there were. */
-int count_failures(const std::function<void(int)> &fail_nth, const net::Runtime &runtime,
-                   const net::Configurator &configurator, const NUVNetioLocator &locator) {
+template <typename Ask>
+int count_failures(Ask ask, const net::Runtime &runtime, const net::Configurator &configurator,
+                   const NUVNetioLocator &locator) {
+    LogCapture log;
     net::Inbox inbox;
-    for (int nth = 1; nth < 100; ++nth) {
-        const net::Held before;
-        const LogCapture log;
-        fail_nth(nth);
-        NUVNetioReceiveResource *resource = open_at(configurator, runtime, locator, inbox);
-        const bool happened = faults::happened();
-        faults::clear();
-        if (!happened) {
-            EXPECT_NE(resource, nullptr);
-            EXPECT_EQ(inbox.closed(), 0);
-            inbox.release(resource, runtime.worker());
-            EXPECT_EQ(net::Held().blocks, before.blocks);
-            EXPECT_LE(net::Held().descriptors, before.descriptors);
-            return nth - 1;
-        }
-        if (resource != nullptr) { // a refused join or leave
-            EXPECT_NE(NUVNetioLocator_isMulticast(&locator), 0);
-            EXPECT_EQ(log.messages().size(), 1u);
-            EXPECT_EQ(log.messages()[0].level, NUV_LOG_LEVEL_WARNING);
-            inbox.release(resource, runtime.worker());
-            EXPECT_TRUE(inbox.wait_for_close());
-            return nth; // the last call there is
-        }
-        EXPECT_TRUE(runtime.flush());
-        EXPECT_EQ(log.messages().size(), 1u);
-        EXPECT_EQ(log.messages()[0].level, NUV_LOG_LEVEL_ERROR);
-        EXPECT_LE(net::Held().descriptors, before.descriptors + 1); // an unbound one is kept
-        EXPECT_EQ(net::Held().blocks, before.blocks);
-        EXPECT_TRUE(net::is_free(locator.port));
-    }
-    ADD_FAILURE() << "it never succeeded";
-    return 0;
+    const net::Held before;
+    return faults::fail_each(
+        ask, [&] { return open_at(configurator, runtime, locator, inbox); },
+        [&](NUVNetioReceiveResource *resource, const std::string &failed) {
+            const NUV_UINT32 level =
+                resource == nullptr ? NUV_LOG_LEVEL_ERROR : NUV_LOG_LEVEL_WARNING; // of a join
+            EXPECT_TRUE(runtime.flush());
+            EXPECT_EQ(log.messages().size(), failed.empty() ? 0u : 1u) << failed;
+            EXPECT_TRUE(failed.empty() || log.messages()[0].level == level) << failed;
+            if (resource != nullptr) {
+                EXPECT_TRUE(failed.empty() || NUVNetioLocator_isMulticast(&locator) != 0);
+                inbox.release(resource, runtime.worker());
+                EXPECT_TRUE(inbox.wait_for_close());
+            }
+            EXPECT_LE(net::Held().descriptors, before.descriptors + 1); // an unbound one is kept
+            EXPECT_EQ(net::Held().blocks, before.blocks) << failed;
+            EXPECT_TRUE(net::is_free(locator.port)) << failed;
+            log.clear();
+        });
 }
 
 TEST_F(ReceiveResourceTest, EachAllocationThatFailsGivesNullOneErrorAndLeavesNothing) {

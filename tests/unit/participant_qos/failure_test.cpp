@@ -1,6 +1,9 @@
 // Every allocation and every call of a lower layer fails in turn, until the operation goes through.
+#include <functional>
+
 #include "domain/DomainParticipant_internal.h"
 #include "fixture.h"
+#include "support/fault_loop.h"
 #include "support/recorder.h"
 
 namespace {
@@ -8,8 +11,6 @@ namespace {
 using support::Blocks;
 using support::HeapWatch;
 using support::Recorder;
-
-constexpr int TRIES_MAX = 1000;
 
 /** A participant with something in every part of its QoS that may change. */
 class Failure : public ParticipantQos {
@@ -44,134 +45,88 @@ protected:
         log.clear();
     }
 
+    const faults::Guard guard;
     Qos former;
+    const std::function<DDS_ReturnCode_t()> getting = [this] { return get(); };
+    const std::function<DDS_ReturnCode_t()> setting = [this] { return set(); };
 };
 
 // ---- get_qos
 
 TEST_F(Failure, OfAnyAllocationWhileGettingTheQosIsAnErrorAndLeavesNothing) {
-    for (int nth = 1; nth < TRIES_MAX; ++nth) {
-        DDS_DomainParticipantQos_finalize(out.get());
-        log.clear();
-        const HeapWatch before;
-        Recorder recorder;
-        recorder.failAllocation(nth);
-        const DDS_ReturnCode_t result = get();
-        const std::string failed = recorder.failed();
-        recorder.clearFaults();
-        if (failed.empty()) {
-            EXPECT_EQ(result, DDS_RETCODE_OK);
-            EXPECT_TRUE(out == former);
-            EXPECT_GT(nth, 10);
-            return;
-        }
-        EXPECT_NE(result, DDS_RETCODE_OK) << failed << ", attempt " << nth;
-        EXPECT_FALSE(errors().empty()) << failed;
-        DDS_DomainParticipantQos_finalize(out.get());
-        EXPECT_EQ(before.change(), Blocks()) << failed;
-    }
-    FAIL() << "there is no end of allocations";
+    DDS_DomainParticipantQos_finalize(out.get());
+    const HeapWatch before;
+    EXPECT_GT(faults::fail_each_allocation(getting,
+                                           [&](DDS_ReturnCode_t result, const std::string &failed) {
+                                               EXPECT_EQ(result == DDS_RETCODE_OK, failed.empty())
+                                                   << failed;
+                                               EXPECT_EQ(errors().empty(), failed.empty())
+                                                   << failed;
+                                               EXPECT_TRUE(!failed.empty() || out == former);
+                                               DDS_DomainParticipantQos_finalize(out.get());
+                                               EXPECT_EQ(before.change(), Blocks()) << failed;
+                                               log.clear();
+                                           }),
+              9);
 }
 
 TEST_F(Failure, OfAnyAllocationWhileGettingTheQosLeavesTheParticipantAlone) {
-    for (int nth = 1; nth < TRIES_MAX; ++nth) {
-        Recorder recorder;
-        recorder.failAllocation(nth);
-        (void)get();
-        const std::string failed = recorder.failed();
-        recorder.clearFaults();
-        expectQos(former);
-        if (failed.empty()) {
-            return;
-        }
-    }
-    FAIL() << "there is no end of allocations";
+    faults::fail_each_allocation(getting,
+                                 [&](DDS_ReturnCode_t, const std::string &) { expectQos(former); });
 }
 
 // ---- set_qos
 
 TEST_F(Failure, OfAnyAllocationWhileSettingTheQosIsAnErrorWithAReason) {
     changeAll();
-    for (int nth = 1; nth < TRIES_MAX; ++nth) {
-        Recorder recorder;
-        recorder.failAllocation(nth);
-        const DDS_ReturnCode_t result = set();
-        const std::string failed = recorder.failed();
-        recorder.clearFaults();
-        if (failed.empty()) {
-            EXPECT_EQ(result, DDS_RETCODE_OK);
-            expectQos(qos);
-            EXPECT_GT(nth, 10);
-            return;
-        }
-        EXPECT_TRUE(result == DDS_RETCODE_OUT_OF_RESOURCES || result == DDS_RETCODE_ERROR)
-            << failed << ", attempt " << nth << ": " << result;
-        EXPECT_FALSE(errors().empty()) << failed;
-        setBack();
-    }
-    FAIL() << "there is no end of allocations";
+    EXPECT_GT(faults::fail_each_allocation(
+                  setting,
+                  [&](DDS_ReturnCode_t result, const std::string &failed) {
+                      EXPECT_EQ(result == DDS_RETCODE_OK, failed.empty()) << failed;
+                      EXPECT_TRUE(failed.empty() || result == DDS_RETCODE_OUT_OF_RESOURCES ||
+                                  result == DDS_RETCODE_ERROR)
+                          << failed << ": " << result;
+                      EXPECT_EQ(errors().empty(), failed.empty()) << failed;
+                      setBack();
+                  }),
+              9);
 }
 
 TEST_F(Failure, OfAnyAllocationWhileSettingTheQosLeavesTheOldOneWhole) {
     changeAll();
-    for (int nth = 1; nth < TRIES_MAX; ++nth) {
-        Recorder recorder;
-        recorder.failAllocation(nth);
-        (void)set();
-        const std::string failed = recorder.failed();
-        recorder.clearFaults();
-        if (failed.empty()) {
-            expectQos(qos);
-            return;
-        }
-        SCOPED_TRACE(failed + ", attempt " + std::to_string(nth));
-        expectQos(former);
+    faults::fail_each_allocation(setting, [&](DDS_ReturnCode_t, const std::string &failed) {
+        SCOPED_TRACE(failed);
+        expectQos(failed.empty() ? qos : former);
         setBack();
-    }
-    FAIL() << "there is no end of allocations";
+    });
 }
 
 TEST_F(Failure, OfAnyCallWhileSettingTheQosIsAnError) {
     changeAll();
-    for (int nth = 1; nth < TRIES_MAX; ++nth) {
-        Recorder recorder;
-        recorder.failCall(nth);
-        const DDS_ReturnCode_t result = set();
-        const std::string failed = recorder.failed();
-        recorder.clearFaults();
-        if (failed.empty()) {
-            EXPECT_EQ(result, DDS_RETCODE_OK);
-            expectQos(qos);
-            EXPECT_GT(nth, 5);
-            return;
-        }
-        if (failed != "DDS_String_dup(null)") { // which gives null anyway
-            EXPECT_NE(result, DDS_RETCODE_OK) << failed;
-            EXPECT_FALSE(errors().empty()) << failed;
-            expectQos(former);
-        }
-        setBack();
-    }
-    FAIL() << "there is no end of calls";
+    Recorder recorder;
+    EXPECT_GT(faults::fail_each([&](int nth) { recorder.failCall(nth); }, setting,
+                                [&](DDS_ReturnCode_t result, const std::string &failed) {
+                                    SCOPED_TRACE(failed);
+                                    const bool gives_null_anyway =
+                                        recorder.failed() == "DDS_String_dup(null)";
+                                    if (failed.empty() || !gives_null_anyway) {
+                                        EXPECT_EQ(result == DDS_RETCODE_OK, failed.empty());
+                                        EXPECT_EQ(errors().empty(), failed.empty());
+                                        expectQos(failed.empty() ? qos : former);
+                                    }
+                                    setBack();
+                                }),
+              4);
 }
 
 TEST_F(Failure, ToSetTheQosDoesNotLeak) {
     changeAll();
     setBack(); // so that its storage has its size
-    for (int nth = 1; nth < TRIES_MAX; ++nth) {
-        const HeapWatch before;
-        Recorder recorder;
-        recorder.failAllocation(nth);
-        (void)set();
-        const std::string failed = recorder.failed();
-        recorder.clearFaults();
+    const HeapWatch before;
+    faults::fail_each_allocation(setting, [&](DDS_ReturnCode_t, const std::string &failed) {
         setBack();
         EXPECT_EQ(before.change(), Blocks()) << failed;
-        if (failed.empty()) {
-            return;
-        }
-    }
-    FAIL() << "there is no end of allocations";
+    });
 }
 
 // ---- update_locators
@@ -179,27 +134,21 @@ TEST_F(Failure, ToSetTheQosDoesNotLeak) {
 TEST_F(Failure, OfAnyAllocationWhileUpdatingLeavesTheParticipantAsItWas) {
     const std::vector<std::string> locatorsBefore = locators();
     const std::set<std::string> sockets = support::openSockets();
-    for (int nth = 1; nth < TRIES_MAX; ++nth) {
-        log.clear();
-        const HeapWatch before;
-        Recorder recorder;
-        recorder.failAllocation(nth);
-        const DDS_ReturnCode_t result = DDS_DomainParticipant_update_locators(participant);
-        const std::string failed = recorder.failed();
-        recorder.clearFaults();
-        if (failed.empty()) {
-            EXPECT_EQ(result, DDS_RETCODE_OK);
-            EXPECT_GT(nth, 4);
-            expectQos(former);
-            return;
-        }
-        EXPECT_TRUE(result == DDS_RETCODE_OK || !errors().empty()) << failed;
-        EXPECT_EQ(before.change(), Blocks()) << failed;
-        EXPECT_EQ(locators(), locatorsBefore) << failed;
-        EXPECT_EQ(support::openSockets(), sockets) << failed;
-        expectQos(former);
-    }
-    FAIL() << "there is no end of allocations";
+    log.clear();
+    const HeapWatch before;
+    EXPECT_GT(faults::fail_each_allocation(
+                  [&] { return DDS_DomainParticipant_update_locators(participant); },
+                  [&](DDS_ReturnCode_t result, const std::string &failed) {
+                      SCOPED_TRACE(failed);
+                      EXPECT_TRUE(result == DDS_RETCODE_OK ||
+                                  (!failed.empty() && !errors().empty()));
+                      EXPECT_EQ(before.change(), Blocks());
+                      EXPECT_EQ(locators(), locatorsBefore);
+                      EXPECT_EQ(support::openSockets(), sockets);
+                      expectQos(former);
+                      log.clear();
+                  }),
+              3);
 }
 
 } // namespace
