@@ -9,8 +9,8 @@
  * with NUVLog_loadMask and NUVLog_storeMask.
  *
  * The masks, the id, the name and the templates of a layer are the layer's own. One source of it
- * defines the masks and registers the module; since whoever prints tests the masks, a linker that
- * takes only what is needed takes that source along.
+ * defines the masks and registers the module (NUV_LOG_DEFINE_MODULE); since whoever prints tests
+ * the masks, a linker that takes only what is needed takes that source along.
  */
 #ifndef LOG_MODULE_H
 #define LOG_MODULE_H
@@ -52,6 +52,20 @@ struct NUVLogModuleNode {
  *             masks.
  */
 void NUVLog_registerModule(struct NUVLogModuleNode *node);
+
+/**
+ * @brief Has a layer be a module: defines its masks, and registers it when it is loaded.
+ *
+ * To stand once, in a source of the layer. With NETIO it is about NETIO_LOG_MODULE,
+ * NETIOLog_g_instrumentationMask and NETIOLog_g_submoduleMask, which have been declared.
+ */
+#define NUV_LOG_DEFINE_MODULE(PREFIX)                                                              \
+    __attribute__((constructor)) static void PREFIX##Log_registerModule(void) {                    \
+        static struct NUVLogModuleNode node = {&PREFIX##_LOG_MODULE, NULL};                        \
+        NUVLog_registerModule(&node);                                                              \
+    }                                                                                              \
+    NUV_UINT32 PREFIX##Log_g_instrumentationMask = NUV_LOG_INSTRUMENTATION_MASK_DEFAULT;           \
+    NUV_UINT32 PREFIX##Log_g_submoduleMask = NUV_LOG_SUBMODULE_MASK_DEFAULT
 
 /** The first of the registered modules, null when there is none; the others follow at _next. */
 const struct NUVLogModuleNode *NUVLog_getModules(void);
