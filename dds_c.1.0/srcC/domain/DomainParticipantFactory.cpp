@@ -15,6 +15,11 @@
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
 struct DDS_DomainParticipantFactory {
+    explicit DDS_DomainParticipantFactory(const NUVNetioRuntimeProperty &itsRuntimeProperty)
+        : runtimeProperty(itsRuntimeProperty) {}
+
+    const NUVNetioRuntimeProperty runtimeProperty;
+
     /** Guards the fields below. Held for the list only, never while a participant is worked on. */
     std::mutex mutex;
     DDS_DomainParticipantFactoryQos qos = {DDS_ENTITY_FACTORY_QOS_POLICY_INITIALIZER};
@@ -79,7 +84,8 @@ namespace creating {
 constexpr const char *LOG_METHOD = "DDS_DomainParticipantFactory_create_participant";
 
 /** What all participants share. It stays until the factory goes, so that only the first pays. */
-bool acquire_resources(DDS_DomainParticipantResourcesI *resources) {
+bool acquire_resources(DDS_DomainParticipantResourcesI *resources,
+                       const NUVNetioRuntimeProperty &runtimeProperty) {
     if (resources->runtime != nullptr) {
         return true;
     }
@@ -93,8 +99,8 @@ bool acquire_resources(DDS_DomainParticipantResourcesI *resources) {
         (void)release_resources(resources);
         return false;
     }
-    resources->runtime =
-        NUVNetioRuntime_new(nullptr, resources->recvThreadFactory, resources->workerFactory);
+    resources->runtime = NUVNetioRuntime_new(&runtimeProperty, resources->recvThreadFactory,
+                                             resources->workerFactory);
     if (resources->runtime == nullptr) {
         (void)release_resources(resources);
         return false;
@@ -121,7 +127,48 @@ void enlist(DDS_DomainParticipantFactory *self, DDS_DomainParticipant *participa
     self->participants = participant;
 }
 
+/** Null, after an error, when memory runs out. */
+DDS_DomainParticipantFactory *make(const NUVNetioRuntimeProperty &runtimeProperty,
+                                   const char *LOG_METHOD) {
+    DDS_DomainParticipantFactory *self = nullptr;
+
+    NUVOsapiHeap_allocateStructure(&self, struct DDS_DomainParticipantFactory);
+    if (self == nullptr) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "participant factory");
+        return nullptr;
+    }
+    return new (self) DDS_DomainParticipantFactory(runtimeProperty);
+}
+
+/** Frees a factory that has no participants, also when it returns TIMEOUT. */
+DDS_ReturnCode_t finalize(DDS_DomainParticipantFactory *self, const char *LOG_METHOD) {
+    {
+        const std::lock_guard<std::mutex> listLock(self->mutex);
+
+        if (self->participantCount != 0) {
+            DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
+                        "the participant factory cannot be finalized: %d participants exist",
+                        self->participantCount);
+            return DDS_RETCODE_PRECONDITION_NOT_MET;
+        }
+    }
+    const bool hasEnded = release_resources(&self->resources);
+
+    self->~DDS_DomainParticipantFactory();
+    NUVOsapiHeap_freeStructure(self);
+    return hasEnded ? DDS_RETCODE_OK : DDS_RETCODE_TIMEOUT;
+}
+
 } // namespace
+
+DDS_DomainParticipantFactory *
+DDS_DomainParticipantFactory_newI(const NUVNetioRuntimeProperty *runtimeProperty) {
+    return make(*runtimeProperty, __func__);
+}
+
+DDS_ReturnCode_t DDS_DomainParticipantFactory_deleteI(DDS_DomainParticipantFactory *self) {
+    return finalize(self, __func__);
+}
 
 int DDS_DomainParticipantFactory_isForkedI(const char *LOG_METHOD) {
     const NUV_UINT32 owner = home.load();
@@ -158,14 +205,10 @@ DDS_DomainParticipantFactory *DDS_DomainParticipantFactory_get_instance(void) {
     const std::lock_guard<std::mutex> lock(instanceMutex);
 
     if (instance == nullptr) {
-        DDS_DomainParticipantFactory *factory = nullptr;
-
-        NUVOsapiHeap_allocateStructure(&factory, struct DDS_DomainParticipantFactory);
-        if (factory == nullptr) {
-            DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "participant factory");
+        instance = make(NUV_NETIO_RUNTIME_PROPERTY_DEFAULT, __func__);
+        if (instance == nullptr) {
             return nullptr;
         }
-        instance = new (factory) DDS_DomainParticipantFactory;
         home.store(NUVOsapiProcess_getGeneration()); // it may have been finalized since the above
     }
     return instance;
@@ -179,26 +222,13 @@ DDS_ReturnCode_t DDS_DomainParticipantFactory_finalize_instance(void) {
     const std::lock_guard<std::mutex> lock(instanceMutex);
     DDS_ReturnCode_t result = DDS_RETCODE_OK;
 
-    if (instance == nullptr) {
-        home.store(0);
-        return DDS_RETCODE_OK;
-    }
-    {
-        const std::lock_guard<std::mutex> listLock(instance->mutex);
-
-        if (instance->participantCount != 0) {
-            DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
-                        "the participant factory cannot be finalized: %d participants exist",
-                        instance->participantCount);
-            return DDS_RETCODE_PRECONDITION_NOT_MET;
+    if (instance != nullptr) {
+        result = finalize(instance, __func__);
+        if (result == DDS_RETCODE_PRECONDITION_NOT_MET) {
+            return result;
         }
+        instance = nullptr;
     }
-    if (!release_resources(&instance->resources)) {
-        result = DDS_RETCODE_TIMEOUT;
-    }
-    instance->~DDS_DomainParticipantFactory();
-    NUVOsapiHeap_freeStructure(instance);
-    instance = nullptr;
     home.store(0);
     return result;
 }
@@ -277,7 +307,7 @@ DDS_DomainParticipant *DDS_DomainParticipantFactory_create_participant(
     {
         const std::lock_guard<std::mutex> lock(self->mutex);
 
-        if (!creating::acquire_resources(&self->resources)) {
+        if (!creating::acquire_resources(&self->resources, self->runtimeProperty)) {
             return nullptr;
         }
         resources = self->resources;

@@ -14,6 +14,22 @@ extern "C" {
 #endif
 
 /**
+ * @brief Makes a factory besides the instance, whose participants share a runtime of their own: for
+ * tests and simulations, which bring their networks, their interfaces and their time along.
+ *
+ * The public operations that take a factory take it as well. It is not refused in a forked child.
+ *
+ * @param runtimeProperty copied; what it refers to must outlive the factory. The runtime is made
+ *                        with the first participant.
+ * @return null, after one error message, when memory runs out.
+ */
+struct DDS_DomainParticipantFactory *
+DDS_DomainParticipantFactory_newI(const struct NUVNetioRuntimeProperty *runtimeProperty);
+
+/** Deletes such a factory: as DDS_DomainParticipantFactory_finalize_instance does the instance. */
+DDS_ReturnCode_t DDS_DomainParticipantFactory_deleteI(struct DDS_DomainParticipantFactory *self);
+
+/**
  * @brief Non-zero, after one error message, in a process that was forked from the one that made the
  * factory: it has none of the middleware's threads, and shares its descriptors with its parent.
  * @param LOG_METHOD the operation that this refuses; the message is in its name.

@@ -11,7 +11,6 @@
 #include <pthread.h>
 #include <signal.h>
 #include <string.h> // strnlen
-#include <time.h>
 
 #include "osapi/osapi_heap.h"
 
@@ -164,9 +163,5 @@ void NUVOsapiThread_sleep(const NUVNtpTime *duration) {
     if (end <= now) {
         return;
     }
-    timespec deadline{};
-    deadline.tv_sec = end / NANOSECONDS_PER_SECOND;
-    deadline.tv_nsec = end % NANOSECONDS_PER_SECOND;
-    // Until a fixed time: a sleep that signals interrupt does not add up to a longer one.
-    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &deadline, nullptr) == EINTR) {}
+    clock->sleepUntil(clock, end);
 }

@@ -18,9 +18,10 @@ namespace net {
 class VirtualClock : public NUVClock {
 public:
     VirtualClock()
-        : NUVClock{"virtual", [](const NUVClock *self) {
-                       return static_cast<const VirtualClock *>(self)->now;
-                   }} {}
+        : NUVClock{
+              "virtual",
+              [](const NUVClock *self) { return static_cast<const VirtualClock *>(self)->now; },
+              nullptr} {}
 
     NUV_INT64 now = 1'000'000'000;
 };
@@ -253,19 +254,43 @@ private:
     bool within_ = false;
 };
 
-/** A host with its runtime, on two interfaces unless others are named. */
-class VirtualHost {
+/** What a host's runtime is made with: two interfaces unless others are named. */
+class VirtualMachine {
 public:
-    VirtualHost(VirtualClock &its_clock, MemoryNetwork &its_network,
-                std::vector<NUVNetioInterface> list = {interface("a0", 2, "192.0.2.1"),
-                                                       interface("b0", 3, "198.51.100.1")})
-        : clock(its_clock), network(its_network), interfaces(std::move(list)) {
+    VirtualMachine(VirtualClock &its_clock, MemoryNetwork &its_network,
+                   std::vector<NUVNetioInterface> list = {interface("a0", 2, "192.0.2.1"),
+                                                          interface("b0", 3, "198.51.100.1")})
+        : clock(its_clock), network(its_network), interfaces(std::move(list)) {}
+    VirtualMachine(const VirtualMachine &) = delete;
+    VirtualMachine &operator=(const VirtualMachine &) = delete;
+
+    NUVNetioRuntimeProperty property() {
         NUVNetioRuntimeProperty property = runtime_property(interfaces.source());
         property.transports[0] = &transport_;
         property.transports[1] = nullptr;
         property.loop = &slots_;
         property.clock = &clock;
-        runtime = NUVNetioRuntime_new(&property, factories.threads, factories.workers);
+        return property;
+    }
+
+    VirtualClock &clock;
+    MemoryNetwork &network;
+    Interfaces interfaces;
+    ManualLoop loop{clock, network};
+
+private:
+    const NUVNetioTransport transport_ = network.transport();
+    const NUVNetioLoop slots_ = loop.slots();
+};
+
+/** A host with its runtime. */
+class VirtualHost : public VirtualMachine {
+public:
+    template <typename... Arguments>
+    explicit VirtualHost(Arguments &&...arguments)
+        : VirtualMachine(std::forward<Arguments>(arguments)...) {
+        const NUVNetioRuntimeProperty its_property = property();
+        runtime = NUVNetioRuntime_new(&its_property, factories.threads, factories.workers);
         EXPECT_NE(runtime, nullptr);
     }
     ~VirtualHost() {
@@ -278,16 +303,8 @@ public:
         return factories.worker;
     }
 
-    VirtualClock &clock;
-    MemoryNetwork &network;
-    Interfaces interfaces;
     Factories factories;
-    ManualLoop loop{clock, network};
     NUVNetioRuntime *runtime = nullptr;
-
-private:
-    const NUVNetioTransport transport_ = network.transport();
-    const NUVNetioLoop slots_ = loop.slots();
 };
 
 /** A participant's transports on such a host. */

@@ -224,6 +224,17 @@ TEST(ThreadTest, SleepLastsAtLeastItsDuration) {
     EXPECT_GE(time_to_sleep({1, 0}), 1s);
 }
 
+TEST(ThreadTest, SleepIsTheMonotonicClocks) {
+    static NUV_INT64 until = 0;
+    NUVClock *const clock = NUVClock_getMonotonic();
+    const NUVClock former = *clock;
+    clock->getNanoseconds = [](const NUVClock *) { return NUV_INT64{7}; };
+    clock->sleepUntil = [](const NUVClock *, NUV_INT64 nanoseconds) { until = nanoseconds; };
+    time_to_sleep({3600, 0x80000000});
+    *clock = former;
+    EXPECT_EQ(until, 3'600'500'000'007);
+}
+
 TEST(ThreadTest, SleepOfNothingReturns) {
     time_to_sleep({0, 0});
     time_to_sleep({-1, 0});

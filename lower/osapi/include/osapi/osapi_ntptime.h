@@ -40,13 +40,20 @@ NUV_INT64 NUVNtpTime_toNanoseconds(const struct NUVNtpTime *time);
 /**
  * @brief A source of time.
  *
- * A record of one function so that an embedder can put its own clock in place. The two clocks of
- * the system are shared, live as long as the process and may be used from any thread.
+ * The two clocks of the system are shared, live as long as the process and may be used from any
+ * thread. Whoever is not handed a clock goes by them: sleeps and what is measured by the monotonic
+ * one, lines of the log by the other. So whoever has a time of its own, as a simulation does, puts
+ * functions of its own into both, while nobody uses them.
  */
 struct NUVClock {
     const char *name;
     /** Reads the clock: nanoseconds since its epoch. */
     NUV_INT64 (*getNanoseconds)(const struct NUVClock *self);
+    /**
+     * Blocks the calling thread until the clock shows this time (signals do not shorten that), or
+     * does meanwhile what there is to do. Null of a clock that nobody sleeps by.
+     */
+    void (*sleepUntil)(const struct NUVClock *self, NUV_INT64 nanoseconds);
 };
 
 /** The clock that never goes back (CLOCK_MONOTONIC). */

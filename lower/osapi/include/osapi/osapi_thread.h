@@ -52,7 +52,10 @@ void NUVOsapiThread_join(struct NUVOsapiThread *self);
 /** Non-zero when the calling thread is @p self. */
 int NUVOsapiThread_isSelf(const struct NUVOsapiThread *self);
 
-/** Blocks the calling thread for at least @p duration (signals do not shorten it). */
+/**
+ * Blocks the calling thread for at least @p duration by the monotonic clock (signals do not shorten
+ * it).
+ */
 void NUVOsapiThread_sleep(const struct NUVNtpTime *duration);
 
 #ifdef __cplusplus
