@@ -131,12 +131,27 @@ TEST_F(Threads, DoNotFinalizeTheFactoryWhileOthersUseIt) {
 }
 
 TEST_F(Threads, MakeAndFinalizeTheFactory) {
-    constexpr int ROUNDS = 200;
+    constexpr int ROUNDS = 5000; // many, so that threads are interrupted in between
 
     in_threads([&](int) {
         for (int round = 0; round < ROUNDS; ++round) {
             EXPECT_NE(DDS_DomainParticipantFactory_get_instance(), nullptr);
             EXPECT_EQ(DDS_DomainParticipantFactory_finalize_instance(), DDS_RETCODE_OK);
+        }
+    });
+}
+
+TEST_F(Threads, SetAndGetTheQosOfTheFactory) {
+    constexpr int ROUNDS = 1000;
+
+    in_threads([&](int) {
+        for (int round = 0; round < ROUNDS; ++round) {
+            const DDS_DomainParticipantFactoryQos given = {{DDS_BOOLEAN_FALSE}};
+            DDS_DomainParticipantFactoryQos read = {{DDS_BOOLEAN_TRUE}};
+
+            EXPECT_EQ(DDS_DomainParticipantFactory_set_qos(factory, &given), DDS_RETCODE_OK);
+            EXPECT_EQ(DDS_DomainParticipantFactory_get_qos(factory, &read), DDS_RETCODE_OK);
+            EXPECT_EQ(read.entity_factory.autoenable_created_entities, DDS_BOOLEAN_FALSE);
         }
     });
 }
