@@ -31,6 +31,11 @@ TEST(Ports, FollowFromDomainAndIndex) {
               (std::vector<DDS_LongLong>{9164, 9150, 9165, 9151}));
 }
 
+TEST(Ports, OfTheFirstIndexAreAllFour) {
+    EXPECT_EQ(numbers(ports_of(in_domain(7), 0)),
+              (std::vector<DDS_LongLong>{9160, 9150, 9161, 9151}));
+}
+
 TEST(Ports, AreThoseForMulticastOnlyWithoutAnIndex) {
     EXPECT_EQ(numbers(ports_of(in_domain(7), -1)), (std::vector<DDS_LongLong>{9150, 9151}));
 }
@@ -56,6 +61,15 @@ TEST(HighestUsableIndex, IsTheFirstWhereOnlyThatIsUsable) {
     options.well_known_ports.port_base = 65535 - 232 * 250 - 11; // the last port is that of index 0
     EXPECT_EQ(highest_usable_index(options), 0);
     EXPECT_EQ(port_table(options).rows.size(), 1u);
+}
+
+TEST(HighestUsableIndex, IsTheFirstWhereTheGainsLeaveNoOther) {
+    PortsOptions options = in_domain(0);
+
+    options.well_known_ports.domain_id_gain = 11; // less than two participants' gains
+    options.well_known_ports.participant_id_gain = 10;
+    options.well_known_ports.user_unicast_port_offset = 9;
+    EXPECT_EQ(highest_usable_index(options), 0);
 }
 
 TEST(HighestUsableIndex, IsNoneBeyondTheLastDomain) {
