@@ -173,6 +173,7 @@ public:
     }
 
     int turns = 0;
+    bool denies_its_turns = false; // says of none that it is within it
 
 private:
     static ManualLoop *self(void *loop) {
@@ -237,7 +238,8 @@ private:
         return 1;
     }
     static int is_within(const void *loop) {
-        return static_cast<const ManualLoop *>(loop)->within_ ? 1 : 0;
+        const auto *self = static_cast<const ManualLoop *>(loop);
+        return self->within_ && !self->denies_its_turns ? 1 : 0;
     }
     static void run(void *loop, NUV_INT64 nanoseconds) {
         self(loop)->pass(nanoseconds);
