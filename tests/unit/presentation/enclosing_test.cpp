@@ -235,6 +235,14 @@ TEST_F(EnclosingService, LacksTheMulticastEntryport) {
     EXPECT_EQ(isServed(), DDS_BOOLEAN_FALSE);
 }
 
+TEST_F(EnclosingService, LacksTheMulticastEntryportOfSeveralLocators) {
+    self._cachedMetatrafficMulticastLocator =
+        reducedLocatorsOf({"udpv4://239.255.0.1:4", "udpv4://239.255.0.2:4"});
+    self._reserveEntryportMetaMulticastWR = REDA_WEAK_REFERENCE_INVALID;
+    announce();
+    EXPECT_EQ(isServed(), DDS_BOOLEAN_FALSE);
+}
+
 TEST_F(EnclosingService, NeedsNoMulticastEntryportWithoutAMulticastLocator) {
     self._cachedMetatrafficMulticastLocator.count = 0;
     self._reserveEntryportMetaMulticastWR = REDA_WEAK_REFERENCE_INVALID;

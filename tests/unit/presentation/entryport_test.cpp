@@ -270,6 +270,15 @@ TEST_F(EntryportSet, HoldsSixteen) {
     EXPECT_EQ(describe(set._entryportWR[15]), "{manager, 15, 1}");
 }
 
+TEST_F(EntryportSet, OfSixteenIsReleasedAsAWhole) {
+    PRESLocatorQosPolicy locators = LOCATOR_QOS_POLICY_DEFAULT;
+    locators.count = 16;
+    EXPECT_EQ(reserveSet(locators), DDS_BOOLEAN_TRUE);
+    releaseSet();
+    EXPECT_EQ(set._count, 0);
+    EXPECT_EQ(held(), Texts());
+}
+
 TEST_F(EntryportSet, OfNoLocatorIsEmptyAndAsksNothing) {
     set._count = 3;
     Recording calls(recorder);

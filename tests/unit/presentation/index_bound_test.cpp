@@ -272,6 +272,12 @@ TEST_F(IndexUserMulticast, HasTheUserPortOfTheDomainInEachLocator) {
                               "udpv4://239.255.0.3:8651, udpv6://[ff02::1]:8651}");
 }
 
+TEST_F(IndexUserMulticast, MayHaveALargeOffset) {
+    self.cachedWellKnownPorts.user_multicast_port_offset = 1000;
+    EXPECT_EQ(describe(calculate(reducedLocatorsOf({"udpv4://239.255.0.1:8650"}))),
+              "{udpv4://239.255.0.1:9650}");
+}
+
 TEST_F(IndexUserMulticast, KeepsEveryFieldOfALocatorButItsPort) {
     const char *const name = "group.example";
     PRESReducedLocatorQosPolicy meta = REDUCED_LOCATOR_QOS_POLICY_DEFAULT;

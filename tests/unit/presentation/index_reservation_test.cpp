@@ -55,6 +55,30 @@ TEST_F(IndexReservation, MakesTheseCallsForTheFirstIndex) {
     EXPECT_EQ(log.messages(), Messages({reservedMessage(0, 5)}));
 }
 
+/** Tells how many messages there are whenever locators are stored. */
+class StoredLocators : public ScriptedPresentation {
+protected:
+    std::vector<std::size_t> messagesAtEach(DDS_ReturnCode_t expected) {
+        std::vector<std::size_t> counts;
+        recorder.replace("PRESLocatorQosPolicy_copy",
+                         [&](PRESLocatorQosPolicy *, const PRESLocatorQosPolicy *) {
+                             counts.push_back(log.messages().size());
+                         });
+        EXPECT_EQ(reserve(-1), expected);
+        return counts;
+    }
+};
+
+TEST_F(StoredLocators, OfMulticastAreThereBeforeTheRangeOfIndicesIsLookedFor) {
+    self.cachedWellKnownPorts.port_base = 0; // which has none, and a message that says so
+    EXPECT_EQ(messagesAtEach(DDS_RETCODE_ERROR), std::vector<std::size_t>({0}));
+    EXPECT_EQ(log.messages().size(), 2u);
+}
+
+TEST_F(StoredLocators, OfUnicastComeAfterTheMessageOfTheIndex) {
+    EXPECT_EQ(messagesAtEach(DDS_RETCODE_OK), std::vector<std::size_t>({0, 1, 1}));
+}
+
 TEST_F(IndexReservation, MakesTheseCallsForAnIndexThatIsPassedOver) {
     takenPorts = {8661};
     self._cachedReservedPortMask = BUILTIN_UNICAST | USER_UNICAST;

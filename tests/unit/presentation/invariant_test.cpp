@@ -56,4 +56,13 @@ TEST_F(InvariantDeathTest, AUserMulticastLocatorIsNotMadeOfMoreLocatorsThanThere
                  "metatrafficMulticastLocatorIn->count <= ");
 }
 
+TEST_F(InvariantDeathTest, AUserMulticastLocatorIsNotMadeOfLessThanNoLocators) {
+    PRESReducedLocatorQosPolicy of_discovery{};
+    PRESReducedLocatorQosPolicy of_users{};
+    of_discovery.count = -1;
+    EXPECT_DEATH(DDS_DomainParticipantPresentation_calculate_user_multicast_locatorI(
+                     &self, &of_users, &of_discovery),
+                 "metatrafficMulticastLocatorIn->count >= 0");
+}
+
 } // namespace

@@ -181,6 +181,18 @@ TEST_F(Enable, GivesTransportInfoOfSizeZeroForALimitOfZero) {
                                             "transport_info_list_max_length is 0"}));
 }
 
+TEST_F(Enable, HasRoomForEveryTransportThatTheQosAllows) {
+    qos.resource_limits.transport_info_list_max_length = 1000;
+    Recording calls(recorder, only({"NUVNetio*", "PRESParticipant_enable"}));
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    EXPECT_EQ(calls.text(),
+              lines({"NUVNetioConfigurator_getTransportInfo(configurator, "
+                     "NUVNetioTransportInfo#1, &length=0, 1000, worker)",
+                     "PRESParticipant_enable(participant, null, self._cachedDefaultUnicastLocator, "
+                     "self._cachedMetatrafficUnicastLocator, "
+                     "self._cachedMetatrafficMulticastLocator, {1000, 1, buffer}, worker)"}));
+}
+
 // ---- the category of the worker's activity
 
 TEST_F(Enable, WidensTheCategoryWhileItRunsAndRestoresIt) {
@@ -200,6 +212,17 @@ TEST_F(Enable, WidensTheCategoryWhileItRunsAndRestoresIt) {
         calls.text(),
         lines({"NUVOsapiContext_addAndCacheCategory(worker._activityContext, &cachedOut=0, 0, 1)",
                "NUVOsapiContext_setCategory(worker._activityContext, 0, 6)"}));
+}
+
+TEST_F(Enable, WidensTheCategoryBeforeItWarns) {
+    self._cachedDefaultUnicastLocator.count = 0;
+    bool isFirst = false;
+    recorder.replace("NUVOsapiContext_addAndCacheCategory",
+                     [&](NUVOsapiActivityContext *, NUVLogCategoryMask *, NUVLogCategoryMask,
+                         NUVLogCategoryMask) { isFirst = logged().empty(); });
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    EXPECT_TRUE(isFirst);
+    EXPECT_EQ(logged()[0], NO_DEFAULT_LOCATOR);
 }
 
 TEST_F(Enable, RestoresTheWholeCategoryWhateverHappenedToItMeanwhile) {
@@ -302,6 +325,14 @@ TEST_F(Enable, WarnsOfNoLocatorForUserTraffic) {
     EXPECT_EQ(logged()[1].function, LOG_PEERS);
 }
 
+TEST_F(Enable, DoesNotWarnOfSeveralLocatorsForUserTraffic) {
+    self._cachedDefaultUnicastLocator =
+        locatorsOf({"udpv4://192.0.2.10:7411", "udpv4://192.0.2.11:7411"});
+    EXPECT_EQ(enable(), DDS_RETCODE_OK);
+    ASSERT_FALSE(logged().empty());
+    EXPECT_EQ(logged()[0].function, LOG_PEERS);
+}
+
 TEST_F(Enable, WarnsOfNoLocatorForDiscoveryTraffic) {
     self._cachedMetatrafficUnicastLocator.count = 0;
     self._cachedMetatrafficMulticastLocator.count = 0;
@@ -320,6 +351,18 @@ TEST_F(Enable, WarnsOfBothAndStillEnables) {
     EXPECT_EQ(logged(),
               Messages({NO_DEFAULT_LOCATOR, NO_DISCOVERY_LOCATOR,
                         peersLine("Participant with initial peers: 239.255.0.1,127.0.0.1.\n")}));
+}
+
+TEST_F(Enable, WarnsOfBothBeforeItListsTheTransports) {
+    self._cachedDefaultUnicastLocator.count = 0;
+    self._cachedMetatrafficUnicastLocator.count = 0;
+    self._cachedMetatrafficMulticastLocator.count = 0;
+    recorder.fail("NUVNetioConfigurator_getTransportInfo");
+    EXPECT_EQ(enable(), DDS_RETCODE_ERROR);
+    ASSERT_EQ(logged().size(), 3u);
+    EXPECT_EQ(logged()[0], NO_DEFAULT_LOCATOR);
+    EXPECT_EQ(logged()[1], NO_DISCOVERY_LOCATOR);
+    EXPECT_EQ(logged()[2].name, "DDS_LOG_GET_TRANSPORT_INFO");
 }
 
 TEST_F(Enable, DoesNotWarnWhileDiscoveryHasUnicastLocators) {

@@ -275,6 +275,14 @@ TEST_F(InitializeFailure, FailedTranslationIsAnErrorAndUndone) {
     EXPECT_EQ(recorder.count("PRESParticipant_new"), 0);
 }
 
+TEST_F(InitializeFailure, FailedTranslationIsTheLastStep) {
+    setProperty(DESTRUCTION_TIMEOUT, "61");
+    setProperty(ALIGNMENT, "perhaps");
+    EXPECT_EQ(initialize(), DDS_RETCODE_ERROR);
+    ASSERT_EQ(log.messages().size(), 2u);
+    EXPECT_EQ(log.messages()[1], PROPERTY_NOT_SET);
+}
+
 TEST_F(InitializeFailure, NullParticipantCoreIsAnErrorAndUndone) {
     setProperty(TRACKED_PORTS, "7410");
     before.emplace();
