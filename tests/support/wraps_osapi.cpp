@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "log/log_config.h"
+#include "log/log_module.h"
 #include "osapi/osapi_heap.h"
 #include "osapi/osapi_ntptime.h"
 #include "osapi/osapi_thread.h"
@@ -163,3 +164,4 @@ WRAP_LOWER(NUVClock *, NUVClock_getMonotonic, (void))
 WRAP_LOWER(REDAExclusiveArea *, REDAExclusiveArea_new, (NUV_INT32 level, const char *name), level,
            name)
 WRAP_LOWER(REDAWorkerFactory *, REDAWorkerFactory_new, (void))
+WRAP_LOWER(void, NUVLog_setDefaultVerbosity, (NUV_UINT32 verbosity), verbosity)

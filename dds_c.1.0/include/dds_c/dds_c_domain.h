@@ -76,7 +76,17 @@ struct DDS_DomainParticipantFactoryQos {
 
 /**
  * @brief The factory, which is made by the first call.
- * @return null when memory runs out, and in a forked child.
+ *
+ * Then, and unless the program is set-user-id, these variables of the environment are read, as far
+ * as they are set and not empty. They change defaults only: what a program sets itself stays.
+ *
+ * NUVDDS_PEERS is the list of initial peers of the default participant QoS, and NUVDDS_INTERFACES
+ * its property "dds.transport.allow_interfaces", each joined by commas; NUVDDS_VERBOSITY ("silent",
+ * "error", "warning", "status" or "all") is the logger's verbosity. The log has a line of level
+ * NUV_LOG_LEVEL_LOCAL on each that is used.
+ *
+ * @return null when memory runs out, in a forked child, and, after an error that names the
+ * variable, when a value cannot be read.
  */
 DDS_DomainParticipantFactory *DDS_DomainParticipantFactory_get_instance(void);
 
@@ -103,7 +113,8 @@ DDS_DomainParticipantFactory_set_qos(DDS_DomainParticipantFactory *self,
                                      const struct DDS_DomainParticipantFactoryQos *qos);
 
 /**
- * @brief Copies the default participant QoS into @p qos.
+ * @brief Copies the default participant QoS into @p qos: the standard's, with what the environment
+ * changes of it (DDS_DomainParticipantFactory_get_instance).
  * @param qos initialized; finalized by the caller.
  * @return DDS_RETCODE_OK, DDS_RETCODE_BAD_PARAMETER or DDS_RETCODE_OUT_OF_RESOURCES.
  */

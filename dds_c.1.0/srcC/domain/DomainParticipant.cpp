@@ -14,6 +14,7 @@
 #include "osapi/osapi_heap.h"
 #include "osapi/osapi_utility.h"
 #include "properties/ParticipantProperties.h"
+#include "properties/allowedInterfaces.h"
 #include "properties/propertyTable.h"
 #include "qos/transportBuiltin.h"
 #include "qos/unusedSettings.h"
@@ -78,11 +79,7 @@ DDS_DomainParticipant *allocate() {
 }
 
 bool copy_qos(DDS_DomainParticipant *self, const DDS_DomainParticipantQos *qos) {
-    if (qos == DDS_PARTICIPANT_QOS_DEFAULT) {
-        if (DDS_DomainParticipantQos_initialize(&self->qos) != DDS_RETCODE_OK) {
-            return false;
-        }
-    } else if (DDS_DomainParticipantQos_copy(&self->qos, qos) == nullptr) {
+    if (DDS_DomainParticipantQos_copy(&self->qos, qos) == nullptr) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "participant QoS");
         return false;
     }
@@ -103,43 +100,18 @@ bool create_exclusive_areas(DDS_DomainParticipant *self) {
     return true;
 }
 
-/** An entry that is none, or one too many. */
-void refuse_allowed_interface(NUV_INT32 number, const char *entry, size_t length) {
-    const size_t shown = std::min(length, size_t{NUV_NETIO_INTERFACE_PATTERN_SIZE});
-    char forms[NUV_NETIO_INTERFACE_PATTERN_FORMS_SIZE];
-
-    NUVNetioInterfacePattern_listForms(forms, sizeof(forms));
-    DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
-                "property %s has '%.*s' as entry %d: allowed are up to %d entries, joined by ',': "
-                "%s",
-                name_of(Property::ALLOW_INTERFACES), static_cast<int>(shown), entry,
-                static_cast<int>(number), NUV_NETIO_ALLOWED_INTERFACES_MAX, forms);
-}
-
 /** Splits the interfaces of Property::ALLOW_INTERFACES into @p property. */
-bool read_allowed_interfaces(const DDS_PropertyQosPolicy *properties,
-                             NUVNetioConfiguratorProperty *property) {
+bool read_interfaces(const DDS_PropertyQosPolicy *properties,
+                     NUVNetioConfiguratorProperty *property) {
     const DDS_Property_t *allowed = DDS_PropertyQosPolicyHelper_lookup_property(
         properties, name_of(Property::ALLOW_INTERFACES));
-    const char *rest = allowed != nullptr ? allowed->value : nullptr;
+    char setting[128];
 
-    while (rest != nullptr && *rest != '\0') {
-        const size_t length = strcspn(rest, ",");
-
-        if (property->allowedInterfaceCount == NUV_NETIO_ALLOWED_INTERFACES_MAX ||
-            !NUVNetioInterfacePattern_isValid(rest, length)) {
-            refuse_allowed_interface(property->allowedInterfaceCount + 1, rest, length);
-            return false;
-        }
-        char *const pattern = property->allowedInterfaces[property->allowedInterfaceCount];
-
-        memcpy(pattern, rest, length);
-        pattern[length] = '\0';
-        ++property->allowedInterfaceCount;
-        rest += length;
-        rest += *rest == ',' ? 1 : 0;
+    if (allowed == nullptr || allowed->value == nullptr) {
+        return true;
     }
-    return true;
+    NUVOsapiUtility_snprintf(setting, sizeof(setting), "property %s", allowed->name);
+    return read_allowed_interfaces(setting, allowed->value, property, LOG_METHOD);
 }
 
 /** The value of a property that has been checked, which fits @p out; without it, that stays. */
@@ -162,7 +134,7 @@ bool create_configurator(DDS_DomainParticipant *self, REDAWorker *worker) {
                                         NUVNetioTransport_aliasOfClass(one.classid));
         }
     }
-    if (!read_allowed_interfaces(&self->qos.property, &property)) {
+    if (!read_interfaces(&self->qos.property, &property)) {
         return false;
     }
     read_number(&self->qos.property, Property::MULTICAST_TTL, &property.sending.multicastTtl);

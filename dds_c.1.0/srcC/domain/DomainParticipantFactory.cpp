@@ -2,12 +2,12 @@
 #include <atomic>
 #include <mutex>
 #include <new>
-#include <utility>
 
 #include <pthread.h>
 
 #include "domain/DomainParticipantFactory_internal.h"
 #include "domain/DomainParticipant_internal.h"
+#include "domain/environment.h"
 #include "infrastructure/dds_log.h"
 #include "osapi/osapi_heap.h"
 #include "osapi/osapi_process.h"
@@ -23,6 +23,8 @@ struct DDS_DomainParticipantFactory {
     /** Guards the fields below. Held for the list only, never while a participant is worked on. */
     std::mutex mutex;
     DDS_DomainParticipantFactoryQos qos = {DDS_ENTITY_FACTORY_QOS_POLICY_INITIALIZER};
+    /** Read by anybody: it stays as it was when the factory was made. */
+    DDS_DomainParticipantQos defaultQos = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
     DDS_DomainParticipant *participants = nullptr;
     /** Participants that are listed, and those on the way in. */
     int participantCount = 0;
@@ -58,6 +60,12 @@ void watch_forks() {
             (void)pthread_mutex_init(instanceMutex.native_handle(), nullptr);
         });
     });
+}
+
+void destroy(DDS_DomainParticipantFactory *self) {
+    (void)DDS_DomainParticipantQos_finalize(&self->defaultQos);
+    self->~DDS_DomainParticipantFactory();
+    NUVOsapiHeap_freeStructure(self);
 }
 
 NUVOsapiThreadFactory *new_thread_factory() {
@@ -137,7 +145,12 @@ DDS_DomainParticipantFactory *make(const NUVNetioRuntimeProperty &runtimePropert
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "participant factory");
         return nullptr;
     }
-    return new (self) DDS_DomainParticipantFactory(runtimeProperty);
+    new (self) DDS_DomainParticipantFactory(runtimeProperty);
+    if (DDS_DomainParticipantQos_initialize(&self->defaultQos) != DDS_RETCODE_OK) {
+        destroy(self);
+        return nullptr;
+    }
+    return self;
 }
 
 /** Frees a factory that has no participants, also when it returns TIMEOUT. */
@@ -154,8 +167,7 @@ DDS_ReturnCode_t finalize(DDS_DomainParticipantFactory *self, const char *LOG_ME
     }
     const bool hasEnded = release_resources(&self->resources);
 
-    self->~DDS_DomainParticipantFactory();
-    NUVOsapiHeap_freeStructure(self);
+    destroy(self);
     return hasEnded ? DDS_RETCODE_OK : DDS_RETCODE_TIMEOUT;
 }
 
@@ -207,6 +219,11 @@ DDS_DomainParticipantFactory *DDS_DomainParticipantFactory_get_instance(void) {
     if (instance == nullptr) {
         instance = make(NUV_NETIO_RUNTIME_PROPERTY_DEFAULT, __func__);
         if (instance == nullptr) {
+            return nullptr;
+        }
+        if (!dds::environment::apply(&instance->defaultQos)) {
+            destroy(instance);
+            instance = nullptr;
             return nullptr;
         }
         home.store(NUVOsapiProcess_getGeneration()); // it may have been finalized since the above
@@ -274,21 +291,17 @@ DDS_ReturnCode_t DDS_DomainParticipantFactory_set_qos(DDS_DomainParticipantFacto
 DDS_ReturnCode_t
 DDS_DomainParticipantFactory_get_default_participant_qos(DDS_DomainParticipantFactory *self,
                                                          DDS_DomainParticipantQos *qos) {
-    DDS_DomainParticipantQos defaultQos = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
-    DDS_ReturnCode_t result = DDS_RETCODE_OK;
-
     if (DDSLog_isNull(self) || DDSLog_isNull(qos)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
     if (DDS_DomainParticipantFactory_isForkedI(__func__)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
-    result = DDS_DomainParticipantQos_initialize(&defaultQos);
-    if (result == DDS_RETCODE_OK) {
-        std::swap(*qos, defaultQos);
+    if (DDS_DomainParticipantQos_copy(qos, &self->defaultQos) == nullptr) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "default participant QoS");
+        return DDS_RETCODE_OUT_OF_RESOURCES;
     }
-    (void)DDS_DomainParticipantQos_finalize(&defaultQos);
-    return result;
+    return DDS_RETCODE_OK;
 }
 
 DDS_DomainParticipant *DDS_DomainParticipantFactory_create_participant(
@@ -315,7 +328,9 @@ DDS_DomainParticipant *DDS_DomainParticipantFactory_create_participant(
         ++self->participantCount;
     }
     if (!DDS_DomainParticipantResources_isWithinListenerI(&resources, __func__)) {
-        participant = DDS_DomainParticipant_newI(self, &resources, domain_id, qos, listener, mask);
+        participant = DDS_DomainParticipant_newI(
+            self, &resources, domain_id,
+            qos != DDS_PARTICIPANT_QOS_DEFAULT ? qos : &self->defaultQos, listener, mask);
     }
     {
         const std::lock_guard<std::mutex> lock(self->mutex);

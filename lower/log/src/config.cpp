@@ -27,6 +27,8 @@ struct KOLS_Config_Logger {
     std::atomic<KOLS_Config_LogVerbosity> verbosity{KOLS_CONFIG_LOG_VERBOSITY_ERROR};
     std::atomic<NUVLogModuleNode *> modules{nullptr}; // the newest first
 
+    bool is_verbosity_chosen = false; // by the program itself
+
     std::mutex device_mutex;                  // held during each call of the device
     std::atomic<pthread_t> deliverer{NOBODY}; // the thread that holds it for that
     KOLS_Config_LoggerDevice device = write_to_stderr;
@@ -57,6 +59,14 @@ void renew_locks() {
     kols::renew_stderr_lock();
 }
 
+/** With the lock of the verbosity held. */
+void set_verbosity(KOLS_Config_LogVerbosity verbosity) {
+    logger.verbosity.store(verbosity, std::memory_order_relaxed);
+    for (const NUVLogModuleNode *node = NUVLog_getModules(); node != nullptr; node = node->_next) {
+        NUVLog_storeMask(node->module->instrumentationMask, verbosity);
+    }
+}
+
 } // namespace
 
 void kols::prepare_for_forks() {
@@ -85,9 +95,14 @@ void KOLS_Config_Logger_set_verbosity(KOLS_Config_Logger *self,
         return;
     }
     const std::lock_guard lock(self->verbosity_mutex);
-    self->verbosity.store(verbosity, std::memory_order_relaxed);
-    for (const NUVLogModuleNode *node = NUVLog_getModules(); node != nullptr; node = node->_next) {
-        NUVLog_storeMask(node->module->instrumentationMask, verbosity);
+    self->is_verbosity_chosen = true;
+    set_verbosity(verbosity);
+}
+
+void NUVLog_setDefaultVerbosity(NUV_UINT32 verbosity) {
+    const std::lock_guard lock(logger.verbosity_mutex);
+    if (!logger.is_verbosity_chosen) {
+        set_verbosity(verbosity);
     }
 }
 

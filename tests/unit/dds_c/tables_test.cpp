@@ -10,6 +10,7 @@
 
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "dds_c/dds_c_qosvisitor.h"
+#include "domain/environment.h"
 #include "participant_qos.h"
 #include "qos/unusedSettings.h"
 
@@ -108,6 +109,16 @@ TEST(PropertyTable, IsInTheReadmeAsFarAsPropertiesAreActedOn) {
     }
     ASSERT_NE(start, std::string::npos);
     EXPECT_EQ(readme.substr(start, readme.find("\n\n", start) + 1 - start), table);
+}
+
+TEST(EnvironmentTable, IsInTheReadme) {
+    std::string table = "| variable | value | default that it changes |\n| --- | --- | --- |\n";
+
+    for (const auto &variable : dds::environment::VARIABLES) {
+        table += std::string("| `") + variable.name + "` | " + variable.values + " | " +
+                 variable.meaning + " |\n";
+    }
+    EXPECT_THAT(text_of(ROOT / "README.md"), testing::HasSubstr(table + '\n'));
 }
 
 TEST(RecordTable, IsOnlyWholeWhenItNamesEachFieldOnce) {

@@ -67,6 +67,12 @@ void NUVLog_registerModule(struct NUVLogModuleNode *node);
     NUV_UINT32 PREFIX##Log_g_instrumentationMask = NUV_LOG_INSTRUMENTATION_MASK_DEFAULT;           \
     NUV_UINT32 PREFIX##Log_g_submoduleMask = NUV_LOG_SUBMODULE_MASK_DEFAULT
 
+/**
+ * @brief Sets the verbosity as KOLS_Config_Logger_set_verbosity does, unless that has been called.
+ * @param verbosity a set of NUV_LOG_LEVEL_* bits.
+ */
+void NUVLog_setDefaultVerbosity(NUV_UINT32 verbosity);
+
 /** The first of the registered modules, null when there is none; the others follow at _next. */
 const struct NUVLogModuleNode *NUVLog_getModules(void);
 
