@@ -411,7 +411,7 @@ TEST(FacadeRestrictedTest, FurtherReservationCoversANewAddress) {
     const int port = net::free_port();
     facade.add(net::locator("127.0.0.2", port));
     runtime.interfaces.set({first, second});
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     NUVNetioConfigurator_refreshInterfaces(facade.configurator.self, runtime.worker());
     REDAWeakReference reference = REDA_WEAK_REFERENCE_INVALID;
     {

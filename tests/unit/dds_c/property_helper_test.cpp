@@ -157,39 +157,22 @@ TEST_F(PropertyHelperTest, AnEmptyNameIsRefused) {
 }
 
 TEST_F(PropertyHelperTest, AddingFailsWithoutMemoryAndChangesNothing) {
-    EXPECT_EQ(fail_each_allocation([this] {
-                  const DDS_ReturnCode_t result = add("a", "1");
-                  if (result != DDS_RETCODE_OK) {
-                      EXPECT_EQ(result, DDS_RETCODE_OUT_OF_RESOURCES);
-                      expect_error("add_property", "DDS_LOG_OUT_OF_RESOURCES_s",
-                                   "out of resources: a");
-                      EXPECT_EQ(list(), "");
-                  }
-                  return result == DDS_RETCODE_OK;
-              }),
-              3);
-    EXPECT_EQ(fail_each_allocation([this] {
-                  const DDS_ReturnCode_t result = assert_property("b", "1");
-                  if (result != DDS_RETCODE_OK) {
-                      EXPECT_EQ(result, DDS_RETCODE_OUT_OF_RESOURCES);
-                      expect_error("assert_property", "DDS_LOG_OUT_OF_RESOURCES_s",
-                                   "out of resources: b");
-                      EXPECT_EQ(list(), "a=1 ");
-                  }
-                  return result == DDS_RETCODE_OK;
-              }),
-              3);
-    EXPECT_EQ(fail_each_allocation([this] {
-                  const DDS_ReturnCode_t result = assert_property("a", "22", DDS_BOOLEAN_TRUE);
-                  if (result != DDS_RETCODE_OK) {
-                      EXPECT_EQ(result, DDS_RETCODE_OUT_OF_RESOURCES);
-                      expect_error("assert_property", "DDS_LOG_OUT_OF_RESOURCES_s",
-                                   "out of resources: a");
-                      EXPECT_EQ(list(), "a=1 b=1 ");
-                  }
-                  return result == DDS_RETCODE_OK;
-              }),
+    const auto fail_each = [this](auto operation, const char *name, const std::string &property) {
+        const std::string before = list();
+        return fail_each_allocation(operation, [&](DDS_ReturnCode_t result, const auto &failed) {
+            EXPECT_EQ(result, failed.empty() ? DDS_RETCODE_OK : DDS_RETCODE_OUT_OF_RESOURCES);
+            if (!failed.empty()) {
+                expect_error(name, "DDS_LOG_OUT_OF_RESOURCES_s",
+                             ("out of resources: " + property).c_str());
+                EXPECT_EQ(list(), before);
+            }
+        });
+    };
+    EXPECT_EQ(fail_each([this] { return add("a", "1"); }, "add_property", "a"), 3);
+    EXPECT_EQ(fail_each([this] { return assert_property("b", "1"); }, "assert_property", "b"), 3);
+    EXPECT_EQ(fail_each([this] { return assert_property("a", "22", 1); }, "assert_property", "a"),
               1);
+    EXPECT_EQ(list(), "a=22+ b=1 ");
 }
 
 TEST_F(PropertyHelperTest, NullIsAFailedPrecondition) {

@@ -30,6 +30,20 @@ protected:
         NUVLog_plainText(TEST_LOG_MODULE, SUBMODULE, context, level, "%d", evaluate());
     }
 
+    /** Checks that there is one message, of the test itself. */
+    void expect_message(NUV_UINT32 level, const NUVLogMessageTemplate *message_template,
+                        const std::string &text) const {
+        ASSERT_EQ(messages_.size(), 1u);
+        const Message &message = messages_[0];
+        EXPECT_EQ(message.number, NUV_LOG_UNNUMBERED);
+        EXPECT_EQ(message.level, level);
+        EXPECT_EQ(message.module, TEST_LOG_MODULE.id);
+        EXPECT_EQ(message.file, __FILE__);
+        EXPECT_EQ(message.function, "TestBody");
+        EXPECT_EQ(message.message, message_template);
+        EXPECT_EQ(message.text, text);
+    }
+
     int evaluations_ = 0;
 };
 
@@ -73,39 +87,18 @@ void print_in_the_name_of(const char *LOG_METHOD) {
 
 TEST_F(PrintTest, ATemplateIsPrintedWithItsArguments) {
     NUVLog_message(TEST_LOG_MODULE, SUBMODULE, NO_CONTEXT, NUV_LOG_LEVEL_ERROR, AT_d, 7);
-    ASSERT_EQ(messages_.size(), 1u);
-    EXPECT_EQ(messages_[0].number, NUV_LOG_UNNUMBERED);
-    EXPECT_EQ(messages_[0].level, NUV_LOG_LEVEL_ERROR);
-    EXPECT_EQ(messages_[0].module, TEST_LOG_MODULE.id);
-    EXPECT_EQ(messages_[0].file, __FILE__);
-    EXPECT_EQ(messages_[0].function, "TestBody");
-    EXPECT_EQ(messages_[0].message, &AT_d);
-    EXPECT_EQ(messages_[0].text, "at 7");
+    expect_message(NUV_LOG_LEVEL_ERROR, &AT_d, "at 7");
 }
 
 TEST_F(PrintTest, ATextIsPrintedInItsTemplate) {
     NUVLog_text(TEST_LOG_MODULE, SUBMODULE, NO_CONTEXT, NUV_LOG_LEVEL_ERROR,
                 NUV_LOG_ENABLE_TEMPLATE, "%s %d", "x", 7);
-    ASSERT_EQ(messages_.size(), 1u);
-    EXPECT_EQ(messages_[0].number, NUV_LOG_UNNUMBERED);
-    EXPECT_EQ(messages_[0].level, NUV_LOG_LEVEL_ERROR);
-    EXPECT_EQ(messages_[0].module, TEST_LOG_MODULE.id);
-    EXPECT_EQ(messages_[0].file, __FILE__);
-    EXPECT_EQ(messages_[0].function, "TestBody");
-    EXPECT_EQ(messages_[0].message, &NUV_LOG_ENABLE_TEMPLATE);
-    EXPECT_EQ(messages_[0].text, "enable: x 7");
+    expect_message(NUV_LOG_LEVEL_ERROR, &NUV_LOG_ENABLE_TEMPLATE, "enable: x 7");
 }
 
 TEST_F(PrintTest, APlainTextHasNoTemplate) {
     NUVLog_plainText(TEST_LOG_MODULE, SUBMODULE, NO_CONTEXT, NUV_LOG_LEVEL_ERROR, "%s %d", "x", 7);
-    ASSERT_EQ(messages_.size(), 1u);
-    EXPECT_EQ(messages_[0].number, NUV_LOG_UNNUMBERED);
-    EXPECT_EQ(messages_[0].level, NUV_LOG_LEVEL_ERROR);
-    EXPECT_EQ(messages_[0].module, TEST_LOG_MODULE.id);
-    EXPECT_EQ(messages_[0].file, __FILE__);
-    EXPECT_EQ(messages_[0].function, "TestBody");
-    EXPECT_EQ(messages_[0].message, nullptr);
-    EXPECT_EQ(messages_[0].text, "x 7");
+    expect_message(NUV_LOG_LEVEL_ERROR, nullptr, "x 7");
 }
 
 TEST_F(PrintTest, WhatTheLevelForbidsIsNeitherPrintedNorEvaluated) {
@@ -172,13 +165,8 @@ TEST_F(PrintTest, AStepMayBeToldInWhoseNameItLogs) {
 TEST_F(PrintTest, ANullPointerIsAFailedPrecondition) {
     const int *pointer = nullptr;
     EXPECT_TRUE(NUVLog_isNull(TEST_LOG_MODULE, SUBMODULE, NO_CONTEXT, pointer));
-    ASSERT_EQ(messages_.size(), 1u);
-    EXPECT_EQ(messages_[0].level, NUV_LOG_LEVEL_FATAL);
-    EXPECT_EQ(messages_[0].module, TEST_LOG_MODULE.id);
-    EXPECT_EQ(messages_[0].file, __FILE__);
-    EXPECT_EQ(messages_[0].function, "TestBody");
-    EXPECT_EQ(messages_[0].message, &NUV_LOG_PRECONDITION_FAILURE_s);
-    EXPECT_EQ(messages_[0].text, "precondition failed: \"pointer == ((void *)0)\"");
+    expect_message(NUV_LOG_LEVEL_FATAL, &NUV_LOG_PRECONDITION_FAILURE_s,
+                   "precondition failed: \"pointer == ((void *)0)\"");
 }
 
 TEST_F(PrintTest, AnotherPointerIsNone) {

@@ -41,6 +41,14 @@ protected:
         return NUVNetioRuntime_cancelCallback(runtime.runtime, &counter.callback) != 0;
     }
 
+    /** Has a callback run, which does so until it is let go. */
+    void begin(Counter &counter) const {
+        counter.let_go = false;
+        NUVNetioRuntime_startCallbacks(runtime.runtime);
+        post(counter);
+        EXPECT_TRUE(counter.wait_for(1));
+    }
+
     net::Runtime runtime;
 };
 
@@ -65,10 +73,7 @@ TEST_F(CallbackTest, CallsOnAThreadOfItsOwn) {
 TEST_F(CallbackTest, PostedTwiceBeforeItBeginsIsCalledOnce) {
     Counter first;
     Counter counter;
-    first.let_go = false;
-    NUVNetioRuntime_startCallbacks(runtime.runtime);
-    post(first);
-    EXPECT_TRUE(first.wait_for(1));
+    begin(first);
     post(counter);
     post(counter);
     first.let_go = true;
@@ -80,10 +85,7 @@ TEST_F(CallbackTest, PostedTwiceBeforeItBeginsIsCalledOnce) {
 
 TEST_F(CallbackTest, PostedWhileItRunsIsCalledAgain) {
     Counter counter;
-    counter.let_go = false;
-    NUVNetioRuntime_startCallbacks(runtime.runtime);
-    post(counter);
-    EXPECT_TRUE(counter.wait_for(1));
+    begin(counter);
     post(counter);
     counter.let_go = true;
     EXPECT_TRUE(counter.wait_for(2));
@@ -92,10 +94,7 @@ TEST_F(CallbackTest, PostedWhileItRunsIsCalledAgain) {
 
 TEST_F(CallbackTest, TheReactorGoesOnWhileOneRuns) {
     Counter counter;
-    counter.let_go = false;
-    NUVNetioRuntime_startCallbacks(runtime.runtime);
-    post(counter);
-    EXPECT_TRUE(counter.wait_for(1));
+    begin(counter);
     EXPECT_TRUE(runtime.flush());
     counter.let_go = true;
     EXPECT_TRUE(cancel(counter));
@@ -104,10 +103,7 @@ TEST_F(CallbackTest, TheReactorGoesOnWhileOneRuns) {
 TEST_F(CallbackTest, OneThatWaitsIsTakenBackWhileAnotherRuns) {
     Counter running;
     Counter waiting;
-    running.let_go = false;
-    NUVNetioRuntime_startCallbacks(runtime.runtime);
-    post(running);
-    EXPECT_TRUE(running.wait_for(1));
+    begin(running);
     post(waiting);
     EXPECT_TRUE(cancel(waiting));
     running.let_go = true;
@@ -117,10 +113,7 @@ TEST_F(CallbackTest, OneThatWaitsIsTakenBackWhileAnotherRuns) {
 
 TEST_F(CallbackTest, OneThatRunsOnIsNotTakenBackInTime) {
     Counter counter;
-    counter.let_go = false;
-    NUVNetioRuntime_startCallbacks(runtime.runtime);
-    post(counter);
-    EXPECT_TRUE(counter.wait_for(1));
+    begin(counter);
     EXPECT_FALSE(cancel(counter)); // after all of the time
     counter.let_go = true;
     EXPECT_TRUE(cancel(counter));

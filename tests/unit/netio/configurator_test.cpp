@@ -362,7 +362,7 @@ TEST(RefreshTest, ConfiguratorGoesByItsSnapshotUntilItIsRefreshed) {
     net::Runtime runtime({LO4, ETH4});
     net::Configurator configurator(runtime);
     runtime.interfaces.set({LO4, WLAN4});
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     EXPECT_THAT(locators(configurator), ElementsAre("udpv4://192.0.2.2:7410"));
     EXPECT_NE(NUVNetioConfigurator_refreshInterfaces(configurator.self, runtime.worker()), 0);
     EXPECT_THAT(locators(configurator), ElementsAre("udpv4://198.51.100.3:7410"));
@@ -373,16 +373,16 @@ TEST(RefreshTest, InterfacesThatCameAndWentMakeNoDifference) {
     net::Runtime runtime({LO4});
     net::Configurator configurator(runtime);
     runtime.interfaces.set({LO4, WLAN4});
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     runtime.interfaces.set({LO4});
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     EXPECT_EQ(NUVNetioConfigurator_refreshInterfaces(configurator.self, runtime.worker()), 0);
 }
 
 TEST(RefreshTest, NewConfiguratorHasTheNewestSnapshot) {
     net::Runtime runtime({LO4});
     runtime.interfaces.set({LO4, WLAN4});
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     EXPECT_THAT(locators(net::Configurator(runtime)), ElementsAre("udpv4://198.51.100.3:7410"));
 }
 

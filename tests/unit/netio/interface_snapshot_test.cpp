@@ -44,7 +44,7 @@ TEST(InterfaceSnapshotTest, HoldsAnyNumberOfAddresses) {
 TEST(InterfaceSnapshotTest, IsSharedWhileNothingChanges) {
     net::Runtime runtime;
     const Held first(NUVNetioRuntime_acquireInterfaces(runtime.runtime));
-    EXPECT_NE(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+    EXPECT_TRUE(runtime.renew());
     const Held second(NUVNetioRuntime_acquireInterfaces(runtime.runtime));
     EXPECT_EQ(first.snapshot, second.snapshot);
 }
@@ -53,7 +53,7 @@ TEST(InterfaceSnapshotTest, StaysAsItWasForWhoHoldsIt) {
     net::Runtime runtime({net::interface("eth0", 2, "192.0.2.2")});
     const Held before(NUVNetioRuntime_acquireInterfaces(runtime.runtime));
     runtime.interfaces.set({});
-    EXPECT_NE(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+    EXPECT_TRUE(runtime.renew());
     const Held after(NUVNetioRuntime_acquireInterfaces(runtime.runtime));
     EXPECT_EQ(NUVNetioInterfaceSnapshot_getLength(after.snapshot), 0);
     ASSERT_EQ(NUVNetioInterfaceSnapshot_getLength(before.snapshot), 1);
@@ -65,7 +65,7 @@ TEST(InterfaceSnapshotTest, LastUserFreesIt) {
     Snapshot *held = NUVNetioRuntime_acquireInterfaces(runtime.runtime);
     EXPECT_EQ(NUVNetioInterfaceSnapshot_retain(held), held);
     runtime.interfaces.set({});
-    EXPECT_NE(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+    EXPECT_TRUE(runtime.renew());
     const NUV_UINT64 with_both = net::live_blocks();
     NUVNetioInterfaceSnapshot_release(held);
     EXPECT_EQ(net::live_blocks(), with_both);

@@ -50,7 +50,7 @@ protected:
     void set(const std::vector<NUVNetioInterface> &interfaces) {
         clock.advance(1'000'000'000); // for a warning of its own
         runtime.interfaces.set(interfaces);
-        NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+        runtime.renew();
     }
     void open() {
         clock.advance(1'000'000'000);

@@ -251,10 +251,11 @@ private:
     mutable std::map<std::thread::id, REDAWorker *> further_;
 };
 
-inline NUVNetioRuntimeProperty runtime_property(const NUVNetioInterfaceSource &source) {
+inline NUVNetioRuntimeProperty runtime_property(const NUVNetioInterfaceSource &source,
+                                                bool is_watched = false) {
     NUVNetioRuntimeProperty property = NUV_NETIO_RUNTIME_PROPERTY_DEFAULT;
     property.interfaceSource = source;
-    property.watchInterfaces = 0;
+    property.watchInterfaces = is_watched ? 1 : 0;
     return property;
 }
 
@@ -281,6 +282,18 @@ public:
     }
     REDAWorker *worker() const {
         return factories.worker;
+    }
+    bool renew() const {
+        return NUVNetioRuntime_renewInterfaces(runtime, worker()) != 0;
+    }
+    /** How many addresses the snapshot has that is acquired now; -1: none is. */
+    NUV_INT32 acquire() const {
+        const NUVNetioInterfaceSnapshot *const held = NUVNetioRuntime_acquireInterfaces(runtime);
+        const NUV_INT32 length = held == nullptr ? -1 : NUVNetioInterfaceSnapshot_getLength(held);
+        if (held != nullptr) {
+            NUVNetioInterfaceSnapshot_release(held);
+        }
+        return length;
     }
 
     Interfaces interfaces;

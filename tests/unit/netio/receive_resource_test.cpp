@@ -421,7 +421,7 @@ TEST_F(ReceiveResourceTest, ThreadsMayOpenAndReleaseAtTheSameTime) {
                     ++opened;
                     release(resource);
                 }
-                NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+                runtime.renew();
             }
         });
     }
@@ -479,7 +479,7 @@ TEST_F(ReceiveResourceTest, OtherGroupOfTheSamePortIsNotReceived) {
 
 TEST_F(ReceiveResourceTest, InterfaceThatRefusesTheGroupIsAWarning) {
     runtime.interfaces.set({net::interface("gone0", 9999, "192.0.2.2")});
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     const LogCapture log;
     NUVNetioReceiveResource *resource = open(net::locator(GROUP, port));
     EXPECT_NE(resource, nullptr);
@@ -494,11 +494,11 @@ TEST_F(ReceiveResourceTest, InterfaceThatRefusesTheGroupIsAWarning) {
 
 TEST_F(ReceiveResourceTest, GroupOpensWithoutAnyInterfaceAndJoinsWhenOneAppears) {
     runtime.interfaces.set({});
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     NUVNetioReceiveResource *resource = open(net::locator(GROUP, port));
     ASSERT_NE(resource, nullptr);
     runtime.interfaces.set({net::loopback()});
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     NUVNetioConfigurator_refreshInterfaces(configurator.self, runtime.worker());
     const NUVNetioLocator destination = net::locator(GROUP, port);
     const NUV_UINT8 data[] = {'h', 'i'};
@@ -515,20 +515,20 @@ TEST_F(ReceiveResourceTest, InterfaceIsJoinedOnceWhateverItsAddressesAndAgainWhe
     const NUVNetioInterface first = net::loopback("127.0.0.1");
     const NUVNetioInterface second = net::loopback("127.0.0.2");
     runtime.interfaces.set({first, second});
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     const int before = faults::count("setsockopt");
     NUVNetioReceiveResource *resource = open(net::locator(GROUP, port));
     const int opened = faults::count("setsockopt");
     EXPECT_EQ(opened, before + 4); // address reuse, only what is joined, its interface, the join
     runtime.interfaces.set({second});
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     EXPECT_EQ(faults::count("setsockopt"), opened);
     runtime.interfaces.set({});
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     EXPECT_EQ(faults::count("setsockopt"), opened + 1); // left
     const LogCapture log;
     runtime.interfaces.set({first});
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     EXPECT_EQ(faults::count("setsockopt"), opened + 2);
     release(resource);
     EXPECT_TRUE(runtime.flush());
@@ -545,7 +545,7 @@ TEST_F(ReceiveResourceTest, ReleasedGroupFollowsTheInterfacesNoMore) {
     release(first);
     const int before = faults::count("setsockopt");
     runtime.interfaces.set({});
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     EXPECT_EQ(faults::count("setsockopt"), before);
     EXPECT_TRUE(runtime.flush());
 }
@@ -601,7 +601,7 @@ protected:
             }
         }
         runtime.interfaces.set(list);
-        NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+        runtime.renew();
     }
     NUVNetioReceiveResource *open_restricted() {
         return open_at(*restricted, runtime, net::locator("127.0.0.2", port), inbox);
@@ -756,7 +756,7 @@ TEST(RestrictedAddressTest, AddressThatIsGivenBackCanBeHadAgainAtOnce) {
         const auto cover = [&](const std::vector<NUVNetioInterface> &list, const char *address) {
             const NUVNetioLocator locator = net::locator(address, 7410);
             runtime.interfaces.set(list);
-            NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+            runtime.renew();
             NUVNetioConfigurator_refreshInterfaces(configurator.self, runtime.worker());
             return NUVNetioReceiveResource_cover(resource, &locator, runtime.worker()) != 0;
         };

@@ -18,7 +18,7 @@ struct Restricted {
     }
     void set(const std::vector<NUVNetioInterface> &interfaces) {
         runtime.interfaces.set(interfaces);
-        EXPECT_NE(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+        EXPECT_TRUE(runtime.renew());
         NUVNetioConfigurator_refreshInterfaces(configurator.self, runtime.worker());
     }
 

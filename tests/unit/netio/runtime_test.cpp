@@ -167,6 +167,18 @@ struct Listener {
     }
 };
 
+/** One that is told as long as it lives. */
+struct AddedListener : Listener {
+    explicit AddedListener(const net::Runtime &its_runtime) : runtime(its_runtime) {
+        NUVNetioRuntime_addInterfaceListener(runtime.runtime, &listener);
+    }
+    ~AddedListener() {
+        NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &listener);
+    }
+
+    const net::Runtime &runtime;
+};
+
 const std::vector<NUVNetioInterface> ETHERNET = {net::interface("eth0", 2, "192.0.2.2")};
 
 TEST(InterfaceRenewalTest, ListenersAreToldOfAChangeByTheRenewingThread) {
@@ -176,7 +188,7 @@ TEST(InterfaceRenewalTest, ListenersAreToldOfAChangeByTheRenewingThread) {
     NUVNetioRuntime_addInterfaceListener(runtime.runtime, &first.listener);
     NUVNetioRuntime_addInterfaceListener(runtime.runtime, &second.listener);
     runtime.interfaces.set(ETHERNET);
-    EXPECT_NE(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+    EXPECT_TRUE(runtime.renew());
     EXPECT_EQ(first.calls, 1);
     EXPECT_EQ(second.calls, 1);
     EXPECT_EQ(first.worker, runtime.worker());
@@ -184,9 +196,8 @@ TEST(InterfaceRenewalTest, ListenersAreToldOfAChangeByTheRenewingThread) {
 
 TEST(InterfaceRenewalTest, ListenersAreNotToldWhenNothingChanged) {
     net::Runtime runtime;
-    Listener listener;
-    NUVNetioRuntime_addInterfaceListener(runtime.runtime, &listener.listener);
-    EXPECT_NE(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+    AddedListener listener(runtime);
+    EXPECT_TRUE(runtime.renew());
     EXPECT_EQ(listener.calls, 0);
 }
 
@@ -201,7 +212,7 @@ TEST(InterfaceRenewalTest, RemovedListenerIsNotTold) {
     NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &second.listener);
     NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &second.listener);
     runtime.interfaces.set(ETHERNET);
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     EXPECT_EQ(first.calls, 1);
     EXPECT_EQ(second.calls, 0);
     EXPECT_EQ(third.calls, 1);
@@ -220,7 +231,7 @@ TEST(InterfaceRenewalTest, ListenerMayRemoveItselfAndTheNext) {
         NUVNetioRuntime_addInterfaceListener(runtime.runtime, &one->listener);
     }
     runtime.interfaces.set(ETHERNET);
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     EXPECT_EQ(first.calls, 1);
     EXPECT_EQ(second.calls, 0);
     EXPECT_EQ(third.calls, 1);
@@ -234,14 +245,14 @@ TEST(InterfaceRenewalTest, ListenerMayUseTheRuntime) {
         if (listener.calls > 1) {
             return;
         }
-        NUVNetioInterfaceSnapshot_release(NUVNetioRuntime_acquireInterfaces(runtime.runtime));
+        runtime.acquire();
         runtime.interfaces.set({});
-        EXPECT_NE(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+        EXPECT_TRUE(runtime.renew());
         NUVNetioRuntime_addInterfaceListener(runtime.runtime, &added.listener);
     };
     NUVNetioRuntime_addInterfaceListener(runtime.runtime, &listener.listener);
     runtime.interfaces.set(ETHERNET);
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     EXPECT_EQ(listener.calls, 2); // of both changes, one after the other
     EXPECT_GE(added.calls, 1);
 }
@@ -256,8 +267,7 @@ TEST(InterfaceRenewalTest, RemovingWaitsForTheListenerThatRuns) {
     };
     NUVNetioRuntime_addInterfaceListener(runtime.runtime, &listener.listener);
     runtime.interfaces.set(ETHERNET);
-    std::thread renewing(
-        [&] { NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()); });
+    std::thread renewing([&] { runtime.renew(); });
     EXPECT_TRUE(net::eventually([&] { return listener.calls == 1; }));
     NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &listener.listener);
     EXPECT_TRUE(ended);
@@ -270,14 +280,11 @@ TEST(InterfaceRenewalTest, ThreadsMayRenewAndListenAtTheSameTime) {
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&, t] {
             for (int i = 0; i < 100; ++i) {
-                Listener listener;
-                NUVNetioRuntime_addInterfaceListener(runtime.runtime, &listener.listener);
+                AddedListener listener(runtime);
                 runtime.interfaces.set((t + i) % 2 == 0 ? ETHERNET
                                                         : std::vector<NUVNetioInterface>{});
-                NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
-                NUVNetioInterfaceSnapshot_release(
-                    NUVNetioRuntime_acquireInterfaces(runtime.runtime));
-                NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &listener.listener);
+                runtime.renew();
+                runtime.acquire();
             }
         });
     }
@@ -290,12 +297,10 @@ TEST(InterfaceRenewalTest, FailedListingKeepsTheSnapshotAndWarns) {
     net::Runtime runtime(ETHERNET);
     const LogCapture log;
     runtime.interfaces.set_failing(true);
-    EXPECT_EQ(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+    EXPECT_FALSE(runtime.renew());
     ASSERT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
     EXPECT_EQ(log.messages()[0].text, LISTING_FAILED);
-    const NUVNetioInterfaceSnapshot *held = NUVNetioRuntime_acquireInterfaces(runtime.runtime);
-    EXPECT_EQ(NUVNetioInterfaceSnapshot_getLength(held), 1);
-    NUVNetioInterfaceSnapshot_release(held);
+    EXPECT_EQ(runtime.acquire(), 1);
 }
 
 TEST(InterfaceRenewalTest, ListingThatGoesOnFailingIsOneWarning) {
@@ -304,7 +309,7 @@ TEST(InterfaceRenewalTest, ListingThatGoesOnFailingIsOneWarning) {
     const LogCapture log;
     runtime.interfaces.set_failing(true);
     for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+        EXPECT_FALSE(runtime.renew());
         clock.advance(1'000'000'000);
     }
     EXPECT_EQ(log.messages().size(), 1u);
@@ -316,14 +321,14 @@ TEST(InterfaceRenewalTest, ListingsThatFailNowAndThenAreOneWarningASecond) {
     const LogCapture log;
     for (int i = 0; i < 5; ++i) {
         runtime.interfaces.set_failing(true);
-        EXPECT_EQ(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+        EXPECT_FALSE(runtime.renew());
         runtime.interfaces.set_failing(false);
-        EXPECT_NE(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+        EXPECT_TRUE(runtime.renew());
     }
     EXPECT_EQ(log.messages().size(), 1u);
     clock.advance(1'000'000'000);
     runtime.interfaces.set_failing(true);
-    EXPECT_EQ(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+    EXPECT_FALSE(runtime.renew());
     ASSERT_EQ(log.messages().size(), 2u);
     EXPECT_THAT(log.messages()[1].text, HasSubstr("(and 4 more like it since the last line)"));
 }
@@ -336,25 +341,20 @@ TEST(InterfaceRenewalTest, FailedFirstListingStartsEmptyAndWarns) {
     net::Runtime runtime(property);
     ASSERT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
     EXPECT_EQ(log.messages()[0].text, LISTING_FAILED);
-    const NUVNetioInterfaceSnapshot *held = NUVNetioRuntime_acquireInterfaces(runtime.runtime);
-    EXPECT_EQ(NUVNetioInterfaceSnapshot_getLength(held), 0);
-    NUVNetioInterfaceSnapshot_release(held);
+    EXPECT_EQ(runtime.acquire(), 0);
 }
 
 TEST(InterfaceRenewalTest, FailedFirstListingIsTriedAgainWhereTheKernelIsWatched) {
     net::Interfaces interfaces(ETHERNET);
     interfaces.set_failing(true);
-    NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
-    property.watchInterfaces = 1;
+    const NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source(), true);
     net::TestClock clock;
     net::Runtime runtime(property);
-    Listener listener;
-    NUVNetioRuntime_addInterfaceListener(runtime.runtime, &listener.listener);
+    AddedListener listener(runtime);
     interfaces.set_failing(false);
     clock.advance(1'000'000'000);
     EXPECT_TRUE(runtime.flush());
     EXPECT_EQ(listener.calls, 1);
-    NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &listener.listener);
 }
 
 TEST(InterfaceRenewalTest, RunningOutOfMemoryKeepsTheSnapshotAndWarns) {
@@ -367,15 +367,15 @@ TEST(InterfaceRenewalTest, RunningOutOfMemoryKeepsTheSnapshotAndWarns) {
         clock.advance(1'000'000'000); // for a warning of its own
         const LogCapture log;
         faults::fail_allocation(nth);
-        EXPECT_EQ(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+        EXPECT_FALSE(runtime.renew());
         ASSERT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
         EXPECT_THAT(log.messages()[0].text, HasSubstr("out of memory"));
         EXPECT_EQ(net::Held(), before);
         runtime.interfaces.set({net::loopback()}); // nothing new, so that the snapshot stays
-        EXPECT_NE(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+        EXPECT_TRUE(runtime.renew());
         runtime.interfaces.set(ETHERNET);
     }
-    EXPECT_NE(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+    EXPECT_TRUE(runtime.renew());
 }
 
 // ---- the kernel's events
@@ -383,15 +383,13 @@ TEST(InterfaceRenewalTest, RunningOutOfMemoryKeepsTheSnapshotAndWarns) {
 TEST(InterfaceWatchTest, ListenersHearOfTheKernelsEvents) {
     IN_PRIVATE_NETWORK([] {
         net::Runtime runtime(NUV_NETIO_RUNTIME_PROPERTY_DEFAULT);
-        Listener listener;
-        NUVNetioRuntime_addInterfaceListener(runtime.runtime, &listener.listener);
+        AddedListener listener(runtime);
         ASSERT_TRUE(net::add_interface("n0", "192.0.2.1/24"));
         EXPECT_TRUE(net::eventually([&] { return listener.calls >= 1; }));
         EXPECT_NE(listener.worker, runtime.worker());
         const int calls = listener.calls;
         ASSERT_TRUE(net::run("ip link del n0"));
         EXPECT_TRUE(net::eventually([&] { return listener.calls > calls; }));
-        NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &listener.listener);
     });
 }
 
@@ -416,85 +414,61 @@ TEST(InterfaceWatchTest, AcquireSeesAnAddressThatHasJustAppeared) {
     IN_PRIVATE_NETWORK([] {
         net::TestClock clock;
         net::Runtime runtime(NUV_NETIO_RUNTIME_PROPERTY_DEFAULT);
-        Listener listener;
-        NUVNetioRuntime_addInterfaceListener(runtime.runtime, &listener.listener);
+        AddedListener listener(runtime);
         ASSERT_TRUE(net::run("ip addr add 192.0.2.1/24 dev lo"));
-        const NUVNetioInterfaceSnapshot *held = NUVNetioRuntime_acquireInterfaces(runtime.runtime);
-        EXPECT_EQ(NUVNetioInterfaceSnapshot_getLength(held), 3);
-        NUVNetioInterfaceSnapshot_release(held);
+        EXPECT_EQ(runtime.acquire(), 3);
         EXPECT_EQ(listener.calls, 0); // acquiring tells nobody
         clock.advance(1'000'000'000);
         EXPECT_TRUE(runtime.flush());
         EXPECT_EQ(listener.calls, 1);
-        NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &listener.listener);
     });
 }
 
-TEST(InterfaceWatchTest, AcquireListsNothingWithoutNews) {
-    net::Interfaces interfaces(ETHERNET);
-    NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
-    property.watchInterfaces = 1;
-    net::Runtime runtime(property);
+/** By a clock that stands still, so that no event has settled. */
+class AcquireTest : public testing::Test {
+protected:
+    /** Has the kernel's next events be unreadable. */
+    static void fail_to_read(int error) {
+        net::pretend_event();
+        faults::fail_call("recv", 1, error);
+    }
+
+    const faults::Guard guard;
+    net::TestClock clock;
+    net::Interfaces interfaces{ETHERNET};
+    const net::Runtime runtime{net::runtime_property(interfaces.source(), true)};
     const int before = interfaces.listings();
-    NUVNetioInterfaceSnapshot_release(NUVNetioRuntime_acquireInterfaces(runtime.runtime));
+};
+
+TEST_F(AcquireTest, ListsNothingWithoutNews) {
+    runtime.acquire();
     EXPECT_EQ(interfaces.listings(), before);
 }
 
-TEST(InterfaceWatchTest, LostEventsCountAsEvents) {
-    const faults::Guard guard;
-    net::Interfaces interfaces(ETHERNET);
-    NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
-    property.watchInterfaces = 1;
-    net::Runtime runtime(property);
-    const int before = interfaces.listings();
-    net::pretend_event();
-    faults::fail_call("recv", 1, ENOBUFS);
-    NUVNetioInterfaceSnapshot_release(NUVNetioRuntime_acquireInterfaces(runtime.runtime));
+TEST_F(AcquireTest, TakesLostEventsForEvents) {
+    fail_to_read(ENOBUFS);
+    runtime.acquire();
     EXPECT_EQ(interfaces.listings(), before + 1);
 }
 
-TEST(InterfaceWatchTest, InterruptedReadIsRepeated) {
-    const faults::Guard guard;
-    net::Interfaces interfaces(ETHERNET);
-    NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
-    property.watchInterfaces = 1;
-    net::Runtime runtime(property);
-    net::pretend_event();
-    faults::fail_call("recv", 1, EINTR);
-    NUVNetioInterfaceSnapshot_release(NUVNetioRuntime_acquireInterfaces(runtime.runtime));
+TEST_F(AcquireTest, RepeatsAnInterruptedRead) {
+    fail_to_read(EINTR);
+    runtime.acquire();
     EXPECT_EQ(faults::count("recv"), 2);
 }
 
-TEST(InterfaceWatchTest, AcquireGivesNothingWhenMemoryRunsOutDuringAListing) {
-    const faults::Guard guard;
-    net::Interfaces interfaces(ETHERNET);
-    NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
-    property.watchInterfaces = 1;
-    property.interfaceSettleTime = {100, 0};
-    net::Runtime runtime(property);
-    net::pretend_event();
-    faults::fail_call("recv", 1, ENOBUFS);
+TEST_F(AcquireTest, GivesNothingWhenMemoryRunsOutDuringAListing) {
+    fail_to_read(ENOBUFS);
     faults::fail_allocation(1);
-    EXPECT_EQ(NUVNetioRuntime_acquireInterfaces(runtime.runtime), nullptr);
-    const NUVNetioInterfaceSnapshot *held = NUVNetioRuntime_acquireInterfaces(runtime.runtime);
-    EXPECT_NE(held, nullptr);
-    NUVNetioInterfaceSnapshot_release(held);
+    EXPECT_EQ(runtime.acquire(), -1);
+    EXPECT_EQ(runtime.acquire(), 1);
 }
 
-TEST(InterfaceWatchTest, AcquireGivesTheFormerSnapshotWhenAListingFails) {
-    const faults::Guard guard;
-    net::Interfaces interfaces(ETHERNET);
-    NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
-    property.watchInterfaces = 1;
-    property.interfaceSettleTime = {100, 0};
-    net::Runtime runtime(property);
+TEST_F(AcquireTest, GivesTheFormerSnapshotWhenAListingFails) {
     const LogCapture log;
     interfaces.set_failing(true);
-    net::pretend_event();
-    faults::fail_call("recv", 1, ENOBUFS);
-    const NUVNetioInterfaceSnapshot *held = NUVNetioRuntime_acquireInterfaces(runtime.runtime);
-    EXPECT_EQ(NUVNetioInterfaceSnapshot_getLength(held), 1);
-    NUVNetioInterfaceSnapshot_release(held);
+    fail_to_read(ENOBUFS);
+    EXPECT_EQ(runtime.acquire(), 1);
     EXPECT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
 }
 
@@ -507,8 +481,7 @@ TEST(InterfaceWatchTest, WatchThatCouldNotBeHadInAShortageIsHadLater) {
         net::Runtime runtime(NUV_NETIO_RUNTIME_PROPERTY_DEFAULT);
         EXPECT_TRUE(faults::happened());
         EXPECT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
-        Listener listener;
-        NUVNetioRuntime_addInterfaceListener(runtime.runtime, &listener.listener);
+        AddedListener listener(runtime);
         ASSERT_TRUE(net::run("ip addr add 192.0.2.1/24 dev lo")); // before it is watched
         for (int i = 1; i <= 2; ++i) { // the watch, and what happened meanwhile
             EXPECT_EQ(listener.calls, 0);
@@ -521,7 +494,6 @@ TEST(InterfaceWatchTest, WatchThatCouldNotBeHadInAShortageIsHadLater) {
         clock.advance(1'000'000'000);
         EXPECT_TRUE(runtime.flush());
         EXPECT_EQ(listener.calls, 2);
-        NUVNetioRuntime_removeInterfaceListener(runtime.runtime, &listener.listener);
     });
 }
 
@@ -541,7 +513,7 @@ TEST_P(UnwatchableTest, WithoutTheKernelsEventsItGoesOnAfterOneWarning) {
         EXPECT_TRUE(faults::happened());
         ASSERT_EQ(levels(log.messages()), std::vector<NUV_UINT32>{NUV_LOG_LEVEL_WARNING});
         EXPECT_THAT(log.messages()[0].text, HasSubstr("(EPERM)"));
-        NUVNetioInterfaceSnapshot_release(NUVNetioRuntime_acquireInterfaces(runtime.runtime));
+        runtime.acquire();
         EXPECT_TRUE(runtime.flush());
     }
     EXPECT_EQ(net::Held(), before);

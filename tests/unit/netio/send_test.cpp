@@ -159,7 +159,7 @@ TEST_F(SendTest, GroupIsSentToOnEachInterfaceOnce) {
     const faults::Guard guard;
     NUVNetioInterface other = net::loopback("127.0.0.2");
     runtime.interfaces.set({net::loopback("127.0.0.1"), other});
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     NUVNetioConfigurator_refreshInterfaces(configurator.self, runtime.worker());
     EXPECT_TRUE(send(net::locator("239.255.0.1:7400"), "hello"));
     EXPECT_EQ(faults::count("sendmsg"), 1);
@@ -170,7 +170,7 @@ TEST_F(SendTest, InterfaceThatRefusesAGroupIsAWarningWhileOthersDoNot) {
     NUVNetioInterface twin = net::loopback("127.0.0.2");
     twin.index = 9999;
     runtime.interfaces.set({net::loopback("127.0.0.1"), twin});
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     NUVNetioConfigurator_refreshInterfaces(configurator.self, runtime.worker());
     const LogCapture log;
     EXPECT_TRUE(send(net::locator("239.255.0.1:7400"), "hello"));
@@ -184,7 +184,7 @@ TEST_F(SendTest, InterfaceThatRefusesAGroupIsAWarningWhileOthersDoNot) {
 TEST_F(SendTest, GroupThatEveryInterfaceRefusesIsOneError) {
     NUVNetioInterface gone = net::interface("gone0", 9999, "192.0.2.2");
     runtime.interfaces.set({gone});
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     NUVNetioConfigurator_refreshInterfaces(configurator.self, runtime.worker());
     const LogCapture log;
     EXPECT_FALSE(send(net::locator("239.255.0.1:7400"), "hello"));
@@ -241,7 +241,7 @@ TEST_F(SendTest, MessageToAGroupWaitsForOneStuckLinkOnly) {
         interfaces[i].index = 9000 + i;
     }
     runtime.interfaces.set(interfaces);
-    NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker());
+    runtime.renew();
     NUVNetioConfigurator_refreshInterfaces(configurator.self, runtime.worker());
     faults::fail_call("sendmsg", 2, EAGAIN);
     EXPECT_TRUE(send(net::locator("239.255.0.1:7400"), "hello"));

@@ -152,7 +152,7 @@ protected:
             std::strncpy(one.name, name.c_str(), sizeof one.name - 1);
         }
         runtime.interfaces.set(interfaces);
-        EXPECT_NE(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+        EXPECT_TRUE(runtime.renew());
         EXPECT_NE(NUVNetioConfigurator_refreshInterfaces(configurator.self, runtime.worker()), 0);
     }
 
@@ -180,7 +180,7 @@ TEST_F(SendingTest, GoesOnWithTheSnapshotThatItBeganWith) {
         if (++sent == 1) {
             replace_snapshot();
             runtime.interfaces.set({});
-            EXPECT_NE(NUVNetioRuntime_renewInterfaces(runtime.runtime, runtime.worker()), 0);
+            EXPECT_TRUE(runtime.renew());
             EXPECT_NE(NUVNetioConfigurator_refreshInterfaces(configurator.self, runtime.worker()),
                       0);
         }

@@ -130,51 +130,48 @@ TEST_F(SetProperty, PartsAsLongAsTheLimitsAreTaken) {
     EXPECT_EQ(now.partition(), std::string(255, 'p'));
 }
 
-TEST_F(SetProperty, TooMuchUserDataIsInconsistent) {
+struct TooMuch {
+    const char *name;
+    void (*add)(Source &source);
+    const char *message;
+};
+
+class InconsistentProperty : public SetProperty, public ::testing::WithParamInterface<TooMuch> {};
+
+TEST_P(InconsistentProperty, IsRefusedAndTheOldOneStays) {
     Source source = other_source();
-    source.set_user_data(std::string(257, 'u'));
+    GetParam().add(source);
     EXPECT_EQ(set(source.property), 0);
     EXPECT_EQ(reason, PRES_RETCODE_INCONSISTENT_POLICY);
-    EXPECT_EQ(messages.take(NUV_LOG_LEVEL_ERROR),
-              std::vector<std::string>{"resource_limits.participant_user_data_max_length: "
-                                       "257 octets of user data, at most 256"});
+    EXPECT_EQ(messages.take(NUV_LOG_LEVEL_ERROR), std::vector<std::string>{GetParam().message});
     expect_old_property();
 }
 
-TEST_F(SetProperty, TooManyPropertiesAreInconsistent) {
-    Source source = other_source();
-    for (int i = 0; i < 32; ++i) {
-        source.add_property("", "");
-    }
-    EXPECT_EQ(set(source.property), 0);
-    EXPECT_EQ(reason, PRES_RETCODE_INCONSISTENT_POLICY);
-    EXPECT_EQ(messages.take(NUV_LOG_LEVEL_ERROR),
-              std::vector<std::string>{"resource_limits.participant_property_list_max_length: "
-                                       "33 properties, at most 32"});
-    expect_old_property();
-}
-
-TEST_F(SetProperty, PropertyTextsThatAreTooLongAreInconsistent) {
-    Source source = other_source();
-    source.add_property("", std::string(2048 - sizeof "d" - sizeof "four" - 1, 'v').c_str());
-    EXPECT_EQ(set(source.property), 0);
-    EXPECT_EQ(reason, PRES_RETCODE_INCONSISTENT_POLICY);
-    EXPECT_EQ(messages.take(NUV_LOG_LEVEL_ERROR),
-              std::vector<std::string>{"resource_limits.participant_property_string_max_length: "
-                                       "2049 bytes of property names and values, at most 2048"});
-    expect_old_property();
-}
-
-TEST_F(SetProperty, PartitionNamesThatAreTooLongAreInconsistent) {
-    Source source = other_source();
-    source.set_partition(std::string(256, 'p'));
-    EXPECT_EQ(set(source.property), 0);
-    EXPECT_EQ(reason, PRES_RETCODE_INCONSISTENT_POLICY);
-    EXPECT_EQ(
-        messages.take(NUV_LOG_LEVEL_ERROR),
-        std::vector<std::string>{"partition: 256 characters of partition names, at most 255"});
-    expect_old_property();
-}
+INSTANTIATE_TEST_SUITE_P(
+    Has, InconsistentProperty,
+    ::testing::Values(
+        TooMuch{"TooMuchUserData",
+                [](Source &source) { source.set_user_data(std::string(257, 'u')); },
+                "resource_limits.participant_user_data_max_length: 257 octets of user data, "
+                "at most 256"},
+        TooMuch{"TooManyProperties",
+                [](Source &source) {
+                    for (int i = 0; i < 32; ++i) {
+                        source.add_property("", "");
+                    }
+                },
+                "resource_limits.participant_property_list_max_length: 33 properties, at most 32"},
+        TooMuch{"PropertyTextsThatAreTooLong",
+                [](Source &source) {
+                    const std::size_t others = sizeof "d" + sizeof "four";
+                    source.add_property("", std::string(2048 - others - 1, 'v').c_str());
+                },
+                "resource_limits.participant_property_string_max_length: 2049 bytes of property "
+                "names and values, at most 2048"},
+        TooMuch{"PartitionNamesThatAreTooLong",
+                [](Source &source) { source.set_partition(std::string(256, 'p')); },
+                "partition: 256 characters of partition names, at most 255"}),
+    [](const auto &much) { return std::string(much.param.name); });
 
 TEST_F(SetProperty, EachAllocationThatFailsKeepsTheOldProperty) {
     const Source source = other_source();

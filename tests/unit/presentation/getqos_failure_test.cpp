@@ -4,6 +4,7 @@
 #include <set>
 
 #include "fault_loop.h"
+#include "gates.h"
 #include "support/running_presentation.h"
 
 namespace {
@@ -222,45 +223,24 @@ const Failed FAILURES[] = {
     {"Finalization", nullptr, DDS_RETCODE_ERROR, &NOT_FINALIZED, true},
 };
 
-class GetQosGate : public GetQosFailure, public testing::WithParamInterface<Failed> {
-protected:
-    DDS_ReturnCode_t getWithFailure() {
-        if (GetParam().call == nullptr) {
-            failFinalize();
-        } else {
-            recorder.fail(GetParam().call);
-        }
-        return get();
+class GetQosGate : public GetQosFailure,
+                   public testing::WithParamInterface<FailedAtGate<Failed>> {};
+
+TEST_P(GetQosGate, LetsAFailureThroughAsDocumented) {
+    const auto &[failed, gate] = GetParam();
+    if (failed.call == nullptr) {
+        failFinalize();
+    } else {
+        recorder.fail(failed.call);
     }
-};
-
-TEST_P(GetQosGate, IsOpenByDefault) {
-    EXPECT_EQ(getWithFailure(), GetParam().result);
-    EXPECT_EQ(log.messages(), Messages({*GetParam().message}));
+    gate.set(*worker);
+    EXPECT_EQ(get(), failed.result);
+    EXPECT_EQ(logged(), gate.pass({*failed.message}, failed.isForWorkersToo));
 }
 
-TEST_P(GetQosGate, IsClosedWithoutTheErrorLevel) {
-    forbidErrors();
-    EXPECT_EQ(getWithFailure(), GetParam().result);
-    EXPECT_EQ(log.messages(), Messages());
-}
-
-TEST_P(GetQosGate, IsClosedWithoutTheDomain) {
-    forbidDomain();
-    EXPECT_EQ(getWithFailure(), GetParam().result);
-    EXPECT_EQ(log.messages(), Messages());
-}
-
-TEST_P(GetQosGate, IsOpenForTheWorkersCategoryOnlyWhereSoDocumented) {
-    wantForWorkerOnly(*worker, NUV_LOG_LEVEL_ERROR);
-    EXPECT_EQ(getWithFailure(), GetParam().result);
-    EXPECT_EQ(logged(), GetParam().isForWorkersToo ? Messages({*GetParam().message}) : Messages());
-}
-
-INSTANTIATE_TEST_SUITE_P(Of, GetQosGate, testing::ValuesIn(FAILURES),
-                         [](const testing::TestParamInfo<Failed> &failed) {
-                             return failed.param.name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Of, GetQosGate,
+                         testing::Combine(testing::ValuesIn(FAILURES), testing::ValuesIn(GATES)),
+                         nameOfGate<Failed>);
 
 class GetQosFinalizeGate : public GetQosFailure {
 protected:
@@ -270,13 +250,6 @@ protected:
         failFinalize();
     }
 };
-
-TEST_F(GetQosFinalizeGate, IsOpenWithTheDomainForbiddenToo) {
-    NUVLog_storeMask(&DDSLog_g_instrumentationMask, ~0u);
-    forbidDomain();
-    EXPECT_EQ(get(), DDS_RETCODE_ERROR);
-    EXPECT_EQ(logged(), Messages({NOT_FINALIZED}));
-}
 
 TEST_F(GetQosFinalizeGate, IsClosedWithoutAWorker) {
     EXPECT_EQ(DDS_DomainParticipantPresentation_get_qos(&self, &owner, &out, 1, nullptr),
@@ -289,22 +262,6 @@ TEST_F(GetQosFinalizeGate, IsClosedForAWorkerWithoutAnActivity) {
     idle._activityContext = nullptr;
     EXPECT_EQ(DDS_DomainParticipantPresentation_get_qos(&self, &owner, &out, 1, &idle),
               DDS_RETCODE_ERROR);
-    EXPECT_EQ(logged(), Messages());
-}
-
-TEST_F(GetQosFinalizeGate, IsClosedForAnotherCategory) {
-    worker->_activityContext->category = 2;
-    EXPECT_EQ(get(), DDS_RETCODE_ERROR);
-    EXPECT_EQ(logged(), Messages());
-}
-
-TEST_F(GetQosFinalizeGate, IsClosedWhenTheCategoryIsWantedAtOtherLevels) {
-    NUVLog_storeMask(&NUVLog_g_categoryMask[NUV_LOG_LEVEL_ERROR], 0);
-    for (const NUV_UINT32 level :
-         {NUV_LOG_LEVEL_FATAL, NUV_LOG_LEVEL_WARNING, NUV_LOG_LEVEL_LOCAL}) {
-        NUVLog_storeMask(&NUVLog_g_categoryMask[level], 4);
-    }
-    EXPECT_EQ(get(), DDS_RETCODE_ERROR);
     EXPECT_EQ(logged(), Messages());
 }
 

@@ -33,126 +33,68 @@ protected:
     DDS_RtpsWellKnownPorts_t ports = STANDARD;
 };
 
-TEST_F(IndexBound, Is119ForTheStandardPorts) {
-    EXPECT_EQ(bound(), 119);
-    EXPECT_EQ(log.messages(), Messages());
+/** Port parameters, and the bound that they make; -1 with an error. */
+struct Bound {
+    const char *name;
+    DDS_RtpsWellKnownPorts_t ports;
+    DDS_Long bound;
+    const char *error = nullptr;
+};
+
+void PrintTo(const Bound &bound, std::ostream *out) {
+    *out << bound.name;
 }
 
-TEST_F(IndexBound, IsTheRatioOfTheGainsLessOneWhenTheDomainGainIsLarger) {
-    ports = {7400, 100, 10, 0, 0, 0, 0};
-    EXPECT_EQ(bound(), 9);
-}
+constexpr const char *NO_ROOM = "rtps_well_known_ports.participant_id_gain (536) must be less than "
+                                "(65535 - rtps_well_known_ports.port_base (65000)).";
 
-TEST_F(IndexBound, IsTheWholePortRangeWhenTheGainsAreEqual) {
-    ports = {7400, 2, 2, 0, 0, 0, 0};
-    EXPECT_EQ(bound(), 29066);
-}
+const Bound BOUNDS[] = {
+    {"Is119ForTheStandardPorts", STANDARD, 119},
+    {"IsTheRatioOfTheGainsLessOneWhenTheDomainGainIsLarger", {7400, 100, 10, 0, 0, 0, 0}, 9},
+    {"IsTheWholePortRangeWhenTheGainsAreEqual", {7400, 2, 2, 0, 0, 0, 0}, 29066},
+    {"IsTheWholePortRangeWhenTheDomainGainIsSmaller", {7400, 1, 1000, 0, 0, 0, 0}, 57},
+    {"MayBeZeroInThePortRange", {65000, 1, 535, 0, 0, 0, 0}, 0},
+    {"IsRefusedWhenThePortRangeHasNoRoomForOne", {65000, 1, 536, 0, 0, 0, 0}, -1, NO_ROOM},
+    {"IsRefusedForAParticipantGainBeyondThePortRange",
+     {65000, 250, 1000, 0, 10, 1, 11},
+     -1,
+     "rtps_well_known_ports.participant_id_gain (1000) must be less than "
+     "(65535 - rtps_well_known_ports.port_base (65000))."},
+    {"IsNotCorrectedWhenItIsRefused", {65000, 1, 536, 0, 5000, 0, 5000}, -1, NO_ROOM},
+    {"IsNotHeldAgainstThePortRangeWhenTheDomainGainIsLarger", {65534, 250, 2, 0, 10, 1, 11}, 119},
+    {"IsRefusedForABaseThatIsTheLastPort",
+     {65535, 250, 2, 0, 10, 1, 11},
+     -1,
+     "rtps_well_known_ports.port_base (65535) must be less than 65535."},
+    {"IsRefusedForABaseBeyondTheLastPort",
+     {70000, 250, 2, 0, 10, 1, 11},
+     -1,
+     "rtps_well_known_ports.port_base (70000) must be less than 65535."},
+    {"IsNotCorrectedForOffsetsEqualToTheParticipantGain", {7400, 100, 10, 0, 10, 0, 10}, 9},
+    {"IsCorrectedForAUserOffsetAboveTheParticipantGain", {7400, 100, 10, 0, 0, 0, 11}, 8},
+    {"IsCorrectedForABuiltinOffsetAboveTheParticipantGain", {7400, 100, 10, 0, 39, 0, 0}, 6},
+    {"IsCorrectedByTheUserOffsetOnlyIfItIsLarger", {7400, 100, 10, 0, 20, 0, 50}, 4},
+    {"IsCorrectedByTheBuiltinOffsetOnlyIfItIsLarger", {7400, 100, 10, 0, 50, 0, 20}, 4},
+    {"IsCorrectedInThePortRangeToo", {7400, 2, 2, 0, 10, 1, 11}, 29061},
+    {"MayFallBelowZeroByTheCorrectionWithoutAMessage", {7400, 3, 2, 0, 10, 1, 11}, -5},
+    {"DoesNotLookAtTheMulticastOffsets", {7400, 250, 2, -1, 10, 60000, 11}, 119},
+    {"AcceptsOffsetsOfZero", {7400, 250, 2, 0, 0, 1, 0}, 124},
+    {"AcceptsABaseOfOneAndGainsOfOne", {1, 1, 1, 0, 0, 0, 0}, 65533},
+};
 
-TEST_F(IndexBound, IsTheWholePortRangeWhenTheDomainGainIsSmaller) {
-    ports = {7400, 1, 1000, 0, 0, 0, 0};
-    EXPECT_EQ(bound(), 57);
-}
+class IndexBoundOfPorts : public IndexBound, public testing::WithParamInterface<Bound> {};
 
-TEST_F(IndexBound, MayBeZeroInThePortRange) {
-    ports = {65000, 1, 535, 0, 0, 0, 0};
-    EXPECT_EQ(bound(), 0);
-    EXPECT_EQ(log.messages(), Messages());
-}
-
-TEST_F(IndexBound, IsRefusedWhenThePortRangeHasNoRoomForOneParticipant) {
-    ports = {65000, 1, 536, 0, 0, 0, 0};
-    EXPECT_EQ(bound(), -1);
+TEST_P(IndexBoundOfPorts, IsAsDocumented) {
+    ports = GetParam().ports;
+    EXPECT_EQ(bound(), GetParam().bound);
     EXPECT_EQ(log.messages(),
-              Messages({error("rtps_well_known_ports.participant_id_gain (536) must be less than "
-                              "(65535 - rtps_well_known_ports.port_base (65000)).")}));
+              GetParam().error == nullptr ? Messages() : Messages({error(GetParam().error)}));
 }
 
-TEST_F(IndexBound, IsRefusedForAParticipantGainBeyondThePortRange) {
-    ports.port_base = 65000;
-    ports.participant_id_gain = 1000;
-    EXPECT_EQ(bound(), -1);
-    EXPECT_EQ(log.messages(),
-              Messages({error("rtps_well_known_ports.participant_id_gain (1000) must be less than "
-                              "(65535 - rtps_well_known_ports.port_base (65000)).")}));
-}
-
-TEST_F(IndexBound, IsNotCorrectedWhenItIsRefused) {
-    ports = {65000, 1, 536, 0, 5000, 0, 5000};
-    EXPECT_EQ(bound(), -1);
-}
-
-TEST_F(IndexBound, IsNotHeldAgainstThePortRangeWhenTheDomainGainIsLarger) {
-    ports = {65534, 250, 2, 0, 10, 1, 11};
-    EXPECT_EQ(bound(), 119);
-    EXPECT_EQ(log.messages(), Messages());
-}
-
-TEST_F(IndexBound, IsRefusedForABaseThatIsTheLastPort) {
-    ports.port_base = 65535;
-    EXPECT_EQ(bound(), -1);
-    EXPECT_EQ(
-        log.messages(),
-        Messages({error("rtps_well_known_ports.port_base (65535) must be less than 65535.")}));
-}
-
-TEST_F(IndexBound, IsRefusedForABaseBeyondTheLastPort) {
-    ports.port_base = 70000;
-    EXPECT_EQ(bound(), -1);
-    EXPECT_EQ(
-        log.messages(),
-        Messages({error("rtps_well_known_ports.port_base (70000) must be less than 65535.")}));
-}
-
-TEST_F(IndexBound, IsNotCorrectedForOffsetsEqualToTheParticipantGain) {
-    ports = {7400, 100, 10, 0, 10, 0, 10};
-    EXPECT_EQ(bound(), 9);
-}
-
-TEST_F(IndexBound, IsCorrectedForAUserOffsetAboveTheParticipantGain) {
-    ports = {7400, 100, 10, 0, 0, 0, 11};
-    EXPECT_EQ(bound(), 8);
-}
-
-TEST_F(IndexBound, IsCorrectedForABuiltinOffsetAboveTheParticipantGain) {
-    ports = {7400, 100, 10, 0, 39, 0, 0};
-    EXPECT_EQ(bound(), 6);
-}
-
-TEST_F(IndexBound, IsCorrectedByTheLargerOffsetOnly) {
-    ports = {7400, 100, 10, 0, 20, 0, 50};
-    EXPECT_EQ(bound(), 4);
-    ports = {7400, 100, 10, 0, 50, 0, 20};
-    EXPECT_EQ(bound(), 4);
-}
-
-TEST_F(IndexBound, IsCorrectedInThePortRangeToo) {
-    ports = {7400, 2, 2, 0, 10, 1, 11};
-    EXPECT_EQ(bound(), 29061);
-}
-
-TEST_F(IndexBound, MayFallBelowZeroByTheCorrectionWithoutAMessage) {
-    ports = {7400, 3, 2, 0, 10, 1, 11};
-    EXPECT_EQ(bound(), -5);
-    EXPECT_EQ(log.messages(), Messages());
-}
-
-TEST_F(IndexBound, DoesNotLookAtTheMulticastOffsets) {
-    ports.builtin_multicast_port_offset = -1;
-    ports.user_multicast_port_offset = 60000;
-    EXPECT_EQ(bound(), 119);
-    EXPECT_EQ(log.messages(), Messages());
-}
-
-TEST_F(IndexBound, AcceptsOffsetsOfZero) {
-    ports.builtin_unicast_port_offset = 0;
-    ports.user_unicast_port_offset = 0;
-    EXPECT_EQ(bound(), 124);
-}
-
-TEST_F(IndexBound, AcceptsABaseOfOneAndGainsOfOne) {
-    ports = {1, 1, 1, 0, 0, 0, 0};
-    EXPECT_EQ(bound(), 65533);
-}
+INSTANTIATE_TEST_SUITE_P(That, IndexBoundOfPorts, testing::ValuesIn(BOUNDS),
+                         [](const testing::TestParamInfo<Bound> &bound) {
+                             return bound.param.name;
+                         });
 
 TEST_F(IndexBound, RefusesANullRecord) {
     EXPECT_EQ(DDS_DomainParticipantPresentation_get_max_participant_indexI(nullptr), -1);

@@ -158,38 +158,34 @@ Messages notCopied(const char *policy) {
              .text = std::string("cannot copy ") + policy}};
 }
 
-TEST_F(Cache, IsOldWhenTheUnicastCopyFails) {
+struct FailedCopy {
+    const char *copy;
+    const char *policy;
+    bool isUnicastNew;
+    bool isMappingNew;
+};
+
+class CacheAfterFailedCopy : public Cache, public testing::WithParamInterface<FailedCopy> {};
+
+TEST_P(CacheAfterFailedCopy, IsNewInTheTransportPoliciesBeforeItOnly) {
     ASSERT_EQ(cache(qos), DDS_RETCODE_OK);
-    recorder.fail("DDS_TransportUnicastQosPolicy_copy");
+    recorder.fail(GetParam().copy);
     EXPECT_EQ(cache(otherQos()), DDS_RETCODE_ERROR);
-    EXPECT_EQ(log.messages(), notCopied("default_unicast"));
-    EXPECT_TRUE(hasUnicastOf(qos));
-    EXPECT_TRUE(hasMappingOf(qos));
+    EXPECT_EQ(log.messages(), notCopied(GetParam().policy));
+    EXPECT_TRUE(hasUnicastOf(GetParam().isUnicastNew ? other : qos));
+    EXPECT_TRUE(hasMappingOf(GetParam().isMappingNew ? other : qos));
     EXPECT_TRUE(hasDiscoveryOf(qos));
     EXPECT_TRUE(hasPortsOf(qos));
 }
 
-TEST_F(Cache, IsNewInTheUnicastPolicyOnlyWhenTheMappingCopyFails) {
-    ASSERT_EQ(cache(qos), DDS_RETCODE_OK);
-    recorder.fail("DDS_TransportMulticastMappingQosPolicy_copy");
-    EXPECT_EQ(cache(otherQos()), DDS_RETCODE_ERROR);
-    EXPECT_EQ(log.messages(), notCopied("multicast_mapping"));
-    EXPECT_TRUE(hasUnicastOf(other));
-    EXPECT_TRUE(hasMappingOf(qos));
-    EXPECT_TRUE(hasDiscoveryOf(qos));
-    EXPECT_TRUE(hasPortsOf(qos));
-}
-
-TEST_F(Cache, IsNewInTheTransportPoliciesOnlyWhenTheDiscoveryCopyFails) {
-    ASSERT_EQ(cache(qos), DDS_RETCODE_OK);
-    recorder.fail("DDS_DiscoveryQosPolicy_copy");
-    EXPECT_EQ(cache(otherQos()), DDS_RETCODE_ERROR);
-    EXPECT_EQ(log.messages(), notCopied("discovery"));
-    EXPECT_TRUE(hasUnicastOf(other));
-    EXPECT_TRUE(hasMappingOf(other));
-    EXPECT_TRUE(hasDiscoveryOf(qos));
-    EXPECT_TRUE(hasPortsOf(qos));
-}
+INSTANTIATE_TEST_SUITE_P(Of, CacheAfterFailedCopy,
+                         testing::Values(FailedCopy{"DDS_TransportUnicastQosPolicy_copy",
+                                                    "default_unicast", false, false},
+                                         FailedCopy{"DDS_TransportMulticastMappingQosPolicy_copy",
+                                                    "multicast_mapping", true, false},
+                                         FailedCopy{"DDS_DiscoveryQosPolicy_copy", "discovery",
+                                                    true, true}),
+                         [](const auto &failed) { return std::string(failed.param.policy); });
 
 TEST_F(Cache, StopsAtTheFirstCopyThatFails) {
     recorder.fail("DDS_TransportUnicastQosPolicy_copy");

@@ -4,6 +4,7 @@
 #include <set>
 
 #include "fault_loop.h"
+#include "gates.h"
 #include "support/describe.h"
 #include "support/running_presentation.h"
 
@@ -281,65 +282,36 @@ const Failed FAILURES[] = {
      {NO_DISCOVERY, NOT_COPIED}},
 };
 
-class SetQosGate : public SetQosFailure, public testing::WithParamInterface<Failed> {
-protected:
-    void SetUp() override {
-        SetQosFailure::SetUp();
-        recorder.fail(GetParam().call);
-    }
-};
+class SetQosGate : public SetQosFailure,
+                   public testing::WithParamInterface<FailedAtGate<Failed>> {};
 
-TEST_P(SetQosGate, IsOpenByDefault) {
-    EXPECT_EQ(set(), GetParam().result);
-    EXPECT_EQ(log.messages(), GetParam().messages);
+TEST_P(SetQosGate, LetsAFailureThroughAsDocumented) {
+    const auto &[failed, gate] = GetParam();
+    recorder.fail(failed.call);
+    gate.set(*worker);
+    EXPECT_EQ(set(), failed.result);
+    EXPECT_EQ(logged(), gate.pass(failed.messages));
 }
 
-TEST_P(SetQosGate, IsClosedWithoutTheErrorLevel) {
-    forbidErrors();
-    EXPECT_EQ(set(), GetParam().result);
-    EXPECT_EQ(log.messages(), Messages());
-}
+INSTANTIATE_TEST_SUITE_P(Of, SetQosGate,
+                         testing::Combine(testing::ValuesIn(FAILURES), testing::ValuesIn(GATES)),
+                         nameOfGate<Failed>);
 
-TEST_P(SetQosGate, IsClosedWithoutTheDomain) {
-    forbidDomain();
-    EXPECT_EQ(set(), GetParam().result);
-    EXPECT_EQ(log.messages(), Messages());
-}
-
-TEST_P(SetQosGate, IsClosedForTheWorkersCategory) {
-    wantForWorkerOnly(*worker, NUV_LOG_LEVEL_ERROR);
-    EXPECT_EQ(set(), GetParam().result);
-    EXPECT_EQ(logged(), Messages());
-}
-
-INSTANTIATE_TEST_SUITE_P(Of, SetQosGate, testing::ValuesIn(FAILURES),
-                         [](const testing::TestParamInfo<Failed> &failed) {
-                             return failed.param.name;
-                         });
-
-class SetQosIdentityGate : public SetQosFailure {
+class SetQosIdentityGate : public SetQosFailure, public testing::WithParamInterface<Gate> {
 protected:
     void change() override {
         qos.wire_protocol.rtps_app_id = guid.prefix.appId + 1;
     }
 };
 
-TEST_F(SetQosIdentityGate, IsClosedWithoutTheErrorLevel) {
-    forbidErrors();
+TEST_P(SetQosIdentityGate, LetsAnIdentityThatChangesThroughAsDocumented) {
+    GetParam().set(*worker);
     EXPECT_EQ(set(), DDS_RETCODE_IMMUTABLE_POLICY);
-    EXPECT_EQ(log.messages(), Messages());
+    EXPECT_EQ(logged(), GetParam().pass({IDENTITY}));
 }
 
-TEST_F(SetQosIdentityGate, IsClosedForTheWorkersCategory) {
-    wantForWorkerOnly(*worker, NUV_LOG_LEVEL_ERROR);
-    EXPECT_EQ(set(), DDS_RETCODE_IMMUTABLE_POLICY);
-    EXPECT_EQ(logged(), Messages());
-}
-
-TEST_F(SetQosIdentityGate, IsOpenByDefault) {
-    EXPECT_EQ(set(), DDS_RETCODE_IMMUTABLE_POLICY);
-    EXPECT_EQ(log.messages(), Messages({IDENTITY}));
-}
+INSTANTIATE_TEST_SUITE_P(Of, SetQosIdentityGate, testing::ValuesIn(GATES),
+                         [](const auto &gate) { return std::string(gate.param.name); });
 
 // ---- everything fails in turn
 

@@ -3,6 +3,7 @@
 #include <functional>
 
 #include "fault_loop.h"
+#include "gates.h"
 #include "update_fixture.h"
 
 using namespace support;
@@ -410,42 +411,19 @@ const Failed FAILURES[] = {
 };
 
 /** Nothing has changed, so that there are no change lines. */
-class UpdateGate : public Update, public testing::WithParamInterface<Failed> {
-protected:
-    void SetUp() override {
-        Update::SetUp();
-        GetParam().prepare(*this);
-    }
-};
+class UpdateGate : public Update, public testing::WithParamInterface<FailedAtGate<Failed>> {};
 
-TEST_P(UpdateGate, IsOpenByDefault) {
-    EXPECT_EQ(update(), GetParam().result);
-    EXPECT_EQ(log.messages(), Messages({*GetParam().message}));
+TEST_P(UpdateGate, LetsAFailureThroughAsDocumented) {
+    const auto &[failed, gate] = GetParam();
+    failed.prepare(*this);
+    gate.set(*worker);
+    EXPECT_EQ(update(), failed.result);
+    EXPECT_EQ(log.messages(), gate.pass({*failed.message}, failed.isForWorkersToo));
 }
 
-TEST_P(UpdateGate, IsClosedWithoutTheErrorLevel) {
-    forbidErrors();
-    EXPECT_EQ(update(), GetParam().result);
-    EXPECT_EQ(log.messages(), Messages());
-}
-
-TEST_P(UpdateGate, IsClosedWithoutTheDomain) {
-    forbidDomain();
-    EXPECT_EQ(update(), GetParam().result);
-    EXPECT_EQ(log.messages(), Messages());
-}
-
-TEST_P(UpdateGate, IsOpenForTheWorkersCategoryOnlyWhereSoDocumented) {
-    wantForWorkerOnly(NUV_LOG_LEVEL_ERROR);
-    EXPECT_EQ(update(), GetParam().result);
-    EXPECT_EQ(log.messages(),
-              GetParam().isForWorkersToo ? Messages({*GetParam().message}) : Messages());
-}
-
-INSTANTIATE_TEST_SUITE_P(Of, UpdateGate, testing::ValuesIn(FAILURES),
-                         [](const testing::TestParamInfo<Failed> &failed) {
-                             return failed.param.name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Of, UpdateGate,
+                         testing::Combine(testing::ValuesIn(FAILURES), testing::ValuesIn(GATES)),
+                         nameOfGate<Failed>);
 
 class UpdateFinalizeGate : public Update {
 protected:
@@ -456,13 +434,6 @@ protected:
     }
 };
 
-TEST_F(UpdateFinalizeGate, IsOpenWithTheDomainForbiddenToo) {
-    NUVLog_storeMask(&DDSLog_g_instrumentationMask, ~0u);
-    forbidDomain();
-    EXPECT_EQ(update(), DDS_RETCODE_ERROR);
-    EXPECT_EQ(log.messages(), Messages({NOT_FINALIZED}));
-}
-
 TEST_F(UpdateFinalizeGate, IsClosedWithoutAWorker) {
     worker = nullptr;
     EXPECT_EQ(update(), DDS_RETCODE_ERROR);
@@ -471,22 +442,6 @@ TEST_F(UpdateFinalizeGate, IsClosedWithoutAWorker) {
 
 TEST_F(UpdateFinalizeGate, IsClosedForAWorkerWithoutAnActivity) {
     callersWorker._activityContext = nullptr;
-    EXPECT_EQ(update(), DDS_RETCODE_ERROR);
-    EXPECT_EQ(log.messages(), Messages());
-}
-
-TEST_F(UpdateFinalizeGate, IsClosedForAnotherCategory) {
-    context.category = 2;
-    EXPECT_EQ(update(), DDS_RETCODE_ERROR);
-    EXPECT_EQ(log.messages(), Messages());
-}
-
-TEST_F(UpdateFinalizeGate, IsClosedWhenTheCategoryIsWantedAtOtherLevels) {
-    NUVLog_storeMask(&NUVLog_g_categoryMask[NUV_LOG_LEVEL_ERROR], 0);
-    for (const NUV_UINT32 level :
-         {NUV_LOG_LEVEL_FATAL, NUV_LOG_LEVEL_WARNING, NUV_LOG_LEVEL_LOCAL}) {
-        NUVLog_storeMask(&NUVLog_g_categoryMask[level], 4);
-    }
     EXPECT_EQ(update(), DDS_RETCODE_ERROR);
     EXPECT_EQ(log.messages(), Messages());
 }
