@@ -3,9 +3,10 @@
 
 #include <cstdint>
 
+#include "dds_c/dds_c_logger.h"
 #include "figures.h"
 #include "infrastructure/dds_log.h"
-#include "log/log_config.h"
+#include "log/log_message.h"
 #include "participants.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;

@@ -71,7 +71,7 @@ LogCapture::~LogCapture() {
     NUVLog_g_preconditionDetected = before_.preconditionDetected;
 }
 
-void LogCapture::take(void *param, const NUVLogRecord *record) {
+void LogCapture::take(void *param, const KOLS_Config_LogRecord *record) {
     auto *self = static_cast<LogCapture *>(param);
     EXPECT_GT(record->line, 0) << record->text;
     const std::string body = textOf(record->body);
@@ -82,7 +82,7 @@ void LogCapture::take(void *param, const NUVLogRecord *record) {
         .module = record->module,
         .file = std::filesystem::path(textOf(record->file)).filename(),
         .function = textOf(record->function),
-        .name = record->message == nullptr ? "" : record->message->name,
+        .name = record->name == nullptr ? "" : record->name,
         .body = body == text ? "" : body,
         .text = text,
     };

@@ -22,8 +22,8 @@
 #include <thread>
 #include <vector>
 
+#include "dds_c/dds_c_logger.h"
 #include "infrastructure/dds_log.h"
-#include "log/log_config.h"
 
 namespace support {
 
@@ -61,7 +61,7 @@ public:
     void clear();
 
 private:
-    static void take(void *param, const NUVLogRecord *record);
+    static void take(void *param, const KOLS_Config_LogRecord *record);
 
     struct Masks {
         KOLS_Config_LogVerbosity verbosity;

@@ -1,7 +1,7 @@
 // The wrapped functions of the operating-system, log and reda layers.
 #include <cstring>
 
-#include "log/log_config.h"
+#include "dds_c/dds_c_logger.h"
 #include "log/log_module.h"
 #include "osapi/osapi_heap.h"
 #include "osapi/osapi_ntptime.h"

@@ -30,7 +30,7 @@ void Log::explain(const LoggedFailure &failure) {
     }
 }
 
-void Log::receive(void *log, const NUVLogRecord *record) {
+void Log::receive(void *log, const KOLS_Config_LogRecord *record) {
     Log &self = *static_cast<Log *>(log);
     const bool is_error = (record->level & ERRORS) != 0;
     const std::lock_guard lock(self.mutex_);

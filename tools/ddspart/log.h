@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "log/log_config.h"
+#include "dds_c/dds_c_logger.h"
 
 /** The library could not do something; why is in its log. */
 class LoggedFailure : public std::runtime_error {
@@ -31,7 +31,7 @@ public:
     void explain(const LoggedFailure &failure);
 
 private:
-    static void receive(void *log, const NUVLogRecord *record);
+    static void receive(void *log, const KOLS_Config_LogRecord *record);
 
     const KOLS_Config_LogVerbosity shown_;
     std::mutex mutex_; // guards what follows: messages may come from any thread

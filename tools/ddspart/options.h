@@ -8,8 +8,8 @@
 #include <variant>
 #include <vector>
 
+#include "dds_c/dds_c_logger.h"
 #include "dds_c/dds_c_qospolicy.h"
-#include "log/log_config.h"
 
 struct PortSettings {
     DDS_DomainId_t domain = 0;

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <exception>
 
+#include "dds_c/dds_c_logger.h"
 #include "dds_c/dds_c_qosvisitor.h"
-#include "log/log_config.h"
 #include "values.h"
 #include "words.h"
 

@@ -9,6 +9,7 @@
 #include "dds_c/dds_c_domain.h"
 #include "dds_c/dds_c_domainparticipantqos.h"
 #include "dds_c/dds_c_locator.h"
+#include "dds_c/dds_c_logger.h"
 #include "dds_c/dds_c_productversion.h"
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "dds_c/dds_c_qospolicy.h"
@@ -16,6 +17,5 @@
 #include "dds_c/dds_c_rtpswellknownports.h"
 #include "dds_c/dds_c_sequence.h"
 #include "dds_c/dds_c_string.h"
-#include "log/log_config.h"
 
 #endif

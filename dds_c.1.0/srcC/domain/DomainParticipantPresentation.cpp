@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "dds_c/dds_c_logger.h"
 #include "dds_c/dds_c_productversion.h"
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "domain/DomainParticipantFactory_internal.h"
@@ -11,7 +12,6 @@
 #include "domain/domain_internal.h"
 #include "infrastructure/Common_internal.h"
 #include "infrastructure/dds_log.h"
-#include "log/log_config.h"
 #include "osapi/osapi_assert.h"
 #include "osapi/osapi_heap.h"
 #include "osapi/osapi_utility.h"

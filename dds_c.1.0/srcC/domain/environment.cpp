@@ -4,10 +4,10 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "dds_c/dds_c_logger.h"
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "dds_c/dds_c_string.h"
 #include "infrastructure/dds_log.h"
-#include "log/log_config.h"
 #include "log/log_module.h"
 #include "netio/netio_transport.h"
 #include "osapi/osapi_utility.h"

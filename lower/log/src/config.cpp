@@ -1,5 +1,5 @@
 // The logger: its verbosity and its output device.
-#include "log/log_config.h"
+#include "dds_c/dds_c_logger.h"
 
 #include <atomic>
 #include <mutex>
@@ -7,6 +7,7 @@
 
 #include <pthread.h>
 
+#include "log/log_message.h"
 #include "log/log_module.h"
 #include "log_internal.h"
 #include "osapi/osapi_ntptime.h"
@@ -14,9 +15,11 @@
 
 namespace {
 
+static_assert(KOLS_CONFIG_LOG_CATEGORY_ENABLE == NUV_LOG_CATEGORY_ENABLE);
+
 constexpr pthread_t NOBODY = 0; // no thread has it on Linux
 
-void write_to_stderr(void * /*param*/, const NUVLogRecord *record) {
+void write_to_stderr(void * /*param*/, const KOLS_Config_LogRecord *record) {
     KOLS_Config_Logger_write_record(record);
 }
 
@@ -126,7 +129,7 @@ const NUVLogModuleNode *NUVLog_getModules(void) {
 }
 
 void KOLS_Config_Logger_set_verbosity_by_category(KOLS_Config_Logger *self,
-                                                  NUVLogCategoryMask categories,
+                                                  KOLS_Config_LogCategoryMask categories,
                                                   KOLS_Config_LogVerbosity verbosity) {
     if (KOLSLog_isNull(self)) {
         return;
@@ -149,7 +152,7 @@ void KOLS_Config_Logger_set_output_device(KOLS_Config_Logger *self, KOLS_Config_
     self->device_param = param;
 }
 
-void KOLS_Config_Logger_deliverI(KOLS_Config_Logger *self, NUVLogRecord *record) {
+void KOLS_Config_Logger_deliverI(KOLS_Config_Logger *self, KOLS_Config_LogRecord *record) {
     const osapi::CancellationHold hold; // a device may well be where a thread can be cancelled
     NUVClock *clock = NUVClock_getRealtime();
     const pthread_t here = pthread_self();

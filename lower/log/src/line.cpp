@@ -1,5 +1,5 @@
 // A message as one line of text.
-#include "log/log_config.h"
+#include "dds_c/dds_c_logger.h"
 
 #include <chrono>
 #include <cstdio>
@@ -7,6 +7,7 @@
 
 #include <string.h> // strnlen
 
+#include "log/log_message.h"
 #include "log/log_module.h"
 #include "log_internal.h"
 #include "printable.h"
@@ -53,7 +54,8 @@ std::string_view without_line_ends(std::string_view text) {
 
 } // namespace
 
-size_t KOLS_Config_Logger_format_line(const NUVLogRecord *record, char *line, size_t size) {
+size_t KOLS_Config_Logger_format_line(const KOLS_Config_LogRecord *record, char *line,
+                                      size_t size) {
     if (KOLSLog_isNull(record)) {
         if (size != 0 && line != nullptr) {
             line[0] = '\0';

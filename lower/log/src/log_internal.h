@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-#include "log/log_config.h"
+#include "dds_c/dds_c_logger.h"
 
 /**
  * An expression: true when the pointer is null, which it then reports as a failed precondition. The
@@ -23,7 +23,8 @@ void KOLSLog_reportPreconditionI(const char *file, int line, const char *functio
  * Gives the record its time and hands it to the output device. What a device itself comes to say
  * goes to stderr.
  */
-void KOLS_Config_Logger_deliverI(struct KOLS_Config_Logger *self, struct NUVLogRecord *record);
+void KOLS_Config_Logger_deliverI(struct KOLS_Config_Logger *self,
+                                 struct KOLS_Config_LogRecord *record);
 
 namespace kols {
 

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "log/log_config.h"
+#include "dds_c/dds_c_logger.h"
 #include "log_internal.h"
 
 namespace {
@@ -50,7 +50,7 @@ private:
     std::size_t length_ = 0;
 };
 
-void deliver(NUVLogRecord record) {
+void deliver(KOLS_Config_LogRecord record) {
     KOLS_Config_Logger_deliverI(KOLS_Config_Logger_get_instance(), &record);
 }
 
@@ -65,8 +65,8 @@ void NUVLogMessage_printWithParams(int number, NUV_UINT32 level, NUV_UINT32 modu
     va_start(arguments, message);
     text.format(message->format, arguments);
     va_end(arguments);
-    deliver({number, level, module, file, line, function, message, text.characters, text.characters,
-             0});
+    deliver({number, level, module, file, line, function, message->name, text.characters,
+             text.characters, 0});
 }
 
 void NUVLogMessageParamString_printWithParams(int number, NUV_UINT32 level, NUV_UINT32 module,
@@ -81,8 +81,8 @@ void NUVLogMessageParamString_printWithParams(int number, NUV_UINT32 level, NUV_
     va_end(arguments);
     Text text;
     text.insert(message->format, body.characters);
-    deliver({number, level, module, file, line, function, message, body.characters, text.characters,
-             0});
+    deliver({number, level, module, file, line, function, message->name, body.characters,
+             text.characters, 0});
 }
 
 void NUVLogParamString_printWithParams(int number, NUV_UINT32 level, NUV_UINT32 module,

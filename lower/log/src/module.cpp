@@ -1,7 +1,7 @@
 // What is common to all modules: the categories, and the names.
 #include "log/log_module.h"
 
-#include "log/log_config.h"
+#include "dds_c/dds_c_logger.h"
 #include "log/log_message.h"
 
 static_assert(NUV_LOG_INSTRUMENTATION_MASK_DEFAULT == KOLS_CONFIG_LOG_VERBOSITY_ERROR);

@@ -3,7 +3,7 @@
 
 #include <cstring>
 
-#include "log/log_config.h"
+#include "dds_c/dds_c_logger.h"
 #include "log_internal.h"
 
 namespace kols {

@@ -20,7 +20,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "log/log_config.h"
+#include "dds_c/dds_c_logger.h"
+#include "log/log_message.h"
 #include "log_internal.h"
 #include "osapi/osapi_duration.h"
 #include "osapi/osapi_process.h"
@@ -147,7 +148,7 @@ ssize_t Outlet::write_portion(const char *data, size_t size) const {
 /** A line with its line end, which takes the place of the terminator. */
 class Line {
 public:
-    std::string_view of(const NUVLogRecord &record) {
+    std::string_view of(const KOLS_Config_LogRecord &record) {
         return ended(KOLS_Config_Logger_format_line(&record, characters_, sizeof characters_));
     }
 
@@ -216,16 +217,16 @@ Outcome Stderr::report_dropped(const Outlet &outlet, NUV_INT64 deadline) {
     (void)std::snprintf(text, sizeof text, "%llu %s dropped: stderr took none for a while",
                         static_cast<unsigned long long>(dropped_),
                         dropped_ == 1 ? "line of the log was" : "lines of the log were");
-    const NUVLogRecord record = {NUV_LOG_UNNUMBERED,
-                                 NUV_LOG_LEVEL_WARNING,
-                                 0,
-                                 __FILE__,
-                                 __LINE__,
-                                 __func__,
-                                 nullptr,
-                                 text,
-                                 text,
-                                 clock->getNanoseconds(clock)};
+    const KOLS_Config_LogRecord record = {NUV_LOG_UNNUMBERED,
+                                          NUV_LOG_LEVEL_WARNING,
+                                          0,
+                                          __FILE__,
+                                          __LINE__,
+                                          __func__,
+                                          nullptr,
+                                          text,
+                                          text,
+                                          clock->getNanoseconds(clock)};
     Line line;
     const Outcome outcome = write_whole(outlet, line.of(record), deadline);
 
@@ -288,7 +289,7 @@ void kols::renew_stderr_lock() {
     output.renew_lock();
 }
 
-void KOLS_Config_Logger_write_record(const NUVLogRecord *record) {
+void KOLS_Config_Logger_write_record(const KOLS_Config_LogRecord *record) {
     const kols::KeptErrno kept_errno;
 
     if (KOLSLog_isNull(record)) {

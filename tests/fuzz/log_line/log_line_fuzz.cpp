@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
+#include "dds_c/dds_c_logger.h"
 #include "fuzz.h"
-#include "log/log_config.h"
 
 namespace {
 
@@ -121,7 +121,7 @@ void check_room(const std::string &whole, std::size_t size, Write write) {
     fuzz::must(filter(line, WhiteSpace::OCTETS) == line, "nothing in a line steers a terminal");
 }
 
-void check_line(const NUVLogRecord &record, std::size_t size) {
+void check_line(const KOLS_Config_LogRecord &record, std::size_t size) {
     std::string body = record.text;
     body.erase(body.find_last_not_of("\r\n") + 1);
     const std::string whole = time_text(record.time) + " " + level_word(record.level) + " - " +
@@ -153,7 +153,7 @@ void check_filter(std::string_view text, std::size_t size) {
 int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     const fuzz::Messages messages;
     fuzz::Input input(data, size);
-    NUVLogRecord record{};
+    KOLS_Config_LogRecord record{};
     record.level = static_cast<NUV_UINT32>(fuzz::number_in(input.take_to(' ')).value_or(2));
     const auto room =
         static_cast<std::size_t>(fuzz::number_in(input.take_to(' ')).value_or(80)) % 512;

@@ -7,7 +7,7 @@
 #include <numeric>
 #include <system_error>
 
-#include "log/log_config.h"
+#include "dds_c/dds_c_logger.h"
 #include "osapi/osapi_heap.h"
 
 namespace fuzz {
@@ -62,7 +62,7 @@ int Messages::count() const {
     return std::accumulate(counts_.begin(), counts_.end(), 0);
 }
 
-void Messages::take(void *param, const NUVLogRecord *record) {
+void Messages::take(void *param, const KOLS_Config_LogRecord *record) {
     auto *self = static_cast<Messages *>(param);
     must(record->level < self->counts_.size(), "a message has one of the levels");
     ++self->counts_[record->level];

@@ -64,7 +64,7 @@ public:
     }
 
 private:
-    static void take(void *param, const NUVLogRecord *record);
+    static void take(void *param, const KOLS_Config_LogRecord *record);
 
     std::array<int, NUV_LOG_LEVEL_ALL + 1> counts_{};
     std::string last_;

@@ -4,9 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "dds_c/dds_c_logger.h"
 #include "heap_test.h"
 #include "infrastructure/dds_log.h"
-#include "log/log_config.h"
+#include "log/log_message.h"
 
 struct Message {
     NUV_UINT32 level;
@@ -30,10 +31,10 @@ protected:
         KOLS_Config_Logger_set_verbosity_by_category(logger, 0xFFFFFFFFu, 0);
     }
 
-    static void record(void *param, const NUVLogRecord *record) {
+    static void record(void *param, const KOLS_Config_LogRecord *record) {
         static_cast<std::vector<Message> *>(param)->push_back(
             {record->level, record->module, record->function,
-             record->message != nullptr ? record->message->name : "", record->body});
+             record->name != nullptr ? record->name : "", record->body});
     }
 
     /** The one message that there is, which is then forgotten. */

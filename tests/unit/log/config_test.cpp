@@ -1,5 +1,6 @@
 // The verbosity, the output device, the line that a message becomes.
-#include "log/log_config.h"
+#include "dds_c/dds_c_logger.h"
+#include "log/log_message.h"
 
 #include <algorithm>
 #include <atomic>
@@ -39,7 +40,7 @@ std::vector<NUVLogCategoryMask> category_masks() {
     return values;
 }
 
-NUVLogRecord record_with(const char *text) {
+KOLS_Config_LogRecord record_with(const char *text) {
     return {NUV_LOG_UNNUMBERED,
             NUV_LOG_LEVEL_ERROR,
             TEST_LOG_MODULE.id,
@@ -52,7 +53,7 @@ NUVLogRecord record_with(const char *text) {
             0};
 }
 
-std::string line_of(const NUVLogRecord &record) {
+std::string line_of(const KOLS_Config_LogRecord &record) {
     char line[KOLS_CONFIG_LOG_LINE_MAX];
     const std::size_t length = KOLS_Config_Logger_format_line(&record, line, sizeof line);
     EXPECT_EQ(length, std::strlen(line));
@@ -205,7 +206,7 @@ TEST_F(DeviceTest, FormerDeviceIsNoLongerInUseOnceItWasReplaced) {
         auto device = std::make_unique<Device>();
         KOLS_Config_Logger_set_output_device(
             logger_,
-            [](void *param, const NUVLogRecord *) {
+            [](void *param, const KOLS_Config_LogRecord *) {
                 auto *self = static_cast<Device *>(param);
                 self->calls += self->in_use;
             },
@@ -214,7 +215,7 @@ TEST_F(DeviceTest, FormerDeviceIsNoLongerInUseOnceItWasReplaced) {
             std::this_thread::yield();
         }
         KOLS_Config_Logger_set_output_device(
-            logger_, [](void *, const NUVLogRecord *) {}, nullptr);
+            logger_, [](void *, const KOLS_Config_LogRecord *) {}, nullptr);
         device->in_use = 0;
     }
     done = true;
@@ -225,7 +226,7 @@ TEST_F(DeviceTest, MayAskForTheVerbosity) {
     KOLS_Config_LogVerbosity seen = 0;
     KOLS_Config_Logger_set_output_device(
         logger_,
-        [](void *param, const NUVLogRecord *) {
+        [](void *param, const KOLS_Config_LogRecord *) {
             *static_cast<KOLS_Config_LogVerbosity *>(param) =
                 KOLS_Config_Logger_get_verbosity(KOLS_Config_Logger_get_instance());
         },
@@ -235,7 +236,7 @@ TEST_F(DeviceTest, MayAskForTheVerbosity) {
 }
 
 TEST(FormatLineTest, HasTimeLevelLayerFunctionAndText) {
-    NUVLogRecord record = record_with("the text");
+    KOLS_Config_LogRecord record = record_with("the text");
     record.level = NUV_LOG_LEVEL_WARNING;
     record.module = TEST_LOG_MODULE.id;
     record.time = 1'769'860'800 * SECOND + 123'456'789;
@@ -251,7 +252,7 @@ TEST(FormatLineTest, TimeIsThatOfTheCalendar) {
         {INT64_MAX, "2262-04-11T23:47:16.854775Z"},
         {INT64_MIN, "1677-09-21T00:12:43.145224Z"},
     };
-    NUVLogRecord record = record_with("");
+    KOLS_Config_LogRecord record = record_with("");
     for (const auto &[time, text] : times) {
         record.time = time;
         EXPECT_EQ(line_of(record).substr(0, text.size() + 1), text + " ");
@@ -269,7 +270,7 @@ TEST(FormatLineTest, LevelIsAWord) {
         {6, "ERROR"},
         {32, "-"},
     };
-    NUVLogRecord record = record_with("text");
+    KOLS_Config_LogRecord record = record_with("text");
     for (const auto &[level, word] : levels) {
         record.level = level;
         EXPECT_EQ(line_of(record), "1970-01-01T00:00:00.000000Z " + word + " TEST function: text");
@@ -277,7 +278,7 @@ TEST(FormatLineTest, LevelIsAWord) {
 }
 
 TEST(FormatLineTest, LayerOrFunctionThatIsMissingIsADash) {
-    NUVLogRecord record = record_with(nullptr);
+    KOLS_Config_LogRecord record = record_with(nullptr);
     record.module = 0;
     record.function = nullptr;
     EXPECT_EQ(line_of(record), "1970-01-01T00:00:00.000000Z ERROR - -: ");
@@ -294,7 +295,7 @@ TEST(FormatLineTest, ControlCharactersAreReplaced) {
     EXPECT_EQ(text_in_line("a\nb\tc\rd\ve\ff"), "a b c d e f");
     EXPECT_EQ(text_in_line("\x1b[31mred\x07\x7f\x01"), "\\x1b[31mred\\x07\\x7f\\x01");
     EXPECT_EQ(text_in_line("\u009B2J\u202E\xFF"), "\\xc2\\x9b2J\\xe2\\x80\\xae\\xff");
-    NUVLogRecord record = record_with("text");
+    KOLS_Config_LogRecord record = record_with("text");
     record.function = "fun\nction";
     EXPECT_EQ(line_of(record), "1970-01-01T00:00:00.000000Z ERROR TEST fun ction: text");
 }
@@ -309,7 +310,7 @@ TEST(FormatLineTest, OtherCharactersAreKept) {
 }
 
 TEST(FormatLineTest, LineIsCutToTheRoomThatThereIs) {
-    const NUVLogRecord record = record_with("text");
+    const KOLS_Config_LogRecord record = record_with("text");
     const std::string whole = line_of(record);
     for (std::size_t size = 1; size <= whole.size() + 2; ++size) {
         std::string line(size + 1, '#');
@@ -321,7 +322,7 @@ TEST(FormatLineTest, LineIsCutToTheRoomThatThereIs) {
 }
 
 TEST(FormatLineTest, NoRoomGivesNoLine) {
-    const NUVLogRecord record = record_with("text");
+    const KOLS_Config_LogRecord record = record_with("text");
     char untouched = '#';
     EXPECT_EQ(KOLS_Config_Logger_format_line(&record, &untouched, 0), 0u);
     EXPECT_EQ(untouched, '#');

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "log/log_config.h"
+#include "dds_c/dds_c_logger.h"
 
 namespace {
 

@@ -47,7 +47,7 @@ TEST_F(MessageTest, TemplateMessageCarriesAllThatItWasGiven) {
     EXPECT_EQ(message.file, "file.cpp");
     EXPECT_EQ(message.line, 17);
     EXPECT_EQ(message.function, "function");
-    EXPECT_EQ(message.message, &NUV_LOG_INSUFFICIENT_SPACE_FAILURE_dd);
+    EXPECT_STREQ(message.name, NUV_LOG_INSUFFICIENT_SPACE_FAILURE_dd.name);
     EXPECT_EQ(message.text, "insufficient space: room for 3, needed -4");
     EXPECT_EQ(message.body, message.text);
     EXPECT_LE(before, message.time);
@@ -66,7 +66,7 @@ TEST_F(MessageTest, TextWithTemplateHasTheCallersTextAsItsBody) {
     EXPECT_EQ(message.file, "file.cpp");
     EXPECT_EQ(message.line, 18);
     EXPECT_EQ(message.function, "function");
-    EXPECT_EQ(message.message, &NUV_LOG_FAILED_TO_ENABLE_TEMPLATE);
+    EXPECT_STREQ(message.name, NUV_LOG_FAILED_TO_ENABLE_TEMPLATE.name);
     EXPECT_EQ(message.body, "index 5 of domain");
     EXPECT_EQ(message.text, "failed to enable: index 5 of domain");
 }
@@ -82,7 +82,7 @@ TEST_F(MessageTest, TextWithoutTemplateSaysSo) {
     EXPECT_EQ(message.file, "file.cpp");
     EXPECT_EQ(message.line, 19);
     EXPECT_EQ(message.function, "function");
-    EXPECT_EQ(message.message, nullptr);
+    EXPECT_EQ(message.name, nullptr);
     EXPECT_EQ(message.body, "a=9");
     EXPECT_EQ(message.text, "a=9");
 }
@@ -177,7 +177,7 @@ TEST_F(MessageTest, TextThatCannotBeFormattedIsShownAsItsFormat) {
 
 TEST_F(MessageTest, ErrnoStaysAsItWas) {
     KOLS_Config_Logger_set_output_device(
-        logger_, [](void *, const NUVLogRecord *) { errno = EBADF; }, nullptr);
+        logger_, [](void *, const KOLS_Config_LogRecord *) { errno = EBADF; }, nullptr);
     errno = EADDRINUSE;
     print_template(NUV_LOG_ANY_FAILURE_s, "x");
     EXPECT_EQ(errno, EADDRINUSE);

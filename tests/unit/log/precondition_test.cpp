@@ -20,7 +20,7 @@ struct NullPointer {
     }
 };
 
-NUVLogRecord a_record() {
+KOLS_Config_LogRecord a_record() {
     return {NUV_LOG_UNNUMBERED,
             NUV_LOG_LEVEL_ERROR,
             0,
@@ -70,7 +70,7 @@ INSTANTIATE_TEST_SUITE_P(
                     }},
         NullPointer{"KOLS_Config_Logger_format_line", "line",
                     [] {
-                        const NUVLogRecord record = a_record();
+                        const KOLS_Config_LogRecord record = a_record();
                         EXPECT_EQ(KOLS_Config_Logger_format_line(&record, nullptr, 10), 0u);
                     }},
         NullPointer{"KOLS_Config_Logger_filter_text", "text",
@@ -99,7 +99,7 @@ TEST_P(NullPointerTest, IsReportedAsAFailedPrecondition) {
     EXPECT_EQ(message.level, NUV_LOG_LEVEL_FATAL);
     EXPECT_EQ(message.module, 0u);
     EXPECT_EQ(message.function, null.function);
-    EXPECT_EQ(message.message, &NUV_LOG_PRECONDITION_FAILURE_s);
+    EXPECT_STREQ(message.name, NUV_LOG_PRECONDITION_FAILURE_s.name);
     EXPECT_EQ(message.text,
               "precondition failed: \"" + std::string(null.pointer) + " == ((void *)0)\"");
 }
@@ -124,7 +124,7 @@ TEST_F(LogTest, ADeviceThatPassesANullPointerIsReportedOnStderr) {
 
     KOLS_Config_Logger_set_output_device(
         logger_,
-        [](void *, const NUVLogRecord *) {
+        [](void *, const KOLS_Config_LogRecord *) {
             (void)KOLS_Config_Logger_format_line(nullptr, a_line, sizeof a_line);
         },
         nullptr);

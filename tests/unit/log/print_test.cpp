@@ -40,7 +40,7 @@ protected:
         EXPECT_EQ(message.module, TEST_LOG_MODULE.id);
         EXPECT_EQ(message.file, __FILE__);
         EXPECT_EQ(message.function, "TestBody");
-        EXPECT_EQ(message.message, message_template);
+        EXPECT_STREQ(message.name, message_template != nullptr ? message_template->name : nullptr);
         EXPECT_EQ(message.text, text);
     }
 

@@ -7,7 +7,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "log/log_config.h"
+#include "dds_c/dds_c_logger.h"
+#include "log/log_message.h"
 #include "log/log_module.h"
 #include "test_module.h"
 
@@ -37,7 +38,7 @@ TEST(ForkedLog, ChildPrintsAlthoughAnotherThreadWasPrintingDuringTheFork) {
     std::atomic<bool> over = false;
     std::atomic<int> printed = 0;
     const Device device(
-        [](void *param, const NUVLogRecord *) {
+        [](void *param, const KOLS_Config_LogRecord *) {
             ++*static_cast<std::atomic<int> *>(param);
             (void)usleep(100); // so that a fork mostly comes within
         },
@@ -69,7 +70,7 @@ TEST(ForkedLog, ChildPrintsAlthoughAnotherThreadWasPrintingDuringTheFork) {
 TEST(ForkedLog, DeviceMayFork) {
     int child_status = -1;
     const Device device(
-        [](void *param, const NUVLogRecord *) {
+        [](void *param, const KOLS_Config_LogRecord *) {
             const pid_t child = fork();
 
             if (child == 0) {
@@ -87,7 +88,7 @@ TEST(ForkedLog, DeviceMayFork) {
 TEST(CancelledLog, ThreadIsNotCancelledWithinTheDevice) {
     std::atomic<int> over = 0;
     const Device device(
-        [](void *param, const NUVLogRecord *) {
+        [](void *param, const KOLS_Config_LogRecord *) {
             (void)pthread_cancel(pthread_self());
             pthread_testcancel();
             ++*static_cast<std::atomic<int> *>(param);

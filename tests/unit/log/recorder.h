@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "log/log_config.h"
+#include "dds_c/dds_c_logger.h"
 #include "log/log_message.h"
 #include "test_module.h"
 
@@ -17,7 +17,7 @@ struct Message {
     std::string file;
     int line;
     std::string function;
-    const NUVLogMessageTemplate *message;
+    const char *name; ///< of the template, which lives for ever
     std::string body;
     std::string text;
     NUV_INT64 time;
@@ -36,10 +36,10 @@ protected:
         KOLS_Config_Logger_set_verbosity_by_category(logger_, 0xFFFFFFFFu, 0);
     }
 
-    static void record(void *param, const NUVLogRecord *record) {
+    static void record(void *param, const KOLS_Config_LogRecord *record) {
         static_cast<std::vector<Message> *>(param)->push_back(
             {record->number, record->level, record->module, record->file, record->line,
-             record->function, record->message, record->body, record->text, record->time});
+             record->function, record->name, record->body, record->text, record->time});
     }
 
     KOLS_Config_Logger *const logger_ = KOLS_Config_Logger_get_instance();

@@ -255,7 +255,9 @@ TEST_F(DefaultDevice, MayBeCalledByADeviceOfOnesOwn) {
 
     KOLS_Config_Logger_set_output_device(
         logger_,
-        [](void *, const NUVLogRecord *record) { KOLS_Config_Logger_write_record(record); },
+        [](void *, const KOLS_Config_LogRecord *record) {
+            KOLS_Config_Logger_write_record(record);
+        },
         nullptr);
     print("text");
     EXPECT_THAT(redirected.read(), EndsWith("Z ERROR TEST function: text\n"));
@@ -265,7 +267,7 @@ TEST_F(DefaultDevice, TakesWhatADeviceItselfLogs) {
     RedirectedStderr redirected(Kind::PIPE);
 
     KOLS_Config_Logger_set_output_device(
-        logger_, [](void *, const NUVLogRecord *) { print("from within"); }, nullptr);
+        logger_, [](void *, const KOLS_Config_LogRecord *) { print("from within"); }, nullptr);
     print("text");
     EXPECT_THAT(redirected.read(), EndsWith("Z ERROR TEST function: from within\n"));
 }

@@ -332,7 +332,7 @@ public:
     }
 
 private:
-    static void take(void *param, const NUVLogRecord * /*record*/) {
+    static void take(void *param, const KOLS_Config_LogRecord * /*record*/) {
         auto *self = static_cast<JoiningDevice *>(param);
         if (!self->thread_.joinable()) {
             self->thread_ = std::thread([self] { self->join(); });

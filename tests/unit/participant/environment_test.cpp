@@ -1,9 +1,9 @@
 // What users set by variables of the environment.
 #include <cstdlib>
 
+#include "dds_c/dds_c_logger.h"
 #include "domain/environment.h"
 #include "fixture.h"
-#include "log/log_config.h"
 #include "support/fault_loop.h"
 
 using testing::ElementsAre;

@@ -135,7 +135,7 @@ Messages::~Messages() {
     KOLS_Config_Logger_set_verbosity_by_category(logger, 0, 0);
 }
 
-void Messages::record(void *param, const NUVLogRecord *record) {
+void Messages::record(void *param, const KOLS_Config_LogRecord *record) {
     Messages &self = *static_cast<Messages *>(param);
     const std::lock_guard lock(self.mutex_);
     self.messages_.push_back({record->level, record->text});

@@ -12,7 +12,8 @@
 
 #include <gtest/gtest.h>
 
-#include "log/log_config.h"
+#include "dds_c/dds_c_logger.h"
+#include "log/log_message.h"
 #include "osapi/osapi_heap.h"
 #include "pres/pres_log.h"
 #include "pres/pres_participant.h"
@@ -99,7 +100,7 @@ private:
         NUV_UINT32 level;
         std::string text;
     };
-    static void record(void *param, const NUVLogRecord *record);
+    static void record(void *param, const KOLS_Config_LogRecord *record);
 
     std::mutex mutex_; // the reactor logs too
     std::vector<Message> messages_;

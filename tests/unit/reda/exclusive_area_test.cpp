@@ -7,7 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include "log/log_config.h"
+#include "dds_c/dds_c_logger.h"
+#include "log/log_message.h"
 #include "log/log_module.h"
 #include "osapi/osapi_heap.h"
 #include "reda/reda_log.h"
@@ -30,7 +31,7 @@ protected:
         KOLS_Config_Logger_set_verbosity(logger_, KOLS_CONFIG_LOG_VERBOSITY_WARNING);
         KOLS_Config_Logger_set_output_device(
             logger_,
-            [](void *param, const NUVLogRecord *record) {
+            [](void *param, const KOLS_Config_LogRecord *record) {
                 auto *self = static_cast<ExclusiveAreaTest *>(param);
                 self->texts_.emplace_back(record->text);
                 self->last_ = *record;
@@ -75,7 +76,7 @@ protected:
     REDAWorker *const worker_ = REDAWorkerFactory_createWorker(factory_, "W");
     REDAExclusiveArea *const area_ = REDAExclusiveArea_new(REDA_EXCLUSIVE_AREA_LEVEL_TABLE, "NAME");
     std::vector<std::string> texts_;
-    NUVLogRecord last_{};
+    KOLS_Config_LogRecord last_{};
     bool enter_while_logging_ = false;
 };
 

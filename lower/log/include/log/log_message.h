@@ -11,19 +11,20 @@
 
 #include <stdarg.h>
 
+#include "dds_c/dds_c_logger.h"
 #include "osapi/osapi_context.h"
 
 #ifdef __cplusplus
 extern "C" {
 #endif
 
-/** The levels of a message: each is a bit, so that a mask selects several. */
-#define NUV_LOG_LEVEL_FATAL 1u   /**< fatal errors and failed preconditions */
-#define NUV_LOG_LEVEL_ERROR 2u   /**< an operation failed */
-#define NUV_LOG_LEVEL_WARNING 4u /**< an operation goes on, though not as one may expect */
-#define NUV_LOG_LEVEL_LOCAL 8u   /**< status of this process's own entities */
-#define NUV_LOG_LEVEL_DEBUG 16u  /**< what the lower layers do, call by call */
-#define NUV_LOG_LEVEL_ALL 31u
+/* The levels of a message, as the layers call them. */
+#define NUV_LOG_LEVEL_FATAL KOLS_CONFIG_LOG_LEVEL_FATAL
+#define NUV_LOG_LEVEL_ERROR KOLS_CONFIG_LOG_LEVEL_ERROR
+#define NUV_LOG_LEVEL_WARNING KOLS_CONFIG_LOG_LEVEL_WARNING
+#define NUV_LOG_LEVEL_LOCAL KOLS_CONFIG_LOG_LEVEL_LOCAL
+#define NUV_LOG_LEVEL_DEBUG KOLS_CONFIG_LOG_LEVEL_DEBUG
+#define NUV_LOG_LEVEL_ALL KOLS_CONFIG_LOG_VERBOSITY_STATUS_ALL
 
 /** A message template: its name, and the printf format of its own arguments. */
 struct NUVLogMessageTemplate {
@@ -55,26 +56,7 @@ extern const struct NUVLogMessageTemplate NUV_LOG_FAILED_TO_FINALIZE_TEMPLATE;
 extern const struct NUVLogMessageTemplate NUV_LOG_FAILED_TO_GET_TEMPLATE;
 extern const struct NUVLogMessageTemplate NUV_LOG_INCONSISTENT_QOS_TEMPLATE;
 
-/** The number of a message that has none. */
-#define NUV_LOG_UNNUMBERED (-1)
-
-/** One message, as it is handed to the output device. All pointers live only for that call. */
-struct NUVLogRecord {
-    int number;        /**< NUV_LOG_UNNUMBERED unless the message has one */
-    NUV_UINT32 level;  /**< one NUV_LOG_LEVEL_* bit */
-    NUV_UINT32 module; /**< module id of the layer, or 0 */
-    const char *file;  /**< source file */
-    int line;          /**< line in it */
-    const char *function;
-    const struct NUVLogMessageTemplate *message; /**< null when the text came without a template */
-    /**
-     * Where a template came with a text of the caller's: that text without the template's words.
-     * Otherwise the whole text.
-     */
-    const char *body;
-    const char *text; /**< the whole text */
-    NUV_INT64 time;   /**< wall clock, nanoseconds since 1970-01-01T00:00:00Z */
-};
+#define NUV_LOG_UNNUMBERED KOLS_CONFIG_LOG_UNNUMBERED
 
 /** Prints a message made of a template and its arguments. */
 void NUVLogMessage_printWithParams(int number, NUV_UINT32 level, NUV_UINT32 module,
