@@ -14,7 +14,10 @@ if(PROJECT_IS_TOP_LEVEL)
     endif()
 endif()
 
-add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+if(NUVDDS_WERROR)
+    add_compile_options(-Werror)
+endif()
 
 if(NUVDDS_SANITIZE)
     list(JOIN NUVDDS_SANITIZE "," sanitizers)

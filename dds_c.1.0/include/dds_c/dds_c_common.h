@@ -10,9 +10,9 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "dds_c/dds_c_api.h"
+
+DDS_C_API_BEGIN
 
 typedef int32_t DDS_Long;
 typedef uint32_t DDS_UnsignedLong;
@@ -94,8 +94,6 @@ typedef DDS_UnsignedLong DDS_StatusMask;
 /** Every status. */
 #define DDS_STATUS_MASK_ALL 0xFFFFFFFFu
 
-#ifdef __cplusplus
-}
-#endif
+DDS_C_API_END
 
 #endif

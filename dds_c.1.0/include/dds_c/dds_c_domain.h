@@ -24,13 +24,12 @@
 #ifndef DDS_C_DOMAIN_H
 #define DDS_C_DOMAIN_H
 
+#include "dds_c/dds_c_api.h"
 #include "dds_c/dds_c_common.h"
 #include "dds_c/dds_c_domainparticipantqos.h"
 #include "dds_c/dds_c_locator.h"
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+DDS_C_API_BEGIN
 
 /** The process's one factory of participants. */
 typedef struct DDS_DomainParticipantFactory DDS_DomainParticipantFactory;
@@ -263,8 +262,6 @@ const char *DDS_Topic_get_name(const DDS_Topic *self);
 /** The name of a topic's type; lives as long as the topic. */
 const char *DDS_Topic_get_type_name(const DDS_Topic *self);
 
-#ifdef __cplusplus
-}
-#endif
+DDS_C_API_END
 
 #endif

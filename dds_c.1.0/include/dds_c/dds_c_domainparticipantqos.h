@@ -5,11 +5,10 @@
 #ifndef DDS_C_DOMAIN_PARTICIPANT_QOS_H
 #define DDS_C_DOMAIN_PARTICIPANT_QOS_H
 
+#include "dds_c/dds_c_api.h"
 #include "dds_c/dds_c_qospolicy.h"
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+DDS_C_API_BEGIN
 
 /**
  * @brief All policies of a participant.
@@ -93,8 +92,6 @@ DDS_ReturnCode_t DDS_DomainParticipantQos_finalize(struct DDS_DomainParticipantQ
  */
 DDS_Boolean DDS_DomainParticipantQos_is_consistent(const struct DDS_DomainParticipantQos *self);
 
-#ifdef __cplusplus
-}
-#endif
+DDS_C_API_END
 
 #endif

@@ -5,11 +5,10 @@
 #ifndef DDS_C_LOCATOR_H
 #define DDS_C_LOCATOR_H
 
+#include "dds_c/dds_c_api.h"
 #include "dds_c/dds_c_sequence.h"
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+DDS_C_API_BEGIN
 
 #define DDS_LOCATOR_KIND_INVALID (-1)
 #define DDS_LOCATOR_KIND_UDPv4 1
@@ -55,8 +54,6 @@ DDS_Boolean DDS_Locator_is_equal(const struct DDS_Locator_t *left,
 DDS_ReturnCode_t DDS_Locator_to_string(const struct DDS_Locator_t *locator, char *buffer,
                                        size_t size);
 
-#ifdef __cplusplus
-}
-#endif
+DDS_C_API_END
 
 #endif

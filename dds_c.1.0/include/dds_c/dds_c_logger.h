@@ -13,9 +13,9 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+#include "dds_c/dds_c_api.h"
+
+DDS_C_API_BEGIN
 
 /** The levels of a message: each is a bit, so that a set of them selects several. */
 #define KOLS_CONFIG_LOG_LEVEL_FATAL 1u /**< fatal errors and failed preconditions */
@@ -142,8 +142,6 @@ void KOLS_Config_Logger_write_record(const struct KOLS_Config_LogRecord *record)
  */
 void KOLS_Config_Logger_write_text(const char *text);
 
-#ifdef __cplusplus
-}
-#endif
+DDS_C_API_END
 
 #endif

@@ -5,11 +5,10 @@
 #ifndef DDS_C_PRODUCT_VERSION_H
 #define DDS_C_PRODUCT_VERSION_H
 
+#include "dds_c/dds_c_api.h"
 #include "dds_c/dds_c_common.h"
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+DDS_C_API_BEGIN
 
 /** A version, as 1.0.0.0. */
 typedef struct DDS_ProductVersion_t {
@@ -25,8 +24,6 @@ typedef struct DDS_ProductVersion_t {
  */
 void DDS_ProductVersion_get_nuvdds_version(struct DDS_ProductVersion_t *out);
 
-#ifdef __cplusplus
-}
-#endif
+DDS_C_API_END
 
 #endif

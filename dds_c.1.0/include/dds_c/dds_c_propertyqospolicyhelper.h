@@ -10,11 +10,10 @@
 #ifndef DDS_C_PROPERTY_QOS_POLICY_HELPER_H
 #define DDS_C_PROPERTY_QOS_POLICY_HELPER_H
 
+#include "dds_c/dds_c_api.h"
 #include "dds_c/dds_c_qospolicy.h"
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+DDS_C_API_BEGIN
 
 /**
  * @brief Adds a property that the policy doesn't have yet.
@@ -58,8 +57,6 @@ DDS_PropertyQosPolicyHelper_lookup_property(const struct DDS_PropertyQosPolicy *
 DDS_Long
 DDS_PropertyQosPolicyHelper_get_number_of_properties(const struct DDS_PropertyQosPolicy *policy);
 
-#ifdef __cplusplus
-}
-#endif
+DDS_C_API_END
 
 #endif

@@ -26,12 +26,11 @@
 #ifndef DDS_C_QOS_POLICY_H
 #define DDS_C_QOS_POLICY_H
 
+#include "dds_c/dds_c_api.h"
 #include "dds_c/dds_c_rtpswellknownports.h"
 #include "dds_c/dds_c_string.h"
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+DDS_C_API_BEGIN
 
 /** Declares the operations of a policy; see the head of this file. */
 #define DDS_QOS_POLICY_OPERATIONS(TPolicy)                                                         \
@@ -336,8 +335,6 @@ typedef struct DDS_PartitionQosPolicy {
 
 DDS_QOS_POLICY_OPERATIONS(DDS_PartitionQosPolicy);
 
-#ifdef __cplusplus
-}
-#endif
+DDS_C_API_END
 
 #endif

@@ -5,11 +5,10 @@
 #ifndef DDS_C_QOS_VISITOR_H
 #define DDS_C_QOS_VISITOR_H
 
+#include "dds_c/dds_c_api.h"
 #include "dds_c/dds_c_domainparticipantqos.h"
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+DDS_C_API_BEGIN
 
 /** What the value of a setting is. */
 typedef enum DDS_QosValueKind {
@@ -58,8 +57,6 @@ typedef struct DDS_QosVisitor {
 void DDS_DomainParticipantQos_visit(const struct DDS_DomainParticipantQos *self,
                                     const struct DDS_QosVisitor *visitor);
 
-#ifdef __cplusplus
-}
-#endif
+DDS_C_API_END
 
 #endif

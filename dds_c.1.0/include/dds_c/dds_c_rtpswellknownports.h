@@ -7,11 +7,10 @@
 #ifndef DDS_C_RTPS_WELL_KNOWN_PORTS_H
 #define DDS_C_RTPS_WELL_KNOWN_PORTS_H
 
+#include "dds_c/dds_c_api.h"
 #include "dds_c/dds_c_common.h"
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+DDS_C_API_BEGIN
 
 /**
  * @brief The parameters of the port numbers (DDSI-RTPS 9.6.1.1).
@@ -95,8 +94,6 @@ typedef DDS_Long DDS_RtpsReservedPortKindMask;
 #define DDS_RTPS_RESERVED_PORT_MASK_ALL                                                            \
     (DDS_RTPS_RESERVED_PORT_MASK_DEFAULT | DDS_RTPS_RESERVED_PORT_USER_MULTICAST)
 
-#ifdef __cplusplus
-}
-#endif
+DDS_C_API_END
 
 #endif

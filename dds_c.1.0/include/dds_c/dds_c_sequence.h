@@ -46,11 +46,10 @@
 #ifndef DDS_C_SEQUENCE_H
 #define DDS_C_SEQUENCE_H
 
+#include "dds_c/dds_c_api.h"
 #include "dds_c/dds_c_common.h"
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+DDS_C_API_BEGIN
 
 /** The initializer of an empty sequence. */
 #define DDS_SEQUENCE_INITIALIZER                                                                   \
@@ -76,8 +75,6 @@ extern "C" {
     DDS_Boolean TSeq##_from_array(struct TSeq *self, T const *array, DDS_Long length);             \
     DDS_Boolean TSeq##_is_equal(const struct TSeq *left, const struct TSeq *right)
 
-#ifdef __cplusplus
-}
-#endif
+DDS_C_API_END
 
 #endif

@@ -7,11 +7,10 @@
 #ifndef DDS_C_STRING_H
 #define DDS_C_STRING_H
 
+#include "dds_c/dds_c_api.h"
 #include "dds_c/dds_c_sequence.h"
 
-#ifdef __cplusplus
-extern "C" {
-#endif
+DDS_C_API_BEGIN
 
 /**
  * @brief Makes an empty string with room for @p length characters and the terminator.
@@ -49,8 +48,6 @@ DDS_Boolean DDS_StringSeq_append(struct DDS_StringSeq *self, const char *text);
 /** A sequence of octets. */
 DDS_SEQUENCE(DDS_OctetSeq, DDS_Octet);
 
-#ifdef __cplusplus
-}
-#endif
+DDS_C_API_END
 
 #endif

@@ -132,7 +132,7 @@ PRESStatusKindMask DDS_StatusMask_get_presentation_maskI(DDS_StatusMask mask) {
 
 void DDS_ProductVersion_get_nuvdds_version(DDS_ProductVersion_t *out) {
     if (!DDSLog_isNull(out)) {
-        *out = {1, 0, 0, 0};
+        *out = {NUVDDS_VERSION, 0};
     }
 }
 
