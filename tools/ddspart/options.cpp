@@ -1,29 +1,39 @@
+// The commands and their options, and what a command line asks for.
 #include "options.h"
 
 #include <functional>
 #include <sstream>
 
-#include <CLI/CLI.hpp>
-
+#include "commandLine.h"
 #include "dds_c/dds_c_productversion.h"
 #include "values.h"
+#include "words.h"
 
 namespace {
 
 /** Adds an option that is given at most once; @p set may throw a Refusal. */
-void add(CLI::App &app, const std::string &name, const std::string &type,
-         const std::string &description, const std::function<void(const std::string &)> &set) {
-    app.add_option_function<std::string>(
-           name,
-           [name, set](const std::string &value) {
-               try {
-                   set(value);
-               } catch (const Refusal &refusal) {
-                   throw CLI::ValidationError(name, refusal.what());
-               }
-           },
-           description)
+CLI::Option *add(CLI::App &app, const std::string &name, const std::string &type,
+                 const std::string &description,
+                 const std::function<void(const std::string &)> &set) {
+    return app
+        .add_option_function<std::string>(
+            name,
+            [name, set](const std::string &value) {
+                try {
+                    set(value);
+                } catch (const Refusal &refusal) {
+                    throw CLI::ValidationError(name, refusal.what());
+                }
+            },
+            description)
         ->type_name(type);
+}
+
+/** Adds an option that is given at most once and has words as values. */
+void add_words(CommandLine &line, CLI::App &app, const std::string &name, const std::string &type,
+               const std::string &description, const std::vector<std::string> &words,
+               const std::function<void(const std::string &)> &set) {
+    line.words[add(app, name, type, description, set)] = words;
 }
 
 /** Adds an option that may be repeated, with one value each time. */
@@ -65,19 +75,24 @@ void add_port_settings(CLI::App &app, PortSettings &settings) {
     }
 }
 
-CLI::App *add_run(CLI::App &app, RunOptions &options) {
-    CLI::App *const run =
-        app.add_subcommand("run", "Join a domain and stay until SIGINT, SIGTERM or the time is up");
+CLI::App *add_run(CommandLine &line) {
+    RunOptions &options = line.run;
+    CLI::App *const run = line.app.add_subcommand(
+        "run", "Join a domain and stay until SIGINT, SIGTERM or the time is up");
 
     run->footer("Example: five seconds in domain 7\n  ddspart run --domain 7 --for 5");
     add_port_settings(*run, options);
-    add(*run, "--index", "auto|N", "participant index; the first free one unless given",
-        [&](const std::string &value) { options.index = to_index(value); });
-    add(*run, "--reserve", "KIND,...|none", "ports to reserve: " + port_kind_words(),
-        [&](const std::string &value) { options.reserved_ports = to_reserved_ports(value); });
-    add(*run, "--transport", "NAME,...",
-        "transports: " + transport_words() + "; udpv4 unless given",
-        [&](const std::string &value) { options.transports = to_transports(value); });
+    add_words(line, *run, "--index", "auto|N", "participant index; the first free one unless given",
+              {"auto"}, [&](const std::string &value) { options.index = to_index(value); });
+    std::vector<std::string> kinds_or_none = port_kind_words();
+    kinds_or_none.push_back("none");
+    add_words(line, *run, "--reserve", "KIND,...|none",
+              "ports to reserve: " + join(port_kind_words(), ", "), kinds_or_none,
+              [&](const std::string &value) { options.reserved_ports = to_reserved_ports(value); });
+    add_words(line, *run, "--transport", "NAME,...",
+              "transports: " + join(transport_words(), ", ") + "; udpv4 unless given",
+              transport_words(),
+              [&](const std::string &value) { options.transports = to_transports(value); });
     add_list(*run, "--interface", "NAME",
              "interface, by name or address, to use instead of all; may be repeated",
              options.interfaces);
@@ -115,16 +130,18 @@ CLI::App *add_run(CLI::App &app, RunOptions &options) {
                   "once joined, print every policy of the participant as it has it");
     add(*run, "--for", "SECONDS", "how long to stay; until a signal unless given",
         [&](const std::string &value) { options.duration = to_duration(value); });
-    add(*run, "--verbosity", "LEVEL",
-        "what to show of the log: " + verbosity_words() + "; status unless given",
-        [&](const std::string &value) { options.verbosity = to_verbosity(value); });
+    add_words(line, *run, "--verbosity", "LEVEL",
+              "what to show of the log: " + join(verbosity_words(), ", ") + "; status unless given",
+              verbosity_words(),
+              [&](const std::string &value) { options.verbosity = to_verbosity(value); });
     run->add_flag("--json", options.json, "print one JSON object per line");
     return run;
 }
 
-CLI::App *add_ports(CLI::App &app, PortsOptions &options) {
+CLI::App *add_ports(CommandLine &line) {
+    PortsOptions &options = line.ports;
     CLI::App *const ports =
-        app.add_subcommand("ports", "Show the ports of participant indices in a domain");
+        line.app.add_subcommand("ports", "Show the ports of participant indices in a domain");
 
     ports->footer(
         "Example: the ports of participants 0 to 3 in domain 7\n  ddspart ports --domain 7 "
@@ -174,24 +191,25 @@ Answer answer(const CLI::App &app, const CLI::ParseError &error) {
 
 } // namespace
 
-Command parse_command_line(int argc, const char *const *argv) {
-    CLI::App app("Join a DDS domain, or look at the ports that participants have in it.",
-                 "ddspart");
-    RunOptions run_options;
-    PortsOptions ports_options;
-
+CommandLine::CommandLine()
+    : app("Join a DDS domain, or look at the ports that participants have in it.", "ddspart") {
     app.footer("ddspart COMMAND --help shows the options of a command.");
     app.set_version_flag("--version", version());
     app.require_subcommand(1);
-    const CLI::App *const run = add_run(app, run_options);
-    (void)add_ports(app, ports_options);
+    run_command = add_run(*this);
+    (void)add_ports(*this);
+}
+
+Command parse_command_line(int argc, const char *const *argv) {
+    CommandLine line;
+
     try {
-        app.parse(argc, argv);
+        line.app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
-        return answer(app, error);
+        return answer(line.app, error);
     }
-    if (run->parsed()) {
-        return run_options;
+    if (line.run_command->parsed()) {
+        return line.run;
     }
-    return ports_options;
+    return line.ports;
 }

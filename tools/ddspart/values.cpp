@@ -95,13 +95,13 @@ constexpr std::array VERBOSITIES = {
 };
 
 template <class Number, std::size_t N>
-std::string words_of(const Vocabulary<Number, N> &vocabulary) {
+std::vector<std::string> words_of(const Vocabulary<Number, N> &vocabulary) {
     std::vector<std::string> words;
 
     for (const auto &[word, number] : vocabulary) {
         words.push_back(word);
     }
-    return join(words, ", ");
+    return words;
 }
 
 template <class Number, std::size_t N>
@@ -122,7 +122,7 @@ Mask to_mask(const Vocabulary<Mask, N> &vocabulary, const std::string &text) {
         const auto bit = find(vocabulary, word);
 
         if (!bit) {
-            throw Refusal(word, "one of " + words_of(vocabulary) + ", joined by ','");
+            throw Refusal(word, "one of " + join(words_of(vocabulary), ", ") + ", joined by ','");
         }
         mask |= *bit;
     }
@@ -224,7 +224,7 @@ KOLS_Config_LogVerbosity to_verbosity(const std::string &text) {
     const auto verbosity = find(VERBOSITIES, text);
 
     if (!verbosity) {
-        throw Refusal(text, "one of " + words_of(VERBOSITIES));
+        throw Refusal(text, "one of " + join(words_of(VERBOSITIES), ", "));
     }
     return *verbosity;
 }
@@ -241,14 +241,14 @@ std::vector<std::string> words_of_discovery_plugins(DDS_DiscoveryConfigBuiltinPl
     return words_of_mask(DISCOVERY_PLUGINS, mask);
 }
 
-std::string port_kind_words() {
+std::vector<std::string> port_kind_words() {
     return words_of(PORT_KINDS);
 }
 
-std::string transport_words() {
+std::vector<std::string> transport_words() {
     return words_of(TRANSPORTS);
 }
 
-std::string verbosity_words() {
+std::vector<std::string> verbosity_words() {
     return words_of(VERBOSITIES);
 }

@@ -31,6 +31,6 @@ std::vector<std::string> words_of_transports(DDS_TransportBuiltinKindMask mask);
 std::vector<std::string> words_of_discovery_plugins(DDS_DiscoveryConfigBuiltinPluginKindMask mask);
 
 /** The words for those of the values that have words. */
-std::string port_kind_words();
-std::string transport_words();
-std::string verbosity_words();
+std::vector<std::string> port_kind_words();
+std::vector<std::string> transport_words();
+std::vector<std::string> verbosity_words();

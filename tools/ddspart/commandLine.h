@@ -1,0 +1,24 @@
+// The commands and their options: what is parsed, the manual and the shell's completion are made
+// from it.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "options.h"
+
+struct CommandLine {
+    CommandLine();
+    CommandLine(const CommandLine &) = delete; // the options refer to its members
+    CommandLine &operator=(const CommandLine &) = delete;
+
+    CLI::App app;
+    RunOptions run;
+    PortsOptions ports;
+    const CLI::App *run_command = nullptr;
+    /** Of the options whose values are words: the words. */
+    std::map<const CLI::Option *, std::vector<std::string>> words;
+};

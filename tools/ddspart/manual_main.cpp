@@ -1,0 +1,37 @@
+// Writes the manual pages and the shell's completion into a directory; run by the build.
+//
+// usage: ddspart_manual DIRECTORY
+#include <fstream>
+#include <iostream>
+#include <string>
+
+#include "manual.h"
+
+namespace {
+
+bool write(const std::string &path, const std::string &text) {
+    std::ofstream file(path);
+
+    file << text << std::flush;
+    if (!file) {
+        std::cerr << "ddspart_manual: cannot write " << path << '\n';
+    }
+    return file.good();
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    if (argc != 2) {
+        std::cerr << "usage: ddspart_manual DIRECTORY\n";
+        return 2;
+    }
+    const std::string program = std::string(argv[1]) + "/ddspart";
+    bool is_written =
+        write(program + ".1", manual_page("")) && write(program + ".bash", bash_completion());
+
+    for (const std::string &command : command_names()) {
+        is_written = is_written && write(program + "-" + command + ".1", manual_page(command));
+    }
+    return is_written ? 0 : 1;
+}
