@@ -1,5 +1,6 @@
 // The search for a participant index: which ports are reserved, in which order, and what is kept.
 #include "index_messages.h"
+#include "stack.h"
 #include "support/scripted_presentation.h"
 
 using namespace support;
@@ -53,6 +54,12 @@ TEST_F(IndexReservation, MakesTheseCallsForTheFirstIndex) {
         }));
     EXPECT_EQ(index, 0);
     EXPECT_EQ(log.messages(), Messages({reservedMessage(0, 5)}));
+}
+
+TEST_F(IndexReservation, OwesNothingToWhatItsFrameHeldBefore) {
+    dirtyTheStack();
+    EXPECT_EQ(reserve(-1), DDS_RETCODE_OK);
+    EXPECT_EQ(self._reserveMetaUnicast._count, 2);
 }
 
 /** Tells how many messages there are whenever locators are stored. */
