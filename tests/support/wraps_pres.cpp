@@ -45,6 +45,12 @@ WRAP(void, PRESParticipant_getGuid, Failing::NEVER,
      (PRESParticipant * participant, NUVOsapiRtpsGuid *guid), participant, guid)
 WRAP(int, PRESParticipant_hasTopic, Failing::BY_NAME,
      (PRESParticipant * participant, REDAWorker *worker), participant, worker)
+WRAP(int, PRESParticipant_hasLocators, Failing::BY_NAME,
+     (PRESParticipant * participant, const PRESLocatorQosPolicy *defaultUnicastLocator,
+      const PRESLocatorQosPolicy *metatrafficUnicastLocator,
+      const PRESReducedLocatorQosPolicy *metatrafficMulticastLocator, REDAWorker *worker),
+     participant, defaultUnicastLocator, metatrafficUnicastLocator, metatrafficMulticastLocator,
+     worker)
 WRAP(int, PRESParticipant_preShutdownWakeup, Failing::YES,
      (PRESParticipant * participant, int *failReason, REDAWorker *worker), participant, failReason,
      worker)

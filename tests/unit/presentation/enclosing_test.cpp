@@ -220,6 +220,15 @@ TEST_F(EnclosingService, IsWholeWhenEachLocatorHasItsEntryport) {
     EXPECT_EQ(isServed(), DDS_BOOLEAN_TRUE);
 }
 
+TEST_F(EnclosingService, IsAskedOfTheParticipantForTheCallersWorker) {
+    Recording calls(recorder);
+    EXPECT_EQ(isServed(), DDS_BOOLEAN_TRUE);
+    EXPECT_EQ(calls.text(),
+              lines({"PRESParticipant_hasLocators(participant, self._cachedDefaultUnicastLocator, "
+                     "self._cachedMetatrafficUnicastLocator, "
+                     "self._cachedMetatrafficMulticastLocator, worker)"}));
+}
+
 TEST_F(EnclosingService, LacksAUserEntryport) {
     self._reserveUserUnicast._count = 0;
     EXPECT_EQ(isServed(), DDS_BOOLEAN_FALSE);
