@@ -164,4 +164,4 @@ WRAP_LOWER(NUVClock *, NUVClock_getMonotonic, (void))
 WRAP_LOWER(REDAExclusiveArea *, REDAExclusiveArea_new, (NUV_INT32 level, const char *name), level,
            name)
 WRAP_LOWER(REDAWorkerFactory *, REDAWorkerFactory_new, (void))
-WRAP_LOWER(void, NUVLog_setDefaultVerbosity, (NUV_UINT32 verbosity), verbosity)
+WRAP_LOWER(int, NUVLog_setDefaultVerbosity, (NUV_UINT32 verbosity), verbosity)

@@ -99,6 +99,10 @@ void write_options(std::ostream &page, const CLI::App &app) {
             page << " \\fI" << escaped(option->get_type_name()) << "\\fR";
         }
         page << '\n' << escaped(sentence(option->get_description())) << '\n';
+        if (!option->get_envname().empty()) {
+            page << "Where it is not given, the variable\n.B " << option->get_envname()
+                 << "\nof the environment is its value, if that is set.\n";
+        }
     }
 }
 

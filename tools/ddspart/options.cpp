@@ -1,6 +1,7 @@
 // The commands and their options, and what a command line asks for.
 #include "options.h"
 
+#include <cstdlib>
 #include <functional>
 #include <sstream>
 
@@ -11,6 +12,14 @@
 
 namespace {
 
+/** Where the value of an option comes from. */
+std::string source_of(const CLI::Option &option, const std::string &value) {
+    const std::string variable = option.get_envname();
+    const char *const set = variable.empty() ? nullptr : std::getenv(variable.c_str());
+
+    return set != nullptr && value == set ? variable : option.get_name();
+}
+
 /** Adds an option that is given at most once; @p set may throw a Refusal. */
 CLI::Option *add(CLI::App &app, const std::string &name, const std::string &type,
                  const std::string &description,
@@ -18,11 +27,12 @@ CLI::Option *add(CLI::App &app, const std::string &name, const std::string &type
     return app
         .add_option_function<std::string>(
             name,
-            [name, set](const std::string &value) {
+            [&app, name, set](const std::string &value) {
                 try {
                     set(value);
                 } catch (const Refusal &refusal) {
-                    throw CLI::ValidationError(name, refusal.what());
+                    throw CLI::ValidationError(source_of(*app.get_option(name), value),
+                                               refusal.what());
                 }
             },
             description)
@@ -30,10 +40,14 @@ CLI::Option *add(CLI::App &app, const std::string &name, const std::string &type
 }
 
 /** Adds an option that is given at most once and has words as values. */
-void add_words(CommandLine &line, CLI::App &app, const std::string &name, const std::string &type,
-               const std::string &description, const std::vector<std::string> &words,
-               const std::function<void(const std::string &)> &set) {
-    line.words[add(app, name, type, description, set)] = words;
+CLI::Option *add_words(CommandLine &line, CLI::App &app, const std::string &name,
+                       const std::string &type, const std::string &description,
+                       const std::vector<std::string> &words,
+                       const std::function<void(const std::string &)> &set) {
+    CLI::Option *const option = add(app, name, type, description, set);
+
+    line.words[option] = words;
+    return option;
 }
 
 /** Adds an option that may be repeated, with one value each time. */
@@ -64,8 +78,9 @@ void add_port_settings(CLI::App &app, PortSettings &settings) {
          &DDS_RtpsWellKnownPorts_t::user_unicast_port_offset},
     };
 
-    add(app, "--domain", "N", "domain id; 0 unless given",
-        [&](const std::string &value) { settings.domain = to_domain(value); });
+    add(app, "--domain", "N", "domain id; 0 unless given", [&](const std::string &value) {
+        settings.domain = to_domain(value);
+    })->envname("NUVDDS_DOMAIN");
     for (const Setting &setting : SETTINGS) {
         DDS_Long &target = settings.well_known_ports.*setting.member;
 
@@ -133,7 +148,8 @@ CLI::App *add_run(CommandLine &line) {
     add_words(line, *run, "--verbosity", "LEVEL",
               "what to show of the log: " + join(verbosity_words(), ", ") + "; status unless given",
               verbosity_words(),
-              [&](const std::string &value) { options.verbosity = to_verbosity(value); });
+              [&](const std::string &value) { options.verbosity = to_verbosity(value); })
+        ->envname("NUVDDS_VERBOSITY");
     run->add_flag("--json", options.json, "print one JSON object per line");
     return run;
 }

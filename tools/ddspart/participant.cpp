@@ -133,9 +133,9 @@ std::string to_text(const DDS_GUID_t &guid) {
     return text;
 }
 
-Qos::Qos(const RunOptions &options) {
-    check(DDS_DomainParticipantQos_initialize(&qos_));
+Qos::Qos(const Factory &factory, const RunOptions &options) {
     try {
+        check(DDS_DomainParticipantFactory_get_default_participant_qos(factory.get(), &qos_));
         set_qos(qos_, options);
     } catch (...) {
         (void)DDS_DomainParticipantQos_finalize(&qos_);
@@ -169,7 +169,8 @@ Factory::~Factory() {
 Participant::Participant(const Factory &factory, const RunOptions &options)
     : factory_(factory), settings_(options),
       participant_(DDS_DomainParticipantFactory_create_participant(
-          factory.get(), options.domain, Qos(options).get(), &LISTENER, DDS_STATUS_MASK_NONE)) {
+          factory.get(), options.domain, Qos(factory, options).get(), &LISTENER,
+          DDS_STATUS_MASK_NONE)) {
     if (participant_ == nullptr) {
         throw LoggedFailure();
     }

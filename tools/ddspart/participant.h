@@ -8,24 +8,6 @@
 /** As "01020304.05060708.090a0b0c.000001c1": the three words of the prefix, and the entity. */
 std::string to_text(const DDS_GUID_t &guid);
 
-/** The QoS of a participant: the one that the options ask for, or the one that it has. */
-class Qos {
-public:
-    explicit Qos(const RunOptions &options);
-    /** The one that the participant has; throws LoggedFailure when it cannot be read. */
-    explicit Qos(DDS_DomainParticipant *participant);
-    ~Qos();
-    Qos(const Qos &) = delete;
-    Qos &operator=(const Qos &) = delete;
-
-    const DDS_DomainParticipantQos *get() const {
-        return &qos_;
-    }
-
-private:
-    DDS_DomainParticipantQos qos_ = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
-};
-
 /** The factory of participants; gone with the object. */
 class Factory {
 public:
@@ -40,6 +22,24 @@ public:
 
 private:
     DDS_DomainParticipantFactory *factory_;
+};
+
+/** The QoS of a participant: the default with what the options ask for, or the one that it has. */
+class Qos {
+public:
+    Qos(const Factory &factory, const RunOptions &options);
+    /** The one that the participant has; throws LoggedFailure when it cannot be read. */
+    explicit Qos(DDS_DomainParticipant *participant);
+    ~Qos();
+    Qos(const Qos &) = delete;
+    Qos &operator=(const Qos &) = delete;
+
+    const DDS_DomainParticipantQos *get() const {
+        return &qos_;
+    }
+
+private:
+    DDS_DomainParticipantQos qos_ = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
 };
 
 class Participant {

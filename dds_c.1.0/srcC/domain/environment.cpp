@@ -35,13 +35,13 @@ constexpr Verbosity VERBOSITIES[] = {
     {"all", KOLS_CONFIG_LOG_VERBOSITY_STATUS_ALL},
 };
 
-bool say_out_of_memory(const char *name) {
+Outcome refuse_for_want_of_memory(const char *name) {
     DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, name);
-    return false;
+    return Outcome::REFUSED;
 }
 
 /** Replaces the peers by the one entry after the other; ends with the first that is none. */
-bool read_peers(const char *name, char *list, DDS_StringSeq *peers) {
+Outcome read_peers(const char *name, char *list, DDS_StringSeq *peers) {
     int number = 0;
 
     for (char *rest = list; rest != nullptr;) {
@@ -57,56 +57,57 @@ bool read_peers(const char *name, char *list, DDS_StringSeq *peers) {
                         "environment variable %s has '%.128s' as entry %d: allowed are ADDRESS, "
                         "ADDRESS:PORT, %s and host names, joined by ','",
                         name, peer, number, forms);
-            return false;
+            return Outcome::REFUSED;
         }
         if (!DDS_StringSeq_append(peers, peer)) {
-            return say_out_of_memory(name);
+            return refuse_for_want_of_memory(name);
         }
     }
-    return true;
+    return Outcome::USED;
 }
 
 } // namespace
 
-bool use_peers(const char *name, const char *value, DDS_DomainParticipantQos *qos) {
+Outcome use_peers(const char *name, const char *value, DDS_DomainParticipantQos *qos) {
     char *list = DDS_String_dup(value);
 
     if (list == nullptr || !DDS_StringSeq_set_length(&qos->discovery.initial_peers, 0)) {
         DDS_String_free(list);
-        return say_out_of_memory(name);
+        return refuse_for_want_of_memory(name);
     }
-    const bool result = read_peers(name, list, &qos->discovery.initial_peers);
+    const Outcome result = read_peers(name, list, &qos->discovery.initial_peers);
 
     DDS_String_free(list);
     return result;
 }
 
-bool use_interfaces(const char *name, const char *value, DDS_DomainParticipantQos *qos) {
+Outcome use_interfaces(const char *name, const char *value, DDS_DomainParticipantQos *qos) {
     NUVNetioConfiguratorProperty checked = NUV_NETIO_CONFIGURATOR_PROPERTY_DEFAULT;
     char setting[64];
 
     NUVOsapiUtility_snprintf(setting, sizeof(setting), "environment variable %s", name);
     if (!read_allowed_interfaces(setting, value, &checked, LOG_METHOD)) {
-        return false;
+        return Outcome::REFUSED;
     }
     return DDS_PropertyQosPolicyHelper_assert_property(&qos->property,
                                                        name_of(Property::ALLOW_INTERFACES), value,
-                                                       DDS_BOOLEAN_FALSE) == DDS_RETCODE_OK ||
-           say_out_of_memory(name);
+                                                       DDS_BOOLEAN_FALSE) == DDS_RETCODE_OK
+               ? Outcome::USED
+               : refuse_for_want_of_memory(name);
 }
 
-bool use_verbosity(const char *name, const char *value, DDS_DomainParticipantQos * /*qos*/) {
+Outcome use_verbosity(const char *name, const char *value, DDS_DomainParticipantQos * /*qos*/) {
     for (const Verbosity &verbosity : VERBOSITIES) {
         if (strcmp(value, verbosity.word) == 0) {
-            NUVLog_setDefaultVerbosity(verbosity.value);
-            return true;
+            return NUVLog_setDefaultVerbosity(verbosity.value) != 0 ? Outcome::USED
+                                                                    : Outcome::OVERRIDDEN;
         }
     }
     DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE,
                 "environment variable %s is '%.128s': allowed are silent, error, warning, status "
                 "and all",
                 name, value);
-    return false;
+    return Outcome::REFUSED;
 }
 
 bool apply(DDS_DomainParticipantQos *qos) {
@@ -116,11 +117,16 @@ bool apply(DDS_DomainParticipantQos *qos) {
         if (value == nullptr || *value == '\0') {
             continue;
         }
-        if (!variable.use(variable.name, value, qos)) {
+        switch (variable.use(variable.name, value, qos)) {
+        case Outcome::USED:
+            DDSLog_text(NUV_LOG_LEVEL_LOCAL, NUV_LOG_EMPTY_TEMPLATE,
+                        "environment variable %s is used: %.512s", variable.name, value);
+            break;
+        case Outcome::OVERRIDDEN:
+            break;
+        case Outcome::REFUSED:
             return false;
         }
-        DDSLog_text(NUV_LOG_LEVEL_LOCAL, NUV_LOG_EMPTY_TEMPLATE,
-                    "environment variable %s is used: %.512s", variable.name, value);
     }
     return true;
 }

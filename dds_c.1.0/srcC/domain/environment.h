@@ -10,20 +10,28 @@
 #define DOMAIN_ENVIRONMENT_H
 
 #include "dds_c/dds_c_domainparticipantqos.h"
+#include "osapi/osapi_type.h"
 
 namespace dds::environment {
+
+/** What became of a value. */
+enum class Outcome : NUV_UINT8 {
+    USED,
+    OVERRIDDEN, /**< the program has set the same itself */
+    REFUSED,    /**< it cannot be read, or memory ran out; an error says so */
+};
 
 struct Variable {
     const char *name;
     const char *values;  /**< for README.md: which are allowed */
     const char *meaning; /**< for README.md */
-    /** Takes over a value. False, after one error, when it cannot be read or memory runs out. */
-    bool (*use)(const char *name, const char *value, DDS_DomainParticipantQos *qos);
+    /** Takes over a value. */
+    Outcome (*use)(const char *name, const char *value, DDS_DomainParticipantQos *qos);
 };
 
-bool use_peers(const char *name, const char *value, DDS_DomainParticipantQos *qos);
-bool use_interfaces(const char *name, const char *value, DDS_DomainParticipantQos *qos);
-bool use_verbosity(const char *name, const char *value, DDS_DomainParticipantQos *qos);
+Outcome use_peers(const char *name, const char *value, DDS_DomainParticipantQos *qos);
+Outcome use_interfaces(const char *name, const char *value, DDS_DomainParticipantQos *qos);
+Outcome use_verbosity(const char *name, const char *value, DDS_DomainParticipantQos *qos);
 
 /** All that the library reads, in the order in which it does. */
 inline constexpr Variable VARIABLES[] = {

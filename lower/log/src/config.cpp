@@ -102,11 +102,13 @@ void KOLS_Config_Logger_set_verbosity(KOLS_Config_Logger *self,
     set_verbosity(verbosity);
 }
 
-void NUVLog_setDefaultVerbosity(NUV_UINT32 verbosity) {
+int NUVLog_setDefaultVerbosity(NUV_UINT32 verbosity) {
     const std::lock_guard lock(logger.verbosity_mutex);
-    if (!logger.is_verbosity_chosen) {
-        set_verbosity(verbosity);
+    if (logger.is_verbosity_chosen) {
+        return 0;
     }
+    set_verbosity(verbosity);
+    return 1;
 }
 
 void NUVLog_registerModule(NUVLogModuleNode *node) {

@@ -121,6 +121,14 @@ TEST(EnvironmentTable, IsInTheReadme) {
     EXPECT_THAT(text_of(ROOT / "README.md"), testing::HasSubstr(table + '\n'));
 }
 
+TEST(EnvironmentTable, IsInTheManual) {
+    const std::string manual = text_of(ROOT / "packaging" / "nuvdds.7.in");
+
+    for (const auto &variable : dds::environment::VARIABLES) {
+        EXPECT_THAT(manual, testing::HasSubstr(std::string(".TP\n.B ") + variable.name + '\n'));
+    }
+}
+
 TEST(RecordTable, IsOnlyWholeWhenItNamesEachFieldOnce) {
     EXPECT_TRUE(names_each_field_once<Complete>());
     EXPECT_FALSE(names_each_field_once<LackingOne>());

@@ -60,6 +60,12 @@ TEST(ManualPage, OfACommandHasItsOptionsWithTheirValuesAndWhatTheyMean) {
     EXPECT_THAT(manual_page("ports"), Not(HasSubstr("verbosity")));
 }
 
+TEST(ManualPage, OfACommandNamesTheVariableOfAnOption) {
+    EXPECT_THAT(manual_page("ports"),
+                HasSubstr("Domain id; 0 unless given.\nWhere it is not given, the variable\n"
+                          ".B NUVDDS_DOMAIN\nof the environment is its value, if that is set.\n"));
+}
+
 TEST(ManualPage, OfACommandHasItsExample) {
     EXPECT_THAT(manual_page("run"), HasSubstr(".SH EXAMPLE\nFive seconds in domain 7.\n.PP\n.RS\n"
                                               ".nf\nddspart run \\-\\-domain 7 \\-\\-for 5\n"));

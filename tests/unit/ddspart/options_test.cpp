@@ -1,5 +1,7 @@
 #include "options.h"
 
+#include <cstdlib>
+
 #include <gmock/gmock.h>
 
 using testing::AllOf;
@@ -134,6 +136,46 @@ TEST(RunOptions, TakeEachVerbosity) {
     EXPECT_EQ(parse_run({"--verbosity", "status"}).verbosity,
               KOLS_CONFIG_LOG_VERBOSITY_STATUS_LOCAL);
     EXPECT_EQ(parse_run({"--verbosity", "all"}).verbosity, KOLS_CONFIG_LOG_VERBOSITY_STATUS_ALL);
+}
+
+/** Variables of the environment, which are gone with the test. */
+class Variables : public testing::Test {
+protected:
+    ~Variables() override {
+        unsetenv(DOMAIN);
+        unsetenv(VERBOSITY);
+    }
+
+    static constexpr const char *DOMAIN = "NUVDDS_DOMAIN";
+    static constexpr const char *VERBOSITY = "NUVDDS_VERBOSITY";
+};
+
+TEST_F(Variables, AreTheValuesOfOptionsThatAreNotGiven) {
+    setenv(DOMAIN, "7", 1);
+    setenv(VERBOSITY, "error", 1);
+    EXPECT_EQ(parse_run({}).domain, 7);
+    EXPECT_EQ(parse_run({}).verbosity, KOLS_CONFIG_LOG_VERBOSITY_ERROR);
+    EXPECT_EQ(parse_ports({}).domain, 7);
+}
+
+TEST_F(Variables, ChangeNothingThatIsGiven) {
+    setenv(DOMAIN, "7", 1);
+    setenv(VERBOSITY, "error", 1);
+    EXPECT_EQ(parse_run({"--domain", "8"}).domain, 8);
+    EXPECT_EQ(parse_run({"--verbosity", "all"}).verbosity, KOLS_CONFIG_LOG_VERBOSITY_STATUS_ALL);
+    EXPECT_EQ(parse_ports({"--domain", "8"}).domain, 8);
+}
+
+TEST_F(Variables, ThatAreEmptyCountAsNotSet) {
+    setenv(DOMAIN, "", 1);
+    EXPECT_EQ(parse_run({}).domain, 0);
+}
+
+TEST_F(Variables, AreNamedWhenTheyCannotBeRead) {
+    setenv(DOMAIN, "x", 1);
+    const Answer answer = std::get<Answer>(parse({"run"}));
+    EXPECT_EQ(answer.exit_code, 2);
+    EXPECT_THAT(answer.text, StartsWith("ddspart run: NUVDDS_DOMAIN: 'x' is not a whole number "));
 }
 
 TEST(PortsOptions, LeaveTheRangeOpenWhenNoneIsGiven) {

@@ -126,6 +126,7 @@ TEST_F(Environment, IsReadAgainForEachFactory) {
 TEST_F(Environment, ThatIsUsedIsToldInTheLog) {
     setenv("NUVDDS_PEERS", "192.0.2.1", 1);
     setenv("NUVDDS_INTERFACES", "lo", 1);
+    faults::replace("NUVLog_setDefaultVerbosity", [](NUV_UINT32) { return 1; });
     make_factory_with("NUVDDS_VERBOSITY", "status");
     EXPECT_THAT(messages(NUV_LOG_LEVEL_LOCAL),
                 ElementsAre("environment variable NUVDDS_VERBOSITY is used: status",
@@ -138,6 +139,7 @@ TEST_F(Environment, DoesNotChangeAVerbosityOfTheProgramsOwn) {
     KOLS_Config_Logger *logger = KOLS_Config_Logger_get_instance();
     KOLS_Config_Logger_set_verbosity(logger, KOLS_CONFIG_LOG_VERBOSITY_WARNING);
     make_factory_with("NUVDDS_VERBOSITY", "all");
+    EXPECT_THAT(log.messages(), IsEmpty());
     EXPECT_EQ(KOLS_Config_Logger_get_verbosity(logger), KOLS_CONFIG_LOG_VERBOSITY_WARNING);
 }
 
@@ -192,7 +194,10 @@ class VerbosityWord
 
 TEST_P(VerbosityWord, IsTheVerbosityUnlessTheProgramHasOne) {
     NUV_UINT32 verbosity = NUV_LOG_LEVEL_ALL + 1;
-    faults::replace("NUVLog_setDefaultVerbosity", [&](NUV_UINT32 set) { verbosity = set; });
+    faults::replace("NUVLog_setDefaultVerbosity", [&](NUV_UINT32 set) {
+        verbosity = set;
+        return 1;
+    });
     make_factory_with("NUVDDS_VERBOSITY", GetParam().first);
     EXPECT_NE(factory, nullptr);
     EXPECT_EQ(verbosity, GetParam().second);

@@ -70,8 +70,9 @@ void NUVLog_registerModule(struct NUVLogModuleNode *node);
 /**
  * @brief Sets the verbosity as KOLS_Config_Logger_set_verbosity does, unless that has been called.
  * @param verbosity a set of NUV_LOG_LEVEL_* bits.
+ * @return non-zero when it is the verbosity now.
  */
-void NUVLog_setDefaultVerbosity(NUV_UINT32 verbosity);
+int NUVLog_setDefaultVerbosity(NUV_UINT32 verbosity);
 
 /** The first of the registered modules, null when there is none; the others follow at _next. */
 const struct NUVLogModuleNode *NUVLog_getModules(void);
