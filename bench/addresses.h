@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file addresses.h  A network that gets and loses an address. */
 #ifndef BENCH_ADDRESSES_H
 #define BENCH_ADDRESSES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file bare_sockets.h  The floor: the sockets of a participant, without the participant. */
 #ifndef BENCH_BARE_SOCKETS_H
 #define BENCH_BARE_SOCKETS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // From an address that comes to the last participant that has it, beside a program that only reads
 // the kernel's event.
 #include <benchmark/benchmark.h>

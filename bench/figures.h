@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file figures.h  What was measured, and the table that closes a run. */
 #ifndef BENCH_FIGURES_H
 #define BENCH_FIGURES_H

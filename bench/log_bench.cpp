@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A message that nobody wants, beside the test of a word in memory and beside no call at all.
 #include <benchmark/benchmark.h>
 

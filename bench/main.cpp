@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs the benchmarks in a network of their own and closes with the table of ratios.
 #include <benchmark/benchmark.h>
 

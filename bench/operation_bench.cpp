@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is asked of participants that stand there, beside its floor: time and allocations for each
 // of them.
 #include <benchmark/benchmark.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One participant up and down, beside its sockets without it.
 #include <benchmark/benchmark.h>
 

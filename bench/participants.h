@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file participants.h  The subject: participants with the default QoS. */
 #ifndef BENCH_PARTICIPANTS_H
 #define BENCH_PARTICIPANTS_H

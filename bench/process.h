@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file process.h  This process as the kernel sees it. */
 #ifndef BENCH_PROCESS_H
 #define BENCH_PROCESS_H

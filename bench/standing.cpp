@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Each measurement has a child process of its own, so that nothing that ran before has left memory
 // behind.
 #include "standing.h"

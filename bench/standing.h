@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /** @file standing.h  What participants keep that merely stand there. */
 #ifndef BENCH_STANDING_H
 #define BENCH_STANDING_H

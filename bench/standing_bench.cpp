@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Many participants of one process in one domain: up, down, and what they keep meanwhile.
 #include <benchmark/benchmark.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Passing over participant indices that others have taken, beside as many sockets that find out.
 #include <benchmark/benchmark.h>
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Fails when a source or header includes one of a higher floor. The include roots already keep the
 # compiler from finding one; this also catches relative paths and what no target compiles.
 #

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Fails when something other than the presentation half and its tests touches a field of its record
 # that is its own: one whose name begins with "_". The names are read from the record's declaration.
 #

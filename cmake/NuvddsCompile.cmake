@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # How everything in this tree is compiled: language, warnings, instrumentation.
 
 set(CMAKE_CXX_STANDARD 20)

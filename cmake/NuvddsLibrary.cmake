@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # How the library is put together: the objects of each floor, which only this tree sees, and of all of
 # them the one library that others link, shared and static.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /*
  * Joins a domain, shows where the participant can be reached, and leaves.
  *

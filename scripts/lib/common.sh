@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What the scripts share: strictness, $root, packages, quiet commands.
 # shellcheck shell=bash
 # shellcheck disable=SC2034 # who sources this uses the package lists

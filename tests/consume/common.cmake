@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What the ways of using the library share.
 cmake_minimum_required(VERSION 3.25)
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The names that the shared library shows are those of the functions that its headers declare.
 include(${CMAKE_CURRENT_LIST_DIR}/common.cmake)
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Each installed header on its own, twice, with no include directory but the installed one.
 include(${CMAKE_CURRENT_LIST_DIR}/common.cmake)
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Into an empty prefix; all that is installed refers to what is there.
 include(${CMAKE_CURRENT_LIST_DIR}/common.cmake)
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The binary interface of the shared library is the one that is recorded. With -D RECORD=ON it is
 # recorded (scripts/abi --record).
 include(${CMAKE_CURRENT_LIST_DIR}/common.cmake)

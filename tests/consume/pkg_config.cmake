@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # A compiler's command line with what pkg-config says.
 include(${CMAKE_CURRENT_LIST_DIR}/common.cmake)
 

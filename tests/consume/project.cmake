@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # A CMake project of another's: configured, built, run.
 include(${CMAKE_CURRENT_LIST_DIR}/common.cmake)
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file call_site.h
  * @brief What a __wrap_ function is made of; for the wraps_*.cpp files.

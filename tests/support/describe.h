@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file describe.h
  * @brief Plain records of the lower layers as short text.

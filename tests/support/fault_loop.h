@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file fault_loop.h
  * @brief Runs an operation again and again, with another one of its calls failing each time.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The faults that tests have asked for, and the calls that meet them.
 #include "support/faults.h"
 

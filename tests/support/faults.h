@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file faults.h
  * @brief Makes wrapped functions fail, or do something else, and counts their calls.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file heap_watch.h
  * @brief Tells which blocks of the library's heap have come or gone since it was made.

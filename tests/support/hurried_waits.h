@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Waits that are over at once.
 #pragma once
 

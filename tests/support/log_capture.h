@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file log_capture.h
  * @brief Takes the messages that the test's thread logs, whole, instead of printing them.

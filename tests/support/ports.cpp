@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A range of ports is claimed by an abstract socket address: these belong to a network, as ports
 // do.
 #include "support/ports.h"

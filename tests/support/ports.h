@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file ports.h
  * @brief UDP ports that belong to this test program alone.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What most tests include and what is slow to compile; each file still includes what it uses.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file presentation_fixture.h
  * @brief All that the enclosing participant supplies to its presentation half.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file recorder.h
  * @brief Records the calls that the code under test makes into the lower layers, and steers them.

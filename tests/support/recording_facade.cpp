@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "support/recording_facade.h"
 
 #include <type_traits>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file recording_facade.h
  * @brief A communication facade whose slots record each call and then pass it on.

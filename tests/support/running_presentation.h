@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file running_presentation.h
  * @brief A presentation half whose participant exists, and the participant that encloses it.

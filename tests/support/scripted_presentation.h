@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file scripted_presentation.h
  * @brief A presentation record whose lower layers do as the test says: no socket, no interface.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file socket_watch.h
  * @brief Counts the calls of all threads that open, bind, configure or close a socket.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file wrapped.h
  * @brief One wrapped function: its calls are counted, and fail or are replaced as a test wants it.

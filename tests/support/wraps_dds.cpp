@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The wrapped functions of the public layer that one of its files asks of another.
 #include "dds_c/dds_c_productversion.h"
 #include "domain/DomainParticipantFactory_internal.h"

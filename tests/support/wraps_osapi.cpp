@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The wrapped functions of the operating-system, log and reda layers.
 #include <cstring>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The wrapped functions of the netio and presentation layers. The facade's slots and
 // PRESParticipant_getFacade are in recording_facade.cpp.
 #include "commend/commend_facade.h"

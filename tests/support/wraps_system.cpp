@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The wrapped functions of the C library. They are called by every thread, in forked children and
 // in signal handlers.
 #include <cstdarg>

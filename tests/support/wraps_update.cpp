@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The wrapped functions of the enclosing participant and of its QoS as a whole.
 #include "domain/DomainParticipant_internal.h"
 #include "support/call_site.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Variables of the environment, in programs that know nothing of them.
 #include <filesystem>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Addresses that come and go.
 #include <chrono>
 #include <csignal>

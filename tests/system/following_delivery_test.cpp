@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is sent to a locator that stays arrives, whatever becomes of the others.
 #include <atomic>
 #include <cerrno>

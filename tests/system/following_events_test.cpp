@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A great many events of the network in a row, as chance has it.
 #include <array>
 #include <chrono>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Participants of the test's own process that follow the network.
 #pragma once
 

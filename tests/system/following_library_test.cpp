@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Participants of one process: on demand, with a listener, many of them.
 #include <atomic>
 #include <mutex>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Interfaces that come and go, to the last of them.
 #include <csignal>
 

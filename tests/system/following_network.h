@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Networks that change, and participants that follow them.
 #pragma once
 

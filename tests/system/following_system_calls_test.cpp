@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What an update without news asks of the kernel.
 #include <filesystem>
 #include <fstream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // As many participants as a domain has room for on one host.
 #include <csignal>
 #include <filesystem>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What valgrind has to say.
 #include <gmock/gmock.h>
 

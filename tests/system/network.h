@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A network of the test's own.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Transports, interfaces and what arrives.
 #include <csignal>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A program that runs beside the test.
 #pragma once
 

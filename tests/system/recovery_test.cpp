@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What could not be had is had later: strangers that were faster, descriptors that were missing.
 #include <arpa/inet.h>
 #include <netinet/in.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ddspart run, seen from outside.
 #include <csignal>
 #include <filesystem>

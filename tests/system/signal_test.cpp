@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A signal may come at any moment.
 #include <csignal>
 #include <thread>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whoever reads what ddspart writes may stop reading, which is no reason to stay.
 #include <array>
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Nothing that is given to ddspart steers the terminal that it writes to.
 #include <random>
 

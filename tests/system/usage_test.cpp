@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command line as a whole; tests/unit/ddspart has the details.
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>

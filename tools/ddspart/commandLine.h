@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The commands and their options: what is parsed, the manual and the shell's completion are made
 // from it.
 #pragma once

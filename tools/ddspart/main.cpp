@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ddspart: joins a DDS domain, or shows the ports that participants have in it.
 //
 // Data goes to stdout, messages to stderr. The exit code is 0 when all is done, 1 when it could not

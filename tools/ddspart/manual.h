@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The manual pages and the shell's completion, made from the commands and options themselves.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes the manual pages and the shell's completion into a directory; run by the build.
 //
 // usage: ddspart_manual DIRECTORY

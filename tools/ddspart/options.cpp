@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The commands and their options, and what a command line asks for.
 #include "options.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What goes to stdout: text for people, or one JSON object per line.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A participant that lives as long as the object.
 #pragma once
 

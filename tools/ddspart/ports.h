@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The ports that a participant has by its domain and index.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The QoS as a tree, made of whatever settings the library says that there are.
 #include "qos_tree.h"
 

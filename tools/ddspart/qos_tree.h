@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A participant's QoS as a tree, which the text and the JSON of the output have in common.
 #pragma once
 

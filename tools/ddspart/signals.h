@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The signals that end the tool, and what else the run of a participant waits for.
 #pragma once
 

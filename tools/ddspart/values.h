@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The values of the options, from their text. A text that is not allowed is a Refusal.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file dds_c.h
  * @brief The whole public API of the library.

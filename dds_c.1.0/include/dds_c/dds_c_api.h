@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file dds_c_api.h
  * @brief What the declarations of every public header stand between.

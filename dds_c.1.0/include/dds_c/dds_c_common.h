@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file dds_c_common.h
  * @brief Basic types: integers, return codes, durations and status masks (DDS 1.4 2.2.1.1, 2.2.4).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file dds_c_domain.h
  * @brief Domain participants and their factory (DDS 1.4, 2.2.2.2).

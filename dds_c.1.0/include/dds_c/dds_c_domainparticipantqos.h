@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file dds_c_domainparticipantqos.h
  * @brief The QoS of a participant (DDS 1.4 2.2.3).

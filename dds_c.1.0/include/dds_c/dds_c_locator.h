@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file dds_c_locator.h
  * @brief Locators: where a participant receives (DDSI-RTPS 9.3.2, Locator_t).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file dds_c_logger.h
  * @brief The logger: what is printed, and where it goes.

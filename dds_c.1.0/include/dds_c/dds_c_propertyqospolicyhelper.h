@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file dds_c_propertyqospolicyhelper.h
  * @brief Operations on single properties of a DDS_PropertyQosPolicy.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file dds_c_qospolicy.h
  * @brief The QoS policies of a participant.

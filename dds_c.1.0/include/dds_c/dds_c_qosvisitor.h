@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file dds_c_qosvisitor.h
  * @brief Goes through all settings of a participant's QoS, whatever settings there are.

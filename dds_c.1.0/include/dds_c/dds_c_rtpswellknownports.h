@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file dds_c_rtpswellknownports.h
  * @brief The RTPS well-known ports (DDSI-RTPS 9.6.1).

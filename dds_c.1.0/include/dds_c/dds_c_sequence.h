@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file dds_c_sequence.h
  * @brief Sequences in the usual C mapping of IDL.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file dds_c_string.h
  * @brief Strings that the library owns, and sequences of strings and octets.

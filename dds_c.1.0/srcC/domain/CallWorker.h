@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file CallWorker.h
  * @brief The worker of one public call, laid out in the call's own frame.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file CallbackMark.h
  * @brief The mark of a thread that runs a callback of a listener.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a participant is: created, enabled, asked, given topics, deleted.
 #include <string.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The factory: the list of participants, and what all of them share.
 #include <atomic>
 #include <mutex>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file DomainParticipantFactory_internal.h
  * @brief What the rest of the library asks of the participant factory.

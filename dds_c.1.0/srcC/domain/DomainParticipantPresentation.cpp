@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The presentation half of a participant: all operations on its record, in the order of its life.
 #include <stdlib.h>
 #include <string.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file DomainParticipant_internal.h
  * @brief The public participant's record, and what the factory does with it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The participant index with its ports, and the locators that follow the interfaces.
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The receive ports of a participant: its index, what it keeps for itself, what it tries for.
 #include <algorithm>
 #include <span>

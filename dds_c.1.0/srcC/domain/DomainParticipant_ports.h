@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file DomainParticipant_ports.h
  * @brief Attempts of a participant at receive ports.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file domain_internal.h
  * @brief The presentation half of a domain participant: its record and its operations.

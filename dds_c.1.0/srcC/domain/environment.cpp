@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads the environment variables that users set.
 #include "domain/environment.h"
 

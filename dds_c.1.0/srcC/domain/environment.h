@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file environment.h
  * @brief What users set without recompiling: environment variables.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Basic types: durations, return codes, status kinds, versions.
 #include "infrastructure/Common_internal.h"
 

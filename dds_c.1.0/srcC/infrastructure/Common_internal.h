@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file Common_internal.h
  * @brief Basic types in the terms of the presentation layer. Thread-safe; allocates nothing.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Public locators, compared, printed and made of those of the network.
 #include "infrastructure/Locator_internal.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file Locator_internal.h
  * @brief Public locators and those of the lower layers. Thread-safe; allocates nothing.

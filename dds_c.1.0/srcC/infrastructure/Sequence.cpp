@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The operations of each sequence type.
 #include "infrastructure/dds_log.h"
 #include "qos/policies.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Strings that the library owns.
 #include "infrastructure/basic_values.h"
 #include "infrastructure/dds_log.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file basic_values.h
  * @brief The fields of durations and locators, and the elements of sequences of basic types.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file dds_log.h
  * @brief Logging of the DDS layer: its module, its templates, and its macros, one line a message.

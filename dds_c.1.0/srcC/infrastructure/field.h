@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file field.h
  * @brief The fields of a record as rows, and whether the rows name each of them.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file value.h
  * @brief Deep values: what a copy, a comparison and a release of any public type do.

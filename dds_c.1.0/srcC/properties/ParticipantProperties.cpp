@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Checks the properties of a new participant by their table.
 #include "properties/ParticipantProperties.h"
 

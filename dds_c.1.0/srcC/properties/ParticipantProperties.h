@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file ParticipantProperties.h
  * @brief The properties that a participant reads when it is created.

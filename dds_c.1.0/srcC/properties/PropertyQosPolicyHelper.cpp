@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Operations on single properties of a property policy, by name.
 #include "properties/PropertyQosPolicyHelper_internal.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file PropertyQosPolicyHelper_internal.h
  * @brief Typed lookups of properties. Thread-safe; allocates nothing, logs nothing.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reads the list of interfaces that a participant may use.
 #include "properties/allowedInterfaces.h"
 

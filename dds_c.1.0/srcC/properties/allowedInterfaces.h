@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file allowedInterfaces.h
  * @brief The list of interfaces that a participant may use, as people write it.

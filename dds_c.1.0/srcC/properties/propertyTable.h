@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file propertyTable.h
  * @brief The table of properties: a row for each property of a participant that the library reads.

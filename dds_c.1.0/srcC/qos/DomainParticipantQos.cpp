@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The operations of a participant's QoS as a whole.
 #include "infrastructure/dds_log.h"
 #include "qos/QosPolicy_internal.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whether a participant may have a QoS, and the message that says why not.
 #include "infrastructure/dds_log.h"
 #include "netio/netio_locator.h"

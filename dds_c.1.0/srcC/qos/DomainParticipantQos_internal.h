@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file DomainParticipantQos_internal.h
  * @brief The participant QoS and the property of the presentation participant.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A participant's QoS put into the property of the presentation participant, and read back.
 #include "infrastructure/Common_internal.h"
 #include "infrastructure/dds_log.h"

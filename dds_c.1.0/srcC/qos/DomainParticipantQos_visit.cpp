@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Lists the settings of a QoS for whoever wants to show them, by the table of policies.
 #include "dds_c/dds_c_qosvisitor.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The operations of each policy: initialize, finalize, copy, is_equal.
 #include "qos/QosPolicy_internal.h"
 

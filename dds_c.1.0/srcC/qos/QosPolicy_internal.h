@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file QosPolicy_internal.h
  * @brief Operations of policies that are not public.

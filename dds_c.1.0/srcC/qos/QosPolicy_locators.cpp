@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The locators and ports that the policies of a participant ask for.
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The port numbers of domains and participants (DDSI-RTPS 9.6.1).
 #include <limits>
 

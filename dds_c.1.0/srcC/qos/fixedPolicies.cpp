@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Finds what a change of the QoS may not change, by the table of policies.
 #include "qos/fixedPolicies.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file fixedPolicies.h
  * @brief What the table of policies says may not change once the participant has been created.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file policies.h
  * @brief The table of policies: a row for each field of each policy of a participant.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file range.h
  * @brief The values that a field of a policy may have. DomainParticipantQos_consistency.cpp has a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file row.h
  * @brief What the table of policies (policies.h) says of a field.

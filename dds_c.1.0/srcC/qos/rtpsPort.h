@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a port of RTPS may be.
 #ifndef DDS_C_RTPS_PORT_H
 #define DDS_C_RTPS_PORT_H

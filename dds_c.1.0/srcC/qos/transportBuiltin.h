@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which bit of transport_builtin.mask, and which kind of locator, stands for which class of
 // transports.
 #ifndef DDS_C_TRANSPORT_BUILTIN_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Names the settings without effect that a QoS gives, by the tables of policies and properties.
 #include "qos/unusedSettings.h"
 

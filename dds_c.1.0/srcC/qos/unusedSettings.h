@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file unusedSettings.h
  * @brief The settings that are accepted and kept, and that nothing acts on in this version.

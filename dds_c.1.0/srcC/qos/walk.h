@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file walk.h
  * @brief What the operations that go through the table of policies have in common.

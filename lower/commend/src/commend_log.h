@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How this layer prints its messages: one line each, formatted only when it is wanted.
 #ifndef COMMEND_LOG_H
 #define COMMEND_LOG_H

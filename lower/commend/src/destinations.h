@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Where a facade sends to.
 #ifndef COMMEND_DESTINATIONS_H
 #define COMMEND_DESTINATIONS_H

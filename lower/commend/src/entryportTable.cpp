@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The receive ports of a facade, and who has reserved them.
 #include "entryportTable.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The receive ports of a facade, and who has reserved them.
 #ifndef COMMEND_ENTRYPORT_TABLE_H
 #define COMMEND_ENTRYPORT_TABLE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The communication facade: its slots, and how it comes and goes.
 #include "commend/commend_facade.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What becomes of a received datagram.
 #ifndef COMMEND_RECEIVER_H
 #define COMMEND_RECEIVER_H

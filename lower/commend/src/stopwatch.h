@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How long an operation takes, for the time-based logging.
 #ifndef COMMEND_STOPWATCH_H
 #define COMMEND_STOPWATCH_H

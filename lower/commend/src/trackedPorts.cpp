@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The receive ports whose processing of messages is timed.
 #include "trackedPorts.h"
 

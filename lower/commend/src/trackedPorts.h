@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The receive ports whose processing of messages is timed.
 #ifndef COMMEND_TRACKED_PORTS_H
 #define COMMEND_TRACKED_PORTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a failed precondition leaves behind, besides its message.
 #include "log/log_message.h"
 

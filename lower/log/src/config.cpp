@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The logger: its verbosity and its output device.
 #include "dds_c/dds_c_logger.h"
 

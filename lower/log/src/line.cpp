@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A message as one line of text.
 #include "dds_c/dds_c_logger.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the logger's own files share.
 #ifndef LOG_INTERNAL_H
 #define LOG_INTERNAL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The printing of one message. Its text is put together on the stack: no allocation.
 #include "log/log_message.h"
 

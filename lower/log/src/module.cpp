@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is common to all modules: the categories, and the names.
 #include "log/log_module.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The reports of failed preconditions: of any layer, and of the logger itself.
 #include "log/log_message.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The filter: what a terminal shows, and does not obey.
 #include "printable.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The one filter for text that people read.
 #ifndef LOG_PRINTABLE_H
 #define LOG_PRINTABLE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Lines on stderr, which a reader that takes none never holds up for long.
 //
 // Nothing but a regular file takes whatever is written. Whether a descriptor waits is a flag of the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The message templates that fit any layer.
 #include "log/log_message.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The module of the log that this layer is.
 #include "netio_log.h"
 

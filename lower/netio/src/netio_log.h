@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How this layer prints its messages: one line each, formatted only when it is wanted.
 #ifndef NETIO_LOG_H
 #define NETIO_LOG_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The runtime: what all participants of a process share.
 #include "runtime.h"
 

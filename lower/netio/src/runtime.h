@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The runtime's parts.
 #ifndef NETIO_RUNTIME_INTERNAL_H
 #define NETIO_RUNTIME_INTERNAL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The end of a process in which something that must hold does not.
 #include "osapi/osapi_assert.h"
 

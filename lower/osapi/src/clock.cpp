@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The two clocks of the system.
 #include "osapi/osapi_ntptime.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Participant GUIDs that are unique without any network address.
 #include "osapi/osapi_guid.h"
 

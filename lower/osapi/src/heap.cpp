@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tagged heap.
 //
 // Each block carries a small header in front of its contents. The headers of all live blocks hang

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Arithmetic of NTP times.
 #include "osapi/osapi_ntptime.h"
 

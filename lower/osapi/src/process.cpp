@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a library needs to know of the process and the thread that call it.
 #include "osapi/osapi_process.h"
 

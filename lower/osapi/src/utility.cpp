@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bounded string operations.
 #include "osapi/osapi_utility.h"
 

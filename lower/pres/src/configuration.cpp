@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading and replacing a running participant's property.
 #include "participant_internal.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The life of a presentation participant: made, enabled, shut down, deleted.
 #include "participant_internal.h"
 

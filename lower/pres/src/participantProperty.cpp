@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The default property and the buffer for partition names.
 #include "pres/pres_participantProperty.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The presentation participant as the layer's own files see it.
 #ifndef PRES_PARTICIPANT_INTERNAL_H
 #define PRES_PARTICIPANT_INTERNAL_H

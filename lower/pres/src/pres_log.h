@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How this layer prints its messages: one line each, formatted only when it is wanted, by the masks
 // or for what the worker (which may be null) does now.
 #ifndef PRES_LOG_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a property may not be.
 #include "propertyRules.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a property may not be: longer than its limits, or other than the running participant's.
 #ifndef PRES_PROPERTY_RULES_H
 #define PRES_PROPERTY_RULES_H

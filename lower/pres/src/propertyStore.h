@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A participant's property, kept.
 #ifndef PRES_PROPERTY_STORE_H
 #define PRES_PROPERTY_STORE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A participant's topics.
 #include "participant_internal.h"
 

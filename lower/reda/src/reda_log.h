@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Logging of this layer.
 #ifndef REDA_LOG_H
 #define REDA_LOG_H

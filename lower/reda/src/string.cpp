@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Strict parsers, independent of the locale.
 #include "reda/reda_string.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Weak references: a table of slots, each with an epoch.
 #include "reda/reda_weakReference.h"
 

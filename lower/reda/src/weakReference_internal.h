@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The slots of weak references.
 #ifndef REDA_WEAK_REFERENCE_INTERNAL_H
 #define REDA_WEAK_REFERENCE_INTERNAL_H

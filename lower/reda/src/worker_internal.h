@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the exclusive areas ask of a worker's factory.
 #ifndef REDA_WORKER_INTERNAL_H
 #define REDA_WORKER_INTERNAL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* Loads each plugin, has it use the library, and unloads it again, with which all must be gone. */
 #include <dlfcn.h>
 #include <stdio.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* So that the host finds the example's function by its name, in C++ too. */
 #ifdef __cplusplus
 extern "C"

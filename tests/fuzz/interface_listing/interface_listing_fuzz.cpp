@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The interface addresses that the kernel lists, one link or address a line.
 #include <algorithm>
 #include <cerrno>

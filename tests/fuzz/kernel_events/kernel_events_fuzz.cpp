@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the kernel's link and address events are like, one answer of the socket after the other.
 #include <algorithm>
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A message as a line of the log: its time, its level, its function and its text.
 #include <algorithm>
 #include <array>

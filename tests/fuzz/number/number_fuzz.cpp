@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The text of a boolean, a number or a duration, as in the value of a property.
 #include <algorithm>
 #include <limits>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The list of ports whose received messages are timed.
 #include <algorithm>
 #include <optional>

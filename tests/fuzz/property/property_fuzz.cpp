@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The properties of a participant: changes of the list, one a line, and what creation makes of it.
 #include <algorithm>
 #include <limits>

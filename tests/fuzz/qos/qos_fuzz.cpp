@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The QoS of a participant, one setting a line.
 #include <algorithm>
 #include <set>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A datagram as it arrives at a participant's port.
 #include <algorithm>
 #include <array>

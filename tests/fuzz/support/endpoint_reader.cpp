@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Another reader of locators and peers.
 #include "endpoint_reader.h"
 

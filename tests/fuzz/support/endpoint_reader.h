@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Another reader of locators and peers: it tries every form that there is.
 #pragma once
 

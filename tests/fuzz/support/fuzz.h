@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the fuzz targets share: their oracles' verdict, their input taken apart, what the library
 // said and keeps.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Entryports that are given back in any order, and those that are alike in part.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Facades on the loopback interface.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a flood of messages may print.
 #include <chrono>
 #include <map>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The edge between what takes long and what does not.
 #include <gtest/gtest.h>
 

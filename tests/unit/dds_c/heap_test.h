@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A test that may make allocations fail, and leaves no memory behind.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <string>
 
 #include "infrastructure/Locator_internal.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Collects what the library logs, and restores the logger after each test.
 #pragma once
 

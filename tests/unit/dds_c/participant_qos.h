@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A participant QoS in which nothing is left at its default.
 #pragma once
 

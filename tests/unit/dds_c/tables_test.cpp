@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tables of policies and properties: that they name everything, and that nothing else does.
 #include <algorithm>
 #include <filesystem>

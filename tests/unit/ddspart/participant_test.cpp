@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the tool asks of a participant, and makes of the answers.
 #include "participant.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The run of a participant, where the library fails.
 #include <filesystem>
 #include <iterator>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The wait for signals, where what it takes cannot be had.
 #include "signals.h"
 

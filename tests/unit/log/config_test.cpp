@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The verbosity, the output device, the line that a message becomes.
 #include "dds_c/dds_c_logger.h"
 #include "log/log_message.h"

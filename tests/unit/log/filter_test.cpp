@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The filter before everything that people read.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The printing of one message, and the templates that fit any layer.
 #include "log/log_message.h"
 

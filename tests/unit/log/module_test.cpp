@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The modules that layers register, and the masks.
 #include "log/log_module.h"
 

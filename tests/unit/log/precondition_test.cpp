@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Null pointers at the logger's own functions.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The macros that layers log with.
 #include "log/log_print.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Messages of processes that fork and of threads that are cancelled.
 #include <atomic>
 #include <thread>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A stderr that a test reads.
 #include "redirected_stderr.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Another file in the place of stderr, for as long as the object lives.
 #pragma once
 

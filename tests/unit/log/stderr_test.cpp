@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the library's own device does on stderr, whatever that is and whoever reads it.
 #include <algorithm>
 #include <chrono>

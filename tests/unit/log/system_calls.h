@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the logger asks of the system, in the calling thread.
 #pragma once
 

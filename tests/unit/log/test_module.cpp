@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The module that the tests of the log print for.
 #include "test_module.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A module of the log, as a layer has one; it registers itself when the program is loaded.
 #pragma once
 

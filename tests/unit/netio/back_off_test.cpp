@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How long the reactor leaves a socket alone that cannot be read.
 #include <gtest/gtest.h>
 

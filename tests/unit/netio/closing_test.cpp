@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is released while the reactor is just at it.
 #include <memory>
 

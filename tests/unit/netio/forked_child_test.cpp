@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A child of the process keeps the sockets that it was forked with.
 #include <gtest/gtest.h>
 #include <sys/wait.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A group and port is received once for all who want it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What must hold of turns, lists and snapshots, asserted where asserts are on.
 #include "../../../lower/netio/src/reactor/linkedList.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Many ports at once, and several things that happen to them in one turn of the reactor.
 #include <gtest/gtest.h>
 

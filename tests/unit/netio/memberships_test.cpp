@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Groups on many interfaces, and on those that refuse.
 #include <fstream>
 #include <map>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A host without a kernel: a network in memory, a clock that stands still, a loop without a thread.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A runtime for tests, on interfaces that the test makes up: traffic stays on the loopback
 // interface and in network namespaces of the test's own.
 #pragma once

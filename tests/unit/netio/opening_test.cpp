@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A port hands nothing on before it is open as a whole.
 #include <gtest/gtest.h>
 

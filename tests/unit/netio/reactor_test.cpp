@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the reactor does when the system fails it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A port that is received at only on allowed interfaces.
 #include <gtest/gtest.h>
 

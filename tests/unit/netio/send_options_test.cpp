@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How what is sent travels: time to live and class of service.
 #include <gtest/gtest.h>
 

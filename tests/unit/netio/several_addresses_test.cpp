@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // To multicast, an interface with several addresses is one interface.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Snapshots of the interfaces that are taken, and replaced, by several threads.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A runtime that is turned by hand, in virtual time, on a network in memory.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

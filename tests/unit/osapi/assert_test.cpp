@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Invariants.
 #include "osapi/osapi_assert.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The activity context.
 #include "osapi/osapi_context.h"
 

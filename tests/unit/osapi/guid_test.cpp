@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // GUIDs: unique, whatever the host lacks.
 #include "osapi/osapi_guid.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tagged heap.
 #include "osapi/osapi_heap.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // NTP time and the clocks.
 #include "osapi/osapi_ntptime.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Forks and the cancellation of threads.
 #include "osapi/osapi_process.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Threads and their factories.
 #include "osapi/osapi_thread.h"
 

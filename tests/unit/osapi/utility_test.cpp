@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Bounded strings.
 #include "osapi/osapi_utility.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Property dds.transport.allow_interfaces: which interfaces a participant uses.
 #include "following_fixture.h"
 

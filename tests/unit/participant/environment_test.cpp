@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What users set by variables of the environment.
 #include <cstdlib>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every allocation and every call of a lower layer fails in turn.
 #include "fixture.h"
 #include "support/fault_loop.h"

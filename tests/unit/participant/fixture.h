@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Participants through the public API.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every allocation and every call of a lower layer fails in turn while the locators are updated.
 #include <algorithm>
 #include <functional>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Participants on interfaces that the test makes up and changes.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Participants follow the interfaces, which the test makes up: no privileges are needed.
 #include <atomic>
 #include <thread>

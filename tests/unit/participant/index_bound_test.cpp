@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The highest index of given ports, and why there is none.
 #include "fixture.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Interfaces that a test makes up, in place of those that the kernel has.
 #pragma once
 

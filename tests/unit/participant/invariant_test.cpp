@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What must hold of a participant on its way, asserted where asserts are on.
 #include "domain/CallWorker.h"
 #include "domain/DomainParticipant_internal.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a participant keeps of its ports while its addresses come and go.
 #include "commend/commend_facade.h"
 #include "domain/DomainParticipant_internal.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a participant itself had a moment ago is never in its own way.
 #include <atomic>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What becomes of participants when the process is forked, closes its descriptors or cancels a
 // thread.
 #include <atomic>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What an update could not have is had later, by itself and without a word until then.
 #include <map>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A refusal is logged in the name of the operation that is refused.
 #include <functional>
 #include <sstream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A process that has closed its standard streams.
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Participants on networks in memory, in virtual time, on one thread.
 #include "../netio/memory_network.h"
 #include "domain/DomainParticipantFactory_internal.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What may change in the QoS of a participant, and what is fixed.
 #include <functional>
 #include <utility>

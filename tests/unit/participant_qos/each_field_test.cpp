@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Each field of each policy, by the table: what it is given is read back, and it may change or not.
 #include "fixture.h"
 #include "qos/walk.h"

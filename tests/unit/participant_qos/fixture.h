@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file fixture.h
  * @brief A participant of the public API, and QoS records to change it with.

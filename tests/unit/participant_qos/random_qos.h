@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file random_qos.h
  * @brief QoS records that vary every field of every policy, the ends of the ranges above all.

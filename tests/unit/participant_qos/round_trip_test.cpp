@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a participant was created with is what is read back, and can be set again.
 #include "random_qos.h"
 

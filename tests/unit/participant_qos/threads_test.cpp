@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Several threads at the same participant; the thread sanitizer judges.
 #include <latch>
 #include <thread>

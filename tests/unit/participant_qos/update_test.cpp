@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Participants that are asked to update their locators.
 #include <atomic>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the tests of participants share: the floors below, messages, properties with parts.
 #pragma once
 

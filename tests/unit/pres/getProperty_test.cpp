@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A participant keeps a deep copy of its property and gives copies out.
 #include <utility>
 

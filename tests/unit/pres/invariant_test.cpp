@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What must hold of a participant that goes, asserted where asserts are on.
 #include "fixture.h"
 

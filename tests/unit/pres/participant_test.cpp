@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The life of a participant: made, enabled, shut down, deleted.
 #include <algorithm>
 

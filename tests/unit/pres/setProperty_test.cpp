@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A running participant's property is replaced wholly or not at all.
 #include "fixture.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Several threads at one participant. That nothing races is for the thread sanitizer to say.
 #include <atomic>
 #include <functional>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the lower layers answer with: any value but 0 is success.
 
 #include "pres/pres_participant.h"

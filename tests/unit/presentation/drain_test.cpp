@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Giving the ports of an index back, and waiting until they are closed.
 #include "support/scripted_presentation.h"
 

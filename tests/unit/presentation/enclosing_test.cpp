@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the enclosing participant asks of the record: lists, counts and multicast reservations.
 #include <algorithm>
 #include <utility>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reserving and releasing receive ports through the facade: one, and a whole set.
 #include <cstddef>
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The loop that makes everything fail in turn.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Who lets an error of the module through: its masks and, for some of them, the worker's activity.
 #pragma once
 

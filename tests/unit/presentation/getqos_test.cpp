@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The QoS of a running participant: what it is asked for and what it returns.
 #include <cstring>
 

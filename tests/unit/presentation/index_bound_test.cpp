@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The highest participant index, and the user multicast locators: port arithmetic.
 #include "support/scripted_presentation.h"
 

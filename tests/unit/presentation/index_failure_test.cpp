@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The search for a participant index when something fails: what is answered, logged and kept.
 #include "fault_loop.h"
 #include "index_messages.h"

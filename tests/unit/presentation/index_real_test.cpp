@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The search for a participant index with real transports, sockets and facades, on loopback.
 #include <filesystem>
 #include <set>

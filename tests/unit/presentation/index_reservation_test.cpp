@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The search for a participant index: which ports are reserved, in which order, and what is kept.
 #include "index_messages.h"
 #include "stack.h"

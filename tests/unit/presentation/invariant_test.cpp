@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What must hold of lists and entryport sets, asserted where asserts are on.
 #include "support/scripted_presentation.h"
 

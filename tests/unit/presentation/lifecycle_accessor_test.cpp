@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The read-only accessors of the record.
 #include "support/presentation_fixture.h"
 

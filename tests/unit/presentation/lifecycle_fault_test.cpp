@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Everything that can fail is made to fail in turn, until the operation goes through.
 #include <algorithm>
 #include <cstddef>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Initialization that fails: each point where it can stop.
 #include "support/presentation_fixture.h"
 

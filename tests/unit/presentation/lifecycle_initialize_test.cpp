@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Initialization that succeeds: what it calls, and what the record and the property then hold.
 #include <cstring>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which messages are printed, whatever they say: masks, categories, preconditions.
 #include "support/presentation_fixture.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The record itself: how it is laid out, and which of its fields initialization writes.
 #include <algorithm>
 #include <cstddef>

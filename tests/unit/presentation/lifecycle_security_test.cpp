@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How the security attributes shape the property of a participant.
 #include <cstring>
 

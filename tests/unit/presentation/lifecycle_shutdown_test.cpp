@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The way down: shutdown precondition, wake-up, prefinalize, finalize.
 #include <cstring>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Who lets a message of the index search and of the locator lines through: the module's masks, and
 // for some of them the activity of the calling worker.
 #include <algorithm>

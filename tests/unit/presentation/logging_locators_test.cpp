@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The lines that describe peers, locators and their changes.
 #include <algorithm>
 #include <set>

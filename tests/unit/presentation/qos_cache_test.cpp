@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The copy of the QoS that cannot change after creation.
 #include <algorithm>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The time-based logging settings, which come from properties only.
 #include "support/describe.h"
 #include "support/presentation_fixture.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The translation of the public QoS into the property of a presentation participant.
 #include <cstddef>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The facade that records: whatever a test calls through it reaches the participant's own.
 #include <atomic>
 #include <chrono>

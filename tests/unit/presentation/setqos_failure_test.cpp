@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A new QoS for a running participant when something fails on the way.
 #include <algorithm>
 #include <cstring>

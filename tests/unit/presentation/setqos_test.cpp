@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A new QoS for a running participant: what may change, and how it is applied.
 #include <cstring>
 

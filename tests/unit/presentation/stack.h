@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a frame of the code under test finds where it does not initialize itself.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The update of a participant's locators when something fails on the way. Nothing is rolled back.
 #include <cstring>
 #include <functional>

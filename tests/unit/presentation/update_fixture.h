@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file update_fixture.h
  * @brief A participant of index 3 that holds its ports and whose locators are updated; no sockets.

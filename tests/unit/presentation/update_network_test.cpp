@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The update of a participant's locators with real transports and sockets while the host's
 // interfaces change.
 #include <set>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The update of a participant's locators: what is asked for, reserved, released and announced.
 #include <algorithm>
 #include <cstring>

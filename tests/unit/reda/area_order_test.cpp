@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The order in which a worker enters and leaves exclusive areas, asserted where asserts are on.
 #include "reda/reda_exclusiveArea.h"
 

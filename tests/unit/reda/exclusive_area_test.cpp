@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Exclusive areas, and the warning about those that were held for long.
 #include "reda/reda_exclusiveArea.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The limit of repetition.
 #include "reda/reda_repetition.h"
 

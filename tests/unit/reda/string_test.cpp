@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The strict parsers.
 #include "reda/reda_string.h"
 

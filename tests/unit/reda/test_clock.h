@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The time as a test wants it, for every thread.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Weak references.
 #include "reda/reda_weakReference.h"
 

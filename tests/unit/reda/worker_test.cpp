@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Workers and their factory.
 #include "reda/reda_worker.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file commend_facade.h
  * @brief The communication facade of one participant: its receive ports and its sending.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file commend_facadeProperty.h
  * @brief The configuration of a participant's communication facade.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file commend_log.h
  * @brief The communication layer as a module of the log.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file log_message.h
  * @brief Message templates and the printing of one message.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file log_module.h
  * @brief The layers as the logger knows them: modules that register themselves.

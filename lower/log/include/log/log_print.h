@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file log_print.h
  * @brief The one way to log a line, which each layer binds to its module.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file event_activeDatabase.h
  * @brief Timed events, run one at a time by the reactor's thread.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file netio_callback.h
  * @brief Callbacks into the application, one at a time, on a thread of their own.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file netio_configurator.h
  * @brief A participant's transports: which are registered, on which interfaces, with which

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file netio_interface.h
  * @brief The host's interface addresses, as one snapshot that everybody shares.

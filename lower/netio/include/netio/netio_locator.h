@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file netio_locator.h
  * @brief Locators: where RTPS messages are sent to and received (DDSI-RTPS 8.2.4.3, 9.3.2).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file netio_log.h
  * @brief The network layer as a module of the log.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file netio_loop.h
  * @brief What turns a runtime: it waits for sockets and for time.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file netio_runtime.h
  * @brief What all participants of a process share: the reactor thread, its timers, the interfaces.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file netio_transport.h
  * @brief What a transport is: the class that its locators are of, and the network that it is on.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An attempt at opening receive ports that belong together.
 #include "configurator/attempt.h"
 

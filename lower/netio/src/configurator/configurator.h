@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A configurator's parts.
 #ifndef NETIO_CONFIGURATOR_INTERNAL_H
 #define NETIO_CONFIGURATOR_INTERNAL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The locators at which a receive port can be reached.
 #include "configurator/configurator.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The interfaces that a participant may use.
 #ifndef NETIO_ALLOWED_INTERFACES_H
 #define NETIO_ALLOWED_INTERFACES_H

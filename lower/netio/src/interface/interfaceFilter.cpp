@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The interfaces by which somebody receives a group.
 #include "interface/interfaceFilter.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The interfaces by which somebody receives a group.
 #ifndef NETIO_INTERFACE_FILTER_H
 #define NETIO_INTERFACE_FILTER_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Those who want to know when the interfaces change.
 #ifndef NETIO_INTERFACE_LISTENERS_H
 #define NETIO_INTERFACE_LISTENERS_H

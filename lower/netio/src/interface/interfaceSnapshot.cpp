@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Interface snapshots: made once, then only read and counted.
 #include "interface/interfaceSnapshot.h"
 

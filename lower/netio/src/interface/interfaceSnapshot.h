@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The making of interface snapshots.
 #ifndef NETIO_INTERFACE_SNAPSHOT_H
 #define NETIO_INTERFACE_SNAPSHOT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The newest interface snapshot.
 #ifndef NETIO_INTERFACE_TABLE_H
 #define NETIO_INTERFACE_TABLE_H

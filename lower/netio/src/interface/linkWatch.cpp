@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kernel's link and address events (rtnetlink).
 #include "interface/linkWatch.h"
 

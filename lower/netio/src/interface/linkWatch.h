@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The kernel's link and address events (rtnetlink).
 #ifndef NETIO_LINK_WATCH_H
 #define NETIO_LINK_WATCH_H

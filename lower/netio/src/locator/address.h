@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Addresses of whatever transport.
 #ifndef NETIO_ADDRESS_H
 #define NETIO_ADDRESS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The transports by their names, and lists of these names.
 #include <cstring>
 #include <string_view>

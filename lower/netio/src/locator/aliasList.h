@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Reading alias lists.
 #ifndef NETIO_ALIAS_LIST_H
 #define NETIO_ALIAS_LIST_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The text of a locator or peer taken apart.
 #ifndef NETIO_ENDPOINT_TEXT_H
 #define NETIO_ENDPOINT_TEXT_H

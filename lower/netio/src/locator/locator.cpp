@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Locators as records: their kinds of addresses, and their text.
 #include <cstdio>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Numeric locators read from text.
 #include "locator/endpointText.h"
 #include "netio/netio_transport.h"

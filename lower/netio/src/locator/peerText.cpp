@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Peers read from text.
 #include <algorithm>
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The callbacks into the application, and the thread that runs them.
 #include "reactor/callbacks.h"
 

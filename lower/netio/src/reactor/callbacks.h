@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The callbacks into the application, and the thread that runs them.
 #ifndef NETIO_CALLBACKS_H
 #define NETIO_CALLBACKS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A file descriptor that closes itself.
 #ifndef NETIO_DESCRIPTOR_H
 #define NETIO_DESCRIPTOR_H

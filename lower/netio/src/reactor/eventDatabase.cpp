@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Timed events: a list in the order of the deadlines, and a timer set to the first of them.
 #include "reactor/eventDatabase.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The posted events, which the turns of the reactor run.
 #ifndef NETIO_EVENT_DATABASE_H
 #define NETIO_EVENT_DATABASE_H

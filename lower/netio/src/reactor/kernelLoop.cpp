@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A loop with a thread of its own, which waits by epoll.
 #include <array>
 #include <atomic>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A list of records that are somebody else's, linked by a member of theirs.
 #ifndef NETIO_LINKED_LIST_H
 #define NETIO_LINKED_LIST_H

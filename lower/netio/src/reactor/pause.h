@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How long what fails is left alone.
 #ifndef NETIO_PAUSE_H
 #define NETIO_PAUSE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the reactor reads, leaves alone for a while, and ends.
 #include "reactor/reactor.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The reactor: reads whatever has something to be read, for every participant, as its loop has it.
 #ifndef NETIO_REACTOR_H
 #define NETIO_REACTOR_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Values that one thread reads while another adds and removes some.
 #ifndef NETIO_STABLE_SLOTS_H
 #define NETIO_STABLE_SLOTS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the loop's tags stand for.
 #include "reactor/watchTable.h"
 

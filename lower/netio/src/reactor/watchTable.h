@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the loop's tags stand for.
 #ifndef NETIO_WATCH_TABLE_H
 #define NETIO_WATCH_TABLE_H

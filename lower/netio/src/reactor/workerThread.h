@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A thread of the runtime's, with its worker.
 #ifndef NETIO_WORKER_THREAD_H
 #define NETIO_WORKER_THREAD_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A multicast group and port, which is received once for all who want it.
 #include "socket/group.h"
 

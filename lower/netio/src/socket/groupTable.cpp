@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The multicast groups that a runtime receives.
 #include "socket/groupTable.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The multicast groups that a runtime receives.
 #ifndef NETIO_GROUP_TABLE_H
 #define NETIO_GROUP_TABLE_H

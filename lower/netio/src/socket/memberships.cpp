@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The interfaces on which a multicast group is joined, and the sockets that hold the memberships.
 #include "socket/memberships.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The sockets of one receive port.
 #ifndef NETIO_RECEIVE_PORT_H
 #define NETIO_RECEIVE_PORT_H

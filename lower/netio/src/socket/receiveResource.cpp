@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Receive resources, of whatever kind.
 #include "socket/receiveResource.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Receive resources, of whatever kind.
 #ifndef NETIO_RECEIVE_RESOURCE_H
 #define NETIO_RECEIVE_RESOURCE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One socket of a receive port.
 #include "socket/receiveSocket.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One socket of a receive port.
 #ifndef NETIO_RECEIVE_SOCKET_H
 #define NETIO_RECEIVE_SOCKET_H

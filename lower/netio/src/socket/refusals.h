@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is said of the interfaces on which a group could not be joined.
 #ifndef NETIO_REFUSALS_H
 #define NETIO_REFUSALS_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A unicast port, which one resource has alone.
 #include "socket/unicastPort.h"
 

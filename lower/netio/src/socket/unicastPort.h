@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A unicast port, which one resource has alone.
 #ifndef NETIO_UNICAST_PORT_H
 #define NETIO_UNICAST_PORT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Sending over one transport.
 #include "transport/sender.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A transport's socket that closes itself.
 #ifndef NETIO_SOCKET_H
 #define NETIO_SOCKET_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The classes of transports that there are.
 #include "transport/transportClasses.h"
 

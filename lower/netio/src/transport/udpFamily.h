@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is different between UDP over IPv4 and over IPv6.
 #ifndef NETIO_UDP_FAMILY_H
 #define NETIO_UDP_FAMILY_H

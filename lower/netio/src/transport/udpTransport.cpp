@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // UDP of the kernel, for whatever family.
 #include "transport/udpTransport.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // UDP of the kernel, for whatever family.
 #ifndef NETIO_UDP_TRANSPORT_H
 #define NETIO_UDP_TRANSPORT_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file osapi_assert.h
  * @brief Invariants: what holds as long as this library itself is right.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file osapi_context.h
  * @brief The activity context: what a thread is doing, for the logger.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file osapi_duration.h
  * @brief What is measured with the monotonic clock, and how it is printed. For C++ only.

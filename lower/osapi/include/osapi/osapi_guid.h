@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file osapi_guid.h
  * @brief The RTPS globally unique identifier (DDSI-RTPS 8.2.4.1, 9.3.1).

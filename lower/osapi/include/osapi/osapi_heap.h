@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file osapi_heap.h
  * @brief The tagged heap: all memory of the library comes from here.

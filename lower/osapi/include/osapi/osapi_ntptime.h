@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file osapi_ntptime.h
  * @brief Time as RTPS carries it: seconds and a fraction in units of 2^-32 s (DDSI-RTPS 9.3.2.1).

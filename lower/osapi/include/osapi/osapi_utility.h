@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file osapi_utility.h
  * @brief Bounded string operations. All are thread-safe and allocate nothing. A null string is

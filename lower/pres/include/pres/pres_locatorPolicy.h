@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file pres_locatorPolicy.h
  * @brief Lists of locators with a fixed capacity.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file pres_log.h
  * @brief The presentation layer as a module of the log.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file pres_participant.h
  * @brief The presentation participant: configuration, identity, topics and the way to its facade.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file pres_participantProperty.h
  * @brief The whole configuration of a presentation participant.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file pres_security.h
  * @brief What a participant's security plugins tell the presentation layer (DDS Security 8.4.2).

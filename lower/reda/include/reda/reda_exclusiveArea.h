@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file reda_exclusiveArea.h
  * @brief Exclusive areas: the library's locks, each with a name and a level.

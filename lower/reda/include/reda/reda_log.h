@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file reda_log.h
  * @brief The worker and exclusive-area layer as a module of the log.

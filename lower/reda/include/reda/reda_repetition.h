@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file reda_repetition.h
  * @brief A limit of repetition for messages that remote senders or lasting failures cause.

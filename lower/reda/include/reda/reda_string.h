@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file reda_string.h
  * @brief Strict parsers. Each takes the whole text or refuses it, and writes only on success. Null

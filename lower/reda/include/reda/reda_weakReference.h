@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file reda_weakReference.h
  * @brief Weak references: handles that know when what they refer to is gone.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /**
  * @file reda_worker.h
  * @brief Workers: what each thread carries through the layers.
