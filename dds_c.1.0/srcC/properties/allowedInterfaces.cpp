@@ -12,9 +12,10 @@ constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
 bool read_allowed_interfaces(const char *setting, const char *list,
                              NUVNetioConfiguratorProperty *property, const char *LOG_METHOD) {
-    const char *entry = list;
-
-    while (*entry != '\0') {
+    if (*list == '\0') {
+        return true;
+    }
+    for (const char *entry = list;; ++entry) {
         const size_t length = strcspn(entry, ",");
 
         if (property->allowedInterfaceCount == NUV_NETIO_ALLOWED_INTERFACES_MAX ||
@@ -37,7 +38,8 @@ bool read_allowed_interfaces(const char *setting, const char *list,
         pattern[length] = '\0';
         ++property->allowedInterfaceCount;
         entry += length;
-        entry += *entry == ',' ? 1 : 0;
+        if (*entry == '\0') {
+            return true;
+        }
     }
-    return true;
 }

@@ -55,6 +55,7 @@ bool EntryportTable::close(REDAWorker *worker) {
     }
     {
         const reda::ExclusiveAreaGuard guard(area_, worker);
+        is_closed_ = true;
         for (Entryport *entryport = first_; entryport != nullptr;) {
             Entryport *const next = entryport->next;
             if (entryport->reservations != 0) {
@@ -147,6 +148,9 @@ bool EntryportTable::open_resource(Entryport *entryport, REDAWorker *worker) {
 
 bool EntryportTable::give_back(const REDAWeakReference &reservation, REDAWorker *worker) {
     const reda::ExclusiveAreaGuard guard(area_, worker);
+    if (is_closed_) { // has given back every reservation
+        return false;
+    }
     auto *entryport =
         static_cast<Entryport *>(REDAWeakReferenceManager_getReferent(references_, &reservation));
     if (entryport == nullptr) {

@@ -67,6 +67,7 @@ private:
     REDAExclusiveArea *area_ = nullptr; // guards what follows
     REDAWeakReferenceManager *references_ = nullptr;
     Entryport *first_ = nullptr;
+    bool is_closed_ = false;
     Entryport *spare_ = nullptr; // one whose port was taken: the next try costs no allocation
 };
 

@@ -318,6 +318,27 @@ TEST_F(FacadeEntryportTest, DeletionDuringAMessageThatGoesOnFailsInTimeAndCanBeR
     EXPECT_TRUE(runtime.flush()); // the listener goes before the facade, which the fixture deletes
 }
 
+TEST_F(FacadeEntryportTest, DeletionThatFailsHasGivenBackEachReservation) {
+    commend_test::Listener listener;
+    listener.hold();
+    facade.listen(listener.listener());
+    REDAWeakReference idle = REDA_WEAK_REFERENCE_INVALID;
+    REDAWeakReference busy = REDA_WEAK_REFERENCE_INVALID;
+    facade.add(unicast(net::free_port()), &idle);
+    facade.add(unicast(), &busy);
+    ASSERT_TRUE(net::PlainSocket().send_to(unicast(), commend_test::message({1, 2, 3})));
+    EXPECT_TRUE(listener.wait_until_held());
+    {
+        const LogCapture log;
+        const support::HurriedWaits hurried;
+        EXPECT_EQ(COMMENDFacade_delete(facade.self, runtime.worker()), 0);
+    }
+    EXPECT_FALSE(facade.remove(idle));
+    EXPECT_FALSE(facade.remove(busy));
+    listener.let_go();
+    EXPECT_TRUE(runtime.flush());
+}
+
 TEST_F(FacadeEntryportTest, FacadesMayComeAndGoInThreads) {
     std::vector<std::thread> threads;
     std::atomic<int> reserved{0};

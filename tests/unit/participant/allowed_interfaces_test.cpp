@@ -82,7 +82,7 @@ std::string names(int count) {
 INSTANTIATE_TEST_SUITE_P(
     , NoAllowedInterfaces,
     testing::Values(Refused{",", "", 1}, Refused{",test0", "", 1}, Refused{"test0,,test1", "", 2},
-                    Refused{names(33), "a", 33},
+                    Refused{"test0,", "", 2}, Refused{names(33), "a", 33},
                     Refused{"test0,sixteen-chars-ab,test1", "sixteen-chars-ab", 2},
                     Refused{"192.0.2.0/24", "192.0.2.0/24", 1},
                     Refused{"test0," + std::string(80, 'x'), std::string(64, 'x'), 2}));

@@ -184,6 +184,10 @@ INSTANTIATE_TEST_SUITE_P(
                    "environment variable NUVDDS_PEERS has '' as entry 2: allowed are "
                    "ADDRESS, ADDRESS:PORT, udpv4://ADDRESS:PORT, udpv6://[ADDRESS]:PORT and host "
                    "names, joined by ','"},
+        Unreadable{"NUVDDS_INTERFACES", "eth0,",
+                   "environment variable NUVDDS_INTERFACES has '' as entry 2: allowed are up to 32 "
+                   "entries, joined by ',': the name of an interface (1 to 15 characters without "
+                   "'/', ':' and white space) and a numeric IPv4 or IPv6 address"},
         Unreadable{"NUVDDS_INTERFACES", "eth0,,eth1",
                    "environment variable NUVDDS_INTERFACES has '' as entry 2: allowed are up to 32 "
                    "entries, joined by ',': the name of an interface (1 to 15 characters without "

@@ -34,5 +34,5 @@ private:
         return self->now;
     }
 
-    Clock clock_ = {{"test", read}, this};
+    Clock clock_ = {{"test", read, nullptr}, this};
 };
