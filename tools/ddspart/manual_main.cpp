@@ -32,7 +32,10 @@ int main(int argc, char **argv) {
         write(program + ".1", manual_page("")) && write(program + ".bash", bash_completion());
 
     for (const std::string &command : command_names()) {
-        is_written = is_written && write(program + "-" + command + ".1", manual_page(command));
+        std::string page = program;
+
+        page.append("-").append(command).append(".1");
+        is_written = is_written && write(page, manual_page(command));
     }
     return is_written ? 0 : 1;
 }
