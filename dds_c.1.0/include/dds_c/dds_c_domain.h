@@ -83,7 +83,7 @@ struct DDS_DomainParticipantFactoryQos {
  * NUVDDS_PEERS is the list of initial peers of the default participant QoS, and NUVDDS_INTERFACES
  * its property "dds.transport.allow_interfaces", each joined by commas; NUVDDS_VERBOSITY ("silent",
  * "error", "warning", "status" or "all") is the logger's verbosity. The log has a line of level
- * NUV_LOG_LEVEL_LOCAL on each that is used.
+ * KOLS_CONFIG_LOG_LEVEL_LOCAL on each that is used.
  *
  * @return null when memory runs out, in a forked child, and, after an error that names the
  * variable, when a value cannot be read.
