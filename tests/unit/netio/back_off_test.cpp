@@ -114,7 +114,7 @@ TEST_F(BackOffTest, PauseBeginsAnewAfterASuccess) {
     EXPECT_TRUE(runtime.flush());
     faults::fail_call("recvmsg", 1, EPERM);
     send_to(port);
-    ASSERT_TRUE(net::eventually([] { return faults::happened(); }));
+    ASSERT_TRUE(net::eventually([] { return faults::happened(); }) && runtime.flush());
     pass(10 * MILLISECOND);
     EXPECT_EQ(inbox.messages().size(), 2u);
 }
