@@ -219,12 +219,12 @@ DDS_DomainParticipantFactory *DDS_DomainParticipantFactory_get_instance(void) {
 
     if (instance == nullptr) {
         instance = make(NUV_NETIO_RUNTIME_PROPERTY_DEFAULT, __func__);
-        if (instance == nullptr) {
-            return nullptr;
-        }
-        if (!dds::environment::apply(&instance->defaultQos)) {
+        if (instance != nullptr && !dds::environment::apply(&instance->defaultQos)) {
             destroy(instance);
             instance = nullptr;
+        }
+        if (instance == nullptr) {
+            home.store(0); // a child that is forked now may have one of its own
             return nullptr;
         }
         home.store(NUVOsapiProcess_getGeneration()); // it may have been finalized since the above

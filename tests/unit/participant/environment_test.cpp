@@ -2,6 +2,9 @@
 // What users set by variables of the environment.
 #include <cstdlib>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include "dds_c/dds_c_logger.h"
 #include "domain/environment.h"
 #include "fixture.h"
@@ -168,6 +171,18 @@ TEST_P(UnreadableEnvironment, CanBeMended) {
     unsetenv(GetParam().name);
     make_factory();
     EXPECT_NE(factory, nullptr);
+}
+
+TEST_P(UnreadableEnvironment, LeavesAForkedChildFreeToHaveAFactory) {
+    make_factory_with(GetParam().name, GetParam().value);
+    const pid_t child = fork();
+    if (child == 0) {
+        unsetenv(GetParam().name);
+        _exit(DDS_DomainParticipantFactory_get_instance() != nullptr ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(
