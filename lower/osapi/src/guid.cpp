@@ -88,9 +88,7 @@ NUV_UINT32 not_zero(NUV_UINT32 value) {
     return value != 0 ? value : 1;
 }
 
-} // namespace
-
-void NUVOsapiRtpsGuid_generate(NUVOsapiRtpsGuid *out) {
+void generate_prefix(const NUVOsapiRtpsGuidSource * /*self*/, NUVOsapiRtpsGuidPrefix *out) {
     static std::atomic<NUV_UINT64> count{0};
 
     // New random bits for every GUID: nothing is remembered that a forked child could repeat.
@@ -111,8 +109,20 @@ void NUVOsapiRtpsGuid_generate(NUVOsapiRtpsGuid *out) {
     instance.add(now);
     instance.add(count.fetch_add(1, std::memory_order_relaxed));
 
-    out->prefix.hostId = not_zero(host_id());
-    out->prefix.appId = not_zero(process.folded());
-    out->prefix.instanceId = not_zero(instance.folded());
+    out->hostId = not_zero(host_id());
+    out->appId = not_zero(process.folded());
+    out->instanceId = not_zero(instance.folded());
+}
+
+NUVOsapiRtpsGuidSource source = {generate_prefix};
+
+} // namespace
+
+NUVOsapiRtpsGuidSource *NUVOsapiRtpsGuidSource_get(void) {
+    return &source;
+}
+
+void NUVOsapiRtpsGuid_generate(NUVOsapiRtpsGuid *out) {
+    source.generatePrefix(&source, &out->prefix);
     out->objectId = NUV_OSAPI_RTPS_OBJECT_ID_PARTICIPANT;
 }

@@ -38,6 +38,20 @@ struct NUVOsapiRtpsGuid {
  */
 void NUVOsapiRtpsGuid_generate(struct NUVOsapiRtpsGuid *out);
 
+/**
+ * @brief Where the prefixes of new GUIDs come from.
+ *
+ * There is one, shared like the clocks of the system (osapi_ntptime.h): whoever needs to know what
+ * will come of it, as a simulation does, puts a function of its own into it while nobody uses it.
+ */
+struct NUVOsapiRtpsGuidSource {
+    /** Makes a prefix that nobody has, none of whose fields is 0. Thread-safe. */
+    void (*generatePrefix)(const struct NUVOsapiRtpsGuidSource *self,
+                           struct NUVOsapiRtpsGuidPrefix *out);
+};
+
+struct NUVOsapiRtpsGuidSource *NUVOsapiRtpsGuidSource_get(void);
+
 #ifdef __cplusplus
 }
 #endif
