@@ -77,7 +77,7 @@ void PresentationFixture::SetUp() {
     timestampClock = *NUVClock_getRealtime();
 
     NUVNetioRuntimeProperty runtimeProperty = NUV_NETIO_RUNTIME_PROPERTY_DEFAULT;
-    runtimeProperty.interfaceSource = {listInterfaces, &interfaces};
+    runtimeProperty.interfaceSource = {listInterfaces, &interfaces, nullptr};
     runtimeProperty.watchInterfaces = 0;
     runtimeProperty.interfaceSettleTime = {0, 0};
     runtime = NUVNetioRuntime_new(&runtimeProperty, threadFactory, workerFactory);

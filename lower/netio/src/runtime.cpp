@@ -53,8 +53,9 @@ NUVNetioRuntime::NUVNetioRuntime(const NUVNetioRuntimeProperty &property,
 
 bool NUVNetioRuntime::open() {
     constexpr const char *LOG_METHOD = "NUVNetioRuntime_new";
-    if (property_.watchInterfaces != 0 && property_.loop != &NUV_NETIO_LOOP_KERNEL) {
-        NETIO_ERROR("watchInterfaces is %d: with another loop than the kernel's allowed is 0",
+    if (watches_kernel() && property_.loop != &NUV_NETIO_LOOP_KERNEL) {
+        NETIO_ERROR("watchInterfaces is %d: with another loop than the kernel's allowed is 0, "
+                    "unless the source of the interfaces tells of changes",
                     property_.watchInterfaces);
         return false;
     }
@@ -68,7 +69,20 @@ bool NUVNetioRuntime::open() {
 }
 
 bool NUVNetioRuntime::stop() {
+    follow_source(nullptr);
     return callbacks.stop() && reactor.stop();
+}
+
+bool NUVNetioRuntime::watches_kernel() const {
+    return property_.watchInterfaces != 0 && property_.interfaceSource.follow == nullptr;
+}
+
+/** Null: it tells nobody any more. */
+void NUVNetioRuntime::follow_source(NUVNetioRuntime *runtime) const {
+    const NUVNetioInterfaceSource &source = property_.interfaceSource;
+    if (property_.watchInterfaces != 0 && source.follow != nullptr) {
+        source.follow(source.param, runtime);
+    }
 }
 
 /** A failure that lasts is said once. */
@@ -91,8 +105,11 @@ void NUVNetioRuntime::warn_of_failed_listing(Listing listing) {
 
 bool NUVNetioRuntime::start_interfaces() {
     constexpr const char *LOG_METHOD = "NUVNetioRuntime_new";
-    if (property_.watchInterfaces != 0) {
-        watch_links(); // before the listing, so that no change is missed in between
+    // Before the listing, so that no change is missed in between.
+    if (watches_kernel()) {
+        watch_links();
+    } else {
+        follow_source(this);
     }
     const Listing listing = interfaces.start(property_.interfaceSource);
     if (listing == Listing::OUT_OF_MEMORY) {
@@ -161,7 +178,7 @@ bool NUVNetioRuntime::take_link_events() {
     const std::lock_guard lock(watch_mutex_);
     if (!watch_.is_open()) {
         // Where the kernel's events could not be had, whoever asks has the interfaces listed anew.
-        if (property_.watchInterfaces != 0) {
+        if (watches_kernel()) {
             interfaces.note_news();
         }
         return true;

@@ -61,6 +61,8 @@ public:
 private:
     bool start_interfaces();
     void warn_of_failed_listing(netio::Listing listing);
+    bool watches_kernel() const;
+    void follow_source(NUVNetioRuntime *runtime) const;
     void watch_links();
     bool open_watch();
     static void watch_again(void *param, REDAWorker *worker);

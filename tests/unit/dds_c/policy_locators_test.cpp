@@ -58,7 +58,7 @@ protected:
         workers_ = REDAWorkerFactory_new();
         worker_ = REDAWorkerFactory_createWorker(workers_, "test");
         NUVNetioRuntimeProperty property = NUV_NETIO_RUNTIME_PROPERTY_DEFAULT;
-        property.interfaceSource = {list, &interfaces_};
+        property.interfaceSource = {list, &interfaces_, nullptr};
         property.watchInterfaces = 0;
         runtime_ = NUVNetioRuntime_new(&property, threads_, workers_);
         ASSERT_NE(runtime_, nullptr);

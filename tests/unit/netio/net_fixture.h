@@ -160,7 +160,7 @@ public:
         return listings_;
     }
     NUVNetioInterfaceSource source() {
-        return {list, this};
+        return {list, this, nullptr};
     }
 
 private:

@@ -12,7 +12,7 @@ namespace {
 class SlowSource {
 public:
     NUVNetioInterfaceSource source() {
-        return {list, this};
+        return {list, this, nullptr};
     }
     void set(std::vector<NUVNetioInterface> interfaces) {
         const std::lock_guard lock(mutex_);

@@ -296,7 +296,8 @@ TEST(VirtualHostsTest, KernelsEventsCannotBeFollowedByAnotherLoop) {
     EXPECT_EQ(NUVNetioRuntime_new(&property, factories.threads, factories.workers), nullptr);
     ASSERT_EQ(log.messages().size(), 1u);
     EXPECT_EQ(log.messages()[0].text,
-              "watchInterfaces is 1: with another loop than the kernel's allowed is 0");
+              "watchInterfaces is 1: with another loop than the kernel's allowed is 0, unless the "
+              "source of the interfaces tells of changes");
 }
 
 TEST(VirtualHostsTest, TwoHostsShareAClockAndANetwork) {

@@ -156,7 +156,7 @@ std::vector<std::string> Messages::take(NUV_UINT32 level) {
 
 ParticipantTest::ParticipantTest() {
     NUVNetioRuntimeProperty runtime_property = NUV_NETIO_RUNTIME_PROPERTY_DEFAULT;
-    runtime_property.interfaceSource = {list_one_interface, nullptr};
+    runtime_property.interfaceSource = {list_one_interface, nullptr, nullptr};
     runtime_property.watchInterfaces = 0;
 
     worker_factory = REDAWorkerFactory_new();

@@ -12,6 +12,8 @@
 extern "C" {
 #endif
 
+struct NUVNetioRuntime;
+
 /** One address of an interface that is up and running. */
 struct NUVNetioInterface {
     char name[16];
@@ -56,6 +58,12 @@ struct NUVNetioInterfaceSource {
     int (*list)(void *param, int (*add)(void *addParam, const struct NUVNetioInterface *interface),
                 void *addParam);
     void *param;
+    /**
+     * Tells the source which runtime follows it: from then on it calls
+     * NUVNetioRuntime_noteInterfaceEvent, on any thread, when its interfaces may have changed; with
+     * null no more. Null where the kernel's own events tell of changes.
+     */
+    void (*follow)(void *param, struct NUVNetioRuntime *runtime);
 };
 
 /** The source that asks the kernel. */

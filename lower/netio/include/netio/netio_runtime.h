@@ -29,9 +29,9 @@ struct NUVNetioRuntimeProperty {
     /** Where interface addresses come from. */
     struct NUVNetioInterfaceSource interfaceSource;
     /**
-     * Non-zero to follow the kernel's link and address events; where it can't: one warning. 0 with
-     * another loop than the kernel's, which has no way to wait for them; whoever knows of changes
-     * calls NUVNetioRuntime_noteInterfaceEvent.
+     * Non-zero to follow what becomes of the interfaces: as far as the source tells, else by the
+     * kernel's link and address events; where it can't follow these: one warning. 0 with another
+     * loop than the kernel's, which has no way to wait for them, unless the source tells.
      */
     int watchInterfaces;
     /** How long a burst of interface events may last before it is acted on. */

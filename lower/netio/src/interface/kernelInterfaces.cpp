@@ -85,4 +85,4 @@ int list_kernel(void * /*param*/, int (*add)(void *addParam, const NUVNetioInter
 
 } // namespace
 
-const NUVNetioInterfaceSource NUV_NETIO_INTERFACE_SOURCE_KERNEL = {list_kernel, nullptr};
+const NUVNetioInterfaceSource NUV_NETIO_INTERFACE_SOURCE_KERNEL = {list_kernel, nullptr, nullptr};
