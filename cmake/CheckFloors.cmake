@@ -7,17 +7,23 @@
 cmake_minimum_required(VERSION 3.25)
 
 set(floors osapi log reda netio commend pres dds_c)
-set(above ${floors} domain infrastructure qos properties ddspart)
+set(above ${floors} domain infrastructure qos properties ddspart simnet)
 set(wrong 0)
 
 # The public header that the log implements; it knows of no floor.
 set(logger "\"dds_c/dds_c_logger.h\"")
 
+# The simulated network stands beside commend, on netio; nobody of the house knows of it.
+list(APPEND floors simnet)
+
 foreach(floor IN LISTS floors)
     list(POP_FRONT above)
     if(floor STREQUAL "dds_c")
         set(directory ${ROOT}/dds_c.1.0)
-        set(above ddspart)
+        set(above ddspart simnet)
+    elseif(floor STREQUAL "simnet")
+        set(directory ${ROOT}/lower/simnet)
+        set(above commend pres dds_c domain infrastructure qos properties ddspart)
     else()
         set(directory ${ROOT}/lower/${floor})
     endif()

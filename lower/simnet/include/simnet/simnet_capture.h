@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+/**
+ * @file simnet_capture.h
+ * @brief Writes what goes over simulated segments as a pcapng file, for tools that read those.
+ */
+#pragma once
+
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "simnet/simnet_segment.h"
+
+namespace simnet {
+
+/**
+ * A file in the making. Each segment is an interface of it; each datagram has its Ethernet, IP and
+ * UDP headers, with checksums, and goes in fragments where it is larger than the link's MTU. Times
+ * are those of a world that began on 2026-01-01.
+ */
+class Capture {
+public:
+    /** Throws std::system_error when the file cannot be written. */
+    explicit Capture(const std::string &path);
+    Capture(const Capture &) = delete;
+    Capture &operator=(const Capture &) = delete;
+
+    /** Adds a datagram that a station sends to another one; null: to all. */
+    void add(Time now, const Segment &segment, const Station &from, const Station *to,
+             const Packet &packet);
+    /** Throws std::system_error when not all could be written. */
+    void close();
+
+private:
+    struct Closer {
+        void operator()(std::FILE *file) const {
+            std::fclose(file);
+        }
+    };
+
+    NUV_UINT32 interface_of(const Segment &segment);
+    void write(const std::vector<NUV_UINT8> &octets);
+
+    const std::string path_;
+    std::unique_ptr<std::FILE, Closer> file_;
+    std::map<std::string, NUV_UINT32> interfaces_;
+};
+
+} // namespace simnet

@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: Apache-2.0
+/**
+ * @file simnet_link.h
+ * @brief What happens to a datagram between an interface and the switch that it is plugged into.
+ */
+#pragma once
+
+#include <array>
+
+#include "simnet/simnet_random.h"
+#include "simnet/simnet_trace.h"
+
+namespace simnet {
+
+struct LinkProperty {
+    Time delay = 20 * MICROSECOND;
+    /** A random time beside it, from 0 to this. It does not change the order. */
+    Time jitter = 0;
+    double loss = 0; /**< the share that is lost, 0 to 1 */
+    /** How many are lost in a row on average, at least 1. 1: each for itself. */
+    double lossBurst = 1;
+    double duplication = 0; /**< the share that arrives twice */
+    /** The share that is held up, by @p reorderingDelay at most, and may be overtaken. */
+    double reordering = 0;
+    Time reorderingDelay = MILLISECOND;
+    NUV_UINT64 bandwidth = 0;    /**< bits a second; 0: without a limit */
+    NUV_UINT32 queue = 1u << 18; /**< octets that wait for the bandwidth; what comes then is lost */
+    NUV_UINT32 mtu = 1500; /**< octets of the largest packet; a larger one goes in fragments */
+};
+
+/** Octets of a packet that are not those of its datagram's payload. */
+NUV_UINT32 header_size(KOLS_Transport_ClassId_t transport);
+
+/** Octets of a datagram, its UDP header among them, that each of its fragments but the last has. */
+NUV_UINT32 fragment_size(KOLS_Transport_ClassId_t transport, NUV_UINT32 mtu);
+
+/** In how many packets a datagram goes, and how many octets these have together. */
+struct Packets {
+    NUV_UINT32 count = 1;
+    NUV_UINT64 octets = 0;
+};
+Packets packets_of(KOLS_Transport_ClassId_t transport, NUV_UINT32 payload, NUV_UINT32 mtu);
+
+/** One direction of it. */
+class Link {
+public:
+    explicit Link(const LinkProperty &property) : property_(property) {}
+
+    /** Changes it. What is under way arrives as it would have. */
+    void set(const LinkProperty &property) {
+        property_ = property;
+    }
+    const LinkProperty &property() const {
+        return property_;
+    }
+
+    /** When what enters at @p now arrives: not at all, once or twice. */
+    struct Passage {
+        std::array<Time, 2> arrivals{};
+        std::size_t count = 0;
+        Drop reason = Drop::LOST; /**< where @p count is 0 */
+    };
+    Passage pass(Time now, const Packets &packets, Random &random);
+
+    /** Octets that went in, and came out. Wraps never. */
+    NUV_UINT64 octets_in() const {
+        return octets_in_;
+    }
+    NUV_UINT64 octets_out() const {
+        return octets_out_;
+    }
+    NUV_UINT64 packets_in() const {
+        return packets_in_;
+    }
+
+private:
+    bool loses(const Packets &packets, Random &random);
+    bool loses_one(Random &random);
+    Time arrival(Time sent, Random &random);
+
+    LinkProperty property_;
+    Time busy_until_ = 0;
+    Time last_arrival_ = 0;
+    bool in_burst_ = false;
+    NUV_UINT64 octets_in_ = 0;
+    NUV_UINT64 octets_out_ = 0;
+    NUV_UINT64 packets_in_ = 0;
+};
+
+} // namespace simnet

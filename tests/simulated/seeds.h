@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+/**
+ * @file seeds.h
+ * @brief Runs a scenario from many seeds, and says how to repeat the one that fails.
+ */
+#pragma once
+
+#include <cstdio>
+#include <functional>
+#include <optional>
+
+#include "osapi/osapi_type.h"
+
+namespace simulated {
+
+/** How many seeds a scenario is run from, unless the command line says otherwise. */
+constexpr NUV_UINT64 SEEDS = 200;
+
+/** What the command line says: --seed N, --seeds N, --trace. */
+struct Options {
+    std::optional<NUV_UINT64> seed; /**< this one alone */
+    NUV_UINT64 seeds = SEEDS;
+    std::FILE *trace = nullptr; /**< where the traces go */
+};
+
+Options &options();
+
+/**
+ * Calls a scenario with one seed after the other, and ends with the first that fails the test. What
+ * it prints then repeats that one alone.
+ */
+void for_each_seed(const std::function<void(NUV_UINT64 seed)> &scenario);
+
+} // namespace simulated
