@@ -6,7 +6,7 @@
 
 cmake_minimum_required(VERSION 3.25)
 
-set(floors osapi log reda netio commend pres dds_c)
+set(floors osapi log reda netio rtps commend pres dds_c)
 set(above ${floors} domain infrastructure qos properties ddspart simnet)
 set(wrong 0)
 

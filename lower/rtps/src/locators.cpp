@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: Apache-2.0
+// Lists of locators, the best in front.
+#include "rtps/rtps_locators.h"
+
+#include <algorithm>
+#include <span>
+
+#include "netio/netio_transport.h"
+
+namespace {
+
+NUV_INT32 rank_of(const NUVNetioLocator &locator, const RTPSLocatorRanking *ranking) {
+    return ranking != nullptr && ranking->rank != nullptr ? ranking->rank(ranking->param, &locator)
+                                                          : 0;
+}
+
+bool can_be_sent_to(const NUVNetioLocator &locator) {
+    return NUVNetioTransportClass_find(locator.transport) != nullptr &&
+           NUVNetioLocator_isPort(locator.port) != 0;
+}
+
+} // namespace
+
+void RTPSLocators_add(RTPSLocators *self, const NUVNetioLocator *locator,
+                      const RTPSLocatorRanking *ranking) {
+    const std::span<NUVNetioLocator> there(self->locators, self->count);
+    if (!can_be_sent_to(*locator) ||
+        std::any_of(there.begin(), there.end(), [locator](const NUVNetioLocator &other) {
+            return NUVNetioLocator_isSame(&other, locator) != 0;
+        })) {
+        return;
+    }
+    const NUV_INT32 rank = rank_of(*locator, ranking);
+    std::size_t place = there.size();
+    while (place > 0 && rank_of(there[place - 1], ranking) < rank) {
+        --place;
+    }
+    if (rank < 0 || place == RTPS_LOCATORS_MAX) {
+        return;
+    }
+    self->count = std::min<NUV_UINT32>(self->count + 1, RTPS_LOCATORS_MAX);
+    NUVNetioLocator *const begin = self->locators;
+    std::move_backward(begin + place, begin + self->count - 1, begin + self->count);
+    begin[place] = *locator;
+}

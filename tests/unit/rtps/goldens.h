@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: Apache-2.0
+// Submessages as DDSI-RTPS 2.5 has them (9.4.5), written by hand in both byte orders.
+#pragma once
+
+#include <array>
+#include <ostream>
+#include <string>
+
+#include "rtps/rtps_message.h"
+
+struct Golden {
+    const char *name;
+    const char *big;
+    const char *little;
+    bool has_open_end = false; ///< what is cut off its end may be missing as well
+
+    const char *in(RTPSByteOrder order) const {
+        return order == RTPS_BIG_ENDIAN ? big : little;
+    }
+
+    friend void PrintTo(const Golden &golden, std::ostream *out) {
+        *out << golden.name;
+    }
+};
+
+inline constexpr const char *HEADER = "52545053 0205 0000 01020304 05060708 090a0b0c";
+inline constexpr RTPSHeader HEADER_RECORD = {
+    {2, 5}, {{0, 0}}, {0x01020304, 0x05060708, 0x090A0B0C}};
+
+inline constexpr Golden ACKNACK = {
+    "ACKNACK",
+    "06 02 001c  000003c7 000003c2  00000000 00000005  00000009  a0800000  0000002a",
+    "06 03 1c00  000003c7 000003c2  00000000 05000000  09000000  000080a0  2a000000",
+};
+
+inline constexpr Golden NACK_FRAG = {
+    "NACK_FRAG",
+    "12 00 0024  000003c7 000003c2  00000001 00000002  00000003  00000021 80000000 80000000  "
+    "00000007",
+    "12 01 2400  000003c7 000003c2  01000000 02000000  03000000  21000000 00000080 00000080  "
+    "07000000",
+};
+
+inline constexpr Golden HEARTBEAT = {
+    "HEARTBEAT",
+    "07 02 001c  000100c7 000100c2  00000000 00000001  00000000 00000000  00000003",
+    "07 03 1c00  000100c7 000100c2  00000000 01000000  00000000 00000000  03000000",
+};
+
+inline constexpr Golden GROUP_HEARTBEAT = {
+    "HEARTBEAT of a group",
+    "07 0c 003c  00000000 000003c2  00000000 00000001  00000000 00000002  00000004  "
+    "00000000 00000009  00000000 00000006  00000000 00000008  01020304 05060708",
+    "07 0d 3c00  00000000 000003c2  00000000 01000000  00000000 02000000  04000000  "
+    "00000000 09000000  00000000 06000000  00000000 08000000  01020304 05060708",
+};
+
+inline constexpr Golden HEARTBEAT_FRAG = {
+    "HEARTBEAT_FRAG",
+    "13 00 0018  000003c7 000003c2  00000000 00000002  00000011  00000005",
+    "13 01 1800  000003c7 000003c2  00000000 02000000  11000000  05000000",
+};
+
+inline constexpr Golden GAP = {
+    "GAP",
+    "08 00 0020  000003c7 000003c2  00000000 00000003  00000000 00000006  00000002 40000000",
+    "08 01 2000  000003c7 000003c2  00000000 03000000  00000000 06000000  02000000 00000040",
+};
+
+inline constexpr Golden GROUP_GAP = {
+    "GAP of a group",
+    "08 06 0034  000003c7 000003c2  00000000 00000003  00000000 00000006  00000000  "
+    "00000000 00000007  00000000 00000009  00000000 00000002",
+    "08 07 3400  000003c7 000003c2  00000000 03000000  00000000 06000000  00000000  "
+    "00000000 07000000  00000000 09000000  00000000 02000000",
+};
+
+inline constexpr Golden INFO_TS = {
+    "INFO_TS",
+    "09 00 0008  6553f100 80000000",
+    "09 01 0800  00f15365 00000080",
+};
+
+inline constexpr Golden INFO_TS_INVALID = {"INFO_TS without a time", "09 02 0000", "09 03 0000"};
+
+inline constexpr Golden INFO_SRC = {
+    "INFO_SRC",
+    "0c 00 0014  00000000 0204 0000 11121314 15161718 191a1b1c",
+    "0c 01 1400  00000000 0204 0000 11121314 15161718 191a1b1c",
+};
+
+inline constexpr Golden INFO_DST = {
+    "INFO_DST",
+    "0e 00 000c  11121314 15161718 191a1b1c",
+    "0e 01 0c00  11121314 15161718 191a1b1c",
+};
+
+inline constexpr Golden INFO_REPLY = {
+    "INFO_REPLY",
+    "0f 02 0050  00000002  00000001 00001cf2 00000000 00000000 00000000 c0000202  "
+    "00000002 00001cf2 fd000000 00000000 00000000 00000002  "
+    "00000001  00000001 00001ce8 00000000 00000000 00000000 efff0001",
+    "0f 03 5000  02000000  01000000 f21c0000 00000000 00000000 00000000 c0000202  "
+    "02000000 f21c0000 fd000000 00000000 00000000 00000002  "
+    "01000000  01000000 e81c0000 00000000 00000000 00000000 efff0001",
+};
+
+inline constexpr Golden INFO_REPLY_IP4 = {
+    "INFO_REPLY_IP4",
+    "0d 02 0010  c0000202 00001cf2  efff0001 00001ce8",
+    "0d 03 1000  020200c0 f21c0000  0100ffef e81c0000",
+};
+
+inline constexpr Golden DATA = {
+    "DATA",
+    "15 04 0020  0000 0010  000003c7 000003c2  00000000 00000001  00010000 61626364 65666768",
+    "15 05 2000  0000 1000  000003c7 000003c2  00000000 01000000  00010000 61626364 65666768",
+    true,
+};
+
+inline constexpr Golden KEY_WITH_INLINE_QOS = {
+    "DATA of a key with inline QoS",
+    "15 0a 003c  0000 0010  00000000 000100c2  00000000 00000007  "
+    "0070 0010 01020304 05060708 090a0b0c 000001c1  0071 0004 00000003  0001 0000  "
+    "00020000 00010000",
+    "15 0b 3c00  0000 1000  00000000 000100c2  00000000 07000000  "
+    "7000 1000 01020304 05060708 090a0b0c 000001c1  7100 0400 00000003  0100 0000  "
+    "00020000 00010000",
+    true,
+};
+
+inline constexpr Golden DATA_FRAG = {
+    "DATA_FRAG",
+    "16 00 0028  0000 001c  000003c7 000003c2  00000000 00000001  00000002 0002 0004 0000000b  "
+    "65666768 696a6b 00",
+    "16 01 2800  0000 1c00  000003c7 000003c2  00000000 01000000  02000000 0200 0400 0b000000  "
+    "65666768 696a6b 00",
+    true,
+};
+
+inline constexpr Golden KEY_FRAG = {
+    "DATA_FRAG of a key with inline QoS",
+    "16 06 0034  0000 001c  000003c7 000003c2  00000000 00000001  00000002 0001 0008 0000001c  "
+    "0071 0004 00000001  0001 0000  01020304 05060708",
+    "16 07 3400  0000 1c00  000003c7 000003c2  00000000 01000000  02000000 0100 0800 1c000000  "
+    "7100 0400 00000001  0100 0000  01020304 05060708",
+};
+
+inline constexpr Golden HEADER_EXTENSION = {
+    "header extension",
+    "00 fe 0034  0000004c  6553f100 40000000  a1a2a3a4  b1b2b3b4b5b6b7b8  "
+    "c1c2c3c4c5c6c7c8c9cacbcccdcecfd0  8001 0004 01020304  0001 0000",
+    "00 ff 3400  4c000000  00f15365 00000040  a1a2a3a4  b1b2b3b4b5b6b7b8  "
+    "c1c2c3c4c5c6c7c8c9cacbcccdcecfd0  0180 0400 01020304  0100 0000",
+};
+
+inline constexpr Golden PAD = {"PAD", "01 00 0004 00000000", "01 01 0400 00000000", true};
+
+inline constexpr std::array GOLDENS = {
+    ACKNACK,
+    NACK_FRAG,
+    HEARTBEAT,
+    GROUP_HEARTBEAT,
+    HEARTBEAT_FRAG,
+    GAP,
+    GROUP_GAP,
+    INFO_TS,
+    INFO_TS_INVALID,
+    INFO_SRC,
+    INFO_DST,
+    INFO_REPLY,
+    INFO_REPLY_IP4,
+    DATA,
+    KEY_WITH_INLINE_QOS,
+    DATA_FRAG,
+    KEY_FRAG,
+    HEADER_EXTENSION,
+    PAD,
+};
+
+/** A message with our header and these submessages. */
+inline std::string message_of(const std::string &submessages) {
+    return std::string(HEADER) + submessages;
+}
