@@ -10,6 +10,7 @@
 #include "figures.h"
 #include "participants.h"
 #include "process.h"
+#include "simulated.h"
 #include "standing.h"
 
 namespace bench {
@@ -35,6 +36,7 @@ void prepare() {
               << "\ncpu: " << cpu_model() << std::endl;
     raise_file_limit();
     measure_standing();
+    measure_simulated();
 }
 
 int run(int argc, char **argv) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // The participants of a host share out its indices, in whatever order they come and go.
-#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -43,6 +45,19 @@ public:
         model.compare();
     }
 
+    /** Its process ends without a word, and another one is started in its place. */
+    void restart(std::unique_ptr<Application> &application) {
+        for (DDS_DomainParticipant *const participant : application->participants()) {
+            model.remove_participant(*application, application->index(participant));
+        }
+        application->process().kill();
+        model.compare();
+        const std::string name = application->process().name();
+        application.reset();
+        application = std::make_unique<Application>(host, name + "'", hasty_or_slow());
+        model.compare();
+    }
+
     /** A stranger has a port or gives it back. */
     void toggle_stranger(KOLS_Transport_Port_t port) {
         if (host.free_port(any_address(port))) {
@@ -57,8 +72,8 @@ public:
         model.compare();
     }
 
-    Application &any_application() {
-        return *applications[world.random().up_to(applications.size() - 1)];
+    std::unique_ptr<Application> &any_application() {
+        return applications[world.random().up_to(applications.size() - 1)];
     }
     KOLS_Transport_Port_t any_port() {
         return UNICAST_PORT + static_cast<int>(world.random().up_to(2 * LAST_INDEX + 1));
@@ -92,7 +107,7 @@ TEST(SimulatedIndexSearch, GivesTheLowestThatIsFreeWhileOthersComeAndGo) {
     for_each_seed([](NUV_UINT64 seed) {
         Crowd crowd(seed);
         for (int i = 0; i < 200; ++i) {
-            crowd.toggle(crowd.any_application());
+            crowd.toggle(*crowd.any_application());
             crowd.run_for(crowd.up_to(simnet::MILLISECOND));
         }
     });
@@ -105,7 +120,21 @@ TEST(SimulatedIndexSearch, PassesOverThePortsOfStrangersThatComeAndGo) {
             if (crowd.world.random().happens(0.5)) {
                 crowd.toggle_stranger(crowd.any_port());
             } else {
-                crowd.toggle(crowd.any_application());
+                crowd.toggle(*crowd.any_application());
+            }
+            crowd.run_for(crowd.up_to(simnet::MILLISECOND));
+        }
+    });
+}
+
+TEST(SimulatedIndexSearch, HasWhatProcessesHadThatWereKilled) {
+    for_each_seed([](NUV_UINT64 seed) {
+        Crowd crowd(seed);
+        for (int i = 0; i < 200; ++i) {
+            if (crowd.world.random().happens(0.2)) {
+                crowd.restart(crowd.any_application());
+            } else {
+                crowd.toggle(*crowd.any_application());
             }
             crowd.run_for(crowd.up_to(simnet::MILLISECOND));
         }

@@ -5,6 +5,7 @@
  */
 #pragma once
 
+#include <cstdio>
 #include <utility>
 #include <vector>
 
@@ -24,7 +25,13 @@ public:
                                              : KOLS_CONFIG_LOG_VERBOSITY_SILENT);
         world.trace().print_to(options().trace);
     }
+    /** What happened is the same each time, which the hash shows. */
     ~Scenario() {
+        if (options().trace != nullptr) {
+            std::fprintf(options().trace, "seed %llu: %s\n",
+                         static_cast<unsigned long long>(world.seed()),
+                         world.trace().digest().c_str());
+        }
         KOLS_Config_Logger_set_verbosity(KOLS_Config_Logger_get_instance(), verbosity_);
     }
     Scenario(const Scenario &) = delete;

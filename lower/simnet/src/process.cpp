@@ -63,8 +63,9 @@ private:
     }
 
     static int watch(void *param, NUVNetioSocket_t handle, NUV_UINT64 tag) {
+        const bool fails = self(param).fails(Call::WATCH);
         Socket *const socket = self(param).host_.find(handle);
-        if (self(param).fails(Call::WATCH) || socket == nullptr) {
+        if (fails || socket == nullptr) {
             return 0;
         }
         socket->tag = tag;
@@ -209,11 +210,15 @@ void Process::interpose(int calls, Action action) {
     interposed_ = std::move(action);
 }
 
-/** Whether a call is to fail; then errno tells why. */
-bool Process::fails(Call call) {
+void Process::run_interposed() {
     if (interposed_ && calls_until_-- <= 0) {
         std::exchange(interposed_, nullptr)();
     }
+}
+
+/** Whether a call is to fail; then errno tells why. */
+bool Process::fails(Call call) {
+    run_interposed();
     for (Fault &fault : faults_) {
         if (fault.call != call || fault.times == 0) {
             continue;

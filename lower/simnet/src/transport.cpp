@@ -64,9 +64,10 @@ private:
 
     static NUVNetioSocket_t open(Process &process, KOLS_Transport_ClassId_t transport) {
         Socket *socket = nullptr;
+        const bool fails = process.fails(Call::OPEN);
         if (!process.is_alive()) {
             errno = EBADF;
-        } else if (!process.fails(Call::OPEN)) {
+        } else if (!fails) {
             socket = process.host_.open(&process, transport);
         }
         note(process, Event::OPENED, {{transport, {}}, 0}, socket != nullptr);
@@ -75,13 +76,14 @@ private:
 
     static bool bind(Process &process, NUVNetioSocket_t handle, const Endpoint &endpoint,
                      bool is_group) {
+        const bool fails = process.fails(Call::BIND);
         Socket *const socket = process.host_.find(handle);
         if (socket == nullptr) {
             errno = EBADF;
             return false;
         }
         return note(process, Event::BOUND, endpoint,
-                    !process.fails(Call::BIND) && process.host_.bind(*socket, endpoint, is_group));
+                    !fails && process.host_.bind(*socket, endpoint, is_group));
     }
 
     static NUVNetioSocket_t open_group(void *param, const NUVNetioLocator *group,
@@ -103,16 +105,16 @@ private:
 
     static bool join(Process &process, NUVNetioSocket_t handle, const Endpoint &group,
                      NUV_UINT32 interface) {
+        const bool fails = process.fails(Call::JOIN);
         Socket *const socket = process.host_.find(handle);
         return socket == nullptr || // of a process that is dead
                note(process, Event::JOINED, group,
-                    !process.fails(Call::JOIN) &&
-                        process.host_.join(*socket, group.address, interface),
-                    interface);
+                    !fails && process.host_.join(*socket, group.address, interface), interface);
     }
 
     static bool leave(Process &process, NUVNetioSocket_t handle, const Endpoint &group,
                       NUV_UINT32 interface) {
+        process.run_interposed();
         Socket *const socket = process.host_.find(handle);
         return socket == nullptr ||
                note(process, Event::LEFT, group,
@@ -122,12 +124,13 @@ private:
     static int receive(void *param, NUVNetioSocket_t handle, NUV_UINT8 *buffer, NUV_UINT32 size,
                        NUVNetioDatagram *out) {
         Process &process = of(param);
+        const bool fails = process.fails(Call::RECEIVE);
         Socket *const socket = process.host_.find(handle);
         if (socket == nullptr) {
             errno = EAGAIN;
             return 0;
         }
-        if (process.fails(Call::RECEIVE)) {
+        if (fails) {
             note(process, Event::RECEIVED, socket->bound, false);
             return 0;
         }
@@ -153,6 +156,8 @@ private:
                     int /*may_wait*/) {
         Process &process = of(param);
         World &world = process.host_.world();
+        const bool fails = process.fails(Call::SEND);
+        const int error = errno;
         Socket *const socket = process.host_.find(handle);
         if (socket == nullptr) {
             return 1; // what the dead send nobody sees
@@ -168,13 +173,14 @@ private:
         if (length > largest) {
             errno = EMSGSIZE;
         } else {
-            is_sent =
-                !process.fails(Call::SEND) && process.host_.send(*socket, to, interface, payload);
+            errno = error;
+            is_sent = !fails && process.host_.send(*socket, to, interface, payload);
         }
         return note(process, Event::SENT, to, is_sent, payload->id) ? 1 : 0;
     }
 
     static void close(Process &process, NUVNetioSocket_t handle) {
+        process.run_interposed();
         Socket *const socket = process.host_.find(handle);
         if (socket != nullptr) {
             note(process, Event::CLOSED, socket->bound, true);

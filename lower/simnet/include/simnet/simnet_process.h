@@ -130,6 +130,7 @@ private:
         Process *const former_;
     };
 
+    void run_interposed();
     bool fails(Call call);
     void sleep_until(Time shown);
 
