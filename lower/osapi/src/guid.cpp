@@ -88,26 +88,38 @@ NUV_UINT32 not_zero(NUV_UINT32 value) {
     return value != 0 ? value : 1;
 }
 
-void generate_prefix(const NUVOsapiRtpsGuidSource * /*self*/, NUVOsapiRtpsGuidPrefix *out) {
-    static std::atomic<NUV_UINT64> count{0};
+/** Bits that no other process has, also one that was started at the same time on such a host. */
+struct Secret {
+    std::array<NUV_UINT64, 2> bits{};
 
-    // New random bits for every GUID: nothing is remembered that a forked child could repeat.
-    std::array<NUV_UINT64, 2> random{};
-    // Early after a boot there may be none yet; rather than wait, time and count have to do.
-    [[maybe_unused]] const ssize_t received =
-        getrandom(random.data(), sizeof random, GRND_NONBLOCK);
+    Secret() {
+        // Early after a boot there may be none yet; rather than wait, time and count have to do.
+        [[maybe_unused]] const ssize_t received =
+            getrandom(bits.data(), sizeof bits, GRND_NONBLOCK);
+    }
+};
+
+void generate_prefix(const NUVOsapiRtpsGuidSource * /*self*/, NUVOsapiRtpsGuidPrefix *out) {
+    static std::atomic<NUV_UINT64> last_count{0};
+    static const Secret secret;
+
+    // The process id is asked for each time: a forked child remembers all the rest.
+    const pid_t process_id = getpid();
+    const NUV_UINT64 count = last_count.fetch_add(1, std::memory_order_relaxed);
     NUVClock *monotonic = NUVClock_getMonotonic();
     const NUV_INT64 now = monotonic->getNanoseconds(monotonic);
 
     Hash process;
-    process.add(getpid());
+    process.add(process_id);
     process.add(now);
-    process.add(random[0]);
+    process.add(count);
+    process.add(secret.bits[0]);
 
     Hash instance;
-    instance.add(random[1]);
+    instance.add(secret.bits[1]);
+    instance.add(process_id);
     instance.add(now);
-    instance.add(count.fetch_add(1, std::memory_order_relaxed));
+    instance.add(count);
 
     out->hostId = not_zero(host_id());
     out->appId = not_zero(process.folded());

@@ -125,9 +125,29 @@ TEST(ConfiguratorTest, NoMemoryForANewSnapshotGivesNull) {
     const LogCapture log;
     net::pretend_event();
     faults::fail_call("recv", 1, ENOBUFS);
-    faults::fail_allocation(4); // the configurator, its handles twice, the snapshot
-    EXPECT_EQ(NUVNetioConfigurator_new(nullptr, runtime.runtime, runtime.worker()), nullptr);
+    faults::fail_allocation(
+        5); // the configurator, what is allowed, its handles twice, the snapshot
+    const NUVNetioConfiguratorProperty restricted = net::configurator_property("udpv4", {"lo"});
+    EXPECT_EQ(NUVNetioConfigurator_new(&restricted, runtime.runtime, runtime.worker()), nullptr);
     EXPECT_EQ(log.messages().size(), 2u); // why, and of what
+}
+
+TEST(ConfiguratorTest, LooksForNewInterfacesOnlyToWarnOfThoseItDoesNotFind) {
+    const faults::Guard guard;
+    net::Interfaces interfaces({LO4});
+    NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
+    property.watchInterfaces = 1;
+    property.interfaceSettleTime = {100, 0};
+    net::Runtime runtime(property);
+    const int listings = interfaces.listings();
+    net::pretend_event();
+    faults::fail_call("recv", 1, ENOBUFS); // some were lost: there is something new
+    {
+        const net::Configurator open(runtime, "udpv4");
+        EXPECT_EQ(interfaces.listings(), listings);
+    }
+    const net::Configurator restricted(runtime, "udpv4", {"lo"});
+    EXPECT_EQ(interfaces.listings(), listings + 1);
 }
 
 // ---- its transports

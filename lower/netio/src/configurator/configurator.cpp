@@ -54,7 +54,9 @@ bool NUVNetioConfigurator::open(const NUVNetioConfiguratorProperty &property) {
         !register_transports(property.transports, property.sending)) {
         return false;
     }
-    snapshot_ = runtime->acquire_interfaces();
+    // Whoever goes by it renews it first; only the warning below has to know of what is new.
+    snapshot_ =
+        allowed.is_restricted() ? runtime->acquire_interfaces() : runtime->interfaces.current();
     if (snapshot_.get() == nullptr) {
         NETIO_ERROR("out of memory for the list of network interfaces");
         return false;
