@@ -68,6 +68,11 @@ bool is_loopback(const Address &address) {
     return class_of(address).isLoopback(&address.value) != 0;
 }
 
+bool is_link_local(const Address &address) {
+    static const Prefix LINK_LOCAL = prefix("fe80::/10");
+    return LINK_LOCAL.contains(address);
+}
+
 std::string to_text(const Endpoint &endpoint) {
     const std::string address = to_text(endpoint.address);
     return (class_of(endpoint.address).isBracketed != 0 ? "[" + address + "]" : address) + ":" +

@@ -221,15 +221,19 @@ void Capture::add(Time now, const Segment &segment, const Station &from, const S
     }
 }
 
+/** A failure is told of by close. */
 void Capture::write(const std::vector<NUV_UINT8> &octets) {
-    // A failure is told of by close, which looks at the file's state.
-    (void)std::fwrite(octets.data(), 1, octets.size(), file_.get());
+    if (std::fwrite(octets.data(), 1, octets.size(), file_.get()) != octets.size()) {
+        error_ = errno;
+    }
 }
 
 void Capture::close() {
-    const bool went_well = std::ferror(file_.get()) == 0;
-    if (std::fclose(file_.release()) != 0 || !went_well) {
-        throw std::system_error(errno, std::generic_category(), path_);
+    if (std::fclose(file_.release()) != 0) {
+        error_ = errno;
+    }
+    if (error_ != 0) {
+        throw std::system_error(error_, std::generic_category(), path_);
     }
 }
 

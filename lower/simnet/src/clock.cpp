@@ -2,30 +2,28 @@
 // A clock that goes by the world's time.
 #include "simnet/simnet_clock.h"
 
+#include <stdexcept>
+
 namespace simnet {
 
 namespace {
 
-/** A duration times a fraction, without passing what a number holds. */
-Time scale(Time duration, NUV_INT64 numerator, NUV_INT64 denominator) {
-    return duration / denominator * numerator + duration % denominator * numerator / denominator;
-}
+__extension__ using Wide = __int128; // nanoseconds times nanoseconds
 
 } // namespace
 
 Time LocalClock::read(Time now) const {
-    return stands_ ? shown_ : shown_ + scale(now - since_, SECOND + drift_, SECOND);
+    return stands_ ? shown_
+                   : shown_ + static_cast<Time>(Wide{now - since_} * (SECOND + drift_) / SECOND);
 }
 
 Time LocalClock::when(Time shown) const {
-    if (stands_) {
-        return shown <= shown_ ? since_ : INT64_MAX;
+    if (shown <= shown_) {
+        return since_;
     }
-    Time time = since_ + (shown > shown_ ? scale(shown - shown_, SECOND, SECOND + drift_) : 0);
-    while (read(time) < shown) { // what was rounded off
-        ++time;
-    }
-    return time;
+    const Wide rate = SECOND + drift_;
+    const Wide passes = (Wide{shown - shown_} * SECOND + rate - 1) / rate; // rounded up
+    return stands_ || passes > INT64_MAX - since_ ? INT64_MAX : since_ + static_cast<Time>(passes);
 }
 
 void LocalClock::rebase(Time now) {
@@ -34,6 +32,9 @@ void LocalClock::rebase(Time now) {
 }
 
 void LocalClock::set_drift(Time now, NUV_INT64 nanoseconds_a_second) {
+    if (nanoseconds_a_second <= -SECOND) {
+        throw std::invalid_argument("a clock that does not go on");
+    }
     rebase(now);
     drift_ = nanoseconds_a_second;
 }

@@ -16,9 +16,12 @@ namespace {
 /** What every host's monotonic clock shows when its world begins. */
 constexpr Time UPTIME = 1'000 * SECOND;
 
-bool is_link_local(const Address &address) {
-    static const Prefix LINK_LOCAL = prefix("fe80::/10");
-    return LINK_LOCAL.contains(address);
+std::vector<Prefix> prefixes(const std::vector<std::string> &texts) {
+    std::vector<Prefix> parsed;
+    for (const std::string &one : texts) {
+        parsed.push_back(prefix(one));
+    }
+    return parsed;
 }
 
 } // namespace
@@ -37,12 +40,10 @@ Interface &Host::add_interface(const std::string &name, Segment *segment,
     if (name.empty() || name.size() >= sizeof NUVNetioInterface::name || find_interface(name)) {
         throw std::logic_error("no new interface of a host: '" + name + "'");
     }
-    interfaces_.push_back(
-        std::make_unique<Interface>(*this, name, ++last_index_, link, is_multicast));
-    Interface &added = *interfaces_.back();
-    for (const std::string &one : addresses) {
-        added.addresses_.push_back(prefix(one));
-    }
+    auto made = std::make_unique<Interface>(*this, name, last_index_ + 1, link, is_multicast);
+    made->addresses_ = prefixes(addresses);
+    ++last_index_;
+    Interface &added = *interfaces_.emplace_back(std::move(made));
     added.move_to(segment);
     return added;
 }
@@ -92,6 +93,9 @@ void Host::add_route(const Prefix &destination, const Address &via) {
 }
 
 Process &Host::add_process(const std::string &name, const ProcessProperty &property) {
+    if (is_down_) {
+        throw std::logic_error("no process can be started on " + name_ + ", which is down");
+    }
     processes_.push_back(std::make_unique<Process>(
         *this, name, static_cast<NUV_UINT32>(processes_.size()) + 1, property));
     return *processes_.back();
@@ -146,14 +150,19 @@ void Host::wake() {
     is_down_ = false;
     monotonic_.go_on(world_.now());
     on_clock_changed();
+    for (const std::unique_ptr<Interface> &interface : interfaces_) {
+        interface->report_groups();
+    }
     thaw();
 }
 
 void Host::crash() {
+    is_down_ = true; // before anything is closed: it has no time to say so
     for (const std::unique_ptr<Process> &process : processes_) {
         process->kill();
     }
-    is_down_ = true;
+    close_all_of(nullptr);
+    monotonic_.go_on(world_.now()); // whoever deletes what is left may wait by it
     world_.trace_change(number_, 0, "crash");
 }
 
@@ -190,7 +199,7 @@ void Host::change_membership(Interface &interface, const Address &group, int by)
     if (members <= 0) {
         interface.groups_.erase(group);
     }
-    if (interface.segment() == nullptr) {
+    if (interface.segment() == nullptr || is_down_) {
         return;
     }
     if (members <= 0) {
@@ -206,11 +215,7 @@ Interface::Interface(Host &host, std::string name, NUV_UINT32 index, const LinkP
       is_multicast_(is_multicast) {}
 
 void Interface::set_addresses(const std::vector<std::string> &addresses) {
-    std::vector<Prefix> parsed;
-    for (const std::string &one : addresses) {
-        parsed.push_back(prefix(one));
-    }
-    addresses_ = std::move(parsed);
+    addresses_ = prefixes(addresses);
     host_.on_interfaces_changed(*this);
 }
 
@@ -242,7 +247,7 @@ void Interface::arrive(const Packet &packet) {
 }
 
 void Interface::report_groups() {
-    if (!is_up_ || segment() == nullptr) {
+    if (!is_up_ || segment() == nullptr || host_.is_down_) {
         return;
     }
     for (const auto &[group, members] : groups_) {

@@ -3,6 +3,7 @@
 #include "simnet/simnet_link.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 namespace simnet {
 
@@ -19,10 +20,23 @@ NUV_UINT32 fragment_header(KOLS_Transport_ClassId_t transport) {
     return transport == KOLS_TRANSPORT_CLASSID_UDPv4 ? 0 : 8;
 }
 
+/** What every link of the internet takes (RFC 791). */
+constexpr NUV_UINT32 SMALLEST_MTU = 68;
+
+bool is_share(double value) {
+    return value >= 0 && value <= 1;
+}
+
 } // namespace
 
-NUV_UINT32 header_size(KOLS_Transport_ClassId_t transport) {
-    return ip_header(transport) + UDP_HEADER;
+void Link::set(const LinkProperty &property) {
+    if (property.delay < 0 || property.jitter < 0 || property.reorderingDelay < 0 ||
+        !is_share(property.loss) || !is_share(property.duplication) ||
+        !is_share(property.reordering) || !(property.lossBurst >= 1) ||
+        property.mtu < SMALLEST_MTU) {
+        throw std::invalid_argument("a property that no link can have");
+    }
+    property_ = property;
 }
 
 NUV_UINT32 fragment_size(KOLS_Transport_ClassId_t transport, NUV_UINT32 mtu) {
@@ -44,14 +58,16 @@ bool Link::loses_one(Random &random) {
     if (property_.lossBurst <= 1) {
         return random.happens(property_.loss);
     }
-    // Two states: in one of them all is lost. How long it lasts and how often it comes follow from
-    // the length of a burst and the share that is lost altogether.
-    if (in_burst_) {
-        in_burst_ = !random.happens(1 / property_.lossBurst);
-    } else if (property_.loss > 0) {
-        in_burst_ = property_.loss >= 1 ||
-                    random.happens(property_.loss / (property_.lossBurst * (1 - property_.loss)));
+    if (property_.loss <= 0 || property_.loss >= 1) {
+        in_burst_ = property_.loss >= 1;
+        return in_burst_;
     }
+    // Two states: in one of them all is lost. How long it lasts and how often it comes follow from
+    // the length of a burst and the share that is lost altogether. Where that is so large that
+    // there would be less than one between two bursts, these are longer.
+    const double lost_for_one = property_.loss / (1 - property_.loss);
+    const double burst = std::max(property_.lossBurst, lost_for_one);
+    in_burst_ = in_burst_ ? !random.happens(1 / burst) : random.happens(lost_for_one / burst);
     return in_burst_;
 }
 

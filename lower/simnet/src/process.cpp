@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <stdexcept>
 #include <utility>
 
 #include "osapi/osapi_assert.h"
@@ -63,14 +64,18 @@ private:
     }
 
     static int watch(void *param, NUVNetioSocket_t handle, NUV_UINT64 tag) {
-        const bool fails = self(param).fails(Call::WATCH);
-        Socket *const socket = self(param).host_.find(handle);
-        if (fails || socket == nullptr) {
+        Process &process = self(param);
+        if (process.fails(Call::WATCH)) {
+            return 0;
+        }
+        Socket *const socket = process.host_.find(handle);
+        if (socket == nullptr) { // the process is dead
+            errno = EBADF;
             return 0;
         }
         socket->tag = tag;
         if (!socket->arrived.empty()) {
-            self(param).on_arrived(*socket);
+            process.on_arrived(*socket);
         }
         return 1;
     }
@@ -179,12 +184,12 @@ void Process::run_waiting() {
 void Process::sleep_until(Time shown) {
     World &world = host_.world();
     ++sleeping_;
-    while (host_.monotonic() < shown) {
-        const Time time = host_.monotonic_.when(shown);
+    while (host_.monotonic() < shown || (is_stopped_ && is_alive_)) {
+        const Time time = host_.monotonic() < shown ? host_.monotonic_.when(shown) : INT64_MAX;
         if (time != INT64_MAX) {
             world.run_until(time);
-        } else if (!world.step()) { // somebody has to set the clock going
-            throw std::logic_error("a process sleeps by a clock that stands");
+        } else if (!world.step()) { // somebody has to set it going
+            throw std::logic_error(name_ + " sleeps, and it or its clock is stopped for good");
         }
     }
     --sleeping_;
@@ -194,6 +199,9 @@ void Process::sleep_until(Time shown) {
 }
 
 void Process::fail(const Fault &fault) {
+    if (fault.error == 0) {
+        throw std::logic_error("a fault without a reason");
+    }
     faults_.push_back(fault);
 }
 
@@ -212,7 +220,9 @@ void Process::interpose(int calls, Action action) {
 
 void Process::run_interposed() {
     if (interposed_ && calls_until_-- <= 0) {
+        Process *const former = std::exchange(host_.world().current_, nullptr);
         std::exchange(interposed_, nullptr)();
+        host_.world().current_ = former;
     }
 }
 
@@ -235,6 +245,9 @@ bool Process::fails(Call call) {
 }
 
 void Process::stop() {
+    if (is_stopped_) {
+        return;
+    }
     is_stopped_ = true;
     host_.world().trace_change(host_.number(), number_, "stop");
 }
@@ -255,7 +268,7 @@ void Process::resume() {
 void Process::kill() {
     if (is_alive_) {
         is_alive_ = false;
-        host_.close_all_of(*this);
+        host_.close_all_of(this);
         host_.world().trace_change(host_.number(), number_, "kill");
     }
 }
@@ -333,13 +346,13 @@ bool Process::turn() {
     if (goes_on && (is_woken_ || !ready_.empty())) {
         turn_soon();
     }
+    plan_timer(); // its time may have come meanwhile
     return goes_on;
 }
 
 /** What a call does that waits for its own loop. */
 void Process::run(Time duration) {
-    constexpr int MOST_TURNS =
-        1'000; // more of them follow one another only where something is wrong
+    constexpr int MOST_TURNS = 1'000; // more follow one another only where something is wrong
     for (int i = 0; i < MOST_TURNS && (i == 0 || is_woken_ || !ready_.empty()); ++i) {
         (void)turn();
     }

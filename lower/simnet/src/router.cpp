@@ -3,6 +3,7 @@
 #include "simnet/simnet_router.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "simnet/simnet_world.h"
 
@@ -24,7 +25,11 @@ public:
         return true;
     }
     void arrive(const Packet &packet) override {
-        router_.pass(*this, packet);
+        // What is sent to a group reaches all ports on a segment: one of its kind deals with it.
+        if (!is_multicast(packet.destination.address) ||
+            router_.find_port(packet.destination.address.transport, *segment()) == this) {
+            router_.pass(*this, packet);
+        }
     }
     void report_groups() override {} // a switch passes groups to a router in any case
 
@@ -49,17 +54,29 @@ void Router::add_route(const Prefix &destination, const Address &via) {
 }
 
 void Router::hide_behind(Station &outside) {
-    for (const std::unique_ptr<Port> &port : ports_) {
-        if (port.get() == &outside) {
-            outside_ = port.get();
-        }
+    const auto found =
+        std::find_if(ports_.begin(), ports_.end(), [&outside](const std::unique_ptr<Port> &port) {
+            return port.get() == &outside;
+        });
+    if (found == ports_.end()) {
+        throw std::logic_error("no port of " + name_);
     }
+    outside_ = found->get();
 }
 
 Router::Port *Router::find_port(const Address &on) const {
     const auto found =
         std::find_if(ports_.begin(), ports_.end(), [&on](const std::unique_ptr<Port> &port) {
             return port->segment() != nullptr && port->prefix().contains(on);
+        });
+    return found != ports_.end() ? found->get() : nullptr;
+}
+
+/** The first of a class on a segment. */
+const Router::Port *Router::find_port(KOLS_Transport_ClassId_t transport, const Segment &on) const {
+    const auto found =
+        std::find_if(ports_.begin(), ports_.end(), [&](const std::unique_ptr<Port> &port) {
+            return port->segment() == &on && port->prefix().address.transport == transport;
         });
     return found != ports_.end() ? found->get() : nullptr;
 }
@@ -106,29 +123,48 @@ void Router::flood(const Port &from, const Packet &packet) {
         return;
     }
     for (const std::unique_ptr<Port> &port : ports_) {
-        if (port.get() != &from && port->segment() != nullptr &&
-            port->prefix().address.transport == packet.destination.address.transport) {
+        if (port->segment() != nullptr && port->segment() != from.segment() &&
+            find_port(packet.destination.address.transport, *port->segment()) == port.get()) {
             send(from, *port, packet, packet.destination.address);
         }
     }
 }
 
 void Router::send(const Port &from, Port &to, Packet packet, const Address &next_hop) {
-    if (&to == outside_ && &from != outside_) {
-        translate_out(packet);
+    if (&to == outside_ && &from != outside_ && !translate_out(packet)) {
+        world_.trace_drop(packet, Drop::NAT);
+        return;
     }
     to.segment()->send(to, packet, next_hop);
 }
 
-void Router::translate_out(Packet &packet) {
+/** A port that stands for no other; 0 when there is none left. */
+KOLS_Transport_Port_t Router::free_port() {
+    for (KOLS_Transport_Port_t i = 0; i < property_.natPorts; ++i) {
+        const KOLS_Transport_Port_t port = FIRST_NAT_PORT + next_port_;
+        next_port_ = (next_port_ + 1) % property_.natPorts;
+        if (std::none_of(mappings_.begin(), mappings_.end(),
+                         [port](const Mapping &one) { return one.port == port; })) {
+            return port;
+        }
+    }
+    return 0;
+}
+
+/** False where there is no port left for what is inside. */
+bool Router::translate_out(Packet &packet) {
+    std::erase_if(mappings_, [this](const Mapping &one) {
+        return world_.now() - one.last_used > property_.natTimeout;
+    });
     auto mapping = std::find_if(mappings_.begin(), mappings_.end(),
                                 [&](const Mapping &one) { return one.inside == packet.source; });
     if (mapping == mappings_.end()) {
-        mappings_.push_back({packet.source, next_port_++, 0, {}});
+        const KOLS_Transport_Port_t port = free_port();
+        if (port == 0) {
+            return false;
+        }
+        mappings_.push_back({packet.source, port, 0, {}});
         mapping = mappings_.end() - 1;
-    } else if (world_.now() - mapping->last_used > property_.natTimeout) {
-        mapping->peers.clear();
-        mapping->port = next_port_++;
     }
     mapping->last_used = world_.now();
     if (std::find(mapping->peers.begin(), mapping->peers.end(), packet.destination) ==
@@ -136,6 +172,7 @@ void Router::translate_out(Packet &packet) {
         mapping->peers.push_back(packet.destination);
     }
     packet.source = {outside_->prefix().address, mapping->port};
+    return true;
 }
 
 /** False where nobody inside is waiting for it. */

@@ -3,6 +3,8 @@
 #include "simnet/simnet_segment.h"
 
 #include <algorithm>
+#include <limits>
+#include <stdexcept>
 
 #include "simnet/simnet_capture.h"
 #include "simnet/simnet_world.h"
@@ -23,6 +25,9 @@ void Segment::set(const SegmentProperty &property) {
 }
 
 void Segment::attach(Station &station) {
+    if (station.segment_ != nullptr) {
+        station.segment_->detach(station);
+    }
     stations_.push_back(&station);
     station.segment_ = this;
     station.side_ = 0;
@@ -31,6 +36,9 @@ void Segment::attach(Station &station) {
 }
 
 void Segment::detach(Station &station) {
+    if (station.segment_ != this) {
+        throw std::logic_error("a station that is not plugged into " + name_);
+    }
     std::erase(stations_, &station);
     std::erase_if(members_,
                   [&station](const auto &member) { return member.first.first == &station; });
@@ -54,6 +62,9 @@ Station *Segment::find_owner(const Address &address) {
 
 /** What keeps one from hearing the other. */
 std::optional<Drop> Segment::obstacle(const Station &from, const Station &to) const {
+    if (to.segment_ != this) {
+        return Drop::DOWN; // it was unplugged meanwhile
+    }
     if (from.side_ != to.side_) {
         return Drop::PARTED;
     }
@@ -90,19 +101,26 @@ void Segment::send(Station &from, const Packet &packet, const Address &next_hop)
         world_.trace_drop(packet, passage.reason);
     }
     for (std::size_t i = 0; i < passage.count; ++i) {
-        if (passage.arrivals[i] < off_until_) {
-            world_.trace_drop(packet, Drop::PARTED);
-        } else if (is_multicast) {
-            flood(from, packet, packets, passage.arrivals[i]);
-        } else if (const std::optional<Drop> reason = obstacle(from, *to)) {
-            world_.trace_drop(packet, *reason);
-        } else {
-            hand_on(*to, packet, packets, passage.arrivals[i]);
-        }
+        world_.at(passage.arrivals[i],
+                  [this, &from, to, packet, packets] { pass_on(from, to, packet, packets); });
     }
 }
 
-void Segment::flood(Station &from, const Packet &packet, const Packets &packets, Time sent) {
+/** What the switch does with what has reached it; null: to all. */
+void Segment::pass_on(const Station &from, Station *to, const Packet &packet,
+                      const Packets &packets) {
+    if (world_.now() < off_until_) {
+        world_.trace_drop(packet, Drop::PARTED);
+    } else if (to == nullptr) {
+        flood(from, packet, packets);
+    } else if (const std::optional<Drop> reason = obstacle(from, *to)) {
+        world_.trace_drop(packet, *reason);
+    } else {
+        hand_on(*to, packet, packets);
+    }
+}
+
+void Segment::flood(const Station &from, const Packet &packet, const Packets &packets) {
     for (Station *const to : stations_) {
         if (to == &from) {
             continue;
@@ -112,13 +130,13 @@ void Segment::flood(Station &from, const Packet &packet, const Packets &packets,
         } else if (!passes(*to, packet.destination.address)) {
             world_.trace_drop(packet, Drop::MULTICAST);
         } else {
-            hand_on(*to, packet, packets, sent);
+            hand_on(*to, packet, packets);
         }
     }
 }
 
-void Segment::hand_on(Station &to, const Packet &packet, const Packets &packets, Time sent) {
-    const Link::Passage passage = to.from_segment.pass(sent, packets, world_.random());
+void Segment::hand_on(Station &to, const Packet &packet, const Packets &packets) {
+    const Link::Passage passage = to.from_segment.pass(world_.now(), packets, world_.random());
     if (passage.count == 0) {
         world_.trace_drop(packet, passage.reason);
     }
@@ -144,7 +162,12 @@ void Segment::leave(const Station &station, const Address &group) {
 }
 
 void Segment::part(const std::vector<Station *> &side) {
-    const int bit = 1 << sides_++;
+    if (sides_ >= std::numeric_limits<NUV_UINT64>::digits ||
+        std::any_of(side.begin(), side.end(),
+                    [this](const Station *station) { return station->segment_ != this; })) {
+        throw std::logic_error("no partition of " + name_);
+    }
+    const NUV_UINT64 bit = NUV_UINT64{1} << sides_++;
     for (Station *const station : side) {
         station->side_ |= bit;
     }

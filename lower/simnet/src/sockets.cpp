@@ -9,6 +9,8 @@ namespace simnet {
 
 namespace {
 
+constexpr KOLS_Transport_Port_t LAST_PORT = 65'535;
+
 /** The ports that the host gives out by itself. */
 constexpr KOLS_Transport_Port_t FIRST_EPHEMERAL = 32'768;
 constexpr KOLS_Transport_Port_t LAST_EPHEMERAL = 60'999;
@@ -64,6 +66,9 @@ bool Host::is_taken(const Endpoint &endpoint, bool is_group) const {
 }
 
 bool Host::bind(Socket &socket, const Endpoint &endpoint, bool is_group) {
+    if (socket.bound.port != 0 || endpoint.port <= 0 || endpoint.port > LAST_PORT) {
+        return fail(EINVAL);
+    }
     if (!is_group && !is_any(endpoint.address) && !has_address(endpoint.address)) {
         return fail(EADDRNOTAVAIL);
     }
@@ -135,10 +140,11 @@ void Host::close(Socket &socket) {
     sockets_.erase(socket.handle);
 }
 
-void Host::close_all_of(const Process &process) {
+/** Null: of strangers. */
+void Host::close_all_of(const Process *process) {
     std::vector<Socket *> its_own;
     for (const auto &[handle, socket] : sockets_) {
-        if (socket->process == &process) {
+        if (socket->process == process) {
             its_own.push_back(socket.get());
         }
     }
@@ -197,15 +203,22 @@ const Socket *Host::find_socket(const Endpoint &bound) const {
     return found != holders->second.end() ? *found : nullptr;
 }
 
-/** The first address of an interface that what is sent to a destination can come from. */
-std::optional<Address> Host::source_on(const Interface &interface,
-                                       const Address &destination) const {
+/**
+ * The address of an interface that what is sent to there comes from: one in the same subnet, or
+ * else the first that means something beyond the link.
+ */
+std::optional<Address> Host::source_on(const Interface &interface, const Address &next_hop) {
+    std::optional<Address> source;
     for (const Prefix &prefix : interface.addresses()) {
-        if (prefix.address.transport == destination.transport) {
+        if (prefix.contains(next_hop)) {
             return prefix.address;
         }
+        if (!source && prefix.address.transport == next_hop.transport &&
+            !is_link_local(prefix.address)) {
+            source = prefix.address;
+        }
     }
-    return {};
+    return source;
 }
 
 /** None when there is no way to there. */
@@ -238,7 +251,7 @@ std::optional<Host::Exit> Host::find_exit(const Address &destination, NUV_UINT32
             is_group ? one->is_usable() && one->is_multicast_ &&
                            (interface == 0 ? !one->is_loopback() : one->index() == interface)
                      : leads_there(*one, next_hop);
-        const std::optional<Address> source = fits ? source_on(*one, destination) : std::nullopt;
+        const std::optional<Address> source = fits ? source_on(*one, next_hop) : std::nullopt;
         if (source) {
             return Exit{one.get(), next_hop, *source};
         }
@@ -335,7 +348,7 @@ void Host::enqueue(Socket &socket, const Packet &packet, const Interface &interf
     socket.process->on_arrived(socket);
 }
 
-/** Null when there is none. */
+/** None when there is none. */
 std::optional<Socket::Arrived> Host::take_arrived(Socket &socket) {
     if (socket.arrived.empty()) {
         return {};

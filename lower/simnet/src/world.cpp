@@ -74,6 +74,10 @@ void World::generate(NUVOsapiRtpsGuidPrefix *out) {
 }
 
 Segment &World::add_segment(const std::string &name, const SegmentProperty &property) {
+    if (std::any_of(segments_.begin(), segments_.end(),
+                    [&name](const auto &segment) { return segment->name() == name; })) {
+        throw std::logic_error("there is a segment '" + name + "' already");
+    }
     segments_.push_back(std::make_unique<Segment>(*this, name, property));
     return *segments_.back();
 }

@@ -31,6 +31,8 @@ std::string to_text(const Address &address);
 bool is_any(const Address &address);
 bool is_multicast(const Address &address);
 bool is_loopback(const Address &address);
+/** An IPv6 address that means something on one link only. */
+bool is_link_local(const Address &address);
 
 /** An address and a port of it. */
 struct Endpoint {

@@ -29,7 +29,10 @@ public:
     /** Adds a datagram that a station sends to another one; null: to all. */
     void add(Time now, const Segment &segment, const Station &from, const Station *to,
              const Packet &packet);
-    /** Throws std::system_error when not all could be written. */
+    /**
+     * Ends the file: nothing can be added any more. Throws std::system_error when not all could be
+     * written. Who does not call it has no way to know.
+     */
     void close();
 
 private:
@@ -44,6 +47,7 @@ private:
 
     const std::string path_;
     std::unique_ptr<std::FILE, Closer> file_;
+    int error_ = 0; // that writing met last
     std::map<std::string, NUV_UINT32> interfaces_;
 };
 

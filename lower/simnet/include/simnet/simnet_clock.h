@@ -12,19 +12,27 @@ namespace simnet {
 /** A clock that goes by the world's time at a rate of its own, or stands. */
 class LocalClock {
 public:
+    /** One that shows that when the world begins. */
     explicit LocalClock(Time shown) : shown_(shown) {}
 
     /** What it shows at a time of the world that is not before it was last set. */
     Time read(Time now) const;
-    /** When it shows that, as long as nobody sets it; INT64_MAX while it stands. */
+    /**
+     * The first time of the world, from that on at which it was last set, when it shows as much, as
+     * long as nobody sets it; INT64_MAX: never, as while it stands.
+     */
     Time when(Time shown) const;
 
-    /** Has it gain that many nanoseconds each second from now on (negative: lose; over -10^9). */
+    /**
+     * Has it gain that many nanoseconds each second from now on. Negative: lose; not as many as
+     * there are, or std::invalid_argument is thrown.
+     */
     void set_drift(Time now, NUV_INT64 nanoseconds_a_second);
-    /** Has it stand still, and go on. */
+    /** Has it stand still. */
     void stop(Time now);
+    /** Has it go on from where it stands, if it does. */
     void go_on(Time now);
-    /** Has it show something else; what never goes back is not to be set back. */
+    /** Has it show that much more, or less; what never goes back is not to be set back. */
     void jump(Time now, Time by);
 
 private:

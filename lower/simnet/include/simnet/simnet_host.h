@@ -25,7 +25,10 @@ struct HostProperty {
     NUV_UINT32 membershipsMax = 20;     /**< of one socket; then ENOBUFS */
 };
 
-/** An interface of a host. What is done to it the host's processes are told of at once. */
+/**
+ * An interface of a host, made by Host::add_interface. What is done to it the host's processes are
+ * told of at once.
+ */
 class Interface final : public Station {
 public:
     Interface(Host &host, std::string name, NUV_UINT32 index, const LinkProperty &link,
@@ -40,6 +43,7 @@ public:
     const std::vector<Prefix> &addresses() const {
         return addresses_;
     }
+    /** Up, and plugged in. */
     bool is_usable() const {
         return is_up_ && (segment() != nullptr || is_loopback());
     }
@@ -47,8 +51,9 @@ public:
         return index_ == LOOPBACK_INDEX;
     }
 
-    /** Takes all addresses that it had away and gives it these. */
+    /** Takes all addresses that it had away and gives it these, as "192.0.2.1/24". */
     void set_addresses(const std::vector<std::string> &addresses);
+    /** Takes it up, or down: then it has its addresses and its groups still, and is silent. */
     void set_up(bool is_up);
     /** Plugs it into another segment; null: into none. */
     void move_to(Segment *segment);
@@ -104,7 +109,7 @@ struct PortHolder {
     friend bool operator==(const PortHolder &, const PortHolder &) = default;
 };
 
-/** A host. It has a loopback interface, "lo". */
+/** A host, made by World::add_host. It has a loopback interface, "lo". */
 class Host {
 public:
     Host(World &world, std::string name, NUV_UINT32 number, const HostProperty &property);
@@ -112,29 +117,35 @@ public:
     Host(const Host &) = delete;
     Host &operator=(const Host &) = delete;
 
+    /**
+     * Gives it an interface, plugged into a segment, or into none where that is null. Throws
+     * std::logic_error when there is one of that name, or it is longer than 15 octets.
+     */
     Interface &add_interface(const std::string &name, Segment *segment,
                              const std::vector<std::string> &addresses,
                              const LinkProperty &link = {}, bool is_multicast = true);
+    /** Takes one away, which is not the loopback interface, with what was joined on it. */
     void remove_interface(Interface &interface);
     /** Null when there is none of that name. */
     Interface *find_interface(const std::string &name) const;
     Interface &loopback() const {
         return *interfaces_.front();
     }
-    /** What is for these addresses goes to a router. */
+    /** What is for these addresses, and for no subnet of an interface, goes to a router. */
     void add_route(const Prefix &destination, const Address &via);
 
+    /** Starts a process. Throws std::logic_error while the host is suspended or has crashed. */
     Process &add_process(const std::string &name, const ProcessProperty &property = {});
     const std::vector<std::unique_ptr<Process>> &processes() const {
         return processes_;
     }
 
-    /** What its clocks show. */
+    /** What its clocks show: the one that never goes back, and the time of day. */
     Time monotonic() const;
     Time wall_clock() const;
-    /** Has both gain that much each second. */
+    /** Has both gain that many nanoseconds each second (LocalClock::set_drift). */
     void set_drift(NUV_INT64 nanoseconds_a_second);
-    /** Sets the wall clock. */
+    /** Sets the wall clock, by that much. */
     void jump_wall_clock(Time by);
 
     /** Stops all of its processes, and resumes them; its network goes on. */
@@ -145,8 +156,12 @@ public:
      * lost.
      */
     void suspend();
+    /** Ends that, or starts a host that has crashed. It reports anew which groups it has joined. */
     void wake();
-    /** Kills its processes; it hears nothing before it is woken. */
+    /**
+     * Kills its processes and has strangers lose their ports, without a word to anybody. It hears
+     * nothing before it is woken; then new processes can be started.
+     */
     void crash();
 
     /** Has a stranger have a port. False when somebody has it already. */
@@ -155,6 +170,7 @@ public:
     bool free_port(const Endpoint &endpoint);
     /** Who has which ports, in the order of the ports. */
     std::vector<PortHolder> ports() const;
+    /** The first socket that is bound to that; null: none is. */
     const Socket *find_socket(const Endpoint &bound) const;
 
     const std::string &name() const {
@@ -193,12 +209,12 @@ private:
     bool send(Socket &socket, const Endpoint &destination, NUV_UINT32 interface,
               std::shared_ptr<const Payload> payload);
     void close(Socket &socket);
-    void close_all_of(const Process &process);
+    void close_all_of(const Process *process);
 
     bool is_taken(const Endpoint &endpoint, bool is_group) const;
     bool give_port(Socket &socket);
     std::optional<Exit> find_exit(const Address &destination, NUV_UINT32 interface) const;
-    std::optional<Address> source_on(const Interface &interface, const Address &destination) const;
+    static std::optional<Address> source_on(const Interface &interface, const Address &next_hop);
     Interface *find_interface(NUV_UINT32 index) const;
     bool has_address(const Address &address) const;
 

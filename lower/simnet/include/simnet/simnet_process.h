@@ -32,21 +32,32 @@ struct ProcessProperty {
     Time receiveTime = 0; /**< that a datagram takes to be dealt with */
 };
 
-/** What of the system's can fail. */
-enum class Call { OPEN, BIND, JOIN, WATCH, SEND, RECEIVE, LIST };
+/** What a process asks the system for, and may be refused. */
+enum class Call {
+    OPEN,    /**< a socket */
+    BIND,    /**< it to a port, of a host's address or of a group */
+    JOIN,    /**< a group on an interface */
+    WATCH,   /**< a socket, by the loop */
+    SEND,    /**< a datagram */
+    RECEIVE, /**< a datagram, whether there is one or not */
+    LIST     /**< the host's interfaces */
+};
 
 /** A call that fails, as those of the real world do. */
 struct Fault {
     Call call = Call::BIND;
-    int error = 0;    /**< errno */
+    int error = 0;    /**< errno, not 0 */
     int after = 0;    /**< calls that go well before */
     int times = 1;    /**< how many fail then; -1: from then on all */
     double share = 1; /**< of those whose turn it is: how many fail, at random */
 };
 
 /**
- * What of a host belongs to a process. Calls into the library that belong to one are made within
- * Process::call, so that they see its host's time.
+ * What of a host belongs to a process. It is made by Host::add_process. Calls into the library that
+ * belong to one are made within Process::call, so that they see its host's time.
+ *
+ * All is done on one thread: while a call sleeps, the world goes on within it, and with it the
+ * calls of other processes. If one of these sleeps longer, the first one oversleeps.
  */
 class Process {
 public:
@@ -73,13 +84,16 @@ public:
      */
     void at(Time time, Action action);
 
+    /** Has calls fail, beside those that do so already. Throws std::logic_error without an error.
+     */
     void fail(const Fault &fault);
     /** Ends all faults. */
     void mend();
+    /** Changes how many sockets it may have; those that it has stay. */
     void limit_descriptors(NUV_UINT32 most);
     /**
      * Has somebody else do something while this process is within a call: before it asks the system
-     * for something, after it has done so that many times more.
+     * for something, after it has done so that many times more. One thing at a time.
      */
     void interpose(int calls, Action action);
 
@@ -107,6 +121,7 @@ public:
     NUV_UINT32 number() const {
         return number_;
     }
+    /** How many sockets it has. */
     NUV_UINT32 descriptors() const {
         return descriptors_;
     }

@@ -14,13 +14,18 @@
 namespace simnet {
 
 struct RouterProperty {
-    /** Whether what is sent to a group is passed to all other segments. */
+    /**
+     * Whether what is sent to a group is passed to all other segments. Where routers make a circle,
+     * it goes round until its TTL has run out.
+     */
     bool passesMulticast = false;
-    /** How long an address that stands for another one does so after it was last used. */
+    /** How long a port stands for one inside after that has last sent through it. */
     Time natTimeout = 30 * SECOND;
+    /** How many ports there are to stand for those inside. */
+    KOLS_Transport_Port_t natPorts = 10'000;
 };
 
-/** Passes packets to where their destination is, each time with a smaller TTL. */
+/** Passes packets to where their destination is, with a TTL that is smaller by one. */
 class Router {
 public:
     Router(World &world, std::string name, const RouterProperty &property);
@@ -28,13 +33,17 @@ public:
     Router(const Router &) = delete;
     Router &operator=(const Router &) = delete;
 
-    /** Plugs it into a segment, with an address of its own there. */
+    /**
+     * Plugs it into a segment, with an address of its own there. For addresses of two classes it is
+     * plugged in twice.
+     */
     Station &plug_in(Segment &segment, const Prefix &address, const LinkProperty &link = {});
     /** What is for these addresses goes to another router. */
     void add_route(const Prefix &destination, const Address &via);
     /**
      * Has this port's address stand for all that is behind the router's other ports (RFC 4787:
-     * mappings that do not depend on the destination, filtering by its address and port).
+     * mappings that do not depend on the destination, filtering by its address and port). Throws
+     * std::logic_error when it is none of the router's.
      */
     void hide_behind(Station &outside);
 
@@ -55,13 +64,15 @@ private:
         std::vector<Endpoint> peers;
     };
 
-    Port *find_port(const Address &on) const;
-    void pass(const Port &from, Packet packet);
-    void flood(const Port &from, const Packet &packet);
     static constexpr KOLS_Transport_Port_t FIRST_NAT_PORT = 20'000;
 
+    Port *find_port(const Address &on) const;
+    const Port *find_port(KOLS_Transport_ClassId_t transport, const Segment &on) const;
+    void pass(const Port &from, Packet packet);
+    void flood(const Port &from, const Packet &packet);
     void send(const Port &from, Port &to, Packet packet, const Address &next_hop);
-    void translate_out(Packet &packet);
+    KOLS_Transport_Port_t free_port();
+    bool translate_out(Packet &packet);
     bool translate_in(Packet &packet);
 
     World &world_;
@@ -71,7 +82,7 @@ private:
     std::vector<Route> routes_;
     Port *outside_ = nullptr;
     std::vector<Mapping> mappings_;
-    KOLS_Transport_Port_t next_port_ = FIRST_NAT_PORT;
+    KOLS_Transport_Port_t next_port_ = 0; // counted from the first one
 };
 
 } // namespace simnet

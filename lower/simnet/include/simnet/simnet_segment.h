@@ -39,7 +39,10 @@ struct Packet {
 
 using Mac = std::array<NUV_UINT8, 6>;
 
-/** What is plugged into a segment: an interface of a host, a port of a router. */
+/**
+ * What is plugged into a segment: an interface of a host, a port of a router. It lives as long as
+ * its world, plugged in or not: packets may be on their way to it.
+ */
 class Station {
 public:
     explicit Station(World &world, const LinkProperty &link = {});
@@ -47,12 +50,15 @@ public:
     Station(const Station &) = delete;
     Station &operator=(const Station &) = delete;
 
+    /** Whether it answers to an address. */
     virtual bool has(const Address &address) const = 0;
     virtual bool is_router() const = 0;
+    /** Takes what its link has brought it. */
     virtual void arrive(const Packet &packet) = 0;
     /** Reports the groups that it has joined, when it is plugged in or asked. */
     virtual void report_groups() = 0;
 
+    /** What it is plugged into; null: nothing. */
     Segment *segment() const {
         return segment_;
     }
@@ -73,7 +79,7 @@ private:
 
     Segment *segment_ = nullptr;
     Mac mac_;
-    int side_ = 0; // of a partition
+    NUV_UINT64 side_ = 0; // a bit for each partition
 };
 
 /** What a switch does with what is sent to a group. */
@@ -95,7 +101,11 @@ struct SegmentProperty {
     bool isolatesClients = false;
 };
 
-/** Whatever is plugged into it hears each other. */
+/**
+ * Whatever is plugged into it hears each other. It is made by World::add_segment. A packet passes
+ * two links: that of the station that sends it, to the switch, and that from there to the other
+ * one.
+ */
 class Segment {
 public:
     Segment(World &world, std::string name, const SegmentProperty &property)
@@ -106,22 +116,28 @@ public:
     const std::string &name() const {
         return name_;
     }
+    /** Has it do something else with what it is sent from now on. */
     void set(const SegmentProperty &property);
 
-    /** Plugs a station in, and out. */
+    /** Plugs a station in, and out of where it was. Of a host's interface, Interface::move_to does.
+     */
     void attach(Station &station);
+    /** Plugs a station out. It must be plugged in. */
     void detach(Station &station);
 
-    /** Sends a packet from a station to the one that has the address, or to the group. */
+    /**
+     * Sends a packet from a station to the one that has the address of the next hop, or, where that
+     * is a group, to its members.
+     */
     void send(Station &from, const Packet &packet, const Address &next_hop);
 
-    /** A station says that it has joined a group, and left it. */
+    /** A station says that it is a member of a group, and that it is no more. */
     void report(const Station &station, const Address &group);
     void leave(const Station &station, const Address &group);
 
     /**
-     * Parts the segment: those named hear each other only, and so do the others. Several partitions
-     * add up.
+     * Parts the segment: those named, which are plugged in, hear each other only, and so do the
+     * others. Several partitions, 64 at most, add up.
      */
     void part(const std::vector<Station *> &side);
     /** Ends all partitions. */
@@ -133,8 +149,9 @@ private:
     Station *find_owner(const Address &address);
     std::optional<Drop> obstacle(const Station &from, const Station &to) const;
     bool passes(const Station &to, const Address &group) const;
-    void flood(Station &from, const Packet &packet, const Packets &packets, Time sent);
-    void hand_on(Station &to, const Packet &packet, const Packets &packets, Time sent);
+    void pass_on(const Station &from, Station *to, const Packet &packet, const Packets &packets);
+    void flood(const Station &from, const Packet &packet, const Packets &packets);
+    void hand_on(Station &to, const Packet &packet, const Packets &packets);
 
     World &world_;
     const std::string name_;
@@ -143,7 +160,7 @@ private:
     std::map<std::pair<const Station *, Address>, Time> members_; // since when
     std::map<Address, Station *> owners_; // as far as they have been asked for
     Time off_until_ = 0;
-    int sides_ = 0;
+    int sides_ = 0; // how many partitions there are
 };
 
 } // namespace simnet

@@ -30,13 +30,14 @@ enum class Drop {
     NO_STATION, /**< nobody on the segment has the address */
     NO_ROUTE,   /**< a router did not know where to */
     TTL,        /**< it had passed as many routers as it may */
-    NAT,        /**< nobody inside had sent to there */
+    NAT,        /**< nobody inside had sent to there, or no port was left for one who did */
     DOWN,       /**< the interface, or the host, was not there any more, or not yet */
     NO_SOCKET,  /**< nobody had the port */
     BUFFER,     /**< the socket's buffer was full */
     DROPS       /**< the number of reasons */
 };
 
+/** "queue full" */
 const char *to_text(Drop reason);
 
 /** What is traced. */
@@ -47,14 +48,15 @@ enum class Event {
     LEFT,
     CLOSED,
     SENT,
-    ARRIVED, /**< in a socket's buffer */
-    RECEIVED,
+    ARRIVED,  /**< in a socket's buffer */
+    RECEIVED, /**< by the process */
     DROPPED,
     TURNED,  /**< a process has dealt with what there was to do */
     CHANGED, /**< an interface, a clock, a switch, the state of a process */
     ACTED    /**< what the scenario does by itself */
 };
 
+/** "arrived" */
 const char *to_text(Event event);
 
 /** One thing that happened. */
@@ -64,8 +66,8 @@ struct Record {
     NUV_UINT32 host = 0;    /**< its number; 0: none */
     NUV_UINT32 process = 0; /**< its number on the host; 0: none */
     Endpoint endpoint{};    /**< that it is about */
-    NUV_UINT64 detail = 0;  /**< of a datagram its number, of a drop the reason as well */
-    int error = 0;          /**< why it failed */
+    NUV_UINT64 detail = 0; /**< a datagram's number, a membership's interface, a turn's datagrams */
+    int error = 0;         /**< why it failed: errno; of a drop its Drop */
 };
 
 /** Takes one record after the other. What two worlds have in common shows in their hashes. */
@@ -79,13 +81,14 @@ public:
     NUV_UINT64 hash() const {
         return hash_;
     }
-    /** As sixteen digits. */
+    /** The hash as sixteen digits. */
     std::string digest() const;
+    /** How many records there were. */
     NUV_UINT64 length() const {
         return length_;
     }
 
-    /** Has each record be written as a line from now on; null: no more. */
+    /** Has each record be written as a line from now on; null: no more. Borrowed. */
     void print_to(std::FILE *file) {
         file_ = file;
     }
@@ -100,8 +103,6 @@ public:
     }
 
 private:
-    friend class World;
-
     NUV_UINT64 hash_ = 0xCBF29CE484222325u;
     NUV_UINT64 length_ = 0;
     std::array<NUV_UINT64, static_cast<std::size_t>(Drop::DROPS)> dropped_{};

@@ -39,12 +39,16 @@ constexpr Time EPOCH = 1'767'225'600 * SECOND;
 
 class World {
 public:
+    /** Throws std::logic_error while there is another one. */
     explicit World(NUV_UINT64 seed);
     /** All runtimes are gone by then. */
     ~World();
     World(const World &) = delete;
     World &operator=(const World &) = delete;
 
+    // What is added lives as long as the world.
+
+    /** Throws std::logic_error when there is one of that name: it is what captures call it. */
     Segment &add_segment(const std::string &name, const SegmentProperty &property = {});
     Router &add_router(const std::string &name, const RouterProperty &property = {});
     Host &add_host(const std::string &name, const HostProperty &property = {});
@@ -65,7 +69,10 @@ public:
         return trace_;
     }
 
-    /** Has something done at a time; at once when it is past. First come, first served. */
+    /**
+     * Has something done at a time; next when it is past. What comes at the same time is done in
+     * the order in which it was asked for.
+     */
     void at(Time time, Action action);
     void after(Time duration, Action action) {
         at(now_ + duration, std::move(action));
@@ -73,7 +80,7 @@ public:
 
     /** Does what comes next. False when there is nothing more. */
     bool step();
-    /** Does what there is to do until then. */
+    /** Does what there is to do until then, which is the time afterwards. */
     void run_until(Time time);
     void run_for(Time duration) {
         run_until(now_ + duration);
@@ -81,7 +88,7 @@ public:
     /** Until something holds, looking after each step. False when it did not by then. */
     bool run_until(Time time, const std::function<bool()> &holds);
 
-    /** Has something called after each step. */
+    /** Has something called after each step; null: nothing. */
     void observe(Action observer) {
         observer_ = std::move(observer);
     }
