@@ -32,9 +32,9 @@ struct NUVOsapiRtpsGuid {
  *
  * Unique across hosts, network namespaces, processes and time, also on a host that has no network
  * address: hostId comes from the machine's and the boot's identity and the network namespace of the
- * process's first GUID, appId from the process id and random bits, instanceId from random bits and
- * a count. No field is 0. The first two octets of a prefix are those of the vendor id: as it is
- * unknown, {0, 0}, the high half of hostId is 0. Thread-safe.
+ * process's first GUID, appId and instanceId from the process id, the time, a count, and random
+ * bits that are the process's own. No field is 0. The first two octets of a prefix are those of the
+ * vendor id: as it is unknown, {0, 0}, the high half of hostId is 0. Thread-safe.
  */
 void NUVOsapiRtpsGuid_generate(struct NUVOsapiRtpsGuid *out);
 
