@@ -108,9 +108,7 @@ constexpr COMMENDFacade SLOTS = {
 
 Facade::Facade(const COMMENDFacadeProperty &property, NUVNetioConfigurator *its_configurator)
     : COMMENDFacade(SLOTS), configurator(its_configurator),
-      receiver(property,
-               *NUVNetioRuntime_getClock(NUVNetioConfigurator_getRuntime(its_configurator)),
-               NUVNetioRuntime_getRepetitions(NUVNetioConfigurator_getRuntime(its_configurator))),
+      receiver(property, NUVNetioConfigurator_getRuntime(its_configurator)),
       entryports(its_configurator, receiver),
       destinations(its_configurator, property.sender.sendTimeBasedLoggingThreshold) {}
 
@@ -147,4 +145,17 @@ int COMMENDFacade_delete(COMMENDFacade *self, REDAWorker *worker) {
     facade->~Facade();
     NUVOsapiHeap_freeStructure(facade);
     return 1;
+}
+
+int COMMENDFacade_addEndpoint(COMMENDFacade *self, const COMMENDEndpoint *endpoint) {
+    return static_cast<int>(from_slots(self)->receiver.interpreter.endpoints.add(*endpoint));
+}
+
+int COMMENDFacade_removeEndpoint(COMMENDFacade *self, const COMMENDEndpoint *endpoint) {
+    return static_cast<int>(from_slots(self)->receiver.interpreter.endpoints.remove(*endpoint));
+}
+
+void COMMENDFacade_getInterpreterStatistics(COMMENDFacade *self,
+                                            COMMENDInterpreterStatistics *out) {
+    from_slots(self)->receiver.interpreter.copy_statistics(out);
 }

@@ -2,39 +2,12 @@
 // What becomes of a received datagram.
 #include "receiver.h"
 
-#include <algorithm>
-#include <cstring>
-
 #include "commend_log.h"
+#include "guidPrefix.h"
 
 namespace commend {
 
 namespace {
-
-// The header of an RTPS message (DDSI-RTPS 9.4.4).
-constexpr std::array<NUV_UINT8, 4> PROTOCOL = {'R', 'T', 'P', 'S'};
-constexpr std::size_t VERSION_MAJOR_OFFSET = 4; // the minor version and the vendor id follow
-constexpr NUV_UINT8 VERSION_MAJOR = 2;
-constexpr std::size_t GUID_PREFIX_OFFSET = 8;
-constexpr std::size_t HEADER_SIZE = 20;
-
-/** A newer minor version is understood too (DDSI-RTPS 8.3.6.3). */
-bool is_rtps_message(std::span<const NUV_UINT8> data) {
-    return data.size() >= HEADER_SIZE &&
-           std::equal(PROTOCOL.begin(), PROTOCOL.end(), data.begin()) &&
-           data[VERSION_MAJOR_OFFSET] == VERSION_MAJOR;
-}
-
-std::array<NUV_UINT8, 12> to_network_order(const NUVOsapiRtpsGuidPrefix &prefix) {
-    std::array<NUV_UINT8, 12> bytes{};
-    std::size_t place = 0;
-    for (const NUV_UINT32 word : {prefix.hostId, prefix.appId, prefix.instanceId}) {
-        for (const unsigned shift : {24u, 16u, 8u, 0u}) {
-            bytes[place++] = static_cast<NUV_UINT8>(word >> shift);
-        }
-    }
-    return bytes;
-}
 
 void warn_of_slow_message(REDARepetitions *repetitions, KOLS_Transport_Port_t port,
                           const Seconds &passed, const Seconds &allowed) {
@@ -52,10 +25,11 @@ void count_one(std::atomic<NUV_UINT64> &counter) {
 
 } // namespace
 
-Receiver::Receiver(const COMMENDFacadeProperty &property, const NUVClock &clock,
-                   REDARepetitions *repetitions)
-    : repetitions_(repetitions), own_prefix_(to_network_order(property.guidPrefix)),
-      threshold_(property.receiver.processMessageTimeBasedLoggingThreshold, clock) {}
+Receiver::Receiver(const COMMENDFacadeProperty &property, NUVNetioRuntime *runtime)
+    : interpreter(property, runtime), repetitions_(NUVNetioRuntime_getRepetitions(runtime)),
+      own_prefix_(property.guidPrefix),
+      threshold_(property.receiver.processMessageTimeBasedLoggingThreshold,
+                 *NUVNetioRuntime_getClock(runtime)) {}
 
 bool Receiver::open(const COMMENDReceiverProperty &property) {
     return tracked_ports_.read(property.processMessageTimeBasedLoggingExplicitPorts);
@@ -103,22 +77,22 @@ void Receiver::receive(const NUVNetioMessage &message, bool tracked, REDAWorker 
 }
 
 void Receiver::process(const NUVNetioMessage &message, REDAWorker *worker) {
-    const std::span<const NUV_UINT8> data(message.data, message.length);
-    if (!is_rtps_message(data)) {
+    RTPSMessageReader reader;
+    RTPSHeader header;
+    if (RTPSMessageReader_initialize(&reader, {message.data, message.length}, &header) !=
+        RTPS_ACCEPTED) {
         count_one(rejected_);
         return;
     }
     count_one(received_);
-    if (is_from_self(data)) {
+    if (is_same_prefix(header.guidPrefix, own_prefix_)) {
         count_one(from_self_);
         return;
     }
     hand_on(message, worker);
-}
-
-bool Receiver::is_from_self(std::span<const NUV_UINT8> data) const {
-    const auto prefix = data.subspan<GUID_PREFIX_OFFSET, GUID_PREFIX_SIZE>();
-    return std::equal(prefix.begin(), prefix.end(), own_prefix_.begin());
+    if (!interpreter.endpoints.is_empty()) {
+        interpreter.interpret(message, header, reader, worker);
+    }
 }
 
 void Receiver::add_statistics(COMMENDFacadeStatistics *out) const {

@@ -6,9 +6,8 @@
 #include <array>
 #include <atomic>
 #include <mutex>
-#include <span>
 
-#include "commend/commend_facade.h"
+#include "interpreter.h"
 #include "stopwatch.h"
 #include "trackedPorts.h"
 
@@ -17,12 +16,11 @@ namespace commend {
 /** Thread-safe once it has been opened. */
 class Receiver {
 public:
-    /**
-     * @param clock       by which messages are timed; must outlive the receiver, as the next.
-     * @param repetitions limits the warnings of what takes long.
-     */
-    Receiver(const COMMENDFacadeProperty &property, const NUVClock &clock,
-             REDARepetitions *repetitions);
+    /** @param runtime by whose clock messages are timed, and warnings are limited. */
+    Receiver(const COMMENDFacadeProperty &property, NUVNetioRuntime *runtime);
+
+    /** Goes through messages, and knows for whom their submessages are. */
+    Interpreter interpreter;
 
     /** Reads what may be wrong in the property. On failure an error has been logged. */
     bool open(const COMMENDReceiverProperty &property);
@@ -38,14 +36,11 @@ public:
     void add_statistics(COMMENDFacadeStatistics *out) const;
 
 private:
-    static constexpr std::size_t GUID_PREFIX_SIZE = 12;
-
     void process(const NUVNetioMessage &message, REDAWorker *worker);
-    bool is_from_self(std::span<const NUV_UINT8> data) const;
     void hand_on(const NUVNetioMessage &message, REDAWorker *worker);
 
     REDARepetitions *const repetitions_;
-    const std::array<NUV_UINT8, GUID_PREFIX_SIZE> own_prefix_; // as messages carry it
+    const NUVOsapiRtpsGuidPrefix own_prefix_;
     const Threshold threshold_;
     TrackedPorts tracked_ports_;
 
