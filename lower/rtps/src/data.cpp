@@ -53,7 +53,7 @@ void read_beginning(Input &body, Record &record, bool has_inline_qos, RTPSRefusa
     body.number(octets_to_inline_qos);
     Input fixed(body.take(octets_to_inline_qos), body.order());
     fixed_part(fixed, record);
-    if (!body.is_good() || !fixed.is_good()) {
+    if (!fixed.is_good()) {
         refused = RTPS_REFUSED_LENGTH;
     } else if (has_inline_qos) {
         record.inlineQos = take_parameter_list(body, refused);

@@ -46,7 +46,7 @@ RTPSRefusal RTPSPropertyList_read(RTPSOctets octets, RTPSByteOrder byteOrder,
 }
 
 void RTPSPropertyReader_initialize(RTPSPropertyReader *self, const RTPSPropertyList *list) {
-    *self = {list->octets.length != 0 ? list->count : 0, *list, COUNT_SIZE};
+    *self = {list->count, *list, COUNT_SIZE};
 }
 
 int RTPSPropertyReader_next(RTPSPropertyReader *self, RTPSProperty *out) {
