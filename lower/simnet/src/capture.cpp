@@ -18,7 +18,6 @@ using Octets = std::vector<NUV_UINT8>;
 
 constexpr NUV_UINT8 UDP = 17;
 constexpr NUV_UINT8 IPv6_FRAGMENT = 44;
-constexpr std::size_t ETHERNET_HEADER = 14;
 constexpr std::size_t UDP_HEADER = 8;
 
 // Of blocks and options of pcapng.

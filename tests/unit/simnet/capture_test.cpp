@@ -165,13 +165,13 @@ TEST_F(SimCapture, WhatJustFitsIsNoFragment) {
 TEST_F(SimCapture, DatagramsOfAnySizeHaveTheirChecksum) {
     const Udp ipv4(a);
     const Udp ipv6(a, "[::]:5000");
-    for (const std::size_t size : {0u, 1u, 2u, 3u, 65'507u}) {
+    for (const std::size_t size : {0u, 1u, 2u, 3u, 9'999u}) {
         EXPECT_EQ(ipv4.send("192.0.2.2:7410", payload(size)), 0);
         EXPECT_EQ(ipv6.send("[fd00::2]:7410", payload(size)), 0);
     }
     const std::vector<Datagram> all = pcapng::datagrams(frames());
     ASSERT_THAT(all, SizeIs(10));
-    EXPECT_EQ(all[9].data, payload(65'507));
+    EXPECT_EQ(all[9].data, payload(9'999));
 }
 
 TEST_F(SimCapture, ChecksumThatWouldBeZeroIsSentAsItsOpposite) {
