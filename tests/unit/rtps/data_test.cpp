@@ -30,13 +30,30 @@ RTPSData data() {
             view("00010000 61626364 65666768")};
 }
 
-RTPSData key_with_inline_qos(RTPSByteOrder order) {
-    const char *qos = order == RTPS_BIG_ENDIAN
-                          ? "0070 0010 01020304 05060708 090a0b0c 000001c1  0071 0004 00000003  "
-                            "0001 0000"
-                          : "7000 1000 01020304 05060708 090a0b0c 000001c1  7100 0400 00000003  "
-                            "0100 0000";
-    return {RTPS_PAYLOAD_KEY, 0, 0, 0x000100C2, 7, view(qos), view("00020000 00010000")};
+/** A view of what is written by one of the functions that have no message; it stays. */
+template <typename Write>
+RTPSOctets view_of(Write write) {
+    std::vector<NUV_UINT8> octets(write(nullptr, 0));
+    write(octets.data(), octets.size());
+    return view(hex(octets));
+}
+
+/** The participant of our header leaves. */
+RTPSData leaving(RTPSByteOrder order) {
+    const NUVOsapiRtpsGuid guid = {HEADER_RECORD.guidPrefix, RTPS_ENTITYID_PARTICIPANT};
+    RTPSInlineQos qos = {1, {}, RTPS_STATUS_INFO_DISPOSED | RTPS_STATUS_INFO_UNREGISTERED};
+    RTPSGuid_toOctets(&guid, qos.keyHash);
+    return {RTPS_PAYLOAD_KEY,
+            0,
+            RTPS_ENTITYID_UNKNOWN,
+            RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER,
+            7,
+            view_of([&](NUV_UINT8 *room, std::size_t size) {
+                return RTPSInlineQos_write(&qos, order, room, size);
+            }),
+            view_of([&](NUV_UINT8 *room, std::size_t size) {
+                return RTPSParticipantKey_write(&guid, order, room, size);
+            })};
 }
 
 RTPSDataFrag data_frag() {
@@ -54,7 +71,7 @@ TEST(DataTest, HasThisForm) {
 }
 
 TEST(DataTest, OfAKeyWithInlineQosHasThisForm) {
-    expect_form_by_order(KEY_WITH_INLINE_QOS, key_with_inline_qos);
+    expect_form_by_order(KEY_WITH_INLINE_QOS, leaving);
 }
 
 TEST(DataTest, WithoutPayloadHasNone) {

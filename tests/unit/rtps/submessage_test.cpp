@@ -245,6 +245,11 @@ TEST(InfoReplyIp4Test, InvalidLocatorIsAddressAndPortZero) {
                 RTPSInfoReplyIp4{0, NUV_NETIO_LOCATOR_INVALID, NUV_NETIO_LOCATOR_INVALID});
 }
 
+TEST(InfoReplyIp4Test, PortAloneIsALocatorToo) {
+    expect_form({"", "0d 00 0008 00000000 00001cf2", "0d 01 0800 00000000 f21c0000"},
+                RTPSInfoReplyIp4{0, locator("udpv4://0.0.0.0:7410"), NUV_NETIO_LOCATOR_INVALID});
+}
+
 TEST(InfoReplyIp4Test, LocatorOfAnotherTransportIsNotWritten) {
     RTPSInfoReplyIp4 record = {0, locator("udpv6://[fd00::2]:7410"), NUV_NETIO_LOCATOR_INVALID};
     EXPECT_EQ(written(record, RTPS_BIG_ENDIAN), "");

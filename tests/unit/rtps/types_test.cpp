@@ -104,6 +104,16 @@ TEST(NumberSetTest, OfFragmentsReachesToTheHighestOne) {
     EXPECT_EQ(set.numBits, 256u);
 }
 
+TEST(NumberSetTest, OfFragmentsTakesNoNumberBelowItsBaseOrTooFarAbove) {
+    RTPSFragmentNumberSet set = {5, 0, {}};
+    EXPECT_EQ(RTPSFragmentNumberSet_add(&set, 4), 0);
+    EXPECT_EQ(RTPSFragmentNumberSet_add(&set, 5 + 256), 0);
+    EXPECT_EQ(RTPSFragmentNumberSet_contains(&set, 4), 0);
+    EXPECT_EQ(RTPSFragmentNumberSet_contains(&set, 5), 0);
+    set.base = 0;
+    EXPECT_EQ(RTPSFragmentNumberSet_add(&set, 0), 0);
+}
+
 struct SetOctets {
     const char *name;
     const char *octets; ///< base, number of bits, bitmap
