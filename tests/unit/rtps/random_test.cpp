@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Random messages and announcements: written, read back, and read after one octet was changed.
+#include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
@@ -117,6 +118,45 @@ TEST(RandomSubmessageTest, IsReadAsItWasWritten) {
             random.fill(reply.multicast);
         }
         expect_back(reply, order);
+    }
+}
+
+TEST(RandomDataTest, IsReadAsItWasWritten) {
+    Random random(4);
+    for (int i = 0; i < TRIES; ++i) {
+        const auto order = static_cast<RTPSByteOrder>(random.boolean());
+        const RTPSInlineQos status = {0, {}, static_cast<NUV_UINT32>(random.upTo(7))};
+        Block qos(RTPSInlineQos_write(&status, order, nullptr, 0));
+        RTPSInlineQos_write(&status, order, qos.data(), qos.size());
+        const Block payload(4 * random.upTo(20));
+        expect_back(RTPSData{static_cast<RTPSPayloadKind>(1 + random.upTo(1)), random.boolean(),
+                             random.word(), random.word(), random.sequence_number(),
+                             random.boolean() != 0 ? qos.view() : RTPSOctets{}, payload.view()},
+                    order);
+    }
+}
+
+TEST(RandomDataFragTest, IsReadAsItWasWritten) {
+    Random random(5);
+    for (int i = 0; i < TRIES; ++i) {
+        const Block sample(1 + random.upTo(500));
+        const std::size_t size = 1 + random.upTo(sample.size() - 1);
+        const std::size_t count = (sample.size() + size - 1) / size;
+        const std::size_t first = random.upTo(count - 1);
+        const std::size_t fragments = 1 + random.upTo(count - 1 - first);
+        const std::size_t end = std::min((first + fragments) * size, sample.size());
+        expect_back(RTPSDataFrag{random.boolean(),
+                                 random.boolean(),
+                                 random.word(),
+                                 random.word(),
+                                 random.sequence_number(),
+                                 static_cast<RTPSFragmentNumber>(1 + first),
+                                 static_cast<NUV_UINT16>(fragments),
+                                 static_cast<NUV_UINT16>(size),
+                                 static_cast<NUV_UINT32>(sample.size()),
+                                 {},
+                                 {sample.view().data + first * size, end - first * size}},
+                    static_cast<RTPSByteOrder>(random.boolean()));
     }
 }
 
