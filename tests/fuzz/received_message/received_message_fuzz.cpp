@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-// A datagram as it arrives at a participant's port.
+// A datagram as it arrives at a participant's port, and the submessages in it.
 #include <algorithm>
 #include <array>
+#include <numeric>
 #include <string_view>
 
 #include "fuzz.h"
 #include "receiver.h"
+#include "simnet/simnet_world.h"
 
 namespace {
 
@@ -38,19 +40,136 @@ void deliver(void *param, const NUVNetioMessage *message, REDAWorker * /*worker*
     delivery->message = message;
 }
 
+/** A runtime without a thread. It is the same for all inputs. */
+class SimulatedRuntime {
+public:
+    SimulatedRuntime() {
+        const NUVNetioRuntimeProperty property = process_.runtime_property();
+        self = process_.call(
+            [&] { return NUVNetioRuntime_new(&property, nullptr, REDAWorkerFactory_new()); });
+    }
+
+    NUVNetioRuntime *self;
+
+private:
+    simnet::World world_{1};
+    simnet::Process &process_ = world_.add_host("host").add_process("process");
+};
+
+NUVNetioRuntime *runtime() {
+    static auto *the_runtime = new SimulatedRuntime; // until the end of the process
+    return the_runtime->self;
+}
+
+/** What a message has, by the lengths of its submessages alone. */
+struct Contents {
+    std::uint64_t entities = 0; // what endpoints take
+    std::uint64_t others = 0;   // what says nothing to anybody
+    bool has_lie = false;
+};
+
+Contents contents_of(std::basic_string_view<std::uint8_t> rest) {
+    constexpr std::array<int, 4> ENTITIES = {0x06, 0x07, 0x08, 0x15};
+    constexpr std::array<int, 6> TALK = {0x00, 0x09, 0x0C, 0x0D, 0x0E, 0x0F};
+    const auto has = [](const auto &kinds, int kind) {
+        return std::find(kinds.begin(), kinds.end(), kind) != kinds.end();
+    };
+    Contents contents;
+    rest.remove_prefix(20);
+    while (!rest.empty()) {
+        if (rest.size() < 4) {
+            contents.has_lie = true;
+            return contents;
+        }
+        const int kind = rest[0];
+        const std::size_t length = (rest[1] & 1) != 0 ? rest[2] + 256u * rest[3] //
+                                                      : rest[3] + 256u * rest[2];
+        const bool is_to_the_end = length == 0 && kind != 0x01 && kind != 0x09;
+        rest.remove_prefix(4);
+        contents.has_lie = length > rest.size();
+        if (contents.has_lie) {
+            return contents;
+        }
+        contents.entities += has(ENTITIES, kind) ? 1 : 0;
+        contents.others += has(ENTITIES, kind) || has(TALK, kind) ? 0 : 1;
+        rest.remove_prefix(is_to_the_end ? rest.size() : length);
+    }
+    return contents;
+}
+
+/** Looks whether what it is handed lies within the message. */
+class Endpoint {
+public:
+    Endpoint(commend::Endpoints &endpoints, RTPSEntityId id, const NUVNetioMessage &message)
+        : endpoints_(endpoints), message_(message), endpoint_{id,
+                                                              handle<RTPSData>,
+                                                              handle<RTPSHeartbeat>,
+                                                              handle<RTPSGap>,
+                                                              handle<RTPSAckNack>,
+                                                              this} {
+        fuzz::must(endpoints.add(endpoint_), "there is room for an endpoint");
+    }
+    ~Endpoint() {
+        fuzz::must(endpoints_.remove(endpoint_), "an endpoint that is not called can be removed");
+    }
+    Endpoint(const Endpoint &) = delete;
+    Endpoint &operator=(const Endpoint &) = delete;
+
+private:
+    template <typename Record>
+    static void handle(void *param, const COMMENDMessageContext *context, const Record *record,
+                       REDAWorker * /*worker*/) {
+        const auto *self = static_cast<const Endpoint *>(param);
+        fuzz::must(context->message == &self->message_, "an endpoint is handed the message");
+        if constexpr (std::is_same_v<Record, RTPSData>) {
+            fuzz::must(self->is_within(record->inlineQos) && self->is_within(record->payload),
+                       "what is handed on lies within the message");
+        } else {
+            fuzz::must(record != nullptr, "an endpoint is handed a submessage");
+        }
+    }
+    bool is_within(const RTPSOctets &octets) const {
+        return octets.length == 0 ||
+               (octets.data >= message_.data &&
+                octets.data + octets.length <= message_.data + message_.length);
+    }
+
+    commend::Endpoints &endpoints_;
+    const NUVNetioMessage &message_;
+    const COMMENDEndpoint endpoint_;
+};
+
+void judge(const COMMENDInterpreterStatistics &statistics, const Contents &contents) {
+    const std::uint64_t entities =
+        statistics.handedOn + statistics.unwanted + statistics.forOthers + statistics.fromSelf;
+    const std::uint64_t refused = std::accumulate(std::begin(statistics.refused),
+                                                  std::end(statistics.refused), std::uint64_t{0});
+    fuzz::must(statistics.refused[RTPS_ACCEPTED] == 0, "nothing is refused for being accepted");
+    fuzz::must(refused <= 1, "a message is refused once");
+    fuzz::must(refused == 1 || !contents.has_lie, "a length that lies is noticed");
+    fuzz::must(entities <= contents.entities && statistics.passedOver <= contents.others,
+               "no submessage is counted that there is not");
+    fuzz::must(refused == 1 ||
+                   (entities == contents.entities && statistics.passedOver == contents.others),
+               "of what is accepted each submessage is counted once");
+}
+
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     const fuzz::Messages messages;
     COMMENDActiveFacadeProperty property = COMMEND_ACTIVE_FACADE_PROPERTY_DEFAULT;
     property.parent.guidPrefix = OWN_PREFIX;
-    commend::Receiver receiver(property.parent, *NUVClock_getMonotonic(), nullptr);
+    commend::Receiver receiver(property.parent, runtime());
     Delivery delivery;
     receiver.set_listener({deliver, &delivery});
 
     NUVNetioMessage message{};
     message.data = data;
     message.length = static_cast<NUV_UINT32>(size);
+    const Endpoint reader(receiver.interpreter.endpoints,
+                          RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_DETECTOR, message);
+    const Endpoint for_all_others(receiver.interpreter.endpoints, RTPS_ENTITYID_UNKNOWN, message);
     receiver.receive(message, false, nullptr);
 
     const Kind kind = kind_of({reinterpret_cast<const char *>(data), size});
@@ -65,6 +184,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     fuzz::must(delivery.count == (kind == Kind::FROM_OTHERS ? 1 : 0),
                "a message of others is handed on once, and nothing else");
     fuzz::must(delivery.count == 0 || delivery.message == &message, "it is handed on as it came");
-    fuzz::must(messages.count() == 0, "whatever arrives, nothing is said of it");
+    COMMENDInterpreterStatistics interpreted{};
+    receiver.interpreter.copy_statistics(&interpreted);
+    judge(interpreted, kind == Kind::FROM_OTHERS ? contents_of({data, size}) : Contents());
+    fuzz::must(messages.count() == messages.count(NUV_LOG_LEVEL_WARNING) && messages.count() <= 1,
+               "whatever arrives, there is one line of it at the most");
     return 0;
 }
