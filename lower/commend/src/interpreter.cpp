@@ -3,7 +3,6 @@
 #include "interpreter.h"
 
 #include "commend_log.h"
-#include "guidPrefix.h"
 
 namespace commend {
 
@@ -11,6 +10,7 @@ namespace {
 
 constexpr std::size_t SUBMESSAGE_ALIGNMENT = 4;
 constexpr std::size_t SUBMESSAGE_HEADER_SIZE = 4;
+constexpr NUVOsapiRtpsGuidPrefix EVERYBODY = {0, 0, 0};
 
 void count_one(std::atomic<NUV_UINT64> &counter) {
     counter.fetch_add(1, std::memory_order_relaxed);
@@ -108,7 +108,7 @@ RTPSRefusal Interpreter::Walk::take_source(const RTPSSubmessage &submessage) {
         context_.source = info.source;
         context_.timestamp = RTPS_TIME_INVALID;
         context_.reply = nullptr;
-        is_from_self_ = is_same_prefix(info.source.guidPrefix, interpreter_.own_prefix_);
+        is_from_self_ = interpreter_.is_own(info.source.guidPrefix);
     }
     return refusal;
 }
@@ -117,8 +117,8 @@ RTPSRefusal Interpreter::Walk::take_destination(const RTPSSubmessage &submessage
     RTPSInfoDestination info;
     const RTPSRefusal refusal = RTPSInfoDestination_read(&submessage, &info);
     if (refusal == RTPS_ACCEPTED) {
-        const bool is_for_all = is_same_prefix(info.guidPrefix, {0, 0, 0});
-        const bool is_for_this = is_same_prefix(info.guidPrefix, interpreter_.own_prefix_);
+        const bool is_for_all = NUVOsapiRtpsGuidPrefix_isSame(&info.guidPrefix, &EVERYBODY) != 0;
+        const bool is_for_this = interpreter_.is_own(info.guidPrefix);
         context_.isDirected = is_for_this ? 1 : 0;
         is_for_others_ = !is_for_all && !is_for_this;
     }

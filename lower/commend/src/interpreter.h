@@ -30,6 +30,9 @@ private:
     class Walk;
     using Counter = std::atomic<NUV_UINT64>;
 
+    bool is_own(const NUVOsapiRtpsGuidPrefix &prefix) const {
+        return NUVOsapiRtpsGuidPrefix_isSame(&prefix, &own_prefix_) != 0;
+    }
     void note_refusal(const NUVNetioMessage &message, RTPSRefusal reason);
 
     const NUVOsapiRtpsGuidPrefix own_prefix_;

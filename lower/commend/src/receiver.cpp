@@ -3,7 +3,6 @@
 #include "receiver.h"
 
 #include "commend_log.h"
-#include "guidPrefix.h"
 
 namespace commend {
 
@@ -85,7 +84,7 @@ void Receiver::process(const NUVNetioMessage &message, REDAWorker *worker) {
         return;
     }
     count_one(received_);
-    if (is_same_prefix(header.guidPrefix, own_prefix_)) {
+    if (NUVOsapiRtpsGuidPrefix_isSame(&header.guidPrefix, &own_prefix_) != 0) {
         count_one(from_self_);
         return;
     }

@@ -130,6 +130,14 @@ NUVOsapiRtpsGuidSource source = {generate_prefix};
 
 } // namespace
 
+int NUVOsapiRtpsGuidPrefix_isSame(const NUVOsapiRtpsGuidPrefix *left,
+                                  const NUVOsapiRtpsGuidPrefix *right) {
+    return left->hostId == right->hostId && left->appId == right->appId &&
+                   left->instanceId == right->instanceId
+               ? 1
+               : 0;
+}
+
 NUVOsapiRtpsGuidSource *NUVOsapiRtpsGuidSource_get(void) {
     return &source;
 }

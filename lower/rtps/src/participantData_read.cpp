@@ -36,7 +36,7 @@ public:
         if (data_.guid.objectId != RTPS_ENTITYID_PARTICIPANT) {
             return RTPS_REFUSED_ENTITY_ID;
         }
-        if (!is_same(data_.guid.prefix, source_.guidPrefix)) {
+        if (NUVOsapiRtpsGuidPrefix_isSame(&data_.guid.prefix, &source_.guidPrefix) == 0) {
             return RTPS_REFUSED_GUID_PREFIX;
         }
         return NUVNtpTime_compare(&data_.leaseDuration, &ZERO) > 0 ? RTPS_ACCEPTED
@@ -44,11 +44,6 @@ public:
     }
 
 private:
-    static bool is_same(const NUVOsapiRtpsGuidPrefix &left, const NUVOsapiRtpsGuidPrefix &right) {
-        return left.hostId == right.hostId && left.appId == right.appId &&
-               left.instanceId == right.instanceId;
-    }
-
     RTPSRefusal read_value(const RTPSParameter &parameter, rtps::Input &value) {
         switch (parameter.id) {
         case RTPS_PID_PROTOCOL_VERSION:

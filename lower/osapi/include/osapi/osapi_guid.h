@@ -19,6 +19,10 @@ struct NUVOsapiRtpsGuidPrefix {
     NUV_UINT32 instanceId;
 };
 
+/** Non-zero when both name the same participant. */
+int NUVOsapiRtpsGuidPrefix_isSame(const struct NUVOsapiRtpsGuidPrefix *left,
+                                  const struct NUVOsapiRtpsGuidPrefix *right);
+
 struct NUVOsapiRtpsGuid {
     struct NUVOsapiRtpsGuidPrefix prefix;
     NUV_UINT32 objectId;
