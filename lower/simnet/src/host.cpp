@@ -18,6 +18,7 @@ constexpr Time UPTIME = 1'000 * SECOND;
 
 std::vector<Prefix> prefixes(const std::vector<std::string> &texts) {
     std::vector<Prefix> parsed;
+    parsed.reserve(texts.size());
     for (const std::string &one : texts) {
         parsed.push_back(prefix(one));
     }

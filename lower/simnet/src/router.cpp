@@ -123,7 +123,7 @@ void Router::flood(const Port &from, const Packet &packet) {
         return;
     }
     for (const std::unique_ptr<Port> &port : ports_) {
-        if (port->segment() != nullptr && port->segment() != from.segment() &&
+        if (port.get() != &from && port->segment() != nullptr &&
             find_port(packet.destination.address.transport, *port->segment()) == port.get()) {
             send(from, *port, packet, packet.destination.address);
         }

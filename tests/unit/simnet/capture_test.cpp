@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // What goes over segments, as a file that other tools read.
-#include <cstdio>
+#include <csignal>
 #include <filesystem>
 #include <system_error>
+
+#include <sys/resource.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -240,25 +242,48 @@ TEST_F(SimCapture, FileThatCannotBeMadeIsRefused) {
     }
 }
 
-/** What closing a file says that is written to a device that is full. */
-int error_when_full(Capture &full) {
+/** What closing a file says; 0: nothing. */
+int error_of_closing(Capture &file) {
     try {
-        full.close();
+        file.close();
         return 0;
     } catch (const std::system_error &error) {
         return error.code().value();
     }
 }
 
-TEST_F(SimCapture, SaysWhenNotAllCouldBeWritten) {
-    Capture small("/dev/full");
-    EXPECT_EQ(error_when_full(small), ENOSPC);
-    Capture large("/dev/full");
-    world.capture(&large);
-    EXPECT_EQ(Udp(a).send("192.0.2.2:7410", payload(65'000)), 0); // does not wait for the end
-    world.capture(nullptr);
+TEST_F(SimCapture, SaysWhenItsEndCouldNotBeWritten) {
+    Capture full("/dev/full");
+    EXPECT_EQ(error_of_closing(full), ENOSPC);
+}
+
+/** The files of this process may not get larger than that; whoever tries is told so. */
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t most) {
+        getrlimit(RLIMIT_FSIZE, &former_);
+        const rlimit limit = {most, former_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit() {
+        setrlimit(RLIMIT_FSIZE, &former_);
+        (void)std::signal(SIGXFSZ, former_handler_);
+    }
+    FileSizeLimit(const FileSizeLimit &) = delete;
+    FileSizeLimit &operator=(const FileSizeLimit &) = delete;
+
+private:
+    rlimit former_{};
+    void (*const former_handler_)(int) = std::signal(SIGXFSZ, SIG_IGN);
+};
+
+TEST_F(SimCapture, SaysWhenSomethingBeforeItsEndCouldNotBeWritten) {
+    {
+        const FileSizeLimit limit(10'000);
+        EXPECT_EQ(Udp(a).send("192.0.2.2:7410", payload(65'000)), 0);
+    }
     errno = 0;
-    EXPECT_EQ(error_when_full(large), ENOSPC);
+    EXPECT_EQ(error_of_closing(capture), EFBIG);
 }
 
 } // namespace

@@ -443,6 +443,38 @@ TEST_F(SimProcess, TimedEventThatIsDueWhileItIsAtSomethingComesAfterwards) {
     EXPECT_LE(alarm.times[0], 5 * SECOND + MILLISECOND);
 }
 
+/** Turns of a loop, the first of which takes five seconds. */
+struct Turns {
+    World *world;
+    std::vector<Time> times{};
+    bool is_over = false;
+
+    static int on_turn(void *param, REDAWorker * /*worker*/) {
+        auto *self = static_cast<Turns *>(param);
+        self->times.push_back(self->world->now());
+        if (self->times.size() == 1) {
+            self->world->run_for(5 * SECOND);
+        }
+        return self->is_over ? 0 : 1;
+    }
+};
+
+TEST_F(SimProcess, TimerWhoseTimeComesWithinATurnBringsAnotherTurn) {
+    const net::Factories factories;
+    const NUVNetioLoop &slots = *a.runtime_property().loop;
+    Turns turns{&world};
+    const NUVNetioLoopHandler handler{nullptr, Turns::on_turn, &turns};
+    void *const loop = slots.open(slots.param, &handler);
+    EXPECT_NE(slots.start(loop, factories.threads, factories.workers), 0);
+    EXPECT_NE(slots.wakeUp(loop), 0);
+    slots.setTimer(loop, host_a.monotonic() + SECOND);
+    run(10 * SECOND);
+    EXPECT_THAT(turns.times, ElementsAre(REACTION, 5 * SECOND + 2 * REACTION));
+    turns.is_over = true;
+    EXPECT_NE(slots.stop(loop), 0);
+    slots.close(loop);
+}
+
 TEST_F(SimProcess, StoppedRuntimeReceivesWhenItIsResumed) {
     Node receiver(b);
     EXPECT_TRUE(receiver.open("192.0.2.2:7410"));

@@ -103,6 +103,9 @@ TEST(SimWorld, ClocksOfTheSystemAreItsOwnWhileItIsThere) {
     EXPECT_EQ(NUVClock_getMonotonic()->getNanoseconds, monotonic.getNanoseconds);
     EXPECT_EQ(NUVClock_getMonotonic()->sleepUntil, monotonic.sleepUntil);
     EXPECT_EQ(NUVClock_getRealtime()->getNanoseconds, realtime.getNanoseconds);
+    for (const NUVClock *clock : {NUVClock_getMonotonic(), NUVClock_getRealtime()}) {
+        EXPECT_GT(clock->getNanoseconds(clock), 0);
+    }
 }
 
 TEST(SimWorld, ThereIsOneAtATime) {
@@ -235,6 +238,13 @@ TEST_F(SimTrace, CountsStrangersThatComeAndGo) {
     EXPECT_EQ(count(Event::CLOSED), 1u);
 }
 
+TEST_F(SimTrace, TakesWhatTheScenarioDoes) {
+    const NUV_UINT64 before = world.trace().hash();
+    world.trace().add({world.now(), Event::ACTED});
+    EXPECT_EQ(count(Event::ACTED), 1u);
+    EXPECT_NE(world.trace().hash(), before);
+}
+
 /** The lines that a trace prints of some records. */
 std::vector<std::string> printed(const std::vector<Record> &records) {
     char *text = nullptr;
@@ -332,9 +342,22 @@ TEST(SimTraceHash, DiffersWithEachOctet) {
     EXPECT_EQ(digests.size(), octets.size() + 1);
 }
 
-TEST(SimTraceHash, IsTheSameEverywhere) {
+TEST(SimTraceHash, ChangesOfTheHighestBitsDoNotMakeUpForEachOther) {
+    const std::string octets(32, '\0');
+    std::string changed = octets;
+    for (const std::size_t i : {7u, 15u}) {
+        changed[i] = '\x80';
+    }
     Trace trace;
-    trace.add("abc", 3); // FNV-1a, which is known of it
+    trace.add(octets.data(), octets.size());
+    Trace other;
+    other.add(changed.data(), changed.size());
+    EXPECT_NE(trace.hash(), other.hash());
+}
+
+TEST(SimTraceHash, IsThatOfFnvForAFewOctets) {
+    Trace trace;
+    trace.add("abc", 3);
     EXPECT_EQ(trace.digest(), "e71fa2190541574b");
 }
 
