@@ -141,16 +141,18 @@ TEST_F(FollowingAddresses, ARestrictedParticipantFollowsItsInterfaceAndNoOther) 
 TEST_F(FollowingAddresses, ARestrictedParticipantHoldsNoSocketForAnAddressThatIsGone) {
     Follower follower({"--interface", "net0"});
     std::string last = "192.0.2.2";
+    std::string last_with_prefix = last + "/24";
 
+    // Each is a network of its own, and so doesn't go for a moment with the one before.
     for (int i = 10; i < 20; ++i) {
         const std::string next = "192.0.2." + std::to_string(i);
 
-        following::ip_batch({"address add " + next + "/24 dev net0",
-                             "address del " + last + "/24 dev net0",
-                             "address replace " + next + "/24 dev net0"});
+        following::ip_batch({"address add " + next + "/32 dev net0",
+                             "address del " + last_with_prefix + " dev net0"});
         ASSERT_TRUE(follower.has({next})) << follower.log();
         expect_arrival(next, "net0");
         last = next;
+        last_with_prefix = next + "/32";
     }
     const std::set<std::string> wanted = {"127.0.0.1", last};
 
