@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// What most tests include and what is slow to compile; each file still includes what it uses.
+// What most tests include and what is slow to compile; each file still includes what it uses. What
+// g++ instantiates at the end of each source all the same, as of the JSON library, has no place
+// here.
 #pragma once
 
 #include <algorithm>
@@ -17,4 +19,3 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>

@@ -3,6 +3,7 @@
 #include <csignal>
 
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 
 #include "following_network.h"
 

@@ -17,6 +17,7 @@
 #include <unistd.h>
 
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 
 using nlohmann::json;
 using testing::HasSubstr;

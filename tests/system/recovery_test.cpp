@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
 
 #include "following_network.h"
 

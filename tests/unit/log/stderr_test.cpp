@@ -51,7 +51,7 @@ protected:
     }
 };
 
-const std::string FILLING(1000, 'x');
+const std::string FILLING(200, 'x');
 /** More than any kind of file takes without a reader; at 100 ms each they would take minutes. */
 constexpr int MANY = 3000;
 
