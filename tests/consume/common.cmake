@@ -10,6 +10,14 @@ set(suffix_C c)
 set(suffix_CXX cpp)
 set(warnings -Wall -Wextra -Wpedantic -Werror)
 
+# What whoever runs the tests has set for programs of the library is not for those of the tests.
+execute_process(COMMAND ${CMAKE_COMMAND} -E environment OUTPUT_VARIABLE environment)
+string(REGEX MATCHALL "NUVDDS_[A-Z]+=" settings "${environment}")
+foreach(setting IN LISTS settings)
+    string(REPLACE "=" "" setting ${setting})
+    unset(ENV{${setting}})
+endforeach()
+
 # run(COMMAND...): it must end with 0.
 function(run)
     execute_process(COMMAND ${ARGN}
