@@ -8,6 +8,7 @@
 
 #include "fuzz.h"
 #include "receiver.h"
+#include "simulated_runtime.h"
 
 namespace {
 
@@ -63,6 +64,7 @@ void check_tracking(const commend::Receiver &receiver, const std::vector<Range> 
 } // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    NUVNetioRuntime *const runtime = fuzz::runtime(); // which stays
     const fuzz::Messages messages;
     const fuzz::HeapBalance balance;
     std::string text = fuzz::text_of(data, size);
@@ -70,7 +72,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     COMMENDReceiverProperty &receiving = property.parent.receiver;
     receiving.processMessageTimeBasedLoggingThreshold = NUV_NTP_TIME_ZERO;
     receiving.processMessageTimeBasedLoggingExplicitPorts = text.data();
-    commend::Receiver receiver(property.parent, *NUVClock_getMonotonic(), nullptr);
+    commend::Receiver receiver(property.parent, runtime);
 
     const bool is_taken = receiver.open(receiving);
     const auto ranges = text.empty() ? std::vector<Range>() : read_list(text);

@@ -7,7 +7,7 @@
 
 #include "fuzz.h"
 #include "receiver.h"
-#include "simnet/simnet_world.h"
+#include "simulated_runtime.h"
 
 namespace {
 
@@ -38,27 +38,6 @@ void deliver(void *param, const NUVNetioMessage *message, REDAWorker * /*worker*
     auto *delivery = static_cast<Delivery *>(param);
     ++delivery->count;
     delivery->message = message;
-}
-
-/** A runtime without a thread. It is the same for all inputs. */
-class SimulatedRuntime {
-public:
-    SimulatedRuntime() {
-        const NUVNetioRuntimeProperty property = process_.runtime_property();
-        self = process_.call(
-            [&] { return NUVNetioRuntime_new(&property, nullptr, REDAWorkerFactory_new()); });
-    }
-
-    NUVNetioRuntime *self;
-
-private:
-    simnet::World world_{1};
-    simnet::Process &process_ = world_.add_host("host").add_process("process");
-};
-
-NUVNetioRuntime *runtime() {
-    static auto *the_runtime = new SimulatedRuntime; // until the end of the process
-    return the_runtime->self;
 }
 
 /** What a message has, by the lengths of its submessages alone. */
@@ -160,7 +139,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     const fuzz::Messages messages;
     COMMENDActiveFacadeProperty property = COMMEND_ACTIVE_FACADE_PROPERTY_DEFAULT;
     property.parent.guidPrefix = OWN_PREFIX;
-    commend::Receiver receiver(property.parent, runtime());
+    commend::Receiver receiver(property.parent, fuzz::runtime());
     Delivery delivery;
     receiver.set_listener({deliver, &delivery});
 
