@@ -18,7 +18,6 @@ class Qos {
 public:
     explicit Qos(const Application::Settings &settings) {
         EXPECT_EQ(DDS_DomainParticipantQos_initialize(&qos_), DDS_RETCODE_OK);
-        qos_.wire_protocol.participant_id = settings.index;
         qos_.transport_builtin.mask = settings.transports;
     }
     ~Qos() {
@@ -56,8 +55,8 @@ Application::~Application() {
 DDS_DomainParticipant *Application::create(const Settings &settings) {
     const Qos qos(settings);
     DDS_DomainParticipant *const participant = process_.call([&] {
-        return DDS_DomainParticipantFactory_create_participant(factory_, settings.domain, qos.get(),
-                                                               nullptr, DDS_STATUS_MASK_NONE);
+        return DDS_DomainParticipantFactory_create_participant(factory_, 0, qos.get(), nullptr,
+                                                               DDS_STATUS_MASK_NONE);
     });
     if (participant != nullptr) {
         participants_.push_back(participant);

@@ -24,8 +24,6 @@ public:
     Application &operator=(const Application &) = delete;
 
     struct Settings {
-        DDS_DomainId_t domain = 0;
-        DDS_Long index = -1; /**< -1: whichever is free */
         DDS_TransportBuiltinKindMask transports = DDS_TRANSPORTBUILTIN_MASK_DEFAULT;
     };
     /** An enabled participant, or null. */

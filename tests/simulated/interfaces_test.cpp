@@ -42,7 +42,10 @@ public:
                 std::make_unique<Application>(host, "p" + std::to_string(i), hasty_or_slow()));
         }
         change_network();
-        world.observe([this] { expect_ports_of_participants(); });
+        observe([this] { expect_ports_of_participants(); });
+    }
+    ~ChangingHost() {
+        world.observe(nullptr);
     }
 
     /** Some change of some interface, which may come, go, or be another one. */
@@ -78,7 +81,7 @@ public:
 
     /** Has the network change once more, in the middle of what a process does next. */
     void change_within(Application &application) {
-        application.process().interpose(static_cast<int>(any_of(12)), [this] { change_network(); });
+        application.process().interpose(static_cast<int>(any_of(60)), [this] { change_network(); });
     }
 
     /** One of the applications has a participant more, or one less, or looks at the interfaces. */
@@ -90,15 +93,17 @@ public:
         }
         const std::size_t what = any_of(3);
         if (its_own.empty() || (what == 0 && its_own.size() < 3)) {
-            application.create({.transports = transports});
+            const bool is_created = application.create({.transports = transports}) != nullptr;
+            EXPECT_TRUE(is_created || may_fail);
         } else if (what == 1) {
             EXPECT_EQ(application.remove(its_own[any_of(its_own.size())]), DDS_RETCODE_OK);
         } else {
-            application.process().call([&] {
+            const DDS_ReturnCode_t result = application.process().call([&] {
                 return DDS_DomainParticipant_update_locators(its_own[any_of(its_own.size())]);
             });
+            EXPECT_TRUE(result == DDS_RETCODE_OK || may_fail);
         }
-        application.process().interpose(0, nullptr);
+        // What has not come in between comes in the middle of what the process does by itself.
     }
 
     /** Each port that a participant has by its index is held by its process, and no other is. */
@@ -117,7 +122,8 @@ public:
         }
         std::map<KOLS_Transport_Port_t, const simnet::Process *> held;
         for (const simnet::PortHolder &holder : host.ports()) {
-            if (!holder.is_group && holder.process != nullptr) {
+            // Those that the host gives out by itself are of whoever sends.
+            if (!holder.is_group && holder.process != nullptr && holder.endpoint.port < 32'768) {
                 held[holder.endpoint.port] = holder.process;
             }
         }
@@ -129,6 +135,7 @@ public:
         for (const auto &application : applications) {
             for (DDS_DomainParticipant *const participant : application->participants()) {
                 expect_ports_of(*application, application->index(participant));
+                expect_memberships_of(*application);
                 EXPECT_THAT(application->locators(participant),
                             testing::UnorderedElementsAreArray(
                                 expected_locators(application->index(participant))));
@@ -152,6 +159,24 @@ public:
         }
     }
 
+    /** It is a member of the group on each interface with an address of IPv4. */
+    void expect_memberships_of(const Application &application) const {
+        std::set<NUV_UINT32> joined;
+        for (const simnet::Socket *const socket :
+             host.find_sockets({simnet::address("239.255.0.1"), MULTICAST_PORT})) {
+            if (socket->process == &application.process()) {
+                joined.insert(socket->joined.begin(), socket->joined.end());
+            }
+        }
+        std::set<NUV_UINT32> expected;
+        for (const simnet::Interface *const interface : announced_interfaces()) {
+            if (has_ipv4(*interface)) {
+                expected.insert(interface->index());
+            }
+        }
+        EXPECT_EQ(joined, expected);
+    }
+
     void remove_all() {
         for (const auto &application : applications) {
             while (!application->participants().empty()) {
@@ -169,6 +194,7 @@ public:
     }
 
     DDS_TransportBuiltinKindMask transports = DDS_TRANSPORTBUILTIN_MASK_DEFAULT;
+    bool may_fail = false;     // creating a participant, and an update
     bool may_lose_all = false; // loopback too, so that there may be no address at all
     std::vector<std::unique_ptr<Application>> applications;
 
@@ -191,6 +217,13 @@ private:
             addresses.push_back("fd00:" + subnet + "::" + std::to_string(1 + any_of(9)) + "/64");
         }
         return addresses;
+    }
+
+    static bool has_ipv4(const simnet::Interface &interface) {
+        return std::any_of(interface.addresses().begin(), interface.addresses().end(),
+                           [](const simnet::Prefix &prefix) {
+                               return prefix.address.transport == KOLS_TRANSPORT_CLASSID_UDPv4;
+                           });
     }
 
     bool is_wanted(const simnet::Address &address) const {
@@ -284,10 +317,32 @@ public:
                       .share = any_of(2) == 0 ? 1 : 0.3});
     }
 
+    /** The host's clocks are wrong, or it sleeps for a while, or has few descriptors to spare. */
+    void change_host() {
+        simnet::Process &process = applications[any_of(applications.size())]->process();
+        switch (any_of(4)) {
+        case 0:
+            host.set_drift(world.random().between(-100'000, 100'000));
+            break;
+        case 1:
+            host.jump_wall_clock(world.random().between(-SECOND, SECOND));
+            break;
+        case 2:
+            process.limit_descriptors(process.descriptors() + static_cast<NUV_UINT32>(any_of(3)));
+            break;
+        default:
+            host.suspend();
+            run_for(up_to(5 * SECOND));
+            host.wake();
+            break;
+        }
+    }
+
     /** From here on there is all that they need. */
     void mend() {
         for (const auto &application : applications) {
             application->process().mend();
+            application->process().limit_descriptors(1024);
         }
         for (const simnet::PortHolder &holder : host.ports()) {
             if (holder.process == nullptr) {
@@ -313,8 +368,9 @@ TEST(SimulatedInterfaces, AreAnnouncedInBothFamilies) {
 TEST(SimulatedUpdate, IsTriedAgainUntilWhatItLackedIsThere) {
     for_each_seed([](NUV_UINT64 seed) {
         MixedHost changing(seed);
-        for (int i = 0; i < 60; ++i) {
-            switch (changing.any_of(5)) {
+        changing.may_fail = true;
+        for (int i = 0; i < 80; ++i) {
+            switch (changing.any_of(7)) {
             case 0:
                 changing.change_network();
                 break;
@@ -324,6 +380,9 @@ TEST(SimulatedUpdate, IsTriedAgainUntilWhatItLackedIsThere) {
             case 2:
                 changing.change_faults();
                 break;
+            case 3:
+                changing.change_host();
+                break;
             default:
                 changing.act();
                 break;
@@ -332,6 +391,9 @@ TEST(SimulatedUpdate, IsTriedAgainUntilWhatItLackedIsThere) {
         }
         changing.mend();
         changing.run_for(RECOVERED);
+        changing.may_fail = false;
+        changing.act();
+        changing.run_for(SETTLED);
         changing.expect_all_announced();
         changing.remove_all();
     });
@@ -340,6 +402,7 @@ TEST(SimulatedUpdate, IsTriedAgainUntilWhatItLackedIsThere) {
 /** The hash of all that happened on a host where everything may. */
 std::string hash_of(NUV_UINT64 seed) {
     MixedHost changing(seed);
+    changing.may_fail = true;
     for (int i = 0; i < 60; ++i) {
         switch (changing.any_of(3)) {
         case 0:
@@ -354,6 +417,8 @@ std::string hash_of(NUV_UINT64 seed) {
         }
         changing.run_for(changing.up_to(40 * MILLISECOND));
     }
+    changing.mend();
+    changing.remove_all();
     return changing.world.trace().digest();
 }
 

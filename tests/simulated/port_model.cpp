@@ -35,14 +35,16 @@ std::optional<DDS_Long> PortModel::next_index() const {
 void PortModel::add_participant(const Application &application, DDS_Long index) {
     holders_[UNICAST_PORT + 2 * index] = &application.process();
     holders_[UNICAST_PORT + 2 * index + 1] = &application.process();
-    ++members_[&application.process()];
+    auto &[process, participants] = members_[application.process().number()];
+    process = &application.process();
+    ++participants;
 }
 
 void PortModel::remove_participant(const Application &application, DDS_Long index) {
     holders_.erase(UNICAST_PORT + 2 * index);
     holders_.erase(UNICAST_PORT + 2 * index + 1);
-    const auto member = members_.find(&application.process());
-    if (--member->second == 0) {
+    const auto member = members_.find(application.process().number());
+    if (--member->second.second == 0) {
         members_.erase(member);
     }
 }
@@ -54,7 +56,8 @@ bool PortModel::is_as(const std::vector<simnet::PortHolder> &held) const {
     for (const simnet::PortHolder &one : held) {
         if (one.is_group) {
             members +=
-                one.endpoint.port == MULTICAST_PORT && members_.contains(one.process) ? 1 : 0;
+                one.endpoint.port == MULTICAST_PORT && members_.contains(one.process->number()) ? 1
+                                                                                                : 0;
         } else if (expected == holders_.end() || expected->first != one.endpoint.port ||
                    expected->second != one.process) {
             return false;
@@ -72,8 +75,8 @@ void PortModel::compare() const {
         return;
     }
     std::vector<std::string> expected_texts;
-    for (const auto &[process, participants] : members_) {
-        expected_texts.push_back(describe(MULTICAST_PORT, process, true));
+    for (const auto &[number, member] : members_) {
+        expected_texts.push_back(describe(MULTICAST_PORT, member.first, true));
     }
     for (const auto &[port, process] : holders_) {
         expected_texts.push_back(describe(port, process, false));

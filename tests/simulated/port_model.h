@@ -52,7 +52,7 @@ private:
 
     const simnet::Host &host_;
     std::map<KOLS_Transport_Port_t, const simnet::Process *> holders_; // unicast; null: a stranger
-    std::map<const simnet::Process *, int> members_; // with how many participants each has
+    std::map<NUV_UINT32, std::pair<const simnet::Process *, int>> members_; // with participants
 };
 
 } // namespace simulated

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "application.h"
 #include "dds_c/dds_c_logger.h"
 #include "seeds.h"
@@ -25,17 +27,27 @@ public:
                                              : KOLS_CONFIG_LOG_VERBOSITY_SILENT);
         world.trace().print_to(options().trace);
     }
-    /** What happened is the same each time, which the hash shows. */
+    /** Says when it ended, and the hash: what happened is the same each time. */
     ~Scenario() {
-        if (options().trace != nullptr) {
-            std::fprintf(options().trace, "seed %llu: %s\n",
-                         static_cast<unsigned long long>(world.seed()),
-                         world.trace().digest().c_str());
+        world.observe(nullptr);
+        if (options().trace != nullptr || testing::Test::HasFailure()) {
+            std::printf("seed %llu: %s after %lld ns\n",
+                        static_cast<unsigned long long>(world.seed()),
+                        world.trace().digest().c_str(), static_cast<long long>(world.now()));
         }
         KOLS_Config_Logger_set_verbosity(KOLS_Config_Logger_get_instance(), verbosity_);
     }
     Scenario(const Scenario &) = delete;
     Scenario &operator=(const Scenario &) = delete;
+
+    /** Has a statement looked at after each step, until it does not hold. */
+    void observe(const simnet::Action &statement) {
+        world.observe([statement] {
+            if (!testing::Test::HasFailure()) {
+                statement();
+            }
+        });
+    }
 
     void run_for(simnet::Time duration) {
         world.run_for(duration);

@@ -17,6 +17,21 @@ constexpr NUVNtpTime LONGEST_WAIT = {4, 0};
 
 bool Endpoints::add(const COMMENDEndpoint &endpoint) {
     constexpr const char *LOG_METHOD = "COMMENDFacade_addEndpoint";
+    const auto id = static_cast<unsigned>(endpoint.entityId);
+    switch (take_place(endpoint)) {
+    case Taken::ONE:
+        return true;
+    case Taken::ALREADY:
+        COMMEND_ERROR("there is an endpoint 0x%08X already", id);
+        return false;
+    case Taken::NONE:
+        break;
+    }
+    COMMEND_ERROR("no endpoint 0x%08X: allowed are %d of a participant", id, COMMEND_ENDPOINTS_MAX);
+    return false;
+}
+
+Endpoints::Taken Endpoints::take_place(const COMMENDEndpoint &endpoint) {
     const std::lock_guard lock(mutex_);
     Place *free = nullptr;
     for (Place &place : places_) {
@@ -24,19 +39,15 @@ bool Endpoints::add(const COMMENDEndpoint &endpoint) {
         if (one == nullptr) {
             free = free != nullptr ? free : &place;
         } else if (one->entityId == endpoint.entityId) {
-            COMMEND_ERROR("there is an endpoint 0x%08X already",
-                          static_cast<unsigned>(endpoint.entityId));
-            return false;
+            return Taken::ALREADY;
         }
     }
     if (free == nullptr) {
-        COMMEND_ERROR("no endpoint 0x%08X: allowed are %d of a participant",
-                      static_cast<unsigned>(endpoint.entityId), COMMEND_ENDPOINTS_MAX);
-        return false;
+        return Taken::NONE;
     }
     free->store(&endpoint);
     ++count_;
-    return true;
+    return Taken::ONE;
 }
 
 bool Endpoints::remove(const COMMENDEndpoint &endpoint) {
@@ -49,8 +60,9 @@ bool Endpoints::remove(const COMMENDEndpoint &endpoint) {
             --count_;
         }
     }
+    // The flush waits for the end of a turn, which may take longer than the call.
     return called_.load() != &endpoint || NUVNetioRuntime_isReactorThread(runtime_) != 0 ||
-           NUVNetioRuntime_flush(runtime_, &LONGEST_WAIT) != 0;
+           NUVNetioRuntime_flush(runtime_, &LONGEST_WAIT) != 0 || called_.load() != &endpoint;
 }
 
 } // namespace commend

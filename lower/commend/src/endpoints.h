@@ -24,6 +24,7 @@ public:
 
     /** On failure an error has been logged. */
     bool add(const COMMENDEndpoint &endpoint);
+    /** False when it was still being called after 4 s. */
     bool remove(const COMMENDEndpoint &endpoint);
 
     bool is_empty() const {
@@ -32,9 +33,9 @@ public:
 
     /**
      * Calls something with each endpoint that a submessage for @p entity_id is for, on the
-     * reactor's thread: with that of this id, with all when it is unknown; with the one for all
-     * others when there is none. It answers whether the endpoint has taken it, and so does this of
-     * all of them.
+     * reactor's thread: with that of this id, with each that has an id when it is unknown; with the
+     * one for all others when there is none. @p take returns whether the endpoint takes it; this
+     * returns whether any has.
      */
     template <typename Take>
     bool call(RTPSEntityId entity_id, Take take) {
@@ -42,6 +43,9 @@ public:
         bool is_taken = false;
         bool is_there = is_for_all;
         for (const Place &place : places_) {
+            if (is_there && !is_for_all) {
+                break;
+            }
             is_taken = call_one(place,
                                 [&](const COMMENDEndpoint &one) {
                                     const bool is_its = one.entityId != RTPS_ENTITYID_UNKNOWN &&
@@ -62,6 +66,7 @@ public:
     }
 
 private:
+    enum class Taken { ONE, ALREADY, NONE };
     using Place = std::atomic<const COMMENDEndpoint *>;
 
     template <typename Take>
@@ -75,6 +80,8 @@ private:
         called_.store(nullptr);
         return is_taken;
     }
+
+    Taken take_place(const COMMENDEndpoint &endpoint);
 
     NUVNetioRuntime *const runtime_;
     std::array<Place, COMMEND_ENDPOINTS_MAX> places_{};

@@ -2,12 +2,16 @@
 // What a message's submessages are, and whom they are for (DDSI-RTPS 8.3.4).
 #include "interpreter.h"
 
+#include <utility>
+
 #include "commend_log.h"
+#include "rtps/rtps_parameterList.h"
 
 namespace commend {
 
 namespace {
 
+constexpr NUV_UINT8 VERSION_MAJOR = 2;
 constexpr std::size_t SUBMESSAGE_ALIGNMENT = 4;
 constexpr std::size_t SUBMESSAGE_HEADER_SIZE = 4;
 constexpr NUVOsapiRtpsGuidPrefix EVERYBODY = {0, 0, 0};
@@ -15,6 +19,20 @@ constexpr NUVOsapiRtpsGuidPrefix EVERYBODY = {0, 0, 0};
 void count_one(std::atomic<NUV_UINT64> &counter) {
     counter.fetch_add(1, std::memory_order_relaxed);
 }
+
+/** Written only for a line that is printed. */
+class LocatorText {
+public:
+    explicit LocatorText(const NUVNetioLocator &locator) {
+        NUVNetioLocator_toString(&locator, text_, sizeof text_);
+    }
+    const char *get() const {
+        return text_;
+    }
+
+private:
+    char text_[NUV_NETIO_LOCATOR_STRING_SIZE] = "";
+};
 
 bool is_aligned(const NUVNetioMessage &message, const RTPSSubmessage &submessage) {
     const NUV_UINT8 *const start = submessage.body.data - SUBMESSAGE_HEADER_SIZE;
@@ -42,6 +60,12 @@ private:
     RTPSRefusal take_timestamp(const RTPSSubmessage &submessage);
     RTPSRefusal take_reply(const RTPSSubmessage &submessage);
     RTPSRefusal take_reply_ip4(const RTPSSubmessage &submessage);
+    void note_reply();
+    static RTPSRefusal look_through(const RTPSOctets &parameters, RTPSByteOrder order);
+
+    template <typename Record>
+    RTPSRefusal pass_over(const RTPSSubmessage &submessage,
+                          RTPSRefusal (*read)(const RTPSSubmessage *, Record *));
 
     template <typename Record>
     using Function = void (*)(void *, const COMMENDMessageContext *, const Record *, REDAWorker *);
@@ -55,12 +79,18 @@ private:
     Interpreter &interpreter_;
     REDAWorker *const worker_;
     COMMENDMessageContext context_;
-    RTPSInfoReply reply_; // written before context_ refers to it
+    RTPSInfoReply reply_; // nothing of it is read before it is written, or emptied below
     bool is_for_others_ = false;
     bool is_from_self_ = false;
+    bool is_foreign_ = false; // of a major version that is not spoken here
+    bool is_first_ = true;
 };
 
 RTPSRefusal Interpreter::Walk::take(const RTPSSubmessage &submessage) {
+    const bool is_first = std::exchange(is_first_, false);
+    if (submessage.kind == RTPS_SUBMESSAGE_HEADER_EXTENSION && !is_first) {
+        return RTPS_REFUSED_PLACE; // it belongs to the header
+    }
     switch (submessage.kind) {
     case RTPS_SUBMESSAGE_HEADER_EXTENSION:
         return take_header_extension(submessage);
@@ -84,23 +114,59 @@ RTPSRefusal Interpreter::Walk::take(const RTPSSubmessage &submessage) {
     case RTPS_SUBMESSAGE_ACKNACK:
         return hand_on(submessage, RTPSAckNack_read, &RTPSAckNack::writerId,
                        &COMMENDEndpoint::onAckNack);
+    case RTPS_SUBMESSAGE_DATA_FRAG:
+        return pass_over(submessage, RTPSDataFrag_read);
+    case RTPS_SUBMESSAGE_HEARTBEAT_FRAG:
+        return pass_over(submessage, RTPSHeartbeatFrag_read);
+    case RTPS_SUBMESSAGE_NACK_FRAG:
+        return pass_over(submessage, RTPSNackFrag_read);
     default:
         count_one(interpreter_.passed_over_);
         return RTPS_ACCEPTED;
     }
 }
 
-RTPSRefusal Interpreter::Walk::take_header_extension(const RTPSSubmessage &submessage) {
-    RTPSHeaderExtension extension;
-    const RTPSRefusal refusal = RTPSHeaderExtension_read(&submessage, &extension);
-    if (refusal == RTPS_ACCEPTED && extension.hasMessageLength != 0 &&
-        extension.messageLength != context_.message->length) {
-        return RTPS_REFUSED_LENGTH; // a part of it is missing
+/** What nobody takes has to be right all the same. */
+template <typename Record>
+RTPSRefusal Interpreter::Walk::pass_over(const RTPSSubmessage &submessage,
+                                         RTPSRefusal (*read)(const RTPSSubmessage *, Record *)) {
+    Record unused;
+    const RTPSRefusal refusal = read(&submessage, &unused);
+    if (refusal == RTPS_ACCEPTED) {
+        count_one(interpreter_.passed_over_);
     }
     return refusal;
 }
 
-/** What was said of the former source does not hold for the new one (DDSI-RTPS 8.3.8.10). */
+RTPSRefusal Interpreter::Walk::take_header_extension(const RTPSSubmessage &submessage) {
+    RTPSHeaderExtension extension;
+    const RTPSRefusal refusal = RTPSHeaderExtension_read(&submessage, &extension);
+    if (refusal != RTPS_ACCEPTED) {
+        return refusal;
+    }
+    if (extension.hasMessageLength != 0 && extension.messageLength != context_.message->length) {
+        return RTPS_REFUSED_LENGTH; // a part of it is missing, or it is not this message's
+    }
+    return look_through(extension.parameters, submessage.byteOrder);
+}
+
+/** No parameter of a header extension is known. */
+RTPSRefusal Interpreter::Walk::look_through(const RTPSOctets &parameters, RTPSByteOrder order) {
+    if (parameters.length == 0) {
+        return RTPS_ACCEPTED;
+    }
+    RTPSParameterListReader reader;
+    RTPSParameter parameter;
+    RTPSParameterListReader_initialize(&reader, parameters, order);
+    while (RTPSParameterListReader_next(&reader, &parameter) != 0) {
+        if (parameter.mustUnderstand != 0) {
+            return RTPS_REFUSED_MUST_UNDERSTAND;
+        }
+    }
+    return reader.refusal;
+}
+
+/** What was said of the former source does not hold for the new one (DDSI-RTPS 8.3.8). */
 RTPSRefusal Interpreter::Walk::take_source(const RTPSSubmessage &submessage) {
     RTPSInfoSource info;
     const RTPSRefusal refusal = RTPSInfoSource_read(&submessage, &info);
@@ -109,6 +175,7 @@ RTPSRefusal Interpreter::Walk::take_source(const RTPSSubmessage &submessage) {
         context_.timestamp = RTPS_TIME_INVALID;
         context_.reply = nullptr;
         is_from_self_ = interpreter_.is_own(info.source.guidPrefix);
+        is_foreign_ = info.source.version.major != VERSION_MAJOR;
     }
     return refusal;
 }
@@ -136,8 +203,13 @@ RTPSRefusal Interpreter::Walk::take_timestamp(const RTPSSubmessage &submessage) 
 
 RTPSRefusal Interpreter::Walk::take_reply(const RTPSSubmessage &submessage) {
     const RTPSRefusal refusal = RTPSInfoReply_read(&submessage, &reply_);
-    context_.reply = refusal == RTPS_ACCEPTED ? &reply_ : nullptr;
+    note_reply();
     return refusal;
+}
+
+/** One that names nowhere, or nowhere on our networks, says no more than none. */
+void Interpreter::Walk::note_reply() {
+    context_.reply = reply_.unicast.count + reply_.multicast.count != 0 ? &reply_ : nullptr;
 }
 
 RTPSRefusal Interpreter::Walk::take_reply_ip4(const RTPSSubmessage &submessage) {
@@ -148,7 +220,7 @@ RTPSRefusal Interpreter::Walk::take_reply_ip4(const RTPSSubmessage &submessage) 
         reply_.hasMulticast = info.hasMulticast;
         RTPSLocators_add(&reply_.unicast, &info.unicast, nullptr);
         RTPSLocators_add(&reply_.multicast, &info.multicast, nullptr);
-        context_.reply = &reply_;
+        note_reply();
     }
     return refusal;
 }
@@ -163,12 +235,20 @@ RTPSRefusal Interpreter::Walk::hand_on(const RTPSSubmessage &submessage,
     if (refusal != RTPS_ACCEPTED) {
         return refusal;
     }
+    if (is_foreign_) {
+        count_one(interpreter_.passed_over_);
+        return RTPS_ACCEPTED;
+    }
     if (is_from_self_ || is_for_others_) {
         count_one(is_from_self_ ? interpreter_.from_self_ : interpreter_.for_others_);
         return RTPS_ACCEPTED;
     }
     context_.byteOrder = submessage.byteOrder;
+    // An acknowledgement is of one writer.
+    const bool names_nobody =
+        submessage.kind == RTPS_SUBMESSAGE_ACKNACK && record.*entity_id == RTPS_ENTITYID_UNKNOWN;
     const bool is_taken =
+        !names_nobody &&
         interpreter_.endpoints.call(record.*entity_id, [&](const COMMENDEndpoint &endpoint) {
             const Function<Record> handler = endpoint.*function;
             if (handler != nullptr) {
@@ -206,10 +286,8 @@ void Interpreter::interpret(const NUVNetioMessage &message, const RTPSHeader &he
 void Interpreter::note_refusal(const NUVNetioMessage &message, RTPSRefusal reason) {
     constexpr const char *LOG_METHOD = "receive";
     count_one(refused_[reason]);
-    char text[NUV_NETIO_LOCATOR_STRING_SIZE] = "";
-    NUVNetioLocator_toString(&message.source, text, sizeof text);
     COMMEND_WARNING_LIMITED(repetitions_, "a message from %s is not read to its end: it has %s",
-                            text, RTPSRefusal_toString(reason));
+                            LocatorText(message.source).get(), RTPSRefusal_toString(reason));
 }
 
 void Interpreter::copy_statistics(COMMENDInterpreterStatistics *out) const {

@@ -11,6 +11,7 @@ constexpr std::array<const char *, RTPS_REFUSAL_COUNT> PHRASES = {
     "no message of RTPS 2",
     "a length that is not that of what follows",
     "a submessage that begins at no multiple of four octets",
+    "a submessage where none of its kind belongs",
     "a sequence number that cannot be",
     "a set of numbers that cannot be",
     "fragments that are none of their sample",

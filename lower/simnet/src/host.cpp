@@ -58,12 +58,7 @@ void Host::remove_interface(Interface &interface) {
     }
     interface.addresses_.clear();
     interface.is_up_ = false;
-    interface.groups_.clear();
-    for (auto &[port, sockets] : bound_) {
-        for (Socket *const socket : sockets) {
-            socket->joined.erase(interface.index());
-        }
-    }
+    interface.groups_.clear(); // the sockets have their memberships until they leave
     if (interface.segment() != nullptr) {
         interface.segment()->detach(interface);
     }

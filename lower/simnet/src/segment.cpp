@@ -183,11 +183,14 @@ void Segment::heal() {
 }
 
 void Segment::restart(Time duration) {
-    off_until_ = world_.now() + duration;
+    off_until_ = std::max(off_until_, world_.now() + duration);
     members_.clear();
     world_.trace_change(0, 0, name_);
     if (property_.hasQuerier) { // it asks when it is there again
         world_.at(off_until_, [this] {
+            if (world_.now() < off_until_) {
+                return; // it was restarted once more
+            }
             for (Station *const station : stations_) {
                 station->report_groups();
             }

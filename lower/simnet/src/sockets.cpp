@@ -2,6 +2,7 @@
 // What a host's kernel does: its sockets and ports, what leaves it and what arrives.
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
 
 #include "simnet/simnet_world.h"
 
@@ -194,13 +195,18 @@ std::vector<PortHolder> Host::ports() const {
 }
 
 const Socket *Host::find_socket(const Endpoint &bound) const {
+    const std::vector<const Socket *> found = find_sockets(bound);
+    return !found.empty() ? found.front() : nullptr;
+}
+
+std::vector<const Socket *> Host::find_sockets(const Endpoint &bound) const {
+    std::vector<const Socket *> found;
     const auto holders = bound_.find(bound.port);
-    if (holders == bound_.end()) {
-        return nullptr;
+    if (holders != bound_.end()) {
+        std::copy_if(holders->second.begin(), holders->second.end(), std::back_inserter(found),
+                     [&bound](const Socket *one) { return one->bound == bound; });
     }
-    const auto found = std::find_if(holders->second.begin(), holders->second.end(),
-                                    [&bound](const Socket *one) { return one->bound == bound; });
-    return found != holders->second.end() ? *found : nullptr;
+    return found;
 }
 
 /**
@@ -267,7 +273,9 @@ bool Host::send(Socket &socket, const Endpoint &destination, NUV_UINT32 interfac
     Packet packet{socket.bound, destination, 64, socket.options.dscp, std::move(payload)};
     if (!is_multicast(destination.address) &&
         (has_address(destination.address) || is_loopback(destination.address))) {
-        packet.source.address = destination.address;
+        if (is_any(packet.source.address)) {
+            packet.source.address = destination.address;
+        }
         deliver_soon(packet, Interface::LOOPBACK_INDEX);
         return true;
     }

@@ -71,6 +71,7 @@ void World::generate(NUVOsapiRtpsGuidPrefix *out) {
     out->hostId = not_zero(host & 0xFFFFu); // the high half is the vendor's, which is unknown
     out->appId = not_zero(process);
     out->instanceId = not_zero(random_.bits());
+    trace_.add(out, sizeof *out);
 }
 
 Segment &World::add_segment(const std::string &name, const SegmentProperty &property) {

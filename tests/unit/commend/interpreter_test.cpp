@@ -83,10 +83,15 @@ public:
         const RTPSInfoTimestamp info{time};
         return added(RTPSMessageWriter_addInfoTimestamp(&writer_, &info));
     }
-    Message &reply(const char *locator) {
+    Message &reply(const char *unicast, const char *multicast = nullptr) {
         RTPSInfoReply info{};
-        const NUVNetioLocator to = net::locator(locator);
+        const NUVNetioLocator to = net::locator(unicast);
         RTPSLocators_add(&info.unicast, &to, nullptr);
+        if (multicast != nullptr) {
+            const NUVNetioLocator group = net::locator(multicast);
+            info.hasMulticast = 1;
+            RTPSLocators_add(&info.multicast, &group, nullptr);
+        }
         return added(RTPSMessageWriter_addInfoReply(&writer_, &info));
     }
     Message &reply_ip4(const char *unicast, const char *multicast) {
@@ -245,6 +250,7 @@ protected:
     explicit InterpreterTest(bool enforces_alignment = false)
         : facade(runtime, property(enforces_alignment)) {}
 
+    net::TestClock clock; // by which lines of the log are limited
     net::Runtime runtime;
     const NUVNetioLocator to = net::locator("127.0.0.1", net::free_port());
     Facade facade;
@@ -408,8 +414,11 @@ TEST_F(InterpreterTest, OneLineASecondTellsOfWhatIsRefused) {
     const LogCapture log;
     send(whole.substr(0, whole.size() - 1));
     send(whole.substr(0, whole.size() - 1));
+    EXPECT_EQ(log.messagesOfOtherThreads().size(), 1u);
+    clock.advance(1'000'000'000);
+    send(whole.substr(0, whole.size() - 1));
     const support::Messages lines = log.messagesOfOtherThreads();
-    ASSERT_EQ(lines.size(), 1u);
+    ASSERT_EQ(lines.size(), 2u);
     EXPECT_EQ(lines[0].level, NUV_LOG_LEVEL_WARNING);
     EXPECT_EQ(lines[0].module, NUV_LOG_MODULE_COMMEND);
     EXPECT_EQ(lines[0].function, "receive");
@@ -419,7 +428,83 @@ TEST_F(InterpreterTest, OneLineASecondTellsOfWhatIsRefused) {
     EXPECT_EQ(lines[0].text, std::string("a message from ") + from.data() +
                                  " is not read to its end: it has a length that is not that of "
                                  "what follows");
-    EXPECT_EQ(statistics().refused[RTPS_REFUSED_LENGTH], 2u);
+    EXPECT_EQ(statistics().refused[RTPS_REFUSED_LENGTH], 3u);
+}
+
+struct Invalid {
+    const char *name;
+    std::string submessage; // little endian
+    RTPSRefusal reason;
+};
+
+std::ostream &operator<<(std::ostream &out, const Invalid &invalid) {
+    return out << invalid.name;
+}
+
+std::string submessage(int kind, const std::string &body) {
+    return std::string{static_cast<char>(kind), '\x01', static_cast<char>(body.size()), '\0'} +
+           body;
+}
+
+/** Zeros, which are no valid number of anything that is counted from 1. */
+std::string zeros(std::size_t length) {
+    return std::string(length, '\0');
+}
+
+class InvalidSubmessageTest : public InterpreterTest,
+                              public testing::WithParamInterface<Invalid> {};
+
+TEST_P(InvalidSubmessageTest, EndsItsMessage) {
+    const std::string data = Message().data(READER).octets().substr(RTPS_HEADER_SIZE);
+    send(Message().octets() + GetParam().submessage + data);
+    EXPECT_THAT(reader.calls, IsEmpty());
+    EXPECT_EQ(statistics().refused[GetParam().reason], 1u);
+    EXPECT_EQ(statistics().passedOver, 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, InvalidSubmessageTest,
+    testing::Values(Invalid{"InfoSource", submessage(0x0C, zeros(8)), RTPS_REFUSED_LENGTH},
+                    Invalid{"InfoDestination", submessage(0x0E, zeros(8)), RTPS_REFUSED_LENGTH},
+                    Invalid{"InfoTimestamp", submessage(0x09, zeros(4)), RTPS_REFUSED_LENGTH},
+                    Invalid{"InfoReply", submessage(0x0F, zeros(2)), RTPS_REFUSED_LENGTH},
+                    Invalid{"InfoReplyIp4", submessage(0x0D, zeros(4)), RTPS_REFUSED_LENGTH},
+                    Invalid{"Heartbeat", submessage(0x07, zeros(28)), RTPS_REFUSED_SEQUENCE_NUMBER},
+                    Invalid{"Gap", submessage(0x08, zeros(28)), RTPS_REFUSED_SEQUENCE_NUMBER},
+                    Invalid{"AckNack", submessage(0x06, zeros(24)), RTPS_REFUSED_NUMBER_SET},
+                    Invalid{"DataFrag", submessage(0x16, zeros(2) + "\x1C" + zeros(29)),
+                            RTPS_REFUSED_SEQUENCE_NUMBER},
+                    Invalid{"HeartbeatFrag", submessage(0x13, zeros(24)),
+                            RTPS_REFUSED_SEQUENCE_NUMBER},
+                    Invalid{"NackFrag", submessage(0x12, zeros(28)), RTPS_REFUSED_SEQUENCE_NUMBER}),
+    [](const auto &test) { return test.param.name; });
+
+TEST_F(InterpreterTest, WhatIsForOthersHasToBeRightAsWell) {
+    std::string wrong = Message().destination(THIRD).data(READER).octets();
+    wrong[RTPS_HEADER_SIZE + 16 + 4 + 16] = '\0'; // its sequence number is 0
+    send(wrong);
+    EXPECT_EQ(statistics().forOthers, 0u);
+    EXPECT_EQ(statistics().refused[RTPS_REFUSED_SEQUENCE_NUMBER], 1u);
+}
+
+TEST_F(InterpreterTest, AnExtensionOfTheHeaderIsItsFirstSubmessage) {
+    send(Message().data(READER, 1).extension(60).data(READER, 2));
+    EXPECT_THAT(reader.calls, ElementsAre(plain("data 1")));
+    EXPECT_EQ(statistics().refused[RTPS_REFUSED_PLACE], 1u);
+}
+
+/** A header extension with one parameter that is not known. */
+std::string extension_with_parameter(const std::string &id) {
+    return std::string("\x00\x81\x08\x00", 4) + id + std::string("\x00\x00\x01\x00\x00\x00", 6);
+}
+
+TEST_F(InterpreterTest, AParameterOfTheExtensionThatMustBeUnderstoodEndsTheMessage) {
+    const std::string data = Message().data(READER).octets().substr(RTPS_HEADER_SIZE);
+    send(Message().octets() + extension_with_parameter(std::string("\x00\x3F", 2)) + data);
+    EXPECT_THAT(reader.calls, ElementsAre(plain("data 1")));
+    send(Message().octets() + extension_with_parameter(std::string("\x00\x7F", 2)) + data);
+    EXPECT_EQ(reader.calls.size(), 1u);
+    EXPECT_EQ(statistics().refused[RTPS_REFUSED_MUST_UNDERSTAND], 1u);
 }
 
 TEST_F(InterpreterTest, SubmessagesMayBeginAnywhere) {
@@ -442,7 +527,70 @@ TEST_F(AligningInterpreterTest, SubmessagesBeginAtAMultipleOfFour) {
     EXPECT_EQ(statistics().refused[RTPS_REFUSED_ALIGNMENT], 1u);
 }
 
+TEST_F(InterpreterTest, RepliesMayGoToAGroupAsWell) {
+    send(Message()
+             .reply("udpv4://192.0.2.9:7410", "udpv4://239.255.0.2:7400")
+             .data(READER, 1)
+             .reply("udpv4://192.0.2.9:7410")
+             .data(READER, 2));
+    EXPECT_THAT(reader.calls, ElementsAre(plain("data 1") + ", reply to udpv4://192.0.2.9:7410" +
+                                              " and udpv4://239.255.0.2:7400",
+                                          plain("data 2") + ", reply to udpv4://192.0.2.9:7410"));
+}
+
+TEST_F(InterpreterTest, AReplyToNowhereIsNone) {
+    const std::string data = Message().data(READER).octets().substr(RTPS_HEADER_SIZE);
+    send(Message().octets() + submessage(0x0D, zeros(8)) + data);
+    EXPECT_THAT(reader.calls, ElementsAre(plain("data 1")));
+}
+
+TEST_F(InterpreterTest, AnAckNackIsOfOneWriter) {
+    Endpoint writer(facade, WRITER);
+    ASSERT_TRUE(writer.add());
+    send(Message().ack_nack(RTPS_ENTITYID_UNKNOWN));
+    EXPECT_THAT(writer.calls, IsEmpty());
+    EXPECT_EQ(statistics().unwanted, 1u);
+}
+
+TEST_F(InterpreterTest, ASourceOfAnotherMajorVersionIsPassedOver) {
+    std::string octets = Message().source(THIRD).data(READER).octets();
+    octets[RTPS_HEADER_SIZE + 4 + 4] = 3;
+    send(octets);
+    EXPECT_THAT(reader.calls, IsEmpty());
+    EXPECT_EQ(statistics().passedOver, 1u);
+}
+
+TEST_F(InterpreterTest, ADestinationHoldsForTheNextSourceToo) {
+    send(Message().destination(THIRD).source(THIRD).data(READER));
+    EXPECT_EQ(statistics().forOthers, 1u);
+}
+
+TEST_F(InterpreterTest, WhatIsForEverybodyIsNotDirectedAnyMore) {
+    send(Message().destination(OWN).destination({0, 0, 0}).data(READER));
+    EXPECT_THAT(reader.calls, ElementsAre(plain("data 1")));
+}
+
+TEST_F(InterpreterTest, AnEndpointWithoutAFunctionKeepsOthersFromIt) {
+    Endpoint for_all_others(facade, RTPS_ENTITYID_UNKNOWN);
+    Endpoint deaf(facade, OTHER_READER);
+    deaf.endpoint.onData = nullptr;
+    ASSERT_TRUE(for_all_others.add());
+    ASSERT_TRUE(deaf.add());
+    send(Message().data(OTHER_READER));
+    EXPECT_THAT(for_all_others.calls, IsEmpty());
+    EXPECT_EQ(statistics().unwanted, 1u);
+}
+
 // ---- endpoints that come and go
+
+TEST_F(InterpreterTest, OneMayRemoveAnotherWhileItIsCalled) {
+    Endpoint other(facade, OTHER_READER);
+    ASSERT_TRUE(other.add());
+    reader.then = [&other] { EXPECT_TRUE(other.remove()); };
+    send(Message().data(RTPS_ENTITYID_UNKNOWN));
+    EXPECT_EQ(reader.calls.size(), 1u);
+    EXPECT_THAT(other.calls, IsEmpty());
+}
 
 TEST_F(InterpreterTest, WithoutAnEndpointMessagesAreNotGoneThrough) {
     EXPECT_TRUE(reader.remove());
@@ -470,18 +618,28 @@ TEST_F(InterpreterTest, OneMayRemoveItselfWhileItIsCalled) {
 
 TEST_F(InterpreterTest, RemovingOneWaitsForTheEndOfItsCall) {
     std::atomic<bool> is_called{false};
-    std::atomic<bool> is_removed{false};
-    bool was_removed_within = true;
+    std::atomic<bool> may_return{false};
+    std::atomic<bool> has_returned{false};
     reader.then = [&] {
         is_called = true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        was_removed_within = is_removed;
+        EXPECT_TRUE(net::eventually([&] { return may_return.load(); }));
+        has_returned = true;
     };
     ASSERT_TRUE(sender.send_to(to, Message().data(READER).octets()));
     ASSERT_TRUE(net::eventually([&] { return is_called.load(); }));
-    EXPECT_TRUE(reader.remove());
-    is_removed = true;
-    EXPECT_FALSE(was_removed_within);
+    bool had_returned = false;
+    std::thread remover([&] {
+        EXPECT_TRUE(reader.remove());
+        had_returned = has_returned;
+    });
+    Endpoint successor(facade, READER); // there is room for it as soon as the first is taken out
+    EXPECT_TRUE(net::eventually([&] {
+        const LogCapture log;
+        return successor.add();
+    }));
+    may_return = true;
+    remover.join();
+    EXPECT_TRUE(had_returned);
 }
 
 TEST_F(InterpreterTest, ThereIsOneOfEachEntityId) {

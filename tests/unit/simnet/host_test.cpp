@@ -87,8 +87,15 @@ TEST_F(SimHost, InterfaceThatIsRemovedIsGone) {
     host_a.remove_interface(removed);
     EXPECT_EQ(host_a.find_interface("eth0"), nullptr);
     EXPECT_THAT(listed_of_a(), IsEmpty());
-    EXPECT_EQ(member.leave(2), EADDRNOTAVAIL);
     EXPECT_EQ(removed.segment(), nullptr);
+}
+
+TEST_F(SimHost, MembershipOfAnInterfaceThatIsRemovedLastsUntilItIsLeft) {
+    const Udp member(a, GROUP);
+    EXPECT_EQ(member.join(2), 0);
+    host_a.remove_interface(eth0(a));
+    EXPECT_EQ(member.leave(2), 0);
+    EXPECT_EQ(member.leave(2), EADDRNOTAVAIL);
 }
 
 TEST_F(SimHost, InterfaceThatComesAnewHasAnotherIndexAndNoMembers) {

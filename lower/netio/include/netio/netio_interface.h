@@ -61,7 +61,9 @@ struct NUVNetioInterfaceSource {
     /**
      * Tells the source which runtime follows it: from then on it calls
      * NUVNetioRuntime_noteInterfaceEvent, on any thread, when its interfaces may have changed; with
-     * null no more. Null where the kernel's own events tell of changes.
+     * null no more: no such call is under way when this returns then. It is told before the
+     * runtime's loop is started, and only if the runtime watches the interfaces. Null where the
+     * kernel's own events tell of changes.
      */
     void (*follow)(void *param, struct NUVNetioRuntime *runtime);
 };

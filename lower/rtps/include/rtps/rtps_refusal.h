@@ -16,6 +16,7 @@ enum RTPSRefusal {
     RTPS_REFUSED_NO_MESSAGE,      /**< no RTPS message, or one of another major version */
     RTPS_REFUSED_LENGTH,          /**< a length that lies: something ends before it should */
     RTPS_REFUSED_ALIGNMENT,       /**< a submessage that begins where none should */
+    RTPS_REFUSED_PLACE,           /**< a submessage where none of its kind belongs */
     RTPS_REFUSED_SEQUENCE_NUMBER, /**< a sequence number, or a range of them, that cannot be */
     RTPS_REFUSED_NUMBER_SET,      /**< a set of sequence or fragment numbers that cannot be */
     RTPS_REFUSED_FRAGMENT,        /**< fragments that are none of their sample */

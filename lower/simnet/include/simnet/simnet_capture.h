@@ -15,9 +15,10 @@
 namespace simnet {
 
 /**
- * A file in the making. Each segment is an interface of it; each datagram has its Ethernet, IP and
- * UDP headers, with checksums, and goes in fragments where it is larger than the link's MTU. Times
- * are those of a world that began on 2026-01-01.
+ * A file in the making. What stays within a host goes over no segment, and is not in it. Each
+ * segment is an interface of it; each datagram has its Ethernet, IP and UDP headers, with
+ * checksums, and goes in fragments where it is larger than the link's MTU. Times are those of a
+ * world that began on 2026-01-01.
  */
 class Capture {
 public:

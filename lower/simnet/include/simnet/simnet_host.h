@@ -124,7 +124,10 @@ public:
     Interface &add_interface(const std::string &name, Segment *segment,
                              const std::vector<std::string> &addresses,
                              const LinkProperty &link = {}, bool is_multicast = true);
-    /** Takes one away, which is not the loopback interface, with what was joined on it. */
+    /**
+     * Takes one away, which is not the loopback interface. A socket that has joined a group on it
+     * has one membership less to spare until it leaves.
+     */
     void remove_interface(Interface &interface);
     /** Null when there is none of that name. */
     Interface *find_interface(const std::string &name) const;
@@ -170,7 +173,9 @@ public:
     bool free_port(const Endpoint &endpoint);
     /** Who has which ports, in the order of the ports. */
     std::vector<PortHolder> ports() const;
-    /** The first socket that is bound to that; null: none is. */
+    /** The sockets that are bound to that, in the order in which they were. */
+    std::vector<const Socket *> find_sockets(const Endpoint &bound) const;
+    /** The first of them; null: there is none. */
     const Socket *find_socket(const Endpoint &bound) const;
 
     const std::string &name() const {
