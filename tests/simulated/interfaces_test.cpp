@@ -106,6 +106,17 @@ public:
         // What has not come in between comes in the middle of what the process does by itself.
     }
 
+    /** Has the network change and participants come and go, and looks at what comes of it. */
+    void expect_to_follow() {
+        for (int i = 0; i < 60; ++i) {
+            any_of(2) == 0 ? change_network() : act();
+            run_for(up_to(40 * MILLISECOND));
+        }
+        run_for(SETTLED);
+        expect_all_announced();
+        remove_all();
+    }
+
     /** Each port that a participant has by its index is held by its process, and no other is. */
     void expect_ports_of_participants() {
         std::map<KOLS_Transport_Port_t, const simnet::Process *> expected;
@@ -267,13 +278,7 @@ TEST(SimulatedInterfaces, AreAnnouncedAsTheyAreWheneverTheyChanged) {
     for_each_seed([](NUV_UINT64 seed) {
         ChangingHost changing(seed);
         changing.may_lose_all = true;
-        for (int i = 0; i < 60; ++i) {
-            changing.any_of(2) == 0 ? changing.change_network() : changing.act();
-            changing.run_for(changing.up_to(40 * MILLISECOND));
-        }
-        changing.run_for(SETTLED);
-        changing.expect_all_announced();
-        changing.remove_all();
+        changing.expect_to_follow();
     });
 }
 
@@ -355,13 +360,7 @@ public:
 TEST(SimulatedInterfaces, AreAnnouncedInBothFamilies) {
     for_each_seed([](NUV_UINT64 seed) {
         MixedHost changing(seed);
-        for (int i = 0; i < 60; ++i) {
-            changing.any_of(2) == 0 ? changing.change_network() : changing.act();
-            changing.run_for(changing.up_to(40 * MILLISECOND));
-        }
-        changing.run_for(SETTLED);
-        changing.expect_all_announced();
-        changing.remove_all();
+        changing.expect_to_follow();
     });
 }
 
