@@ -18,7 +18,7 @@ namespace simulated {
  * looks for shows from a few of them.
  */
 #ifdef NUVDDS_SANITIZED
-constexpr NUV_UINT64 SEEDS = 20;
+constexpr NUV_UINT64 SEEDS = 10;
 #else
 constexpr NUV_UINT64 SEEDS = 200;
 #endif
