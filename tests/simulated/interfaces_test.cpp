@@ -112,9 +112,17 @@ public:
             any_of(2) == 0 ? change_network() : act();
             run_for(up_to(40 * MILLISECOND));
         }
+        leave_alone();
         run_for(SETTLED);
         expect_all_announced();
         remove_all();
+    }
+
+    /** What has not come in between by now does not come any more. */
+    void leave_alone() {
+        for (const auto &application : applications) {
+            application->process().interpose(0, nullptr);
+        }
     }
 
     /** Each port that a participant has by its index is held by its process, and no other is. */
@@ -389,9 +397,11 @@ TEST(SimulatedUpdate, IsTriedAgainUntilWhatItLackedIsThere) {
             changing.run_for(changing.up_to(2 * SECOND));
         }
         changing.mend();
+        changing.leave_alone();
         changing.run_for(RECOVERED);
         changing.may_fail = false;
         changing.act();
+        changing.leave_alone();
         changing.run_for(SETTLED);
         changing.expect_all_announced();
         changing.remove_all();

@@ -79,7 +79,8 @@ private:
     Interpreter &interpreter_;
     REDAWorker *const worker_;
     COMMENDMessageContext context_;
-    RTPSInfoReply reply_; // nothing of it is read before it is written, or emptied below
+    RTPSInfoReply
+        reply_; // not read before it has been written: it is too large to be emptied each time
     bool is_for_others_ = false;
     bool is_from_self_ = false;
     bool is_foreign_ = false; // of a major version that is not spoken here
@@ -203,7 +204,9 @@ RTPSRefusal Interpreter::Walk::take_timestamp(const RTPSSubmessage &submessage) 
 
 RTPSRefusal Interpreter::Walk::take_reply(const RTPSSubmessage &submessage) {
     const RTPSRefusal refusal = RTPSInfoReply_read(&submessage, &reply_);
-    note_reply();
+    if (refusal == RTPS_ACCEPTED) {
+        note_reply();
+    }
     return refusal;
 }
 
