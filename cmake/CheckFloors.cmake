@@ -6,7 +6,7 @@
 
 cmake_minimum_required(VERSION 3.25)
 
-set(floors osapi log reda netio rtps commend pres dds_c)
+set(floors osapi log reda netio rtps commend pres disc dds_c)
 set(above ${floors} domain infrastructure qos properties ddspart simnet)
 set(wrong 0)
 
@@ -23,7 +23,7 @@ foreach(floor IN LISTS floors)
         set(above ddspart simnet)
     elseif(floor STREQUAL "simnet")
         set(directory ${ROOT}/lower/simnet)
-        set(above commend pres dds_c domain infrastructure qos properties ddspart)
+        set(above commend pres disc dds_c domain infrastructure qos properties ddspart)
     else()
         set(directory ${ROOT}/lower/${floor})
     endif()
