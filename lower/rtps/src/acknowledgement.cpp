@@ -26,7 +26,10 @@ void nack_frag_fields(Codec &codec, Record &record) {
 }
 
 RTPSRefusal sense_of(const RTPSAckNack &ackNack) {
-    return is_valid(ackNack.readerSNState) ? RTPS_ACCEPTED : RTPS_REFUSED_NUMBER_SET;
+    const RTPSSequenceNumberSet &set = ackNack.readerSNState;
+    // Some readers begin with what is no set by the standard: they have nothing, and ask for none.
+    const bool is_beginning = set.base == 0 && set.numBits == 0;
+    return is_beginning || is_valid(set) ? RTPS_ACCEPTED : RTPS_REFUSED_NUMBER_SET;
 }
 
 RTPSRefusal sense_of(const RTPSNackFrag &nackFrag) {

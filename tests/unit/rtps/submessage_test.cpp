@@ -52,12 +52,18 @@ TEST(AckNackTest, HasThisForm) {
 }
 
 TEST(AckNackTest, SetThatCannotBeIsRefusedAndNotWritten) {
-    EXPECT_EQ(
-        refusal_of<RTPSAckNack>("06 00 0018 00000000 00000000 00000000 00000000 00000000 00000001"),
-        RTPS_REFUSED_NUMBER_SET);
+    EXPECT_EQ(refusal_of<RTPSAckNack>("06 00 001c 00000000 00000000 00000000 00000000 00000001 "
+                                      "80000000 00000001"),
+              RTPS_REFUSED_NUMBER_SET);
     RTPSAckNack record = ack_nack();
     record.readerSNState.base = 0;
     EXPECT_EQ(written(record, RTPS_BIG_ENDIAN), "");
+}
+
+TEST(AckNackTest, OfAReaderThatBeginsWithoutASetHasThisForm) {
+    RTPSAckNack record = ack_nack();
+    record.readerSNState = {};
+    expect_form(BEGINNING_ACKNACK, record);
 }
 
 TEST(AckNackTest, SetLongerThanTheSubmessageIsRefused) {

@@ -141,7 +141,7 @@ INSTANTIATE_TEST_SUITE_P(
         SetOctets{"Full", FULL.c_str(), RTPS_ACCEPTED},
         SetOctets{"TooLong", TOO_LONG.c_str(), RTPS_REFUSED_NUMBER_SET},
         SetOctets{"EndlesslyLong", "00000000 00000001 ffffffff ffffffff ", RTPS_REFUSED_NUMBER_SET},
-        SetOctets{"BaseZero", "00000000 00000000 00000000 ", RTPS_REFUSED_NUMBER_SET},
+        SetOctets{"BaseZero", "00000000 00000000 00000001 80000000 ", RTPS_REFUSED_NUMBER_SET},
         SetOctets{"BaseNegative", "80000000 00000001 00000000 ", RTPS_REFUSED_NUMBER_SET},
         SetOctets{"UpToTheHighest", "7fffffff ffffffff 00000001 80000000 ", RTPS_ACCEPTED},
         SetOctets{"BeyondTheHighest", "7fffffff ffffffff 00000002 80000000 ",

@@ -33,7 +33,10 @@ struct RTPSAckNack {
     NUV_INT32 isFinal; /**< no answer is needed */
     RTPSEntityId readerId;
     RTPSEntityId writerId;
-    /** It has all below the base; it asks for those in the set. */
+    /**
+     * It has all below the base; it asks for those in the set. The base 0 without any bits is
+     * accepted as well: it has nothing and asks for nothing, as some begin.
+     */
     struct RTPSSequenceNumberSet readerSNState;
     RTPSCount count;
 };
