@@ -20,20 +20,6 @@ void count_one(std::atomic<NUV_UINT64> &counter) {
     counter.fetch_add(1, std::memory_order_relaxed);
 }
 
-/** Written only for a line that is printed. */
-class LocatorText {
-public:
-    explicit LocatorText(const NUVNetioLocator &locator) {
-        NUVNetioLocator_toString(&locator, text_, sizeof text_);
-    }
-    const char *get() const {
-        return text_;
-    }
-
-private:
-    char text_[NUV_NETIO_LOCATOR_STRING_SIZE] = "";
-};
-
 bool is_aligned(const NUVNetioMessage &message, const RTPSSubmessage &submessage) {
     const NUV_UINT8 *const start = submessage.body.data - SUBMESSAGE_HEADER_SIZE;
     return static_cast<std::size_t>(start - message.data) % SUBMESSAGE_ALIGNMENT == 0;
@@ -290,7 +276,7 @@ void Interpreter::note_refusal(const NUVNetioMessage &message, RTPSRefusal reaso
     constexpr const char *LOG_METHOD = "receive";
     count_one(refused_[reason]);
     COMMEND_WARNING_LIMITED(repetitions_, "a message from %s is not read to its end: it has %s",
-                            LocatorText(message.source).get(), RTPSRefusal_toString(reason));
+                            netio::LocatorText(message.source).get(), RTPSRefusal_toString(reason));
 }
 
 void Interpreter::copy_statistics(COMMENDInterpreterStatistics *out) const {

@@ -42,21 +42,6 @@ inline const char *error_name(int error) {
     return name != nullptr ? name : "-";
 }
 
-/** A locator's text, as an argument of a message. */
-class LocatorText {
-public:
-    explicit LocatorText(const NUVNetioLocator &locator) {
-        NUVNetioLocator_toString(&locator, text_, sizeof text_);
-    }
-
-    const char *get() const {
-        return text_;
-    }
-
-private:
-    char text_[NUV_NETIO_LOCATOR_STRING_SIZE] = "";
-};
-
 } // namespace netio
 
 #endif

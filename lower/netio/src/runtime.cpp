@@ -351,3 +351,7 @@ REDARepetitions *NUVNetioRuntime_getRepetitions(NUVNetioRuntime *self) {
 NUVEventActiveDatabase *NUVNetioRuntime_getEventDatabase(NUVNetioRuntime *self) {
     return &self->events;
 }
+
+NUV_UINT64 NUVNetioRuntime_getLostDatagrams(const NUVNetioRuntime *self) {
+    return self->lost_datagrams.load(std::memory_order_relaxed);
+}

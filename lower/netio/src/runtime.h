@@ -57,6 +57,8 @@ public:
     netio::GroupTable groups;
     netio::Callbacks callbacks;
     REDARepetitions repetitions{};
+    NUV_UINT64 arrivals = 0; // datagrams that have been received; the reactor's
+    std::atomic<NUV_UINT64> lost_datagrams{0};
 
 private:
     bool start_interfaces();

@@ -350,7 +350,7 @@ void Host::enqueue(Socket &socket, const Packet &packet, const Interface &interf
         return;
     }
     socket.waiting += cost(packet);
-    socket.arrived.push_back({packet, interface.index()});
+    socket.arrived.push_back({packet, interface.index(), socket.dropped});
     world_.trace_.add({world_.now(), Event::ARRIVED, number_, socket.process->number(),
                        packet.destination, packet.payload->id, 0});
     socket.process->on_arrived(socket);

@@ -17,7 +17,9 @@ public:
     static NUVNetioTransport make(Process &process) {
         NUVNetioTransport transport{};
         transport.transportClass = NUVNetioTransportClass_find(ID);
-        transport.openUnicast = [](void *param) { return open(of(param), ID); };
+        transport.openUnicast = [](void *param, const NUVNetioSendOptions *options) {
+            return open(of(param), ID, *options);
+        };
         transport.bindUnicast = [](void *param, NUVNetioSocket_t handle,
                                    const KOLS_Transport_Address_t *address,
                                    KOLS_Transport_Port_t port) {
@@ -34,11 +36,7 @@ public:
         };
         transport.receive = receive;
         transport.openSender = [](void *param, const NUVNetioSendOptions *options) {
-            const NUVNetioSocket_t handle = open(of(param), ID);
-            if (Socket *const socket = of(param).host_.find(handle)) {
-                socket->options = *options;
-            }
-            return handle;
+            return open(of(param), ID, *options);
         };
         transport.send = send;
         transport.close = [](void *param, NUVNetioSocket_t handle) { close(of(param), handle); };
@@ -62,13 +60,17 @@ private:
         return went_well;
     }
 
-    static NUVNetioSocket_t open(Process &process, KOLS_Transport_ClassId_t transport) {
+    static NUVNetioSocket_t open(Process &process, KOLS_Transport_ClassId_t transport,
+                                 const NUVNetioSendOptions &options) {
         Socket *socket = nullptr;
         const bool fails = process.fails(Call::OPEN);
         if (!process.is_alive()) {
             errno = EBADF;
         } else if (!fails) {
             socket = process.host_.open(&process, transport);
+        }
+        if (socket != nullptr) {
+            socket->options = options;
         }
         note(process, Event::OPENED, {{transport, {}}, 0}, socket != nullptr);
         return socket != nullptr ? socket->handle : NUV_NETIO_SOCKET_NONE;
@@ -89,7 +91,8 @@ private:
     static NUVNetioSocket_t open_group(void *param, const NUVNetioLocator *group,
                                        const char **step_out) {
         *step_out = "open a socket";
-        const NUVNetioSocket_t handle = open(of(param), group->transport);
+        const NUVNetioSocket_t handle =
+            open(of(param), group->transport, NUV_NETIO_SEND_OPTIONS_DEFAULT);
         if (handle == NUV_NETIO_SOCKET_NONE) {
             return handle;
         }
@@ -146,6 +149,7 @@ private:
         }
         out->source = locator_of(packet.source);
         out->interfaceIndex = socket->is_group ? arrived->interface : 0;
+        out->lost = static_cast<NUV_UINT32>(arrived->dropped);
         ++process.received_;
         note(process, Event::RECEIVED, packet.source, true, packet.payload->id);
         return 1;

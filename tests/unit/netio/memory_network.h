@@ -49,7 +49,7 @@ public:
                 join,
                 leave,
                 receive,
-                [](void *param, const NUVNetioSendOptions *) { return open_socket(param); },
+                open_socket,
                 send,
                 close,
                 this};
@@ -84,7 +84,7 @@ private:
         errno = error;
         return 0;
     }
-    static NUVNetioSocket_t open_socket(void *param) {
+    static NUVNetioSocket_t open_socket(void *param, const NUVNetioSendOptions * /*options*/) {
         self(param).sockets[++self(param).last_] = {};
         return self(param).last_;
     }
@@ -100,7 +100,7 @@ private:
         return 1;
     }
     static NUVNetioSocket_t open_group(void *param, const NUVNetioLocator *group, const char **) {
-        const NUVNetioSocket_t socket = open_socket(param);
+        const NUVNetioSocket_t socket = open_socket(param, nullptr);
         self(param).sockets[socket].bound = *group;
         self(param).sockets[socket].is_group = true;
         return socket;

@@ -145,6 +145,9 @@ struct NUVNetioMessage {
     struct NUVNetioLocator source;
     KOLS_Transport_ClassId_t transport;
     KOLS_Transport_Port_t port; /**< the port that it arrived at */
+    NUV_UINT32 interfaceIndex;  /**< that it arrived on, when it was sent to a group; 0: unknown */
+    /** A number that no other datagram of the runtime has, the same for all who get it; from 1. */
+    NUV_UINT64 arrival;
 };
 
 /** Callbacks of a receive resource, each may be null; they come on the reactor's thread. */
@@ -190,9 +193,26 @@ int NUVNetioReceiveResource_cover(struct NUVNetioReceiveResource *self,
                                   const struct NUVNetioLocator *locator, struct REDAWorker *worker);
 
 /**
+ * @brief Sends one message from the port of a unicast resource, and never waits for room.
+ *
+ * A message to a group goes over every interface that groups are joined on. Where interfaces are
+ * restricted it leaves from an address of the interface, or from the one that is nearest to the
+ * destination. A resource may be sent from by several threads, also while it covers an address.
+ *
+ * @param destination of the resource's transport.
+ * @return how many datagrams the network took; 0 when it took none, after one warning that is not
+ * repeated within a second, and errno tells why. EADDRNOTAVAIL: the resource has no address to send
+ * from to there; EOPNOTSUPP: it is that of a group.
+ */
+int NUVNetioReceiveResource_send(struct NUVNetioReceiveResource *self,
+                                 const struct NUVNetioLocator *destination, const NUV_UINT8 *data,
+                                 NUV_UINT32 length, struct REDAWorker *worker);
+
+/**
  * @brief Closes a resource, which must not be used any more.
  *
- * Its ports are free when this returns: they may be reserved again at once.
+ * Its ports are free when this returns: they may be reserved again at once. Waits for a message
+ * that another thread is just sending from there.
  * @return non-zero when its listener is called no more; 0 when the reactor is just handing it a
  * message: then onClosed comes when that is done, and the listener's param must stay until then.
  */
@@ -242,12 +262,17 @@ int NUVNetioConfigurator_getFailure(struct NUVNetioConfigurator *self, struct NU
  * @brief Sends one message to a locator, from a socket that is opened for the first message of its
  * transport and kept. A message to a group goes over every interface that groups are joined on.
  * While the kernel's send buffer is full it waits, up to 100 ms for each message.
- * @return non-zero when the kernel took it, for a group on at least one interface (a refusal of
- * others is a warning); on failure an error message. Neither is repeated within a second.
+ * @return how many datagrams the kernel took (a refusal of some interfaces is a warning); 0 when it
+ * took none, after an error message. Neither is repeated within a second.
  */
 int NUVNetioConfigurator_send(struct NUVNetioConfigurator *self,
                               const struct NUVNetioLocator *destination, const NUV_UINT8 *data,
                               NUV_UINT32 length, struct REDAWorker *worker);
+
+/** As NUVNetioConfigurator_send, but never waits: a full send buffer refuses the message. */
+int NUVNetioConfigurator_trySend(struct NUVNetioConfigurator *self,
+                                 const struct NUVNetioLocator *destination, const NUV_UINT8 *data,
+                                 NUV_UINT32 length, struct REDAWorker *worker);
 
 #ifdef __cplusplus
 }

@@ -123,6 +123,25 @@ int NUVNetioPeer_parse(const char *text, struct NUVNetioPeer *out);
 
 #ifdef __cplusplus
 }
+
+namespace netio {
+
+/** A locator's text, as an argument of a message: written only for a line that is printed. */
+class LocatorText {
+public:
+    explicit LocatorText(const NUVNetioLocator &locator) {
+        NUVNetioLocator_toString(&locator, text_, sizeof text_);
+    }
+
+    const char *get() const {
+        return text_;
+    }
+
+private:
+    char text_[NUV_NETIO_LOCATOR_STRING_SIZE] = "";
+};
+
+} // namespace netio
 #endif
 
 #endif

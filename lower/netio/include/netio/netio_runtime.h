@@ -112,6 +112,12 @@ int NUVNetioRuntime_renewInterfaces(struct NUVNetioRuntime *self, struct REDAWor
  */
 struct REDARepetitions *NUVNetioRuntime_getRepetitions(struct NUVNetioRuntime *self);
 
+/**
+ * How many datagrams the runtime's sockets have lost, since nobody received them in time, as far as
+ * what was received after them has told. Rises only.
+ */
+NUV_UINT64 NUVNetioRuntime_getLostDatagrams(const struct NUVNetioRuntime *self);
+
 /** The clock that the runtime goes by. */
 struct NUVClock *NUVNetioRuntime_getClock(struct NUVNetioRuntime *self);
 

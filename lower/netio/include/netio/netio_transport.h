@@ -79,6 +79,8 @@ struct NUVNetioDatagram {
     NUV_UINT32 length;
     struct NUVNetioLocator source;
     NUV_UINT32 interfaceIndex; /**< that it arrived on, when it was sent to a group; 0: unknown */
+    /** How many its socket had lost before it, since there was no room for them; mod 2^32. */
+    NUV_UINT32 lost;
 };
 
 /** How what is sent travels. */
@@ -106,8 +108,8 @@ struct NUVNetioSendOptions {
 struct NUVNetioTransport {
     const struct NUVNetioTransportClass *transportClass;
 
-    /** A socket that is to be bound to a unicast port. */
-    NUVNetioSocket_t (*openUnicast)(void *param);
+    /** A socket that is to be bound to a unicast port, and to be sent from as well. */
+    NUVNetioSocket_t (*openUnicast)(void *param, const struct NUVNetioSendOptions *options);
     /**
      * Binds it to an address (all zero: to every one there is or will be) and a port, which nobody
      * else has then; EADDRINUSE when somebody has it. The socket may be used again on failure.

@@ -7,11 +7,13 @@
 #include <new>
 #include <utility>
 
+#include "configurator/groupSending.h"
 #include "locator/aliasList.h"
 #include "netio_log.h"
 #include "osapi/osapi_heap.h"
 
 using netio::HeldSnapshot;
+using netio::Outgoing;
 using netio::Transport;
 
 namespace {
@@ -219,30 +221,70 @@ void NUVNetioConfigurator_getEnabledAliases(const NUVNetioConfigurator *self,
     *out = aliases; // last, for it may be the list that was asked about
 }
 
-int NUVNetioConfigurator_send(NUVNetioConfigurator *self, const NUVNetioLocator *destination,
-                              const NUV_UINT8 *data, NUV_UINT32 length, REDAWorker * /*worker*/) {
-    Transport *transport = self->find_transport(destination->transport);
+namespace sending {
+
+namespace {
+
+/** Null after an error. */
+Transport *find_transport(const char *LOG_METHOD, NUVNetioConfigurator &self,
+                          const NUVNetioLocator &destination) {
+    Transport *const transport = self.find_transport(destination.transport);
     if (transport == nullptr) {
         NETIO_ERROR("cannot send to %s: its transport is not registered",
-                    netio::LocatorText(*destination).get());
-        return 0;
+                    netio::LocatorText(destination).get());
+        return nullptr;
     }
-    if (NUVNetioLocator_isPort(destination->port) == 0) {
+    if (NUVNetioLocator_isPort(destination.port) == 0) {
         NETIO_ERROR("cannot send to %s: allowed ports are 1 to %d",
-                    netio::LocatorText(*destination).get(), KOLS_TRANSPORT_PORT_MAX);
+                    netio::LocatorText(destination).get(), KOLS_TRANSPORT_PORT_MAX);
+        return nullptr;
+    }
+    return transport;
+}
+
+/** How many datagrams were taken; 0: errno tells why. */
+NUV_INT32 send_from(const char *method, NUVNetioConfigurator &self, Transport &transport,
+                    const Outgoing &message) {
+    const NUVNetioSocket_t socket = transport.sender.get_or_open();
+    if (socket == NUV_NETIO_SOCKET_NONE) {
         return 0;
     }
-    const std::span<const NUV_UINT8> message(data, length);
-    const bool sent =
-        NUVNetioLocator_isMulticast(destination) != 0
-            ? transport->sender.send_to_group(*destination, message, self->allowed,
-                                              *self->snapshot().get(), &self->runtime->repetitions)
-            : transport->sender.send(*destination, message);
-    if (!sent) {
+    const auto send_over = [&](const Outgoing &one, NUV_UINT32 interface_index) {
+        return one.send(transport.network, socket, interface_index);
+    };
+    if (NUVNetioLocator_isMulticast(&message.destination) == 0) {
+        return send_over(message, netio::BY_THE_ROUTES) ? 1 : 0;
+    }
+    return netio::send_to_group(method, message, self, *self.snapshot().get(), send_over);
+}
+
+NUV_INT32 send(const char *LOG_METHOD, NUVNetioConfigurator &self, const Outgoing &message) {
+    Transport *const transport = find_transport(LOG_METHOD, self, message.destination);
+    if (transport == nullptr) {
+        return 0;
+    }
+    const NUV_INT32 taken = send_from(LOG_METHOD, self, *transport, message);
+    if (taken == 0) {
         const int error = errno;
-        NETIO_ERROR_LIMITED(&self->runtime->repetitions, "cannot send %u bytes to %s: %s (%s)",
-                            static_cast<unsigned>(length), netio::LocatorText(*destination).get(),
+        NETIO_ERROR_LIMITED(&self.runtime->repetitions, "cannot send %zu bytes to %s: %s (%s)",
+                            message.octets.size(), netio::LocatorText(message.destination).get(),
                             netio::error_description(error), netio::error_name(error));
     }
-    return static_cast<int>(sent);
+    return taken;
+}
+
+} // namespace
+
+} // namespace sending
+
+int NUVNetioConfigurator_send(NUVNetioConfigurator *self, const NUVNetioLocator *destination,
+                              const NUV_UINT8 *data, NUV_UINT32 length, REDAWorker * /*worker*/) {
+    return sending::send("NUVNetioConfigurator_send", *self, {*destination, {data, length}, true});
+}
+
+int NUVNetioConfigurator_trySend(NUVNetioConfigurator *self, const NUVNetioLocator *destination,
+                                 const NUV_UINT8 *data, NUV_UINT32 length,
+                                 REDAWorker * /*worker*/) {
+    return sending::send("NUVNetioConfigurator_trySend", *self,
+                         {*destination, {data, length}, false});
 }

@@ -20,8 +20,8 @@ namespace netio {
 /** One registered transport. */
 struct Transport {
     Transport(const NUVNetioTransport &its_network, const NUVNetioSendOptions &sending)
-        : network(its_network), classid(its_network.transportClass->classid), spare(its_network),
-          sender(its_network, sending) {}
+        : network(its_network), classid(its_network.transportClass->classid),
+          spare(its_network, sending), sender(its_network, sending) {}
 
     const NUVNetioTransport &network;
     const KOLS_Transport_ClassId_t classid;

@@ -2,6 +2,7 @@
 // A multicast group and port, which is received once for all who want it.
 #include "socket/group.h"
 
+#include <cerrno>
 #include <utility>
 
 #include "osapi/osapi_heap.h"
@@ -17,6 +18,11 @@ GroupShare::GroupShare(Group &group, NUVNetioConfigurator &configurator,
 /** A group is received on interfaces, not at addresses. */
 bool GroupShare::cover(const KOLS_Transport_Address_t & /*address*/) {
     return true;
+}
+
+int GroupShare::send(const Outgoing & /*message*/) {
+    errno = EOPNOTSUPP;
+    return 0;
 }
 
 bool GroupShare::release() {
@@ -42,9 +48,8 @@ void GroupShare::free() {
     NUVOsapiHeap_freeStructure(this);
 }
 
-void GroupShare::receive(const NUVNetioMessage &message, NUV_UINT32 interface_index,
-                         REDAWorker *worker) const {
-    if (listener_.onMessage != nullptr && filter_.admits(interface_index)) {
+void GroupShare::receive(const NUVNetioMessage &message, REDAWorker *worker) const {
+    if (listener_.onMessage != nullptr && filter_.admits(message.interfaceIndex)) {
         listener_.onMessage(listener_.param, &message, worker);
     }
 }
@@ -146,14 +151,13 @@ RefusalNews Group::take_news(GroupShare *share, const NUVNetioInterfaceSnapshot 
     return share->refusals_.take_news(locator(), memberships_, share->allowed(), snapshot);
 }
 
-void Group::deliver(const NUVNetioMessage &message, NUV_UINT32 interface_index,
-                    REDAWorker *worker) {
+void Group::deliver(const NUVNetioMessage &message, REDAWorker *worker) {
     receivers_.visit([&](const std::atomic<GroupShare *> &slot) {
         GroupShare *const share = slot.load();
         if (share != nullptr) {
             const Reactor::Call call(reactor(), share);
             if (slot.load() == share) { // it has not gone meanwhile
-                share->receive(message, interface_index, worker);
+                share->receive(message, worker);
             }
         }
         return true;

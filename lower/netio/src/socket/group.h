@@ -22,6 +22,7 @@ public:
                const NUVNetioReceiveListener &listener);
 
     bool cover(const KOLS_Transport_Address_t &address) override;
+    int send(const Outgoing &message) override;
     bool release() override;
     void on_ended(REDAWorker *worker) override;
 
@@ -31,8 +32,7 @@ public:
     const AllowedInterfaces &allowed() const {
         return configurator_.allowed;
     }
-    void receive(const NUVNetioMessage &message, NUV_UINT32 interface_index,
-                 REDAWorker *worker) const;
+    void receive(const NUVNetioMessage &message, REDAWorker *worker) const;
 
 private:
     friend class Group;
@@ -83,8 +83,7 @@ public:
     /** What one of them is to be told of the snapshot that was followed; nothing at the end. */
     RefusalNews take_news(const NUVNetioInterfaceSnapshot &snapshot);
 
-    void deliver(const NUVNetioMessage &message, NUV_UINT32 interface_index,
-                 REDAWorker *worker) override;
+    void deliver(const NUVNetioMessage &message, REDAWorker *worker) override;
     void on_ended(REDAWorker *worker) override;
     void free();
 

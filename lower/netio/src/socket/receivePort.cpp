@@ -40,4 +40,11 @@ void ReceivePort::close_sockets() {
     }
 }
 
+NUV_UINT64 ReceivePort::count_arrival(NUV_UINT32 newly_lost) const {
+    if (newly_lost != 0) {
+        runtime_.lost_datagrams.fetch_add(newly_lost, std::memory_order_relaxed);
+    }
+    return ++runtime_.arrivals;
+}
+
 } // namespace netio

@@ -48,9 +48,10 @@ public:
     }
     void close_sockets();
 
-    /** Hands a message on, which arrived on an interface (0 when that is unknown). */
-    virtual void deliver(const NUVNetioMessage &message, NUV_UINT32 interface_index,
-                         REDAWorker *worker) = 0;
+    /** Counts a datagram that was received, after so many that were lost: it is the n-th. */
+    NUV_UINT64 count_arrival(NUV_UINT32 newly_lost) const;
+    /** Hands a message on. */
+    virtual void deliver(const NUVNetioMessage &message, REDAWorker *worker) = 0;
 
 protected:
     ReceivePort(NUVNetioRuntime &runtime, const NUVNetioTransport &transport,

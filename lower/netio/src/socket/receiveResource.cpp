@@ -43,6 +43,12 @@ int NUVNetioReceiveResource_cover(NUVNetioReceiveResource *self, const NUVNetioL
     return static_cast<int>(self->cover(locator->address));
 }
 
+int NUVNetioReceiveResource_send(NUVNetioReceiveResource *self, const NUVNetioLocator *destination,
+                                 const NUV_UINT8 *data, NUV_UINT32 length,
+                                 REDAWorker * /*worker*/) {
+    return self->send({*destination, {data, length}, false});
+}
+
 int NUVNetioReceiveResource_release(NUVNetioReceiveResource *self, REDAWorker * /*worker*/) {
     return static_cast<int>(self->release());
 }

@@ -4,6 +4,7 @@
 #define NETIO_RECEIVE_RESOURCE_H
 
 #include "netio/netio_configurator.h"
+#include "transport/outgoing.h"
 
 /** What is behind the operations of a receive resource. */
 struct NUVNetioReceiveResource {
@@ -13,6 +14,8 @@ public:
 
     /** See NUVNetioReceiveResource_cover. */
     virtual bool cover(const KOLS_Transport_Address_t &address) = 0;
+    /** See NUVNetioReceiveResource_send. */
+    virtual int send(const netio::Outgoing &message) = 0;
     /** See NUVNetioReceiveResource_release. */
     virtual bool release() = 0;
 

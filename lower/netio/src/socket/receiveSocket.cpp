@@ -22,6 +22,7 @@ ReceiveSocket::ReceiveSocket(ReceivePort &port) : Pollable(&port), port_(port) {
 void ReceiveSocket::open(Socket bound, const KOLS_Transport_Address_t &address) {
     socket_ = std::move(bound);
     bound_to_ = address;
+    lost_ = 0;
     state_.store(State::IDLE);
 }
 
@@ -75,9 +76,10 @@ ReceiveSocket::Received ReceiveSocket::receive_one(const ReactorContext &context
     end_receiving();
     const NUVNetioLocator &locator = port_.locator();
     if (is_received) {
+        const NUV_UINT32 newly_lost = datagram.lost - std::exchange(lost_, datagram.lost);
         port_.deliver({context.buffer.data(), datagram.length, datagram.source, locator.transport,
-                       locator.port},
-                      datagram.interfaceIndex, context.worker);
+                       locator.port, datagram.interfaceIndex, port_.count_arrival(newly_lost)},
+                      context.worker);
         return Received::ONE;
     }
     if (error == EAGAIN || error == EINTR) { // after the latter the loop tells of it again

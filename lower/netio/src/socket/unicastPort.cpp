@@ -2,11 +2,13 @@
 // A unicast port, which one resource has alone.
 #include "socket/unicastPort.h"
 
+#include <bit>
 #include <cerrno>
 #include <memory>
 #include <new>
 #include <utility>
 
+#include "configurator/groupSending.h"
 #include "locator/address.h"
 #include "netio_log.h"
 #include "osapi/osapi_heap.h"
@@ -106,6 +108,46 @@ UnicastPortPointer open_allowed(const Request &request) {
         }
     }
     return port != nullptr ? std::move(port) : make_port(request);
+}
+
+/** Nearer than whatever address has bits in common with the destination. */
+constexpr int ON_THE_INTERFACE = 8 * sizeof(KOLS_Transport_Address_t) + 1;
+
+/** How many bits two addresses begin with that are the same. */
+int common_bits(const KOLS_Transport_Address_t &left, const KOLS_Transport_Address_t &right) {
+    int bits = 0;
+    for (std::size_t i = 0; i < sizeof left.network_ordered_value; ++i) {
+        const auto differing =
+            static_cast<NUV_UINT8>(left.network_ordered_value[i] ^ right.network_ordered_value[i]);
+        bits += std::countl_zero(differing);
+        if (differing != 0) {
+            break;
+        }
+    }
+    return bits;
+}
+
+template <typename Predicate>
+bool any_interface(const NUVNetioInterfaceSnapshot &snapshot, Predicate predicate) {
+    NUV_INT32 i = 0;
+    const NUV_INT32 length = NUVNetioInterfaceSnapshot_getLength(&snapshot);
+    while (i < length && !predicate(*NUVNetioInterfaceSnapshot_get(&snapshot, i))) {
+        ++i;
+    }
+    return i < length;
+}
+
+bool is_loopback(const NUVNetioInterfaceSnapshot &snapshot, NUV_UINT32 index) {
+    return any_interface(snapshot, [index](const NUVNetioInterface &one) {
+        return one.index == index && one.isLoopback != 0;
+    });
+}
+
+bool has_address(const NUVNetioInterfaceSnapshot &snapshot, NUV_UINT32 index,
+                 const KOLS_Transport_Address_t &address) {
+    return any_interface(snapshot, [&](const NUVNetioInterface &one) {
+        return one.index == index && is_same_address(one.address, address);
+    });
 }
 
 bool is_any_address(const KOLS_Transport_Address_t &address) {
@@ -208,9 +250,83 @@ bool UnicastPort::is_allowed(const KOLS_Transport_Address_t &address) const {
     return false;
 }
 
+int UnicastPort::send(const Outgoing &message) {
+    constexpr const char *LOG_METHOD = "NUVNetioReceiveResource_send";
+    const HeldSnapshot snapshot = configurator_.snapshot();
+    const auto send_one_over = [&](const Outgoing &one, NUV_UINT32 interface_index) {
+        return send_over(one, interface_index, *snapshot.get());
+    };
+    const NUV_INT32 taken =
+        NUVNetioLocator_isMulticast(&message.destination) != 0
+            ? send_to_group(LOG_METHOD, message, configurator_, *snapshot.get(), send_one_over)
+            : NUV_INT32{send_one_over(message, BY_THE_ROUTES)};
+    if (taken == 0) {
+        const int error = errno;
+        NETIO_WARNING_LIMITED(repetitions(), "cannot send %zu bytes from port %d to %s: %s (%s)",
+                              message.octets.size(), static_cast<int>(locator().port),
+                              LocatorText(message.destination).get(), error_description(error),
+                              error_name(error));
+        errno = error;
+    }
+    return taken;
+}
+
+/** On failure errno tells why. */
+bool UnicastPort::send_over(const Outgoing &message, NUV_UINT32 interface_index,
+                            const NUVNetioInterfaceSnapshot &snapshot) {
+    const std::lock_guard lock(mutex_);
+    const ReceiveSocket *const socket =
+        choose_socket(message.destination, interface_index, snapshot);
+    if (socket == nullptr) {
+        errno = EADDRNOTAVAIL;
+        return false;
+    }
+    return message.send(transport(), socket->handle(), interface_index);
+}
+
+/**
+ * The socket that a message leaves from; null: none of them can reach there. Where each has an
+ * address of its own, that is one of the interface, or else the nearest to the destination: so the
+ * answer finds its way, and no router takes the source for a forged one. Loopback reaches loopback
+ * only.
+ */
+const ReceiveSocket *UnicastPort::choose_socket(const NUVNetioLocator &destination,
+                                                NUV_UINT32 interface_index,
+                                                const NUVNetioInterfaceSnapshot &snapshot) const {
+    const NUVNetioTransportClass &its_class = *transport().transportClass;
+    const bool loopback = interface_index != BY_THE_ROUTES
+                              ? is_loopback(snapshot, interface_index)
+                              : its_class.isLoopback(&destination.address) != 0;
+    const ReceiveSocket *chosen = nullptr;
+    int nearest = 0;
+    for (const ReceiveSocket *socket = sockets(); socket != nullptr; socket = socket->next) {
+        const KOLS_Transport_Address_t &address = socket->bound_to();
+        if (!socket->is_open()) {
+            continue;
+        }
+        if (is_any_address(address)) {
+            return socket;
+        }
+        if ((its_class.isLoopback(&address) != 0) != loopback) {
+            continue;
+        }
+        const int nearness = has_address(snapshot, interface_index, address)
+                                 ? ON_THE_INTERFACE
+                                 : common_bits(address, destination.address);
+        if (chosen == nullptr || nearness > nearest) {
+            chosen = socket;
+            nearest = nearness;
+        }
+    }
+    return chosen;
+}
+
 /** True when it is gone; false when the reactor is at it just now and will see to its end. */
 bool UnicastPort::release() {
-    close_sockets();
+    {
+        const std::lock_guard lock(mutex_);
+        close_sockets();
+    }
     if (!reactor().end(this)) {
         return false;
     }
@@ -223,8 +339,7 @@ void UnicastPort::free() {
     NUVOsapiHeap_freeStructure(this);
 }
 
-void UnicastPort::deliver(const NUVNetioMessage &message, NUV_UINT32 /*interface_index*/,
-                          REDAWorker *worker) {
+void UnicastPort::deliver(const NUVNetioMessage &message, REDAWorker *worker) {
     if (listener_.onMessage != nullptr) {
         listener_.onMessage(listener_.param, &message, worker);
     }

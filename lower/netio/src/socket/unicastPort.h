@@ -22,12 +22,17 @@ public:
     bool start();
 
     bool cover(const KOLS_Transport_Address_t &address) override;
+    int send(const Outgoing &message) override;
     bool release() override;
-    void deliver(const NUVNetioMessage &message, NUV_UINT32 interface_index,
-                 REDAWorker *worker) override;
+    void deliver(const NUVNetioMessage &message, REDAWorker *worker) override;
     void on_ended(REDAWorker *worker) override;
 
 private:
+    bool send_over(const Outgoing &message, NUV_UINT32 interface_index,
+                   const NUVNetioInterfaceSnapshot &snapshot);
+    const ReceiveSocket *choose_socket(const NUVNetioLocator &destination,
+                                       NUV_UINT32 interface_index,
+                                       const NUVNetioInterfaceSnapshot &snapshot) const;
     bool is_covered(const KOLS_Transport_Address_t &address) const;
     bool is_allowed(const KOLS_Transport_Address_t &address) const;
     void close_gone_sockets();
@@ -36,7 +41,7 @@ private:
 
     NUVNetioConfigurator &configurator_; // not after the release
     const NUVNetioReceiveListener listener_;
-    std::mutex mutex_; // guards the sockets
+    std::mutex mutex_; // guards the sockets; held while one is sent from, so that nobody closes it
 };
 
 /** Null after a failure was noted. */

@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// Sending over one transport.
+// The socket that is sent from over one transport.
 #ifndef NETIO_SENDER_H
 #define NETIO_SENDER_H
 
 #include <atomic>
-#include <span>
 
-#include "interface/allowedInterfaces.h"
-#include "reda/reda_repetition.h"
 #include "transport/socket.h"
 
 namespace netio {
@@ -23,24 +20,10 @@ public:
     Sender(const Sender &) = delete;
     Sender &operator=(const Sender &) = delete;
 
-    /** Sends one message. False, with errno, when the network does not take it before long. */
-    bool send(const NUVNetioLocator &destination, std::span<const NUV_UINT8> message);
-
-    /**
-     * Sends one message to a group on every interface that multicast goes over. False, with errno,
-     * when the network takes it on none of them; one that refuses while others don't is a warning,
-     * which @p repetitions limits.
-     */
-    bool send_to_group(const NUVNetioLocator &group, std::span<const NUV_UINT8> message,
-                       const AllowedInterfaces &allowed, const NUVNetioInterfaceSnapshot &snapshot,
-                       REDARepetitions *repetitions);
+    /** The socket; none when it cannot be opened, and errno tells why. */
+    NUVNetioSocket_t get_or_open();
 
 private:
-    NUVNetioSocket_t get_or_open();
-    bool send_over(NUVNetioSocket_t socket, const NUVNetioLocator &destination,
-                   NUV_UINT32 interface_index, std::span<const NUV_UINT8> message,
-                   bool may_wait) const;
-
     const NUVNetioTransport &transport_;
     const NUVNetioSendOptions options_;
     std::atomic<NUVNetioSocket_t> socket_{NUV_NETIO_SOCKET_NONE};

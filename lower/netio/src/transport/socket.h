@@ -59,7 +59,8 @@ private:
  */
 class SpareSocket {
 public:
-    explicit SpareSocket(const NUVNetioTransport &transport) : transport_(transport) {}
+    SpareSocket(const NUVNetioTransport &transport, const NUVNetioSendOptions &options)
+        : transport_(transport), options_(options) {}
     ~SpareSocket() {
         const Socket closed(transport_, kept_.load());
     }
@@ -69,8 +70,9 @@ public:
     /** The kept socket, or a new one. On failure errno tells why. */
     Socket take_or_open() {
         const NUVNetioSocket_t kept = kept_.exchange(NUV_NETIO_SOCKET_NONE);
-        return {transport_,
-                kept != NUV_NETIO_SOCKET_NONE ? kept : transport_.openUnicast(transport_.param)};
+        return {transport_, kept != NUV_NETIO_SOCKET_NONE
+                                ? kept
+                                : transport_.openUnicast(transport_.param, &options_)};
     }
     /** Keeps an unbound socket. */
     void keep(Socket socket) {
@@ -79,6 +81,7 @@ public:
 
 private:
     const NUVNetioTransport &transport_;
+    const NUVNetioSendOptions options_;
     std::atomic<NUVNetioSocket_t> kept_{NUV_NETIO_SOCKET_NONE};
 };
 

@@ -27,6 +27,15 @@ bool set_option(int socket, int level, int option, const Value &value) {
     return setsockopt(socket, level, option, &value, sizeof value) == 0;
 }
 
+/** Sets one that is not what the system gives a new socket. */
+inline bool set_unless(int socket, int level, int option, int value, int given) {
+    return value == given || set_option(socket, level, option, value);
+}
+
+/** What the system gives a new socket, of either family. */
+inline constexpr int GIVEN_MULTICAST_TTL = 1;
+inline constexpr int GIVEN_TRAFFIC_CLASS = 0;
+
 /** What an IP header has for a class of service: the lowest two bits are not part of it. */
 constexpr int traffic_class_of(const NUVNetioSendOptions &options) {
     return options.dscp << 2;
@@ -65,6 +74,7 @@ public:
     virtual bool set_own_options(int socket) const = 0;
     /** Lets a socket receive only what it has joined, and tell which interface that came by. */
     virtual bool set_group_options(int socket) const = 0;
+    /** For a new socket. */
     virtual bool set_sender_options(int socket, const NUVNetioSendOptions &options) const = 0;
     virtual bool change_membership(int socket, const KOLS_Transport_Address_t &group,
                                    NUV_UINT32 interface_index, bool joins) const = 0;

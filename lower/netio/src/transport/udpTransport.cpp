@@ -18,6 +18,9 @@ namespace {
 /** A send that has found no room by then fails with EAGAIN. */
 constexpr timeval LONGEST_SEND_WAIT = {0, 100'000};
 
+/** Room for the control message that tells how much was lost. */
+constexpr std::size_t LOST_SIZE = CMSG_SPACE(sizeof(NUV_UINT32));
+
 const UdpFamily &family_of(void *param) {
     return *static_cast<const UdpFamily *>(param);
 }
@@ -43,6 +46,11 @@ Descriptor open_socket(const UdpFamily &family, int flags) {
     return opened;
 }
 
+/** Has a socket tell of what it has lost. A system where it cannot goes without. */
+void watch_losses(int socket) {
+    (void)set_option(socket, SOL_SOCKET, SO_RXQ_OVFL, 1);
+}
+
 bool bind_socket(const UdpFamily &family, int socket, const KOLS_Transport_Address_t &address,
                  KOLS_Transport_Port_t port) {
     UdpAddress name{};
@@ -64,8 +72,16 @@ msghdr make_header(UdpAddress *name, socklen_t name_length, iovec *part) {
 
 namespace udp {
 
-NUVNetioSocket_t open_unicast(void *param) {
-    return open_socket(family_of(param), SOCK_NONBLOCK).take();
+NUVNetioSocket_t open_unicast(void *param, const NUVNetioSendOptions *options) {
+    const UdpFamily &family = family_of(param);
+    Descriptor opened = open_socket(family, SOCK_NONBLOCK);
+    if (opened.is_open() && !family.set_sender_options(opened.get(), *options)) {
+        give_up(&opened);
+    }
+    if (opened.is_open()) {
+        watch_losses(opened.get());
+    }
+    return opened.take();
 }
 
 int bind_unicast(void *param, NUVNetioSocket_t socket, const KOLS_Transport_Address_t *address,
@@ -87,7 +103,9 @@ NUVNetioSocket_t open_group(void *param, const NUVNetioLocator *group, const cha
         *step_out = "bind the socket";
         done = bind_socket(family, opened.get(), group->address, group->port);
     }
-    if (!done) {
+    if (done) {
+        watch_losses(opened.get());
+    } else {
         give_up(&opened);
     }
     return opened.take();
@@ -110,7 +128,7 @@ int receive(void *param, NUVNetioSocket_t socket, NUV_UINT8 *buffer, NUV_UINT32 
     const UdpFamily &family = family_of(param);
     UdpAddress source{};
     iovec part{buffer, size};
-    alignas(cmsghdr) std::array<char, CONTROL_SIZE> control;
+    alignas(cmsghdr) std::array<char, CONTROL_SIZE + LOST_SIZE> control;
     msghdr header = make_header(&source, sizeof source, &part);
     header.msg_control = control.data();
     header.msg_controllen = control.size();
@@ -121,9 +139,13 @@ int receive(void *param, NUVNetioSocket_t socket, NUV_UINT8 *buffer, NUV_UINT32 
     out->length = static_cast<NUV_UINT32>(length);
     out->source = family.read_address(source);
     out->interfaceIndex = 0;
-    for (const cmsghdr *one = CMSG_FIRSTHDR(&header); one != nullptr && out->interfaceIndex == 0;
-         one = CMSG_NXTHDR(&header, const_cast<cmsghdr *>(one))) {
-        out->interfaceIndex = family.read_interface(*one);
+    out->lost = 0;
+    for (cmsghdr *one = CMSG_FIRSTHDR(&header); one != nullptr; one = CMSG_NXTHDR(&header, one)) {
+        if (one->cmsg_level == SOL_SOCKET && one->cmsg_type == SO_RXQ_OVFL) {
+            std::memcpy(&out->lost, CMSG_DATA(one), sizeof out->lost);
+        } else {
+            out->interfaceIndex = family.read_interface(*one);
+        }
     }
     return 1;
 }

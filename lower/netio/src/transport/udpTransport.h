@@ -11,7 +11,7 @@ namespace netio {
 /** The slots of a transport, whose parameter is a family. */
 namespace udp {
 
-NUVNetioSocket_t open_unicast(void *param);
+NUVNetioSocket_t open_unicast(void *param, const NUVNetioSendOptions *options);
 int bind_unicast(void *param, NUVNetioSocket_t socket, const KOLS_Transport_Address_t *address,
                  KOLS_Transport_Port_t port);
 NUVNetioSocket_t open_group(void *param, const NUVNetioLocator *group, const char **step_out);

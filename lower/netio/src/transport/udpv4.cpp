@@ -80,8 +80,10 @@ public:
                set_option(socket, IPPROTO_IP, IP_PKTINFO, 1);
     }
     bool set_sender_options(int socket, const NUVNetioSendOptions &options) const override {
-        return set_option(socket, IPPROTO_IP, IP_MULTICAST_TTL, int{options.multicastTtl}) &&
-               set_option(socket, IPPROTO_IP, IP_TOS, traffic_class_of(options));
+        return set_unless(socket, IPPROTO_IP, IP_MULTICAST_TTL, options.multicastTtl,
+                          GIVEN_MULTICAST_TTL) &&
+               set_unless(socket, IPPROTO_IP, IP_TOS, traffic_class_of(options),
+                          GIVEN_TRAFFIC_CLASS);
     }
     bool change_membership(int socket, const KOLS_Transport_Address_t &group,
                            NUV_UINT32 interface_index, bool joins) const override {

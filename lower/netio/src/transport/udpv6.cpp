@@ -88,8 +88,10 @@ public:
         return set_option(socket, IPPROTO_IPV6, IPV6_RECVPKTINFO, 1);
     }
     bool set_sender_options(int socket, const NUVNetioSendOptions &options) const override {
-        return set_option(socket, IPPROTO_IPV6, IPV6_MULTICAST_HOPS, int{options.multicastTtl}) &&
-               set_option(socket, IPPROTO_IPV6, IPV6_TCLASS, traffic_class_of(options));
+        return set_unless(socket, IPPROTO_IPV6, IPV6_MULTICAST_HOPS, options.multicastTtl,
+                          GIVEN_MULTICAST_TTL) &&
+               set_unless(socket, IPPROTO_IPV6, IPV6_TCLASS, traffic_class_of(options),
+                          GIVEN_TRAFFIC_CLASS);
     }
     bool change_membership(int socket, const KOLS_Transport_Address_t &group,
                            NUV_UINT32 interface_index, bool joins) const override {

@@ -84,6 +84,7 @@ struct Socket {
     struct Arrived {
         Packet packet;
         NUV_UINT32 interface = 0;
+        NUV_UINT64 dropped = 0; /**< datagrams that had found no room before it */
     };
 
     NUVNetioSocket_t handle = NUV_NETIO_SOCKET_NONE;
