@@ -13,16 +13,6 @@ namespace {
 
 constexpr NUV_INT32 FIRST_CAPACITY = 4;
 
-void warn_of_slow_send(REDARepetitions *repetitions, const NUVNetioLocator &destination,
-                       const Seconds &passed, const Seconds &allowed) {
-    constexpr const char *LOG_METHOD = "COMMENDFacade_sendMessage";
-    char text[NUV_NETIO_LOCATOR_STRING_SIZE] = "";
-    NUVNetioLocator_toString(&destination, text, sizeof text);
-    COMMEND_WARNING_LIMITED(repetitions,
-                            "sending a message to %s took %lld.%06lld s, longer than %lld.%06lld s",
-                            text, passed.whole, passed.micros, allowed.whole, allowed.micros);
-}
-
 } // namespace
 
 Destinations::~Destinations() {
@@ -62,25 +52,15 @@ NUV_INT32 Destinations::send(std::span<const NUV_UINT8> message, REDAWorker *wor
     for (NUV_INT32 i = 0; i < count_; ++i) {
         taken += send_to(locators_[i], message, worker) ? 1 : 0;
     }
-    sent_ += static_cast<NUV_UINT64>(taken);
     return taken;
 }
 
 bool Destinations::send_to(const NUVNetioLocator &destination, std::span<const NUV_UINT8> message,
                            REDAWorker *worker) {
-    const Stopwatch stopwatch(threshold_, true);
-    const bool taken =
-        NUVNetioConfigurator_send(configurator_, &destination, message.data(),
-                                  static_cast<NUV_UINT32>(message.size()), worker) != 0;
-    stopwatch.stop([this, &destination](const Seconds &passed, const Seconds &allowed) {
-        warn_of_slow_send(repetitions_, destination, passed, allowed);
-    });
-    return taken;
-}
-
-NUV_UINT64 Destinations::sent() {
-    const std::lock_guard lock(mutex_);
-    return sent_;
+    return sending_.send("COMMENDFacade_sendMessage", destination, [&] {
+        return NUVNetioConfigurator_send(configurator_, &destination, message.data(),
+                                         static_cast<NUV_UINT32>(message.size()), worker);
+    }) != 0;
 }
 
 /** The position of a destination, or the count when it is not there. */

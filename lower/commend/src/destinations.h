@@ -7,18 +7,15 @@
 #include <span>
 
 #include "netio/netio_configurator.h"
-#include "stopwatch.h"
+#include "sending.h"
 
 namespace commend {
 
 /** Thread-safe. */
 class Destinations {
 public:
-    Destinations(NUVNetioConfigurator *configurator, const NUVNtpTime &threshold)
-        : configurator_(configurator), repetitions_(NUVNetioRuntime_getRepetitions(
-                                           NUVNetioConfigurator_getRuntime(configurator))),
-          threshold_(threshold,
-                     *NUVNetioRuntime_getClock(NUVNetioConfigurator_getRuntime(configurator))) {}
+    Destinations(NUVNetioConfigurator *configurator, Sending &sending)
+        : configurator_(configurator), sending_(sending) {}
     ~Destinations();
     Destinations(const Destinations &) = delete;
     Destinations &operator=(const Destinations &) = delete;
@@ -31,9 +28,6 @@ public:
     /** Sends a message to all of them; tells how many of the sends the kernel took. */
     NUV_INT32 send(std::span<const NUV_UINT8> message, REDAWorker *worker);
 
-    /** How many sends the kernel took so far. */
-    NUV_UINT64 sent();
-
 private:
     NUV_INT32 find(const NUVNetioLocator &destination) const;
     bool make_room();
@@ -41,14 +35,12 @@ private:
                  REDAWorker *worker);
 
     NUVNetioConfigurator *const configurator_;
-    REDARepetitions *const repetitions_;
-    const Threshold threshold_;
+    Sending &sending_;
 
     std::mutex mutex_; // guards what follows; held while sending
     NUVNetioLocator *locators_ = nullptr;
     NUV_INT32 count_ = 0;
     NUV_INT32 capacity_ = 0;
-    NUV_UINT64 sent_ = 0;
 };
 
 } // namespace commend

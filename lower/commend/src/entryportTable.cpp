@@ -177,6 +177,28 @@ void EntryportTable::release(Entryport *entryport, REDAWorker *worker) {
     }
 }
 
+bool EntryportTable::has_reserved(const NUVNetioLocator &locator, REDAWorker *worker) {
+    const reda::ExclusiveAreaGuard guard(area_, worker);
+    return find_shared(locator) != nullptr;
+}
+
+/** Within the area: so nobody closes the port meanwhile. To send never waits. */
+std::optional<NUV_INT32> EntryportTable::send_from(KOLS_Transport_Port_t port,
+                                                   const NUVNetioLocator &destination,
+                                                   std::span<const NUV_UINT8> message,
+                                                   REDAWorker *worker) {
+    NUVNetioLocator from = NUV_NETIO_LOCATOR_INVALID; // its address does not matter
+    from.transport = destination.transport;
+    from.port = port;
+    const reda::ExclusiveAreaGuard guard(area_, worker);
+    const Entryport *const entryport = find_shared(from);
+    if (entryport == nullptr) {
+        return std::nullopt;
+    }
+    return NUVNetioReceiveResource_send(entryport->resource, &destination, message.data(),
+                                        static_cast<NUV_UINT32>(message.size()), worker);
+}
+
 bool EntryportTable::has_open(KOLS_Transport_ClassId_t transport, REDAWorker *worker) {
     const reda::ExclusiveAreaGuard guard(area_, worker);
     const Entryport *entryport = first_;

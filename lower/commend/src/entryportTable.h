@@ -3,6 +3,9 @@
 #ifndef COMMEND_ENTRYPORT_TABLE_H
 #define COMMEND_ENTRYPORT_TABLE_H
 
+#include <optional>
+#include <span>
+
 #include "commend/commend_facade.h"
 #include "receiver.h"
 
@@ -42,6 +45,16 @@ public:
     bool reserve(const NUVNetioLocator &locator, REDAWeakReference *out, REDAWorker *worker);
     /** Gives one back; false when it is none. */
     bool give_back(const REDAWeakReference &reservation, REDAWorker *worker);
+
+    /** Whether there is a reservation of the locator's receive resource. */
+    bool has_reserved(const NUVNetioLocator &locator, REDAWorker *worker);
+    /**
+     * Sends a message from a unicast port of the destination's transport. Answers how many
+     * datagrams the network took; nothing when there is no such reservation.
+     */
+    std::optional<NUV_INT32> send_from(KOLS_Transport_Port_t port,
+                                       const NUVNetioLocator &destination,
+                                       std::span<const NUV_UINT8> message, REDAWorker *worker);
 
     /** Whether any entryport of a transport is open; the invalid class means any transport. */
     bool has_open(KOLS_Transport_ClassId_t transport, REDAWorker *worker);

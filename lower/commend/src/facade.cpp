@@ -9,6 +9,7 @@
 #include "entryportTable.h"
 #include "osapi/osapi_heap.h"
 #include "receiver.h"
+#include "sending.h"
 
 namespace {
 
@@ -22,6 +23,7 @@ public:
     NUVNetioConfigurator *const configurator;
     commend::Receiver receiver;
     commend::EntryportTable entryports;
+    commend::Sending sending;
     commend::Destinations destinations;
 };
 
@@ -37,9 +39,8 @@ bool check_transport(const NUVNetioLocatorInfo &info) {
         (alias != nullptr && NUVNetioAliasList_contains(&info.aliasList, alias) != 0)) {
         return true;
     }
-    char text[NUV_NETIO_LOCATOR_STRING_SIZE] = "";
-    NUVNetioLocator_toString(&info.locator, text, sizeof text);
-    COMMEND_ERROR("cannot receive at %s: allowed are the transports '%.*s'", text,
+    COMMEND_ERROR("cannot receive at %s: allowed are the transports '%.*s'",
+                  netio::LocatorText(info.locator).get(),
                   static_cast<int>(sizeof info.aliasList.aliases), info.aliasList.aliases);
     return false;
 }
@@ -98,7 +99,7 @@ void get_statistics(COMMENDFacade *self, COMMENDFacadeStatistics *out, REDAWorke
     Facade *facade = from_slots(self);
     facade->receiver.add_statistics(out);
     facade->entryports.add_statistics(out, worker);
-    out->messagesSent = facade->destinations.sent();
+    out->messagesSent = facade->sending.sent();
 }
 
 constexpr COMMENDFacade SLOTS = {
@@ -110,7 +111,9 @@ Facade::Facade(const COMMENDFacadeProperty &property, NUVNetioConfigurator *its_
     : COMMENDFacade(SLOTS), configurator(its_configurator),
       receiver(property, NUVNetioConfigurator_getRuntime(its_configurator)),
       entryports(its_configurator, receiver),
-      destinations(its_configurator, property.sender.sendTimeBasedLoggingThreshold) {}
+      sending(NUVNetioConfigurator_getRuntime(its_configurator),
+              property.sender.sendTimeBasedLoggingThreshold),
+      destinations(its_configurator, sending) {}
 
 } // namespace
 
@@ -158,4 +161,26 @@ int COMMENDFacade_removeEndpoint(COMMENDFacade *self, const COMMENDEndpoint *end
 void COMMENDFacade_getInterpreterStatistics(COMMENDFacade *self,
                                             COMMENDInterpreterStatistics *out) {
     from_slots(self)->receiver.interpreter.copy_statistics(out);
+}
+
+NUV_INT32 COMMENDFacade_sendFrom(COMMENDFacade *self, KOLS_Transport_Port_t port,
+                                 const NUVNetioLocator *destination, const NUV_UINT8 *data,
+                                 NUV_UINT32 length, REDAWorker *worker) {
+    Facade *facade = from_slots(self);
+    return facade->sending.send("COMMENDFacade_sendFrom", *destination, [&] {
+        const std::optional<NUV_INT32> taken =
+            facade->entryports.send_from(port, *destination, {data, length}, worker);
+        return taken ? *taken
+                     : NUVNetioConfigurator_trySend(facade->configurator, destination, data, length,
+                                                    worker);
+    });
+}
+
+int COMMENDFacade_hasEntryport(COMMENDFacade *self, const NUVNetioLocator *locator,
+                               REDAWorker *worker) {
+    return static_cast<int>(from_slots(self)->entryports.has_reserved(*locator, worker));
+}
+
+NUVNetioConfigurator *COMMENDFacade_getConfigurator(COMMENDFacade *self) {
+    return from_slots(self)->configurator;
 }

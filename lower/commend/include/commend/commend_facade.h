@@ -131,6 +131,33 @@ struct COMMENDFacade *COMMENDFacade_new(const struct COMMENDActiveFacadeProperty
                                         struct REDAWorker *worker);
 
 /**
+ * @brief Sends one message from a unicast port of the facade, so that it says where it can be
+ * answered.
+ *
+ * From the entryport of the destination's transport and of that port, if it is reserved, else from
+ * the socket of the runtime; to a group over every interface that groups are joined on. Never waits
+ * for room. A send that takes longer than the sender's time-based logging threshold logs as
+ * sendMessage does. May be called on the reactor's thread; enters the facade's area, so the caller
+ * is in none of its level or a higher one.
+ * @param port any that is no entryport of the facade, as 0, for the runtime's socket.
+ * @return how many datagrams the network took; 0: none, after a message that is not repeated within
+ * a second.
+ */
+NUV_INT32 COMMENDFacade_sendFrom(struct COMMENDFacade *self, KOLS_Transport_Port_t port,
+                                 const struct NUVNetioLocator *destination, const NUV_UINT8 *data,
+                                 NUV_UINT32 length, struct REDAWorker *worker);
+
+/**
+ * Non-zero when the facade holds a reservation for the locator's transport and port, and its group
+ * where it is multicast. Enters the facade's area.
+ */
+int COMMENDFacade_hasEntryport(struct COMMENDFacade *self, const struct NUVNetioLocator *locator,
+                               struct REDAWorker *worker);
+
+/** The configurator that the facade was made with. */
+struct NUVNetioConfigurator *COMMENDFacade_getConfigurator(struct COMMENDFacade *self);
+
+/**
  * @brief Deletes a facade: gives back the reservations still held and waits until no message of it
  * is being handed on. Not to be called on the reactor's thread. Null is accepted.
  * @return non-zero on success; 0, after one error message, when a message was still being handed on
