@@ -18,6 +18,9 @@ void replace_property(PRESParticipant *self, PRESPropertyStore &next, REDAWorker
     const reda::ExclusiveAreaGuard record(self->recordEa, worker);
     next.setFacadeProperty(self->property.get().facadeProperty);
     self->property.swap(next);
+    if (self->isAnnounced && self->discovery.onPropertySet != nullptr) {
+        self->discovery.onPropertySet(self->discovery.param, &self->property.get(), worker);
+    }
 }
 
 } // namespace

@@ -48,15 +48,34 @@ bool copy_transport_info(NUVNetioTransportInfo **to, const PRESSequenceTransport
     return true;
 }
 
+/** The caller is in the participant's tableEa. */
+void stop_announcing(PRESParticipant *self, REDAWorker *worker) {
+    PRESParticipantDiscovery discovery{};
+    {
+        const reda::ExclusiveAreaGuard record(self->recordEa, worker);
+        self->isAnnounced = false;
+        discovery = self->discovery;
+    }
+    if (discovery.onShutdown != nullptr) {
+        discovery.onShutdown(discovery.param, worker);
+    }
+}
+
 /** What enabling hands over becomes the participant's; the array of transports as it is. */
 void take_over(PRESParticipant *self, const PRESLocatorQosPolicy *default_unicast,
                const PRESLocatorQosPolicy *metatraffic_unicast,
                const PRESReducedLocatorQosPolicy *metatraffic_multicast,
-               NUVNetioTransportInfo *transports, NUV_UINT32 transport_count, REDAWorker *worker) {
-    const reda::ExclusiveAreaGuard record(self->recordEa, worker);
+               NUVNetioTransportInfo *transports, NUV_UINT32 transport_count) {
     self->property.setLocators(*default_unicast, *metatraffic_unicast, *metatraffic_multicast);
     self->transportInfo = transports;
     self->transportInfoLength = transport_count;
+}
+
+void start_announcing(PRESParticipant *self, REDAWorker *worker) {
+    self->isAnnounced = true;
+    if (self->discovery.onEnabled != nullptr) {
+        self->discovery.onEnabled(self->discovery.param, &self->property.get(), worker);
+    }
 }
 
 } // namespace
@@ -113,6 +132,12 @@ PRESParticipant *PRESParticipant_new(
     return self;
 }
 
+void PRESParticipant_setDiscovery(PRESParticipant *self, const PRESParticipantDiscovery *discovery,
+                                  REDAWorker *worker) {
+    const reda::ExclusiveAreaGuard record(self->recordEa, worker);
+    self->discovery = discovery != nullptr ? *discovery : PRESParticipantDiscovery{};
+}
+
 int PRESParticipant_enable(PRESParticipant *self, const int *enableAllEntities,
                            const PRESLocatorQosPolicy *defaultUnicastLocator,
                            const PRESLocatorQosPolicy *metatrafficUnicastLocator,
@@ -130,14 +155,16 @@ int PRESParticipant_enable(PRESParticipant *self, const int *enableAllEntities,
         const reda::ExclusiveAreaGuard table(self->tableEa, worker);
         before = self->phase;
         if (before == Phase::CREATED) {
-            take_over(self, defaultUnicastLocator, metatrafficUnicastLocator,
-                      metatrafficMulticastLocator, transports, transportInfo->_length, worker);
-            transports = nullptr;
             self->phase = Phase::ENABLED;
             if (enableAllEntities != nullptr && *enableAllEntities != 0) {
                 PRESParticipant_enableTopicsI(self);
             }
             start_taking_messages(self, worker);
+            const reda::ExclusiveAreaGuard record(self->recordEa, worker);
+            take_over(self, defaultUnicastLocator, metatrafficUnicastLocator,
+                      metatrafficMulticastLocator, transports, transportInfo->_length);
+            transports = nullptr;
+            start_announcing(self, worker);
         }
     }
     NUVOsapiHeap_freeArray(transports);
@@ -201,6 +228,9 @@ int PRESParticipant_shutdown(PRESParticipant *self, int * /*failReason*/, REDAWo
     {
         const reda::ExclusiveAreaGuard table(self->tableEa, worker);
         was_enabled = self->phase == Phase::ENABLED;
+        if (was_enabled) {
+            stop_announcing(self, worker);
+        }
         self->phase = Phase::SHUT_DOWN;
         self->takesTopics = false;
         if (was_enabled) {

@@ -42,6 +42,8 @@ struct PRESParticipant {
     PRESPropertyStore property;
     NUVNetioTransportInfo *transportInfo = nullptr;
     NUV_UINT32 transportInfoLength = 0;
+    PRESParticipantDiscovery discovery{};
+    bool isAnnounced = false; // between the calls of its onEnabled and onShutdown
 
     // Of the reactor's thread:
     std::atomic<NUV_UINT64> messagesTaken{0};

@@ -64,6 +64,27 @@ struct PRESParticipantEntityFinalizeListener {
     void *onBeforeFlowControllerFinalizeParam;
 };
 
+/**
+ * @brief Told of what a participant that is announced goes through. Callbacks may be null.
+ *
+ * The first two are called with the record's area held, so in the order in which it happened; the
+ * property is valid during the call. None may call the participant back for what these areas guard.
+ */
+struct PRESParticipantDiscovery {
+    /** Once, when it has become enabled; the property has the locators that were handed over. */
+    void (*onEnabled)(void *param, const struct PRESParticipantProperty *property,
+                      struct REDAWorker *worker);
+    /** After each property that was set while it is enabled. */
+    void (*onPropertySet)(void *param, const struct PRESParticipantProperty *property,
+                          struct REDAWorker *worker);
+    /**
+     * Once, when a participant that is enabled is shut down, before anything of it stops, with the
+     * table's area held and not the record's. Nothing is called after it.
+     */
+    void (*onShutdown)(void *param, struct REDAWorker *worker);
+    void *param;
+};
+
 /** The transports that a participant announces. */
 struct PRESSequenceTransportInfo {
     NUV_UINT32 _maximum;
@@ -101,6 +122,13 @@ struct PRESParticipant *PRESParticipant_new(
     struct NUVOsapiThreadFactory *recvThreadFactory,
     struct NUVOsapiThreadFactory *eventThreadFactory,
     struct NUVOsapiThreadFactory *asynchPubThreadFactory, struct REDAWorker *worker);
+
+/**
+ * Has @p discovery told from now on; null: nobody. Copied. Before the participant is enabled.
+ */
+void PRESParticipant_setDiscovery(struct PRESParticipant *self,
+                                  const struct PRESParticipantDiscovery *discovery,
+                                  struct REDAWorker *worker);
 
 /**
  * @brief Enables the participant. From now on it has the given locators and transports, which are
