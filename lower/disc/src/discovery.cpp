@@ -1,0 +1,274 @@
+// SPDX-License-Identifier: Apache-2.0
+// The domains of a runtime, and what is asked of their participants.
+#include <mutex>
+#include <new>
+
+#include "disc_log.h"
+#include "participant.h"
+
+using disc::Domain;
+using disc::Known;
+using disc::View;
+
+/** A domain is there as long as it has participants. */
+struct DISCDiscovery {
+public:
+    explicit DISCDiscovery(NUVNetioRuntime *runtime) : runtime_(runtime) {}
+    DISCDiscovery(const DISCDiscovery &) = delete;
+    DISCDiscovery &operator=(const DISCDiscovery &) = delete;
+
+    /** One user more. Null when memory runs out. */
+    Domain *acquire(NUV_INT32 id);
+    void release(Domain *domain);
+
+private:
+    NUVNetioRuntime *const runtime_;
+    std::mutex mutex_; // guards what follows, and how many users a domain has
+    Domain *first_ = nullptr;
+};
+
+namespace {
+
+/** How often somebody who waits looks. */
+constexpr NUV_INT64 LOOK_PERIOD = disc::MILLISECOND;
+
+void free_domain(Domain *domain) {
+    domain->~Domain();
+    NUVOsapiHeap_freeStructure(domain);
+}
+
+void free_participant(DISCParticipant *participant) {
+    participant->~DISCParticipant();
+    NUVOsapiHeap_freeStructure(participant);
+}
+
+/** What the wall clock showed when the runtime's showed @p time. */
+NUV_INT64 wall_time_of(const Domain &domain, NUV_INT64 time) {
+    NUVClock *const clock = NUVClock_getRealtime();
+    return clock->getNanoseconds(clock) - (domain.now() - time);
+}
+
+NUV_INT32 domain_of(PRESParticipant *participant, REDAWorker *worker) {
+    PRESParticipantProperty property = PRES_PARTICIPANT_PROPERTY_DEFAULT;
+    (void)PRESParticipant_getProperty(participant, &property, worker); // nothing is too long
+    return property.parameter.domainId;
+}
+
+} // namespace
+
+Domain *DISCDiscovery::acquire(NUV_INT32 id) {
+    const std::lock_guard lock(mutex_);
+    Domain *domain = first_;
+    while (domain != nullptr && domain->id != id) {
+        domain = domain->next;
+    }
+    if (domain == nullptr) {
+        NUVOsapiHeap_allocateStructure(&domain, class disc::Domain);
+        if (domain == nullptr) {
+            return nullptr;
+        }
+        new (domain) Domain(runtime_, id);
+        if (!domain->open()) {
+            free_domain(domain);
+            return nullptr;
+        }
+        domain->next = first_;
+        first_ = domain;
+    }
+    ++domain->users;
+    return domain;
+}
+
+void DISCDiscovery::release(Domain *domain) {
+    constexpr const char *LOG_METHOD = "DISCParticipant_delete";
+    {
+        const std::lock_guard lock(mutex_);
+        if (--domain->users != 0) {
+            return;
+        }
+        Domain **place = &first_;
+        while (*place != domain) {
+            place = &(*place)->next;
+        }
+        *place = domain->next;
+    }
+    if (domain->close()) {
+        free_domain(domain);
+    } else {
+        DISC_ERROR("the thread '%s' does not answer: what it knows of domain %d stays",
+                   NUV_NETIO_REACTOR_THREAD_NAME, domain->id);
+    }
+}
+
+DISCDiscovery *DISCDiscovery_new(NUVNetioRuntime *runtime, REDAWorker * /*worker*/) {
+    DISCDiscovery *self = nullptr;
+    NUVOsapiHeap_allocateStructure(&self, struct DISCDiscovery);
+    if (self == nullptr) {
+        DISC_ERROR("out of memory for discovery");
+        return nullptr;
+    }
+    return new (self) DISCDiscovery(runtime);
+}
+
+void DISCDiscovery_delete(DISCDiscovery *self) {
+    if (self != nullptr) {
+        self->~DISCDiscovery();
+        NUVOsapiHeap_freeStructure(self);
+    }
+}
+
+DISCParticipant *DISCParticipant_new(DISCDiscovery *discovery, PRESParticipant *participant,
+                                     const DISCParticipantProperty *property,
+                                     const DISCParticipantListener *listener, REDAWorker *worker) {
+    Domain *const domain = discovery->acquire(domain_of(participant, worker));
+    DISCParticipant *self = nullptr;
+    if (domain != nullptr) {
+        NUVOsapiHeap_allocateStructure(&self, struct DISCParticipant);
+    }
+    if (self == nullptr) {
+        DISC_ERROR("out of memory for the discovery of a participant");
+        if (domain != nullptr) {
+            discovery->release(domain);
+        }
+        return nullptr;
+    }
+    new (self) DISCParticipant(*discovery, *domain, participant);
+    bool is_added = false;
+    if (self->open(*property, listener)) {
+        const Domain::Visit visit(*domain, worker);
+        is_added = domain->add(self);
+    }
+    if (!is_added) {
+        DISC_ERROR("out of memory for the discovery of a participant");
+        free_participant(self);
+        discovery->release(domain);
+        return nullptr;
+    }
+    if (!self->add_endpoints(worker)) {             // which has said why
+        (void)DISCParticipant_delete(self, worker); // nothing is being received yet
+        return nullptr;
+    }
+    return self;
+}
+
+int DISCParticipant_delete(DISCParticipant *self, REDAWorker *worker) {
+    if (self == nullptr) {
+        return 1;
+    }
+    if (!self->remove_endpoints(worker)) {
+        DISC_ERROR("the thread '%s' is still at what a participant has received",
+                   NUV_NETIO_REACTOR_THREAD_NAME);
+        return 0;
+    }
+    Domain &domain = self->domain();
+    DISCDiscovery &discovery = self->discovery();
+    {
+        const Domain::Visit visit(domain, worker);
+        self->stop();
+        domain.remove(self);
+    }
+    free_participant(self);
+    discovery.release(&domain);
+    return 1;
+}
+
+int DISCParticipant_setPeers(DISCParticipant *self, const NUVNetioPeer *peers, NUV_UINT32 count,
+                             REDAWorker *worker) {
+    if (count > DISC_PEERS_MAX) {
+        DISC_ERROR("%u peers: allowed are %d", count, DISC_PEERS_MAX);
+        return 0;
+    }
+    const Domain::Visit visit(self->domain(), worker);
+    if (!self->set_peers({peers, count})) {
+        DISC_ERROR("out of memory for the peers of a participant");
+        return 0;
+    }
+    return 1;
+}
+
+void DISCParticipant_setLease(DISCParticipant *self, const NUVNtpTime *leaseDuration,
+                              const NUVNtpTime *announcementPeriod, REDAWorker *worker) {
+    const Domain::Visit visit(self->domain(), worker);
+    self->change_lease(*leaseDuration, *announcementPeriod);
+}
+
+void DISCParticipant_assertLiveliness(DISCParticipant *self, REDAWorker *worker) {
+    const Domain::Visit visit(self->domain(), worker);
+    self->announce_soon();
+}
+
+NUV_UINT32 DISCParticipant_listRemotes(DISCParticipant *self, NUVOsapiRtpsGuidPrefix *buffer,
+                                       NUV_UINT32 maximum, REDAWorker *worker) {
+    Domain &domain = self->domain();
+    const Domain::Visit visit(domain, worker);
+    NUV_UINT32 count = 0;
+    for (std::size_t slot = 0; slot < domain.table.slots(); ++slot) {
+        const Known *const known = domain.table.at(slot);
+        if (known != nullptr && self->view_of(*known).has) {
+            if (count < maximum) {
+                buffer[count] = known->prefix;
+            }
+            ++count;
+        }
+    }
+    return count;
+}
+
+const DISCRemote *DISCParticipant_findRemote(DISCParticipant *self,
+                                             const NUVOsapiRtpsGuidPrefix *prefix,
+                                             DISCRemoteStatus *status, REDAWorker *worker) {
+    Domain &domain = self->domain();
+    const Domain::Visit visit(domain, worker);
+    const Known *const known = domain.table.find(*prefix);
+    if (known == nullptr || !self->view_of(*known).has) {
+        return nullptr;
+    }
+    if (status != nullptr) {
+        *status = {wall_time_of(domain, known->first_heard),
+                   wall_time_of(domain, known->last_heard), known->source.locator(),
+                   known->local != nullptr ? 1 : 0};
+    }
+    return DISCRemote_retain(known->record.get());
+}
+
+int DISCParticipant_ignore(DISCParticipant *self, const NUVOsapiRtpsGuidPrefix *prefix,
+                           REDAWorker *worker) {
+    const Domain::Visit visit(self->domain(), worker);
+    if (!self->ignore(*prefix)) {
+        return 0;
+    }
+    self->domain().ignore(*self, *prefix);
+    return 1;
+}
+
+int DISCParticipant_waitForRemotes(DISCParticipant *self, NUV_UINT32 count,
+                                   const NUVNtpTime *timeout, REDAWorker *worker) {
+    NUVClock *const clock = NUVClock_getMonotonic();
+    const NUV_INT64 end =
+        disc::later(clock->getNanoseconds(clock), NUVNtpTime_toNanoseconds(timeout));
+    for (;;) {
+        {
+            const Domain::Visit visit(self->domain(), worker);
+            if (self->known_count() >= count) {
+                return 1;
+            }
+        }
+        const NUV_INT64 now = clock->getNanoseconds(clock);
+        if (now >= end) {
+            return 0;
+        }
+        clock->sleepUntil(clock, std::min(end, now + LOOK_PERIOD));
+    }
+}
+
+int DISCParticipant_takeNews(DISCParticipant *self, DISCChange *changeOut,
+                             const DISCRemote **remoteOut, REDAWorker *worker) {
+    const Domain::Visit visit(self->domain(), worker);
+    return static_cast<int>(self->news.take(changeOut, remoteOut));
+}
+
+void DISCParticipant_getStatistics(DISCParticipant *self, DISCStatistics *out, REDAWorker *worker) {
+    const Domain::Visit visit(self->domain(), worker);
+    *out = self->statistics;
+    out->known = self->known_count();
+}

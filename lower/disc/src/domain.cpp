@@ -1,0 +1,756 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the participants of a process in one domain share: whom they know, and what is to be done.
+#include "domain.h"
+
+#include <new>
+
+#include "disc_log.h"
+#include "osapi/osapi_assert.h"
+#include "participant.h"
+
+namespace disc {
+
+namespace {
+
+/** When those who have come are announced to, from the first time on. */
+constexpr NUV_INT64 GREETINGS[] = {0, 150 * MILLISECOND, 250 * MILLISECOND, 500 * MILLISECOND};
+constexpr NUV_UINT8 LAST_GREETING = std::size(GREETINGS) - 1;
+
+/** From so many known ones on greetings are spread. */
+constexpr std::size_t SPREAD_FROM = 16;
+constexpr NUV_INT64 SPREAD_FOR_EACH = MILLISECOND / 2;
+constexpr NUV_INT64 LONGEST_SPREAD = 250 * MILLISECOND;
+
+/** How long one that may live is waited for. */
+constexpr NUV_INT64 CLAIM_TIME = 50 * MILLISECOND;
+constexpr NUV_INT64 FORMER_TIME = 200 * MILLISECOND;
+
+/** A lease that is looked at later than that is judged after the sockets have been read. */
+constexpr NUV_INT64 LATE = 50 * MILLISECOND;
+constexpr NUV_UINT8 PROLONGATIONS_MAX = 3;
+
+constexpr NUV_INT64 UNASKED_PAUSE = 100 * MILLISECOND;
+constexpr NUV_INT64 STRANGER_SPAN = 60 * SECOND;
+constexpr NUV_INT64 FORGERY_LINE_PAUSE = 60 * SECOND;
+
+/** The most octets of all that one participant knows. */
+constexpr std::size_t KNOWN_BYTES_MAX = 64u << 20;
+/** One address holds at most this part of the room. */
+constexpr NUV_INT32 SHARE_OF_ADDRESS = 4;
+
+void count_one(NUV_UINT64 &counter) {
+    ++counter;
+}
+
+/** Those that were heard from come first. */
+NUV_INT32 rank_locator(void *param, const NUVNetioLocator *locator) {
+    const Place place = Place::of(*locator);
+    const auto *source = static_cast<const Place *>(param);
+    if (place.has_same_address(*source)) {
+        return 2;
+    }
+    return place.is_loopback() ? 0 : 1;
+}
+
+} // namespace
+
+/** A DATA of an announcer, and where it was said. */
+struct Domain::Heard {
+    Heard(const COMMENDMessageContext &its_context, NUV_INT64 its_time)
+        : context(its_context), prefix(its_context.source.guidPrefix),
+          source(Place::of(its_context.message->source)), now(its_time),
+          is_directed(its_context.isDirected != 0),
+          is_by_group(its_context.message->interfaceIndex != 0) {}
+
+    const COMMENDMessageContext &context;
+    const NUVOsapiRtpsGuidPrefix &prefix;
+    const Place source;
+    const NUV_INT64 now;
+    const bool is_directed;
+    const bool is_by_group;
+};
+
+Domain::Domain(NUVNetioRuntime *runtime, NUV_INT32 its_id)
+    : id(its_id), runtime_(runtime),
+      clock_(NUVNetioRuntime_getClock(runtime)), event_{on_time, this, 0, nullptr, 0} {}
+
+Domain::~Domain() {
+    NUV_ASSERT(participants_ == nullptr);
+    REDAExclusiveArea_delete(area_);
+}
+
+bool Domain::open() {
+    area_ = REDAExclusiveArea_new(REDA_EXCLUSIVE_AREA_LEVEL_REMOTE_OBJECTS, "discovery");
+    return area_ != nullptr;
+}
+
+bool Domain::close() {
+    return NUVEventActiveDatabase_cancelEvent(NUVNetioRuntime_getEventDatabase(runtime_),
+                                              &event_) != 0;
+}
+
+void Domain::on_time(void *param, REDAWorker *worker) {
+    auto *self = static_cast<Domain *>(param);
+    const Visit visit(*self, worker);
+    self->event_due_ = NEVER;
+    const NUV_INT64 now = self->now();
+    while (self->schedule.run_one(now)) {}
+}
+
+/** An event that was posted keeps its earlier time, and finds then that there is nothing to do. */
+void Domain::wake() {
+    worker_ = nullptr;
+    const NUV_INT64 due = schedule.next();
+    if (due < event_due_) {
+        event_due_ = due;
+        const NUVNtpTime delay = NUVNtpTime_fromNanoseconds(std::max<NUV_INT64>(due - now(), 0));
+        NUVEventActiveDatabase_postEvent(NUVNetioRuntime_getEventDatabase(runtime_), &event_,
+                                         &delay);
+    }
+}
+
+// ---- Its participants
+
+bool Domain::add(DISCParticipant *participant) {
+    if (!schedule.make_room(DISCParticipant::TIMERS)) {
+        return false;
+    }
+    if (!participant->make_room(table.slots())) {
+        schedule.give_back_room(DISCParticipant::TIMERS);
+        return false;
+    }
+    participant->next = participants_;
+    participants_ = participant;
+    return true;
+}
+
+void Domain::remove(DISCParticipant *participant) {
+    DISCParticipant **place = &participants_;
+    while (*place != participant) {
+        place = &(*place)->next;
+    }
+    *place = participant->next;
+    schedule.give_back_room(DISCParticipant::TIMERS);
+    for (std::size_t slot = 0; slot < table.slots(); ++slot) {
+        Known *const known = table.at(slot);
+        if (known != nullptr && !is_wanted(*known)) {
+            free(known);
+        }
+    }
+}
+
+void Domain::introduce(DISCParticipant &participant) {
+    constexpr const char *LOG_METHOD = "DISCParticipant_announce";
+    Known *known = table.find(participant.prefix());
+    if (known != nullptr && known->local == nullptr) {
+        drop(*known, DISC_CHANGE_LOST); // somebody has spoken in its name
+        known = nullptr;
+    }
+    HeldRemote record(DISCRemote_retain(participant.record()));
+    if (known != nullptr) {
+        replace(*known, std::move(record));
+    } else {
+        known = make_known(std::move(record));
+        if (known == nullptr) {
+            DISC_ERROR("out of memory for a participant: those of its process do not know it");
+            return;
+        }
+        known->local = &participant;
+        known->first_heard = now();
+    }
+    known->last_heard = now();
+    meet(participant);
+}
+
+void Domain::forget(const DISCParticipant &participant) {
+    Known *const known = table.find(participant.prefix());
+    if (known != nullptr && known->local == &participant) {
+        drop(*known, DISC_CHANGE_LEFT);
+    }
+}
+
+void Domain::meet(DISCParticipant &participant) {
+    Known *const known = table.find(participant.prefix());
+    if (known == nullptr || known->local != &participant) {
+        return;
+    }
+    for (DISCParticipant *other = participants_; other != nullptr; other = other->next) {
+        Known *const other_known =
+            other != &participant && other->is_active() ? table.find(other->prefix()) : nullptr;
+        if (other_known == nullptr || other_known->local != other ||
+            !participant.has_tag(other_known->tag)) {
+            continue;
+        }
+        const bool is_heard = participant.reaches(*other);
+        const bool hears = other->reaches(participant);
+        if (is_heard || (hears && participant.announces())) {
+            introduce_to(*other, *known);
+        }
+        if (hears || (is_heard && other->announces())) {
+            introduce_to(participant, *other_known);
+        }
+    }
+}
+
+void Domain::introduce_to(DISCParticipant &participant, Known &known) {
+    const View &view = participant.view_of(known);
+    if (!view.has && !view.ignores && !participant.ignores(known.prefix) &&
+        participant.make_room(table.slots())) {
+        participant.add(known);
+    }
+}
+
+bool Domain::is_wanted(const Known &known) const {
+    if (known.local != nullptr && known.local->is_active()) {
+        return true;
+    }
+    for (DISCParticipant *one = participants_; one != nullptr; one = one->next) {
+        const View &view = one->view_of(known);
+        if (view.has || view.ignores) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// ---- Known ones come and go
+
+/** For each of the participants there is room for it. Null when memory runs out. */
+Known *Domain::make_known(HeldRemote record) {
+    if (!table.make_room() || !schedule.make_room(Known::TIMERS)) {
+        return nullptr;
+    }
+    for (DISCParticipant *one = participants_; one != nullptr; one = one->next) {
+        if (!one->make_room(table.slots())) {
+            schedule.give_back_room(Known::TIMERS);
+            return nullptr;
+        }
+    }
+    Known *known = nullptr;
+    NUVOsapiHeap_allocateStructure(&known, class disc::Known);
+    if (known == nullptr) {
+        schedule.give_back_room(Known::TIMERS);
+        return nullptr;
+    }
+    const NUVOsapiRtpsGuidPrefix prefix = record->prefix();
+    new (known) Known(*this, prefix, std::move(record));
+    table.add(known);
+    return known;
+}
+
+void Domain::free(Known *known) {
+    schedule.cancel(known->greeting);
+    schedule.cancel(known->lease);
+    schedule.cancel(known->question);
+    schedule.give_back_room(Known::TIMERS);
+    end_claim(*known);
+    table.remove(known);
+    known->~Known();
+    NUVOsapiHeap_freeStructure(known);
+}
+
+void Domain::drop(Known &known, DISCChange change) {
+    for (DISCParticipant *one = participants_; one != nullptr; one = one->next) {
+        one->remove(known, change);
+    }
+    free(&known);
+}
+
+/** What it says from now on. */
+void Domain::replace(Known &known, HeldRemote record) {
+    if (record->says_the_same_as(*known.record)) {
+        return;
+    }
+    const std::size_t before = known.record->size();
+    table.change_record(&known, std::move(record));
+    for (DISCParticipant *one = participants_; one != nullptr; one = one->next) {
+        if (one->view_of(known).has) {
+            one->count_bytes(known.record->size(), before);
+            one->note_change(known);
+        }
+    }
+}
+
+void Domain::ignore(DISCParticipant &by, const NUVOsapiRtpsGuidPrefix &prefix) {
+    Known *const known = table.find(prefix);
+    if (known != nullptr) {
+        by.remove(*known, DISC_CHANGE_LOST);
+        by.view_of(*known).ignores = true;
+    }
+}
+
+// ---- What is received
+
+void Domain::receive(DISCParticipant &by, const COMMENDMessageContext &context,
+                     const RTPSData &data) {
+    const Heard heard(context, now());
+    count_one(by.statistics.announcementsReceived);
+    const Known *const known = table.find(heard.prefix);
+    if (known != nullptr && known->local != nullptr) {
+        count_one(by.statistics.refused[DISC_REFUSED_ECHO]);
+        return;
+    }
+    if (by.ignores(heard.prefix)) {
+        count_one(by.statistics.refused[DISC_REFUSED_IGNORED]);
+        return;
+    }
+    RTPSInlineQos qos{};
+    if (data.inlineQos.length != 0) {
+        const RTPSRefusal refusal = RTPSInlineQos_read(data.inlineQos, context.byteOrder, &qos);
+        if (refusal != RTPS_ACCEPTED) {
+            count_one(by.statistics.unreadable[refusal]);
+            return;
+        }
+    }
+    constexpr NUV_UINT32 GONE = RTPS_STATUS_INFO_DISPOSED | RTPS_STATUS_INFO_UNREGISTERED;
+    if ((qos.statusInfo & GONE) != 0) {
+        take_leaving(by, heard, data, qos);
+    } else if (data.payloadKind == RTPS_PAYLOAD_DATA) {
+        take_announcement(by, heard, data);
+    } else {
+        count_one(by.statistics.unreadable[RTPS_REFUSED_ENCAPSULATION]);
+    }
+}
+
+/** Who leaves is told by the key, or else by its hash; it can only be the sender. */
+void Domain::take_leaving(DISCParticipant &by, const Heard &heard, const RTPSData &data,
+                          const RTPSInlineQos &qos) {
+    NUVOsapiRtpsGuid guid = {heard.prefix, RTPS_ENTITYID_PARTICIPANT};
+    RTPSRefusal refusal = RTPS_ACCEPTED;
+    if (data.payloadKind == RTPS_PAYLOAD_KEY) {
+        refusal = RTPSParticipantKey_read(data.payload, &guid);
+    } else if (qos.hasKeyHash != 0) {
+        guid = RTPSGuid_fromOctets(qos.keyHash);
+    }
+    if (refusal == RTPS_ACCEPTED && guid.objectId != RTPS_ENTITYID_PARTICIPANT) {
+        refusal = RTPS_REFUSED_ENTITY_ID;
+    }
+    if (refusal == RTPS_ACCEPTED &&
+        NUVOsapiRtpsGuidPrefix_isSame(&guid.prefix, &heard.prefix) == 0) {
+        refusal = RTPS_REFUSED_GUID_PREFIX;
+    }
+    if (refusal != RTPS_ACCEPTED) {
+        count_one(by.statistics.unreadable[refusal]);
+        return;
+    }
+    Known *const known = table.find(heard.prefix);
+    if (known == nullptr || !by.view_of(*known).has) {
+        return; // nobody to forget
+    }
+    if (is_stale(*known, heard, data.writerSN)) {
+        count_one(by.statistics.refused[DISC_REFUSED_STALE]);
+    } else if (known->is_at(heard.source)) {
+        drop(*known, DISC_CHANGE_LEFT);
+    } else {
+        claim(by, *known, heard, data.writerSN, {});
+    }
+}
+
+/** A lower number with a newer time is another life under the same identity. */
+bool Domain::is_stale(const Known &known, const Heard &heard, RTPSSequenceNumber sequence) {
+    const RTPSTime &timestamp = heard.context.timestamp;
+    return sequence < known.sequence &&
+           !(RTPSTime_isValid(&timestamp) != 0 && RTPSTime_isValid(&known.timestamp) != 0 &&
+             RTPSTime_compare(&timestamp, &known.timestamp) > 0);
+}
+
+void Domain::take_announcement(DISCParticipant &by, const Heard &heard, const RTPSData &data) {
+    Known *const known = table.find(heard.prefix);
+    if (known == nullptr) {
+        take_newcomer(by, heard, data);
+    } else if (is_stale(*known, heard, data.writerSN)) {
+        count_one(by.statistics.refused[DISC_REFUSED_STALE]);
+    } else if (data.writerSN == known->sequence) {
+        take_repetition(by, heard, *known);
+    } else {
+        take_newer(by, heard, data, *known);
+    }
+}
+
+/** What was read already: by itself once before, or for another participant of this process. */
+void Domain::take_repetition(DISCParticipant &by, const Heard &heard, Known &known) {
+    if (!by.has_tag(known.tag)) {
+        count_one(by.statistics.refused[DISC_REFUSED_DOMAIN_TAG]);
+        return;
+    }
+    if (known.is_at(heard.source)) {
+        renew(known, heard);
+        note_life(known);
+    }
+    (void)look(by, heard, known);
+}
+
+void Domain::take_newer(DISCParticipant &by, const Heard &heard, const RTPSData &data,
+                        Known &known) {
+    RTPSParticipantData read_data;
+    if (!read(by, heard, data, &read_data) || !is_ours(by, heard, read_data)) {
+        return;
+    }
+    HeldRemote record(DISCRemote::make(read_data));
+    if (!record) {
+        count_one(by.statistics.refused[DISC_REFUSED_NO_MEMORY]);
+        return;
+    }
+    if (!known.is_at(heard.source)) {
+        claim(by, known, heard, data.writerSN, std::move(record));
+        return;
+    }
+    note_life(known);
+    replace(known, std::move(record));
+    known.sequence = data.writerSN;
+    known.timestamp = heard.context.timestamp;
+    table.change_source(&known, heard.source);
+    renew(known, heard);
+    schedule_lease(known);
+    (void)look(by, heard, known);
+}
+
+void Domain::take_newcomer(DISCParticipant &by, const Heard &heard, const RTPSData &data) {
+    RTPSParticipantData read_data;
+    if (!read(by, heard, data, &read_data) || !is_ours(by, heard, read_data)) {
+        return;
+    }
+    HeldRemote record(DISCRemote::make(read_data));
+    if (!record) {
+        count_one(by.statistics.refused[DISC_REFUSED_NO_MEMORY]);
+        return;
+    }
+    if (!has_room_for(by, heard, *record)) {
+        return;
+    }
+    Known *const known = make_known(std::move(record));
+    if (known == nullptr) {
+        count_one(by.statistics.refused[DISC_REFUSED_NO_MEMORY]);
+        return;
+    }
+    known->sequence = data.writerSN;
+    known->timestamp = heard.context.timestamp;
+    known->first_heard = heard.now;
+    table.change_source(known, heard.source);
+    renew(*known, heard);
+    known->was_heard_again = false;
+    schedule_lease(*known);
+    if (look(by, heard, *known)) {
+        ask_former(*known, heard.now);
+    } else {
+        free(known);
+    }
+}
+
+bool Domain::read(DISCParticipant &by, const Heard &heard, const RTPSData &data,
+                  RTPSParticipantData *out) {
+    Place source = heard.source;
+    const RTPSLocatorRanking ranking = {rank_locator, &source};
+    const RTPSRefusal refusal =
+        RTPSParticipantData_read(data.payload, &heard.context.source, &ranking, out);
+    if (refusal != RTPS_ACCEPTED) {
+        count_one(by.statistics.unreadable[refusal]);
+    }
+    return refusal == RTPS_ACCEPTED;
+}
+
+bool Domain::is_ours(DISCParticipant &by, const Heard &heard, const RTPSParticipantData &data) {
+    constexpr const char *LOG_METHOD = "receive";
+    const bool is_logged = by.property().logsMismatch != 0;
+    if (data.hasDomainId != 0 && data.domainId != static_cast<NUV_UINT32>(id)) {
+        count_one(by.statistics.refused[DISC_REFUSED_DOMAIN_ID]);
+        if (is_logged) {
+            DISC_WARNING_LIMITED(repetitions(),
+                                 "a participant at %s is in domain %u, this one in domain %d: they "
+                                 "do not know each other",
+                                 netio::LocatorText(heard.context.message->source).get(),
+                                 data.domainId, id);
+        }
+        return false;
+    }
+    if (!by.has_tag(data.domainTag)) {
+        count_one(by.statistics.refused[DISC_REFUSED_DOMAIN_TAG]);
+        if (is_logged) {
+            DISC_WARNING_LIMITED(repetitions(),
+                                 "a participant at %s has the domain tag '%s', this one '%s': they "
+                                 "do not know each other",
+                                 netio::LocatorText(heard.context.message->source).get(),
+                                 data.domainTag.text != nullptr ? data.domainTag.text : "",
+                                 by.property().domainTag);
+        }
+        return false;
+    }
+    return true;
+}
+
+/** Whether a participant has it in its view, from now on or already. */
+bool Domain::look(DISCParticipant &by, const Heard &heard, Known &known) {
+    if (by.view_of(known).ignores) {
+        count_one(by.statistics.refused[DISC_REFUSED_IGNORED]);
+        return false;
+    }
+    View &view = by.view_of(known);
+    if (view.has) {
+        if (heard.is_directed && view.greets) {
+            // It knows us. It does not know that we know it, unless we have said something to it.
+            view.greets = view.greeting == 0;
+            view.greeting = LAST_GREETING;
+        }
+        return true;
+    }
+    if (!has_room_for(by, heard, *known.record)) {
+        return false;
+    }
+    if (!by.make_room(table.slots())) {
+        count_one(by.statistics.refused[DISC_REFUSED_NO_MEMORY]);
+        return false;
+    }
+    by.add(known);
+    if (by.announces()) {
+        view.greets = true;
+        view.greeting = heard.is_directed ? LAST_GREETING : NUV_UINT8{0};
+        const NUV_INT64 spread =
+            by.known_count() < SPREAD_FROM
+                ? 0
+                : std::min(LONGEST_SPREAD,
+                           SPREAD_FOR_EACH * static_cast<NUV_INT64>(by.known_count()));
+        schedule.set_no_later(known.greeting, heard.now + by.pick(spread));
+    }
+    return true;
+}
+
+Known *Domain::note_sign_of_life(DISCParticipant &by, const COMMENDMessageContext &context) {
+    const Heard heard(context, now());
+    Known *const known = table.find(heard.prefix);
+    if (known == nullptr || known->local != nullptr || !by.view_of(*known).has ||
+        !known->is_at(heard.source)) {
+        return nullptr;
+    }
+    renew(*known, heard);
+    note_life(*known);
+    (void)look(by, heard, *known);
+    return known;
+}
+
+// ---- Limits
+
+bool Domain::has_room_for(DISCParticipant &by, const Heard &heard, const DISCRemote &record) {
+    constexpr const char *LOG_METHOD = "receive";
+    const NUV_INT32 most = by.property().remoteParticipantsMax;
+    const auto share = static_cast<std::size_t>(std::max(most / SHARE_OF_ADDRESS, 1));
+    const bool is_bearable = by.known_bytes() + record.size() <= KNOWN_BYTES_MAX &&
+                             table.count_heard(heard.source, share) < share;
+    if (is_bearable && by.known_count() < static_cast<std::size_t>(most)) {
+        return true;
+    }
+    const Asker stranger = {heard.prefix, RTPS_ENTITYID_UNKNOWN};
+    if (is_bearable && by.strangers.repeats(stranger, stranger.hash(), heard.now, STRANGER_SPAN) &&
+        make_place(by)) {
+        return true;
+    }
+    count_one(by.statistics.refused[DISC_REFUSED_FULL]);
+    DISC_WARNING_LIMITED(repetitions(),
+                         "no room for a participant at %s: allowed are %d, %d of one address, by "
+                         "resource_limits.remote_participants_max, in 64 MiB",
+                         netio::LocatorText(heard.context.message->source).get(), most,
+                         static_cast<int>(share));
+    return false;
+}
+
+/** Has one that was heard only once give way. */
+bool Domain::make_place(DISCParticipant &by) {
+    for (std::size_t slot = 0; slot < table.slots(); ++slot) {
+        Known *const known = table.at(slot);
+        if (known != nullptr && known->local == nullptr && !known->was_heard_again &&
+            by.view_of(*known).has) {
+            by.remove(*known, DISC_CHANGE_LOST);
+            if (!is_wanted(*known)) {
+                free(known);
+            }
+            return true;
+        }
+    }
+    return false;
+}
+
+bool Domain::admits(const DISCParticipant &by, const Place &place) {
+    return by.peers().has(place) || table.has_heard(place) ||
+           unasked_.admits(place, place.hash_of_address(), now(), UNASKED_PAUSE);
+}
+
+// ---- Greetings
+
+void Domain::on_greeting(void *owner, NUV_INT64 now) {
+    Known &known = *static_cast<Known *>(owner);
+    Domain &self = known.domain;
+    NUV_INT64 pause = NEVER;
+    for (DISCParticipant *one = self.participants_; one != nullptr; one = one->next) {
+        View &view = one->view_of(known);
+        if (!view.greets || !one->is_active()) {
+            continue;
+        }
+        one->greet(known);
+        view.greets = view.greeting < LAST_GREETING;
+        if (view.greets) {
+            ++view.greeting;
+            pause = std::min(pause, GREETINGS[view.greeting]);
+        }
+    }
+    self.schedule.set(known.greeting, later(now, pause));
+}
+
+// ---- Leases
+
+void Domain::renew(Known &known, const Heard &heard) {
+    known.last_heard = heard.now;
+    known.lease_end = later(heard.now, known.record->lease());
+    known.lost_datagrams = NUVNetioRuntime_getLostDatagrams(runtime_);
+    known.prolongations = 0;
+    known.was_graced = false;
+    known.was_heard_again = true;
+    known.was_heard_by_group = known.was_heard_by_group || heard.is_by_group;
+}
+
+/** A timer that runs out too early looks again; so renewing sets none. */
+void Domain::schedule_lease(Known &known) {
+    schedule.set_no_later(known.lease, known.lease_end);
+}
+
+void Domain::on_lease(void *owner, NUV_INT64 now) {
+    Known &known = *static_cast<Known *>(owner);
+    Domain &self = known.domain;
+    if (known.lease_end > now) {
+        self.schedule_lease(known);
+        return;
+    }
+    if (now - known.lease_end > LATE && !known.was_graced) {
+        known.was_graced = true; // what it has said may still wait in the sockets
+        self.schedule.set(known.lease, now + LATE);
+        return;
+    }
+    const NUV_UINT64 lost = NUVNetioRuntime_getLostDatagrams(self.runtime_);
+    if (lost != known.lost_datagrams && known.prolongations < PROLONGATIONS_MAX) {
+        known.lost_datagrams = lost; // it may have been among them
+        ++known.prolongations;
+        known.lease_end = later(now, std::max(known.record->lease() / 4, MILLISECOND));
+        self.schedule_lease(known);
+        return;
+    }
+    self.drop(known, DISC_CHANGE_LOST);
+}
+
+// ---- What may be forged
+
+/** Said by somebody who was never heard from there: the one that it is about may object. */
+void Domain::claim(DISCParticipant &by, Known &known, const Heard &heard,
+                   RTPSSequenceNumber sequence, HeldRemote record) {
+    if (known.claim == nullptr) {
+        NUVOsapiHeap_allocateStructure(&known.claim, struct disc::Claim);
+        if (known.claim == nullptr) {
+            count_one(by.statistics.refused[DISC_REFUSED_NO_MEMORY]);
+            return;
+        }
+        new (known.claim) Claim{std::move(record), sequence, heard.context.timestamp, heard.source,
+                                heard.now + CLAIM_TIME};
+        ask(known);
+        schedule_question(known);
+    } else if (known.claim->source.has_same_address(heard.source) &&
+               sequence > known.claim->sequence) {
+        known.claim->announcement = std::move(record);
+        known.claim->sequence = sequence;
+        known.claim->timestamp = heard.context.timestamp;
+    }
+}
+
+/** It lives where it was: what was said in its name elsewhere is not true. */
+void Domain::note_life(Known &known) {
+    constexpr const char *LOG_METHOD = "receive";
+    known.asked_until = NEVER;
+    if (known.claim == nullptr) {
+        return;
+    }
+    for (DISCParticipant *one = participants_; one != nullptr; one = one->next) {
+        if (one->view_of(known).has) {
+            count_one(one->statistics.refused[DISC_REFUSED_FORGED]);
+        }
+    }
+    const NUV_INT64 time = now();
+    if (last_forgery_line_ == 0 || time - last_forgery_line_ >= FORGERY_LINE_PAUSE) {
+        last_forgery_line_ = time;
+        DISC_LOG(
+            NUV_LOG_LEVEL_WARNING,
+            "somebody at %s has spoken for a participant at %s, which lives and says otherwise",
+            netio::LocatorText(known.claim->source.locator()).get(),
+            netio::LocatorText(known.source.locator()).get());
+    }
+    end_claim(known);
+}
+
+void Domain::end_claim(Known &known) {
+    if (known.claim != nullptr) {
+        known.claim->~Claim();
+        NUVOsapiHeap_freeStructure(known.claim);
+        known.claim = nullptr;
+    }
+}
+
+/** False when it is no more. */
+bool Domain::accept_claim(Known &known, NUV_INT64 now) {
+    if (!known.claim->announcement) {
+        drop(known, DISC_CHANGE_LEFT);
+        return false;
+    }
+    replace(known, std::move(known.claim->announcement));
+    known.sequence = known.claim->sequence;
+    known.timestamp = known.claim->timestamp;
+    table.change_source(&known, known.claim->source);
+    known.last_heard = now;
+    known.lease_end = later(now, known.record->lease());
+    schedule_lease(known);
+    end_claim(known);
+    return true;
+}
+
+void Domain::ask(const Known &known) {
+    for (DISCParticipant *one = participants_; one != nullptr; one = one->next) {
+        if (one->is_active() && one->announces() && one->view_of(known).has) {
+            one->ask(known);
+            return;
+        }
+    }
+}
+
+/** Whoever had all its places among those of a newcomer is most likely gone. */
+void Domain::ask_former(const Known &newcomer, NUV_INT64 now) {
+    const auto places = newcomer.record->metatraffic();
+    for (const Place &place : places) {
+        table.visit_at(place, [&](Known &former) {
+            const auto its_places = former.record->metatraffic();
+            const bool is_replaced =
+                &former != &newcomer && former.local == nullptr && former.asked_until == NEVER &&
+                std::all_of(its_places.begin(), its_places.end(), [&](const Place &one) {
+                    return std::find(places.begin(), places.end(), one) != places.end();
+                });
+            if (is_replaced) {
+                former.asked_until = now + FORMER_TIME;
+                ask(former);
+                schedule_question(former);
+            }
+        });
+    }
+}
+
+void Domain::schedule_question(Known &known) {
+    const NUV_INT64 claimed_until = known.claim != nullptr ? known.claim->until : NEVER;
+    schedule.set(known.question, std::min(claimed_until, known.asked_until));
+}
+
+void Domain::on_question(void *owner, NUV_INT64 now) {
+    Known &known = *static_cast<Known *>(owner);
+    Domain &self = known.domain;
+    if (known.claim != nullptr && known.claim->until <= now && !self.accept_claim(known, now)) {
+        return;
+    }
+    if (known.asked_until <= now) {
+        self.drop(known, DISC_CHANGE_LOST);
+        return;
+    }
+    self.schedule_question(known);
+}
+
+} // namespace disc

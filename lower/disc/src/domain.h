@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the participants of a process in one domain share: whom they know, and what is to be done.
+#ifndef DISC_DOMAIN_H
+#define DISC_DOMAIN_H
+
+#include "bounds.h"
+#include "commend/commend_endpoint.h"
+#include "disc/disc_participant.h"
+#include "netio/event_activeDatabase.h"
+#include "reda/reda_exclusiveArea.h"
+#include "rtps/rtps_inlineQos.h"
+#include "schedule.h"
+#include "table.h"
+
+namespace disc {
+
+/** What is not said to be otherwise happens within its area. */
+class Domain {
+public:
+    Domain(NUVNetioRuntime *runtime, NUV_INT32 its_id);
+    ~Domain();
+    Domain(const Domain &) = delete;
+    Domain &operator=(const Domain &) = delete;
+
+    /** False when memory runs out. Without the area, as what follows. */
+    bool open();
+    /** Ends what it would do. False when the reactor is still at it. */
+    bool close();
+
+    REDAExclusiveArea *area() const {
+        return area_;
+    }
+    NUV_INT64 now() const {
+        return clock_->getNanoseconds(clock_);
+    }
+    REDARepetitions *repetitions() const {
+        return NUVNetioRuntime_getRepetitions(runtime_);
+    }
+    /** Whose calls these are, within a visit. */
+    REDAWorker *worker() const {
+        return worker_;
+    }
+    /** Within the area; what is to be done afterwards is done on the reactor. */
+    class Visit;
+
+    // Its participants.
+    bool add(DISCParticipant *participant);
+    void remove(DISCParticipant *participant);
+    /** Has the others know what it says of itself. */
+    void introduce(DISCParticipant &participant);
+    /** Has them know it no more. */
+    void forget(const DISCParticipant &participant);
+    /** Has those who hear one another now know one another. */
+    void meet(DISCParticipant &participant);
+
+    // What is received, by a participant that is active.
+    void receive(DISCParticipant &by, const COMMENDMessageContext &context, const RTPSData &data);
+    /** Something else that was said under a participant's prefix. */
+    Known *note_sign_of_life(DISCParticipant &by, const COMMENDMessageContext &context);
+
+    void ignore(DISCParticipant &by, const NUVOsapiRtpsGuidPrefix &prefix);
+    /** Whether something may be sent to an address now without a question. */
+    bool admits(const DISCParticipant &by, const Place &place);
+
+    static void on_greeting(void *owner, NUV_INT64 now);
+    static void on_lease(void *owner, NUV_INT64 now);
+    static void on_question(void *owner, NUV_INT64 now);
+
+    Schedule schedule;
+    Table table;
+    const NUV_INT32 id;
+
+    Domain *next = nullptr; // of all domains
+    NUV_UINT32 users = 0;
+
+private:
+    struct Heard;
+
+    static void on_time(void *param, REDAWorker *worker);
+    void wake();
+
+    void take_leaving(DISCParticipant &by, const Heard &heard, const RTPSData &data,
+                      const RTPSInlineQos &qos);
+    static bool is_stale(const Known &known, const Heard &heard, RTPSSequenceNumber sequence);
+    void take_announcement(DISCParticipant &by, const Heard &heard, const RTPSData &data);
+    void take_repetition(DISCParticipant &by, const Heard &heard, Known &known);
+    void take_newer(DISCParticipant &by, const Heard &heard, const RTPSData &data, Known &known);
+    void take_newcomer(DISCParticipant &by, const Heard &heard, const RTPSData &data);
+    bool read(DISCParticipant &by, const Heard &heard, const RTPSData &data,
+              RTPSParticipantData *out);
+    bool is_ours(DISCParticipant &by, const Heard &heard, const RTPSParticipantData &data);
+
+    bool has_room_for(DISCParticipant &by, const Heard &heard, const DISCRemote &record);
+    bool make_place(DISCParticipant &by);
+    bool look(DISCParticipant &by, const Heard &heard, Known &known);
+    Known *make_known(HeldRemote record);
+    void free(Known *known);
+    void drop(Known &known, DISCChange change);
+    bool is_wanted(const Known &known) const;
+
+    void renew(Known &known, const Heard &heard);
+    void replace(Known &known, HeldRemote record);
+    void claim(DISCParticipant &by, Known &known, const Heard &heard, RTPSSequenceNumber sequence,
+               HeldRemote record);
+    bool accept_claim(Known &known, NUV_INT64 now);
+    static void end_claim(Known &known);
+    void ask(const Known &known);
+    void ask_former(const Known &newcomer, NUV_INT64 now);
+    void note_life(Known &known);
+    void schedule_question(Known &known);
+    void schedule_lease(Known &known);
+    void introduce_to(DISCParticipant &participant, Known &known);
+
+    NUVNetioRuntime *const runtime_;
+    NUVClock *const clock_;
+    REDAExclusiveArea *area_ = nullptr;
+    NUVEvent event_;
+    NUV_INT64 event_due_ = NEVER;
+    REDAWorker *worker_ = nullptr;
+    DISCParticipant *participants_ = nullptr;
+    Recent<Place, 256> unasked_; // what was sent to addresses that were never heard
+    NUV_INT64 last_forgery_line_ = 0;
+};
+
+class Domain::Visit {
+public:
+    Visit(Domain &domain, REDAWorker *worker) : domain_(domain), guard_(domain.area_, worker) {
+        domain_.worker_ = worker;
+    }
+    ~Visit() {
+        domain_.wake();
+    }
+    Visit(const Visit &) = delete;
+    Visit &operator=(const Visit &) = delete;
+
+private:
+    Domain &domain_;
+    const reda::ExclusiveAreaGuard guard_;
+};
+
+} // namespace disc
+
+#endif

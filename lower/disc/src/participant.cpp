@@ -1,0 +1,572 @@
+// SPDX-License-Identifier: Apache-2.0
+// One participant of this process: what it announces, and its view of those that are known.
+#include "participant.h"
+
+#include <cstring>
+
+#include "disc_log.h"
+#include "osapi/osapi_assert.h"
+#include "osapi/osapi_utility.h"
+
+namespace disc {
+
+namespace {
+
+/** What a burst of changes has to end in. */
+constexpr NUV_INT64 SETTLE_TIME = 20 * MILLISECOND;
+/** How long after the one before it a change is said again. */
+constexpr NUV_INT64 REPETITIONS[] = {100 * MILLISECOND, 200 * MILLISECOND};
+/** How many of its periods may pass until it sends itself to one that its group does not reach. */
+constexpr NUV_INT64 PERIODS_WITHOUT_GROUP = 2;
+
+constexpr NUV_INT64 SHORTEST_ANSWER_PAUSE = 10 * MILLISECOND;
+constexpr NUV_INT64 ANSWER_PAUSE = SECOND;
+
+bool is_builtin_writer(RTPSEntityId id) {
+    return (id & 0xC0u) == 0xC0u && ((id & 0x3Fu) == 0x02u || (id & 0x3Fu) == 0x03u);
+}
+
+RTPSTime wall_time() {
+    NUVClock *const clock = NUVClock_getRealtime();
+    return RTPSTime_fromNanoseconds(clock->getNanoseconds(clock));
+}
+
+NUV_UINT32 seed_of(const NUVOsapiRtpsGuidPrefix &prefix) {
+    return (prefix.hostId ^ prefix.appId * 2654435761u ^ prefix.instanceId * 40503u) | 1u;
+}
+
+} // namespace
+
+bool OwnProperty::copy(const DISCParticipantProperty &property) {
+    property_ = property;
+    const char *const tag = property.domainTag != nullptr ? property.domainTag : "";
+    std::size_t size = std::strlen(tag) + 1;
+    const std::span given(property.ownProperties, property.ownPropertyCount);
+    for (const RTPSProperty &one : given) {
+        size += one.name.length + one.value.length;
+    }
+    if (!texts_.resize(size) || !properties_.reserve(given.size())) {
+        return false;
+    }
+    char *end = texts_.begin();
+    const auto keep = [&end](const char *text, std::size_t length) {
+        char *const kept = end;
+        std::memcpy(kept, text, length);
+        end += length;
+        return kept;
+    };
+    property_.domainTag = keep(tag, std::strlen(tag) + 1);
+    for (const RTPSProperty &one : given) {
+        (void)properties_.append({{keep(one.name.text, one.name.length), one.name.length},
+                                  {keep(one.value.text, one.value.length), one.value.length}});
+    }
+    property_.ownProperties = properties_.begin();
+    return true;
+}
+
+} // namespace disc
+
+using disc::Domain;
+using disc::Known;
+using disc::NEVER;
+using disc::Place;
+using disc::View;
+
+DISCParticipant::DISCParticipant(DISCDiscovery &discovery, Domain &domain,
+                                 PRESParticipant *participant)
+    : discovery_(discovery), domain_(domain), participant_(participant),
+      facade_(PRESParticipant_getFacade(participant)),
+      detector_{RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_DETECTOR,
+                on_data,
+                on_heartbeat,
+                on_gap,
+                nullptr,
+                this},
+      announcer_{RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER,
+                 nullptr,
+                 nullptr,
+                 nullptr,
+                 on_acknack,
+                 this},
+      others_{RTPS_ENTITYID_UNKNOWN, on_other_data, on_heartbeat, on_gap, on_acknack, this},
+      period_(on_period, this), change_(on_change, this) {
+    PRESParticipant_getGuid(participant, &guid_);
+    chance_ = disc::seed_of(guid_.prefix);
+}
+
+DISCParticipant::~DISCParticipant() = default;
+
+bool DISCParticipant::open(const DISCParticipantProperty &property,
+                           const DISCParticipantListener *listener) {
+    if (listener != nullptr) {
+        news.open(*listener);
+    }
+    return own_.copy(property);
+}
+
+bool DISCParticipant::add_endpoints(REDAWorker *worker) {
+    for (const COMMENDEndpoint *endpoint : {&detector_, &announcer_, &others_}) {
+        if (COMMENDFacade_addEndpoint(facade_, endpoint) == 0) {
+            return false;
+        }
+    }
+    const PRESParticipantDiscovery discovery = {on_enabled, on_property_set, on_shutdown, this};
+    PRESParticipant_setDiscovery(participant_, &discovery, worker);
+    return true;
+}
+
+bool DISCParticipant::remove_endpoints(REDAWorker *worker) {
+    PRESParticipant_setDiscovery(participant_, nullptr, worker);
+    bool is_removed = true;
+    for (const COMMENDEndpoint *endpoint : {&detector_, &announcer_, &others_}) {
+        is_removed = COMMENDFacade_removeEndpoint(facade_, endpoint) != 0 && is_removed;
+    }
+    return is_removed;
+}
+
+bool DISCParticipant::has_tag(const RTPSText &tag) const {
+    const std::size_t length = std::strlen(property().domainTag);
+    return tag.length == length &&
+           (length == 0 || std::memcmp(tag.text, property().domainTag, length) == 0);
+}
+
+disc::Schedule &DISCParticipant::schedule() const {
+    return domain_.schedule;
+}
+
+// ---- What the presentation participant tells
+
+void DISCParticipant::on_enabled(void *param, const PRESParticipantProperty *property,
+                                 REDAWorker *worker) {
+    auto *self = static_cast<DISCParticipant *>(param);
+    const Domain::Visit visit(self->domain_, worker);
+    self->start(*property);
+}
+
+void DISCParticipant::on_property_set(void *param, const PRESParticipantProperty *property,
+                                      REDAWorker *worker) {
+    auto *self = static_cast<DISCParticipant *>(param);
+    const Domain::Visit visit(self->domain_, worker);
+    self->change(*property);
+}
+
+void DISCParticipant::on_shutdown(void *param, REDAWorker *worker) {
+    auto *self = static_cast<DISCParticipant *>(param);
+    const Domain::Visit visit(self->domain_, worker);
+    self->stop();
+}
+
+void DISCParticipant::start(const PRESParticipantProperty &property) {
+    is_active_ = true;
+    if (!say(make_record(property))) {
+        return;
+    }
+    if (announces()) {
+        initial_left_ = this->property().initialAnnouncements;
+        schedule().set(period_, domain_.now());
+    }
+}
+
+void DISCParticipant::change(const PRESParticipantProperty &property) {
+    disc::HeldRemote record = make_record(property);
+    if (record && record_ && record->says_the_same_as(*record_)) {
+        return;
+    }
+    const bool moves = record && record_ && has_moved_to(*record);
+    if (moves) {
+        leaves_as_ = ++sequence_; // what it says afterwards is newer
+    }
+    if (say(std::move(record))) {
+        announce_change();
+    }
+}
+
+void DISCParticipant::change_lease(const NUVNtpTime &lease, const NUVNtpTime &period) {
+    own_.set_lease(lease, period);
+    if (!is_active_ || !record_) {
+        return;
+    }
+    RTPSParticipantData data;
+    DISCRemote_read(record_.get(), &data);
+    data.leaseDuration = lease;
+    if (say(disc::HeldRemote(DISCRemote::make(data)))) {
+        announce_change();
+    }
+    schedule().set_no_later(period_, disc::later(domain_.now(), next_period()));
+}
+
+void DISCParticipant::announce_soon() {
+    if (is_active_ && announces() && record_) {
+        schedule().set(period_, domain_.now());
+    }
+}
+
+/** The first of a burst is said at once. */
+void DISCParticipant::announce_change() {
+    if (!announces()) {
+        return;
+    }
+    const NUV_INT64 now = domain_.now();
+    change_step_ = 0;
+    const bool is_first = last_change_ == 0 || now - last_change_ >= disc::SETTLE_TIME;
+    schedule().set(change_, is_first ? now : last_change_ + disc::SETTLE_TIME);
+}
+
+void DISCParticipant::stop() {
+    if (!is_active_) {
+        return;
+    }
+    is_active_ = false;
+    schedule().cancel(period_);
+    schedule().cancel(change_);
+    if (announces() && record_) {
+        leave(++sequence_);
+    }
+    domain_.forget(*this);
+}
+
+// ---- What it says of itself
+
+/** None when memory runs out. */
+disc::HeldRemote DISCParticipant::make_record(const PRESParticipantProperty &from) {
+    RTPSParticipantData data = disc::data_of(from, own_.get());
+    data.guid = guid_;
+    keep_working_locators(&data, from.parameter);
+    disc::PropertyOctets octets;
+    if (!octets.fill(from.parameter.propertyList, own_.get(), &data.properties)) {
+        return {};
+    }
+    return disc::HeldRemote(DISCRemote::make(data));
+}
+
+void DISCParticipant::keep_working_locators(RTPSParticipantData *data,
+                                            const PRESParticipantParameter &parameter) {
+    const auto keep = [this](RTPSLocators *to, const NUVNetioLocator *from, NUV_INT32 count) {
+        for (const NUVNetioLocator &locator : std::span(from, static_cast<std::size_t>(count))) {
+            if (COMMENDFacade_hasEntryport(facade_, &locator, domain_.worker()) != 0) {
+                RTPSLocators_add(to, &locator, nullptr);
+            }
+        }
+    };
+    const auto keep_all = [&keep](RTPSLocators *to, const auto &policy) {
+        keep(to, policy.locatorList, policy.count);
+    };
+    keep_all(&data->metatrafficUnicast, parameter.metatrafficUnicastLocator);
+    keep_all(&data->defaultUnicast, parameter.defaultUnicastLocator);
+    keep_all(&data->metatrafficMulticast, parameter.metatrafficMulticastLocator);
+    keep_all(&data->defaultMulticast, parameter.defaultMulticastLocator);
+}
+
+/** When memory runs out it goes on saying what it said before. */
+bool DISCParticipant::say(disc::HeldRemote record) {
+    constexpr const char *LOG_METHOD = "DISCParticipant_announce";
+    const RTPSTime now = disc::wall_time();
+    if (!record || !announcement_.set(*record, sequence_ + 1, now)) {
+        DISC_ERROR("out of memory for what a participant announces: the others are not told of it");
+        return false;
+    }
+    ++sequence_;
+    record_ = std::move(record);
+    domain_.introduce(*this);
+    return true;
+}
+
+/** Whether none of the places is left where it was found before. */
+bool DISCParticipant::has_moved_to(const DISCRemote &record) const {
+    const auto before = record_->metatraffic();
+    const auto after = record.metatraffic();
+    return !before.empty() && std::none_of(before.begin(), before.end(), [&](const Place &place) {
+        return std::find(after.begin(), after.end(), place) != after.end();
+    });
+}
+
+void DISCParticipant::on_period(void *owner, NUV_INT64 now) {
+    auto *self = static_cast<DISCParticipant *>(owner);
+    self->announce_to_peers();
+    NUV_INT64 pause = 0;
+    if (self->initial_left_ > 0) {
+        --self->initial_left_;
+        pause = NUVNtpTime_toNanoseconds(&self->property().initialAnnouncementPeriod);
+    } else {
+        pause = self->next_period();
+        self->announce_to_unreached(now);
+    }
+    self->schedule().set(self->period_, disc::later(now, pause));
+}
+
+void DISCParticipant::on_change(void *owner, NUV_INT64 now) {
+    auto *self = static_cast<DISCParticipant *>(owner);
+    if (self->change_step_ == 0) {
+        self->last_change_ = now;
+    }
+    if (self->leaves_as_ != 0) {
+        self->leave(std::exchange(self->leaves_as_, 0));
+    }
+    self->announce_to_peers();
+    self->visit_known([self](Known &known) { self->announce_to(known); });
+    if (static_cast<std::size_t>(self->change_step_) < std::size(disc::REPETITIONS)) {
+        self->schedule().set(self->change_, now + disc::REPETITIONS[self->change_step_]);
+        ++self->change_step_;
+    }
+}
+
+/** A jitter that only shortens it keeps those that were started together from staying so. */
+NUV_INT64 DISCParticipant::next_period() {
+    return own_.period() - pick(own_.period() / 10);
+}
+
+NUV_INT64 DISCParticipant::pick(NUV_INT64 most) {
+    constexpr NUV_UINT32 STEPS = 1024;
+    chance_ ^= chance_ << 13;
+    chance_ ^= chance_ >> 17;
+    chance_ ^= chance_ << 5;
+    return most / STEPS * (chance_ % STEPS);
+}
+
+bool DISCParticipant::set_peers(std::span<const NUVNetioPeer> peers) {
+    if (!peers_.set(peers, property(), COMMENDFacade_getConfigurator(facade_))) {
+        return false;
+    }
+    domain_.meet(*this);
+    announce_soon();
+    return true;
+}
+
+void DISCParticipant::announce_to_peers() {
+    for (const Place &place : destinations()) {
+        if (!is_own(place)) {
+            statistics.announcementsSent += send(place, announcement_.to_all()) ? 1 : 0;
+        }
+    }
+}
+
+bool DISCParticipant::is_own(const Place &place) const {
+    const auto own = record_->metatraffic();
+    return std::any_of(own.begin(), own.end(), [&](const Place &one) {
+        return one == place ||
+               (place.is_loopback() && one.transport == place.transport && one.port == place.port);
+    });
+}
+
+/** To those that were never heard by the group: it may not reach them either. */
+void DISCParticipant::announce_to_unreached(NUV_INT64 now) {
+    visit_known([&](Known &known) {
+        if (!known.was_heard_by_group && !peers_.has(known.source) &&
+            now - known.first_heard >= disc::PERIODS_WITHOUT_GROUP * own_.period()) {
+            announce_to(known);
+        }
+    });
+}
+
+template <typename Visitor>
+void DISCParticipant::visit_known(Visitor visitor) {
+    for (std::size_t slot = 0; slot < domain_.table.slots(); ++slot) {
+        Known *const known = domain_.table.at(slot);
+        if (known != nullptr && known->local == nullptr && views_[slot].has) {
+            visitor(*known);
+        }
+    }
+}
+
+void DISCParticipant::announce_to(const Known &known) {
+    statistics.announcementsSent += send_to(known, announcement_.to(known.prefix));
+}
+
+void DISCParticipant::leave(RTPSSequenceNumber sequence) {
+    const RTPSTime now = disc::wall_time();
+    disc::ShortMessage to_all(prefix(), nullptr);
+    to_all.add_leaving(sequence, now);
+    for (const Place &place : destinations()) {
+        if (!is_own(place)) {
+            statistics.announcementsSent += send(place, to_all.octets()) ? 1 : 0;
+        }
+    }
+    visit_known([&](const Known &known) {
+        disc::ShortMessage message(prefix(), &known.prefix);
+        message.add_leaving(sequence, now);
+        statistics.announcementsSent += send_to(known, message.octets());
+    });
+}
+
+// ---- What it sends to one that is known
+
+void DISCParticipant::greet(const Known &known) {
+    if (record_) {
+        announce_to(known);
+    }
+}
+
+void DISCParticipant::ask(const Known &known) {
+    if (!announces()) {
+        return;
+    }
+    disc::ShortMessage message(prefix(), &known.prefix);
+    message.add_question(++count_);
+    for (const Place &place : known.record->metatraffic()) {
+        if (domain_.admits(*this, place)) {
+            (void)send(place, message.octets());
+        }
+    }
+}
+
+void DISCParticipant::answer(const Known &known, RTPSEntityId reader, RTPSEntityId writer) {
+    disc::ShortMessage message(prefix(), &known.prefix);
+    message.add_empty_heartbeat(reader, writer, ++count_);
+    statistics.heartbeatsSent += send_to(known, message.octets());
+}
+
+/** From its own port, so that firewalls can be told. */
+bool DISCParticipant::send(const Place &place, std::span<const NUV_UINT8> message) {
+    KOLS_Transport_Port_t port = 0;
+    for (const Place &own : record_->metatraffic()) {
+        if (own.transport == place.transport) {
+            port = own.port;
+            break;
+        }
+    }
+    const NUVNetioLocator locator = place.locator();
+    return COMMENDFacade_sendFrom(facade_, port, &locator, message.data(),
+                                  static_cast<NUV_UINT32>(message.size()), domain_.worker()) != 0;
+}
+
+/** Where it was heard from, when that is a place of its own; else at each. */
+NUV_UINT64 DISCParticipant::send_to(const Known &known, std::span<const NUV_UINT8> message) {
+    const auto places = known.record->metatraffic();
+    const auto heard_at = std::find_if(places.begin(), places.end(), [&](const Place &place) {
+        return place.has_same_address(known.source);
+    });
+    if (heard_at != places.end()) {
+        return send(*heard_at, message) ? 1 : 0;
+    }
+    NUV_UINT64 sent = 0;
+    for (const Place &place : places) {
+        if ((!place.is_loopback() || known.source.is_loopback()) && domain_.admits(*this, place)) {
+            sent += send(place, message) ? 1 : 0;
+        }
+    }
+    return sent;
+}
+
+bool DISCParticipant::reaches(const DISCParticipant &other) const {
+    if (!announces() || !record_ || !other.record_) {
+        return false;
+    }
+    RTPSParticipantData data;
+    DISCRemote_read(other.record_.get(), &data);
+    const auto is_at = [](const RTPSLocators &list, const Place &place) {
+        return std::any_of(
+            list.locators, list.locators + list.count, [&](const NUVNetioLocator &locator) {
+                const Place one = Place::of(locator);
+                return one == place || (place.is_loopback() && one.transport == place.transport &&
+                                        one.port == place.port);
+            });
+    };
+    return std::any_of(destinations().begin(), destinations().end(), [&](const Place &place) {
+        return is_at(place.is_group() ? data.metatrafficMulticast : data.metatrafficUnicast, place);
+    });
+}
+
+// ---- Its view
+
+bool DISCParticipant::make_room(std::size_t slots) {
+    return (slots <= views_.size() || views_.resize(slots)) && news.make_room(known_count_);
+}
+
+void DISCParticipant::add(const Known &known) {
+    View &view = view_of(known);
+    NUV_ASSERT(!view.has);
+    view.has = true;
+    ++known_count_;
+    known_bytes_ += known.record->size();
+    ++statistics.came;
+    news.add(DISC_CHANGE_CAME, *known.record);
+}
+
+void DISCParticipant::remove(const Known &known, DISCChange change) {
+    if (known.slot >= views_.size()) {
+        return;
+    }
+    View &view = view_of(known);
+    if (view.has) {
+        --known_count_;
+        known_bytes_ -= known.record->size();
+        ++(change == DISC_CHANGE_LEFT ? statistics.left : statistics.lost);
+        news.add(change, *known.record);
+    }
+    view = {};
+}
+
+void DISCParticipant::note_change(const Known &known) {
+    if (view_of(known).has) {
+        ++statistics.changed;
+        news.add(DISC_CHANGE_CHANGED, *known.record);
+    }
+}
+
+bool DISCParticipant::ignores(const NUVOsapiRtpsGuidPrefix &prefix) const {
+    return std::any_of(ignored_.begin(), ignored_.end(), [&](const auto &one) {
+        return NUVOsapiRtpsGuidPrefix_isSame(&one, &prefix) != 0;
+    });
+}
+
+bool DISCParticipant::ignore(const NUVOsapiRtpsGuidPrefix &prefix) {
+    return ignores(prefix) || ignored_.append(prefix);
+}
+
+// ---- What it receives
+
+void DISCParticipant::on_data(void *param, const COMMENDMessageContext *context,
+                              const RTPSData *data, REDAWorker *worker) {
+    if (data->writerId != RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER) {
+        on_other_data(param, context, data, worker);
+        return;
+    }
+    auto *self = static_cast<DISCParticipant *>(param);
+    const Domain::Visit visit(self->domain_, worker);
+    if (self->is_active_) {
+        self->domain_.receive(*self, *context, *data);
+    }
+}
+
+void DISCParticipant::on_other_data(void *param, const COMMENDMessageContext *context,
+                                    const RTPSData * /*data*/, REDAWorker *worker) {
+    static_cast<DISCParticipant *>(param)->note_sign_of_life(*context, worker);
+}
+
+void DISCParticipant::on_heartbeat(void *param, const COMMENDMessageContext *context,
+                                   const RTPSHeartbeat * /*heartbeat*/, REDAWorker *worker) {
+    static_cast<DISCParticipant *>(param)->note_sign_of_life(*context, worker);
+}
+
+void DISCParticipant::on_gap(void *param, const COMMENDMessageContext *context,
+                             const RTPSGap * /*gap*/, REDAWorker *worker) {
+    static_cast<DISCParticipant *>(param)->note_sign_of_life(*context, worker);
+}
+
+void DISCParticipant::note_sign_of_life(const COMMENDMessageContext &context, REDAWorker *worker) {
+    const Domain::Visit visit(domain_, worker);
+    if (is_active_) {
+        (void)domain_.note_sign_of_life(*this, context);
+    }
+}
+
+/** Whoever asks a builtin writer that there is not is told so; else some ask again for ever. */
+void DISCParticipant::on_acknack(void *param, const COMMENDMessageContext *context,
+                                 const RTPSAckNack *acknack, REDAWorker *worker) {
+    auto *self = static_cast<DISCParticipant *>(param);
+    const Domain::Visit visit(self->domain_, worker);
+    if (!self->is_active_ || !self->record_) {
+        return;
+    }
+    const Known *const asker = self->domain_.note_sign_of_life(*self, *context);
+    if (asker == nullptr || !self->announces() || !disc::is_builtin_writer(acknack->writerId)) {
+        return;
+    }
+    const disc::Asker question = {asker->prefix, acknack->writerId};
+    const NUV_INT64 pause = acknack->writerId == RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER
+                                ? disc::SHORTEST_ANSWER_PAUSE
+                                : disc::ANSWER_PAUSE;
+    if (self->answered_.admits(question, question.hash(), self->domain_.now(), pause)) {
+        self->answer(*asker, acknack->readerId, acknack->writerId);
+    }
+}

@@ -1,0 +1,219 @@
+// SPDX-License-Identifier: Apache-2.0
+// One participant of this process: what it announces, and its view of those that are known.
+#ifndef DISC_PARTICIPANT_INTERNAL_H
+#define DISC_PARTICIPANT_INTERNAL_H
+
+#include "announcement.h"
+#include "bounds.h"
+#include "commend/commend_endpoint.h"
+#include "domain.h"
+#include "news.h"
+#include "peers.h"
+
+namespace disc {
+
+/** What a participant's discovery was made with, copied. */
+class OwnProperty {
+public:
+    /** False when memory runs out. */
+    bool copy(const DISCParticipantProperty &property);
+    const DISCParticipantProperty &get() const {
+        return property_;
+    }
+    NUV_INT64 lease() const;
+    NUV_INT64 period() const {
+        return NUVNtpTime_toNanoseconds(&property_.announcementPeriod);
+    }
+    void set_lease(const NUVNtpTime &lease, const NUVNtpTime &period) {
+        property_.leaseDuration = lease;
+        property_.announcementPeriod = period;
+    }
+
+private:
+    DISCParticipantProperty property_{};
+    Array<char> texts_;
+    Array<RTPSProperty> properties_;
+};
+
+/** What a participant has to do with one that is known; all octets 0: nothing. */
+struct View {
+    bool has;           // it knows it
+    bool ignores;       // and wants to hear nothing of it
+    bool greets;        // it announces itself to it, and it has not shown that it knows that
+    NUV_UINT8 greeting; // which time
+};
+
+} // namespace disc
+
+/** What is not said to be otherwise happens within the domain's area. */
+struct DISCParticipant {
+public:
+    DISCParticipant(DISCDiscovery &discovery, disc::Domain &domain, PRESParticipant *participant);
+    ~DISCParticipant();
+    DISCParticipant(const DISCParticipant &) = delete;
+    DISCParticipant &operator=(const DISCParticipant &) = delete;
+
+    /** How many timers it has. */
+    static constexpr std::size_t TIMERS = 2;
+
+    /** False when memory runs out. Without the area. */
+    bool open(const DISCParticipantProperty &property, const DISCParticipantListener *listener);
+    /** On failure an error has been logged. Without the area, as what follows. */
+    bool add_endpoints(REDAWorker *worker);
+    /** False when the reactor was still at one of them. */
+    bool remove_endpoints(REDAWorker *worker);
+
+    const NUVOsapiRtpsGuidPrefix &prefix() const {
+        return guid_.prefix;
+    }
+    const DISCParticipantProperty &property() const {
+        return own_.get();
+    }
+    const disc::OwnProperty &own() const {
+        return own_;
+    }
+    /** Enabled, and not shut down yet. */
+    bool is_active() const {
+        return is_active_;
+    }
+    bool announces() const {
+        return property().announces != 0;
+    }
+    bool has_tag(const RTPSText &tag) const;
+    DISCDiscovery &discovery() const {
+        return discovery_;
+    }
+    disc::Domain &domain() const {
+        return domain_;
+    }
+    /** Something by chance from 0 to almost @p most. */
+    NUV_INT64 pick(NUV_INT64 most);
+    /** What it says of itself; null until it is active. */
+    const DISCRemote *record() const {
+        return record_.get();
+    }
+
+    // What it announces.
+    void start(const PRESParticipantProperty &property);
+    void change(const PRESParticipantProperty &property);
+    void stop();
+    void change_lease(const NUVNtpTime &lease, const NUVNtpTime &period);
+    void announce_soon();
+    /** Where it announces itself. */
+    const disc::Destinations &destinations() const {
+        return peers_.destinations();
+    }
+    const disc::Peers &peers() const {
+        return peers_;
+    }
+    /** False when memory runs out: then they are those of before. */
+    bool set_peers(std::span<const NUVNetioPeer> peers);
+    /** Whether another participant of this process hears what this one announces. */
+    bool reaches(const DISCParticipant &other) const;
+
+    // What it sends to one that is known.
+    void greet(const disc::Known &known);
+    void ask(const disc::Known &known);
+    void answer(const disc::Known &known, RTPSEntityId reader, RTPSEntityId writer);
+
+    // Its view.
+    disc::View &view_of(const disc::Known &known) {
+        return views_[known.slot];
+    }
+    /** Room for so many known ones, and for the news of one more. */
+    bool make_room(std::size_t slots);
+    /** Has it know one, for which there is room. */
+    void add(const disc::Known &known);
+    /** Has it know one no more; nothing when it does not. */
+    void remove(const disc::Known &known, DISCChange change);
+    void note_change(const disc::Known &known);
+    std::size_t known_count() const {
+        return known_count_;
+    }
+    std::size_t known_bytes() const {
+        return known_bytes_;
+    }
+    void count_bytes(std::size_t more, std::size_t less) {
+        known_bytes_ = known_bytes_ + more - less;
+    }
+    bool ignores(const NUVOsapiRtpsGuidPrefix &prefix) const;
+    bool ignore(const NUVOsapiRtpsGuidPrefix &prefix);
+
+    disc::News news;
+    DISCStatistics statistics{};
+    disc::Recent<disc::Asker, 256> strangers; // heard while there was no room
+
+    DISCParticipant *next = nullptr; // of the domain
+
+private:
+    static void on_enabled(void *param, const PRESParticipantProperty *property,
+                           REDAWorker *worker);
+    static void on_property_set(void *param, const PRESParticipantProperty *property,
+                                REDAWorker *worker);
+    static void on_shutdown(void *param, REDAWorker *worker);
+    static void on_data(void *param, const COMMENDMessageContext *context, const RTPSData *data,
+                        REDAWorker *worker);
+    static void on_other_data(void *param, const COMMENDMessageContext *context,
+                              const RTPSData *data, REDAWorker *worker);
+    static void on_heartbeat(void *param, const COMMENDMessageContext *context,
+                             const RTPSHeartbeat *heartbeat, REDAWorker *worker);
+    static void on_gap(void *param, const COMMENDMessageContext *context, const RTPSGap *gap,
+                       REDAWorker *worker);
+    static void on_acknack(void *param, const COMMENDMessageContext *context,
+                           const RTPSAckNack *acknack, REDAWorker *worker);
+
+    static void on_period(void *owner, NUV_INT64 now);
+    static void on_change(void *owner, NUV_INT64 now);
+
+    disc::HeldRemote make_record(const PRESParticipantProperty &from);
+    void keep_working_locators(RTPSParticipantData *data,
+                               const PRESParticipantParameter &parameter);
+    bool say(disc::HeldRemote record);
+    bool has_moved_to(const DISCRemote &record) const;
+    void announce_change();
+    void announce_to_peers();
+    bool is_own(const disc::Place &place) const;
+    void announce_to_unreached(NUV_INT64 now);
+    void announce_to(const disc::Known &known);
+    void leave(RTPSSequenceNumber sequence);
+    template <typename Visitor>
+    void visit_known(Visitor visitor);
+    bool send(const disc::Place &place, std::span<const NUV_UINT8> message);
+    NUV_UINT64 send_to(const disc::Known &known, std::span<const NUV_UINT8> message);
+    void note_sign_of_life(const COMMENDMessageContext &context, REDAWorker *worker);
+    NUV_INT64 next_period();
+    disc::Schedule &schedule() const;
+
+    DISCDiscovery &discovery_;
+    disc::Domain &domain_;
+    PRESParticipant *const participant_;
+    COMMENDFacade *const facade_;
+    NUVOsapiRtpsGuid guid_{};
+    disc::OwnProperty own_;
+    const COMMENDEndpoint detector_;  // reads what others announce
+    const COMMENDEndpoint announcer_; // is asked whether it is there
+    const COMMENDEndpoint others_;    // takes what is for endpoints that there are not
+    bool is_active_ = false;
+
+    disc::HeldRemote record_;
+    disc::Announcement announcement_;
+    RTPSSequenceNumber sequence_ = 0;
+    /** As what it leaves before it announces itself from where nobody knows it; 0: it does not. */
+    RTPSSequenceNumber leaves_as_ = 0;
+    disc::Peers peers_;
+    disc::Timer period_;
+    disc::Timer change_;
+    NUV_INT32 initial_left_ = 0;
+    NUV_INT32 change_step_ = 0;
+    NUV_INT64 last_change_ = 0;
+    NUV_UINT32 chance_;
+    RTPSCount count_ = 0; // of its heartbeats and questions
+    disc::Recent<disc::Asker, 128> answered_;
+
+    disc::Array<disc::View> views_; // by the slots of the table
+    std::size_t known_count_ = 0;
+    std::size_t known_bytes_ = 0;
+    disc::Array<NUVOsapiRtpsGuidPrefix> ignored_;
+};
+
+#endif

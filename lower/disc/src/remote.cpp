@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+// What a participant has announced, as it is kept.
+#include "remote.h"
+
+#include <cstring>
+#include <new>
+
+#include "osapi/osapi_assert.h"
+#include "osapi/osapi_heap.h"
+#include "units.h"
+
+namespace {
+
+static_assert(alignof(disc::Place) <= alignof(DISCRemote));
+
+NUV_INT64 nanoseconds_of(const NUVNtpTime &lease) {
+    return NUVNtpTime_isInfinite(&lease) != 0 ? disc::NEVER : NUVNtpTime_toNanoseconds(&lease);
+}
+
+std::span<const NUVNetioLocator> list_of(const RTPSLocators &locators) {
+    return {locators.locators, locators.count};
+}
+
+} // namespace
+
+DISCRemote::DISCRemote(const RTPSParticipantData &data)
+    : prefix_(data.guid.prefix), lease_(nanoseconds_of(data.leaseDuration)),
+      metatraffic_count_(data.metatrafficUnicast.count),
+      place_count_(data.metatrafficUnicast.count + data.defaultUnicast.count) {
+    auto *place = reinterpret_cast<disc::Place *>(this + 1);
+    for (const RTPSLocators *list : {&data.metatrafficUnicast, &data.defaultUnicast}) {
+        for (const NUVNetioLocator &locator : list_of(*list)) {
+            new (place++) disc::Place(disc::Place::of(locator));
+        }
+    }
+}
+
+DISCRemote *DISCRemote::make(const RTPSParticipantData &data) {
+    const std::size_t places = data.metatrafficUnicast.count + data.defaultUnicast.count;
+    const std::size_t length = RTPSParticipantData_write(&data, RTPS_LITTLE_ENDIAN, nullptr, 0);
+    NUV_ASSERT(length != RTPS_SIZE_IMPOSSIBLE); // it was read, or measured
+    DISCRemote *self = nullptr;
+    if (NUVOsapiHeap_reallocateMemoryInternal(
+            &self, sizeof(DISCRemote) + places * sizeof(disc::Place) + length,
+            NUV_OSAPI_HEAP_ALIGNMENT_DEFAULT, 0, 0, "DISCRemote::make",
+            NUV_OSAPI_HEAP_TAG_STRUCTURE, "struct DISCRemote") == 0) {
+        return nullptr;
+    }
+    new (self) DISCRemote(data);
+    self->length_ = length;
+    (void)RTPSParticipantData_write(&data, RTPS_LITTLE_ENDIAN,
+                                    const_cast<NUV_UINT8 *>(self->octets().data), length);
+    return self;
+}
+
+bool DISCRemote::says_the_same_as(const DISCRemote &other) const {
+    return length_ == other.length_ &&
+           std::memcmp(octets().data, other.octets().data, length_) == 0;
+}
+
+const DISCRemote *DISCRemote_retain(const DISCRemote *self) {
+    self->users_.fetch_add(1, std::memory_order_relaxed);
+    return self;
+}
+
+void DISCRemote_release(const DISCRemote *self) {
+    if (self != nullptr && self->users_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        auto *const last = const_cast<DISCRemote *>(self);
+        last->~DISCRemote();
+        NUVOsapiHeap_freeStructure(last);
+    }
+}
+
+void DISCRemote_read(const DISCRemote *self, RTPSParticipantData *out) {
+    const RTPSHeader source = {RTPS_PROTOCOL_VERSION, RTPS_VENDOR_ID_UNKNOWN, self->prefix()};
+    [[maybe_unused]] const RTPSRefusal refusal =
+        RTPSParticipantData_read(self->octets(), &source, nullptr, out);
+    NUV_ASSERT(refusal == RTPS_ACCEPTED); // these are octets that we have written
+}
+
+const NUVOsapiRtpsGuidPrefix *DISCRemote_getPrefix(const DISCRemote *self) {
+    return &self->prefix();
+}
