@@ -59,6 +59,22 @@ TEST(ProcessTest, GenerationIsAnotherOneInEachForkedChild) {
     EXPECT_EQ(NUVOsapiProcess_getGeneration(), generation);
 }
 
+TEST(ProcessTest, IdentityIsThatOfTheCallingProcess) {
+    NUVOsapiProcessIdentity identity;
+    char host[256] = {};
+
+    ASSERT_EQ(gethostname(host, sizeof host - 1), 0);
+    NUVOsapiProcess_identify(&identity);
+    EXPECT_EQ(identity.pid, getpid());
+    EXPECT_STREQ(identity.program, "test_osapi");
+    EXPECT_STREQ(identity.host, host);
+    EXPECT_EQ(in_child([&] {
+                  NUVOsapiProcess_identify(&identity);
+                  return identity.pid == getpid() ? 0 : 1;
+              }),
+              0);
+}
+
 TEST(ProcessTest, CancellationIsHeldOffAndReleasedAsItWas) {
     {
         const osapi::CancellationHold outer;

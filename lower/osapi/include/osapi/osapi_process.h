@@ -20,6 +20,21 @@ extern "C" {
  */
 NUV_UINT32 NUVOsapiProcess_getGeneration(void);
 
+/** Room for the name of a program, terminator included. */
+#define NUV_OSAPI_PROGRAM_NAME_SIZE 256
+/** Room for the name of a host, terminator included. */
+#define NUV_OSAPI_HOST_NAME_SIZE 65
+
+/** What a process is, for those who look at the system. Names that cannot be read are empty. */
+struct NUVOsapiProcessIdentity {
+    NUV_INT32 pid;
+    char program[NUV_OSAPI_PROGRAM_NAME_SIZE]; /**< of its executable, without the directory */
+    char host[NUV_OSAPI_HOST_NAME_SIZE];       /**< of the host that it runs on */
+};
+
+/** Reads what the calling process is now. Allocates nothing. Thread-safe. */
+void NUVOsapiProcess_identify(struct NUVOsapiProcessIdentity *out);
+
 /**
  * @brief Holds off the cancellation of the calling thread: whoever is cancelled inside a call of
  * the library would leave its locks locked.
