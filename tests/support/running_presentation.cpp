@@ -148,7 +148,7 @@ void RunningPresentation::fill() {
     ASSERT_TRUE(DDS_StringSeq_append(&qos.discovery.multicast_receive_addresses, "239.255.0.2"));
     qos.discovery_config.locator_reachability_lease_duration = {5, 250000000};
     qos.discovery_config.builtin_discovery_plugins = DDS_DISCOVERYCONFIG_BUILTIN_SPDP2;
-    qos.resource_limits = {1, 100, 5, 500};
+    qos.resource_limits = {1, 100, 5, 500, 4096};
     setProperty("color", "green");
     setProperty("size", "3");
     ASSERT_TRUE(DDS_String_replace(&qos.participant_name.name, "somebody"));

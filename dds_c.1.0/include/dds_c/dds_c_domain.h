@@ -183,9 +183,10 @@ DDS_ReturnCode_t DDS_DomainParticipant_get_qos(DDS_DomainParticipant *self,
 /**
  * @brief Changes the participant's QoS, wholly or not at all.
  *
- * user_data, partition, entity_factory, discovery.initial_peers and the properties whose names do
- * not begin with "dds." may change; all else is fixed at creation. The words of the identity in
- * wire_protocol may also be 0, which keeps them.
+ * user_data, partition, entity_factory, discovery.initial_peers, the lease_duration and
+ * announcement_period of discovery_config, and the properties whose names do not begin with "dds."
+ * may change; all else is fixed at creation. The words of the identity in wire_protocol may also be
+ * 0, which keeps them.
  *
  * @return DDS_RETCODE_OK; DDS_RETCODE_IMMUTABLE_POLICY for a policy that is fixed;
  * DDS_RETCODE_INCONSISTENT_POLICY for a value that is not allowed; DDS_RETCODE_BAD_PARAMETER,

@@ -42,7 +42,7 @@ DDS_C_API_BEGIN
 
 /**
  * @brief Octets that the application attaches to a participant (DDS 1.4 2.2.3.1). Changeable.
- * They are for the participant's announcement: nothing acts on them yet.
+ * Others learn of them by discovery.
  */
 typedef struct DDS_UserDataQosPolicy {
     /** At most resource_limits.participant_user_data_max_length octets. Default: none. */
@@ -172,6 +172,9 @@ typedef struct DDS_TransportMulticastMappingQosPolicy {
 
 DDS_QOS_POLICY_OPERATIONS(DDS_TransportMulticastMappingQosPolicy);
 
+/** The most peers of a participant. */
+#define DDS_INITIAL_PEERS_LENGTH_MAX 64
+
 /**
  * @brief How a participant finds others (DDSI-RTPS 8.5).
  *
@@ -182,9 +185,11 @@ typedef struct DDS_DiscoveryQosPolicy {
     /** Aliases of the transports for discovery. None: every one that there is. */
     DDS_StringSeq enabled_transports;
     /**
-     * Whom to announce to: "ADDRESS", "ADDRESS:PORT", "udpv4://ADDRESS:PORT",
-     * "udpv6://[ADDRESS]:PORT", or a host name in place of the address. Usually "239.255.0.1" and
-     * "127.0.0.1". Changeable. Nothing is announced yet.
+     * Whom to announce to, at most 64 of them: "ADDRESS", "ADDRESS:PORT", "udpv4://ADDRESS:PORT",
+     * "udpv6://[ADDRESS]:PORT", or a host name in place of the address. Without a port a group is
+     * announced to at the well-known port of discovery multicast, any other address at those of the
+     * participant indices from 0 to the property "dds.discovery.max_peer_index". Usually
+     * "239.255.0.1" and "127.0.0.1". Changeable.
      */
     DDS_StringSeq initial_peers;
     /**
@@ -216,9 +221,16 @@ DDS_QOS_POLICY_OPERATIONS(DDS_DiscoveryQosPolicy);
 /** The most bytes of property names and values: a parameter without the counts of one property. */
 #define DDS_PROPERTY_STRING_LENGTH_MAX 65520
 
+/** The range of DDS_DomainParticipantResourceLimitsQosPolicy.remote_participants_max. */
+#define DDS_REMOTE_PARTICIPANTS_MAX 1000000
+
 /**
- * @brief The longest variable parts that a participant may have. Fixed at creation.
- * Reading the QoS and updating the locators take buffers of these lengths for as long as the call.
+ * @brief The longest variable parts that a participant may have, and how many others it may know.
+ * Fixed at creation. Reading the QoS and updating the locators take buffers of these lengths for as
+ * long as the call.
+ *
+ * User data, properties and names go into one announcement, whose largest one is that of a
+ * datagram: what has no room there together is refused, whatever these limits allow.
  */
 typedef struct DDS_DomainParticipantResourceLimitsQosPolicy {
     /** Transports that the participant announces, 0 to 100. Default: 12. */
@@ -232,10 +244,12 @@ typedef struct DDS_DomainParticipantResourceLimitsQosPolicy {
      * DDS_PROPERTY_STRING_LENGTH_MAX. Default: 2048.
      */
     DDS_Long participant_property_string_max_length;
+    /** Other participants that it knows at a time, 0 to 1,000,000. Default: 4096. */
+    DDS_Long remote_participants_max;
 } DDS_DomainParticipantResourceLimitsQosPolicy;
 
 #define DDS_DOMAIN_PARTICIPANT_RESOURCE_LIMITS_QOS_POLICY_INITIALIZER                              \
-    { 12, 256, 32, 2048 }
+    { 12, 256, 32, 2048, 4096 }
 
 DDS_QOS_POLICY_OPERATIONS(DDS_DomainParticipantResourceLimitsQosPolicy);
 
@@ -251,19 +265,50 @@ typedef DDS_UnsignedLong DDS_DiscoveryConfigBuiltinPluginKindMask;
 #define DDS_DISCOVERYCONFIG_BUILTIN_PLUGIN_MASK_ALL                                                \
     (DDS_DISCOVERYCONFIG_BUILTIN_SPDP | DDS_DISCOVERYCONFIG_BUILTIN_SPDP2)
 
-/** The settings of discovery. Fixed at creation. Nothing acts on them yet. */
+/** The range of DDS_DiscoveryConfigQosPolicy.initial_announcements. */
+#define DDS_INITIAL_ANNOUNCEMENTS_MAX 100
+/** The most characters of DDS_DiscoveryConfigQosPolicy.domain_tag. */
+#define DDS_DOMAIN_TAG_LENGTH_MAX 255
+
+/** The settings of discovery (DDSI-RTPS 8.5.3). Fixed at creation, except where it says so. */
 typedef struct DDS_DiscoveryConfigQosPolicy {
     /**
      * How long a locator counts as reachable after it was last heard from: above 0, or infinite,
-     * the default, for as long as it is announced.
+     * the default, for as long as it is announced. Nothing acts on it yet.
      */
     struct DDS_Duration_t locator_reachability_lease_duration;
-    /** Default: DDS_DISCOVERYCONFIG_BUILTIN_PLUGIN_MASK_DEFAULT. */
+    /**
+     * Default: DDS_DISCOVERYCONFIG_BUILTIN_PLUGIN_MASK_DEFAULT, which is what there is. Nothing
+     * acts on it yet.
+     */
     DDS_DiscoveryConfigBuiltinPluginKindMask builtin_discovery_plugins;
+    /**
+     * How long others know the participant after they last heard of it: above 0, or infinite.
+     * Default: 20 s. Changeable.
+     */
+    struct DDS_Duration_t lease_duration;
+    /**
+     * How often the participant announces itself: above 0 and not infinite, at most a quarter of
+     * lease_duration. Default: 4 s. Changeable, within a quarter of the shortest lease that the
+     * participant has announced so far: some of the others keep the first one.
+     */
+    struct DDS_Duration_t announcement_period;
+    /** How many announcements follow the first one before that, 0 to 100. Default: 5. */
+    DDS_Long initial_announcements;
+    /** The time between these: above 0 and not infinite. Default: 100 ms. */
+    struct DDS_Duration_t initial_announcement_period;
+    /**
+     * Participants of one domain know each other if they have the same tag: null, the default, or
+     * at most 255 characters. Null is the same as the empty tag to others.
+     */
+    char *domain_tag;
 } DDS_DiscoveryConfigQosPolicy;
 
 #define DDS_DISCOVERY_CONFIG_QOS_POLICY_INITIALIZER                                                \
-    { DDS_DURATION_INFINITE, DDS_DISCOVERYCONFIG_BUILTIN_PLUGIN_MASK_DEFAULT }
+    {                                                                                              \
+        DDS_DURATION_INFINITE, DDS_DISCOVERYCONFIG_BUILTIN_PLUGIN_MASK_DEFAULT, {20, 0u}, {4, 0u}, \
+            5, {0, 100000000u}, NULL                                                               \
+    }
 
 DDS_QOS_POLICY_OPERATIONS(DDS_DiscoveryConfigQosPolicy);
 
@@ -271,10 +316,7 @@ DDS_QOS_POLICY_OPERATIONS(DDS_DiscoveryConfigQosPolicy);
 typedef struct DDS_Property_t {
     char *name;  /**< not null, not empty, once in a list */
     char *value; /**< not null */
-    /**
-     * DDS_BOOLEAN_TRUE: others learn of it by discovery; nothing acts on that yet. Else
-     * DDS_BOOLEAN_FALSE.
-     */
+    /** DDS_BOOLEAN_TRUE: others learn of it by discovery. Else DDS_BOOLEAN_FALSE. */
     DDS_Boolean propagate;
 } DDS_Property_t;
 
@@ -304,13 +346,10 @@ DDS_QOS_POLICY_OPERATIONS(DDS_PropertyQosPolicy);
 /** The most characters of a name in DDS_EntityNameQosPolicy. */
 #define DDS_ENTITY_NAME_LENGTH_MAX 255
 
-/**
- * @brief What an entity is called, for those who look at the system. Fixed at creation.
- * Nothing acts on it yet: it is kept and read back.
- */
+/** What an entity is called, for those who look at the system. Fixed at creation. */
 typedef struct DDS_EntityNameQosPolicy {
-    char *name;      /**< null, the default, or at most 255 characters */
-    char *role_name; /**< the same */
+    char *name;      /**< null, the default, or at most 255 characters; others learn of it */
+    char *role_name; /**< null, the default, or at most 255 characters; kept and read back */
 } DDS_EntityNameQosPolicy;
 
 #define DDS_ENTITY_NAME_QOS_POLICY_INITIALIZER                                                     \

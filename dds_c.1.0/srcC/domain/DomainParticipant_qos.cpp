@@ -27,6 +27,19 @@ bool has_variable_parts_of(const DDS_DomainParticipantQos *qos,
            DDS_PartitionQosPolicy_is_equal(&qos->partition, &running->partition);
 }
 
+/** The fields that only the enclosing participant has. False when memory runs out. */
+bool take_own_fields(DDS_DomainParticipantQos *qos, const DDS_DomainParticipantQos *running) {
+    DDS_DiscoveryConfigQosPolicy &config = qos->discovery_config;
+    const DDS_DiscoveryConfigQosPolicy &its_config = running->discovery_config;
+
+    config.lease_duration = its_config.lease_duration;
+    config.announcement_period = its_config.announcement_period;
+    config.initial_announcements = its_config.initial_announcements;
+    config.initial_announcement_period = its_config.initial_announcement_period;
+    qos->resource_limits.remote_participants_max = running->resource_limits.remote_participants_max;
+    return DDS_String_replace(&config.domain_tag, its_config.domain_tag) != DDS_BOOLEAN_FALSE;
+}
+
 namespace setting {
 
 constexpr const char *LOG_METHOD = "DDS_DomainParticipant_set_qos";
@@ -90,7 +103,8 @@ DDS_ReturnCode_t DDS_DomainParticipant_get_qos(DDS_DomainParticipant *self,
         DDS_DomainParticipantPresentation_get_qos(&self->presentation, self, qos, 1, worker.get());
 
     /* It may return OK without the parts that it found no memory for. */
-    if (result == DDS_RETCODE_OK && !has_variable_parts_of(qos, &self->qos)) {
+    if (result == DDS_RETCODE_OK &&
+        !(has_variable_parts_of(qos, &self->qos) && take_own_fields(qos, &self->qos))) {
         return DDS_RETCODE_OUT_OF_RESOURCES;
     }
     return result;

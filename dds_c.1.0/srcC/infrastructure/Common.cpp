@@ -90,6 +90,15 @@ DDS_Boolean DDS_Duration_is_valid(const DDS_Duration_t *self) {
                        (self->sec >= 0 && self->nanosec < NANOSECONDS_PER_SECOND)));
 }
 
+DDS_Boolean DDS_Duration_is_quarterI(const DDS_Duration_t *self, const DDS_Duration_t *whole) {
+    const auto nanoseconds_of = [](const DDS_Duration_t &duration) {
+        return static_cast<DDS_LongLong>(duration.sec) * NANOSECONDS_PER_SECOND + duration.nanosec;
+    };
+
+    return to_boolean(DDS_Duration_is_infinite(whole) ||
+                      nanoseconds_of(*self) <= nanoseconds_of(*whole) / 4);
+}
+
 void DDS_Duration_to_ntp_time(const DDS_Duration_t *self, NUVNtpTime *out) {
     if (DDSLog_isNull(self) || DDSLog_isNull(out)) {
         return;

@@ -14,6 +14,10 @@
 extern "C" {
 #endif
 
+/** True when @p self, which is finite, is a quarter of @p whole at most. Both are valid. */
+DDS_Boolean DDS_Duration_is_quarterI(const struct DDS_Duration_t *self,
+                                     const struct DDS_Duration_t *whole);
+
 /** Converts a duration to NTP time, rounded to the nearest 2^-32 s; infinite becomes infinite. */
 void DDS_Duration_to_ntp_time(const struct DDS_Duration_t *self, struct NUVNtpTime *out);
 

@@ -31,6 +31,9 @@ enum class Property {
     AUTHENTICATION_TIMEOUT,
     ALIGNMENT_ENFORCEMENT,
     LOG_DISCOVERY_MISMATCH,
+    ANNOUNCE,
+    ANNOUNCE_PROCESS,
+    MAX_PEER_INDEX,
     DIRECTED_WRITE_SERIALIZATION_KIND,
     THREAD_DESTRUCTION_TIMEOUT,
     COUNT, /**< how many there are */
@@ -67,6 +70,9 @@ struct PropertyRow {
     const char *values;
     const char *meaning;
 };
+
+/** The highest participant index that there is with the standard ports. */
+constexpr NUV_UINT32 PEER_INDEX_LARGEST = 119;
 
 // clang-format off
 constexpr PropertyRow PROPERTIES[] = {
@@ -107,31 +113,45 @@ constexpr PropertyRow PROPERTIES[] = {
      "integer", "lowest level of lock that is watched; 10 unless given"},
 
     {Property::SEND_TIMEOUT, "dds.participant.logging.time_based_logging.send.timeout",
-     PropertyRow::Kind::DURATION, PropertyRow::Reader::PRESENTATION_HALF, 0, 0, 7,
-     nullptr, nullptr},
+     PropertyRow::Kind::DURATION, PropertyRow::Reader::PRESENTATION_HALF, 0, 0, 0,
+     "seconds", "warn of a message that takes longer to send"},
 
     {Property::AUTHENTICATION_TIMEOUT,
      "dds.participant.logging.time_based_logging.authentication.timeout",
-     PropertyRow::Kind::DURATION, PropertyRow::Reader::PRESENTATION_HALF, 0, 0, 8,
+     PropertyRow::Kind::DURATION, PropertyRow::Reader::PRESENTATION_HALF, 0, 0, 3,
      nullptr, nullptr},
 
     {Property::ALIGNMENT_ENFORCEMENT, "dds.participant.use_45d_compatible_alignment_enforcement",
-     PropertyRow::Kind::BOOLEAN, PropertyRow::Reader::PRESENTATION_HALF, 0, 0, 9,
-     nullptr, nullptr},
+     PropertyRow::Kind::BOOLEAN, PropertyRow::Reader::PRESENTATION_HALF, 0, 0, 0,
+     "`true` or `false`", "refuse what begins at no multiple of four octets in a message"},
 
     {Property::LOG_DISCOVERY_MISMATCH, "dds.participant.discovery_config.log_discovery_mismatch",
-     PropertyRow::Kind::BOOLEAN, PropertyRow::Reader::PRESENTATION_HALF, 0, 0, 10,
-     nullptr, nullptr},
+     PropertyRow::Kind::BOOLEAN, PropertyRow::Reader::PRESENTATION_HALF, 0, 0, 0,
+     "`true` or `false`", "say in the log which participants have another domain or tag"},
+
+    {Property::ANNOUNCE, "dds.discovery.announce",
+     PropertyRow::Kind::BOOLEAN, PropertyRow::Reader::ENCLOSING_PARTICIPANT, 0, 0, 0,
+     "`true` or `false`", "announce the participant; `true` unless given. Else it listens only"},
+
+    {Property::ANNOUNCE_PROCESS, "dds.discovery.announce_process",
+     PropertyRow::Kind::BOOLEAN, PropertyRow::Reader::ENCLOSING_PARTICIPANT, 0, 0, 0,
+     "`true` or `false`",
+     "announce the process as `__Pid`, `__ProcessName` and `__Hostname`; `true` unless given"},
+
+    {Property::MAX_PEER_INDEX, "dds.discovery.max_peer_index",
+     PropertyRow::Kind::NUMBER, PropertyRow::Reader::ENCLOSING_PARTICIPANT,
+     PEER_INDEX_LARGEST, 0, 0,
+     "0 to 119", "highest participant index at which a peer without port is looked for; 4 unless given"},
 
     {Property::DIRECTED_WRITE_SERIALIZATION_KIND,
      "dds.participant.directed_write_serialization_kind",
-     PropertyRow::Kind::NUMBER, PropertyRow::Reader::PRESENTATION_HALF, 2, 0, 13,
+     PropertyRow::Kind::NUMBER, PropertyRow::Reader::PRESENTATION_HALF, 2, 0, 6,
      nullptr, nullptr},
 
     {Property::THREAD_DESTRUCTION_TIMEOUT,
      "dds.domain_participant.asynchronous_publisher_thread_destruction_timeout",
      PropertyRow::Kind::NUMBER, PropertyRow::Reader::PRESENTATION_HALF, 60,
-     COMMEND_EXECUTION_THREAD_DESTRUCTION_TIMEOUT_DEFAULT, 14,
+     COMMEND_EXECUTION_THREAD_DESTRUCTION_TIMEOUT_DEFAULT, 7,
      nullptr, nullptr},
 };
 // clang-format on

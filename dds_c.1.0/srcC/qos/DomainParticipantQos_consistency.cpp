@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Whether a participant may have a QoS, and the message that says why not.
+#include "infrastructure/Common_internal.h"
 #include "infrastructure/dds_log.h"
 #include "netio/netio_locator.h"
 #include "netio/netio_transport.h"
@@ -89,6 +90,17 @@ bool check(const Place &place, const PositiveDuration & /*range*/, const DDS_Dur
     return true;
 }
 
+bool check(const Place &place, const FiniteDuration & /*range*/, const DDS_Duration_t &value) {
+    const bool is_zero = value.sec == 0 && value.nanosec == 0;
+    if (!DDS_Duration_is_valid(&value) || DDS_Duration_is_infinite(&value) || is_zero) {
+        REPORT("%s is %d s and %u ns; allowed is more than 0, not infinite, with at most 999999999 "
+               "ns",
+               place.path.text().get(), value.sec, value.nanosec);
+        return false;
+    }
+    return true;
+}
+
 /** The name of a limit. */
 const char *name_of(DDS_Long Limits::*limit) {
     const char *name = "";
@@ -146,7 +158,17 @@ bool check(const Place &place, const Transports & /*range*/, const DDS_StringSeq
     return true;
 }
 
-bool check(const Place &place, const Peers & /*range*/, const DDS_StringSeq &value) {
+/** Refuses a list that is too long. */
+bool check_count(const Place &place, DDS_Long largest, const DDS_StringSeq &value) {
+    if (value._length > largest) {
+        REPORT("the length of %s is %d; allowed is 0 to %d", place.path.text().get(), value._length,
+               largest);
+        return false;
+    }
+    return true;
+}
+
+bool check(const Place &place, const Peers &range, const DDS_StringSeq &value) {
     for (DDS_Long i = 0; i < value._length; ++i) {
         const char *peer = text(value._buffer[i]);
         NUVNetioPeer parsed;
@@ -158,7 +180,7 @@ bool check(const Place &place, const Peers & /*range*/, const DDS_StringSeq &val
             return false;
         }
     }
-    return true;
+    return check_count(place, range.count, value);
 }
 
 bool check(const Place &place, const MulticastAddresses &range, const DDS_StringSeq &value) {
@@ -196,15 +218,8 @@ bool check_scopes(const Place &place, const DDS_StringSeq &addresses) {
 }
 
 bool check(const Place &place, const ReceiveAddresses &range, const DDS_StringSeq &value) {
-    if (!check(place, MulticastAddresses{}, value) || !check_scopes(place, value)) {
-        return false;
-    }
-    if (value._length > range.count) {
-        REPORT("the length of %s is %d; allowed is 0 to %d", place.path.text().get(), value._length,
-               range.count);
-        return false;
-    }
-    return true;
+    return check(place, MulticastAddresses{}, value) && check_scopes(place, value) &&
+           check_count(place, range.count, value);
 }
 
 bool check(const Place &place, const PartitionNames &range, const DDS_StringSeq &value) {
@@ -281,6 +296,20 @@ bool check_rule(const Place &place, const DDS_DiscoveryQosPolicy &discovery) {
                transports._buffer[0], mask);
     }
     return is_any_enabled;
+}
+
+/** Refuses a period in which a participant could be forgotten. */
+bool check_rule(const Place &place, const DDS_DiscoveryConfigQosPolicy &config) {
+    const DDS_Duration_t &period = config.announcement_period;
+    const DDS_Duration_t &lease = config.lease_duration;
+    if (DDS_Duration_is_quarterI(&period, &lease)) {
+        return true;
+    }
+    REPORT("%s is %d s and %u ns; allowed is at most a quarter of discovery_config.lease_duration, "
+           "which is %d s and %u ns",
+           place.path.field("announcement_period").text().get(), period.sec, period.nanosec,
+           lease.sec, lease.nanosec);
+    return false;
 }
 
 /** Refuses the name of an earlier property. */

@@ -2,10 +2,6 @@
 // The operations of each policy: initialize, finalize, copy, is_equal.
 #include "qos/QosPolicy_internal.h"
 
-#include <algorithm>
-#include <cstring>
-#include <iterator>
-
 #include "infrastructure/dds_log.h"
 #include "qos/policies.h"
 
@@ -54,22 +50,13 @@ DDS_QOS_POLICY_IMPLEMENTATION(DDS_PropertyQosPolicy, DDS_PROPERTY_QOS_POLICY_INI
 DDS_QOS_POLICY_IMPLEMENTATION(DDS_EntityNameQosPolicy, DDS_ENTITY_NAME_QOS_POLICY_INITIALIZER)
 DDS_QOS_POLICY_IMPLEMENTATION(DDS_PartitionQosPolicy, DDS_PARTITION_QOS_POLICY_INITIALIZER)
 
-static const char *const USUAL_PEERS[] = {"239.255.0.1", "127.0.0.1"};
-
-bool dds::qos::are_unusual_peers(const DDS_StringSeq &peers) {
-    return !std::equal(std::begin(USUAL_PEERS), std::end(USUAL_PEERS), peers._buffer,
-                       peers._buffer + peers._length, [](const char *usual, const char *peer) {
-                           return peer != nullptr && std::strcmp(usual, peer) == 0;
-                       });
-}
-
 DDS_ReturnCode_t DDS_DiscoveryQosPolicy_get_defaultI(DDS_DiscoveryQosPolicy *self) {
     if (DDSLog_isNull(self)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
     *self = DDS_DISCOVERY_QOS_POLICY_INITIALIZER;
-    if (!DDS_StringSeq_append(&self->initial_peers, USUAL_PEERS[0]) ||
-        !DDS_StringSeq_append(&self->initial_peers, USUAL_PEERS[1]) ||
+    if (!DDS_StringSeq_append(&self->initial_peers, "239.255.0.1") ||
+        !DDS_StringSeq_append(&self->initial_peers, "127.0.0.1") ||
         !DDS_StringSeq_append(&self->multicast_receive_addresses, "239.255.0.1")) {
         dds::value::finalize(*self);
         return DDS_RETCODE_OUT_OF_RESOURCES;

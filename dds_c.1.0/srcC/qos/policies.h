@@ -19,9 +19,6 @@
 
 namespace dds::qos {
 
-/** True when they are not the initial peers of the default. */
-bool are_unusual_peers(const DDS_StringSeq &peers);
-
 using Limits = DDS_DomainParticipantResourceLimitsQosPolicy;
 
 } // namespace dds::qos
@@ -37,18 +34,18 @@ DDS_ELEMENT(DDS_PropertySeq, struct DDS_Property_t);
 // clang-format off
 
 DDS_RECORD(DDS_DomainParticipantQos,
-    DDS_ROW(user_data, Any{}, CHANGEABLE, without_effect(1)),
+    DDS_ROW(user_data, Any{}, CHANGEABLE, ACTED_ON),
     DDS_ROW(entity_factory, Any{}, CHANGEABLE, ACTED_ON),
     DDS_ROW(wire_protocol, Any{}, CHANGE_BY_FIELD, ACTED_ON),
     DDS_ROW(transport_builtin, Any{}, FIXED, ACTED_ON),
     DDS_ROW(default_unicast, Any{}, FIXED_BY_PRESENTATION, ACTED_ON),
-    DDS_ROW(multicast_mapping, Any{}, FIXED, without_effect(2)),
-    DDS_ROW(discovery, Any{}, CHANGE_BY_FIELD, USE_BY_FIELD),
-    DDS_ROW(discovery_config, Any{}, FIXED, USE_BY_FIELD),
+    DDS_ROW(multicast_mapping, Any{}, FIXED, without_effect(1)),
+    DDS_ROW(discovery, Any{}, CHANGE_BY_FIELD, ACTED_ON),
+    DDS_ROW(discovery_config, Any{}, CHANGE_BY_FIELD, USE_BY_FIELD),
     DDS_ROW(resource_limits, Ahead{Any{}}, FIXED, ACTED_ON),
-    DDS_ROW(property, Any{}, CHANGE_BY_PROPERTY, USE_BY_FIELD),
-    DDS_ROW(participant_name, Any{}, FIXED, without_effect(5)),
-    DDS_ROW(partition, Any{}, CHANGEABLE, without_effect(6)));
+    DDS_ROW(property, Any{}, CHANGE_BY_PROPERTY, ACTED_ON),
+    DDS_ROW(participant_name, Any{}, FIXED, ACTED_ON),
+    DDS_ROW(partition, Any{}, CHANGEABLE, without_effect(2)));
 
 DDS_RECORD(DDS_UserDataQosPolicy,
     DDS_ROW(value, Limited{"octets", &Limits::participant_user_data_max_length}, AS_WHOLE, AS_WHOLE));
@@ -94,16 +91,21 @@ DDS_RECORD(DDS_TransportMulticastMapping_t,
     DDS_ROW(topic_expression, TopicExpression{}, AS_WHOLE, AS_WHOLE));
 
 DDS_RECORD(DDS_DiscoveryQosPolicy,
-    DDS_ROW(enabled_transports, Transports{}, FIXED, ACTED_ON),
-    DDS_ROW(initial_peers, Ahead{Peers{}}, CHANGEABLE, without_effect(3, are_unusual_peers)),
+    DDS_ROW(enabled_transports, Transports{}, FIXED, AS_WHOLE),
+    DDS_ROW(initial_peers, Ahead{Peers{DDS_INITIAL_PEERS_LENGTH_MAX}}, CHANGEABLE, AS_WHOLE),
     DDS_ROW(multicast_receive_addresses, ReceiveAddresses{PRES_REDUCED_LOCATOR_LIST_MAX}, FIXED,
-            ACTED_ON));
+            AS_WHOLE));
 
 DDS_RECORD(DDS_DiscoveryConfigQosPolicy,
-    DDS_ROW(locator_reachability_lease_duration, PositiveDuration{}, AS_WHOLE, without_effect(12)),
+    DDS_ROW(locator_reachability_lease_duration, PositiveDuration{}, FIXED, without_effect(5)),
     DDS_ROW(builtin_discovery_plugins,
             Bits{DDS_QOS_VALUE_DISCOVERY_PLUGINS, DDS_DISCOVERYCONFIG_BUILTIN_PLUGIN_MASK_ALL},
-            AS_WHOLE, without_effect(11)));
+            FIXED, without_effect(4)),
+    DDS_ROW(lease_duration, PositiveDuration{}, CHANGEABLE, ACTED_ON),
+    DDS_ROW(announcement_period, FiniteDuration{}, CHANGEABLE, ACTED_ON),
+    DDS_ROW(initial_announcements, Between{0, DDS_INITIAL_ANNOUNCEMENTS_MAX}, FIXED, ACTED_ON),
+    DDS_ROW(initial_announcement_period, FiniteDuration{}, FIXED, ACTED_ON),
+    DDS_ROW(domain_tag, NameOfAtMost{DDS_DOMAIN_TAG_LENGTH_MAX}, FIXED, ACTED_ON));
 
 DDS_RECORD(DDS_DomainParticipantResourceLimitsQosPolicy,
     DDS_ROW(transport_info_list_max_length, Between{0, DDS_TRANSPORT_INFO_LIST_LENGTH_MAX},
@@ -113,16 +115,17 @@ DDS_RECORD(DDS_DomainParticipantResourceLimitsQosPolicy,
     DDS_ROW(participant_property_list_max_length, Between{0, DDS_PROPERTY_LIST_LENGTH_MAX},
             AS_WHOLE, AS_WHOLE),
     DDS_ROW(participant_property_string_max_length, Between{0, DDS_PROPERTY_STRING_LENGTH_MAX},
-            AS_WHOLE, AS_WHOLE));
+            AS_WHOLE, AS_WHOLE),
+    DDS_ROW(remote_participants_max, Between{0, DDS_REMOTE_PARTICIPANTS_MAX}, AS_WHOLE, AS_WHOLE));
 
 DDS_RECORD(DDS_PropertyQosPolicy,
     DDS_ROW(value, Limited{"properties", &Limits::participant_property_list_max_length},
-            AS_WHOLE, USE_BY_FIELD));
+            AS_WHOLE, AS_WHOLE));
 
 DDS_RECORD(DDS_Property_t,
-    DDS_ROW(name, PropertyName{}, AS_WHOLE, ACTED_ON),
-    DDS_ROW(value, PropertyValue{}, AS_WHOLE, ACTED_ON),
-    DDS_ROW(propagate, PropertyMark{}, AS_WHOLE, without_effect(4)));
+    DDS_ROW(name, PropertyName{}, AS_WHOLE, AS_WHOLE),
+    DDS_ROW(value, PropertyValue{}, AS_WHOLE, AS_WHOLE),
+    DDS_ROW(propagate, PropertyMark{}, AS_WHOLE, AS_WHOLE));
 
 DDS_RECORD(DDS_EntityNameQosPolicy,
     DDS_ROW(name, NameOfAtMost{DDS_ENTITY_NAME_LENGTH_MAX}, AS_WHOLE, AS_WHOLE),

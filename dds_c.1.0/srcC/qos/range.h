@@ -37,6 +37,9 @@ struct Bits {
 /** Infinite, or more than 0. */
 struct PositiveDuration {};
 
+/** More than 0, and not infinite. */
+struct FiniteDuration {};
+
 /** A length that another policy limits. */
 struct Limited {
     const char *unit;
@@ -56,8 +59,10 @@ struct TopicExpression {
 /** Aliases of transports, which netio lists. */
 struct Transports {};
 
-/** Addresses with or without a port, in the forms that netio lists, and host names. */
-struct Peers {};
+/** No more than so many host names and addresses, in the forms that netio lists. */
+struct Peers {
+    DDS_Long count;
+};
 
 struct MulticastAddresses {
     static constexpr const char *allowed = "numeric multicast addresses without port";

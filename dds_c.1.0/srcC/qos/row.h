@@ -43,37 +43,22 @@ enum class Effect {
     WITH_WHOLE,
 };
 
-/** What a row says of the use of its value, whatever the type of its field. */
-struct PlainUse {
-    Effect effect;
-    int place = 0;
-};
-
-constexpr PlainUse ACTED_ON = {Effect::SOME};
-constexpr PlainUse USE_BY_FIELD = {Effect::BY_FIELD};
-
-template <typename M>
+/** What a row says of the use of its value. */
 struct Use {
     Effect effect;
     /** Of a value without effect: where the warning names it, counted over all such rows. */
-    int place = 0;
-    /** And when it counts as given; null: when it is not the default. */
-    bool (*is_given)(const M &value) = nullptr;
+    int place;
 
-    constexpr Use(PlainUse use) : effect(use.effect), place(use.place) {}
-    constexpr Use(AsWhole) : effect(Effect::WITH_WHOLE) {}
-    constexpr Use(int its_place, bool (*its_is_given)(const M &value))
-        : effect(Effect::NONE), place(its_place), is_given(its_is_given) {}
+    constexpr Use(Effect its_effect, int its_place = 0) : effect(its_effect), place(its_place) {}
+    constexpr Use(AsWhole) : Use(Effect::WITH_WHOLE) {}
 };
 
-/** Nothing acts on the value. @p place is where the warning names it: the next that is free. */
-constexpr PlainUse without_effect(int place) {
-    return {Effect::NONE, place};
-}
+constexpr Use ACTED_ON = Effect::SOME;
+constexpr Use USE_BY_FIELD = Effect::BY_FIELD;
 
-template <typename M>
-constexpr Use<M> without_effect(int place, bool (*is_given)(const M &value)) {
-    return {place, is_given};
+/** Nothing acts on the value. @p place is where the warning names it: the next that is free. */
+constexpr Use without_effect(int place) {
+    return {Effect::NONE, place};
 }
 
 /** A row. The types of ranges are in range.h. */
@@ -81,12 +66,12 @@ template <typename T, typename M, typename TRange>
 struct Row : value::Field<T, M> {
     TRange range;
     Change change;
-    Use<M> use;
+    Use use;
 };
 
 template <typename T, typename M, typename TRange>
 constexpr Row<T, M, TRange> row(const char *name, M T::*member, TRange range, Change change,
-                                Use<std::type_identity_t<M>> use) {
+                                Use use) {
     return {{name, member}, range, change, use};
 }
 

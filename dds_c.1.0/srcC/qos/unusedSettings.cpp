@@ -66,8 +66,7 @@ bool is_given_within(const T &record, const T &usual, const Path &path, int plac
         const Path field = path.field(row.name);
         if (row.use.effect == Effect::NONE && row.use.place == place) {
             name = field.text();
-            return !(row.use.is_given != nullptr ? row.use.is_given(value)
-                                                 : !value::is_equal(value, usual_value));
+            return value::is_equal(value, usual_value);
         }
         if constexpr (SettingsList<M>) {
             for (DDS_Long i = 0; i < value._length; ++i) {

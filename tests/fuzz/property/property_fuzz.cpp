@@ -148,10 +148,13 @@ private:
             {"participant.directed_write_serialization_kind", 2},
             {"transport.multicast_ttl", 255},
             {"transport.dscp", 63},
+            {"discovery.max_peer_index", 119},
         };
         static constexpr const char *BOOLEANS[] = {
             "participant.use_45d_compatible_alignment_enforcement",
             "participant.discovery_config.log_discovery_mismatch",
+            "discovery.announce",
+            "discovery.announce_process",
         };
         static constexpr const char *DURATIONS[] = {"send", "ea", "process_received_message",
                                                     "authentication"};

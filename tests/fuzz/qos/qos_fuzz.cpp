@@ -122,10 +122,19 @@ const Setting SETTINGS[] = {
     NUMBER(discovery_config.locator_reachability_lease_duration.sec),
     NUMBER(discovery_config.locator_reachability_lease_duration.nanosec),
     NUMBER(discovery_config.builtin_discovery_plugins),
+    NUMBER(discovery_config.lease_duration.sec),
+    NUMBER(discovery_config.lease_duration.nanosec),
+    NUMBER(discovery_config.announcement_period.sec),
+    NUMBER(discovery_config.announcement_period.nanosec),
+    NUMBER(discovery_config.initial_announcements),
+    NUMBER(discovery_config.initial_announcement_period.sec),
+    NUMBER(discovery_config.initial_announcement_period.nanosec),
+    TEXT(discovery_config.domain_tag),
     NUMBER(resource_limits.transport_info_list_max_length),
     NUMBER(resource_limits.participant_user_data_max_length),
     NUMBER(resource_limits.participant_property_list_max_length),
     NUMBER(resource_limits.participant_property_string_max_length),
+    NUMBER(resource_limits.remote_participants_max),
     {"property.value", append_property},
     TEXT(participant_name.name),
     TEXT(participant_name.role_name),
@@ -237,7 +246,13 @@ std::string print(const Qos &qos) {
                      return print(mapping.addresses) + print(mapping.topic_expression);
                  }) +
            print(qos.discovery.enabled_transports) + print(qos.discovery.initial_peers) +
-           print(qos.discovery.multicast_receive_addresses);
+           print(qos.discovery.multicast_receive_addresses) +
+           print(qos.discovery_config.lease_duration) +
+           print(qos.discovery_config.announcement_period) +
+           print(qos.discovery_config.initial_announcements) +
+           print(qos.discovery_config.initial_announcement_period) +
+           print(qos.discovery_config.domain_tag) +
+           print(qos.resource_limits.remote_participants_max);
 }
 
 /* ---- What a participant may have --------------------------------------------------------------
@@ -279,6 +294,29 @@ bool are_groups(const DDS_StringSeq &texts, bool scopes) {
     });
 }
 
+bool is_duration(const DDS_Duration_t &duration) {
+    return is_within(duration.sec, 0, 0x7FFFFFFE) && duration.nanosec < 1'000'000'000 &&
+           (duration.sec > 0 || duration.nanosec > 0);
+}
+
+long long nanoseconds_of(const DDS_Duration_t &duration) {
+    return duration.sec * 1'000'000'000LL + duration.nanosec;
+}
+
+bool is_discovery_config_consistent(const DDS_DiscoveryConfigQosPolicy &config) {
+    const DDS_Duration_t &reachability = config.locator_reachability_lease_duration;
+    const DDS_Duration_t &lease = config.lease_duration;
+    const DDS_Duration_t &period = config.announcement_period;
+    const char *const tag = config.domain_tag;
+    return (is_infinite(reachability) || is_duration(reachability)) &&
+           (is_infinite(lease) || is_duration(lease)) && is_duration(period) &&
+           (is_infinite(lease) || nanoseconds_of(period) * 4 <= nanoseconds_of(lease)) &&
+           is_within(config.initial_announcements, 0, 100) &&
+           is_duration(config.initial_announcement_period) &&
+           (tag == nullptr || std::string(tag).size() <= 255) &&
+           (config.builtin_discovery_plugins & ~0x11u) == 0;
+}
+
 bool is_discovery_consistent(const Qos &qos) {
     const auto transports = strings_of(qos.discovery.enabled_transports);
     const bool has_transport =
@@ -287,18 +325,15 @@ bool is_discovery_consistent(const Qos &qos) {
             return (qos.transport_builtin.mask & (alias == "udpv4" ? 1u : 2u)) != 0;
         });
     const auto peers = strings_of(qos.discovery.initial_peers);
-    const DDS_Duration_t &lease = qos.discovery_config.locator_reachability_lease_duration;
     return are_transports(qos.discovery.enabled_transports) && has_transport &&
+           peers.size() <= 64 &&
            std::all_of(peers.begin(), peers.end(),
                        [](const std::string &peer) {
                            return fuzz::read_locator(peer) || fuzz::read_host(peer);
                        }) &&
            are_groups(qos.discovery.multicast_receive_addresses, false) &&
            qos.discovery.multicast_receive_addresses._length <= 4 &&
-           (is_infinite(lease) ||
-            (is_within(lease.sec, 0, 0x7FFFFFFE) && lease.nanosec < 1'000'000'000 &&
-             (lease.sec > 0 || lease.nanosec > 0))) &&
-           (qos.discovery_config.builtin_discovery_plugins & ~0x11u) == 0;
+           is_discovery_config_consistent(qos.discovery_config);
 }
 
 bool are_locators_consistent(const Qos &qos) {
@@ -360,6 +395,7 @@ bool is_consistent(const Qos &qos) {
            is_within(limits.participant_user_data_max_length, 0, 65528) &&
            is_within(limits.participant_property_list_max_length, 0, 4095) &&
            is_within(limits.participant_property_string_max_length, 0, 65520) &&
+           is_within(limits.remote_participants_max, 0, 1'000'000) &&
            qos.user_data.value._length <= limits.participant_user_data_max_length &&
            qos.entity_factory.autoenable_created_entities <= 1 &&
            qos.wire_protocol.participant_id >= -1 &&

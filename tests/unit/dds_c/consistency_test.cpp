@@ -282,6 +282,97 @@ TEST_F(ConsistencyTest, LeaseIsPositive) {
     expect_refused(name + "5 s and 1000000000 ns" + allowed);
 }
 
+TEST_F(ConsistencyTest, ThereAreAtMost64Peers) {
+    ASSERT_TRUE(DDS_StringSeq_set_length(&qos_.discovery.initial_peers, 0));
+    for (int i = 0; i < 64; ++i) {
+        append(qos_.discovery.initial_peers, "192.0.2.1");
+    }
+    expect_consistent();
+    append(qos_.discovery.initial_peers, "192.0.2.1");
+    expect_refused("the length of discovery.initial_peers is 65; allowed is 0 to 64");
+}
+
+TEST_F(ConsistencyTest, LeaseOfTheParticipantIsPositive) {
+    DDS_Duration_t &lease = qos_.discovery_config.lease_duration;
+    qos_.discovery_config.announcement_period = {0, 1};
+    for (DDS_Duration_t allowed : {DDS_Duration_t{0, 4}, DDS_Duration_t{0x7FFFFFFE, 999999999},
+                                   DDS_Duration_t DDS_DURATION_INFINITE}) {
+        lease = allowed;
+        expect_consistent();
+    }
+    lease = {0, 0};
+    expect_refused("discovery_config.lease_duration is 0 s and 0 ns; allowed is infinite, or more "
+                   "than 0 with at most 999999999 ns");
+}
+
+TEST_F(ConsistencyTest, PeriodsOfAnnouncementsAreFinite) {
+    const std::pair<DDS_Duration_t *, std::string> periods[] = {
+        {&qos_.discovery_config.announcement_period, "discovery_config.announcement_period"},
+        {&qos_.discovery_config.initial_announcement_period,
+         "discovery_config.initial_announcement_period"}};
+    const std::string allowed = "; allowed is more than 0, not infinite, with at most 999999999 ns";
+    qos_.discovery_config.lease_duration = DDS_DURATION_INFINITE;
+    for (const auto &[period, name] : periods) {
+        *period = {0x7FFFFFFE, 999999999};
+        expect_consistent();
+        *period = {0, 0};
+        expect_refused(name + " is 0 s and 0 ns" + allowed);
+        *period = {-1, 0};
+        expect_refused(name + " is -1 s and 0 ns" + allowed);
+        *period = {1, 1000000000};
+        expect_refused(name + " is 1 s and 1000000000 ns" + allowed);
+        *period = DDS_DURATION_INFINITE;
+        expect_refused(name + " is 2147483647 s and 2147483647 ns" + allowed);
+        *period = {0, 1};
+        expect_consistent();
+    }
+}
+
+TEST_F(ConsistencyTest, PeriodIsAtMostAQuarterOfTheLease) {
+    qos_.discovery_config.lease_duration = {10, 2};
+    qos_.discovery_config.announcement_period = {2, 500000000};
+    expect_consistent();
+    qos_.discovery_config.announcement_period = {2, 500000001};
+    expect_refused("discovery_config.announcement_period is 2 s and 500000001 ns; allowed is at "
+                   "most a quarter of discovery_config.lease_duration, which is 10 s and 2 ns");
+}
+
+TEST_F(ConsistencyTest, InitialAnnouncementsAreWithin0To100) {
+    DDS_Long &announcements = qos_.discovery_config.initial_announcements;
+    for (DDS_Long allowed : {0, 100}) {
+        announcements = allowed;
+        expect_consistent();
+    }
+    for (DDS_Long refused : {-1, 101}) {
+        announcements = refused;
+        expect_refused("discovery_config.initial_announcements is " + std::to_string(refused) +
+                       "; allowed is 0 to 100");
+    }
+}
+
+TEST_F(ConsistencyTest, DomainTagHasAtMost255Characters) {
+    set(qos_.discovery_config.domain_tag, "");
+    expect_consistent();
+    set(qos_.discovery_config.domain_tag, text_of_length(255).c_str());
+    expect_consistent();
+    set(qos_.discovery_config.domain_tag, text_of_length(256).c_str());
+    expect_refused("discovery_config.domain_tag has 256 characters (\"" + text_of_length(128) +
+                   "...\"); allowed are at most 255");
+}
+
+TEST_F(ConsistencyTest, RemoteParticipantsAreWithin0To1000000) {
+    DDS_Long &limit = qos_.resource_limits.remote_participants_max;
+    for (DDS_Long allowed : {0, 1000000}) {
+        limit = allowed;
+        expect_consistent();
+    }
+    for (DDS_Long refused : {-1, 1000001}) {
+        limit = refused;
+        expect_refused("resource_limits.remote_participants_max is " + std::to_string(refused) +
+                       "; allowed is 0 to 1000000");
+    }
+}
+
 TEST_F(ConsistencyTest, PropertyListKeepsItsLimit) {
     qos_.resource_limits.participant_property_list_max_length = 1;
     add_property("a", "1", DDS_BOOLEAN_FALSE);

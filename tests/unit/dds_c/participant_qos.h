@@ -35,7 +35,12 @@ protected:
         append(qos_.discovery.multicast_receive_addresses, "ff05::1");
         qos_.discovery_config.locator_reachability_lease_duration = {5, 250000000};
         qos_.discovery_config.builtin_discovery_plugins = DDS_DISCOVERYCONFIG_BUILTIN_SPDP2;
-        qos_.resource_limits = {1, 100, 5, 500};
+        qos_.discovery_config.lease_duration = {8, 0};
+        qos_.discovery_config.announcement_period = {2, 0};
+        qos_.discovery_config.initial_announcements = 3;
+        qos_.discovery_config.initial_announcement_period = {0, 5000000};
+        set(qos_.discovery_config.domain_tag, "tag");
+        qos_.resource_limits = {1, 100, 5, 500, 7};
         add_property("a", "1", DDS_BOOLEAN_TRUE);
         add_property("b", "2", DDS_BOOLEAN_FALSE);
         set(qos_.participant_name.name, "name");

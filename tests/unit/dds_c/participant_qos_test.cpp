@@ -28,10 +28,16 @@ TEST_F(ParticipantQosTest, DefaultIsThatOfEachPolicy) {
     EXPECT_EQ(qos_.discovery_config.locator_reachability_lease_duration.sec, 0x7FFFFFFF);
     EXPECT_EQ(qos_.discovery_config.locator_reachability_lease_duration.nanosec, 0x7FFFFFFFu);
     EXPECT_EQ(qos_.discovery_config.builtin_discovery_plugins, 1u);
+    EXPECT_EQ(qos_.discovery_config.lease_duration.sec, 20);
+    EXPECT_EQ(qos_.discovery_config.announcement_period.sec, 4);
+    EXPECT_EQ(qos_.discovery_config.initial_announcements, 5);
+    EXPECT_EQ(qos_.discovery_config.initial_announcement_period.nanosec, 100000000u);
+    EXPECT_EQ(qos_.discovery_config.domain_tag, nullptr);
     EXPECT_EQ(qos_.resource_limits.transport_info_list_max_length, 12);
     EXPECT_EQ(qos_.resource_limits.participant_user_data_max_length, 256);
     EXPECT_EQ(qos_.resource_limits.participant_property_list_max_length, 32);
     EXPECT_EQ(qos_.resource_limits.participant_property_string_max_length, 2048);
+    EXPECT_EQ(qos_.resource_limits.remote_participants_max, 4096);
     EXPECT_EQ(qos_.property.value._length, 0);
     EXPECT_EQ(qos_.participant_name.name, nullptr);
     EXPECT_EQ(qos_.participant_name.role_name, nullptr);

@@ -258,6 +258,14 @@ TEST_F(PolicyTest, DiscoveryConfig) {
     EXPECT_EQ(policy.locator_reachability_lease_duration.sec, 0x7FFFFFFF);
     EXPECT_EQ(policy.locator_reachability_lease_duration.nanosec, 0x7FFFFFFFu);
     EXPECT_EQ(policy.builtin_discovery_plugins, 0x1u);
+    EXPECT_EQ(policy.lease_duration.sec, 20);
+    EXPECT_EQ(policy.lease_duration.nanosec, 0u);
+    EXPECT_EQ(policy.announcement_period.sec, 4);
+    EXPECT_EQ(policy.announcement_period.nanosec, 0u);
+    EXPECT_EQ(policy.initial_announcements, 5);
+    EXPECT_EQ(policy.initial_announcement_period.sec, 0);
+    EXPECT_EQ(policy.initial_announcement_period.nanosec, 100000000u);
+    EXPECT_EQ(policy.domain_tag, nullptr);
     EXPECT_EQ(DDS_DISCOVERYCONFIG_BUILTIN_SPDP, 0x1u);
     EXPECT_EQ(DDS_DISCOVERYCONFIG_BUILTIN_SPDP2, 0x10u);
     expect_value_semantics<DDS_DiscoveryConfigQosPolicy>(
@@ -268,7 +276,12 @@ TEST_F(PolicyTest, DiscoveryConfig) {
          [](auto &changed) {
              changed.locator_reachability_lease_duration = {5, 5};
          },
-         [](auto &changed) { changed.builtin_discovery_plugins = 0x10; }});
+         [](auto &changed) { changed.builtin_discovery_plugins = 0x10; },
+         [](auto &changed) { ++changed.lease_duration.sec; },
+         [](auto &changed) { ++changed.announcement_period.nanosec; },
+         [](auto &changed) { ++changed.initial_announcements; },
+         [](auto &changed) { ++changed.initial_announcement_period.nanosec; },
+         [](auto &changed) { set(changed.domain_tag, "tag"); }});
 }
 
 TEST_F(PolicyTest, ResourceLimits) {
@@ -278,12 +291,14 @@ TEST_F(PolicyTest, ResourceLimits) {
     EXPECT_EQ(policy.participant_user_data_max_length, 256);
     EXPECT_EQ(policy.participant_property_list_max_length, 32);
     EXPECT_EQ(policy.participant_property_string_max_length, 2048);
+    EXPECT_EQ(policy.remote_participants_max, 4096);
     expect_value_semantics<DDS_DomainParticipantResourceLimitsQosPolicy>(
         OPERATIONS(DDS_DomainParticipantResourceLimitsQosPolicy),
         {[](auto &changed) { ++changed.transport_info_list_max_length; },
          [](auto &changed) { ++changed.participant_user_data_max_length; },
          [](auto &changed) { ++changed.participant_property_list_max_length; },
-         [](auto &changed) { ++changed.participant_property_string_max_length; }});
+         [](auto &changed) { ++changed.participant_property_string_max_length; },
+         [](auto &changed) { ++changed.remote_participants_max; }});
 }
 
 TEST_F(PolicyTest, Property) {
@@ -346,7 +361,8 @@ TEST_F(PolicyTest, LeasesAreEqualWhenBothAreInfinite) {
         DDS_DURATION_INFINITE, {0x7FFFFFFF, 0}, {5, 0x7FFFFFFFu}, {0, 0xFFFFFFFFu}};
     DDS_DiscoveryConfigQosPolicy left = DDS_DISCOVERY_CONFIG_QOS_POLICY_INITIALIZER;
     DDS_DiscoveryConfigQosPolicy right = DDS_DISCOVERY_CONFIG_QOS_POLICY_INITIALIZER;
-    const DDS_DiscoveryConfigQosPolicy finite = {{5, 0}, DDS_DISCOVERYCONFIG_BUILTIN_SPDP};
+    DDS_DiscoveryConfigQosPolicy finite = DDS_DISCOVERY_CONFIG_QOS_POLICY_INITIALIZER;
+    finite.locator_reachability_lease_duration = {5, 0};
     for (const DDS_Duration_t &one : infinite) {
         left.locator_reachability_lease_duration = one;
         for (const DDS_Duration_t &other : infinite) {

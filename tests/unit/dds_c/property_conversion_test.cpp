@@ -178,6 +178,14 @@ void take_what_no_property_carries(DDS_DomainParticipantQos &to,
     ASSERT_NE(DDS_DiscoveryQosPolicy_copy(&to.discovery, &from.discovery), nullptr);
     to.wire_protocol.rtps_well_known_ports = from.wire_protocol.rtps_well_known_ports;
     to.wire_protocol.rtps_reserved_port_mask = from.wire_protocol.rtps_reserved_port_mask;
+    to.discovery_config.lease_duration = from.discovery_config.lease_duration;
+    to.discovery_config.announcement_period = from.discovery_config.announcement_period;
+    to.discovery_config.initial_announcements = from.discovery_config.initial_announcements;
+    to.discovery_config.initial_announcement_period =
+        from.discovery_config.initial_announcement_period;
+    ASSERT_TRUE(
+        DDS_String_replace(&to.discovery_config.domain_tag, from.discovery_config.domain_tag));
+    to.resource_limits.remote_participants_max = from.resource_limits.remote_participants_max;
 }
 
 TEST_F(PropertyConversionTest, AQosComesBackAsItWas) {

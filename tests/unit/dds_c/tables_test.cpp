@@ -206,10 +206,7 @@ TEST_F(UnusedSettingsTest, AreNoneInTheDefault) {
 }
 
 TEST_F(UnusedSettingsTest, AreNotGivenByPropertiesWithTheirUsualValues) {
-    add(name_of(Property::SEND_TIMEOUT), "infinite");
     add(name_of(Property::AUTHENTICATION_TIMEOUT), "soon"); // passed over
-    add(name_of(Property::ALIGNMENT_ENFORCEMENT), "no");
-    add(name_of(Property::LOG_DISCOVERY_MISMATCH), "0");
     add(name_of(Property::DIRECTED_WRITE_SERIALIZATION_KIND), "0");
     add(name_of(Property::THREAD_DESTRUCTION_TIMEOUT), "10");
     EXPECT_EQ(names(), "");
@@ -217,6 +214,10 @@ TEST_F(UnusedSettingsTest, AreNotGivenByPropertiesWithTheirUsualValues) {
 
 TEST_F(UnusedSettingsTest, AreNotGivenByPropertiesThatAreActedOn) {
     add(name_of(Property::EA_TIMEOUT), "1");
+    add(name_of(Property::SEND_TIMEOUT), "1");
+    add(name_of(Property::ALIGNMENT_ENFORCEMENT), "yes");
+    add(name_of(Property::LOG_DISCOVERY_MISMATCH), "1");
+    add(name_of(Property::ANNOUNCE), "no");
     add(name_of(Property::MAX_LOCATOR_LIST_SIZE), "3");
     EXPECT_EQ(names(), "");
 }
@@ -231,25 +232,19 @@ TEST_F(UnusedSettingsTest, TheSecondVersionOfDiscoveryIsNamed) {
     EXPECT_EQ(names(), "discovery_config.builtin_discovery_plugins");
 }
 
-TEST_F(UnusedSettingsTest, NoPeersAreNamed) {
-    ASSERT_TRUE(DDS_StringSeq_set_length(&qos_.discovery.initial_peers, 0));
-    EXPECT_EQ(names(), "discovery.initial_peers");
-}
-
-TEST_F(UnusedSettingsTest, AnEmptyParticipantNameIsNamed) {
-    ASSERT_TRUE(DDS_String_replace(&qos_.participant_name.name, ""));
-    EXPECT_EQ(names(), "participant_name");
+TEST_F(UnusedSettingsTest, WhatIsAnnouncedIsNotNamed) {
+    ASSERT_TRUE(DDS_OctetSeq_ensure_length(&qos_.user_data.value, 1, 1));
+    ASSERT_TRUE(DDS_StringSeq_append(&qos_.discovery.initial_peers, "192.0.2.9"));
+    ASSERT_TRUE(DDS_String_replace(&qos_.participant_name.name, "name"));
+    ASSERT_TRUE(DDS_String_replace(&qos_.discovery_config.domain_tag, "tag"));
+    qos_.discovery_config.lease_duration = {30, 0};
+    add("size", "3", DDS_BOOLEAN_TRUE);
+    EXPECT_EQ(names(), "");
 }
 
 TEST_F(UnusedSettingsTest, ALoneEmptyPartitionIsNotNamed) {
     ASSERT_TRUE(DDS_StringSeq_append(&qos_.partition.name, ""));
     EXPECT_EQ(names(), "");
-}
-
-TEST_F(UnusedSettingsTest, SeveralPropertiesForOthersAreNamedOnce) {
-    add("a", "1", DDS_BOOLEAN_TRUE);
-    add("b", "1", DDS_BOOLEAN_TRUE);
-    EXPECT_EQ(names(), "property.value.propagate");
 }
 
 } // namespace

@@ -87,10 +87,16 @@ TEST_F(ShownQos, HasALineForEachField) {
                       "discovery.multicast_receive_addresses: 239.255.0.1\n"
                       "discovery_config.locator_reachability_lease_duration: infinite\n"
                       "discovery_config.builtin_discovery_plugins: spdp\n"
+                      "discovery_config.lease_duration: 20\n"
+                      "discovery_config.announcement_period: 4\n"
+                      "discovery_config.initial_announcements: 5\n"
+                      "discovery_config.initial_announcement_period: 0.1\n"
+                      "discovery_config.domain_tag: none\n"
                       "resource_limits.transport_info_list_max_length: 12\n"
                       "resource_limits.participant_user_data_max_length: 256\n"
                       "resource_limits.participant_property_list_max_length: 32\n"
                       "resource_limits.participant_property_string_max_length: 2048\n"
+                      "resource_limits.remote_participants_max: 4096\n"
                       "property.value: none\n"
                       "participant_name.name: none\n"
                       "participant_name.role_name: none\n"
@@ -121,11 +127,13 @@ TEST_F(ShownQos, IsOneObjectOfThePoliciesInJson) {
             "multicast_receive_addresses": ["239.255.0.1"]},
         "discovery_config": {
             "locator_reachability_lease_duration": "infinite",
-            "builtin_discovery_plugins": ["spdp"]},
+            "builtin_discovery_plugins": ["spdp"],
+            "lease_duration": 20, "announcement_period": 4, "initial_announcements": 5,
+            "initial_announcement_period": 0.1, "domain_tag": null},
         "resource_limits": {
             "transport_info_list_max_length": 12, "participant_user_data_max_length": 256,
             "participant_property_list_max_length": 32,
-            "participant_property_string_max_length": 2048},
+            "participant_property_string_max_length": 2048, "remote_participants_max": 4096},
         "property": {"value": []},
         "participant_name": {"name": null, "role_name": null},
         "partition": {"name": []}})"));

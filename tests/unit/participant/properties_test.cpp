@@ -90,6 +90,10 @@ INSTANTIATE_TEST_SUITE_P(
         BadValue{"dds.transport.multicast_ttl", "256", "a number from 0 to 255"},
         BadValue{"dds.transport.dscp", "64", "a number from 0 to 63"},
         BadValue{"dds.transport.dscp", "EF", "a number from 0 to 63"},
+        BadValue{"dds.discovery.announce", "", BOOLEANS},
+        BadValue{"dds.discovery.announce_process", "maybe", BOOLEANS},
+        BadValue{"dds.discovery.max_peer_index", "120", "a number from 0 to 119"},
+        BadValue{"dds.discovery.max_peer_index", "-1", "a number from 0 to 119"},
         BadValue{THREAD_TIMEOUT, "61", "a number from 0 to 60"},
         BadValue{THREAD_TIMEOUT, "", "a number from 0 to 60"}));
 
@@ -152,18 +156,14 @@ void PrintTo(const UnusedSetting &setting, std::ostream *out) {
     *out << setting.name;
 }
 
-template <DDS_Boolean PROPAGATE = DDS_BOOLEAN_FALSE>
 void add_property(DDS_DomainParticipantQos &qos, const char *name, const char *value) {
-    ASSERT_EQ(DDS_PropertyQosPolicyHelper_add_property(&qos.property, name, value, PROPAGATE),
-              DDS_RETCODE_OK);
+    ASSERT_EQ(
+        DDS_PropertyQosPolicyHelper_add_property(&qos.property, name, value, DDS_BOOLEAN_FALSE),
+        DDS_RETCODE_OK);
 }
 
 /** In the order in which the warning names them. */
 const UnusedSetting UNUSED_SETTINGS[] = {
-    {"user_data",
-     [](DDS_DomainParticipantQos &qos) {
-         ASSERT_TRUE(DDS_OctetSeq_ensure_length(&qos.user_data.value, 1, 1));
-     }},
     {"multicast_mapping",
      [](DDS_DomainParticipantQos &qos) {
          DDS_TransportMulticastMappingSeq &mappings = qos.multicast_mapping.value;
@@ -171,39 +171,14 @@ const UnusedSetting UNUSED_SETTINGS[] = {
          ASSERT_TRUE(DDS_StringSeq_append(&mappings._buffer[0].addresses, "239.255.1.1"));
          ASSERT_TRUE(DDS_String_replace(&mappings._buffer[0].topic_expression, "*"));
      }},
-    {"discovery.initial_peers",
-     [](DDS_DomainParticipantQos &qos) {
-         ASSERT_TRUE(DDS_StringSeq_append(&qos.discovery.initial_peers, "192.0.2.9"));
-     }},
-    {"property.value.propagate",
-     [](DDS_DomainParticipantQos &qos) {
-         add_property(qos, "color", "green");
-         add_property<DDS_BOOLEAN_TRUE>(qos, "size", "3");
-     }},
-    {"participant_name",
-     [](DDS_DomainParticipantQos &qos) {
-         ASSERT_TRUE(DDS_String_replace(&qos.participant_name.role_name, "r"));
-     }},
     {"partition",
      [](DDS_DomainParticipantQos &qos) {
          ASSERT_TRUE(DDS_StringSeq_append(&qos.partition.name, "p"));
-     }},
-    {"dds.participant.logging.time_based_logging.send.timeout",
-     [](DDS_DomainParticipantQos &qos) {
-         add_property(qos, "dds.participant.logging.time_based_logging.send.timeout", "0.5");
      }},
     {"dds.participant.logging.time_based_logging.authentication.timeout",
      [](DDS_DomainParticipantQos &qos) {
          add_property(qos, "dds.participant.logging.time_based_logging.authentication.timeout",
                       "1");
-     }},
-    {"dds.participant.use_45d_compatible_alignment_enforcement",
-     [](DDS_DomainParticipantQos &qos) {
-         add_property(qos, "dds.participant.use_45d_compatible_alignment_enforcement", "1");
-     }},
-    {"dds.participant.discovery_config.log_discovery_mismatch",
-     [](DDS_DomainParticipantQos &qos) {
-         add_property(qos, "dds.participant.discovery_config.log_discovery_mismatch", "1");
      }},
     {"discovery_config.builtin_discovery_plugins",
      [](DDS_DomainParticipantQos &qos) {
@@ -250,7 +225,7 @@ TEST_F(ParticipantProperties, AllUnusedSettingsAreNamedInOneWarning) {
 }
 
 TEST_F(ParticipantProperties, UnusedSettingsAreNotNamedWithoutAParticipant) {
-    add(TIME_BASED + "send.timeout", "0.5");
+    add(TIME_BASED + "authentication.timeout", "0.5");
     add(TIME_BASED + "process_received_message.tracked_ports", "7410-");
 
     EXPECT_EQ(create(), nullptr);

@@ -59,6 +59,14 @@ TEST_F(Change, OfTheEntityFactoryTakesEffect) {
     EXPECT_FALSE(isNewTopicEnabled());
 }
 
+TEST_F(Change, OfTheLeaseAndThePeriodIsTaken) {
+    create();
+    qos->discovery_config.lease_duration = {60, 5};
+    expectTaken();
+    qos->discovery_config.announcement_period = {1, 5};
+    expectTaken();
+}
+
 TEST_F(Change, OfInitialPeersIsTaken) {
     create();
     qos.addPeer("192.0.2.1");
@@ -205,14 +213,22 @@ const Fixed FIXED[] = {
      }},
     {"MulticastReceiveAddresses", "discovery.multicast_receive_addresses",
      [](Qos &qos) { DDS_StringSeq_finalize(&qos->discovery.multicast_receive_addresses); }},
-    {"ReachabilityLease", "discovery_config",
+    {"ReachabilityLease", "discovery_config.locator_reachability_lease_duration",
      [](Qos &qos) {
          qos->discovery_config.locator_reachability_lease_duration = {5, 0};
      }},
-    {"DiscoveryPlugins", "discovery_config",
+    {"DiscoveryPlugins", "discovery_config.builtin_discovery_plugins",
      [](Qos &qos) {
          qos->discovery_config.builtin_discovery_plugins = DDS_DISCOVERYCONFIG_BUILTIN_SPDP2;
      }},
+    {"InitialAnnouncements", "discovery_config.initial_announcements",
+     [](Qos &qos) { ++qos->discovery_config.initial_announcements; }},
+    {"InitialAnnouncementPeriod", "discovery_config.initial_announcement_period",
+     [](Qos &qos) { ++qos->discovery_config.initial_announcement_period.nanosec; }},
+    {"DomainTag", "discovery_config.domain_tag",
+     [](Qos &qos) { ASSERT_TRUE(DDS_String_replace(&qos->discovery_config.domain_tag, "tag")); }},
+    {"RemoteParticipantsLimit", "resource_limits",
+     [](Qos &qos) { ++qos->resource_limits.remote_participants_max; }},
     {"TransportInfoLimit", "resource_limits",
      [](Qos &qos) { ++qos->resource_limits.transport_info_list_max_length; }},
     {"UserDataLimit", "resource_limits",

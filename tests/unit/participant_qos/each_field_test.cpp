@@ -34,7 +34,11 @@ void alter(DDS_Boolean &value, const PropertyMark & /*range*/) {
 }
 
 void alter(DDS_Duration_t &value, const PositiveDuration & /*range*/) {
-    value = {5, 0};
+    value = {50, 0};
+}
+
+void alter(DDS_Duration_t &value, const FiniteDuration & /*range*/) {
+    value = {2, 0};
 }
 
 void alter(DDS_OctetSeq &value, const Limited & /*range*/) {

@@ -55,6 +55,9 @@ void fill_limits(Qos &qos, Dice &dice) {
     limits.participant_property_list_max_length =
         dice.mostly<DDS_Long>({0, 1, 4, 32, DDS_PROPERTY_LIST_LENGTH_MAX},
                               {-1, DDS_PROPERTY_LIST_LENGTH_MAX + 1, 0x7FFFFFFF});
+    limits.remote_participants_max =
+        dice.mostly<DDS_Long>({0, 1, 4096, DDS_REMOTE_PARTICIPANTS_MAX},
+                              {-1, DDS_REMOTE_PARTICIPANTS_MAX + 1, 0x7FFFFFFF});
     limits.participant_property_string_max_length =
         dice.mostly<DDS_Long>({0, 100, 2048, DDS_PROPERTY_STRING_LENGTH_MAX},
                               {-1, DDS_PROPERTY_STRING_LENGTH_MAX + 1, 0x7FFFFFFF});
@@ -166,6 +169,20 @@ void fill_discovery(Qos &qos, Dice &dice) {
                                     {{0, 0}, {-1, 0}, {5, 1000000000}});
     config.builtin_discovery_plugins =
         dice.mostly<DDS_UnsignedLong>({0, 1, 0x10, 0x11}, {2, 0xFFFFFFFFu});
+    config.lease_duration = dice.mostly<DDS_Duration_t>(
+        {DDS_DURATION_INFINITE, {5, 0xFFFFFFFFu}, {16, 0}, {0x7FFFFFFE, 999999999}},
+        {{0, 0}, {-1, 0}, {15, 999999999}});
+    config.announcement_period = dice.mostly<DDS_Duration_t>(
+        {{4, 0}, {0, 1 + dice.below(999999999)}}, {DDS_DURATION_INFINITE, {0, 0}});
+    config.initial_announcements = dice.mostly<DDS_Long>({0, 1, 5, 100}, {-1, 101});
+    config.initial_announcement_period = dice.mostly<DDS_Duration_t>(
+        {{0, 1 + dice.below(999999999)}, {0x7FFFFFFE, 999999999}}, {DDS_DURATION_INFINITE, {0, 0}});
+    if (dice.once_in(2)) {
+        ASSERT_TRUE(DDS_String_replace(
+            &config.domain_tag,
+            dice.mostly<std::string>({"", "t", std::string(255, 't')}, {std::string(256, 't')})
+                .c_str()));
+    }
 }
 
 void fill_properties(Qos &qos, Dice &dice) {

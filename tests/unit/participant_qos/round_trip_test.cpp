@@ -82,7 +82,8 @@ protected:
     void SetUp() override {
         RoundTrip::SetUp();
         qos->resource_limits = {DDS_TRANSPORT_INFO_LIST_LENGTH_MAX, DDS_USER_DATA_LENGTH_MAX,
-                                DDS_PROPERTY_LIST_LENGTH_MAX, DDS_PROPERTY_STRING_LENGTH_MAX};
+                                DDS_PROPERTY_LIST_LENGTH_MAX, DDS_PROPERTY_STRING_LENGTH_MAX,
+                                DDS_REMOTE_PARTICIPANTS_MAX};
         qos.setUserData(std::vector<DDS_Octet>(DDS_USER_DATA_LENGTH_MAX, 7));
         size_t rest = DDS_PROPERTY_STRING_LENGTH_MAX;
         for (int i = 1; i < DDS_PROPERTY_LIST_LENGTH_MAX; ++i) {

@@ -75,7 +75,7 @@ TEST_F(GetQos, AnyNonZeroValueAsksForUserData) {
 
 TEST_F(GetQos, SetsUpBuffersOfTheOwnersLimits) {
     start();
-    owner.qos.resource_limits = {12, 1001, 11, 3003};
+    owner.qos.resource_limits = {12, 1001, 11, 3003, 4096};
     Recording calls(recorder, only({"DDS_DomainParticipantQos_setup_presentation_qosI"}));
     EXPECT_EQ(get(), DDS_RETCODE_OK);
     EXPECT_EQ(

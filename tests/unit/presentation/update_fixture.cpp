@@ -5,7 +5,7 @@ using namespace support;
 
 void Update::SetUp() {
     setupBuffers.emplace(recorder);
-    owner.qos.resource_limits = {12, 256, 32, 2048};
+    owner.qos.resource_limits = {12, 256, 32, 2048, 4096};
     recorder.name(&owner, "owner");
     recorder.replace(
         "PRESParticipantProperty_setPartitionBuffer",

@@ -167,7 +167,7 @@ TEST_F(Update, AllocatesNothingItself) {
 }
 
 TEST_F(Update, SetsUpBuffersOfTheOwnersLimits) {
-    owner.qos.resource_limits = {12, 1001, 11, 3003};
+    owner.qos.resource_limits = {12, 1001, 11, 3003, 4096};
     Recording calls(recorder, only({"DDS_DomainParticipantQos_setup_presentation_qosI"}));
     EXPECT_EQ(update(), DDS_RETCODE_OK);
     EXPECT_EQ(calls.text(),
