@@ -415,7 +415,7 @@ void Domain::take_newcomer(DISCParticipant &by, const Heard &heard, const RTPSDa
         count_one(by.statistics.refused[DISC_REFUSED_NO_MEMORY]);
         return;
     }
-    if (!has_room_for(by, heard, *record)) {
+    if (!has_share_of_table(by, heard) || !has_room_for(by, heard, *record)) {
         return;
     }
     Known *const known = make_known(std::move(record));
@@ -493,11 +493,11 @@ bool Domain::look(DISCParticipant &by, const Heard &heard, Known &known) {
         }
         return true;
     }
-    if (!has_room_for(by, heard, *known.record)) {
-        return false;
-    }
     if (!by.make_room(table.slots())) {
         count_one(by.statistics.refused[DISC_REFUSED_NO_MEMORY]);
+        return false;
+    }
+    if (!has_room_for(by, heard, *known.record)) {
         return false;
     }
     by.add(known);
@@ -532,23 +532,41 @@ Known *Domain::note_sign_of_life(DISCParticipant &by, const COMMENDMessageContex
 bool Domain::has_room_for(DISCParticipant &by, const Heard &heard, const DISCRemote &record) {
     constexpr const char *LOG_METHOD = "receive";
     const NUV_INT32 most = by.property().remoteParticipantsMax;
-    const auto share = static_cast<std::size_t>(std::max(most / SHARE_OF_ADDRESS, 1));
-    const bool is_bearable = by.known_bytes() + record.size() <= KNOWN_BYTES_MAX &&
-                             table.count_heard(heard.source, share) < share;
-    if (is_bearable && by.known_count() < static_cast<std::size_t>(most)) {
+    const auto has_room = [&] {
+        return by.known_bytes() + record.size() <= KNOWN_BYTES_MAX &&
+               by.known_count() < static_cast<std::size_t>(most);
+    };
+    if (has_room()) {
         return true;
     }
     const Asker stranger = {heard.prefix, RTPS_ENTITYID_UNKNOWN};
-    if (is_bearable && by.strangers.repeats(stranger, stranger.hash(), heard.now, STRANGER_SPAN) &&
-        make_place(by)) {
+    if (by.strangers.repeats(stranger, stranger.hash(), heard.now, STRANGER_SPAN)) {
+        while (!has_room() && make_place(by)) {}
+        if (has_room()) {
+            return true;
+        }
+    }
+    count_one(by.statistics.refused[DISC_REFUSED_FULL]);
+    DISC_WARNING_LIMITED(repetitions(),
+                         "no room for a participant at %s: allowed are %d, by "
+                         "resource_limits.remote_participants_max, and 64 MiB",
+                         netio::LocatorText(heard.context.message->source).get(), most);
+    return false;
+}
+
+/** Whoever speaks from one address alone does not fill the table. */
+bool Domain::has_share_of_table(DISCParticipant &by, const Heard &heard) {
+    constexpr const char *LOG_METHOD = "receive";
+    const NUV_INT32 share = std::max(by.property().remoteParticipantsMax / SHARE_OF_ADDRESS, 1);
+    const auto most = static_cast<std::size_t>(share);
+    if (table.count_heard(heard.source, most) < most) {
         return true;
     }
     count_one(by.statistics.refused[DISC_REFUSED_FULL]);
     DISC_WARNING_LIMITED(repetitions(),
-                         "no room for a participant at %s: allowed are %d, %d of one address, by "
-                         "resource_limits.remote_participants_max, in 64 MiB",
-                         netio::LocatorText(heard.context.message->source).get(), most,
-                         static_cast<int>(share));
+                         "no room for a participant at %s: allowed are %d of one address, a "
+                         "quarter of resource_limits.remote_participants_max",
+                         netio::LocatorText(heard.context.message->source).get(), share);
     return false;
 }
 

@@ -91,6 +91,7 @@ private:
     bool is_ours(DISCParticipant &by, const Heard &heard, const RTPSParticipantData &data);
 
     bool has_room_for(DISCParticipant &by, const Heard &heard, const DISCRemote &record);
+    bool has_share_of_table(DISCParticipant &by, const Heard &heard);
     bool make_place(DISCParticipant &by);
     bool look(DISCParticipant &by, const Heard &heard, Known &known);
     Known *make_known(HeldRemote record);

@@ -192,7 +192,7 @@ void DISCParticipant::change_lease(const NUVNtpTime &lease, const NUVNtpTime &pe
     if (say(disc::HeldRemote(DISCRemote::make(data)))) {
         announce_change();
     }
-    schedule().set_no_later(period_, disc::later(domain_.now(), next_period()));
+    schedule().set_no_later(period_, disc::later(domain_.now(), shorten(own_.period())));
 }
 
 void DISCParticipant::announce_soon() {
@@ -286,9 +286,10 @@ void DISCParticipant::on_period(void *owner, NUV_INT64 now) {
     NUV_INT64 pause = 0;
     if (self->initial_left_ > 0) {
         --self->initial_left_;
-        pause = NUVNtpTime_toNanoseconds(&self->property().initialAnnouncementPeriod);
+        pause =
+            self->shorten(NUVNtpTime_toNanoseconds(&self->property().initialAnnouncementPeriod));
     } else {
-        pause = self->next_period();
+        pause = self->shorten(self->own_.period());
         self->announce_to_unreached(now);
     }
     self->schedule().set(self->period_, disc::later(now, pause));
@@ -311,8 +312,8 @@ void DISCParticipant::on_change(void *owner, NUV_INT64 now) {
 }
 
 /** A jitter that only shortens it keeps those that were started together from staying so. */
-NUV_INT64 DISCParticipant::next_period() {
-    return own_.period() - pick(own_.period() / 10);
+NUV_INT64 DISCParticipant::shorten(NUV_INT64 period) {
+    return period - pick(period / 10);
 }
 
 NUV_INT64 DISCParticipant::pick(NUV_INT64 most) {

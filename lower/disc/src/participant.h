@@ -181,7 +181,7 @@ private:
     bool send(const disc::Place &place, std::span<const NUV_UINT8> message);
     NUV_UINT64 send_to(const disc::Known &known, std::span<const NUV_UINT8> message);
     void note_sign_of_life(const COMMENDMessageContext &context, REDAWorker *worker);
-    NUV_INT64 next_period();
+    NUV_INT64 shorten(NUV_INT64 period);
     disc::Schedule &schedule() const;
 
     DISCDiscovery &discovery_;

@@ -1,0 +1,346 @@
+// SPDX-License-Identifier: Apache-2.0
+// What a participant takes from others of whatever maker, and what it answers.
+#include "participants.h"
+
+namespace {
+
+using namespace sim;
+
+constexpr Time MS = MILLISECOND;
+constexpr RTPSEntityId SEDP_PUBLICATIONS = RTPS_ENTITYID_SEDP_BUILTIN_PUBLICATIONS_ANNOUNCER;
+
+/** A participant at 192.0.2.1, and somebody at 192.0.2.9 whose participant is made of octets. */
+class Stranger : public ::testing::Test {
+protected:
+    Stranger() {
+        made.metatraffic = {"192.0.2.9:7410"};
+        net.world.run_for(600 * MS); // the first announcements are over
+        (void)socket.take_all();
+    }
+
+    void say(const std::string &message) {
+        say_from(socket, message);
+    }
+    void say_from(const Udp &from, const std::string &message) {
+        EXPECT_EQ(from.send("192.0.2.1:7410", message), 0);
+        net.world.run_for(MS);
+    }
+    bool is_known() {
+        return party.knows(made.prefix);
+    }
+    /** What has arrived at the stranger's port, as kinds. */
+    std::vector<std::string> heard() {
+        std::vector<std::string> all;
+        for (const std::string &message : socket.take_all()) {
+            all.push_back(kinds(message));
+        }
+        return all;
+    }
+    NUV_UINT64 refused(DISCRefusal reason) {
+        return party.statistics().refused[reason];
+    }
+    NUV_UINT64 unreadable(RTPSRefusal reason) {
+        return party.statistics().unreadable[reason];
+    }
+
+    Net net;
+    Machine machine{net.add("here", {"192.0.2.1/24"})};
+    Party party{machine};
+    Process &elsewhere = net.add("elsewhere", {"192.0.2.9/24"});
+    Udp socket{elsewhere, "0.0.0.0:7410"};
+    Made made;
+};
+
+TEST_F(Stranger, IsKnownAndAnnouncedTo) {
+    say(announcement(made));
+    EXPECT_TRUE(is_known());
+    EXPECT_EQ(heard(), (std::vector<std::string>{"DST TS DATA"}));
+}
+
+TEST_F(Stranger, IsAnnouncedToFourTimesUntilItShowsThatItKnows) {
+    say(announcement(made));
+    EXPECT_EQ(heard().size(), 1u);
+    net.world.run_for(150 * MS);
+    EXPECT_EQ(heard().size(), 1u);
+    net.world.run_for(250 * MS);
+    EXPECT_EQ(heard().size(), 1u);
+    net.world.run_for(500 * MS);
+    EXPECT_EQ(heard().size(), 1u);
+    net.world.run_for(2 * SECOND);
+    EXPECT_EQ(heard().size(), 0u);
+}
+
+TEST_F(Stranger, IsAnnouncedToNoMoreOnceItHasShownThatItKnows) {
+    say(announcement(made));
+    made.directed_at = party.prefix();
+    say(announcement(made));
+    EXPECT_EQ(heard().size(), 1u);
+    net.world.run_for(2 * SECOND);
+    EXPECT_EQ(heard().size(), 0u);
+}
+
+TEST_F(Stranger, ThatComesByADirectedAnnouncementIsAnsweredOnce) {
+    made.directed_at = party.prefix();
+    say(announcement(made));
+    net.world.run_for(2 * SECOND);
+    EXPECT_EQ(heard(), (std::vector<std::string>{"DST TS DATA"}));
+}
+
+TEST_F(Stranger, MayBeBigEndian) {
+    made.order = RTPS_BIG_ENDIAN;
+    made.name = "big";
+    say(announcement(made));
+    EXPECT_EQ(party.see(made.prefix).name, "big");
+}
+
+TEST_F(Stranger, MayHaveEightThousandOctetsOfUserData) {
+    made.user_data = std::string(8000, 'x');
+    say(announcement(made));
+    EXPECT_EQ(party.see(made.prefix).user_data, made.user_data);
+}
+
+TEST_F(Stranger, NeedNotSayItsDomain) {
+    made.domain.reset();
+    say(announcement(made));
+    EXPECT_TRUE(is_known());
+    EXPECT_EQ(party.see(made.prefix).data.hasDomainId, 0);
+}
+
+TEST_F(Stranger, OfAnotherDomainIsRefused) {
+    made.domain = 5;
+    say(announcement(made));
+    EXPECT_FALSE(is_known());
+    EXPECT_EQ(refused(DISC_REFUSED_DOMAIN_ID), 1u);
+}
+
+TEST_F(Stranger, WithAnotherTagIsRefused) {
+    made.tag = "night";
+    say(announcement(made));
+    EXPECT_FALSE(is_known());
+    EXPECT_EQ(refused(DISC_REFUSED_DOMAIN_TAG), 1u);
+}
+
+TEST_F(Stranger, WithTheSameTagIsKnown) {
+    Settings settings;
+    settings.index = 1;
+    settings.tag = "night";
+    Party tagged(machine, settings);
+    made.tag = "night";
+    EXPECT_EQ(socket.send("192.0.2.1:7412", announcement(made)), 0);
+    net.world.run_for(MS);
+    EXPECT_TRUE(tagged.knows(made.prefix));
+    EXPECT_EQ(tagged.see(made.prefix).tag, "night");
+    EXPECT_FALSE(party.knows(tagged));
+    EXPECT_FALSE(is_known());
+}
+
+TEST_F(Stranger, WithALeaseOfNothingIsRefused) {
+    made.lease = {0, 0};
+    say(announcement(made));
+    EXPECT_FALSE(is_known());
+    EXPECT_EQ(unreadable(RTPS_REFUSED_LEASE), 1u);
+}
+
+TEST_F(Stranger, WithAnEndlessLeaseStays) {
+    made.lease = NUV_NTP_TIME_INFINITE;
+    say(announcement(made));
+    net.world.run_for(100'000 * SECOND);
+    EXPECT_TRUE(is_known());
+}
+
+TEST_F(Stranger, ThatSaysItIsSomebodyElseIsRefused) {
+    made.guid = {{1, 2, 3}, RTPS_ENTITYID_PARTICIPANT};
+    say(announcement(made));
+    EXPECT_EQ(party.count(), 0u);
+    EXPECT_EQ(unreadable(RTPS_REFUSED_GUID_PREFIX), 1u);
+}
+
+TEST_F(Stranger, ThatIsNoParticipantIsRefused) {
+    made.guid = {made.prefix, 0x000001C2};
+    say(announcement(made));
+    EXPECT_EQ(party.count(), 0u);
+    EXPECT_EQ(unreadable(RTPS_REFUSED_ENTITY_ID), 1u);
+}
+
+TEST_F(Stranger, LeavesByItsKey) {
+    say(announcement(made));
+    made.sequence = 2;
+    say(leaving(made));
+    EXPECT_FALSE(is_known());
+    EXPECT_EQ(party.news(), (std::vector<std::string>{"came", "left"}));
+}
+
+TEST_F(Stranger, LeavesByTheHashOfItsKeyAlone) {
+    say(announcement(made));
+    made.sequence = 2;
+    say(leaving(made, false));
+    EXPECT_FALSE(is_known());
+}
+
+TEST_F(Stranger, LeavesInEitherByteOrder) {
+    made.order = RTPS_BIG_ENDIAN;
+    say(announcement(made));
+    made.sequence = 2;
+    say(leaving(made));
+    EXPECT_FALSE(is_known());
+}
+
+TEST_F(Stranger, CannotLeaveForSomebodyElse) {
+    say(announcement(made));
+    Made other = made;
+    other.prefix.instanceId = 99;
+    other.guid = {made.prefix, RTPS_ENTITYID_PARTICIPANT};
+    say(leaving(other));
+    EXPECT_TRUE(is_known());
+    EXPECT_EQ(unreadable(RTPS_REFUSED_GUID_PREFIX), 1u);
+}
+
+TEST_F(Stranger, ThatSaysTheSameAgainRenewsItsLeaseWithoutAnAllocation) {
+    made.lease = {2, 0};
+    say(announcement(made));
+    net.world.run_for(SECOND);
+    const std::string again = announcement(made);
+    EXPECT_EQ(socket.send("192.0.2.1:7410", again), 0);
+    NUVOsapiHeapStatistics before;
+    NUVOsapiHeapStatistics after;
+    NUVOsapiHeap_getStatistics(&before);
+    net.world.run_for(MS);
+    NUVOsapiHeap_getStatistics(&after);
+    EXPECT_EQ(after.allocations, before.allocations);
+    net.world.run_for(1900 * MS);
+    EXPECT_TRUE(is_known());
+    EXPECT_EQ(party.news(), (std::vector<std::string>{"came"}));
+}
+
+TEST_F(Stranger, ThatSaysSomethingNewHasChanged) {
+    made.name = "one";
+    say(announcement(made));
+    made.name = "two";
+    made.sequence = 2;
+    say(announcement(made));
+    EXPECT_EQ(party.see(made.prefix).name, "two");
+    // Who has not been told yet that it came is told what it says now.
+    EXPECT_EQ(party.news(), (std::vector<std::string>{"came"}));
+    made.name = "three";
+    made.sequence = 3;
+    say(announcement(made));
+    EXPECT_EQ(party.news(), (std::vector<std::string>{"changed"}));
+}
+
+TEST_F(Stranger, WithANewNumberForTheSameHasNotChanged) {
+    say(announcement(made));
+    (void)party.news();
+    made.sequence = 2;
+    say(announcement(made));
+    EXPECT_EQ(party.news(), std::vector<std::string>());
+}
+
+TEST_F(Stranger, WithALowerNumberAndNoNewerTimeIsStale) {
+    made.sequence = 5;
+    made.name = "five";
+    say(announcement(made));
+    made.sequence = 4;
+    made.name = "four";
+    say(announcement(made));
+    EXPECT_EQ(party.see(made.prefix).name, "five");
+    EXPECT_EQ(refused(DISC_REFUSED_STALE), 1u);
+}
+
+TEST_F(Stranger, WithALowerNumberAndANewerTimeHasBeenRestarted) {
+    made.sequence = 5;
+    made.name = "five";
+    say(announcement(made));
+    made.sequence = 1;
+    made.name = "again";
+    made.timestamp.seconds += 1;
+    say(announcement(made));
+    EXPECT_EQ(party.see(made.prefix).name, "again");
+}
+
+TEST_F(Stranger, RenewsItsLeaseByAnythingThatItSays) {
+    made.lease = {1, 0};
+    say(announcement(made));
+    for (int i = 0; i < 5; ++i) {
+        net.world.run_for(700 * MS);
+        say(heartbeat(made, 0x00000103));
+    }
+    EXPECT_TRUE(is_known());
+    net.world.run_for(1100 * MS);
+    EXPECT_FALSE(is_known());
+}
+
+TEST_F(Stranger, RenewsNothingFromSomewhereElse) {
+    made.lease = {1, 0};
+    say(announcement(made));
+    net.world.run_for(700 * MS);
+    const Udp other(net.add("other", {"192.0.2.10/24"}), "0.0.0.0:7410");
+    say_from(other, heartbeat(made, 0x00000103));
+    say_from(other, announcement(made));
+    net.world.run_for(350 * MS);
+    EXPECT_FALSE(is_known());
+}
+
+TEST_F(Stranger, ThatAsksAWriterThatThereIsNotIsAnsweredOnceASecond) {
+    const Udp port(elsewhere, "0.0.0.0:9999");
+    say(announcement(made));
+    net.world.run_for(SECOND);
+    (void)heard();
+    for (int i = 0; i < 40; ++i) { // 2.8 s
+        say_from(port, acknack(made, SEDP_PUBLICATIONS));
+        net.world.run_for(69 * MS);
+    }
+    EXPECT_EQ(heard(), (std::vector<std::string>(3, "DST HEARTBEAT")));
+    EXPECT_EQ(port.take_all(), std::vector<std::string>());
+    EXPECT_EQ(party.statistics().heartbeatsSent, 3u);
+}
+
+TEST_F(Stranger, ThatIsNotKnownIsNotAnswered) {
+    say(acknack(made, SEDP_PUBLICATIONS));
+    EXPECT_EQ(heard(), std::vector<std::string>());
+}
+
+TEST_F(Stranger, ThatIsIgnoredIsNotKnownAgain) {
+    say(announcement(made));
+    EXPECT_TRUE(party.ignore(made.prefix));
+    EXPECT_FALSE(is_known());
+    EXPECT_EQ(party.news(), (std::vector<std::string>{"came", "lost"}));
+    say(announcement(made));
+    made.sequence = 2;
+    say(announcement(made));
+    EXPECT_FALSE(is_known());
+    EXPECT_EQ(refused(DISC_REFUSED_IGNORED), 2u);
+}
+
+TEST_F(Stranger, ThatSpeaksInOurOwnNameIsCounted) {
+    Settings settings;
+    settings.index = 1;
+    Party other(machine, settings);
+    made.prefix = other.prefix();
+    net.world.run_for(SECOND);
+    const NUV_UINT64 before = refused(DISC_REFUSED_ECHO);
+    say(announcement(made));
+    EXPECT_TRUE(party.knows(other));
+    EXPECT_EQ(party.see(other.prefix()).status.isLocal, 1);
+    EXPECT_EQ(refused(DISC_REFUSED_ECHO), before + 1);
+}
+
+TEST_F(Stranger, OfOneOctetIsNothing) {
+    say("x");
+    EXPECT_EQ(party.count(), 0u);
+    EXPECT_EQ(party.statistics().announcementsReceived, 0u);
+}
+
+TEST_F(Stranger, OnlyListenedToHearsNothing) {
+    Settings settings;
+    settings.index = 1;
+    settings.property.announces = 0;
+    Party listener(machine, settings);
+    EXPECT_EQ(socket.send("192.0.2.1:7412", announcement(made)), 0);
+    net.world.run_for(10 * SECOND);
+    EXPECT_TRUE(listener.knows(made.prefix));
+    EXPECT_EQ(listener.statistics().announcementsSent, 0u);
+    EXPECT_TRUE(listener.knows(party));
+    EXPECT_FALSE(party.knows(listener));
+}
+
+} // namespace

@@ -1,0 +1,258 @@
+// SPDX-License-Identifier: Apache-2.0
+// What others cannot do to a participant, and through it to somebody else.
+#include "participants.h"
+
+namespace {
+
+using namespace sim;
+
+constexpr Time MS = MILLISECOND;
+
+class Withstanding : public ::testing::Test {
+protected:
+    Process &add(int host) {
+        return net.add("host" + std::to_string(host), {"192.0.2." + std::to_string(host) + "/24"});
+    }
+    void say_from(const Udp &from, const std::string &message) {
+        EXPECT_EQ(from.send("192.0.2.1:7410", message), 0);
+        net.world.run_for(MS);
+    }
+    static Made made_at(int host, NUV_UINT32 number = 1) {
+        Made made;
+        made.prefix = {0xAABB0000u + static_cast<NUV_UINT32>(host), number, 3};
+        made.metatraffic = {"192.0.2." + std::to_string(host) + ":7410"};
+        return made;
+    }
+
+    Net net;
+    Machine machine{add(1)};
+};
+
+TEST_F(Withstanding, AForgedLeavingOfOneThatLives) {
+    Party party(machine);
+    Machine other_machine(add(2));
+    Party other(other_machine);
+    net.world.run_for(2 * SECOND);
+    ASSERT_TRUE(party.knows(other));
+    (void)party.news();
+
+    const Udp forger(add(9));
+    Made forged;
+    forged.prefix = other.prefix();
+    forged.sequence = 1000;
+    say_from(forger, leaving(forged));
+    net.world.run_for(SECOND);
+    EXPECT_TRUE(party.knows(other));
+    EXPECT_EQ(party.news(), std::vector<std::string>());
+    EXPECT_EQ(party.statistics().refused[DISC_REFUSED_FORGED], 1u);
+    // It is heard as ever.
+    other.set_user_data("still here");
+    net.world.run_for(10 * MS);
+    EXPECT_EQ(party.see(other.prefix()).user_data, "still here");
+}
+
+TEST_F(Withstanding, AForgedAnnouncementOfOneThatLives) {
+    Party party(machine);
+    Machine other_machine(add(2));
+    Settings settings;
+    settings.name = "true";
+    Party other(other_machine, settings);
+    net.world.run_for(2 * SECOND);
+    const Udp forger(add(9));
+    Made forged = made_at(9);
+    forged.prefix = other.prefix();
+    forged.sequence = 1000;
+    forged.name = "false";
+    say_from(forger, announcement(forged));
+    net.world.run_for(SECOND);
+    EXPECT_EQ(party.see(other.prefix()).name, "true");
+    EXPECT_EQ(party.statistics().refused[DISC_REFUSED_FORGED], 1u);
+}
+
+TEST_F(Withstanding, ALeavingFromElsewhereOfOneThatDoesNotAnswerHoldsAfterAMoment) {
+    Party party(machine);
+    const Udp home(add(2), "0.0.0.0:7410");
+    Made made = made_at(2);
+    say_from(home, announcement(made));
+    made.sequence = 2;
+    say_from(Udp(add(9)), leaving(made));
+    net.world.run_for(40 * MS);
+    EXPECT_TRUE(party.knows(made.prefix));
+    net.world.run_for(20 * MS);
+    EXPECT_FALSE(party.knows(made.prefix));
+    EXPECT_EQ(party.statistics().left, 1u);
+}
+
+TEST_F(Withstanding, OneThatMovesIsKnownWhereItIsNow) {
+    Party party(machine);
+    const Udp home(add(2), "0.0.0.0:7410");
+    Made made = made_at(2);
+    say_from(home, announcement(made));
+    const Udp elsewhere(add(3), "0.0.0.0:7410");
+    made.sequence = 2;
+    say_from(elsewhere, leaving(made));
+    made.sequence = 3;
+    made.metatraffic = {"192.0.2.3:7410"};
+    say_from(elsewhere, announcement(made));
+    net.world.run_for(60 * MS);
+    EXPECT_EQ(party.see(made.prefix).metatraffic,
+              (std::vector<std::string>{"udpv4://192.0.2.3:7410"}));
+    EXPECT_EQ(party.statistics().left, 0u);
+}
+
+TEST_F(Withstanding, AFormerSelfOnTheSamePortsIsGoneWhenItIsSilent) {
+    Party party(machine);
+    const Udp home(add(2), "0.0.0.0:7410");
+    const Made before = made_at(2, 1);
+    const Made after = made_at(2, 2);
+    say_from(home, announcement(before));
+    net.world.run_for(SECOND);
+    say_from(home, announcement(after));
+    EXPECT_TRUE(party.knows(before.prefix));
+    net.world.run_for(210 * MS);
+    EXPECT_FALSE(party.knows(before.prefix));
+    EXPECT_TRUE(party.knows(after.prefix));
+    EXPECT_EQ(party.statistics().lost, 1u);
+}
+
+TEST_F(Withstanding, OneThatAnswersKeepsItsPlaceBesideAnotherThatSaysItHasIt) {
+    Party party(machine);
+    const Udp home(add(2), "0.0.0.0:7410");
+    const Made before = made_at(2, 1);
+    const Made after = made_at(2, 2);
+    say_from(home, announcement(before));
+    net.world.run_for(SECOND);
+    say_from(home, announcement(after));
+    say_from(home, heartbeat(before, RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER));
+    net.world.run_for(SECOND);
+    EXPECT_TRUE(party.knows(before.prefix));
+    EXPECT_TRUE(party.knows(after.prefix));
+}
+
+TEST_F(Withstanding, OneWithOneAddressMoreIsNotReplacedByOneWithLess) {
+    Party party(machine);
+    const Udp home(add(2), "0.0.0.0:7410");
+    Made both = made_at(2, 1);
+    both.metatraffic.emplace_back("198.51.100.2:7410");
+    say_from(home, announcement(both));
+    say_from(home, announcement(made_at(2, 2)));
+    net.world.run_for(SECOND);
+    EXPECT_EQ(party.count(), 2u);
+}
+
+TEST_F(Withstanding, OneAddressHasAQuarterOfTheRoom) {
+    Settings settings;
+    settings.property.remoteParticipantsMax = 8;
+    Party party(machine, settings);
+    const Udp one(add(2));
+    for (NUV_UINT32 i = 0; i < 5; ++i) {
+        say_from(one, announcement(made_at(2, i)));
+    }
+    EXPECT_EQ(party.count(), 2u);
+    EXPECT_EQ(party.statistics().refused[DISC_REFUSED_FULL], 3u);
+    say_from(Udp(add(3)), announcement(made_at(3)));
+    EXPECT_EQ(party.count(), 3u);
+}
+
+TEST_F(Withstanding, AStrangerHeardTwiceHasThePlaceOfOneHeardOnce) {
+    Settings settings;
+    settings.property.remoteParticipantsMax = 2;
+    Party party(machine, settings);
+    const Udp second(add(2));
+    const Udp third(add(3));
+    const Udp fourth(add(4));
+    say_from(second, announcement(made_at(2)));
+    say_from(second, announcement(made_at(2)));
+    say_from(third, announcement(made_at(3)));
+    say_from(fourth, announcement(made_at(4)));
+    EXPECT_TRUE(party.knows(made_at(3).prefix));
+    EXPECT_FALSE(party.knows(made_at(4).prefix));
+    say_from(fourth, announcement(made_at(4)));
+    EXPECT_TRUE(party.knows(made_at(2).prefix));
+    EXPECT_FALSE(party.knows(made_at(3).prefix));
+    EXPECT_TRUE(party.knows(made_at(4).prefix));
+}
+
+TEST_F(Withstanding, ThoseHeardTwiceKeepTheirPlaces) {
+    Settings settings;
+    settings.property.remoteParticipantsMax = 1;
+    Party party(machine, settings);
+    const Udp second(add(2));
+    const Udp third(add(3));
+    for (int i = 0; i < 2; ++i) {
+        say_from(second, announcement(made_at(2)));
+    }
+    for (int i = 0; i < 5; ++i) {
+        say_from(third, announcement(made_at(3)));
+    }
+    EXPECT_TRUE(party.knows(made_at(2).prefix));
+    EXPECT_EQ(party.count(), 1u);
+}
+
+TEST_F(Withstanding, AVictimsAddressInForgedLocators) {
+    Party party(machine);
+    Settings settings;
+    settings.index = 1;
+    Party second(machine, settings);
+    const Udp victim(add(77), "0.0.0.0:7410");
+    const Udp forger(add(9));
+    net.world.run_for(SECOND);
+    (void)victim.take_all();
+    for (NUV_UINT32 i = 0; i < 200; ++i) { // in 0.4 s
+        Made made = made_at(77, i);
+        EXPECT_EQ(forger.send("192.0.2.1:7412", announcement(made)), 0);
+        say_from(forger, announcement(made));
+        net.world.run_for(MS);
+    }
+    const std::size_t sent = victim.take_all().size();
+    EXPECT_GE(sent, 1u);
+    EXPECT_LE(sent, 6u);
+}
+
+TEST_F(Withstanding, AThousandForgedNewcomersInBoundedRoom) {
+    Settings settings;
+    settings.property.remoteParticipantsMax = 100;
+    settings.has_listener = false;
+    Party party(machine, settings);
+    std::vector<std::unique_ptr<Udp>> forgers;
+    for (int host = 10; host < 20; ++host) {
+        forgers.push_back(std::make_unique<Udp>(add(host)));
+    }
+    for (NUV_UINT32 i = 0; i < 1000; ++i) {
+        const int host = 10 + static_cast<int>(i % 10);
+        Made made = made_at(host, i);
+        made.metatraffic = {"192.0.2." + std::to_string(host) + ":" + std::to_string(8000 + i)};
+        say_from(*forgers[i % 10], announcement(made));
+    }
+    EXPECT_EQ(party.count(), 100u);
+    EXPECT_EQ(party.statistics().refused[DISC_REFUSED_FULL], 900u);
+}
+
+TEST_F(Withstanding, AStopForHalfTheLeaseLosesNobody) {
+    Party party(machine);
+    Machine other_machine(add(2));
+    Party other(other_machine);
+    net.world.run_for(10 * SECOND);
+    machine.process.stop();
+    net.world.run_for(10 * SECOND);
+    machine.process.resume();
+    net.world.run_for(SECOND);
+    EXPECT_EQ(party.statistics().lost, 0u);
+    EXPECT_EQ(other.statistics().lost, 0u);
+}
+
+TEST_F(Withstanding, AStopForTwiceTheLeaseLosesNobodyThatWasHeardMeanwhile) {
+    Party party(machine);
+    Machine other_machine(add(2));
+    Party other(other_machine);
+    net.world.run_for(10 * SECOND);
+    machine.process.stop();
+    net.world.run_for(25 * SECOND);
+    EXPECT_EQ(other.count(), 0u); // it was silent
+    machine.process.resume();
+    net.world.run_for(MS);
+    EXPECT_EQ(party.statistics().lost, 0u);
+    EXPECT_TRUE(other.knows(party)); // it has announced itself at once
+}
+
+} // namespace
