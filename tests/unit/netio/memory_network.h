@@ -60,6 +60,7 @@ public:
     int refusal = ENODEV;
     int receive_error = 0; // of every receiving while it is not 0
     int received = 0;      // datagrams
+    NUV_UINT32 lost = 0;   // that each tells of
 
     /** Has a datagram arrive as if somebody had sent it. */
     void arrive(const NUVNetioLocator &destination, const std::string &data,
@@ -131,6 +132,7 @@ private:
         std::memcpy(buffer, first.data.data(), out->length);
         out->source = locator("udpv4://192.0.2.77:7777");
         out->interfaceIndex = first.interface;
+        out->lost = self(param).lost;
         ++self(param).received;
         return 1;
     }

@@ -459,6 +459,8 @@ public:
         NUVNetioLocator source;
         KOLS_Transport_ClassId_t transport;
         KOLS_Transport_Port_t port;
+        NUV_UINT32 interface;
+        NUV_UINT64 arrival;
     };
 
     NUVNetioReceiveListener listener() {
@@ -497,7 +499,8 @@ private:
         EXPECT_EQ(self->closed_, 0);
         self->messages_.push_back(
             {std::string(reinterpret_cast<const char *>(message->data), message->length),
-             message->source, message->transport, message->port});
+             message->source, message->transport, message->port, message->interfaceIndex,
+             message->arrival});
         self->changed_.notify_all();
     }
     static void on_closed(void *param, REDAWorker *worker) {

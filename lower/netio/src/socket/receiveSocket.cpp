@@ -73,10 +73,11 @@ ReceiveSocket::Received ReceiveSocket::receive_one(const ReactorContext &context
         transport.receive(transport.param, socket_.handle(), context.buffer.data(),
                           static_cast<NUV_UINT32>(context.buffer.size()), &datagram) != 0;
     const int error = errno;
+    const NUV_UINT32 newly_lost =
+        is_received ? datagram.lost - std::exchange(lost_, datagram.lost) : 0;
     end_receiving();
     const NUVNetioLocator &locator = port_.locator();
     if (is_received) {
-        const NUV_UINT32 newly_lost = datagram.lost - std::exchange(lost_, datagram.lost);
         port_.deliver({context.buffer.data(), datagram.length, datagram.source, locator.transport,
                        locator.port, datagram.interfaceIndex, port_.count_arrival(newly_lost)},
                       context.worker);

@@ -54,7 +54,8 @@ private:
     ReceivePort &port_;
     KOLS_Transport_Address_t bound_to_{};
     std::atomic<State> state_{State::CLOSED};
-    Socket socket_;       // the reactor uses it while the state is receiving
+    // The reactor uses these while the state is receiving:
+    Socket socket_;
     NUV_UINT32 lost_ = 0; // datagrams, as it has told last
 };
 

@@ -2,7 +2,6 @@
 // A unicast port, which one resource has alone.
 #include "socket/unicastPort.h"
 
-#include <bit>
 #include <cerrno>
 #include <memory>
 #include <new>
@@ -12,6 +11,7 @@
 #include "locator/address.h"
 #include "netio_log.h"
 #include "osapi/osapi_heap.h"
+#include "socket/sourceAddress.h"
 
 namespace netio {
 
@@ -108,46 +108,6 @@ UnicastPortPointer open_allowed(const Request &request) {
         }
     }
     return port != nullptr ? std::move(port) : make_port(request);
-}
-
-/** Nearer than whatever address has bits in common with the destination. */
-constexpr int ON_THE_INTERFACE = 8 * sizeof(KOLS_Transport_Address_t) + 1;
-
-/** How many bits two addresses begin with that are the same. */
-int common_bits(const KOLS_Transport_Address_t &left, const KOLS_Transport_Address_t &right) {
-    int bits = 0;
-    for (std::size_t i = 0; i < sizeof left.network_ordered_value; ++i) {
-        const auto differing =
-            static_cast<NUV_UINT8>(left.network_ordered_value[i] ^ right.network_ordered_value[i]);
-        bits += std::countl_zero(differing);
-        if (differing != 0) {
-            break;
-        }
-    }
-    return bits;
-}
-
-template <typename Predicate>
-bool any_interface(const NUVNetioInterfaceSnapshot &snapshot, Predicate predicate) {
-    NUV_INT32 i = 0;
-    const NUV_INT32 length = NUVNetioInterfaceSnapshot_getLength(&snapshot);
-    while (i < length && !predicate(*NUVNetioInterfaceSnapshot_get(&snapshot, i))) {
-        ++i;
-    }
-    return i < length;
-}
-
-bool is_loopback(const NUVNetioInterfaceSnapshot &snapshot, NUV_UINT32 index) {
-    return any_interface(snapshot, [index](const NUVNetioInterface &one) {
-        return one.index == index && one.isLoopback != 0;
-    });
-}
-
-bool has_address(const NUVNetioInterfaceSnapshot &snapshot, NUV_UINT32 index,
-                 const KOLS_Transport_Address_t &address) {
-    return any_interface(snapshot, [&](const NUVNetioInterface &one) {
-        return one.index == index && is_same_address(one.address, address);
-    });
 }
 
 bool is_any_address(const KOLS_Transport_Address_t &address) {
@@ -284,38 +244,25 @@ bool UnicastPort::send_over(const Outgoing &message, NUV_UINT32 interface_index,
     return message.send(transport(), socket->handle(), interface_index);
 }
 
-/**
- * The socket that a message leaves from; null: none of them can reach there. Where each has an
- * address of its own, that is one of the interface, or else the nearest to the destination: so the
- * answer finds its way, and no router takes the source for a forged one. Loopback reaches loopback
- * only.
- */
+/** The socket that a message leaves from; null: none of them can reach there. */
 const ReceiveSocket *UnicastPort::choose_socket(const NUVNetioLocator &destination,
                                                 NUV_UINT32 interface_index,
                                                 const NUVNetioInterfaceSnapshot &snapshot) const {
-    const NUVNetioTransportClass &its_class = *transport().transportClass;
-    const bool loopback = interface_index != BY_THE_ROUTES
-                              ? is_loopback(snapshot, interface_index)
-                              : its_class.isLoopback(&destination.address) != 0;
+    const SourceAddress source(*transport().transportClass, destination.address, interface_index,
+                               snapshot);
     const ReceiveSocket *chosen = nullptr;
-    int nearest = 0;
+    int best = -1;
     for (const ReceiveSocket *socket = sockets(); socket != nullptr; socket = socket->next) {
-        const KOLS_Transport_Address_t &address = socket->bound_to();
         if (!socket->is_open()) {
             continue;
         }
-        if (is_any_address(address)) {
+        if (is_any_address(socket->bound_to())) {
             return socket;
         }
-        if ((its_class.isLoopback(&address) != 0) != loopback) {
-            continue;
-        }
-        const int nearness = has_address(snapshot, interface_index, address)
-                                 ? ON_THE_INTERFACE
-                                 : common_bits(address, destination.address);
-        if (chosen == nullptr || nearness > nearest) {
+        const int fitness = source.fitness(socket->bound_to());
+        if (fitness > best) {
             chosen = socket;
-            nearest = nearness;
+            best = fitness;
         }
     }
     return chosen;
