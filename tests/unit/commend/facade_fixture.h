@@ -78,6 +78,16 @@ public:
                                  static_cast<NUV_UINT32>(data.size()),
                                  runtime_.factories.worker_of_this_thread());
     }
+    int send_from(KOLS_Transport_Port_t port, const NUVNetioLocator &destination,
+                  std::string_view data = "hello") {
+        return COMMENDFacade_sendFrom(
+            self, port, &destination, reinterpret_cast<const NUV_UINT8 *>(data.data()),
+            static_cast<NUV_UINT32>(data.size()), runtime_.factories.worker_of_this_thread());
+    }
+    bool has(const NUVNetioLocator &locator) {
+        return COMMENDFacade_hasEntryport(self, &locator,
+                                          runtime_.factories.worker_of_this_thread()) != 0;
+    }
     void listen(const COMMENDMessageListener &listener) {
         self->setMessageListener(self, &listener, runtime_.factories.worker_of_this_thread());
     }
