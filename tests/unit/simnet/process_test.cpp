@@ -285,6 +285,42 @@ TEST_F(SimProcess, DeadSendAndReceiveNothingAndAreNotToldSo) {
     EXPECT_EQ(Udp(a).error, EBADF);
 }
 
+TEST_F(SimProcess, PortIsSentFrom) {
+    Node receiver(b);
+    Node sender(a);
+    ASSERT_TRUE(receiver.open("192.0.2.2:7410"));
+    ASSERT_TRUE(receiver.open(GROUP));
+    ASSERT_TRUE(sender.open("192.0.2.1:7412"));
+    EXPECT_EQ(sender.send_from_port("192.0.2.2:7410", "to a port"), 1);
+    EXPECT_EQ(sender.send_from_port(GROUP, "to a group"), 1);
+    run();
+    EXPECT_THAT(receiver.texts(), ElementsAre("to a port", "to a group"));
+    for (const net::Inbox::Message &message : receiver.inbox.messages()) {
+        EXPECT_EQ(net::text(message.source), "udpv4://192.0.2.1:7412");
+    }
+    EXPECT_EQ(receiver.inbox.messages()[0].interface, 0u);
+    EXPECT_EQ(receiver.inbox.messages()[1].interface, eth0(b).index());
+}
+
+TEST_F(SimProcess, LostDatagramsAreThoseThatFoundNoRoom) {
+    Node receiver(b);
+    const Node sender(a);
+    ASSERT_TRUE(receiver.open("192.0.2.2:7410"));
+    host_b.freeze();
+    for (int i = 0; i < 10; ++i) {
+        EXPECT_TRUE(sender.send("192.0.2.2:7410", std::string(60'000, 'x')));
+    }
+    run();
+    host_b.thaw();
+    run();
+    const std::size_t missing = 10 - receiver.texts().size();
+    EXPECT_GT(missing, 0u);
+    EXPECT_TRUE(sender.send("192.0.2.2:7410", "last"));
+    run();
+    EXPECT_EQ(NUVNetioRuntime_getLostDatagrams(receiver.runtime), missing);
+    EXPECT_EQ(dropped(Drop::BUFFER), missing);
+}
+
 TEST_F(SimProcess, RuntimeReceivesWhenItGetsToIt) {
     Node receiver(b);
     EXPECT_TRUE(receiver.open("192.0.2.2:7410"));

@@ -35,7 +35,8 @@ public:
             error = handle_ != NUV_NETIO_SOCKET_NONE ? 0 : errno;
             return;
         }
-        handle_ = network_.openSender(network_.param, &options);
+        handle_ = bound_.port != 0 ? network_.openUnicast(network_.param, &options)
+                                   : network_.openSender(network_.param, &options);
         if (handle_ == NUV_NETIO_SOCKET_NONE) {
             error = errno;
         } else if (bound_.port != 0) {
@@ -76,6 +77,7 @@ public:
         std::string data;
         std::string source;
         NUV_UINT32 interface = 0;
+        NUV_UINT32 lost = 0;
     };
     /** The next datagram; none: errno tells why. */
     std::optional<Received> take(NUV_UINT32 size = 65'536) const {
@@ -86,7 +88,8 @@ public:
         }
         return Received{{reinterpret_cast<const char *>(buffer.data()), datagram.length},
                         to_text(endpoint_of(datagram.source)),
-                        datagram.interfaceIndex};
+                        datagram.interfaceIndex,
+                        datagram.lost};
     }
     /** What has arrived, in order. */
     std::vector<std::string> take_all() const {
@@ -201,6 +204,15 @@ public:
             return NUVNetioConfigurator_send(
                        configurator, &locator, reinterpret_cast<const NUV_UINT8 *>(data.data()),
                        static_cast<NUV_UINT32>(data.size()), factories_.worker) != 0;
+        });
+    }
+    /** Sends from the last that was opened; answers how many datagrams the network took. */
+    int send_from_port(const std::string &to, const std::string &data) const {
+        const NUVNetioLocator locator = net::locator(to.c_str());
+        return process_.call([&] {
+            return NUVNetioReceiveResource_send(
+                open_.back(), &locator, reinterpret_cast<const NUV_UINT8 *>(data.data()),
+                static_cast<NUV_UINT32>(data.size()), factories_.worker);
         });
     }
     /** What has been received. */

@@ -168,6 +168,22 @@ TEST_F(SimSocket, BufferThatIsFullDropsAndCounts) {
     EXPECT_THAT(receiver.take_all(), SizeIs(1));
 }
 
+TEST_F(SimSocket, DatagramTellsHowManyWereLostBeforeIt) {
+    Host &host = world.add_host("small", {.receiveBuffer = 2 * (768 + 5)});
+    host.add_interface("eth0", &lan, {"192.0.2.3/24"});
+    const Udp receiver(host.add_process("c"), "0.0.0.0:7410");
+    const Udp sender(a);
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(sender.send("192.0.2.3:7410", "hello"), 0);
+    }
+    run();
+    EXPECT_EQ(receiver.take()->lost, 0u);
+    EXPECT_EQ(receiver.take()->lost, 0u); // it came before those that were lost
+    EXPECT_EQ(sender.send("192.0.2.3:7410", "hello"), 0);
+    run();
+    EXPECT_EQ(receiver.take()->lost, 3u);
+}
+
 TEST_F(SimSocket, BufferTakesOneDatagramWhateverItsSize) {
     Host &host = world.add_host("small", {.receiveBuffer = 10});
     host.add_interface("eth0", &lan, {"192.0.2.3/24"});
