@@ -92,8 +92,9 @@ public:
         std::copy(values_ + i + 1, values_ + size_, values_ + i);
         --size_;
     }
-    void clear() {
-        size_ = 0;
+    void remove_first(std::size_t count) {
+        std::copy(values_ + count, values_ + size_, values_);
+        size_ -= count;
     }
     void swap(Array &other) {
         std::swap(values_, other.values_);

@@ -4,6 +4,7 @@
 #define DISC_BOUNDS_H
 
 #include <array>
+#include <mutex>
 
 #include "osapi/osapi_guid.h"
 #include "place.h"
@@ -11,39 +12,6 @@
 #include "units.h"
 
 namespace disc {
-
-/** Whom something was done for, and when last: as many as there are places, each in one of them. */
-template <typename Key, std::size_t PLACES>
-class Recent {
-public:
-    /**
-     * Notes that it is done now, unless it was done for this key within @p pause, or the key's
-     * place is taken by another for which it was.
-     */
-    bool admits(const Key &key, NUV_UINT32 hash, NUV_INT64 now, NUV_INT64 pause) {
-        Entry &entry = entries_[hash % PLACES];
-        if (entry.is_used && now - entry.time < pause) {
-            return false;
-        }
-        entry = {key, now, true};
-        return true;
-    }
-    /** Whether it was done for the key within @p span; notes that it is done now. */
-    bool repeats(const Key &key, NUV_UINT32 hash, NUV_INT64 now, NUV_INT64 span) {
-        Entry &entry = entries_[hash % PLACES];
-        const bool is_repeated = entry.is_used && entry.key == key && now - entry.time < span;
-        entry = {key, now, true};
-        return is_repeated;
-    }
-
-private:
-    struct Entry {
-        Key key{};
-        NUV_INT64 time = 0;
-        bool is_used = false;
-    };
-    std::array<Entry, PLACES> entries_{};
-};
 
 /** A participant, and the writer of ours that it asks, if it does. */
 struct Asker {
@@ -53,9 +21,84 @@ struct Asker {
     bool operator==(const Asker &other) const {
         return writer == other.writer && NUVOsapiRtpsGuidPrefix_isSame(&prefix, &other.prefix) != 0;
     }
-    NUV_UINT32 hash() const {
-        return ((prefix.hostId * 31 + prefix.appId) * 31 + prefix.instanceId) * 31 + (writer >> 8);
+    Hash &add_to(Hash &hash) const {
+        return hash.add(prefix.hostId).add(prefix.appId).add(prefix.instanceId).add(writer);
     }
+};
+
+/** An address, whatever the port. */
+struct Address {
+    Place place;
+
+    bool operator==(const Address &other) const {
+        return place.has_same_address(other.place);
+    }
+    Hash &add_to(Hash &hash) const {
+        return place.add_address_to(hash);
+    }
+};
+
+/** Whom something was done for, and when last: as many as there are places, each in one of them. */
+template <typename Key, std::size_t PLACES>
+class Recent {
+public:
+    explicit Recent(NUV_UINT64 secret) : secret_(secret) {}
+
+    /**
+     * Notes that it is done now, unless it was done within @p pause for this key, or for another
+     * one that has its place.
+     */
+    bool admits(const Key &key, NUV_INT64 now, NUV_INT64 pause) {
+        Entry &entry = entry_of(key);
+        if (entry.is_used && now - entry.time < pause) {
+            return false;
+        }
+        entry = {key, now, true};
+        return true;
+    }
+    /**
+     * Whether it was done for the key within @p span. Notes that it is done now, unless it was
+     * done within @p pause for another one that has its place.
+     */
+    bool repeats(const Key &key, NUV_INT64 now, NUV_INT64 span, NUV_INT64 pause) {
+        Entry &entry = entry_of(key);
+        const bool is_its = entry.is_used && entry.key == key;
+        const bool is_repeated = is_its && now - entry.time < span;
+        if (is_its || !entry.is_used || now - entry.time >= pause) {
+            entry = {key, now, true};
+        }
+        return is_repeated;
+    }
+
+private:
+    struct Entry {
+        Key key{};
+        NUV_INT64 time = 0;
+        bool is_used = false;
+    };
+    Entry &entry_of(const Key &key) {
+        Hash hash(secret_);
+        return entries_[key.add_to(hash).value() % PLACES];
+    }
+
+    const NUV_UINT64 secret_;
+    std::array<Entry, PLACES> entries_{};
+};
+
+/** What the process sends to addresses that it was never spoken to from. Thread-safe. */
+class Unasked {
+public:
+    explicit Unasked(NUV_UINT64 secret) : sent_(secret) {}
+
+    bool admits(const Place &place, NUV_INT64 now) {
+        constexpr NUV_INT64 PAUSE = 100 * MILLISECOND;
+        const std::lock_guard lock(mutex_);
+        return sent_.admits({place}, now, PAUSE);
+    }
+
+private:
+    std::mutex mutex_;
+    Recent<Address, 256> sent_;
 };
 
 } // namespace disc

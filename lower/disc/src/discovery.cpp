@@ -13,7 +13,8 @@ using disc::View;
 /** A domain is there as long as it has participants. */
 struct DISCDiscovery {
 public:
-    explicit DISCDiscovery(NUVNetioRuntime *runtime) : runtime_(runtime) {}
+    explicit DISCDiscovery(NUVNetioRuntime *runtime)
+        : runtime_(runtime), secret_(make_secret(runtime)), unasked_(secret_) {}
     DISCDiscovery(const DISCDiscovery &) = delete;
     DISCDiscovery &operator=(const DISCDiscovery &) = delete;
 
@@ -22,7 +23,11 @@ public:
     void release(Domain *domain);
 
 private:
+    static NUV_UINT64 make_secret(NUVNetioRuntime *runtime);
+
     NUVNetioRuntime *const runtime_;
+    const NUV_UINT64 secret_;
+    disc::Unasked unasked_;
     std::mutex mutex_; // guards what follows, and how many users a domain has
     Domain *first_ = nullptr;
 };
@@ -56,6 +61,18 @@ NUV_INT32 domain_of(PRESParticipant *participant, REDAWorker *worker) {
 
 } // namespace
 
+/** Of random bits and the moment, neither of which anybody is told. */
+NUV_UINT64 DISCDiscovery::make_secret(NUVNetioRuntime *runtime) {
+    NUVOsapiRtpsGuid unused;
+    NUVOsapiRtpsGuid_generate(&unused);
+    NUVClock *const clock = NUVNetioRuntime_getClock(runtime);
+    return disc::Hash(static_cast<NUV_UINT64>(clock->getNanoseconds(clock)))
+        .add(unused.prefix.hostId)
+        .add(unused.prefix.appId)
+        .add(unused.prefix.instanceId)
+        .value();
+}
+
 Domain *DISCDiscovery::acquire(NUV_INT32 id) {
     const std::lock_guard lock(mutex_);
     Domain *domain = first_;
@@ -67,7 +84,7 @@ Domain *DISCDiscovery::acquire(NUV_INT32 id) {
         if (domain == nullptr) {
             return nullptr;
         }
-        new (domain) Domain(runtime_, id);
+        new (domain) Domain(runtime_, id, unasked_, secret_);
         if (!domain->open()) {
             free_domain(domain);
             return nullptr;

@@ -12,8 +12,8 @@ namespace disc {
 
 namespace {
 
-/** When those who have come are announced to, from the first time on. */
-constexpr NUV_INT64 GREETINGS[] = {0, 150 * MILLISECOND, 250 * MILLISECOND, 500 * MILLISECOND};
+/** When those who have come are announced to. */
+constexpr NUV_UINT16 GREETINGS[] = {0, 150, 250, 500}; // milliseconds, from the one before it on
 constexpr NUV_UINT8 LAST_GREETING = std::size(GREETINGS) - 1;
 
 /** From so many known ones on greetings are spread. */
@@ -24,13 +24,22 @@ constexpr NUV_INT64 LONGEST_SPREAD = 250 * MILLISECOND;
 /** How long one that may live is waited for. */
 constexpr NUV_INT64 CLAIM_TIME = 50 * MILLISECOND;
 constexpr NUV_INT64 FORMER_TIME = 200 * MILLISECOND;
+/** Until it is asked again, as questions are lost, too. */
+constexpr NUV_INT64 CLAIM_PAUSE = 15 * MILLISECOND;
+constexpr NUV_INT64 FORMER_PAUSE = 60 * MILLISECOND;
+constexpr NUV_UINT8 QUESTIONS = 3;
+/** For how long it is believed that it lives once it has shown that. */
+constexpr NUV_INT64 LIFE_TIME = SECOND;
+/** What nobody could be asked about waits for so long, and so often. */
+constexpr NUV_INT64 UNASKED_TIME = 100 * MILLISECOND;
+constexpr int UNASKED_MAX = 3;
+/** How many former ones a newcomer may have. */
+constexpr int FORMERS_MAX = 4;
 
 /** A lease that is looked at later than that is judged after the sockets have been read. */
 constexpr NUV_INT64 LATE = 50 * MILLISECOND;
 constexpr NUV_UINT8 PROLONGATIONS_MAX = 3;
 
-constexpr NUV_INT64 UNASKED_PAUSE = 100 * MILLISECOND;
-constexpr NUV_INT64 STRANGER_SPAN = 60 * SECOND;
 constexpr NUV_INT64 FORGERY_LINE_PAUSE = 60 * SECOND;
 
 /** The most octets of all that one participant knows. */
@@ -70,9 +79,10 @@ struct Domain::Heard {
     const bool is_by_group;
 };
 
-Domain::Domain(NUVNetioRuntime *runtime, NUV_INT32 its_id)
-    : id(its_id), runtime_(runtime),
-      clock_(NUVNetioRuntime_getClock(runtime)), event_{on_time, this, 0, nullptr, 0} {}
+Domain::Domain(NUVNetioRuntime *runtime, NUV_INT32 its_id, Unasked &unasked, NUV_UINT64 secret)
+    : table(secret), id(its_id), runtime_(runtime),
+      clock_(NUVNetioRuntime_getClock(runtime)), event_{on_time, this, 0, nullptr, 0},
+      secret_(secret), unasked_(unasked), beginning_(now()) {}
 
 Domain::~Domain() {
     NUV_ASSERT(participants_ == nullptr);
@@ -266,7 +276,11 @@ void Domain::replace(Known &known, HeldRemote record) {
     for (DISCParticipant *one = participants_; one != nullptr; one = one->next) {
         if (one->view_of(known).has) {
             one->count_bytes(known.record->size(), before);
-            one->note_change(known);
+            if (one->has_tag(known.tag)) {
+                one->note_change(known);
+            } else {
+                one->remove(known, DISC_CHANGE_LOST);
+            }
         }
     }
 }
@@ -339,10 +353,10 @@ void Domain::take_leaving(DISCParticipant &by, const Heard &heard, const RTPSDat
     }
     if (is_stale(*known, heard, data.writerSN)) {
         count_one(by.statistics.refused[DISC_REFUSED_STALE]);
-    } else if (known->is_at(heard.source)) {
+    } else if (is_its(by, *known, heard.source)) {
         drop(*known, DISC_CHANGE_LEFT);
     } else {
-        claim(by, *known, heard, data.writerSN, {});
+        claim(by, *known, heard, data, {});
     }
 }
 
@@ -360,11 +374,44 @@ void Domain::take_announcement(DISCParticipant &by, const Heard &heard, const RT
         take_newcomer(by, heard, data);
     } else if (is_stale(*known, heard, data.writerSN)) {
         count_one(by.statistics.refused[DISC_REFUSED_STALE]);
-    } else if (data.writerSN == known->sequence) {
+    } else if (data.writerSN == known->sequence && !has_new_life(*known, heard, data)) {
         take_repetition(by, heard, *known);
     } else {
         take_newer(by, heard, data, *known);
     }
+}
+
+/** Some say the number 1 all their lives, and the time of each repetition. */
+bool Domain::has_new_life(Known &known, const Heard &heard, const RTPSData &data) const {
+    const RTPSTime &timestamp = heard.context.timestamp;
+    if (RTPSTime_isValid(&timestamp) == 0 || RTPSTime_isValid(&known.timestamp) == 0 ||
+        RTPSTime_compare(&timestamp, &known.timestamp) <= 0) {
+        return false;
+    }
+    return hash_of(data.payload) != known.payload;
+}
+
+NUV_UINT64 Domain::hash_of(const RTPSOctets &octets) const {
+    Hash hash(secret_);
+    std::size_t i = 0;
+    for (NUV_UINT64 part = 0; i + sizeof part <= octets.length; i += sizeof part) {
+        std::memcpy(&part, octets.data + i, sizeof part);
+        hash.add(part);
+    }
+    for (; i < octets.length; ++i) {
+        hash.add(octets.data[i]);
+    }
+    return hash.value();
+}
+
+/** Whether what comes from there may be its own. On our host it may speak by loopback. */
+bool Domain::is_its(const DISCParticipant &by, const Known &known, const Place &source) {
+    if (known.is_at(source) || !source.is_loopback() || by.record() == nullptr) {
+        return known.is_at(source);
+    }
+    const auto own = by.record()->metatraffic();
+    return std::any_of(own.begin(), own.end(),
+                       [&](const Place &place) { return known.is_at(place); });
 }
 
 /** What was read already: by itself once before, or for another participant of this process. */
@@ -373,7 +420,7 @@ void Domain::take_repetition(DISCParticipant &by, const Heard &heard, Known &kno
         count_one(by.statistics.refused[DISC_REFUSED_DOMAIN_TAG]);
         return;
     }
-    if (known.is_at(heard.source)) {
+    if (is_its(by, known, heard.source)) {
         renew(known, heard);
         note_life(known);
     }
@@ -386,19 +433,23 @@ void Domain::take_newer(DISCParticipant &by, const Heard &heard, const RTPSData 
     if (!read(by, heard, data, &read_data) || !is_ours(by, heard, read_data)) {
         return;
     }
-    HeldRemote record(DISCRemote::make(read_data));
+    HeldRemote record = keep(by, read_data);
     if (!record) {
-        count_one(by.statistics.refused[DISC_REFUSED_NO_MEMORY]);
         return;
     }
-    if (!known.is_at(heard.source)) {
-        claim(by, known, heard, data.writerSN, std::move(record));
+    if (by.known_bytes() + record->size() > KNOWN_BYTES_MAX + known.record->size()) {
+        count_one(by.statistics.refused[DISC_REFUSED_FULL]);
+        return;
+    }
+    if (!is_its(by, known, heard.source)) {
+        claim(by, known, heard, data, std::move(record));
         return;
     }
     note_life(known);
     replace(known, std::move(record));
     known.sequence = data.writerSN;
     known.timestamp = heard.context.timestamp;
+    known.payload = hash_of(data.payload);
     table.change_source(&known, heard.source);
     renew(known, heard);
     schedule_lease(known);
@@ -410,9 +461,8 @@ void Domain::take_newcomer(DISCParticipant &by, const Heard &heard, const RTPSDa
     if (!read(by, heard, data, &read_data) || !is_ours(by, heard, read_data)) {
         return;
     }
-    HeldRemote record(DISCRemote::make(read_data));
+    HeldRemote record = keep(by, read_data);
     if (!record) {
-        count_one(by.statistics.refused[DISC_REFUSED_NO_MEMORY]);
         return;
     }
     if (!has_share_of_table(by, heard) || !has_room_for(by, heard, *record)) {
@@ -425,6 +475,7 @@ void Domain::take_newcomer(DISCParticipant &by, const Heard &heard, const RTPSDa
     }
     known->sequence = data.writerSN;
     known->timestamp = heard.context.timestamp;
+    known->payload = hash_of(data.payload);
     known->first_heard = heard.now;
     table.change_source(known, heard.source);
     renew(*known, heard);
@@ -447,6 +498,18 @@ bool Domain::read(DISCParticipant &by, const Heard &heard, const RTPSData &data,
         count_one(by.statistics.unreadable[refusal]);
     }
     return refusal == RTPS_ACCEPTED;
+}
+
+/** None when it was counted why. */
+HeldRemote Domain::keep(DISCParticipant &by, const RTPSParticipantData &data) {
+    HeldRemote record(DISCRemote::make(data));
+    if (!record) {
+        const bool is_too_long = RTPSParticipantData_write(&data, RTPS_LITTLE_ENDIAN, nullptr, 0) ==
+                                 RTPS_SIZE_IMPOSSIBLE;
+        count_one(is_too_long ? by.statistics.unreadable[RTPS_REFUSED_LENGTH]
+                              : by.statistics.refused[DISC_REFUSED_NO_MEMORY]);
+    }
+    return record;
 }
 
 bool Domain::is_ours(DISCParticipant &by, const Heard &heard, const RTPSParticipantData &data) {
@@ -484,8 +547,9 @@ bool Domain::look(DISCParticipant &by, const Heard &heard, Known &known) {
         count_one(by.statistics.refused[DISC_REFUSED_IGNORED]);
         return false;
     }
-    View &view = by.view_of(known);
-    if (view.has) {
+    if (by.view_of(known).has) {
+        View &view = by.view_of(known);
+        view.is_heard = view.is_heard || heard.is_directed;
         if (heard.is_directed && view.greets) {
             // It knows us. It does not know that we know it, unless we have said something to it.
             view.greets = view.greeting == 0;
@@ -501,24 +565,31 @@ bool Domain::look(DISCParticipant &by, const Heard &heard, Known &known) {
         return false;
     }
     by.add(known);
+    by.view_of(known).is_heard = heard.is_directed;
     if (by.announces()) {
-        view.greets = true;
-        view.greeting = heard.is_directed ? LAST_GREETING : NUV_UINT8{0};
-        const NUV_INT64 spread =
-            by.known_count() < SPREAD_FROM
-                ? 0
-                : std::min(LONGEST_SPREAD,
-                           SPREAD_FOR_EACH * static_cast<NUV_INT64>(by.known_count()));
-        schedule.set_no_later(known.greeting, heard.now + by.pick(spread));
+        begin_greeting(by, heard, known);
     }
     return true;
+}
+
+void Domain::begin_greeting(DISCParticipant &by, const Heard &heard, Known &known) {
+    const NUV_INT64 longest =
+        by.known_count() < SPREAD_FROM
+            ? 0
+            : std::min(LONGEST_SPREAD, SPREAD_FOR_EACH * static_cast<NUV_INT64>(by.known_count()));
+    const NUV_INT64 due = milliseconds(heard.now + by.pick(longest));
+    View &view = by.view_of(known);
+    view.greets = true;
+    view.greeting = heard.is_directed ? LAST_GREETING : 0;
+    view.due = static_cast<NUV_UINT16>(due);
+    schedule.set_no_later(known.greeting, beginning_ + due * MILLISECOND);
 }
 
 Known *Domain::note_sign_of_life(DISCParticipant &by, const COMMENDMessageContext &context) {
     const Heard heard(context, now());
     Known *const known = table.find(heard.prefix);
     if (known == nullptr || known->local != nullptr || !by.view_of(*known).has ||
-        !known->is_at(heard.source)) {
+        !is_its(by, *known, heard.source)) {
         return nullptr;
     }
     renew(*known, heard);
@@ -534,13 +605,12 @@ bool Domain::has_room_for(DISCParticipant &by, const Heard &heard, const DISCRem
     const NUV_INT32 most = by.property().remoteParticipantsMax;
     const auto has_room = [&] {
         return by.known_bytes() + record.size() <= KNOWN_BYTES_MAX &&
-               by.known_count() < static_cast<std::size_t>(most);
+               by.remote_count() < static_cast<std::size_t>(most);
     };
     if (has_room()) {
         return true;
     }
-    const Asker stranger = {heard.prefix, RTPS_ENTITYID_UNKNOWN};
-    if (by.strangers.repeats(stranger, stranger.hash(), heard.now, STRANGER_SPAN)) {
+    if (by.is_heard_again(heard.prefix, heard.now)) {
         while (!has_room() && make_place(by)) {}
         if (has_room()) {
             return true;
@@ -558,8 +628,12 @@ bool Domain::has_room_for(DISCParticipant &by, const Heard &heard, const DISCRem
 bool Domain::has_share_of_table(DISCParticipant &by, const Heard &heard) {
     constexpr const char *LOG_METHOD = "receive";
     const NUV_INT32 share = std::max(by.property().remoteParticipantsMax / SHARE_OF_ADDRESS, 1);
-    const auto most = static_cast<std::size_t>(share);
-    if (table.count_heard(heard.source, most) < most) {
+    NUV_INT32 count = 0;
+    const bool is_used_up = table.has_heard(heard.source, [&](const Known &one) {
+        count += by.view_of(one).has ? 1 : 0;
+        return count >= share;
+    });
+    if (!is_used_up) {
         return true;
     }
     count_one(by.statistics.refused[DISC_REFUSED_FULL]);
@@ -587,8 +661,18 @@ bool Domain::make_place(DISCParticipant &by) {
 }
 
 bool Domain::admits(const DISCParticipant &by, const Place &place) {
-    return by.peers().has(place) || table.has_heard(place) ||
-           unasked_.admits(place, place.hash_of_address(), now(), UNASKED_PAUSE);
+    return by.peers().has(place) ||
+           table.has_heard(place, [](const Known & /*any*/) { return true; }) ||
+           unasked_.admits(place, now());
+}
+
+bool Domain::is_home(const Place &place) const {
+    for (const DISCParticipant *one = participants_; one != nullptr; one = one->next) {
+        if (one->is_active() && one->is_at(place)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 // ---- Greetings
@@ -596,20 +680,30 @@ bool Domain::admits(const DISCParticipant &by, const Place &place) {
 void Domain::on_greeting(void *owner, NUV_INT64 now) {
     Known &known = *static_cast<Known *>(owner);
     Domain &self = known.domain;
+    const NUV_INT64 milliseconds = self.milliseconds(now);
+    const auto time_left = [milliseconds](const View &view) {
+        return static_cast<NUV_INT16>(view.due - static_cast<NUV_UINT16>(milliseconds));
+    };
     NUV_INT64 pause = NEVER;
     for (DISCParticipant *one = self.participants_; one != nullptr; one = one->next) {
         View &view = one->view_of(known);
         if (!view.greets || !one->is_active()) {
             continue;
         }
-        one->greet(known);
-        view.greets = view.greeting < LAST_GREETING;
-        if (view.greets) {
+        if (time_left(view) <= 0) {
+            one->greet(known);
+            view.greets = view.greeting < LAST_GREETING;
+            if (!view.greets) {
+                continue;
+            }
             ++view.greeting;
-            pause = std::min(pause, GREETINGS[view.greeting]);
+            view.due = static_cast<NUV_UINT16>(milliseconds + GREETINGS[view.greeting]);
         }
+        pause = std::min<NUV_INT64>(pause, time_left(view));
     }
-    self.schedule.set(known.greeting, later(now, pause));
+    if (pause != NEVER) {
+        self.schedule.set(known.greeting, self.beginning_ + (milliseconds + pause) * MILLISECOND);
+    }
 }
 
 // ---- Leases
@@ -620,7 +714,9 @@ void Domain::renew(Known &known, const Heard &heard) {
     known.lost_datagrams = NUVNetioRuntime_getLostDatagrams(runtime_);
     known.prolongations = 0;
     known.was_graced = false;
-    known.was_heard_again = true;
+    const NUV_UINT64 arrival = heard.context.message->arrival;
+    known.was_heard_again = known.was_heard_again || arrival != known.arrival;
+    known.arrival = arrival;
     known.was_heard_by_group = known.was_heard_by_group || heard.is_by_group;
 }
 
@@ -655,30 +751,41 @@ void Domain::on_lease(void *owner, NUV_INT64 now) {
 // ---- What may be forged
 
 /** Said by somebody who was never heard from there: the one that it is about may object. */
-void Domain::claim(DISCParticipant &by, Known &known, const Heard &heard,
-                   RTPSSequenceNumber sequence, HeldRemote record) {
-    if (known.claim == nullptr) {
-        NUVOsapiHeap_allocateStructure(&known.claim, struct disc::Claim);
-        if (known.claim == nullptr) {
-            count_one(by.statistics.refused[DISC_REFUSED_NO_MEMORY]);
-            return;
-        }
-        new (known.claim) Claim{std::move(record), sequence, heard.context.timestamp, heard.source,
-                                heard.now + CLAIM_TIME};
-        ask(known);
-        schedule_question(known);
-    } else if (known.claim->source.has_same_address(heard.source) &&
-               sequence > known.claim->sequence) {
-        known.claim->announcement = std::move(record);
-        known.claim->sequence = sequence;
-        known.claim->timestamp = heard.context.timestamp;
+void Domain::claim(DISCParticipant &by, Known &known, const Heard &heard, const RTPSData &data,
+                   HeldRemote record) {
+    if (heard.now < known.lives_until) {
+        count_one(by.statistics.refused[DISC_REFUSED_FORGED]);
+        return;
     }
+    if (known.claim != nullptr) {
+        if (known.claim->source.has_same_address(heard.source) &&
+            data.writerSN > known.claim->sequence) {
+            known.claim->announcement = std::move(record);
+            known.claim->sequence = data.writerSN;
+            known.claim->timestamp = heard.context.timestamp;
+            known.claim->payload = hash_of(data.payload);
+        }
+        return;
+    }
+    NUVOsapiHeap_allocateStructure(&known.claim, struct disc::Claim);
+    if (known.claim == nullptr) {
+        count_one(by.statistics.refused[DISC_REFUSED_NO_MEMORY]);
+        return;
+    }
+    new (known.claim) Claim{std::move(record), data.writerSN,         heard.context.timestamp,
+                            heard.source,      hash_of(data.payload), heard.now + CLAIM_TIME};
+    ask(known, heard.now, CLAIM_PAUSE);
 }
 
 /** It lives where it was: what was said in its name elsewhere is not true. */
 void Domain::note_life(Known &known) {
     constexpr const char *LOG_METHOD = "receive";
+    const NUV_INT64 time = now();
+    if (known.asked_until != NEVER || known.claim != nullptr) {
+        known.lives_until = later(time, LIFE_TIME);
+    }
     known.asked_until = NEVER;
+    known.next_question = NEVER;
     if (known.claim == nullptr) {
         return;
     }
@@ -687,7 +794,6 @@ void Domain::note_life(Known &known) {
             count_one(one->statistics.refused[DISC_REFUSED_FORGED]);
         }
     }
-    const NUV_INT64 time = now();
     if (last_forgery_line_ == 0 || time - last_forgery_line_ >= FORGERY_LINE_PAUSE) {
         last_forgery_line_ = time;
         DISC_LOG(
@@ -709,14 +815,16 @@ void Domain::end_claim(Known &known) {
 
 /** False when it is no more. */
 bool Domain::accept_claim(Known &known, NUV_INT64 now) {
-    if (!known.claim->announcement) {
+    Claim &claim = *known.claim;
+    if (!claim.announcement) {
         drop(known, DISC_CHANGE_LEFT);
         return false;
     }
-    replace(known, std::move(known.claim->announcement));
-    known.sequence = known.claim->sequence;
-    known.timestamp = known.claim->timestamp;
-    table.change_source(&known, known.claim->source);
+    replace(known, std::move(claim.announcement));
+    known.sequence = claim.sequence;
+    known.timestamp = claim.timestamp;
+    known.payload = claim.payload;
+    table.change_source(&known, claim.source);
     known.last_heard = now;
     known.lease_end = later(now, known.record->lease());
     schedule_lease(known);
@@ -724,45 +832,71 @@ bool Domain::accept_claim(Known &known, NUV_INT64 now) {
     return true;
 }
 
-void Domain::ask(const Known &known) {
+/** Asks it whether it lives where it was, more than once. */
+void Domain::ask(Known &known, NUV_INT64 now, NUV_INT64 pause) {
+    known.was_asked = send_question(known);
+    known.questions_left = QUESTIONS - 1;
+    known.question_pause = pause;
+    known.next_question = now + pause;
+    schedule_question(known);
+}
+
+/** False when it could not be sent now; where nobody may send, nobody is asked. */
+bool Domain::send_question(const Known &known) {
     for (DISCParticipant *one = participants_; one != nullptr; one = one->next) {
-        if (one->is_active() && one->announces() && one->view_of(known).has) {
-            one->ask(known);
-            return;
+        if (one->is_active() && one->announces() && one->record() != nullptr &&
+            one->view_of(known).has) {
+            return one->ask(known);
         }
     }
+    return true;
 }
 
 /** Whoever had all its places among those of a newcomer is most likely gone. */
 void Domain::ask_former(const Known &newcomer, NUV_INT64 now) {
     const auto places = newcomer.record->metatraffic();
+    int formers = 0;
     for (const Place &place : places) {
         table.visit_at(place, [&](Known &former) {
             const auto its_places = former.record->metatraffic();
             const bool is_replaced =
                 &former != &newcomer && former.local == nullptr && former.asked_until == NEVER &&
+                now >= former.lives_until &&
                 std::all_of(its_places.begin(), its_places.end(), [&](const Place &one) {
                     return std::find(places.begin(), places.end(), one) != places.end();
                 });
             if (is_replaced) {
+                ++formers;
                 former.asked_until = now + FORMER_TIME;
-                ask(former);
-                schedule_question(former);
+                ask(former, now, FORMER_PAUSE);
             }
+            return formers < FORMERS_MAX;
         });
     }
 }
 
 void Domain::schedule_question(Known &known) {
     const NUV_INT64 claimed_until = known.claim != nullptr ? known.claim->until : NEVER;
-    schedule.set(known.question, std::min(claimed_until, known.asked_until));
+    schedule.set(known.question, std::min({claimed_until, known.asked_until, known.next_question}));
 }
 
 void Domain::on_question(void *owner, NUV_INT64 now) {
     Known &known = *static_cast<Known *>(owner);
     Domain &self = known.domain;
-    if (known.claim != nullptr && known.claim->until <= now && !self.accept_claim(known, now)) {
-        return;
+    if (known.next_question <= now) {
+        known.was_asked = self.send_question(known) || known.was_asked;
+        --known.questions_left;
+        known.next_question = known.questions_left != 0 ? now + known.question_pause : NEVER;
+    }
+    if (known.claim != nullptr && known.claim->until <= now) {
+        if (!known.was_asked && known.claim->delays < UNASKED_MAX) {
+            ++known.claim->delays;
+            known.claim->until = now + UNASKED_TIME;
+            known.questions_left = 1;
+            known.next_question = now + UNASKED_TIME / 2;
+        } else if (!self.accept_claim(known, now)) {
+            return;
+        }
     }
     if (known.asked_until <= now) {
         self.drop(known, DISC_CHANGE_LOST);

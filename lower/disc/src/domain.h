@@ -17,7 +17,7 @@ namespace disc {
 /** What is not said to be otherwise happens within its area. */
 class Domain {
 public:
-    Domain(NUVNetioRuntime *runtime, NUV_INT32 its_id);
+    Domain(NUVNetioRuntime *runtime, NUV_INT32 its_id, Unasked &unasked, NUV_UINT64 secret);
     ~Domain();
     Domain(const Domain &) = delete;
     Domain &operator=(const Domain &) = delete;
@@ -59,8 +59,14 @@ public:
     Known *note_sign_of_life(DISCParticipant &by, const COMMENDMessageContext &context);
 
     void ignore(DISCParticipant &by, const NUVOsapiRtpsGuidPrefix &prefix);
-    /** Whether something may be sent to an address now without a question. */
+    /** Whether something may be sent to a place now. */
     bool admits(const DISCParticipant &by, const Place &place);
+    /** Whether a participant of this process receives there, who need not be sent anything. */
+    bool is_home(const Place &place) const;
+    /** What nobody outside the process knows. */
+    NUV_UINT64 secret() const {
+        return secret_;
+    }
 
     static void on_greeting(void *owner, NUV_INT64 now);
     static void on_lease(void *owner, NUV_INT64 now);
@@ -94,6 +100,12 @@ private:
     bool has_share_of_table(DISCParticipant &by, const Heard &heard);
     bool make_place(DISCParticipant &by);
     bool look(DISCParticipant &by, const Heard &heard, Known &known);
+    void begin_greeting(DISCParticipant &by, const Heard &heard, Known &known);
+    static bool is_its(const DISCParticipant &by, const Known &known, const Place &source);
+    static HeldRemote keep(DISCParticipant &by, const RTPSParticipantData &data);
+    NUV_INT64 milliseconds(NUV_INT64 time) const {
+        return (time - beginning_) / MILLISECOND;
+    }
     Known *make_known(HeldRemote record);
     void free(Known *known);
     void drop(Known &known, DISCChange change);
@@ -101,11 +113,14 @@ private:
 
     void renew(Known &known, const Heard &heard);
     void replace(Known &known, HeldRemote record);
-    void claim(DISCParticipant &by, Known &known, const Heard &heard, RTPSSequenceNumber sequence,
+    void claim(DISCParticipant &by, Known &known, const Heard &heard, const RTPSData &data,
                HeldRemote record);
+    bool has_new_life(Known &known, const Heard &heard, const RTPSData &data) const;
+    NUV_UINT64 hash_of(const RTPSOctets &octets) const;
     bool accept_claim(Known &known, NUV_INT64 now);
     static void end_claim(Known &known);
-    void ask(const Known &known);
+    void ask(Known &known, NUV_INT64 now, NUV_INT64 pause);
+    bool send_question(const Known &known);
     void ask_former(const Known &newcomer, NUV_INT64 now);
     void note_life(Known &known);
     void schedule_question(Known &known);
@@ -119,7 +134,9 @@ private:
     NUV_INT64 event_due_ = NEVER;
     REDAWorker *worker_ = nullptr;
     DISCParticipant *participants_ = nullptr;
-    Recent<Place, 256> unasked_; // what was sent to addresses that were never heard
+    const NUV_UINT64 secret_;
+    Unasked &unasked_;
+    const NUV_INT64 beginning_; // from which milliseconds are counted
     NUV_INT64 last_forgery_line_ = 0;
 };
 

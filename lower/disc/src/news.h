@@ -22,7 +22,7 @@ public:
     }
     /** Makes room, with that for the end of each of @p known. False when memory runs out. */
     bool make_room(std::size_t known);
-    /** There is room for what comes and what goes; a change without room is part of the next. */
+    /** There is room for what comes and what goes; a change without room is not told of. */
     void add(DISCChange change, const DISCRemote &record);
     /** What it is about is the caller's then. */
     bool take(DISCChange *change, const DISCRemote **record);
@@ -33,7 +33,7 @@ private:
         const DISCRemote *record; // held
     };
 
-    bool renew(const DISCRemote &record);
+    bool merge(DISCChange change, const DISCRemote &record);
 
     DISCParticipantListener listener_{};
     Array<Item> items_; // those before first_ have been taken

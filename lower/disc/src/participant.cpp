@@ -3,6 +3,7 @@
 #include "participant.h"
 
 #include <cstring>
+#include <new>
 
 #include "disc_log.h"
 #include "osapi/osapi_assert.h"
@@ -19,8 +20,11 @@ constexpr NUV_INT64 REPETITIONS[] = {100 * MILLISECOND, 200 * MILLISECOND};
 /** How many of its periods may pass until it sends itself to one that its group does not reach. */
 constexpr NUV_INT64 PERIODS_WITHOUT_GROUP = 2;
 
-constexpr NUV_INT64 SHORTEST_ANSWER_PAUSE = 10 * MILLISECOND;
-constexpr NUV_INT64 ANSWER_PAUSE = SECOND;
+/** Between answers to one asker: whether it lives, and what a writer has that there is not. */
+constexpr NUV_INT64 LIFE_PAUSE = 5 * MILLISECOND;
+constexpr NUV_INT64 WRITER_PAUSE = SECOND;
+/** A period of nothing would never end. */
+constexpr NUV_INT64 SHORTEST_PERIOD = MILLISECOND;
 
 bool is_builtin_writer(RTPSEntityId id) {
     return (id & 0xC0u) == 0xC0u && ((id & 0x3Fu) == 0x02u || (id & 0x3Fu) == 0x03u);
@@ -89,12 +93,14 @@ DISCParticipant::DISCParticipant(DISCDiscovery &discovery, Domain &domain,
                  on_acknack,
                  this},
       others_{RTPS_ENTITYID_UNKNOWN, on_other_data, on_heartbeat, on_gap, on_acknack, this},
-      period_(on_period, this), change_(on_change, this) {
+      period_(on_period, this), change_(on_change, this), answered_(domain.secret()) {
     PRESParticipant_getGuid(participant, &guid_);
     chance_ = disc::seed_of(guid_.prefix);
 }
 
-DISCParticipant::~DISCParticipant() = default;
+DISCParticipant::~DISCParticipant() {
+    NUVOsapiHeap_freeStructure(strangers_);
+}
 
 bool DISCParticipant::open(const DISCParticipantProperty &property,
                            const DISCParticipantListener *listener) {
@@ -158,13 +164,8 @@ void DISCParticipant::on_shutdown(void *param, REDAWorker *worker) {
 
 void DISCParticipant::start(const PRESParticipantProperty &property) {
     is_active_ = true;
-    if (!say(make_record(property))) {
-        return;
-    }
-    if (announces()) {
-        initial_left_ = this->property().initialAnnouncements;
-        schedule().set(period_, domain_.now());
-    }
+    initial_left_ = this->property().initialAnnouncements;
+    (void)say(make_record(property));
 }
 
 void DISCParticipant::change(const PRESParticipantProperty &property) {
@@ -173,26 +174,32 @@ void DISCParticipant::change(const PRESParticipantProperty &property) {
         return;
     }
     const bool moves = record && record_ && has_moved_to(*record);
-    if (moves) {
-        leaves_as_ = ++sequence_; // what it says afterwards is newer
-    }
-    if (say(std::move(record))) {
+    // What it says afterwards is newer than its leaving.
+    const RTPSSequenceNumber leaves_as = moves ? ++sequence_ : 0;
+    const bool is_first = !record_;
+    if (say(std::move(record)) && !is_first) {
+        leaves_as_ = moves ? leaves_as : leaves_as_;
         announce_change();
     }
 }
 
 void DISCParticipant::change_lease(const NUVNtpTime &lease, const NUVNtpTime &period) {
+    const bool is_new = NUVNtpTime_compare(&own_.get().leaseDuration, &lease) != 0;
     own_.set_lease(lease, period);
     if (!is_active_ || !record_) {
         return;
     }
-    RTPSParticipantData data;
-    DISCRemote_read(record_.get(), &data);
-    data.leaseDuration = lease;
-    if (say(disc::HeldRemote(DISCRemote::make(data)))) {
-        announce_change();
+    if (is_new) {
+        RTPSParticipantData data;
+        DISCRemote_read(record_.get(), &data);
+        data.leaseDuration = lease;
+        if (say(disc::HeldRemote(DISCRemote::make(data)))) {
+            announce_change();
+        }
     }
-    schedule().set_no_later(period_, disc::later(domain_.now(), shorten(own_.period())));
+    if (announces()) {
+        schedule().set_no_later(period_, disc::later(domain_.now(), shorten(this->period())));
+    }
 }
 
 void DISCParticipant::announce_soon() {
@@ -267,6 +274,10 @@ bool DISCParticipant::say(disc::HeldRemote record) {
     }
     ++sequence_;
     record_ = std::move(record);
+    shortest_lease_ = std::min(shortest_lease_, record_->lease());
+    if (announces() && !period_.is_set()) {
+        schedule().set(period_, domain_.now()); // for the first time
+    }
     domain_.introduce(*this);
     return true;
 }
@@ -282,6 +293,7 @@ bool DISCParticipant::has_moved_to(const DISCRemote &record) const {
 
 void DISCParticipant::on_period(void *owner, NUV_INT64 now) {
     auto *self = static_cast<DISCParticipant *>(owner);
+    self->leave_first();
     self->announce_to_peers();
     NUV_INT64 pause = 0;
     if (self->initial_left_ > 0) {
@@ -289,10 +301,10 @@ void DISCParticipant::on_period(void *owner, NUV_INT64 now) {
         pause =
             self->shorten(NUVNtpTime_toNanoseconds(&self->property().initialAnnouncementPeriod));
     } else {
-        pause = self->shorten(self->own_.period());
+        pause = self->shorten(self->period());
         self->announce_to_unreached(now);
     }
-    self->schedule().set(self->period_, disc::later(now, pause));
+    self->schedule().set(self->period_, disc::later(now, std::max(pause, disc::SHORTEST_PERIOD)));
 }
 
 void DISCParticipant::on_change(void *owner, NUV_INT64 now) {
@@ -300,15 +312,26 @@ void DISCParticipant::on_change(void *owner, NUV_INT64 now) {
     if (self->change_step_ == 0) {
         self->last_change_ = now;
     }
-    if (self->leaves_as_ != 0) {
-        self->leave(std::exchange(self->leaves_as_, 0));
-    }
+    self->leave_first();
     self->announce_to_peers();
     self->visit_known([self](Known &known) { self->announce_to(known); });
     if (static_cast<std::size_t>(self->change_step_) < std::size(disc::REPETITIONS)) {
         self->schedule().set(self->change_, now + disc::REPETITIONS[self->change_step_]);
         ++self->change_step_;
     }
+}
+
+/** Before anything is heard of it from where nobody knows it. */
+void DISCParticipant::leave_first() {
+    if (leaves_as_ != 0) {
+        leave(std::exchange(leaves_as_, 0));
+    }
+}
+
+/** Some keep the first lease that they were told of. */
+NUV_INT64 DISCParticipant::period() const {
+    constexpr NUV_INT64 PERIODS_OF_LEASE = 4;
+    return std::min(own_.period(), shortest_lease_ / PERIODS_OF_LEASE);
 }
 
 /** A jitter that only shortens it keeps those that were started together from staying so. */
@@ -335,25 +358,29 @@ bool DISCParticipant::set_peers(std::span<const NUVNetioPeer> peers) {
 
 void DISCParticipant::announce_to_peers() {
     for (const Place &place : destinations()) {
-        if (!is_own(place)) {
+        if (!domain_.is_home(place)) {
             statistics.announcementsSent += send(place, announcement_.to_all()) ? 1 : 0;
         }
     }
 }
 
-bool DISCParticipant::is_own(const Place &place) const {
-    const auto own = record_->metatraffic();
+bool DISCParticipant::is_at(const Place &place) const {
+    const auto own = record_ ? record_->metatraffic() : std::span<const Place>();
     return std::any_of(own.begin(), own.end(), [&](const Place &one) {
         return one == place ||
                (place.is_loopback() && one.transport == place.transport && one.port == place.port);
     });
 }
 
-/** To those that were never heard by the group: it may not reach them either. */
+/**
+ * To those that were never heard by the group: it may not reach them either. They have shown that
+ * they hear us, and go on speaking: whoever forges somebody's address has to go on, too.
+ */
 void DISCParticipant::announce_to_unreached(NUV_INT64 now) {
     visit_known([&](Known &known) {
-        if (!known.was_heard_by_group && !peers_.has(known.source) &&
-            now - known.first_heard >= disc::PERIODS_WITHOUT_GROUP * own_.period()) {
+        if (!known.was_heard_by_group && view_of(known).is_heard && !peers_.has(known.source) &&
+            (now - known.first_heard) / disc::PERIODS_WITHOUT_GROUP >= period() &&
+            (now - known.last_heard) / disc::PERIODS_WITHOUT_GROUP <= record_->lease()) {
             announce_to(known);
         }
     });
@@ -378,7 +405,7 @@ void DISCParticipant::leave(RTPSSequenceNumber sequence) {
     disc::ShortMessage to_all(prefix(), nullptr);
     to_all.add_leaving(sequence, now);
     for (const Place &place : destinations()) {
-        if (!is_own(place)) {
+        if (!domain_.is_home(place)) {
             statistics.announcementsSent += send(place, to_all.octets()) ? 1 : 0;
         }
     }
@@ -393,21 +420,19 @@ void DISCParticipant::leave(RTPSSequenceNumber sequence) {
 
 void DISCParticipant::greet(const Known &known) {
     if (record_) {
+        leave_first();
         announce_to(known);
     }
 }
 
-void DISCParticipant::ask(const Known &known) {
-    if (!announces()) {
-        return;
-    }
+bool DISCParticipant::ask(const Known &known) {
     disc::ShortMessage message(prefix(), &known.prefix);
     message.add_question(++count_);
+    bool is_sent = false;
     for (const Place &place : known.record->metatraffic()) {
-        if (domain_.admits(*this, place)) {
-            (void)send(place, message.octets());
-        }
+        is_sent = (domain_.admits(*this, place) && send(place, message.octets())) || is_sent;
     }
+    return is_sent;
 }
 
 void DISCParticipant::answer(const Known &known, RTPSEntityId reader, RTPSEntityId writer) {
@@ -452,18 +477,10 @@ bool DISCParticipant::reaches(const DISCParticipant &other) const {
     if (!announces() || !record_ || !other.record_) {
         return false;
     }
-    RTPSParticipantData data;
-    DISCRemote_read(other.record_.get(), &data);
-    const auto is_at = [](const RTPSLocators &list, const Place &place) {
-        return std::any_of(
-            list.locators, list.locators + list.count, [&](const NUVNetioLocator &locator) {
-                const Place one = Place::of(locator);
-                return one == place || (place.is_loopback() && one.transport == place.transport &&
-                                        one.port == place.port);
-            });
-    };
+    const auto groups = other.record_->groups();
     return std::any_of(destinations().begin(), destinations().end(), [&](const Place &place) {
-        return is_at(place.is_group() ? data.metatrafficMulticast : data.metatrafficUnicast, place);
+        return place.is_group() ? std::find(groups.begin(), groups.end(), place) != groups.end()
+                                : other.is_at(place);
     });
 }
 
@@ -475,9 +492,10 @@ bool DISCParticipant::make_room(std::size_t slots) {
 
 void DISCParticipant::add(const Known &known) {
     View &view = view_of(known);
-    NUV_ASSERT(!view.has);
+    NUV_ASSERT(view.has == false);
     view.has = true;
     ++known_count_;
+    remote_count_ += known.local == nullptr ? 1 : 0;
     known_bytes_ += known.record->size();
     ++statistics.came;
     news.add(DISC_CHANGE_CAME, *known.record);
@@ -490,6 +508,7 @@ void DISCParticipant::remove(const Known &known, DISCChange change) {
     View &view = view_of(known);
     if (view.has) {
         --known_count_;
+        remote_count_ -= known.local == nullptr ? 1 : 0;
         known_bytes_ -= known.record->size();
         ++(change == DISC_CHANGE_LEFT ? statistics.left : statistics.lost);
         news.add(change, *known.record);
@@ -498,10 +517,23 @@ void DISCParticipant::remove(const Known &known, DISCChange change) {
 }
 
 void DISCParticipant::note_change(const Known &known) {
-    if (view_of(known).has) {
-        ++statistics.changed;
+    ++statistics.changed;
+    if (news.make_room(known_count_)) { // that for the ends of others is not taken from them
         news.add(DISC_CHANGE_CHANGED, *known.record);
     }
+}
+
+bool DISCParticipant::is_heard_again(const NUVOsapiRtpsGuidPrefix &stranger, NUV_INT64 now) {
+    constexpr NUV_INT64 SPAN = 60 * disc::SECOND;
+    constexpr NUV_INT64 PAUSE = disc::SECOND;
+    if (strangers_ == nullptr) {
+        NUVOsapiHeap_allocateStructure(&strangers_, Strangers);
+        if (strangers_ == nullptr) {
+            return false;
+        }
+        new (strangers_) Strangers(domain_.secret());
+    }
+    return strangers_->repeats({stranger, RTPS_ENTITYID_UNKNOWN}, now, SPAN, PAUSE);
 }
 
 bool DISCParticipant::ignores(const NUVOsapiRtpsGuidPrefix &prefix) const {
@@ -559,15 +591,20 @@ void DISCParticipant::on_acknack(void *param, const COMMENDMessageContext *conte
     if (!self->is_active_ || !self->record_) {
         return;
     }
-    const Known *const asker = self->domain_.note_sign_of_life(*self, *context);
+    Known *const asker = self->domain_.note_sign_of_life(*self, *context);
     if (asker == nullptr || !self->announces() || !disc::is_builtin_writer(acknack->writerId)) {
         return;
     }
-    const disc::Asker question = {asker->prefix, acknack->writerId};
-    const NUV_INT64 pause = acknack->writerId == RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER
-                                ? disc::SHORTEST_ANSWER_PAUSE
-                                : disc::ANSWER_PAUSE;
-    if (self->answered_.admits(question, question.hash(), self->domain_.now(), pause)) {
+    const NUV_INT64 now = self->domain_.now();
+    bool is_answered = false;
+    if (acknack->writerId == RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER) {
+        is_answered = asker->last_answer == 0 || now - asker->last_answer >= disc::LIFE_PAUSE;
+        asker->last_answer = is_answered ? now : asker->last_answer;
+    } else {
+        is_answered =
+            self->answered_.admits({asker->prefix, acknack->writerId}, now, disc::WRITER_PAUSE);
+    }
+    if (is_answered) {
         self->answer(*asker, acknack->readerId, acknack->writerId);
     }
 }

@@ -20,7 +20,6 @@ public:
     const DISCParticipantProperty &get() const {
         return property_;
     }
-    NUV_INT64 lease() const;
     NUV_INT64 period() const {
         return NUVNtpTime_toNanoseconds(&property_.announcementPeriod);
     }
@@ -37,10 +36,12 @@ private:
 
 /** What a participant has to do with one that is known; all octets 0: nothing. */
 struct View {
-    bool has;           // it knows it
-    bool ignores;       // and wants to hear nothing of it
-    bool greets;        // it announces itself to it, and it has not shown that it knows that
-    NUV_UINT8 greeting; // which time
+    bool has : 1;           // it knows it
+    bool ignores : 1;       // and wants to hear nothing of it
+    bool greets : 1;        // it announces itself to it, and it has not shown that it knows that
+    bool is_heard : 1;      // the other one has said something to this one alone
+    NUV_UINT8 greeting : 2; // which time
+    NUV_UINT16 due;         // when that is: the last digits of the domain's milliseconds
 };
 
 } // namespace disc
@@ -103,6 +104,8 @@ public:
     const disc::Destinations &destinations() const {
         return peers_.destinations();
     }
+    /** Whether a place is one that it receives at, as one of this host knows it. */
+    bool is_at(const disc::Place &place) const;
     const disc::Peers &peers() const {
         return peers_;
     }
@@ -113,7 +116,8 @@ public:
 
     // What it sends to one that is known.
     void greet(const disc::Known &known);
-    void ask(const disc::Known &known);
+    /** Whether something was sent. */
+    bool ask(const disc::Known &known);
     void answer(const disc::Known &known, RTPSEntityId reader, RTPSEntityId writer);
 
     // Its view.
@@ -130,6 +134,10 @@ public:
     std::size_t known_count() const {
         return known_count_;
     }
+    /** Without those of this process. */
+    std::size_t remote_count() const {
+        return remote_count_;
+    }
     std::size_t known_bytes() const {
         return known_bytes_;
     }
@@ -141,7 +149,8 @@ public:
 
     disc::News news;
     DISCStatistics statistics{};
-    disc::Recent<disc::Asker, 256> strangers; // heard while there was no room
+    /** Whether one for which there was no room was heard before; false, too, without memory. */
+    bool is_heard_again(const NUVOsapiRtpsGuidPrefix &stranger, NUV_INT64 now);
 
     DISCParticipant *next = nullptr; // of the domain
 
@@ -169,10 +178,11 @@ private:
     void keep_working_locators(RTPSParticipantData *data,
                                const PRESParticipantParameter &parameter);
     bool say(disc::HeldRemote record);
+    void leave_first();
+    NUV_INT64 period() const;
     bool has_moved_to(const DISCRemote &record) const;
     void announce_change();
     void announce_to_peers();
-    bool is_own(const disc::Place &place) const;
     void announce_to_unreached(NUV_INT64 now);
     void announce_to(const disc::Known &known);
     void leave(RTPSSequenceNumber sequence);
@@ -206,12 +216,16 @@ private:
     NUV_INT32 initial_left_ = 0;
     NUV_INT32 change_step_ = 0;
     NUV_INT64 last_change_ = 0;
+    NUV_INT64 shortest_lease_ = disc::NEVER; // that it has announced
     NUV_UINT32 chance_;
     RTPSCount count_ = 0; // of its heartbeats and questions
-    disc::Recent<disc::Asker, 128> answered_;
+    disc::Recent<disc::Asker, 64> answered_;
+    using Strangers = disc::Recent<disc::Asker, 4096>;
+    Strangers *strangers_ = nullptr; // made when there is no room for one
 
     disc::Array<disc::View> views_; // by the slots of the table
     std::size_t known_count_ = 0;
+    std::size_t remote_count_ = 0;
     std::size_t known_bytes_ = 0;
     disc::Array<NUVOsapiRtpsGuidPrefix> ignored_;
 };

@@ -23,14 +23,17 @@ bool add_peer(Destinations *destinations, const NUVNetioPeer &peer,
         place.port = property.builtinMulticastPort;
         return add_once(destinations, place);
     }
-    for (NUV_INT32 index = 0; index <= property.peerIndexMax; ++index) {
-        place.port = property.builtinUnicastPort + index * property.participantIdGain;
-        if (NUVNetioLocator_isPort(place.port) == 0) {
-            break;
-        }
+    place.port = property.builtinUnicastPort;
+    for (NUV_INT32 index = 0;
+         index <= property.peerIndexMax && NUVNetioLocator_isPort(place.port) != 0; ++index) {
         if (!add_once(destinations, place)) {
             return false;
         }
+        if (property.participantIdGain <= 0 ||
+            property.participantIdGain > KOLS_TRANSPORT_PORT_MAX) {
+            break; // there is no other one
+        }
+        place.port += property.participantIdGain;
     }
     return true;
 }

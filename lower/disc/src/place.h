@@ -9,6 +9,26 @@
 
 namespace disc {
 
+/**
+ * Mixes what others choose with something that they do not know, so that they cannot have all they
+ * send land in one place of a table.
+ */
+class Hash {
+public:
+    explicit Hash(NUV_UINT64 secret) : value_(secret) {}
+    Hash &add(NUV_UINT64 part) {
+        value_ = (value_ ^ part) * 0xFF51AFD7ED558CCDu;
+        value_ ^= value_ >> 32;
+        return *this;
+    }
+    std::size_t value() const {
+        return static_cast<std::size_t>(value_);
+    }
+
+private:
+    NUV_UINT64 value_;
+};
+
 /** A transport, an address and a port. */
 struct Place {
     KOLS_Transport_ClassId_t transport = KOLS_TRANSPORT_CLASSID_INVALID;
@@ -40,15 +60,17 @@ struct Place {
         const NUVNetioLocator as_locator = locator();
         return NUVNetioLocator_isMulticast(&as_locator) != 0;
     }
-    NUV_UINT32 hash_of_address() const {
-        NUV_UINT32 hash = 2166136261u ^ static_cast<NUV_UINT32>(transport);
-        for (const NUV_UINT8 octet : address.network_ordered_value) {
-            hash = (hash ^ octet) * 16777619u;
-        }
-        return hash;
+    Hash &add_address_to(Hash &hash) const {
+        NUV_UINT64 halves[2];
+        static_assert(sizeof halves == sizeof address);
+        std::memcpy(halves, &address, sizeof halves);
+        return hash.add(static_cast<NUV_UINT64>(transport)).add(halves[0]).add(halves[1]);
     }
-    NUV_UINT32 hash() const {
-        return (hash_of_address() ^ static_cast<NUV_UINT32>(port)) * 16777619u;
+    Hash &add_to(Hash &hash) const {
+        return add_address_to(hash).add(static_cast<NUV_UINT64>(port));
+    }
+    bool is_any() const {
+        return has_same_address({transport, 0, {}});
     }
 };
 

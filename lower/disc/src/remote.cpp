@@ -24,21 +24,30 @@ std::span<const NUVNetioLocator> list_of(const RTPSLocators &locators) {
 } // namespace
 
 DISCRemote::DISCRemote(const RTPSParticipantData &data)
-    : prefix_(data.guid.prefix), lease_(nanoseconds_of(data.leaseDuration)),
-      metatraffic_count_(data.metatrafficUnicast.count),
-      place_count_(data.metatrafficUnicast.count + data.defaultUnicast.count) {
-    auto *place = reinterpret_cast<disc::Place *>(this + 1);
-    for (const RTPSLocators *list : {&data.metatrafficUnicast, &data.defaultUnicast}) {
-        for (const NUVNetioLocator &locator : list_of(*list)) {
-            new (place++) disc::Place(disc::Place::of(locator));
+    : prefix_(data.guid.prefix), lease_(nanoseconds_of(data.leaseDuration)) {
+    metatraffic_count_ = add_places(data.metatrafficUnicast, false);
+    unicast_count_ = add_places(data.defaultUnicast, false);
+    (void)add_places(data.metatrafficMulticast, true);
+}
+
+/** Whoever says that a group, or any address, is its own would have us send to everybody. */
+NUV_UINT32 DISCRemote::add_places(const RTPSLocators &locators, bool are_groups) {
+    for (const NUVNetioLocator &locator : list_of(locators)) {
+        const disc::Place place = disc::Place::of(locator);
+        if (place.is_group() == are_groups && !place.is_any()) {
+            new (const_cast<disc::Place *>(places()) + place_count_++) disc::Place(place);
         }
     }
+    return place_count_;
 }
 
 DISCRemote *DISCRemote::make(const RTPSParticipantData &data) {
-    const std::size_t places = data.metatrafficUnicast.count + data.defaultUnicast.count;
+    const std::size_t places =
+        data.metatrafficUnicast.count + data.defaultUnicast.count + data.metatrafficMulticast.count;
     const std::size_t length = RTPSParticipantData_write(&data, RTPS_LITTLE_ENDIAN, nullptr, 0);
-    NUV_ASSERT(length != RTPS_SIZE_IMPOSSIBLE); // it was read, or measured
+    if (length == RTPS_SIZE_IMPOSSIBLE) { // what was read may be longer as it is written here
+        return nullptr;
+    }
     DISCRemote *self = nullptr;
     if (NUVOsapiHeap_reallocateMemoryInternal(
             &self, sizeof(DISCRemote) + places * sizeof(disc::Place) + length,
@@ -47,7 +56,7 @@ DISCRemote *DISCRemote::make(const RTPSParticipantData &data) {
         return nullptr;
     }
     new (self) DISCRemote(data);
-    self->length_ = length;
+    self->length_ = length; // behind as many places as there are
     (void)RTPSParticipantData_write(&data, RTPS_LITTLE_ENDIAN,
                                     const_cast<NUV_UINT8 *>(self->octets().data), length);
     return self;

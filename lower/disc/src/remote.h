@@ -15,19 +15,24 @@ public:
     DISCRemote(const DISCRemote &) = delete;
     DISCRemote &operator=(const DISCRemote &) = delete;
 
-    /** Null when memory runs out. */
+    /** Null when memory runs out, or when it is too long for any announcement of ours. */
     static DISCRemote *make(const RTPSParticipantData &data);
 
     const NUVOsapiRtpsGuidPrefix &prefix() const {
         return prefix_;
     }
-    /** Where its own discovery traffic goes. */
+    /** Where its discovery traffic goes; no group, which no unicast locator can be, is among them.
+     */
     std::span<const disc::Place> metatraffic() const {
         return {places(), metatraffic_count_};
     }
     /** The same, and where its other traffic goes. */
     std::span<const disc::Place> unicast() const {
-        return {places(), place_count_};
+        return {places(), unicast_count_};
+    }
+    /** The groups at which it hears discovery traffic. */
+    std::span<const disc::Place> groups() const {
+        return {places() + unicast_count_, place_count_ - unicast_count_};
     }
     RTPSOctets octets() const {
         return {reinterpret_cast<const NUV_UINT8 *>(places() + place_count_), length_};
@@ -48,6 +53,7 @@ private:
     friend void DISCRemote_release(const DISCRemote *self);
 
     explicit DISCRemote(const RTPSParticipantData &data);
+    NUV_UINT32 add_places(const RTPSLocators &locators, bool are_groups);
 
     const disc::Place *places() const {
         return reinterpret_cast<const disc::Place *>(this + 1);
@@ -56,8 +62,9 @@ private:
     mutable std::atomic<NUV_UINT32> users_{1};
     NUVOsapiRtpsGuidPrefix prefix_;
     NUV_INT64 lease_;
-    NUV_UINT32 metatraffic_count_;
-    NUV_UINT32 place_count_;
+    NUV_UINT32 metatraffic_count_ = 0;
+    NUV_UINT32 unicast_count_ = 0;
+    NUV_UINT32 place_count_ = 0;
     std::size_t length_ = 0;
 };
 

@@ -13,10 +13,6 @@ namespace {
 
 constexpr std::size_t FIRST_SIZE = 16;
 
-NUV_UINT32 hash_of(const NUVOsapiRtpsGuidPrefix &prefix) {
-    return (prefix.hostId * 31 + prefix.appId) * 31 + prefix.instanceId;
-}
-
 RTPSText tag_of(const DISCRemote &record) {
     RTPSParticipantData data;
     DISCRemote_read(&record, &data);
@@ -70,7 +66,7 @@ Known *Table::find(const NUVOsapiRtpsGuidPrefix &prefix) const {
     if (buckets_.is_empty()) {
         return nullptr;
     }
-    Known *one = buckets_[bucket_of(hash_of(prefix))].by_prefix;
+    Known *one = buckets_[bucket_of_prefix(prefix)].by_prefix;
     while (one != nullptr && NUVOsapiRtpsGuidPrefix_isSame(&one->prefix, &prefix) == 0) {
         one = one->next_by_prefix_;
     }
@@ -110,7 +106,7 @@ bool Table::make_buckets(std::size_t count) {
 }
 
 void Table::link(Known *known) {
-    Bucket &bucket = buckets_[bucket_of(hash_of(known->prefix))];
+    Bucket &bucket = buckets_[bucket_of_prefix(known->prefix)];
     known->next_by_prefix_ = bucket.by_prefix;
     bucket.by_prefix = known;
     link_address(known);
@@ -118,20 +114,20 @@ void Table::link(Known *known) {
 }
 
 void Table::link_address(Known *known) {
-    Known *&first = buckets_[bucket_of(known->source.hash_of_address())].by_address;
+    Known *&first = buckets_[bucket_of_address(known->source)].by_address;
     known->next_by_address_ = first;
     first = known;
 }
 
 void Table::unlink_address(Known *known) {
-    unlink_from<&Known::next_by_address_>(
-        &buckets_[bucket_of(known->source.hash_of_address())].by_address, known);
+    unlink_from<&Known::next_by_address_>(&buckets_[bucket_of_address(known->source)].by_address,
+                                          known);
 }
 
 /** One without a place cannot be found by it. */
 void Table::link_place(Known *known) {
     if (!known->record->metatraffic().empty()) {
-        Known *&first = buckets_[bucket_of(known->record->metatraffic().front().hash())].by_place;
+        Known *&first = buckets_[bucket_of_place(known->record->metatraffic().front())].by_place;
         known->next_by_place_ = first;
         first = known;
     }
@@ -140,7 +136,7 @@ void Table::link_place(Known *known) {
 void Table::unlink_place(Known *known) {
     if (!known->record->metatraffic().empty()) {
         unlink_from<&Known::next_by_place_>(
-            &buckets_[bucket_of(known->record->metatraffic().front().hash())].by_place, known);
+            &buckets_[bucket_of_place(known->record->metatraffic().front())].by_place, known);
     }
 }
 
@@ -153,7 +149,7 @@ void Table::add(Known *added) {
 }
 
 void Table::remove(Known *removed) {
-    unlink_from<&Known::next_by_prefix_>(&buckets_[bucket_of(hash_of(removed->prefix))].by_prefix,
+    unlink_from<&Known::next_by_prefix_>(&buckets_[bucket_of_prefix(removed->prefix)].by_prefix,
                                          removed);
     unlink_address(removed);
     unlink_place(removed);
@@ -176,22 +172,6 @@ void Table::change_record(Known *known, HeldRemote record) {
     known->record = std::move(record);
     known->tag = tag_of(*known->record);
     link_place(known);
-}
-
-bool Table::has_heard(const Place &address) const {
-    return count_heard(address, 1) != 0;
-}
-
-std::size_t Table::count_heard(const Place &address, std::size_t most) const {
-    std::size_t count = 0;
-    if (buckets_.is_empty()) {
-        return 0;
-    }
-    const Known *one = buckets_[bucket_of(address.hash_of_address())].by_address;
-    for (; one != nullptr && count < most; one = one->next_by_address_) {
-        count += one->local == nullptr && one->source.has_same_address(address) ? 1 : 0;
-    }
-    return count;
 }
 
 } // namespace disc

@@ -20,7 +20,9 @@ struct Claim {
     RTPSSequenceNumber sequence;
     RTPSTime timestamp;
     Place source;
+    NUV_UINT64 payload; // its hash
     NUV_INT64 until;
+    int delays = 0; // as nobody could be asked
 };
 
 /** One that is known. */
@@ -51,6 +53,7 @@ public:
     NUV_INT64 first_heard = 0;
     NUV_INT64 last_heard = 0;
     NUV_INT64 lease_end = NEVER;
+    NUV_UINT64 arrival = 0;        // of the last datagram that it was heard by
     NUV_UINT64 lost_datagrams = 0; // of the runtime, when its lease was last renewed
     NUV_UINT8 prolongations = 0;   // of the lease since then
     bool was_graced = false;       // a late turn has not judged its lease
@@ -61,6 +64,13 @@ public:
     Timer lease;
     Timer question;                // until when it may show that it lives where it was
     NUV_INT64 asked_until = NEVER; // whether it lives, as another one is where it was
+    NUV_INT64 next_question = NEVER;
+    NUV_INT64 question_pause = 0;
+    NUV_UINT8 questions_left = 0;
+    bool was_asked = false;    // or nobody can ask
+    NUV_INT64 lives_until = 0; // at least: it has shown that it does
+    NUV_INT64 last_answer = 0; // to a question of its own
+    NUV_UINT64 payload = 0;    // the hash of what it has announced
     Claim *claim = nullptr;
 
 private:
@@ -73,7 +83,8 @@ private:
 /** All that are known. */
 class Table {
 public:
-    Table() = default;
+    /** @param secret what nobody outside the process knows. */
+    explicit Table(NUV_UINT64 secret) : secret_(secret) {}
     /** Frees all. */
     ~Table();
     Table(const Table &) = delete;
@@ -101,22 +112,29 @@ public:
         return slots_[slot];
     }
 
-    /** Whether anybody was last heard from an address. */
-    bool has_heard(const Place &address) const;
-    /** How many were last heard from it, counted up to a number. */
-    std::size_t count_heard(const Place &address, std::size_t most) const;
-    /** Calls it with each whose first place this is. */
+    /** Whether there is one that was last heard from an address and of which something holds. */
+    template <typename Predicate>
+    bool has_heard(const Place &address, Predicate holds) const {
+        if (buckets_.is_empty()) {
+            return false;
+        }
+        const Known *one = buckets_[bucket_of_address(address)].by_address;
+        while (one != nullptr &&
+               !(one->local == nullptr && one->source.has_same_address(address) && holds(*one))) {
+            one = one->next_by_address_;
+        }
+        return one != nullptr;
+    }
+    /** Calls it with each whose first place this is, until it answers false. */
     template <typename Visitor>
     void visit_at(const Place &place, Visitor visitor) const {
         if (buckets_.is_empty()) {
             return;
         }
-        Known *next = nullptr;
-        for (Known *one = buckets_[bucket_of(place.hash())].by_place; one != nullptr; one = next) {
-            next = one->next_by_place_;
-            if (one->record->metatraffic().front() == place) {
-                visitor(*one);
-            }
+        bool goes_on = true;
+        for (Known *one = buckets_[bucket_of_place(place)].by_place; one != nullptr && goes_on;
+             one = one->next_by_place_) {
+            goes_on = !(one->record->metatraffic().front() == place) || visitor(*one);
         }
     }
 
@@ -127,8 +145,19 @@ private:
         Known *by_place;
     };
 
-    std::size_t bucket_of(NUV_UINT32 hash) const {
-        return (hash * 2654435769u >> 8) & (buckets_.size() - 1);
+    std::size_t bucket_of(const Hash &hash) const {
+        return hash.value() & (buckets_.size() - 1);
+    }
+    std::size_t bucket_of_prefix(const NUVOsapiRtpsGuidPrefix &prefix) const {
+        return bucket_of(Hash(secret_).add(prefix.hostId).add(prefix.appId).add(prefix.instanceId));
+    }
+    std::size_t bucket_of_address(const Place &place) const {
+        Hash hash(secret_);
+        return bucket_of(place.add_address_to(hash));
+    }
+    std::size_t bucket_of_place(const Place &place) const {
+        Hash hash(secret_);
+        return bucket_of(place.add_to(hash));
     }
     void link(Known *known);
     void link_address(Known *known);
@@ -137,6 +166,7 @@ private:
     void unlink_place(Known *known);
     bool make_buckets(std::size_t count);
 
+    const NUV_UINT64 secret_;
     Array<Known *> slots_;
     Array<NUV_UINT32> free_slots_; // as much room as there are slots
     Array<Bucket> buckets_;        // a power of two

@@ -131,4 +131,20 @@ TEST_F(Finding, LeasesAreKeptForHours) {
     EXPECT_EQ(b.news(), (std::vector<std::string>{"came"}));
 }
 
+TEST_F(Finding, AListenerThatDoesNotKeepUpIsNotToldOfThoseThatCameAndWent) {
+    Party a(left);
+    const Udp socket(right.process);
+    for (NUV_UINT32 i = 0; i < 1000; ++i) {
+        Made made;
+        made.prefix.instanceId = i;
+        made.metatraffic = {"192.0.2.2:" + std::to_string(8000 + i)};
+        EXPECT_EQ(socket.send("192.0.2.1:7410", announcement(made)), 0);
+        made.sequence = 2;
+        EXPECT_EQ(socket.send("192.0.2.1:7410", leaving(made)), 0);
+        net.world.run_for(MS);
+    }
+    EXPECT_EQ(a.statistics().left, 1000u);
+    EXPECT_EQ(a.news().size(), 256u);
+}
+
 } // namespace
