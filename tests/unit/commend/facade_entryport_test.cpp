@@ -476,7 +476,7 @@ TEST_F(FacadeEntryportTest, ParticipantsPortsCostNoMoreCallsThanTheyNeed) {
     facade.add(unicast(third));
     EXPECT_EQ(count("socket") - sockets, 3);
     EXPECT_EQ(count("bind") - binds, 3);
-    EXPECT_EQ(count("setsockopt"), 7); // of each one; of the group three more, and the join
+    EXPECT_EQ(count("setsockopt"), 4); // of the group: three options and the join
     EXPECT_EQ(count("epoll_ctl"), 3);
     EXPECT_EQ(count("getifaddrs"), 0);
     EXPECT_EQ(count("eventfd"), 0);

@@ -119,22 +119,32 @@ TEST_F(ArrivalTest, WhatFindsNoRoomIsCountedOverAllSockets) {
     EXPECT_TRUE(runtime.flush());
 }
 
+TEST_F(ArrivalTest, SocketIsAskedForItsLossesWhenItIsFirstReceivedFrom) {
+    const faults::Guard guard;
+    NUVNetioReceiveResource *const resource = open(configurator, unicast, inbox);
+    EXPECT_EQ(faults::count("setsockopt"), 0);
+    const net::PlainSocket sender;
+    for (std::size_t i = 1; i <= 3; ++i) {
+        ASSERT_TRUE(sender.send_to(unicast, "hello"));
+        ASSERT_TRUE(inbox.wait_for(i));
+    }
+    EXPECT_EQ(faults::count("setsockopt"), 1);
+    NUVNetioReceiveResource_release(resource, runtime.worker());
+    EXPECT_TRUE(runtime.flush());
+}
+
 TEST_F(ArrivalTest, SocketThatCannotTellOfLossesIsUsedWithoutAWord) {
     const faults::Guard guard;
     const support::LogCapture log;
-    for (const NUVNetioLocator &locator : {unicast, group}) {
-        faults::replace("setsockopt", [](int descriptor, int level, int option, const void *value,
-                                         socklen_t length) {
-            if (level == SOL_SOCKET && option == SO_RXQ_OVFL) {
-                errno = ENOPROTOOPT;
-                return -1;
-            }
-            return setsockopt(descriptor, level, option, value, length);
-        });
-        NUVNetioReceiveResource *const resource = open(configurator, locator, inbox);
-        NUVNetioReceiveResource_release(resource, runtime.worker());
-    }
+    NUVNetioReceiveResource *const resource = open(configurator, unicast, inbox);
+    faults::fail_every_call("setsockopt", ENOPROTOOPT);
+    EXPECT_LT(overflow(runtime, unicast, inbox, 20), 20u);
+    EXPECT_TRUE(faults::happened());
+    EXPECT_EQ(lost(), 0u);
+    EXPECT_TRUE(runtime.flush());
     EXPECT_THAT(log.messages(), testing::IsEmpty());
+    EXPECT_THAT(log.messagesOfOtherThreads(), testing::IsEmpty());
+    NUVNetioReceiveResource_release(resource, runtime.worker());
     EXPECT_TRUE(runtime.flush());
 }
 

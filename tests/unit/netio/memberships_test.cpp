@@ -102,7 +102,7 @@ TEST_F(MembershipTest, RefusalForAnotherReasonIsSaidAnew) {
 
 TEST_F(MembershipTest, InterfaceThatRefusedIsTriedAgainAtTheNextChange) {
     set({good});
-    faults::fail_call("setsockopt", 5, EPERM); // after the socket's four options
+    faults::fail_call("setsockopt", 4, EPERM); // after the socket's three options
     open();
     const LogCapture log;
     set({good, bad});
@@ -112,7 +112,7 @@ TEST_F(MembershipTest, InterfaceThatRefusedIsTriedAgainAtTheNextChange) {
 TEST_F(MembershipTest, InterfaceThatRefusedInAShortageIsJoinedByItselfWhenThatIsOver) {
     set({good});
     const LogCapture log;
-    faults::fail_call("setsockopt", 5, EMFILE); // after the socket's four options
+    faults::fail_call("setsockopt", 4, EMFILE); // after the socket's three options
     open();
     EXPECT_THAT(texts(log), ElementsAre(HasSubstr("on any interface (good0): Too many open files "
                                                   "(EMFILE)")));
@@ -209,7 +209,7 @@ class FullSocketTest : public MembershipTest, public testing::WithParamInterface
 
 TEST_P(FullSocketTest, FurtherOneTakesTheMembership) {
     set({good});
-    faults::fail_call("setsockopt", 5, GetParam()); // the join by the first
+    faults::fail_call("setsockopt", 4, GetParam()); // the join by the first
     const int before = faults::count("socket");
     const LogCapture log;
     open();
@@ -241,7 +241,7 @@ TEST_P(FurtherSocketTest, FailureIsThatInterfacesWarningAndLeavesNothing) {
 INSTANTIATE_TEST_SUITE_P(All, FurtherSocketTest,
                          testing::Values(std::pair("socket", 1), std::pair("bind", 1),
                                          std::pair("setsockopt", 2), std::pair("epoll_ctl", 1),
-                                         std::pair("setsockopt", 6)));
+                                         std::pair("setsockopt", 5)));
 
 // ---- on many interfaces, by the kernel
 

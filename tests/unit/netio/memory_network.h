@@ -49,6 +49,7 @@ public:
                 join,
                 leave,
                 receive,
+                nullptr,
                 open_socket,
                 send,
                 close,

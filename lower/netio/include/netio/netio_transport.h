@@ -134,6 +134,11 @@ struct NUVNetioTransport {
     /** Takes the next datagram; EAGAIN when there is none. What passes @p size is cut. */
     int (*receive)(void *param, NUVNetioSocket_t socket, NUV_UINT8 *buffer, NUV_UINT32 size,
                    struct NUVNetioDatagram *out);
+    /**
+     * Has a socket tell of what it has lost, also before, with each datagram that arrives from now
+     * on. One that cannot goes without. Null: all sockets do by themselves.
+     */
+    void (*watchLosses)(void *param, NUVNetioSocket_t socket);
     /** A socket to send from. */
     NUVNetioSocket_t (*openSender)(void *param, const struct NUVNetioSendOptions *options);
     /**

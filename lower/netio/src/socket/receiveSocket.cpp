@@ -22,6 +22,7 @@ ReceiveSocket::ReceiveSocket(ReceivePort &port) : Pollable(&port), port_(port) {
 void ReceiveSocket::open(Socket bound, const KOLS_Transport_Address_t &address) {
     socket_ = std::move(bound);
     bound_to_ = address;
+    watches_losses_ = false;
     lost_ = 0;
     state_.store(State::IDLE);
 }
@@ -63,6 +64,18 @@ bool ReceiveSocket::on_readable(const ReactorContext &context) {
     return received != Received::FAILED;
 }
 
+/**
+ * How many datagrams were lost since it told last. It is asked to tell only now that it is used, so
+ * that it costs nothing where somebody waits for a port.
+ */
+NUV_UINT32 ReceiveSocket::note_losses(NUV_UINT32 lost) {
+    const NUVNetioTransport &transport = port_.transport();
+    if (!std::exchange(watches_losses_, true) && transport.watchLosses != nullptr) {
+        transport.watchLosses(transport.param, socket_.handle());
+    }
+    return lost - std::exchange(lost_, lost);
+}
+
 ReceiveSocket::Received ReceiveSocket::receive_one(const ReactorContext &context) {
     const NUVNetioTransport &transport = port_.transport();
     NUVNetioDatagram datagram{};
@@ -73,8 +86,7 @@ ReceiveSocket::Received ReceiveSocket::receive_one(const ReactorContext &context
         transport.receive(transport.param, socket_.handle(), context.buffer.data(),
                           static_cast<NUV_UINT32>(context.buffer.size()), &datagram) != 0;
     const int error = errno;
-    const NUV_UINT32 newly_lost =
-        is_received ? datagram.lost - std::exchange(lost_, datagram.lost) : 0;
+    const NUV_UINT32 newly_lost = is_received ? note_losses(datagram.lost) : 0;
     end_receiving();
     const NUVNetioLocator &locator = port_.locator();
     if (is_received) {

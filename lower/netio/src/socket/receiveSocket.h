@@ -49,6 +49,7 @@ private:
 
     bool begin_receiving();
     void end_receiving();
+    NUV_UINT32 note_losses(NUV_UINT32 lost);
     Received receive_one(const ReactorContext &context);
 
     ReceivePort &port_;
@@ -56,6 +57,7 @@ private:
     std::atomic<State> state_{State::CLOSED};
     // The reactor uses these while the state is receiving:
     Socket socket_;
+    bool watches_losses_ = false;
     NUV_UINT32 lost_ = 0; // datagrams, as it has told last
 };
 

@@ -46,11 +46,6 @@ Descriptor open_socket(const UdpFamily &family, int flags) {
     return opened;
 }
 
-/** Has a socket tell of what it has lost. A system where it cannot goes without. */
-void watch_losses(int socket) {
-    (void)set_option(socket, SOL_SOCKET, SO_RXQ_OVFL, 1);
-}
-
 bool bind_socket(const UdpFamily &family, int socket, const KOLS_Transport_Address_t &address,
                  KOLS_Transport_Port_t port) {
     UdpAddress name{};
@@ -78,9 +73,6 @@ NUVNetioSocket_t open_unicast(void *param, const NUVNetioSendOptions *options) {
     if (opened.is_open() && !family.set_sender_options(opened.get(), *options)) {
         give_up(&opened);
     }
-    if (opened.is_open()) {
-        watch_losses(opened.get());
-    }
     return opened.take();
 }
 
@@ -103,9 +95,7 @@ NUVNetioSocket_t open_group(void *param, const NUVNetioLocator *group, const cha
         *step_out = "bind the socket";
         done = bind_socket(family, opened.get(), group->address, group->port);
     }
-    if (done) {
-        watch_losses(opened.get());
-    } else {
+    if (!done) {
         give_up(&opened);
     }
     return opened.take();
@@ -148,6 +138,10 @@ int receive(void *param, NUVNetioSocket_t socket, NUV_UINT8 *buffer, NUV_UINT32 
         }
     }
     return 1;
+}
+
+void watch_losses(void * /*param*/, NUVNetioSocket_t socket) {
+    (void)set_option(descriptor_of(socket), SOL_SOCKET, SO_RXQ_OVFL, 1);
 }
 
 NUVNetioSocket_t open_sender(void *param, const NUVNetioSendOptions *options) {

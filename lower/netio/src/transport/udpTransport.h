@@ -21,6 +21,7 @@ int leave(void *param, NUVNetioSocket_t socket, const NUVNetioLocator *group,
           NUV_UINT32 interface_index);
 int receive(void *param, NUVNetioSocket_t socket, NUV_UINT8 *buffer, NUV_UINT32 size,
             NUVNetioDatagram *out);
+void watch_losses(void *param, NUVNetioSocket_t socket);
 NUVNetioSocket_t open_sender(void *param, const NUVNetioSendOptions *options);
 int send(void *param, NUVNetioSocket_t socket, const NUVNetioLocator *destination,
          NUV_UINT32 interface_index, const NUV_UINT8 *data, NUV_UINT32 length, int may_wait);
@@ -32,17 +33,10 @@ void close(void *param, NUVNetioSocket_t socket);
 constexpr NUVNetioTransport make_udp_transport(const NUVNetioTransportClass &its_class,
                                                const UdpFamily &family) {
     // The parameter of a record of slots is not const, for other transports' sake.
-    return {&its_class,
-            udp::open_unicast,
-            udp::bind_unicast,
-            udp::open_group,
-            udp::join,
-            udp::leave,
-            udp::receive,
-            udp::open_sender,
-            udp::send,
-            udp::close,
-            const_cast<UdpFamily *>(&family)};
+    return {&its_class,      udp::open_unicast, udp::bind_unicast,
+            udp::open_group, udp::join,         udp::leave,
+            udp::receive,    udp::watch_losses, udp::open_sender,
+            udp::send,       udp::close,        const_cast<UdpFamily *>(&family)};
 }
 
 /**
