@@ -14,8 +14,10 @@ namespace {
 
 using commend_test::Facade;
 using support::LogCapture;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
+using testing::Ne;
 
 class SendFromTest : public testing::Test {
 protected:
@@ -83,8 +85,17 @@ TEST_F(SendFromTest, EntryportOfAGroupIsNotSentFrom) {
 TEST_F(SendFromTest, EntryportIsThatOfTheDestinationsTransport) {
     Facade both(runtime, COMMEND_ACTIVE_FACADE_PROPERTY_DEFAULT, "udpv4,udpv6");
     both.add(net::locator("[::1]", port));
+    std::vector<int> from;
+    faults::replace("sendmsg without waiting", [&](int socket, const msghdr *, int) -> ssize_t {
+        sockaddr_in6 name{}; // the port is where that of IPv4 is
+        socklen_t length = sizeof name;
+        EXPECT_EQ(getsockname(socket, reinterpret_cast<sockaddr *>(&name), &length), 0);
+        from.push_back(ntohs(name.sin6_port));
+        return 0;
+    });
     EXPECT_EQ(both.send_from(port, there()), 1);
-    EXPECT_NE(source_port(), port);
+    EXPECT_EQ(both.send_from(port, net::locator("[::1]:1")), 1);
+    EXPECT_THAT(from, ElementsAre(Ne(port), port));
 }
 
 TEST_F(SendFromTest, GroupIsSentToOverEachInterfaceAndCountsOnce) {

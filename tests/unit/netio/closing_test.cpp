@@ -2,6 +2,7 @@
 // What is released while the reactor is just at it.
 #include <memory>
 #include <optional>
+#include <set>
 
 #include <gtest/gtest.h>
 
@@ -30,30 +31,53 @@ public:
     std::atomic<bool> is_sending{false};
 
 private:
+    /** What is done to a socket, which is not closed meanwhile. */
+    class Use {
+    public:
+        Use(NUVNetioSocket_t socket, std::atomic<bool> &flag) : socket_(socket), flag_(flag) {
+            const std::lock_guard lock(slots_->mutex_);
+            slots_->used_.insert(socket);
+            flag_ = true;
+        }
+        ~Use() {
+            const std::lock_guard lock(slots_->mutex_);
+            slots_->used_.erase(slots_->used_.find(socket_));
+            flag_ = false;
+        }
+        Use(const Use &) = delete;
+        Use &operator=(const Use &) = delete;
+
+        static bool is_of(NUVNetioSocket_t socket) {
+            const std::lock_guard lock(slots_->mutex_);
+            return slots_->used_.contains(socket);
+        }
+
+    private:
+        const NUVNetioSocket_t socket_;
+        std::atomic<bool> &flag_;
+    };
+
     static int receive(void *param, NUVNetioSocket_t socket, NUV_UINT8 *buffer, NUV_UINT32 size,
                        NUVNetioDatagram *out) {
-        slots_->is_receiving = true;
+        const Use use(socket, slots_->is_receiving);
         EXPECT_TRUE(net::eventually([] { return !slots_->held; }));
-        const int received = NUV_NETIO_TRANSPORT_UDPv4.receive(param, socket, buffer, size, out);
-        slots_->is_receiving = false;
-        return received;
+        return NUV_NETIO_TRANSPORT_UDPv4.receive(param, socket, buffer, size, out);
     }
     static int send(void *param, NUVNetioSocket_t socket, const NUVNetioLocator *destination,
                     NUV_UINT32 interface_index, const NUV_UINT8 *data, NUV_UINT32 length,
                     int may_wait) {
-        slots_->is_sending = true;
+        const Use use(socket, slots_->is_sending);
         EXPECT_TRUE(net::eventually([] { return !slots_->held; }));
-        const int sent = NUV_NETIO_TRANSPORT_UDPv4.send(param, socket, destination, interface_index,
-                                                        data, length, may_wait);
-        slots_->is_sending = false;
-        return sent;
+        return NUV_NETIO_TRANSPORT_UDPv4.send(param, socket, destination, interface_index, data,
+                                              length, may_wait);
     }
     static void close(void *param, NUVNetioSocket_t socket) {
-        EXPECT_FALSE(slots_->is_receiving);
-        EXPECT_FALSE(slots_->is_sending);
+        EXPECT_FALSE(Use::is_of(socket));
         NUV_NETIO_TRANSPORT_UDPv4.close(param, socket);
     }
 
+    std::mutex mutex_; // guards what follows
+    std::multiset<NUVNetioSocket_t> used_;
     static inline HeldNetwork *slots_ = nullptr; // the parameter is that of UDPv4
 };
 

@@ -172,6 +172,24 @@ TEST(LossCountTest, NewSocketBeginsWithoutLosses) {
     });
 }
 
+TEST(LossCountTest, DatagramWithoutLossesOrInterfaceSaysSo) {
+    const NUVNetioTransport &udp = NUV_NETIO_TRANSPORT_UDPv4;
+    const NUVNetioSendOptions options = NUV_NETIO_SEND_OPTIONS_DEFAULT;
+    const NUVNetioLocator port = net::locator("127.0.0.1", net::free_port());
+    const NUVNetioSocket_t socket = udp.openUnicast(udp.param, &options);
+    ASSERT_NE(udp.bindUnicast(udp.param, socket, &port.address, port.port), 0);
+    udp.watchLosses(udp.param, socket);
+    ASSERT_TRUE(net::PlainSocket().send_to(port, "hello"));
+    NUVNetioDatagram datagram{};
+    datagram.interfaceIndex = 7;
+    datagram.lost = 7;
+    NUV_UINT8 buffer[16];
+    ASSERT_NE(udp.receive(udp.param, socket, buffer, sizeof buffer, &datagram), 0);
+    EXPECT_EQ(datagram.interfaceIndex, 0u);
+    EXPECT_EQ(datagram.lost, 0u);
+    udp.close(udp.param, socket);
+}
+
 TEST(LossCountTest, SocketsCountMayBeginAnew) {
     net::VirtualClock clock;
     net::MemoryNetwork network;

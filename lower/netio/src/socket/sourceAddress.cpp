@@ -14,18 +14,6 @@ constexpr int UNFIT = -1;
 /** Better than whatever has bits in common with the destination. */
 constexpr int OF_THE_INTERFACE = 8 * sizeof(KOLS_Transport_Address_t) + 1;
 
-/** The first entry that has what is looked for; null: none. */
-template <typename Predicate>
-const NUVNetioInterface *find_if(const NUVNetioInterfaceSnapshot &snapshot, Predicate predicate) {
-    for (NUV_INT32 i = 0; i < NUVNetioInterfaceSnapshot_getLength(&snapshot); ++i) {
-        const NUVNetioInterface *const one = NUVNetioInterfaceSnapshot_get(&snapshot, i);
-        if (predicate(*one)) {
-            return one;
-        }
-    }
-    return nullptr;
-}
-
 /** How many bits two addresses begin with that are the same. */
 int common_bits(const KOLS_Transport_Address_t &left, const KOLS_Transport_Address_t &right) {
     int bits = 0;
@@ -46,27 +34,25 @@ SourceAddress::SourceAddress(const NUVNetioTransportClass &its_class,
                              const KOLS_Transport_Address_t &destination,
                              NUV_UINT32 interface_index, const NUVNetioInterfaceSnapshot &snapshot)
     : its_class_(its_class), destination_(destination), interface_index_(interface_index),
-      snapshot_(snapshot), is_loopback_(its_class.isLoopback(&destination) != 0) {
-    const NUVNetioInterface *const interface = find_if(
-        snapshot, [&](const NUVNetioInterface &one) { return one.index == interface_index; });
-    if (interface != nullptr) {
-        is_loopback_ = interface->isLoopback != 0;
-    }
-}
+      snapshot_(snapshot) {}
 
 int SourceAddress::fitness(const KOLS_Transport_Address_t &address) const {
     if (is_on_interface(address)) {
         return OF_THE_INTERFACE;
     }
-    return (its_class_.isLoopback(&address) != 0) == is_loopback_
+    return (its_class_.isLoopback(&address) != 0) == (its_class_.isLoopback(&destination_) != 0)
                ? common_bits(address, destination_)
                : UNFIT;
 }
 
 bool SourceAddress::is_on_interface(const KOLS_Transport_Address_t &address) const {
-    return find_if(snapshot_, [&](const NUVNetioInterface &one) {
-               return one.index == interface_index_ && is_same_address(one.address, address);
-           }) != nullptr;
+    for (NUV_INT32 i = 0; i < NUVNetioInterfaceSnapshot_getLength(&snapshot_); ++i) {
+        const NUVNetioInterface *const one = NUVNetioInterfaceSnapshot_get(&snapshot_, i);
+        if (one->index == interface_index_ && is_same_address(one->address, address)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 } // namespace netio

@@ -32,7 +32,6 @@ private:
     const KOLS_Transport_Address_t &destination_;
     const NUV_UINT32 interface_index_;
     const NUVNetioInterfaceSnapshot &snapshot_;
-    bool is_loopback_;
 };
 
 } // namespace netio
