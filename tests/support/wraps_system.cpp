@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include <ifaddrs.h>
+#include <netdb.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/epoll.h>
@@ -46,6 +47,9 @@ WRAP_SYSTEM(ssize_t, recvmsg, (int descriptor, msghdr *message, int flags), desc
 
 WRAP_SYSTEM(int, poll, (pollfd * descriptors, nfds_t number, int timeout), descriptors, number,
             timeout)
+WRAP_SYSTEM(int, getaddrinfo,
+            (const char *node, const char *service, const addrinfo *hints, addrinfo **out), node,
+            service, hints, out)
 WRAP_SYSTEM(int, epoll_create1, (int flags), flags)
 WRAP_SYSTEM(int, epoll_ctl, (int descriptor, int operation, int other, epoll_event *event),
             descriptor, operation, other, event)

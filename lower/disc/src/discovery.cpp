@@ -4,6 +4,7 @@
 #include <new>
 
 #include "disc_log.h"
+#include "netio/netio_callback.h"
 #include "participant.h"
 
 using disc::Domain;
@@ -195,8 +196,15 @@ int DISCParticipant_setPeers(DISCParticipant *self, const NUVNetioPeer *peers, N
         DISC_ERROR("%u peers: allowed are %d", count, DISC_PEERS_MAX);
         return 0;
     }
+    const std::span given(peers, count);
+    const bool has_names = std::any_of(given.begin(), given.end(), [](const NUVNetioPeer &one) {
+        return one.hostname[0] != '\0';
+    });
+    if (has_names && NUVNetioRuntime_startCallbacks(self->domain().runtime()) == 0) {
+        return 0; // which has said why
+    }
     const Domain::Visit visit(self->domain(), worker);
-    if (!self->set_peers({peers, count})) {
+    if (!self->set_peers(given)) {
         DISC_ERROR("out of memory for the peers of a participant");
         return 0;
     }

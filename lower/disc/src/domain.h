@@ -33,6 +33,9 @@ public:
     NUV_INT64 now() const {
         return clock_->getNanoseconds(clock_);
     }
+    NUVNetioRuntime *runtime() const {
+        return runtime_;
+    }
     REDARepetitions *repetitions() const {
         return NUVNetioRuntime_getRepetitions(runtime_);
     }

@@ -93,7 +93,9 @@ DISCParticipant::DISCParticipant(DISCDiscovery &discovery, Domain &domain,
                  on_acknack,
                  this},
       others_{RTPS_ENTITYID_UNKNOWN, on_other_data, on_heartbeat, on_gap, on_acknack, this},
-      period_(on_period, this), change_(on_change, this), answered_(domain.secret()) {
+      period_(on_period, this),
+      change_(on_change, this), find_names_{on_find_names, this, nullptr, 0},
+      answered_(domain.secret()) {
     PRESParticipant_getGuid(participant, &guid_);
     chance_ = disc::seed_of(guid_.prefix);
 }
@@ -123,7 +125,7 @@ bool DISCParticipant::add_endpoints(REDAWorker *worker) {
 
 bool DISCParticipant::remove_endpoints(REDAWorker *worker) {
     PRESParticipant_setDiscovery(participant_, nullptr, worker);
-    bool is_removed = true;
+    bool is_removed = NUVNetioRuntime_cancelCallback(domain_.runtime(), &find_names_) != 0;
     for (const COMMENDEndpoint *endpoint : {&detector_, &announcer_, &others_}) {
         is_removed = COMMENDFacade_removeEndpoint(facade_, endpoint) != 0 && is_removed;
     }
@@ -303,6 +305,7 @@ void DISCParticipant::on_period(void *owner, NUV_INT64 now) {
     } else {
         pause = self->shorten(self->period());
         self->announce_to_unreached(now);
+        self->find_names();
     }
     self->schedule().set(self->period_, disc::later(now, std::max(pause, disc::SHORTEST_PERIOD)));
 }
@@ -351,9 +354,35 @@ bool DISCParticipant::set_peers(std::span<const NUVNetioPeer> peers) {
     if (!peers_.set(peers, property(), COMMENDFacade_getConfigurator(facade_))) {
         return false;
     }
+    find_names();
     domain_.meet(*this);
     announce_soon();
     return true;
+}
+
+/** The thread of callbacks runs, as there are names. */
+void DISCParticipant::find_names() {
+    if (peers_.has_names()) {
+        NUVNetioRuntime_postCallback(domain_.runtime(), &find_names_);
+    }
+}
+
+void DISCParticipant::on_find_names(void *param, REDAWorker *worker) {
+    auto *self = static_cast<DISCParticipant *>(param);
+    disc::Names names;
+    {
+        const Domain::Visit visit(self->domain_, worker);
+        if (!self->peers_.copy_names(&names)) {
+            return; // it is tried again with the next period
+        }
+    }
+    disc::find_addresses(&names, self->domain_.repetitions());
+    const Domain::Visit visit(self->domain_, worker);
+    if (self->peers_.take_names(names, self->property(),
+                                COMMENDFacade_getConfigurator(self->facade_))) {
+        self->domain_.meet(*self);
+        self->announce_soon();
+    }
 }
 
 void DISCParticipant::announce_to_peers() {

@@ -7,6 +7,7 @@
 #include "bounds.h"
 #include "commend/commend_endpoint.h"
 #include "domain.h"
+#include "netio/netio_callback.h"
 #include "news.h"
 #include "peers.h"
 
@@ -171,6 +172,7 @@ private:
     static void on_acknack(void *param, const COMMENDMessageContext *context,
                            const RTPSAckNack *acknack, REDAWorker *worker);
 
+    static void on_find_names(void *param, REDAWorker *worker);
     static void on_period(void *owner, NUV_INT64 now);
     static void on_change(void *owner, NUV_INT64 now);
 
@@ -181,6 +183,7 @@ private:
     void leave_first();
     NUV_INT64 period() const;
     bool has_moved_to(const DISCRemote &record) const;
+    void find_names();
     void announce_change();
     void announce_to_peers();
     void announce_to_unreached(NUV_INT64 now);
@@ -218,6 +221,7 @@ private:
     NUV_INT64 last_change_ = 0;
     NUV_INT64 shortest_lease_ = disc::NEVER; // that it has announced
     NUV_UINT32 chance_;
+    NUVNetioCallback find_names_;
     RTPSCount count_ = 0; // of its heartbeats and questions
     disc::Recent<disc::Asker, 64> answered_;
     using Strangers = disc::Recent<disc::Asker, 4096>;

@@ -13,12 +13,28 @@ namespace disc {
 
 using Destinations = Array<Place>;
 
+/** Peers with a host name each, and those that have its addresses. */
+struct Names {
+    Array<NUVNetioPeer> given;
+    Array<NUVNetioPeer> found; // with an address, and the name that it is of
+    NUV_UINT32 version = 0;    // of those that were given
+};
+
 /** The peers as they were given, and where that is. */
 class Peers {
 public:
     /** False when memory runs out; then they are those of before. */
     bool set(std::span<const NUVNetioPeer> peers, const DISCParticipantProperty &property,
              NUVNetioConfigurator *configurator);
+
+    bool has_names() const {
+        return has_names_;
+    }
+    /** Copies those with a name out. False when memory runs out. */
+    bool copy_names(Names *out) const;
+    /** Takes over the addresses that were found. True when that changes anything. */
+    bool take_names(const Names &names, const DISCParticipantProperty &property,
+                    NUVNetioConfigurator *configurator);
 
     const Destinations &destinations() const {
         return destinations_;
@@ -29,8 +45,15 @@ public:
     }
 
 private:
+    Array<NUVNetioPeer> given_;
+    Array<NUVNetioPeer> found_;
+    NUV_UINT32 version_ = 0;
+    bool has_names_ = false;
     Destinations destinations_;
 };
+
+/** Asks for the addresses of the names; it may take as long as that takes. */
+void find_addresses(Names *names, REDARepetitions *repetitions);
 
 } // namespace disc
 

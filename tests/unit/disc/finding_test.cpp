@@ -2,6 +2,10 @@
 // Participants find each other, and know when the others go.
 #include "participants.h"
 
+#include <cstdlib>
+
+#include <netdb.h>
+
 namespace {
 
 using namespace sim;
@@ -145,6 +149,93 @@ TEST_F(Finding, AListenerThatDoesNotKeepUpIsNotToldOfThoseThatCameAndWent) {
     }
     EXPECT_EQ(a.statistics().left, 1000u);
     EXPECT_EQ(a.news().size(), 256u);
+}
+
+/** While it lives the host "there" has an address, or none. */
+class Names {
+public:
+    explicit Names(const std::string &address) {
+        answer = address;
+        faults::replace("getaddrinfo", [](const char *node, const char *, const addrinfo *,
+                                          addrinfo **out) { return resolve(node, out); });
+    }
+    static inline std::string answer;
+    static inline int asked = 0;
+
+private:
+    static int resolve(const char *node, addrinfo **out) {
+        ++asked;
+        if (std::string(node) != "there" || answer.empty()) {
+            return EAI_NONAME;
+        }
+        struct Block {
+            addrinfo info;
+            sockaddr_in address;
+        };
+        auto *block = static_cast<Block *>(std::calloc(1, sizeof(Block)));
+        block->address.sin_family = AF_INET;
+        inet_pton(AF_INET, answer.c_str(), &block->address.sin_addr);
+        block->info.ai_family = AF_INET;
+        block->info.ai_addr = reinterpret_cast<sockaddr *>(&block->address);
+        block->info.ai_addrlen = sizeof block->address;
+        *out = &block->info;
+        return 0;
+    }
+
+    const faults::Guard guard_;
+};
+
+TEST_F(Finding, APeerMayBeTheNameOfAHost) {
+    net.lan.set({Multicast::NONE});
+    const Names names("192.0.2.2");
+    Settings settings;
+    settings.peers = {"there"};
+    Party a(left, settings);
+    Party b(right);
+    net.world.run_for(10 * MS);
+    EXPECT_TRUE(a.knows(b));
+    EXPECT_TRUE(b.knows(a));
+}
+
+TEST_F(Finding, ANameIsFollowedToItsNewAddress) {
+    net.lan.set({Multicast::NONE});
+    const Names names("192.0.2.77");
+    Settings settings;
+    settings.peers = {"there"};
+    Party a(left, settings);
+    Party b(right);
+    net.world.run_for(SECOND);
+    EXPECT_FALSE(a.knows(b));
+    Names::answer = "192.0.2.2";
+    net.world.run_for(9 * SECOND);
+    EXPECT_TRUE(a.knows(b));
+}
+
+TEST_F(Finding, ANameThatIsNotKnownAnyMoreKeepsItsAddress) {
+    net.lan.set({Multicast::NONE});
+    const Names names("192.0.2.2");
+    Settings settings;
+    settings.peers = {"there"};
+    Party a(left, settings);
+    Party b(right);
+    net.world.run_for(SECOND);
+    Names::answer = "";
+    net.world.run_for(100 * SECOND);
+    EXPECT_TRUE(a.knows(b));
+    EXPECT_TRUE(b.knows(a));
+    EXPECT_EQ(b.statistics().lost, 0u);
+}
+
+TEST_F(Finding, ANameIsAskedForOnceInAPeriodAtTheMost) {
+    const Names names("192.0.2.2");
+    Settings settings;
+    settings.peers = {"there:7410"};
+    Party a(left, settings);
+    net.world.run_for(SECOND);
+    Names::asked = 0;
+    net.world.run_for(36 * SECOND);
+    EXPECT_GE(Names::asked, 9);
+    EXPECT_LE(Names::asked, 10);
 }
 
 } // namespace

@@ -121,6 +121,17 @@ struct NUVNetioPeer {
  */
 int NUVNetioPeer_parse(const char *text, struct NUVNetioPeer *out);
 
+/**
+ * @brief Asks the system for the addresses of a peer's host name, as locators with the peer's port.
+ * Takes as long as the name servers take: not to be called with anything locked, nor on the
+ * reactor's thread.
+ * @param buffer room for @p maximum; further addresses are left out, and those that are not of the
+ *               transport that the peer asks for, or need a scope.
+ * @return how many were written; 0 for a numeric peer, and when there is no such host.
+ */
+NUV_UINT32 NUVNetioPeer_resolve(const struct NUVNetioPeer *peer, struct NUVNetioLocator *buffer,
+                                NUV_UINT32 maximum);
+
 #ifdef __cplusplus
 }
 
