@@ -38,6 +38,8 @@ public:
 
     /** Deals with one submessage. Unless it is accepted the rest of the message is invalid. */
     RTPSRefusal take(const RTPSSubmessage &submessage);
+    /** All of them were accepted. */
+    void end(const RTPSHeader &header);
 
 private:
     RTPSRefusal take_header_extension(const RTPSSubmessage &submessage);
@@ -249,6 +251,16 @@ RTPSRefusal Interpreter::Walk::hand_on(const RTPSSubmessage &submessage,
     return RTPS_ACCEPTED;
 }
 
+void Interpreter::Walk::end(const RTPSHeader &header) {
+    context_.source = header;
+    (void)interpreter_.endpoints.call(RTPS_ENTITYID_UNKNOWN, [&](const COMMENDEndpoint &endpoint) {
+        if (endpoint.onMessage != nullptr) {
+            endpoint.onMessage(endpoint.param, &context_, worker_);
+        }
+        return true;
+    });
+}
+
 Interpreter::Interpreter(const COMMENDFacadeProperty &property, NUVNetioRuntime *runtime)
     : endpoints(runtime), own_prefix_(property.guidPrefix),
       enforces_alignment_(property.interpreter.enforceSubmessageAlignment != 0),
@@ -269,7 +281,9 @@ void Interpreter::interpret(const NUVNetioMessage &message, const RTPSHeader &he
     }
     if (reader.refusal != RTPS_ACCEPTED) {
         note_refusal(message, reader.refusal);
+        return;
     }
+    walk.end(header);
 }
 
 void Interpreter::note_refusal(const NUVNetioMessage &message, RTPSRefusal reason) {

@@ -594,7 +594,8 @@ Known *Domain::note_sign_of_life(DISCParticipant &by, const COMMENDMessageContex
     }
     renew(*known, heard);
     note_life(*known);
-    (void)look(by, heard, *known);
+    View &view = by.view_of(*known);
+    view.is_heard = view.is_heard || heard.is_directed;
     return known;
 }
 

@@ -82,17 +82,19 @@ DISCParticipant::DISCParticipant(DISCDiscovery &discovery, Domain &domain,
       facade_(PRESParticipant_getFacade(participant)),
       detector_{RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_DETECTOR,
                 on_data,
-                on_heartbeat,
-                on_gap,
                 nullptr,
+                nullptr,
+                nullptr,
+                on_message,
                 this},
       announcer_{RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER,
                  nullptr,
                  nullptr,
                  nullptr,
                  on_acknack,
+                 nullptr,
                  this},
-      others_{RTPS_ENTITYID_UNKNOWN, on_other_data, on_heartbeat, on_gap, on_acknack, this},
+      others_{RTPS_ENTITYID_UNKNOWN, nullptr, nullptr, nullptr, on_acknack, nullptr, this},
       period_(on_period, this),
       change_(on_change, this), find_names_{on_find_names, this, nullptr, 0},
       answered_(domain.secret()) {
@@ -579,36 +581,20 @@ bool DISCParticipant::ignore(const NUVOsapiRtpsGuidPrefix &prefix) {
 
 void DISCParticipant::on_data(void *param, const COMMENDMessageContext *context,
                               const RTPSData *data, REDAWorker *worker) {
-    if (data->writerId != RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER) {
-        on_other_data(param, context, data, worker);
-        return;
-    }
     auto *self = static_cast<DISCParticipant *>(param);
     const Domain::Visit visit(self->domain_, worker);
-    if (self->is_active_) {
+    if (self->is_active_ && data->writerId == RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER) {
         self->domain_.receive(*self, *context, *data);
     }
 }
 
-void DISCParticipant::on_other_data(void *param, const COMMENDMessageContext *context,
-                                    const RTPSData * /*data*/, REDAWorker *worker) {
-    static_cast<DISCParticipant *>(param)->note_sign_of_life(*context, worker);
-}
-
-void DISCParticipant::on_heartbeat(void *param, const COMMENDMessageContext *context,
-                                   const RTPSHeartbeat * /*heartbeat*/, REDAWorker *worker) {
-    static_cast<DISCParticipant *>(param)->note_sign_of_life(*context, worker);
-}
-
-void DISCParticipant::on_gap(void *param, const COMMENDMessageContext *context,
-                             const RTPSGap * /*gap*/, REDAWorker *worker) {
-    static_cast<DISCParticipant *>(param)->note_sign_of_life(*context, worker);
-}
-
-void DISCParticipant::note_sign_of_life(const COMMENDMessageContext &context, REDAWorker *worker) {
-    const Domain::Visit visit(domain_, worker);
-    if (is_active_) {
-        (void)domain_.note_sign_of_life(*this, context);
+/** Whatever a participant says shows that it lives. */
+void DISCParticipant::on_message(void *param, const COMMENDMessageContext *context,
+                                 REDAWorker *worker) {
+    auto *self = static_cast<DISCParticipant *>(param);
+    const Domain::Visit visit(self->domain_, worker);
+    if (self->is_active_) {
+        (void)self->domain_.note_sign_of_life(*self, *context);
     }
 }
 

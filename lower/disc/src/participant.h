@@ -163,12 +163,7 @@ private:
     static void on_shutdown(void *param, REDAWorker *worker);
     static void on_data(void *param, const COMMENDMessageContext *context, const RTPSData *data,
                         REDAWorker *worker);
-    static void on_other_data(void *param, const COMMENDMessageContext *context,
-                              const RTPSData *data, REDAWorker *worker);
-    static void on_heartbeat(void *param, const COMMENDMessageContext *context,
-                             const RTPSHeartbeat *heartbeat, REDAWorker *worker);
-    static void on_gap(void *param, const COMMENDMessageContext *context, const RTPSGap *gap,
-                       REDAWorker *worker);
+    static void on_message(void *param, const COMMENDMessageContext *context, REDAWorker *worker);
     static void on_acknack(void *param, const COMMENDMessageContext *context,
                            const RTPSAckNack *acknack, REDAWorker *worker);
 
@@ -193,7 +188,6 @@ private:
     void visit_known(Visitor visitor);
     bool send(const disc::Place &place, std::span<const NUV_UINT8> message);
     NUV_UINT64 send_to(const disc::Known &known, std::span<const NUV_UINT8> message);
-    void note_sign_of_life(const COMMENDMessageContext &context, REDAWorker *worker);
     NUV_INT64 shorten(NUV_INT64 period);
     disc::Schedule &schedule() const;
 

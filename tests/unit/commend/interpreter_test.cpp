@@ -178,7 +178,6 @@ public:
     std::vector<std::string> calls;
     std::function<void()> then; // within each call
 
-private:
     static void note(void *param, const COMMENDMessageContext &context, std::string text) {
         auto *self = static_cast<Endpoint *>(param);
         const RTPSHeader &source = context.source;
@@ -208,6 +207,7 @@ private:
         }
     }
 
+private:
     Facade &facade_;
 };
 
@@ -321,6 +321,42 @@ TEST_F(InterpreterTest, WhatIsDirectedAtOthersIsNotHandedOn) {
     send(Message().destination(THIRD).data(READER, 1).destination(OWN).data(READER, 2));
     EXPECT_THAT(reader.calls, ElementsAre(plain("data 2") + ", directed"));
     EXPECT_EQ(statistics().forOthers, 1u);
+}
+
+/** It hears of each message as a whole, too. */
+class WholeMessageTest : public InterpreterTest {
+protected:
+    void SetUp() override {
+        InterpreterTest::SetUp();
+        whole.endpoint.onData = nullptr;
+        whole.endpoint.onMessage = [](void *param, const COMMENDMessageContext *context,
+                                      REDAWorker *) { Endpoint::note(param, *context, "message"); };
+        ASSERT_TRUE(whole.add());
+    }
+    Endpoint whole{facade, WRITER};
+};
+
+TEST_F(WholeMessageTest, IsToldOfOnceAfterItsSubmessages) {
+    whole.then = [this] { EXPECT_EQ(reader.calls.size(), 2u); };
+    send(Message().data(READER, 1).data(READER, 2));
+    EXPECT_THAT(whole.calls, ElementsAre(plain("message")));
+}
+
+TEST_F(WholeMessageTest, IsToldOfWhoeverItIsFor) {
+    send(Message().destination(THIRD).data(READER, 1));
+    EXPECT_EQ(whole.calls.size(), 1u);
+}
+
+TEST_F(WholeMessageTest, IsItsSendersWhateverIsInIt) {
+    send(Message().source(THIRD).data(READER, 1));
+    EXPECT_THAT(whole.calls, ElementsAre(plain("message")));
+}
+
+TEST_F(WholeMessageTest, IsNotToldOfWhenItIsInvalid) {
+    std::string broken = Message().data(READER, 1).data(READER, 2).octets();
+    broken.pop_back();
+    send(broken);
+    EXPECT_THAT(whole.calls, ElementsAre());
 }
 
 TEST_F(InterpreterTest, AnUnknownDestinationIsEverybody) {

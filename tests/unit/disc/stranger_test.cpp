@@ -269,6 +269,40 @@ TEST_F(Stranger, RenewsItsLeaseByAnythingThatItSays) {
     EXPECT_FALSE(is_known());
 }
 
+TEST_F(Stranger, RenewsItsLeaseByWhatIsForOthers) {
+    made.lease = {1, 0};
+    say(announcement(made));
+    net.world.run_for(700 * MS);
+    Made to_other = made;
+    to_other.directed_at = {7, 7, 7};
+    say(heartbeat(to_other, 0x00000103));
+    net.world.run_for(700 * MS);
+    EXPECT_TRUE(is_known());
+}
+
+TEST_F(Stranger, RenewsNothingByAMessageThatIsInvalid) {
+    made.lease = {1, 0};
+    say(announcement(made));
+    net.world.run_for(700 * MS);
+    std::string broken = heartbeat(made, 0x00000103);
+    broken.resize(broken.size() - 1);
+    say(broken);
+    net.world.run_for(700 * MS);
+    EXPECT_FALSE(is_known());
+}
+
+TEST_F(Stranger, OfThisHostMaySpeakByLoopback) {
+    Process &here = machine.process.host().add_process("neighbour");
+    const Udp loopback(here, "127.0.0.1:9000");
+    made.metatraffic = {"192.0.2.1:7500"};
+    made.lease = {1, 0};
+    say(announcement(made));
+    net.world.run_for(700 * MS);
+    EXPECT_EQ(loopback.send("127.0.0.1:7410", announcement(made)), 0);
+    net.world.run_for(700 * MS);
+    EXPECT_TRUE(is_known());
+}
+
 TEST_F(Stranger, RenewsNothingFromSomewhereElse) {
     made.lease = {1, 0};
     say(announcement(made));

@@ -43,6 +43,13 @@ struct COMMENDEndpoint {
                   const struct RTPSGap *gap, struct REDAWorker *worker);
     void (*onAckNack)(void *param, const struct COMMENDMessageContext *context,
                       const struct RTPSAckNack *ackNack, struct REDAWorker *worker);
+    /**
+     * A message has been gone through to its end, whomever its submessages were for; the source is
+     * that of its header, and the byte order means nothing. Never of the one for
+     * RTPS_ENTITYID_UNKNOWN.
+     */
+    void (*onMessage)(void *param, const struct COMMENDMessageContext *context,
+                      struct REDAWorker *worker);
     void *param;
 };
 
