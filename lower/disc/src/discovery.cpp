@@ -9,7 +9,6 @@
 
 using disc::Domain;
 using disc::Known;
-using disc::View;
 
 /** A domain is there as long as it has participants. */
 struct DISCDiscovery {

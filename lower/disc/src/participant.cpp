@@ -72,7 +72,6 @@ bool OwnProperty::copy(const DISCParticipantProperty &property) {
 
 using disc::Domain;
 using disc::Known;
-using disc::NEVER;
 using disc::Place;
 using disc::View;
 

@@ -39,18 +39,13 @@ Known::~Known() {
     NUV_ASSERT(claim == nullptr);
 }
 
-bool Known::is_at(const Place &from) const {
-    if (from.has_same_address(source)) {
+bool Known::is_at(const Place &place) const {
+    if (place.has_same_address(source)) {
         return true;
     }
     const auto places = record->unicast();
     return std::any_of(places.begin(), places.end(),
-                       [&](const Place &place) { return place.has_same_address(from); });
-}
-
-bool Known::has_tag(const RTPSText &other) const {
-    return tag.length == other.length &&
-           (tag.length == 0 || std::memcmp(tag.text, other.text, tag.length) == 0);
+                       [&](const Place &one) { return one.has_same_address(place); });
 }
 
 Table::~Table() {

@@ -37,8 +37,7 @@ public:
     static constexpr std::size_t TIMERS = 3;
 
     /** Whether what comes from there may be its own: it said so, or was heard from there. */
-    bool is_at(const Place &source) const;
-    bool has_tag(const RTPSText &tag) const;
+    bool is_at(const Place &place) const;
 
     Domain &domain;
     const NUVOsapiRtpsGuidPrefix prefix;

@@ -256,10 +256,14 @@ DISCStatistics Party::statistics() {
 
 void Party::set_user_data(const std::string &text) {
     settings.user_data = text;
-    call([&] {
+    EXPECT_TRUE(set_property());
+}
+
+bool Party::set_property() {
+    return call([&] {
         int reason = 0;
         const PRESParticipantProperty changed = property();
-        EXPECT_NE(PRESParticipant_setProperty(participant, &reason, &changed, machine.worker), 0);
+        return PRESParticipant_setProperty(participant, &reason, &changed, machine.worker) != 0;
     });
 }
 

@@ -86,6 +86,8 @@ public:
     std::vector<std::string> news();
     DISCStatistics statistics();
     void set_user_data(const std::string &text);
+    /** Sets the property as the settings have it now; false when that was refused. */
+    bool set_property();
     void set_addresses(const std::vector<std::string> &addresses);
     void set_peers(const std::vector<std::string> &peers);
     bool ignore(const NUVOsapiRtpsGuidPrefix &prefix);
