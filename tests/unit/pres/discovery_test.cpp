@@ -227,6 +227,11 @@ TEST_F(DiscoveryTest, OrderIsThatOfWhatHappenedWhateverThreadsDoIt) {
 }
 
 TEST_F(DiscoveryTest, NothingIsToldAfterTheShutdownWhateverThreadsSetMeanwhile) {
+    announcer.meanwhile = [&] {
+        if (announcer.told.back() == "shutdown") {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5)); // for one that comes late
+        }
+    };
     ASSERT_NE(enable(participant), 0);
     std::atomic<bool> stop{false};
     std::vector<std::thread> threads;
@@ -242,11 +247,6 @@ TEST_F(DiscoveryTest, NothingIsToldAfterTheShutdownWhateverThreadsSetMeanwhile) 
             REDAWorkerFactory_destroyWorker(worker_factory, mine);
         });
     }
-    announcer.meanwhile = [&] {
-        if (announcer.told.back() == "shutdown") {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5)); // for one that comes late
-        }
-    };
     shut_down();
     stop = true;
     for (std::thread &thread : threads) {
