@@ -75,7 +75,7 @@ private:
     }
 
     const int count_;
-    const DDS_DomainParticipantListener listener_ = {this, nullptr, on_locators_changed};
+    const DDS_DomainParticipantListener listener_ = {this, nullptr, on_locators_changed, nullptr};
     std::mutex mutex_; /* guards what follows */
     std::condition_variable all_said_so_;
     int left_ = 0;

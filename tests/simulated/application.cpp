@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "domain/DomainParticipantFactory_internal.h"
 
 namespace simulated {
@@ -19,6 +20,10 @@ public:
     explicit Qos(const Application::Settings &settings) {
         EXPECT_EQ(DDS_DomainParticipantQos_initialize(&qos_), DDS_RETCODE_OK);
         qos_.transport_builtin.mask = settings.transports;
+        // What these applications are about is their ports.
+        EXPECT_EQ(DDS_PropertyQosPolicyHelper_add_property(&qos_.property, "dds.discovery.announce",
+                                                           "false", DDS_BOOLEAN_FALSE),
+                  DDS_RETCODE_OK);
     }
     ~Qos() {
         DDS_DomainParticipantQos_finalize(&qos_);

@@ -45,7 +45,7 @@ void LibraryTest::TearDown() {
 }
 
 DDS_DomainParticipant *LibraryTest::create(Callback callback, const DDS_DomainParticipantQos *qos) {
-    DDS_DomainParticipantListener listener = {nullptr, nullptr, nullptr};
+    DDS_DomainParticipantListener listener = {};
 
     if (callback != nullptr) {
         callbacks_.push_back(std::make_unique<Callback>(std::move(callback)));

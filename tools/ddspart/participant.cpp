@@ -91,7 +91,7 @@ void set_qos(DDS_DomainParticipantQos &qos, const RunOptions &options) {
 }
 
 const DDS_DomainParticipantListener LISTENER = {
-    nullptr, nullptr, [](void *, DDS_DomainParticipant *) { announce_news(); }};
+    nullptr, nullptr, [](void *, DDS_DomainParticipant *) { announce_news(); }, nullptr};
 
 using LocatorGetter = DDS_ReturnCode_t (*)(DDS_DomainParticipant *, DDS_LocatorSeq *);
 

@@ -7,6 +7,7 @@
 #define DDS_C_H
 
 #include "dds_c/dds_c_api.h"
+#include "dds_c/dds_c_builtin.h"
 #include "dds_c/dds_c_common.h"
 #include "dds_c/dds_c_domain.h"
 #include "dds_c/dds_c_domainparticipantqos.h"

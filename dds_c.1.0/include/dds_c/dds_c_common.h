@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 /**
  * @file dds_c_common.h
- * @brief Basic types: integers, return codes, durations and status masks (DDS 1.4 2.2.1.1, 2.2.4).
+ * @brief Basic types: integers, return codes, durations, times and status masks (DDS 1.4 2.2.1.1,
+ * 2.2.4).
  *
  * All functions are thread-safe and allocate nothing.
  */
@@ -84,6 +85,22 @@ DDS_Boolean DDS_Duration_is_infinite(const struct DDS_Duration_t *self);
  * @param self not null; else the result is DDS_BOOLEAN_FALSE and the error is logged.
  */
 DDS_Boolean DDS_Duration_is_valid(const struct DDS_Duration_t *self);
+
+/**
+ * @brief A point of time by the wall clock, since 1970-01-01T00:00:00Z (DDS 1.4 2.3.2, Time_t).
+ * Seconds have 64 bits, which last beyond 2038.
+ */
+typedef struct DDS_Time_t {
+    DDS_LongLong sec;
+    DDS_UnsignedLong nanosec; /**< nanoseconds, 0 to 999,999,999 */
+} DDS_Time_t;
+
+#define DDS_TIME_INVALID_SEC (-1)
+#define DDS_TIME_INVALID_NSEC 0xFFFFFFFFu
+
+/** The initializer of a time that is none. */
+#define DDS_TIME_INVALID                                                                           \
+    { DDS_TIME_INVALID_SEC, DDS_TIME_INVALID_NSEC }
 
 /** A set of statuses (DDS 1.4 2.2.4.1). */
 typedef DDS_UnsignedLong DDS_StatusMask;

@@ -26,6 +26,7 @@
 #define DDS_C_DOMAIN_H
 
 #include "dds_c/dds_c_api.h"
+#include "dds_c/dds_c_builtin.h"
 #include "dds_c/dds_c_common.h"
 #include "dds_c/dds_c_domainparticipantqos.h"
 #include "dds_c/dds_c_locator.h"
@@ -39,12 +40,14 @@ typedef struct DDS_DomainParticipant DDS_DomainParticipant;
 /** A topic: a name and the name of its type. */
 typedef struct DDS_Topic DDS_Topic;
 
-/** The globally unique identity of an entity (DDSI-RTPS 9.3.1): prefix, then entity id. */
-typedef struct DDS_GUID_t {
-    DDS_Octet value[16];
-} DDS_GUID_t;
-
-/** Told of a participant's statuses. A callback may be null. */
+/**
+ * @brief Told of a participant's statuses. A callback may be null.
+ *
+ * Those that say so run on a thread of the middleware's that does nothing but run callbacks, one at
+ * a time and with nothing locked, soon after what they tell of. They may read the participant, and
+ * cannot change it. No participant can be created, enabled or deleted there. One that does not
+ * return keeps the others from being called, and its own participant from being deleted.
+ */
 struct DDS_DomainParticipantListener {
     void *listener_data; /**< handed to every callback */
     /**
@@ -55,12 +58,18 @@ struct DDS_DomainParticipantListener {
     void (*on_inconsistent_topic)(void *listener_data, DDS_Topic *topic);
     /**
      * The participant's locators changed, because the network did; the mask does not matter. Runs
-     * soon after the change, once for all changes that it has not been told of, on a thread of the
-     * middleware's that does nothing but run callbacks, one at a time: it may read the participant,
-     * and cannot change it. No participant can be created, enabled or deleted here. One that does
-     * not return keeps the others from being called, and its own participant from being deleted.
+     * on the thread of callbacks, once for all changes that it has not been told of.
      */
     void (*on_locators_changed)(void *listener_data, DDS_DomainParticipant *participant);
+    /**
+     * The participant has discovered another one, or that one has changed or is gone; the mask does
+     * not matter. Runs on the thread of callbacks, once for each of them, in the order in which
+     * they came about, whatever has happened to it meanwhile. It may have the participant ignore
+     * the other one. @p data is good until it returns.
+     */
+    void (*on_participant_discovered)(void *listener_data, DDS_DomainParticipant *participant,
+                                      const struct DDS_ParticipantBuiltinTopicData *data,
+                                      DDS_DiscoveredParticipantChange change);
 };
 
 /** Stands for the factory's default participant QoS. */
@@ -146,7 +155,7 @@ DDS_DomainParticipant *DDS_DomainParticipantFactory_create_participant(
  * @return DDS_RETCODE_OK; DDS_RETCODE_BAD_PARAMETER when it is no participant of the factory;
  * DDS_RETCODE_PRECONDITION_NOT_MET while it has topics, and then it is as it was;
  * DDS_RETCODE_ERROR, or another code of why it could not be shut down: then it can be deleted
- * again; DDS_RETCODE_TIMEOUT when its on_locators_changed, or a message that is being handed on,
+ * again; DDS_RETCODE_TIMEOUT when a callback of its listener, or a message that is being handed on,
  * does not come to an end (within 4 s, or 40 s): it is shut down, its ports are free, and it can be
  * deleted again; DDS_RETCODE_ILLEGAL_OPERATION within a listener or in a forked child, and then it
  * is as it was.
@@ -186,11 +195,12 @@ DDS_ReturnCode_t DDS_DomainParticipant_get_qos(DDS_DomainParticipant *self,
  * user_data, partition, entity_factory, discovery.initial_peers, the lease_duration and
  * announcement_period of discovery_config, and the properties whose names do not begin with "dds."
  * may change; all else is fixed at creation. The words of the identity in wire_protocol may also be
- * 0, which keeps them.
+ * 0, which keeps them. Others are told of what they learn by discovery; should memory run out for
+ * that the QoS is set all the same, and the log says that they are not told.
  *
  * @return DDS_RETCODE_OK; DDS_RETCODE_IMMUTABLE_POLICY for a policy that is fixed;
- * DDS_RETCODE_INCONSISTENT_POLICY for a value that is not allowed; DDS_RETCODE_BAD_PARAMETER,
- * DDS_RETCODE_OUT_OF_RESOURCES or DDS_RETCODE_ERROR.
+ * DDS_RETCODE_INCONSISTENT_POLICY for a value that is not allowed, or that is too long to be
+ * announced; DDS_RETCODE_BAD_PARAMETER, DDS_RETCODE_OUT_OF_RESOURCES or DDS_RETCODE_ERROR.
  */
 DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
                                                const struct DDS_DomainParticipantQos *qos);
@@ -246,6 +256,74 @@ DDS_DomainParticipant_get_metatraffic_unicast_locators(DDS_DomainParticipant *se
 DDS_ReturnCode_t
 DDS_DomainParticipant_get_metatraffic_multicast_locators(DDS_DomainParticipant *self,
                                                          struct DDS_LocatorSeq *locators);
+
+/* ---- Discovery ------------------------------------------------------------------------------ */
+
+/*
+ * A participant takes part in discovery (DDSI-RTPS 8.5.3) from when it is enabled: it announces
+ * itself and knows whom it hears. Before that the operations below return DDS_RETCODE_NOT_ENABLED.
+ * They may be called within on_participant_discovered and on_locators_changed, except where it says
+ * so.
+ */
+
+/**
+ * @brief Lists the participants that this one knows and does not ignore.
+ * @param handles initialized; their order means nothing.
+ * @return DDS_RETCODE_OK; DDS_RETCODE_NOT_ENABLED; DDS_RETCODE_BAD_PARAMETER;
+ * DDS_RETCODE_OUT_OF_RESOURCES when memory runs out, and then @p handles are as they were;
+ * DDS_RETCODE_ILLEGAL_OPERATION in a forked child.
+ */
+DDS_ReturnCode_t
+DDS_DomainParticipant_get_discovered_participants(DDS_DomainParticipant *self,
+                                                  struct DDS_InstanceHandleSeq *handles);
+
+/**
+ * @brief Copies out what is known of one of them.
+ * @param data initialized; finalized by the caller.
+ * @return DDS_RETCODE_OK; DDS_RETCODE_PRECONDITION_NOT_MET when @p handle names none that this
+ * participant knows; else as DDS_DomainParticipant_get_discovered_participants. After a failure
+ * @p data is as it was.
+ */
+DDS_ReturnCode_t
+DDS_DomainParticipant_get_discovered_participant_data(DDS_DomainParticipant *self,
+                                                      struct DDS_ParticipantBuiltinTopicData *data,
+                                                      const struct DDS_InstanceHandle_t *handle);
+
+/**
+ * @brief Has the participant know nothing of another one from now on, known or not; that cannot be
+ * taken back.
+ * @return as DDS_DomainParticipant_get_discovered_participants; DDS_RETCODE_BAD_PARAMETER also for
+ * a handle that can be no participant's.
+ */
+DDS_ReturnCode_t
+DDS_DomainParticipant_ignore_participant(DDS_DomainParticipant *self,
+                                         const struct DDS_InstanceHandle_t *handle);
+
+/**
+ * @brief Waits until the participant knows @p count others.
+ * @param count   0 or more.
+ * @param timeout how long at most: 0 or more, and not infinite.
+ * @return DDS_RETCODE_OK; DDS_RETCODE_TIMEOUT, which is no error and not logged;
+ * DDS_RETCODE_NOT_ENABLED; DDS_RETCODE_BAD_PARAMETER; DDS_RETCODE_ILLEGAL_OPERATION within a
+ * listener or in a forked child.
+ */
+DDS_ReturnCode_t DDS_DomainParticipant_wait_for_participants(DDS_DomainParticipant *self,
+                                                             DDS_Long count,
+                                                             const struct DDS_Duration_t *timeout);
+
+/**
+ * @brief Announces the participant at once, as it does by itself in time for its lease (DDS 1.4
+ * 2.2.2.2.1.22). DDS_RETCODE_OK, _NOT_ENABLED, _BAD_PARAMETER, or _ILLEGAL_OPERATION in a forked
+ * child.
+ */
+DDS_ReturnCode_t DDS_DomainParticipant_assert_liveliness(DDS_DomainParticipant *self);
+
+/** Copies out what the participant's discovery has done; returns as the function above. */
+DDS_ReturnCode_t
+DDS_DomainParticipant_get_discovery_statistics(DDS_DomainParticipant *self,
+                                               struct DDS_DiscoveryStatistics *statistics);
+
+/* ---- Topics --------------------------------------------------------------------------------- */
 
 /**
  * @brief Creates a topic.

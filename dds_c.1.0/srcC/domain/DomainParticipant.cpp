@@ -21,6 +21,7 @@
 #include "qos/unusedSettings.h"
 #include "reda/reda_exclusiveArea.h"
 #include "reda/reda_string.h"
+#include "rtps/rtps_guid.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_DOMAIN;
 
@@ -196,7 +197,7 @@ void warn_of_unused_settings(const DDS_DomainParticipantQos &qos) {
 /** Frees whatever the participant has but its presentation half. */
 void free_participant(DDS_DomainParticipant *self) {
     NUV_ASSERT(!self->isEnabled && self->presentation.participant == nullptr &&
-               self->keptPortCount == 0);
+               self->discovery == nullptr && self->keptPortCount == 0);
     NUVNetioConfigurator_delete(self->configurator);
     REDAExclusiveArea_delete(self->concurrency.recordEa);
     REDAExclusiveArea_delete(self->concurrency.tableEa);
@@ -268,13 +269,20 @@ bool stop_following(DDS_DomainParticipant *self) {
 
 /** From now on the application is told nothing. False when it is still being told. */
 bool stop_telling(DDS_DomainParticipant *self) {
-    if (NUVNetioRuntime_cancelCallback(self->resources.runtime, &self->locatorsCallback)) {
-        return true;
+    const struct {
+        NUVNetioCallback *callback;
+        const char *name;
+    } callbacks[] = {{&self->locatorsCallback, "on_locators_changed"},
+                     {&self->discoveryCallback, "on_participant_discovered"}};
+
+    for (const auto &[callback, name] : callbacks) {
+        if (!NUVNetioRuntime_cancelCallback(self->resources.runtime, callback)) {
+            DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
+                        "%s of a participant in domain %d does not return", name, self->domainId);
+            return false;
+        }
     }
-    DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
-                "on_locators_changed of a participant in domain %d does not return",
-                self->domainId);
-    return false;
+    return true;
 }
 
 } // namespace deleting
@@ -311,15 +319,8 @@ DDS_ReturnCode_t enable_locked(DDS_DomainParticipant *self, REDAWorker *worker) 
         return result;
     }
     self->isEnabled = 1;
+    self->shortestLease = self->qos.discovery_config.lease_duration;
     return DDS_RETCODE_OK;
-}
-
-DDS_Octet *put_word(DDS_Octet *out, NUV_UINT32 word) {
-    *out++ = (DDS_Octet)(word >> 24);
-    *out++ = (DDS_Octet)(word >> 16);
-    *out++ = (DDS_Octet)(word >> 8);
-    *out++ = (DDS_Octet)word;
-    return out;
 }
 
 } // namespace
@@ -343,13 +344,15 @@ DDS_DomainParticipant *DDS_DomainParticipant_newI(DDS_DomainParticipantFactory *
     self->qos = EMPTY_QOS;
     self->domainId = domain_id;
     self->participantIndex = -1;
+    self->shortestLease = DDS_DURATION_INFINITE;
     if (listener != nullptr) {
         self->listener = *listener;
     }
 
     if (!creating::copy_qos(self, qos) || !creating::create_exclusive_areas(self) ||
         !creating::create_configurator(self, worker.get()) ||
-        (self->listener.on_locators_changed != nullptr &&
+        ((self->listener.on_locators_changed != nullptr ||
+          self->listener.on_participant_discovered != nullptr) &&
          !NUVNetioRuntime_startCallbacks(resources->runtime))) {
         free_participant(self);
         return nullptr;
@@ -361,7 +364,10 @@ DDS_DomainParticipant *DDS_DomainParticipant_newI(DDS_DomainParticipantFactory *
     self->retryEvent.param = self;
     self->locatorsCallback.onCall = DDS_DomainParticipant_on_locators_changedI;
     self->locatorsCallback.param = self;
-    if (!creating::initialize_presentation(self, mask, worker.get())) {
+    self->discoveryCallback.onCall = DDS_DomainParticipant_on_discoveredI;
+    self->discoveryCallback.param = self;
+    if (!creating::initialize_presentation(self, mask, worker.get()) ||
+        !DDS_DomainParticipant_start_discoveryI(self, worker.get())) {
         /* It may have stopped half-way without undoing itself; to finalize is always allowed. */
         (void)DDS_DomainParticipantPresentation_finalize(&self->presentation, worker.get());
         free_participant(self);
@@ -374,10 +380,16 @@ DDS_DomainParticipant *DDS_DomainParticipant_newI(DDS_DomainParticipantFactory *
     return self;
 }
 
+int DDS_DomainParticipantResources_isCallbackThreadI(
+    const DDS_DomainParticipantResourcesI *resources) {
+    return static_cast<int>(
+        CallbackMark::is_set() ||
+        (resources->runtime != nullptr && NUVNetioRuntime_isReactorThread(resources->runtime)));
+}
+
 int DDS_DomainParticipantResources_isWithinListenerI(
     const DDS_DomainParticipantResourcesI *resources, const char *LOG_METHOD) {
-    if (!CallbackMark::is_set() &&
-        (resources->runtime == nullptr || !NUVNetioRuntime_isReactorThread(resources->runtime))) {
+    if (!DDS_DomainParticipantResources_isCallbackThreadI(resources)) {
         return 0;
     }
     DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
@@ -416,7 +428,8 @@ DDS_ReturnCode_t DDS_DomainParticipant_deleteI(DDS_DomainParticipant *self) {
     }
     result = deleting::await_closed_entryports(self, worker.get());
     if (result == DDS_RETCODE_OK &&
-        !(deleting::stop_telling(self) && deleting::stop_trying(self))) {
+        !(DDS_DomainParticipant_stop_discoveryI(self, worker.get()) &&
+          deleting::stop_telling(self) && deleting::stop_trying(self))) {
         result = DDS_RETCODE_TIMEOUT;
     }
     if (result == DDS_RETCODE_OK) {
@@ -521,7 +534,6 @@ DDS_Long DDS_DomainParticipant_get_participant_index(DDS_DomainParticipant *self
 
 DDS_ReturnCode_t DDS_DomainParticipant_get_guid(DDS_DomainParticipant *self, DDS_GUID_t *guid) {
     NUVOsapiRtpsGuid rtpsGuid = {{0, 0, 0}, 0};
-    DDS_Octet *out = nullptr;
 
     if (DDSLog_isNull(self) || DDSLog_isNull(guid)) {
         return DDS_RETCODE_BAD_PARAMETER;
@@ -530,10 +542,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_get_guid(DDS_DomainParticipant *self, DDS
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
     PRESParticipant_getGuid(self->presentation.participant, &rtpsGuid);
-    out = put_word(guid->value, rtpsGuid.prefix.hostId);
-    out = put_word(out, rtpsGuid.prefix.appId);
-    out = put_word(out, rtpsGuid.prefix.instanceId);
-    (void)put_word(out, rtpsGuid.objectId);
+    RTPSGuid_toOctets(&rtpsGuid, guid->value);
     return DDS_RETCODE_OK;
 }
 

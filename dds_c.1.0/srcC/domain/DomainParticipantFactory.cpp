@@ -6,6 +6,7 @@
 
 #include <pthread.h>
 
+#include "domain/CallWorker.h"
 #include "domain/DomainParticipantFactory_internal.h"
 #include "domain/DomainParticipant_internal.h"
 #include "domain/environment.h"
@@ -77,6 +78,8 @@ NUVOsapiThreadFactory *new_thread_factory() {
 
 /** False, after an error, when a thread does not end: then what it may use stays. */
 bool release_resources(DDS_DomainParticipantResourcesI *resources) {
+    DISCDiscovery_delete(resources->discovery);
+    resources->discovery = nullptr;
     if (!NUVNetioRuntime_delete(resources->runtime)) {
         return false;
     }
@@ -111,6 +114,13 @@ bool acquire_resources(DDS_DomainParticipantResourcesI *resources,
     resources->runtime = NUVNetioRuntime_new(&runtimeProperty, resources->recvThreadFactory,
                                              resources->workerFactory);
     if (resources->runtime == nullptr) {
+        (void)release_resources(resources);
+        return false;
+    }
+    CallWorker worker(resources->workerFactory);
+
+    resources->discovery = DISCDiscovery_new(resources->runtime, worker.get());
+    if (resources->discovery == nullptr) {
         (void)release_resources(resources);
         return false;
     }

@@ -7,6 +7,7 @@
 #define DOMAIN_PARTICIPANT_INTERNAL_H
 
 #include "dds_c/dds_c_domain.h"
+#include "disc/disc_participant.h"
 #include "domain/domain_internal.h"
 #include "netio/event_activeDatabase.h"
 #include "netio/netio_callback.h"
@@ -19,6 +20,7 @@ extern "C" {
 struct DDS_DomainParticipantResourcesI {
     struct REDAWorkerFactory *workerFactory;
     struct NUVNetioRuntime *runtime;
+    struct DISCDiscovery *discovery;
     struct NUVOsapiThreadFactory *recvThreadFactory;
     struct NUVOsapiThreadFactory *eventThreadFactory;
     struct NUVOsapiThreadFactory *asynchPubThreadFactory;
@@ -50,6 +52,9 @@ struct DDS_DomainParticipant {
     struct DDS_DomainParticipantConcurrency concurrency;
     struct NUVNetioConfigurator *configurator;
     struct DDS_DomainParticipantPresentation presentation;
+    struct DISCParticipant *discovery; /**< null before the participant is whole, and in the end */
+    /** The shortest lease that has been announced; infinite before the participant is enabled. */
+    struct DDS_Duration_t shortestLease;
     int isEnabled;
     DDS_Long participantIndex; /**< -1 until the participant has one */
     /** The unicast ports of that index once more; see DDS_DomainParticipant_keep_portsI. */
@@ -61,7 +66,12 @@ struct DDS_DomainParticipant {
     struct NUVNetioInterfaceListener interfaceListener;
     struct NUVEvent retryEvent;
     struct NUVNetioCallback locatorsCallback;
+    struct NUVNetioCallback discoveryCallback;
 };
+
+/** Non-zero within a listener and on the reactor's thread: there nobody may wait for either. */
+int DDS_DomainParticipantResources_isCallbackThreadI(
+    const struct DDS_DomainParticipantResourcesI *resources);
 
 /**
  * @brief Non-zero, after one error message, within a listener and on the reactor's thread: there
@@ -125,6 +135,43 @@ void DDS_DomainParticipant_try_again_soonI(struct DDS_DomainParticipant *self);
 
 /** Tells the listener of the participant @p param. On the thread of callbacks. */
 void DDS_DomainParticipant_on_locators_changedI(void *param, struct REDAWorker *worker);
+
+/**
+ * @brief Has a participant take part in discovery from when it is enabled.
+ * @return zero, after one error message, when what it announces is too long or memory runs out.
+ */
+int DDS_DomainParticipant_start_discoveryI(struct DDS_DomainParticipant *self,
+                                           struct REDAWorker *worker);
+
+/**
+ * @brief Ends that; the presentation half has been shut down, or was never enabled. May be
+ * repeated.
+ * @return zero, after one error message, when the reactor does not finish with it.
+ */
+int DDS_DomainParticipant_stop_discoveryI(struct DDS_DomainParticipant *self,
+                                          struct REDAWorker *worker);
+
+/**
+ * @brief Whether what a QoS has announced goes into an announcement.
+ * @return OK; INCONSISTENT_POLICY or OUT_OF_RESOURCES after one error in the name of @p LOG_METHOD.
+ */
+DDS_ReturnCode_t
+DDS_DomainParticipant_check_announcementI(const struct DDS_DomainParticipant *self,
+                                          const struct DDS_DomainParticipantQos *qos,
+                                          const char *LOG_METHOD);
+
+/** Has the participant announced to other peers. Zero, and nothing changed, after one error. */
+int DDS_DomainParticipant_set_peersI(struct DDS_DomainParticipant *self,
+                                     const struct DDS_DiscoveryQosPolicy *discovery,
+                                     struct REDAWorker *worker);
+
+/** Has the participant announced with another lease, at another period. */
+void DDS_DomainParticipant_set_leaseI(struct DDS_DomainParticipant *self,
+                                      const struct DDS_DiscoveryConfigQosPolicy *config,
+                                      struct REDAWorker *worker);
+
+/** Tells the listener of the participant @p param of one change. On the thread of callbacks. */
+void DDS_DomainParticipant_on_discoveredI(void *param, struct REDAWorker *worker);
 
 /**
  * @brief Whether the presentation layer has as many properties as @p qos.

@@ -64,6 +64,42 @@ bool has_property(const DDS_PropertyQosPolicy *policy, const DDS_Property_t *pro
            strcmp(other->value, property->value) == 0;
 }
 
+/** Whether nobody who keeps a lease that has been announced forgets the participant. */
+bool check_period(const DDS_DomainParticipant *self, const DDS_DomainParticipantQos *qos) {
+    const DDS_Duration_t &period = qos->discovery_config.announcement_period;
+
+    if (DDS_Duration_is_quarterI(&period, &self->shortestLease)) {
+        return true;
+    }
+    DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_INCONSISTENT_QOS_TEMPLATE,
+                "discovery_config.announcement_period is %d s and %u ns; allowed is at most a "
+                "quarter of the shortest lease_duration that has been announced, which is %d s and "
+                "%u ns",
+                period.sec, period.nanosec, self->shortestLease.sec, self->shortestLease.nanosec);
+    return false;
+}
+
+/** False, after an error, when memory runs out; then the former peers stay. */
+bool change_peers(DDS_DomainParticipant *self, const DDS_DiscoveryQosPolicy *from,
+                  const DDS_DiscoveryQosPolicy *to, REDAWorker *worker) {
+    return DDS_DiscoveryQosPolicy_is_equal(from, to) != DDS_BOOLEAN_FALSE ||
+           DDS_DomainParticipant_set_peersI(self, to, worker) != 0;
+}
+
+/** Has the lease and the period of the QoS announced, unless they are what they were. */
+void change_lease(DDS_DomainParticipant *self, const DDS_DiscoveryConfigQosPolicy *former,
+                  REDAWorker *worker) {
+    const DDS_DiscoveryConfigQosPolicy &now = self->qos.discovery_config;
+
+    if (DDS_DiscoveryConfigQosPolicy_is_equal(former, &now)) {
+        return;
+    }
+    DDS_DomainParticipant_set_leaseI(self, &now, worker);
+    if (self->isEnabled && DDS_Duration_is_shorterI(&now.lease_duration, &self->shortestLease)) {
+        self->shortestLease = now.lease_duration;
+    }
+}
+
 /** Every property of @p left that is read at creation only must be in @p right as well. */
 bool check_fixed_properties(const DDS_PropertyQosPolicy *left, const DDS_PropertyQosPolicy *right) {
     for (DDS_Long i = 0; i < DDS_PropertySeq_get_length(&left->value); ++i) {
@@ -133,8 +169,19 @@ DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
         !setting::check_fixed_properties(&self->qos.property, &qos->property)) {
         return DDS_RETCODE_IMMUTABLE_POLICY;
     }
+    if (!setting::check_period(self, qos)) {
+        return DDS_RETCODE_INCONSISTENT_POLICY;
+    }
+    result = DDS_DomainParticipant_check_announcementI(self, qos, __func__);
+    if (result != DDS_RETCODE_OK) {
+        return result;
+    }
     if (DDS_DomainParticipantQos_copy(&copy, qos) == nullptr) {
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "participant QoS");
+        return DDS_RETCODE_OUT_OF_RESOURCES;
+    }
+    if (!setting::change_peers(self, &self->qos.discovery, &copy.discovery, worker.get())) {
+        (void)DDS_DomainParticipantQos_finalize(&copy);
         return DDS_RETCODE_OUT_OF_RESOURCES;
     }
     result = DDS_DomainParticipantPresentation_set_qos(&self->presentation, qos, worker.get());
@@ -144,10 +191,14 @@ DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
     }
     if (result == DDS_RETCODE_OK) {
         std::swap(self->qos, copy);
-    } else if (result != DDS_RETCODE_IMMUTABLE_POLICY) {
-        /* It may have been applied and only then have run out of memory: all or nothing. */
-        (void)DDS_DomainParticipantPresentation_set_qos(&self->presentation, &self->qos,
-                                                        worker.get());
+        setting::change_lease(self, &copy.discovery_config, worker.get());
+    } else {
+        if (result != DDS_RETCODE_IMMUTABLE_POLICY) {
+            /* It may have been applied and only then have run out of memory: all or nothing. */
+            (void)DDS_DomainParticipantPresentation_set_qos(&self->presentation, &self->qos,
+                                                            worker.get());
+        }
+        (void)setting::change_peers(self, &copy.discovery, &self->qos.discovery, worker.get());
     }
     (void)DDS_DomainParticipantQos_finalize(&copy);
     return result;

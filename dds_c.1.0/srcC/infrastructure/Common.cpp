@@ -13,6 +13,14 @@ namespace {
 
 constexpr DDS_UnsignedLong NANOSECONDS_PER_SECOND = 1000000000;
 
+/** Of a valid duration; INT64_MAX of an infinite one. */
+DDS_LongLong nanoseconds_of(const DDS_Duration_t &duration) {
+    return DDS_Duration_is_infinite(&duration)
+               ? INT64_MAX
+               : static_cast<DDS_LongLong>(duration.sec) * NANOSECONDS_PER_SECOND +
+                     duration.nanosec;
+}
+
 } // namespace
 
 const char *DDS_ReturnCode_to_string(DDS_ReturnCode_t code) {
@@ -91,12 +99,11 @@ DDS_Boolean DDS_Duration_is_valid(const DDS_Duration_t *self) {
 }
 
 DDS_Boolean DDS_Duration_is_quarterI(const DDS_Duration_t *self, const DDS_Duration_t *whole) {
-    const auto nanoseconds_of = [](const DDS_Duration_t &duration) {
-        return static_cast<DDS_LongLong>(duration.sec) * NANOSECONDS_PER_SECOND + duration.nanosec;
-    };
+    return to_boolean(nanoseconds_of(*self) <= nanoseconds_of(*whole) / 4);
+}
 
-    return to_boolean(DDS_Duration_is_infinite(whole) ||
-                      nanoseconds_of(*self) <= nanoseconds_of(*whole) / 4);
+DDS_Boolean DDS_Duration_is_shorterI(const DDS_Duration_t *self, const DDS_Duration_t *other) {
+    return to_boolean(nanoseconds_of(*self) < nanoseconds_of(*other));
 }
 
 void DDS_Duration_to_ntp_time(const DDS_Duration_t *self, NUVNtpTime *out) {

@@ -18,6 +18,10 @@ extern "C" {
 DDS_Boolean DDS_Duration_is_quarterI(const struct DDS_Duration_t *self,
                                      const struct DDS_Duration_t *whole);
 
+/** True when @p self is shorter than @p other. Both are valid. */
+DDS_Boolean DDS_Duration_is_shorterI(const struct DDS_Duration_t *self,
+                                     const struct DDS_Duration_t *other);
+
 /** Converts a duration to NTP time, rounded to the nearest 2^-32 s; infinite becomes infinite. */
 void DDS_Duration_to_ntp_time(const struct DDS_Duration_t *self, struct NUVNtpTime *out);
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The operations of each sequence type.
+#include "infrastructure/builtin_values.h"
 #include "infrastructure/dds_log.h"
-#include "qos/policies.h"
 
 constexpr NUV_UINT32 LOG_SUBMODULE = DDS_LOG_SUBMODULE_INFRASTRUCTURE;
 
@@ -110,3 +110,4 @@ DDS_SEQUENCE_IMPLEMENTATION(DDS_LocatorSeq)
 DDS_SEQUENCE_IMPLEMENTATION(DDS_TransportUnicastSettingsSeq)
 DDS_SEQUENCE_IMPLEMENTATION(DDS_TransportMulticastMappingSeq)
 DDS_SEQUENCE_IMPLEMENTATION(DDS_PropertySeq)
+DDS_SEQUENCE_IMPLEMENTATION(DDS_InstanceHandleSeq)

@@ -137,6 +137,10 @@ Stranger::~Stranger() {
 }
 
 FollowingTest::FollowingTest() : interfaces(on_one_interface({"192.0.2.10"})) {
+    // From addresses that the host does not have nothing can be sent.
+    EXPECT_EQ(DDS_PropertyQosPolicyHelper_add_property(&qos->property, "dds.discovery.announce",
+                                                       "false", DDS_BOOLEAN_FALSE),
+              DDS_RETCODE_OK);
     finalize_factory();
     blocks_before = heap.change();
     factory = DDS_DomainParticipantFactory_get_instance();
@@ -148,7 +152,7 @@ void FollowingTest::TearDown() {
 }
 
 DDS_DomainParticipant *FollowingTest::create_follower(Callback callback) {
-    DDS_DomainParticipantListener listener = {nullptr, nullptr, nullptr};
+    DDS_DomainParticipantListener listener = {};
 
     if (callback != nullptr) {
         callbacks_.push_back(std::make_unique<Callback>(std::move(callback)));

@@ -682,7 +682,7 @@ TEST_F(WithinAListener, OfAnInconsistentTopicNothingIsCreatedEnabledOrDeleted) {
                                                         static_cast<Told *>(data)->trespass->commit(
                                                             static_cast<Told *>(data)->participant);
                                                     },
-                                                    nullptr};
+                                                    nullptr, nullptr};
 
     told.participant = create(&listener, DDS_STATUS_MASK_ALL);
     ASSERT_NE(told.participant, nullptr);

@@ -245,7 +245,7 @@ struct Told {
     }
 
     std::vector<std::string> names;
-    DDS_DomainParticipantListener listener = {this, on_inconsistent_topic, nullptr};
+    DDS_DomainParticipantListener listener = {this, on_inconsistent_topic, nullptr, nullptr};
 };
 
 TEST_F(Participant, TellsItsListenerOfATopicAskedForWithAnotherType) {
@@ -274,7 +274,7 @@ TEST_F(Participant, TellsItsListenerOnlyWhatItAskedFor) {
 }
 
 TEST_F(Participant, DoesWithoutACallback) {
-    const DDS_DomainParticipantListener listener = {nullptr, nullptr, nullptr};
+    const DDS_DomainParticipantListener listener = {};
     DDS_DomainParticipant *const participant = create(&listener, DDS_STATUS_MASK_ALL);
 
     ASSERT_NE(participant, nullptr);

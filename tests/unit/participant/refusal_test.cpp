@@ -134,7 +134,7 @@ TEST_F(Refusal, WithinAListenerNamesTheOperation) {
     };
     const DDS_DomainParticipantListener listener = {
         &trespass, [](void *data, DDS_Topic *) { (*static_cast<std::function<void()> *>(data))(); },
-        nullptr};
+        nullptr, nullptr};
 
     participant = create(&listener, DDS_STATUS_MASK_ALL);
     ASSERT_NE(participant, nullptr);

@@ -85,8 +85,11 @@ protected:
                                 DDS_PROPERTY_LIST_LENGTH_MAX, DDS_PROPERTY_STRING_LENGTH_MAX,
                                 DDS_REMOTE_PARTICIPANTS_MAX};
         qos.setUserData(std::vector<DDS_Octet>(DDS_USER_DATA_LENGTH_MAX, 7));
-        size_t rest = DDS_PROPERTY_STRING_LENGTH_MAX;
-        for (int i = 1; i < DDS_PROPERTY_LIST_LENGTH_MAX; ++i) {
+        // No announcement has room for all of it.
+        qos.setProperty("dds.discovery.announce", "no");
+        size_t rest =
+            DDS_PROPERTY_STRING_LENGTH_MAX - sizeof "dds.discovery.announce" - sizeof "no";
+        for (int i = 2; i < DDS_PROPERTY_LIST_LENGTH_MAX; ++i) {
             const std::string name = std::to_string(10000 + i);
             qos.setProperty(name.c_str(), "");
             rest -= name.size() + 2;

@@ -22,7 +22,7 @@ struct Told {
 
     std::atomic<int> times = 0;
     std::atomic<DDS_Long> index = -2;
-    DDS_DomainParticipantListener listener = {this, nullptr, onLocatorsChanged};
+    DDS_DomainParticipantListener listener = {this, nullptr, onLocatorsChanged, nullptr};
 };
 
 class UpdateLocators : public ParticipantQos {
@@ -108,7 +108,7 @@ TEST_F(UpdateLocators, DoesWithoutAListener) {
 }
 
 TEST_F(UpdateLocators, DoesWithoutTheCallback) {
-    const DDS_DomainParticipantListener listener = {nullptr, nullptr, nullptr};
+    const DDS_DomainParticipantListener listener = {};
     create(true, &listener);
     support::Recorder recorder;
     addAddress(recorder, "192.0.2.77");
