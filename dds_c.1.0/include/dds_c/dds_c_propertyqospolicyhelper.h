@@ -20,8 +20,8 @@ DDS_C_API_BEGIN
  * @brief Adds a property that the policy doesn't have yet.
  * @param name      not null, not empty; copied.
  * @param value     not null; copied.
- * @param propagate DDS_BOOLEAN_TRUE when others are to learn of it by discovery; nothing acts on
- *                  that yet. Else DDS_BOOLEAN_FALSE.
+ * @param propagate DDS_BOOLEAN_TRUE when others are to learn of it by discovery, else
+ *                  DDS_BOOLEAN_FALSE.
  * @return DDS_RETCODE_OK; DDS_RETCODE_BAD_PARAMETER; DDS_RETCODE_PRECONDITION_NOT_MET when the
  * policy has the property; DDS_RETCODE_OUT_OF_RESOURCES. On failure nothing has changed.
  */
