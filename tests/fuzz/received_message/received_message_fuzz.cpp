@@ -85,6 +85,7 @@ public:
                                                               handle<RTPSHeartbeat>,
                                                               handle<RTPSGap>,
                                                               handle<RTPSAckNack>,
+                                                              nullptr,
                                                               this} {
         fuzz::must(endpoints.add(endpoint_), "there is room for an endpoint");
     }
