@@ -298,6 +298,130 @@ TEST_F(Discovery, StatisticsCountNewcomersAndThoseWhoLeave) {
     EXPECT_EQ(statistics.left, 1u);
 }
 
+// ---- what discovery is told
+
+/** Takes down with what discovery is made, and makes it. */
+class MadeDiscovery {
+public:
+    explicit MadeDiscovery(support::Recorder &recorder) {
+        recorder.replace(
+            "DISCParticipant_new",
+            [this](DISCDiscovery *discovery, PRESParticipant *participant,
+                   const DISCParticipantProperty *given, const DISCParticipantListener *listener,
+                   REDAWorker *worker) -> DISCParticipant * {
+                property = *given;
+                hasListener = listener != nullptr;
+                return DISCParticipant_new(discovery, participant, given, listener, worker);
+            });
+    }
+
+    DISCParticipantProperty property{};
+    bool hasListener = false;
+};
+
+TEST_F(Discovery, GoesByTheQos) {
+    support::Recorder recorder;
+    MadeDiscovery made(recorder);
+    switch_autoenable_off();
+    qos->discovery_config.lease_duration = {8, 500000000};
+    qos->discovery_config.announcement_period = {2, 0};
+    qos->discovery_config.initial_announcements = 3;
+    qos->discovery_config.initial_announcement_period = {0, 250000000};
+    qos->resource_limits.remote_participants_max = 77;
+    qos->wire_protocol.rtps_well_known_ports = {10000, 100, 4, 1, 20, 2, 21};
+    set_property("dds.discovery.max_peer_index", "9", DDS_BOOLEAN_FALSE);
+    set_property("dds.participant.discovery_config.log_discovery_mismatch", "1", DDS_BOOLEAN_FALSE);
+
+    ASSERT_NE(create(), nullptr);
+    EXPECT_EQ(NUVNtpTime_toNanoseconds(&made.property.leaseDuration), 8'500'000'000);
+    EXPECT_EQ(NUVNtpTime_toNanoseconds(&made.property.announcementPeriod), 2'000'000'000);
+    EXPECT_EQ(made.property.initialAnnouncements, 3);
+    EXPECT_EQ(NUVNtpTime_toNanoseconds(&made.property.initialAnnouncementPeriod), 250'000'000);
+    EXPECT_EQ(made.property.remoteParticipantsMax, 77);
+    EXPECT_EQ(made.property.builtinMulticastPort, 10001);
+    EXPECT_EQ(made.property.builtinUnicastPort, 10020);
+    EXPECT_EQ(made.property.participantIdGain, 4);
+    EXPECT_EQ(made.property.peerIndexMax, 9);
+    EXPECT_EQ(made.property.logsMismatch, 1);
+    EXPECT_EQ(made.property.announces, 1);
+    EXPECT_FALSE(made.hasListener);
+}
+
+TEST_F(Discovery, HasThePortsOfItsDomainAsFarAsTheyAreOnes) {
+    support::Recorder recorder;
+    MadeDiscovery made(recorder);
+    switch_autoenable_off();
+    qos->wire_protocol.rtps_well_known_ports = {-1, 100, 0x7FFFFFFF, 0, 0x7FFFFFFF, 2, 21};
+
+    ASSERT_NE(create(), nullptr);
+    EXPECT_EQ(made.property.builtinMulticastPort, 0);
+    EXPECT_EQ(made.property.builtinUnicastPort, 0);
+    EXPECT_EQ(made.property.participantIdGain, 65535);
+}
+
+TEST_F(Discovery, LeavesOutPeersOfTransportsThatItDoesNotUse) {
+    support::Recorder recorder;
+    std::vector<std::string> peers;
+    recorder.replace("DISCParticipant_setPeers",
+                     [&](DISCParticipant *self, const NUVNetioPeer *given, NUV_UINT32 count,
+                         REDAWorker *worker) -> int {
+                         for (NUV_UINT32 i = 0; i < count; ++i) {
+                             char text[NUV_NETIO_LOCATOR_STRING_SIZE];
+                             (void)NUVNetioLocator_toString(&given[i].locator, text, sizeof text);
+                             peers.emplace_back(given[i].hostname[0] != '\0' ? given[i].hostname
+                                                                             : text);
+                         }
+                         return DISCParticipant_setPeers(self, given, count, worker);
+                     });
+    switch_autoenable_off();
+    qos->transport_builtin.mask = DDS_TRANSPORTBUILTIN_MASK_ALL;
+    ASSERT_TRUE(DDS_StringSeq_append(&qos->discovery.enabled_transports, "udpv6"));
+    ASSERT_TRUE(DDS_StringSeq_append(&qos->discovery.initial_peers, "udpv6://[ff05::1]:7400"));
+    ASSERT_TRUE(DDS_StringSeq_append(&qos->discovery.initial_peers, "localhost"));
+
+    ASSERT_NE(create(), nullptr);
+    EXPECT_THAT(peers, ElementsAre("udpv6://[ff05::1]:7400", "localhost"));
+}
+
+TEST_F(Discovery, PeersThatCannotBeSetLeaveTheQosAsItWas) {
+    support::Recorder recorder;
+    Qos now;
+    DDS_DomainParticipant *const one = create();
+    ASSERT_TRUE(DDS_StringSeq_append(&qos->discovery.initial_peers, "192.0.2.1"));
+
+    recorder.fail("DISCParticipant_setPeers", {});
+    EXPECT_EQ(DDS_DomainParticipant_set_qos(one, qos.get()), DDS_RETCODE_OUT_OF_RESOURCES);
+    ASSERT_EQ(DDS_DomainParticipant_get_qos(one, now.get()), DDS_RETCODE_OK);
+    EXPECT_EQ(now->discovery.initial_peers._length, 2);
+}
+
+TEST_F(Discovery, AChangeThatFailsLeavesThePeersAsTheyWere) {
+    support::Recorder recorder;
+    std::vector<NUV_UINT32> counts;
+    DDS_DomainParticipant *const one = create();
+    recorder.replace("DISCParticipant_setPeers",
+                     [&](DISCParticipant *self, const NUVNetioPeer *peers, NUV_UINT32 count,
+                         REDAWorker *worker) -> int {
+                         counts.push_back(count);
+                         return DISCParticipant_setPeers(self, peers, count, worker);
+                     });
+    ASSERT_TRUE(DDS_StringSeq_append(&qos->discovery.initial_peers, "192.0.2.1"));
+
+    recorder.fail("PRESParticipant_setProperty");
+    EXPECT_NE(DDS_DomainParticipant_set_qos(one, qos.get()), DDS_RETCODE_OK);
+    EXPECT_THAT(counts, ElementsAre(3u, 2u));
+}
+
+TEST_F(Discovery, ADeletionThatTheReactorHoldsUpCanBeRepeated) {
+    support::Recorder recorder;
+    DDS_DomainParticipant *const one = create();
+
+    recorder.fail("DISCParticipant_delete", {});
+    EXPECT_EQ(DDS_DomainParticipantFactory_delete_participant(factory, one), DDS_RETCODE_TIMEOUT);
+    EXPECT_EQ(DDS_DomainParticipant_assert_liveliness(one), DDS_RETCODE_NOT_ENABLED);
+    EXPECT_EQ(remove(one), DDS_RETCODE_OK);
+}
+
 // ---- another process
 
 /** A child that has a participant of this QoS until its input ends. */
