@@ -124,7 +124,8 @@ struct PRESParticipant *PRESParticipant_new(
     struct NUVOsapiThreadFactory *asynchPubThreadFactory, struct REDAWorker *worker);
 
 /**
- * Has @p discovery told from now on; null: nobody. Copied. Before the participant is enabled.
+ * Has @p discovery told from now on; null: nobody. Copied. Not between the calls of its onEnabled
+ * and onShutdown.
  */
 void PRESParticipant_setDiscovery(struct PRESParticipant *self,
                                   const struct PRESParticipantDiscovery *discovery,
