@@ -56,6 +56,11 @@ public:
         entry = {key, now, true};
         return true;
     }
+    /** Whether it was done for the key within @p span. */
+    bool has(const Key &key, NUV_INT64 now, NUV_INT64 span) {
+        const Entry &entry = entry_of(key);
+        return entry.is_used && entry.key == key && now - entry.time < span;
+    }
     /**
      * Whether it was done for the key within @p span. Notes that it is done now, unless it was
      * done within @p pause for another one that has its place.

@@ -172,16 +172,21 @@ int DISCParticipant_delete(DISCParticipant *self, REDAWorker *worker) {
     if (self == nullptr) {
         return 1;
     }
-    if (!self->remove_endpoints(worker)) {
-        DISC_ERROR("the thread '%s' is still at what a participant has received",
-                   NUV_NETIO_REACTOR_THREAD_NAME);
-        return 0;
-    }
     Domain &domain = self->domain();
     DISCDiscovery &discovery = self->discovery();
     {
         const Domain::Visit visit(domain, worker);
         self->stop();
+    }
+    if (!self->remove_endpoints(worker)) {
+        DISC_ERROR(
+            "the thread '%s' is still at what a participant has received, or the thread '%s' "
+            "at the addresses of its peers",
+            NUV_NETIO_REACTOR_THREAD_NAME, NUV_NETIO_CALLBACK_THREAD_NAME);
+        return 0;
+    }
+    {
+        const Domain::Visit visit(domain, worker);
         domain.remove(self);
     }
     free_participant(self);

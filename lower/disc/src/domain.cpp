@@ -15,6 +15,7 @@ namespace {
 /** When those who have come are announced to. */
 constexpr NUV_UINT16 GREETINGS[] = {0, 150, 250, 500}; // milliseconds, from the one before it on
 constexpr NUV_UINT8 LAST_GREETING = std::size(GREETINGS) - 1;
+constexpr NUV_UINT16 LONGEST_PAUSE = 500;
 
 /** From so many known ones on greetings are spread. */
 constexpr std::size_t SPREAD_FROM = 16;
@@ -41,6 +42,9 @@ constexpr NUV_INT64 LATE = 50 * MILLISECOND;
 constexpr NUV_UINT8 PROLONGATIONS_MAX = 3;
 
 constexpr NUV_INT64 FORGERY_LINE_PAUSE = 60 * SECOND;
+
+/** For how long what one of this process has said may come back after its end. */
+constexpr NUV_INT64 ECHO_TIME = SECOND;
 
 /** The most octets of all that one participant knows. */
 constexpr std::size_t KNOWN_BYTES_MAX = 64u << 20;
@@ -82,7 +86,7 @@ struct Domain::Heard {
 Domain::Domain(NUVNetioRuntime *runtime, NUV_INT32 its_id, Unasked &unasked, NUV_UINT64 secret)
     : table(secret), id(its_id), runtime_(runtime),
       clock_(NUVNetioRuntime_getClock(runtime)), event_{on_time, this, 0, nullptr, 0},
-      secret_(secret), unasked_(unasked), beginning_(now()) {}
+      secret_(secret), unasked_(unasked), beginning_(now()), forgotten_(secret) {}
 
 Domain::~Domain() {
     NUV_ASSERT(participants_ == nullptr);
@@ -175,6 +179,7 @@ void Domain::introduce(DISCParticipant &participant) {
 void Domain::forget(const DISCParticipant &participant) {
     Known *const known = table.find(participant.prefix());
     if (known != nullptr && known->local == &participant) {
+        (void)forgotten_.admits({participant.prefix(), RTPS_ENTITYID_UNKNOWN}, now(), 0);
         drop(*known, DISC_CHANGE_LEFT);
     }
 }
@@ -276,7 +281,7 @@ void Domain::replace(Known &known, HeldRemote record) {
     for (DISCParticipant *one = participants_; one != nullptr; one = one->next) {
         if (one->view_of(known).has) {
             one->count_bytes(known.record->size(), before);
-            if (one->has_tag(known.tag)) {
+            if (one->has_tag(known.tag) && one->known_bytes() <= KNOWN_BYTES_MAX) {
                 one->note_change(known);
             } else {
                 one->remove(known, DISC_CHANGE_LOST);
@@ -300,7 +305,10 @@ void Domain::receive(DISCParticipant &by, const COMMENDMessageContext &context,
     const Heard heard(context, now());
     count_one(by.statistics.announcementsReceived);
     const Known *const known = table.find(heard.prefix);
-    if (known != nullptr && known->local != nullptr) {
+    // What one that is no more has said may still have waited in a socket.
+    if (known != nullptr
+            ? known->local != nullptr
+            : forgotten_.has({heard.prefix, RTPS_ENTITYID_UNKNOWN}, heard.now, ECHO_TIME)) {
         count_one(by.statistics.refused[DISC_REFUSED_ECHO]);
         return;
     }
@@ -447,13 +455,31 @@ void Domain::take_newer(DISCParticipant &by, const Heard &heard, const RTPSData 
     }
     note_life(known);
     replace(known, std::move(record));
+    const bool is_restart = data.writerSN <= known.sequence;
     known.sequence = data.writerSN;
     known.timestamp = heard.context.timestamp;
     known.payload = hash_of(data.payload);
     table.change_source(&known, heard.source);
     renew(known, heard);
     schedule_lease(known);
+    if (is_restart) {
+        greet_anew(by, heard, known);
+    }
     (void)look(by, heard, known);
+    if (!is_wanted(known)) {
+        free(&known);
+    }
+}
+
+/** It knows nobody. */
+void Domain::greet_anew(const DISCParticipant &by, const Heard &heard, Known &known) {
+    for (DISCParticipant *one = participants_; one != nullptr; one = one->next) {
+        View &view = one->view_of(known);
+        if (view.has) {
+            view.is_heard = false;
+            begin_greeting(*one, known, one == &by && heard.is_directed, heard.now);
+        }
+    }
 }
 
 void Domain::take_newcomer(DISCParticipant &by, const Heard &heard, const RTPSData &data) {
@@ -549,8 +575,9 @@ bool Domain::look(DISCParticipant &by, const Heard &heard, Known &known) {
     }
     if (by.view_of(known).has) {
         View &view = by.view_of(known);
-        view.is_heard = view.is_heard || heard.is_directed;
-        if (heard.is_directed && view.greets) {
+        const bool shows_that_it_knows = heard.is_directed && is_its(by, known, heard.source);
+        view.is_heard = view.is_heard || shows_that_it_knows;
+        if (shows_that_it_knows && view.greets) {
             // It knows us. It does not know that we know it, unless we have said something to it.
             view.greets = view.greeting == 0;
             view.greeting = LAST_GREETING;
@@ -561,26 +588,27 @@ bool Domain::look(DISCParticipant &by, const Heard &heard, Known &known) {
         count_one(by.statistics.refused[DISC_REFUSED_NO_MEMORY]);
         return false;
     }
-    if (!has_room_for(by, heard, *known.record)) {
+    if (!has_share_of_table(by, heard) || !has_room_for(by, heard, *known.record)) {
         return false;
     }
     by.add(known);
     by.view_of(known).is_heard = heard.is_directed;
-    if (by.announces()) {
-        begin_greeting(by, heard, known);
-    }
+    begin_greeting(by, known, heard.is_directed, heard.now);
     return true;
 }
 
-void Domain::begin_greeting(DISCParticipant &by, const Heard &heard, Known &known) {
+void Domain::begin_greeting(DISCParticipant &by, Known &known, bool is_directed, NUV_INT64 now) {
+    if (!by.announces()) {
+        return;
+    }
     const NUV_INT64 longest =
         by.known_count() < SPREAD_FROM
             ? 0
             : std::min(LONGEST_SPREAD, SPREAD_FOR_EACH * static_cast<NUV_INT64>(by.known_count()));
-    const NUV_INT64 due = milliseconds(heard.now + by.pick(longest));
+    const NUV_INT64 due = milliseconds(now + by.pick(longest));
     View &view = by.view_of(known);
     view.greets = true;
-    view.greeting = heard.is_directed ? LAST_GREETING : 0;
+    view.greeting = is_directed ? LAST_GREETING : 0;
     view.due = static_cast<NUV_UINT16>(due);
     schedule.set_no_later(known.greeting, beginning_ + due * MILLISECOND);
 }
@@ -611,7 +639,7 @@ bool Domain::has_room_for(DISCParticipant &by, const Heard &heard, const DISCRem
     if (has_room()) {
         return true;
     }
-    if (by.is_heard_again(heard.prefix, heard.now)) {
+    if (by.is_heard_again(heard.prefix, heard.context.message->arrival, heard.now)) {
         while (!has_room() && make_place(by)) {}
         if (has_room()) {
             return true;
@@ -662,7 +690,10 @@ bool Domain::make_place(DISCParticipant &by) {
 }
 
 bool Domain::admits(const DISCParticipant &by, const Place &place) {
-    return by.peers().has(place) ||
+    const auto own = by.record()->metatraffic();
+    const bool is_this_host = std::any_of(
+        own.begin(), own.end(), [&](const Place &one) { return one.has_same_address(place); });
+    return is_this_host || by.peers().has(place) ||
            table.has_heard(place, [](const Known & /*any*/) { return true; }) ||
            unasked_.admits(place, now());
 }
@@ -683,7 +714,8 @@ void Domain::on_greeting(void *owner, NUV_INT64 now) {
     Domain &self = known.domain;
     const NUV_INT64 milliseconds = self.milliseconds(now);
     const auto time_left = [milliseconds](const View &view) {
-        return static_cast<NUV_INT16>(view.due - static_cast<NUV_UINT16>(milliseconds));
+        const auto left = static_cast<NUV_UINT16>(view.due - static_cast<NUV_UINT16>(milliseconds));
+        return left <= LONGEST_PAUSE ? left : 0; // more: it was due before
     };
     NUV_INT64 pause = NEVER;
     for (DISCParticipant *one = self.participants_; one != nullptr; one = one->next) {
@@ -830,35 +862,60 @@ bool Domain::accept_claim(Known &known, NUV_INT64 now) {
     known.lease_end = later(now, known.record->lease());
     schedule_lease(known);
     end_claim(known);
+    if (!is_wanted(known)) {
+        free(&known);
+        return false;
+    }
     return true;
 }
 
 /** Asks it whether it lives where it was, more than once. */
 void Domain::ask(Known &known, NUV_INT64 now, NUV_INT64 pause) {
-    known.was_asked = send_question(known);
+    const bool was_asked = known.question.is_set() && known.was_asked;
+    known.was_asked = send_question(known) || was_asked;
     known.questions_left = QUESTIONS - 1;
     known.question_pause = pause;
     known.next_question = now + pause;
     schedule_question(known);
 }
 
-/** False when it could not be sent now; where nobody may send, nobody is asked. */
-bool Domain::send_question(const Known &known) {
-    for (DISCParticipant *one = participants_; one != nullptr; one = one->next) {
-        if (one->is_active() && one->announces() && one->record() != nullptr &&
-            one->view_of(known).has) {
-            return one->ask(known);
+bool Domain::can_ask(const DISCParticipant &one, const Known &known) {
+    return one.is_active() && one.announces() && one.record() != nullptr && one.view_of(known).has;
+}
+
+bool Domain::has_asker(const Known &known) const {
+    for (const DISCParticipant *one = participants_; one != nullptr; one = one->next) {
+        if (can_ask(*one, known)) {
+            return true;
         }
     }
-    return true;
+    return false;
+}
+
+/** By those first whom it knows: it answers nobody else. False when nothing could be sent. */
+bool Domain::send_question(const Known &known) {
+    constexpr int TRIES_MAX = 4;
+    int tries = 0;
+    for (const bool is_heard : {true, false}) {
+        for (DISCParticipant *one = participants_; one != nullptr && tries < TRIES_MAX;
+             one = one->next) {
+            if (can_ask(*one, known) && one->view_of(known).is_heard == is_heard) {
+                ++tries;
+                if (one->ask(known)) {
+                    return true;
+                }
+            }
+        }
+    }
+    return false;
 }
 
 /** Whoever had all its places among those of a newcomer is most likely gone. */
 void Domain::ask_former(const Known &newcomer, NUV_INT64 now) {
     const auto places = newcomer.record->metatraffic();
     int formers = 0;
-    for (const Place &place : places) {
-        table.visit_at(place, [&](Known &former) {
+    for (std::size_t i = 0; i < places.size() && formers < FORMERS_MAX; ++i) {
+        table.visit_at(places[i], [&](Known &former) {
             const auto its_places = former.record->metatraffic();
             const bool is_replaced =
                 &former != &newcomer && former.local == nullptr && former.asked_until == NEVER &&
@@ -890,7 +947,7 @@ void Domain::on_question(void *owner, NUV_INT64 now) {
         known.next_question = known.questions_left != 0 ? now + known.question_pause : NEVER;
     }
     if (known.claim != nullptr && known.claim->until <= now) {
-        if (!known.was_asked && known.claim->delays < UNASKED_MAX) {
+        if (!known.was_asked && known.claim->delays < UNASKED_MAX && self.has_asker(known)) {
             ++known.claim->delays;
             known.claim->until = now + UNASKED_TIME;
             known.questions_left = 1;
@@ -900,8 +957,11 @@ void Domain::on_question(void *owner, NUV_INT64 now) {
         }
     }
     if (known.asked_until <= now) {
-        self.drop(known, DISC_CHANGE_LOST);
-        return;
+        if (known.was_asked) {
+            self.drop(known, DISC_CHANGE_LOST);
+            return;
+        }
+        known.asked_until = NEVER; // its lease tells
     }
     self.schedule_question(known);
 }

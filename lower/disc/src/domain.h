@@ -103,7 +103,8 @@ private:
     bool has_share_of_table(DISCParticipant &by, const Heard &heard);
     bool make_place(DISCParticipant &by);
     bool look(DISCParticipant &by, const Heard &heard, Known &known);
-    void begin_greeting(DISCParticipant &by, const Heard &heard, Known &known);
+    void begin_greeting(DISCParticipant &by, Known &known, bool is_directed, NUV_INT64 now);
+    void greet_anew(const DISCParticipant &by, const Heard &heard, Known &known);
     static bool is_its(const DISCParticipant &by, const Known &known, const Place &source);
     static HeldRemote keep(DISCParticipant &by, const RTPSParticipantData &data);
     NUV_INT64 milliseconds(NUV_INT64 time) const {
@@ -123,6 +124,8 @@ private:
     bool accept_claim(Known &known, NUV_INT64 now);
     static void end_claim(Known &known);
     void ask(Known &known, NUV_INT64 now, NUV_INT64 pause);
+    static bool can_ask(const DISCParticipant &one, const Known &known);
+    bool has_asker(const Known &known) const;
     bool send_question(const Known &known);
     void ask_former(const Known &newcomer, NUV_INT64 now);
     void note_life(Known &known);
@@ -139,7 +142,8 @@ private:
     DISCParticipant *participants_ = nullptr;
     const NUV_UINT64 secret_;
     Unasked &unasked_;
-    const NUV_INT64 beginning_; // from which milliseconds are counted
+    const NUV_INT64 beginning_;    // from which milliseconds are counted
+    Recent<Asker, 256> forgotten_; // participants of this process that are no more
     NUV_INT64 last_forgery_line_ = 0;
 };
 

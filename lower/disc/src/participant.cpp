@@ -20,9 +20,8 @@ constexpr NUV_INT64 REPETITIONS[] = {100 * MILLISECOND, 200 * MILLISECOND};
 /** How many of its periods may pass until it sends itself to one that its group does not reach. */
 constexpr NUV_INT64 PERIODS_WITHOUT_GROUP = 2;
 
-/** Between answers to one asker: whether it lives, and what a writer has that there is not. */
-constexpr NUV_INT64 LIFE_PAUSE = 5 * MILLISECOND;
-constexpr NUV_INT64 WRITER_PAUSE = SECOND;
+/** Between answers to one asker of a writer that there is not. */
+constexpr NUV_INT64 ANSWER_PAUSE = SECOND;
 /** A period of nothing would never end. */
 constexpr NUV_INT64 SHORTEST_PERIOD = MILLISECOND;
 
@@ -125,6 +124,7 @@ bool DISCParticipant::add_endpoints(REDAWorker *worker) {
 }
 
 bool DISCParticipant::remove_endpoints(REDAWorker *worker) {
+    is_ending_.store(true);
     PRESParticipant_setDiscovery(participant_, nullptr, worker);
     bool is_removed = NUVNetioRuntime_cancelCallback(domain_.runtime(), &find_names_) != 0;
     for (const COMMENDEndpoint *endpoint : {&detector_, &announcer_, &others_}) {
@@ -177,11 +177,11 @@ void DISCParticipant::change(const PRESParticipantProperty &property) {
         return;
     }
     const bool moves = record && record_ && has_moved_to(*record);
-    // What it says afterwards is newer than its leaving.
-    const RTPSSequenceNumber leaves_as = moves ? ++sequence_ : 0;
+    // What it says afterwards is newer than its leaving, by number and by time.
+    const Leaving leaving = {moves ? ++sequence_ : 0, disc::wall_time()};
     const bool is_first = !record_;
     if (say(std::move(record)) && !is_first) {
-        leaves_as_ = moves ? leaves_as : leaves_as_;
+        leaves_first_ = moves ? leaving : leaves_first_;
         announce_change();
     }
 }
@@ -230,7 +230,7 @@ void DISCParticipant::stop() {
     schedule().cancel(period_);
     schedule().cancel(change_);
     if (announces() && record_) {
-        leave(++sequence_);
+        leave({++sequence_, disc::wall_time()});
     }
     domain_.forget(*this);
 }
@@ -327,8 +327,8 @@ void DISCParticipant::on_change(void *owner, NUV_INT64 now) {
 
 /** Before anything is heard of it from where nobody knows it. */
 void DISCParticipant::leave_first() {
-    if (leaves_as_ != 0) {
-        leave(std::exchange(leaves_as_, 0));
+    if (leaves_first_.sequence != 0) {
+        leave(std::exchange(leaves_first_, {}));
     }
 }
 
@@ -377,7 +377,9 @@ void DISCParticipant::on_find_names(void *param, REDAWorker *worker) {
             return; // it is tried again with the next period
         }
     }
-    disc::find_addresses(&names, self->domain_.repetitions());
+    if (!disc::find_addresses(&names, self->is_ending_, self->domain_.repetitions())) {
+        return;
+    }
     const Domain::Visit visit(self->domain_, worker);
     if (self->peers_.take_names(names, self->property(),
                                 COMMENDFacade_getConfigurator(self->facade_))) {
@@ -430,10 +432,9 @@ void DISCParticipant::announce_to(const Known &known) {
     statistics.announcementsSent += send_to(known, announcement_.to(known.prefix));
 }
 
-void DISCParticipant::leave(RTPSSequenceNumber sequence) {
-    const RTPSTime now = disc::wall_time();
+void DISCParticipant::leave(const Leaving &leaving) {
     disc::ShortMessage to_all(prefix(), nullptr);
-    to_all.add_leaving(sequence, now);
+    to_all.add_leaving(leaving.sequence, leaving.time);
     for (const Place &place : destinations()) {
         if (!domain_.is_home(place)) {
             statistics.announcementsSent += send(place, to_all.octets()) ? 1 : 0;
@@ -441,7 +442,7 @@ void DISCParticipant::leave(RTPSSequenceNumber sequence) {
     }
     visit_known([&](const Known &known) {
         disc::ShortMessage message(prefix(), &known.prefix);
-        message.add_leaving(sequence, now);
+        message.add_leaving(leaving.sequence, leaving.time);
         statistics.announcementsSent += send_to(known, message.octets());
     });
 }
@@ -553,7 +554,8 @@ void DISCParticipant::note_change(const Known &known) {
     }
 }
 
-bool DISCParticipant::is_heard_again(const NUVOsapiRtpsGuidPrefix &stranger, NUV_INT64 now) {
+bool DISCParticipant::is_heard_again(const NUVOsapiRtpsGuidPrefix &stranger, NUV_UINT64 arrival,
+                                     NUV_INT64 now) {
     constexpr NUV_INT64 SPAN = 60 * disc::SECOND;
     constexpr NUV_INT64 PAUSE = disc::SECOND;
     if (strangers_ == nullptr) {
@@ -563,7 +565,9 @@ bool DISCParticipant::is_heard_again(const NUVOsapiRtpsGuidPrefix &stranger, NUV
         }
         new (strangers_) Strangers(domain_.secret());
     }
-    return strangers_->repeats({stranger, RTPS_ENTITYID_UNKNOWN}, now, SPAN, PAUSE);
+    // Twice in one datagram is once.
+    return std::exchange(stranger_arrival_, arrival) != arrival &&
+           strangers_->repeats({stranger, RTPS_ENTITYID_UNKNOWN}, now, SPAN, PAUSE);
 }
 
 bool DISCParticipant::ignores(const NUVOsapiRtpsGuidPrefix &prefix) const {
@@ -605,20 +609,14 @@ void DISCParticipant::on_acknack(void *param, const COMMENDMessageContext *conte
     if (!self->is_active_ || !self->record_) {
         return;
     }
-    Known *const asker = self->domain_.note_sign_of_life(*self, *context);
+    const Known *const asker = self->domain_.note_sign_of_life(*self, *context);
     if (asker == nullptr || !self->announces() || !disc::is_builtin_writer(acknack->writerId)) {
         return;
     }
-    const NUV_INT64 now = self->domain_.now();
-    bool is_answered = false;
-    if (acknack->writerId == RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER) {
-        is_answered = asker->last_answer == 0 || now - asker->last_answer >= disc::LIFE_PAUSE;
-        asker->last_answer = is_answered ? now : asker->last_answer;
-    } else {
-        is_answered =
-            self->answered_.admits({asker->prefix, acknack->writerId}, now, disc::WRITER_PAUSE);
-    }
-    if (is_answered) {
+    // Whether it lives is answered each time: whoever asks that acts on silence.
+    if (acknack->writerId == RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER ||
+        self->answered_.admits({asker->prefix, acknack->writerId}, self->domain_.now(),
+                               disc::ANSWER_PAUSE)) {
         self->answer(*asker, acknack->readerId, acknack->writerId);
     }
 }

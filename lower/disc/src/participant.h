@@ -3,6 +3,8 @@
 #ifndef DISC_PARTICIPANT_INTERNAL_H
 #define DISC_PARTICIPANT_INTERNAL_H
 
+#include <atomic>
+
 #include "announcement.h"
 #include "bounds.h"
 #include "commend/commend_endpoint.h"
@@ -125,6 +127,9 @@ public:
     disc::View &view_of(const disc::Known &known) {
         return views_[known.slot];
     }
+    const disc::View &view_of(const disc::Known &known) const {
+        return views_[known.slot];
+    }
     /** Room for so many known ones, and for the news of one more. */
     bool make_room(std::size_t slots);
     /** Has it know one, for which there is room. */
@@ -151,11 +156,16 @@ public:
     disc::News news;
     DISCStatistics statistics{};
     /** Whether one for which there was no room was heard before; false, too, without memory. */
-    bool is_heard_again(const NUVOsapiRtpsGuidPrefix &stranger, NUV_INT64 now);
+    bool is_heard_again(const NUVOsapiRtpsGuidPrefix &stranger, NUV_UINT64 arrival, NUV_INT64 now);
 
     DISCParticipant *next = nullptr; // of the domain
 
 private:
+    struct Leaving {
+        RTPSSequenceNumber sequence = 0;
+        RTPSTime time = RTPS_TIME_INVALID;
+    };
+
     static void on_enabled(void *param, const PRESParticipantProperty *property,
                            REDAWorker *worker);
     static void on_property_set(void *param, const PRESParticipantProperty *property,
@@ -183,7 +193,7 @@ private:
     void announce_to_peers();
     void announce_to_unreached(NUV_INT64 now);
     void announce_to(const disc::Known &known);
-    void leave(RTPSSequenceNumber sequence);
+    void leave(const Leaving &leaving);
     template <typename Visitor>
     void visit_known(Visitor visitor);
     bool send(const disc::Place &place, std::span<const NUV_UINT8> message);
@@ -205,8 +215,8 @@ private:
     disc::HeldRemote record_;
     disc::Announcement announcement_;
     RTPSSequenceNumber sequence_ = 0;
-    /** As what it leaves before it announces itself from where nobody knows it; 0: it does not. */
-    RTPSSequenceNumber leaves_as_ = 0;
+    /** Before it announces itself from where nobody knows it; number 0: it does not. */
+    Leaving leaves_first_;
     disc::Peers peers_;
     disc::Timer period_;
     disc::Timer change_;
@@ -216,10 +226,12 @@ private:
     NUV_INT64 shortest_lease_ = disc::NEVER; // that it has announced
     NUV_UINT32 chance_;
     NUVNetioCallback find_names_;
+    std::atomic<bool> is_ending_{false};
     RTPSCount count_ = 0; // of its heartbeats and questions
     disc::Recent<disc::Asker, 64> answered_;
     using Strangers = disc::Recent<disc::Asker, 4096>;
     Strangers *strangers_ = nullptr; // made when there is no room for one
+    NUV_UINT64 stranger_arrival_ = 0;
 
     disc::Array<disc::View> views_; // by the slots of the table
     std::size_t known_count_ = 0;

@@ -122,11 +122,15 @@ bool Peers::take_names(const Names &names, const DISCParticipantProperty &proper
     return true;
 }
 
-void find_addresses(Names *names, REDARepetitions *repetitions) {
+bool find_addresses(Names *names, const std::atomic<bool> &is_ending,
+                    REDARepetitions *repetitions) {
     constexpr const char *LOG_METHOD = "DISCParticipant_setPeers";
     constexpr NUV_UINT32 ADDRESSES_MAX = 8;
     Array<NUVNetioPeer> found;
     for (const NUVNetioPeer &name : names->given) {
+        if (is_ending.load()) {
+            return false;
+        }
         NUVNetioLocator addresses[ADDRESSES_MAX];
         const NUV_UINT32 count = NUVNetioPeer_resolve(&name, addresses, ADDRESSES_MAX);
         bool is_kept = true;
@@ -144,10 +148,11 @@ void find_addresses(Names *names, REDARepetitions *repetitions) {
             }
         }
         if (!is_kept) {
-            return; // memory ran out: it stays as it was
+            return false;
         }
     }
     names->found.swap(found);
+    return true;
 }
 
 } // namespace disc

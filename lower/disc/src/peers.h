@@ -3,6 +3,7 @@
 #ifndef DISC_PEERS_H
 #define DISC_PEERS_H
 
+#include <atomic>
 #include <span>
 
 #include "array.h"
@@ -52,8 +53,11 @@ private:
     Destinations destinations_;
 };
 
-/** Asks for the addresses of the names; it may take as long as that takes. */
-void find_addresses(Names *names, REDARepetitions *repetitions);
+/**
+ * Asks for the addresses of the names, one after the other; it takes as long as the name servers
+ * do. False when it is not to go on, or memory runs out.
+ */
+bool find_addresses(Names *names, const std::atomic<bool> &is_ending, REDARepetitions *repetitions);
 
 } // namespace disc
 

@@ -66,9 +66,8 @@ public:
     NUV_INT64 next_question = NEVER;
     NUV_INT64 question_pause = 0;
     NUV_UINT8 questions_left = 0;
-    bool was_asked = false;    // or nobody can ask
+    bool was_asked = false;
     NUV_INT64 lives_until = 0; // at least: it has shown that it does
-    NUV_INT64 last_answer = 0; // to a question of its own
     NUV_UINT64 payload = 0;    // the hash of what it has announced
     Claim *claim = nullptr;
 
