@@ -872,7 +872,7 @@ bool Domain::accept_claim(Known &known, NUV_INT64 now) {
 /** Asks it whether it lives where it was, more than once. */
 void Domain::ask(Known &known, NUV_INT64 now, NUV_INT64 pause) {
     const bool was_asked = known.question.is_set() && known.was_asked;
-    known.was_asked = send_question(known) || was_asked;
+    known.was_asked = send_question(known, 0) || was_asked;
     known.questions_left = QUESTIONS - 1;
     known.question_pause = pause;
     known.next_question = now + pause;
@@ -883,28 +883,31 @@ bool Domain::can_ask(const DISCParticipant &one, const Known &known) {
     return one.is_active() && one.announces() && one.record() != nullptr && one.view_of(known).has;
 }
 
-bool Domain::has_asker(const Known &known) const {
-    for (const DISCParticipant *one = participants_; one != nullptr; one = one->next) {
-        if (can_ask(*one, known)) {
-            return true;
+/** Those first whom it has shown that it knows. Null when there are not so many. */
+DISCParticipant *Domain::find_asker(const Known &known, int nth) const {
+    for (const bool is_heard : {true, false}) {
+        for (DISCParticipant *one = participants_; one != nullptr; one = one->next) {
+            if (can_ask(*one, known) && one->view_of(known).is_heard == is_heard && nth-- == 0) {
+                return one;
+            }
         }
     }
-    return false;
+    return nullptr;
 }
 
-/** By those first whom it knows: it answers nobody else. False when nothing could be sent. */
-bool Domain::send_question(const Known &known) {
-    constexpr int TRIES_MAX = 4;
-    int tries = 0;
-    for (const bool is_heard : {true, false}) {
-        for (DISCParticipant *one = participants_; one != nullptr && tries < TRIES_MAX;
-             one = one->next) {
-            if (can_ask(*one, known) && one->view_of(known).is_heard == is_heard) {
-                ++tries;
-                if (one->ask(known)) {
-                    return true;
-                }
-            }
+/**
+ * By another one each time: it answers only those that it knows. False when nothing could be sent.
+ */
+bool Domain::send_question(const Known &known, int time) {
+    constexpr int TRIES_MAX = 3;
+    for (int tries = 0; tries < TRIES_MAX; ++tries) {
+        DISCParticipant *one = find_asker(known, time + tries);
+        one = one != nullptr ? one : find_asker(known, 0);
+        if (one == nullptr) {
+            return false;
+        }
+        if (one->ask(known)) {
+            return true;
         }
     }
     return false;
@@ -942,12 +945,14 @@ void Domain::on_question(void *owner, NUV_INT64 now) {
     Known &known = *static_cast<Known *>(owner);
     Domain &self = known.domain;
     if (known.next_question <= now) {
-        known.was_asked = self.send_question(known) || known.was_asked;
+        known.was_asked =
+            self.send_question(known, QUESTIONS - known.questions_left) || known.was_asked;
         --known.questions_left;
         known.next_question = known.questions_left != 0 ? now + known.question_pause : NEVER;
     }
     if (known.claim != nullptr && known.claim->until <= now) {
-        if (!known.was_asked && known.claim->delays < UNASKED_MAX && self.has_asker(known)) {
+        if (!known.was_asked && known.claim->delays < UNASKED_MAX &&
+            self.find_asker(known, 0) != nullptr) {
             ++known.claim->delays;
             known.claim->until = now + UNASKED_TIME;
             known.questions_left = 1;

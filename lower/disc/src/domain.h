@@ -125,8 +125,8 @@ private:
     static void end_claim(Known &known);
     void ask(Known &known, NUV_INT64 now, NUV_INT64 pause);
     static bool can_ask(const DISCParticipant &one, const Known &known);
-    bool has_asker(const Known &known) const;
-    bool send_question(const Known &known);
+    DISCParticipant *find_asker(const Known &known, int nth) const;
+    bool send_question(const Known &known, int time);
     void ask_former(const Known &newcomer, NUV_INT64 now);
     void note_life(Known &known);
     void schedule_question(Known &known);

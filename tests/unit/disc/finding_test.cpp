@@ -238,4 +238,62 @@ TEST_F(Finding, ANameIsAskedForOnceInAPeriodAtTheMost) {
     EXPECT_LE(Names::asked, 10);
 }
 
+TEST_F(Finding, WhatOneOfTheProcessHasSaidDoesNotBringItBackAfterItsEnd) {
+    Settings settings;
+    settings.index = 1;
+    Party a(left);
+    Party b(left, settings);
+    net.world.run_for(SECOND);
+    left.process.stop(); // what is said waits in the socket of the group
+    a.set_user_data("last words");
+    left.process.resume();
+    net.world.run_for(10 * MS);
+    left.process.stop();
+    net.world.run_for(5 * SECOND);
+    left.process.resume();
+    a.leave();
+    net.world.run_for(SECOND);
+    EXPECT_EQ(b.count(), 0u);
+    EXPECT_EQ(b.statistics().came, 1u);
+}
+
+TEST_F(Finding, OneHostWithoutMulticastKnowsAllOfItself) {
+    net.lan.set({Multicast::NONE});
+    Settings settings;
+    settings.has_group = false;
+    settings.peers = {"127.0.0.1"};
+    std::vector<std::unique_ptr<Machine>> machines;
+    std::vector<std::unique_ptr<Party>> parties;
+    for (int i = 0; i < 12; ++i) {
+        machines.push_back(std::make_unique<Machine>(
+            left.process.host().add_process("process " + std::to_string(i))));
+        settings.index = i;
+        parties.push_back(std::make_unique<Party>(*machines.back(), settings));
+    }
+    net.world.run_for(SECOND);
+    // Those of an index above 4 are found by the others only.
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(parties.at(static_cast<std::size_t>(i))->count(), 11u);
+    }
+    for (std::size_t i = 5; i < 12; ++i) {
+        EXPECT_GE(parties.at(i)->count(), 5u);
+    }
+    parties.clear();
+}
+
+TEST_F(Finding, OneThatMovesIsNeverThereTwiceAndLosesNobody) {
+    Party a(left);
+    Party b(right);
+    net.world.run_for(SECOND);
+    (void)b.news();
+    Interface &interface = eth0(left.process);
+    interface.set_addresses({"192.0.2.3/24"});
+    a.set_addresses({"192.0.2.3"});
+    net.world.run_for(100 * MS);
+    EXPECT_EQ(b.see(a.prefix()).metatraffic, (std::vector<std::string>{"udpv4://192.0.2.3:7410"}));
+    net.world.run_for(60 * SECOND);
+    EXPECT_TRUE(a.knows(b));
+    EXPECT_EQ(b.news(), (std::vector<std::string>{"changed"}));
+}
+
 } // namespace

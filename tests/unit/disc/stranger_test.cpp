@@ -377,4 +377,45 @@ TEST_F(Stranger, OnlyListenedToHearsNothing) {
     EXPECT_FALSE(party.knows(listener));
 }
 
+TEST_F(Stranger, ThatHasBeenRestartedIsAnnouncedToAtOnce) {
+    made.sequence = 5;
+    say(announcement(made));
+    net.world.run_for(2 * SECOND);
+    (void)heard();
+    made.sequence = 1;
+    made.name = "again";
+    made.timestamp.seconds += 1;
+    say(announcement(made));
+    EXPECT_EQ(heard(), (std::vector<std::string>{"DST TS DATA"}));
+}
+
+TEST_F(Stranger, ThatHasBeenRestartedWithTheSameNumberIsRead) {
+    made.name = "one";
+    say(announcement(made));
+    made.name = "two";
+    made.timestamp.seconds += 1;
+    say(announcement(made));
+    EXPECT_EQ(party.see(made.prefix).name, "two");
+}
+
+TEST_F(Stranger, MayGiveTheTimeOfEachRepetition) {
+    say(announcement(made));
+    (void)party.news();
+    made.timestamp.seconds += 1;
+    say(announcement(made));
+    EXPECT_EQ(party.news(), std::vector<std::string>());
+}
+
+TEST_F(Stranger, WhoseUnicastLocatorIsAGroupIsSentNothing) {
+    Settings settings;
+    settings.index = 1;
+    const Udp group(elsewhere, "239.255.0.1:7400");
+    EXPECT_EQ(group.join(2), 0);
+    made.metatraffic = {"239.255.0.1:7400", "0.0.0.0:7400"};
+    say(announcement(made));
+    EXPECT_TRUE(is_known());
+    net.world.run_for(2 * SECOND);
+    EXPECT_EQ(group.take_all(), std::vector<std::string>());
+}
+
 } // namespace

@@ -255,4 +255,123 @@ TEST_F(Withstanding, AStopForTwiceTheLeaseLosesNobodyThatWasHeardMeanwhile) {
     EXPECT_TRUE(other.knows(party)); // it has announced itself at once
 }
 
+TEST_F(Withstanding, ForgedLeavingsOfSeveralThatLiveInOneProcess) {
+    Party party(machine);
+    Machine other_machine(add(2));
+    Settings settings;
+    Party first(other_machine, settings);
+    settings.index = 1;
+    Party second(other_machine, settings);
+    net.world.run_for(2 * SECOND);
+    const Udp forger(add(9));
+    Made forged;
+    forged.sequence = 1000;
+    for (const Party *one : {&first, &second}) {
+        forged.prefix = one->prefix();
+        EXPECT_EQ(forger.send("192.0.2.1:7410", leaving(forged)), 0);
+    }
+    net.world.run_for(SECOND);
+    EXPECT_TRUE(party.knows(first));
+    EXPECT_TRUE(party.knows(second));
+}
+
+TEST_F(Withstanding, ANewcomerInTheirPlaceForThoseWhoOnlyListen) {
+    Settings settings;
+    settings.property.announces = 0;
+    Party party(machine, settings);
+    const Udp home(add(2), "0.0.0.0:7410");
+    say_from(home, announcement(made_at(2, 1)));
+    say_from(home, announcement(made_at(2, 2)));
+    net.world.run_for(SECOND);
+    EXPECT_EQ(party.count(), 2u); // nobody could be asked: the lease tells
+}
+
+TEST_F(Withstanding, AQuestionGoesOutInTheNameOfOneThatIsKnown) {
+    Party party(machine);
+    Machine other_machine(add(2));
+    Party other(other_machine);
+    net.world.run_for(2 * SECOND);
+    Settings settings;
+    settings.index = 1;
+    Party newest(machine, settings); // is asked first
+    net.world.run_for(SECOND);
+    EXPECT_TRUE(other.ignore(newest.prefix())); // and is answered by nobody
+    const Udp forger(add(9));
+    Made forged;
+    forged.prefix = other.prefix();
+    forged.sequence = 1000;
+    say_from(forger, leaving(forged));
+    net.world.run_for(SECOND);
+    EXPECT_TRUE(party.knows(other));
+}
+
+TEST_F(Withstanding, AForgedRepetitionThatSaysThatItKnows) {
+    Party party(machine);
+    net.world.run_for(SECOND);
+    const Udp home(add(2), "0.0.0.0:7410");
+    Made made = made_at(2);
+    say_from(home, announcement(made));
+    made.directed_at = party.prefix();
+    say_from(Udp(add(9)), announcement(made));
+    net.world.run_for(2 * SECOND);
+    EXPECT_EQ(home.take_all().size(), 4u); // it is announced to all the same
+}
+
+TEST_F(Withstanding, OneAddressHasAQuarterOfEachView) {
+    Settings settings;
+    settings.property.remoteParticipantsMax = 40;
+    Party large(machine, settings);
+    settings.property.remoteParticipantsMax = 8;
+    settings.index = 1;
+    Party small(machine, settings);
+    const Udp one(add(2));
+    for (NUV_UINT32 i = 0; i < 8; ++i) {
+        Made made = made_at(2, i);
+        made.metatraffic = {"192.0.2.2:" + std::to_string(8000 + i)};
+        say_from(one, announcement(made));
+        EXPECT_EQ(one.send("192.0.2.1:7412", announcement(made)), 0);
+        net.world.run_for(MS);
+    }
+    EXPECT_EQ(large.count(), 9u); // and the other one of its process
+    EXPECT_EQ(small.count(), 3u);
+}
+
+TEST_F(Withstanding, TwiceInOneDatagramIsOnce) {
+    Settings settings;
+    settings.property.remoteParticipantsMax = 1;
+    Party party(machine, settings);
+    say_from(Udp(add(2)), announcement(made_at(2)));
+    const std::string stranger = announcement(made_at(3));
+    const Udp third(add(3));
+    say_from(third, stranger + stranger.substr(RTPS_HEADER_SIZE));
+    EXPECT_TRUE(party.knows(made_at(2).prefix));
+    say_from(third, stranger);
+    EXPECT_TRUE(party.knows(made_at(3).prefix));
+}
+
+TEST_F(Withstanding, PropertiesThatAreLongerAsTheyAreWritten) {
+    Party party(machine);
+    // Empty texts may take 4 octets where they are read, and 8 where they are written.
+    const NUV_UINT32 count = 4100;
+    std::string message = announcement(made_at(2));
+    message.resize(message.size() - 4); // the sentinel
+    const auto put = [&message](NUV_UINT32 value, int octets) {
+        for (int i = 0; i < octets; ++i) {
+            message += static_cast<char>(value >> (8 * i));
+        }
+    };
+    put(0x0059, 2);
+    put(4 + 8 * count, 2);
+    put(count, 4);
+    message += std::string(8 * count, '\0');
+    put(0x0001, 4);
+    const std::size_t data = RTPS_HEADER_SIZE + 12; // behind INFO_TS
+    const std::size_t length = message.size() - data - 4;
+    message[data + 2] = static_cast<char>(length & 0xFFu);
+    message[data + 3] = static_cast<char>(length >> 8);
+    say_from(Udp(add(2)), message);
+    EXPECT_EQ(party.count(), 0u);
+    EXPECT_EQ(party.statistics().unreadable[RTPS_REFUSED_LENGTH], 1u);
+}
+
 } // namespace
