@@ -9,6 +9,8 @@
 #include "osapi/osapi_guid.h"
 #include "place.h"
 #include "rtps/rtps_guid.h"
+#include "rtps/rtps_numberSet.h"
+#include "rtps/rtps_types.h"
 #include "units.h"
 
 namespace disc {
@@ -88,6 +90,48 @@ private:
 
     const NUV_UINT64 secret_;
     std::array<Entry, PLACES> entries_{};
+};
+
+/** Of something that was said: the announcer's number, and when it said it. */
+struct Word {
+    RTPSSequenceNumber sequence;
+    RTPSTime timestamp;
+};
+
+/**
+ * The words by which some have left just now: what they said before may be read after that. A place
+ * is that of whoever left last.
+ */
+class LastWords {
+public:
+    explicit LastWords(NUV_UINT64 secret) : secret_(secret) {}
+
+    void add(const NUVOsapiRtpsGuidPrefix &prefix, const Word &word, NUV_INT64 now) {
+        Entry &entry = entries_[place_of(prefix)];
+        entry = {prefix, word, now + SPAN};
+    }
+    /** Null when it has not left just now. */
+    const Word *find(const NUVOsapiRtpsGuidPrefix &prefix, NUV_INT64 now) const {
+        const Entry &entry = entries_[place_of(prefix)];
+        return now < entry.until && NUVOsapiRtpsGuidPrefix_isSame(&entry.prefix, &prefix) != 0
+                   ? &entry.word
+                   : nullptr;
+    }
+
+private:
+    static constexpr NUV_INT64 SPAN = SECOND;
+    struct Entry {
+        NUVOsapiRtpsGuidPrefix prefix{0, 0, 0};
+        Word word{0, RTPS_TIME_INVALID};
+        NUV_INT64 until = 0;
+    };
+    std::size_t place_of(const NUVOsapiRtpsGuidPrefix &prefix) const {
+        Hash hash(secret_);
+        return Asker{prefix}.add_to(hash).value() % std::tuple_size_v<decltype(entries_)>;
+    }
+
+    const NUV_UINT64 secret_;
+    std::array<Entry, 64> entries_{};
 };
 
 /** What the process sends to addresses that it was never spoken to from. Thread-safe. */

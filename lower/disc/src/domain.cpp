@@ -28,6 +28,8 @@ constexpr NUV_INT64 FORMER_TIME = 200 * MILLISECOND;
 /** Until it is asked again, as questions are lost, too. */
 constexpr NUV_INT64 CLAIM_PAUSE = 15 * MILLISECOND;
 constexpr NUV_INT64 FORMER_PAUSE = 60 * MILLISECOND;
+/** What it said before it ended may still wait in another socket for so long. */
+constexpr NUV_INT64 FORMER_DELAY = 20 * MILLISECOND;
 constexpr NUV_UINT8 QUESTIONS = 3;
 /** For how long it is believed that it lives once it has shown that. */
 constexpr NUV_INT64 LIFE_TIME = SECOND;
@@ -86,7 +88,8 @@ struct Domain::Heard {
 Domain::Domain(NUVNetioRuntime *runtime, NUV_INT32 its_id, Unasked &unasked, NUV_UINT64 secret)
     : table(secret), id(its_id), runtime_(runtime),
       clock_(NUVNetioRuntime_getClock(runtime)), event_{on_time, this, 0, nullptr, 0},
-      secret_(secret), unasked_(unasked), beginning_(now()), forgotten_(secret) {}
+      secret_(secret), unasked_(unasked), last_words_(secret), beginning_(now()),
+      forgotten_(secret) {}
 
 Domain::~Domain() {
     NUV_ASSERT(participants_ == nullptr);
@@ -271,6 +274,12 @@ void Domain::drop(Known &known, DISCChange change) {
     free(&known);
 }
 
+/** It has left; what it said before that does not bring it back. */
+void Domain::drop_with(Known &known, const Word &last, NUV_INT64 now) {
+    last_words_.add(known.prefix, last, now);
+    drop(known, DISC_CHANGE_LEFT);
+}
+
 /** What it says from now on. */
 void Domain::replace(Known &known, HeldRemote record) {
     if (record->says_the_same_as(*known.record)) {
@@ -359,29 +368,32 @@ void Domain::take_leaving(DISCParticipant &by, const Heard &heard, const RTPSDat
     if (known == nullptr || !by.view_of(*known).has) {
         return; // nobody to forget
     }
-    if (is_stale(*known, heard, data.writerSN)) {
+    if (is_stale(known->word(), heard, data.writerSN)) {
         count_one(by.statistics.refused[DISC_REFUSED_STALE]);
     } else if (is_its(by, *known, heard.source)) {
-        drop(*known, DISC_CHANGE_LEFT);
+        drop_with(*known, {data.writerSN, heard.context.timestamp}, heard.now);
     } else {
         claim(by, *known, heard, data, {});
     }
 }
 
 /** A lower number with a newer time is another life under the same identity. */
-bool Domain::is_stale(const Known &known, const Heard &heard, RTPSSequenceNumber sequence) {
+bool Domain::is_stale(const Word &last, const Heard &heard, RTPSSequenceNumber sequence) {
     const RTPSTime &timestamp = heard.context.timestamp;
-    return sequence < known.sequence &&
-           !(RTPSTime_isValid(&timestamp) != 0 && RTPSTime_isValid(&known.timestamp) != 0 &&
-             RTPSTime_compare(&timestamp, &known.timestamp) > 0);
+    return sequence < last.sequence &&
+           !(RTPSTime_isValid(&timestamp) != 0 && RTPSTime_isValid(&last.timestamp) != 0 &&
+             RTPSTime_compare(&timestamp, &last.timestamp) > 0);
 }
 
 void Domain::take_announcement(DISCParticipant &by, const Heard &heard, const RTPSData &data) {
     Known *const known = table.find(heard.prefix);
-    if (known == nullptr) {
-        take_newcomer(by, heard, data);
-    } else if (is_stale(*known, heard, data.writerSN)) {
+    const Word *const last_word = last_words_.find(heard.prefix, heard.now);
+    const bool has_left = known == nullptr && last_word != nullptr;
+    if ((known != nullptr && is_stale(known->word(), heard, data.writerSN)) ||
+        (has_left && is_stale(*last_word, heard, data.writerSN))) {
         count_one(by.statistics.refused[DISC_REFUSED_STALE]);
+    } else if (known == nullptr) {
+        take_newcomer(by, heard, data);
     } else if (data.writerSN == known->sequence && !has_new_life(*known, heard, data)) {
         take_repetition(by, heard, *known);
     } else {
@@ -814,6 +826,9 @@ void Domain::claim(DISCParticipant &by, Known &known, const Heard &heard, const 
 void Domain::note_life(Known &known) {
     constexpr const char *LOG_METHOD = "receive";
     const NUV_INT64 time = now();
+    if (known.claim == nullptr && known.questions_left == QUESTIONS) {
+        return; // that is older than the question
+    }
     if (known.asked_until != NEVER || known.claim != nullptr) {
         known.lives_until = later(time, LIFE_TIME);
     }
@@ -850,7 +865,7 @@ void Domain::end_claim(Known &known) {
 bool Domain::accept_claim(Known &known, NUV_INT64 now) {
     Claim &claim = *known.claim;
     if (!claim.announcement) {
-        drop(known, DISC_CHANGE_LEFT);
+        drop_with(known, {claim.sequence, claim.timestamp}, now);
         return false;
     }
     replace(known, std::move(claim.announcement));
@@ -870,12 +885,11 @@ bool Domain::accept_claim(Known &known, NUV_INT64 now) {
 }
 
 /** Asks it whether it lives where it was, more than once. */
-void Domain::ask(Known &known, NUV_INT64 now, NUV_INT64 pause) {
-    const bool was_asked = known.question.is_set() && known.was_asked;
-    known.was_asked = send_question(known, 0) || was_asked;
-    known.questions_left = QUESTIONS - 1;
+void Domain::ask(Known &known, NUV_INT64 first, NUV_INT64 pause) {
+    known.was_asked = known.question.is_set() && known.was_asked;
+    known.questions_left = QUESTIONS;
     known.question_pause = pause;
-    known.next_question = now + pause;
+    known.next_question = first;
     schedule_question(known);
 }
 
@@ -929,7 +943,7 @@ void Domain::ask_former(const Known &newcomer, NUV_INT64 now) {
             if (is_replaced) {
                 ++formers;
                 former.asked_until = now + FORMER_TIME;
-                ask(former, now, FORMER_PAUSE);
+                ask(former, now + FORMER_DELAY, FORMER_PAUSE);
             }
             return formers < FORMERS_MAX;
         });

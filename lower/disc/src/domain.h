@@ -90,7 +90,7 @@ private:
 
     void take_leaving(DISCParticipant &by, const Heard &heard, const RTPSData &data,
                       const RTPSInlineQos &qos);
-    static bool is_stale(const Known &known, const Heard &heard, RTPSSequenceNumber sequence);
+    static bool is_stale(const Word &last, const Heard &heard, RTPSSequenceNumber sequence);
     void take_announcement(DISCParticipant &by, const Heard &heard, const RTPSData &data);
     void take_repetition(DISCParticipant &by, const Heard &heard, Known &known);
     void take_newer(DISCParticipant &by, const Heard &heard, const RTPSData &data, Known &known);
@@ -113,6 +113,7 @@ private:
     Known *make_known(HeldRemote record);
     void free(Known *known);
     void drop(Known &known, DISCChange change);
+    void drop_with(Known &known, const Word &last, NUV_INT64 now);
     bool is_wanted(const Known &known) const;
 
     void renew(Known &known, const Heard &heard);
@@ -123,7 +124,7 @@ private:
     NUV_UINT64 hash_of(const RTPSOctets &octets) const;
     bool accept_claim(Known &known, NUV_INT64 now);
     static void end_claim(Known &known);
-    void ask(Known &known, NUV_INT64 now, NUV_INT64 pause);
+    void ask(Known &known, NUV_INT64 first, NUV_INT64 pause);
     static bool can_ask(const DISCParticipant &one, const Known &known);
     DISCParticipant *find_asker(const Known &known, int nth) const;
     bool send_question(const Known &known, int time);
@@ -142,6 +143,7 @@ private:
     DISCParticipant *participants_ = nullptr;
     const NUV_UINT64 secret_;
     Unasked &unasked_;
+    LastWords last_words_;
     const NUV_INT64 beginning_;    // from which milliseconds are counted
     Recent<Asker, 256> forgotten_; // participants of this process that are no more
     NUV_INT64 last_forgery_line_ = 0;

@@ -4,8 +4,8 @@
 #define DISC_TABLE_H
 
 #include "array.h"
+#include "bounds.h"
 #include "remote.h"
-#include "rtps/rtps_numberSet.h"
 #include "schedule.h"
 
 struct DISCParticipant;
@@ -38,6 +38,10 @@ public:
 
     /** Whether what comes from there may be its own: it said so, or was heard from there. */
     bool is_at(const Place &place) const;
+    /** What it has announced last. */
+    Word word() const {
+        return {sequence, timestamp};
+    }
 
     Domain &domain;
     const NUVOsapiRtpsGuidPrefix prefix;

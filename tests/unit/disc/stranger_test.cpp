@@ -257,6 +257,25 @@ TEST_F(Stranger, WithALowerNumberAndANewerTimeHasBeenRestarted) {
     EXPECT_EQ(party.see(made.prefix).name, "again");
 }
 
+TEST_F(Stranger, IsNotBackByWhatItsLeavingHasOvertaken) {
+    say(announcement(made));
+    Made end = made;
+    end.sequence = 2;
+    say(leaving(end));
+    say(announcement(made));
+    EXPECT_FALSE(is_known());
+    EXPECT_EQ(refused(DISC_REFUSED_STALE), 1u);
+}
+
+TEST_F(Stranger, IsBackByWhatItSaysAfterItsLeaving) {
+    say(announcement(made));
+    made.sequence = 2;
+    say(leaving(made));
+    made.sequence = 3;
+    say(announcement(made));
+    EXPECT_TRUE(is_known());
+}
+
 TEST_F(Stranger, RenewsItsLeaseByAnythingThatItSays) {
     made.lease = {1, 0};
     say(announcement(made));

@@ -115,6 +115,18 @@ TEST_F(Withstanding, AFormerSelfOnTheSamePortsIsGoneWhenItIsSilent) {
     EXPECT_EQ(party.statistics().lost, 1u);
 }
 
+TEST_F(Withstanding, AFormerSelfIsGoneThoughWhatItSaidIsReadLater) {
+    Party party(machine);
+    const Udp home(add(2), "0.0.0.0:7410");
+    const Made before = made_at(2, 1);
+    say_from(home, announcement(before));
+    net.world.run_for(SECOND);
+    say_from(home, announcement(made_at(2, 2)));
+    say_from(home, announcement(before));
+    net.world.run_for(210 * MS);
+    EXPECT_FALSE(party.knows(before.prefix));
+}
+
 TEST_F(Withstanding, OneThatAnswersKeepsItsPlaceBesideAnotherThatSaysItHasIt) {
     Party party(machine);
     const Udp home(add(2), "0.0.0.0:7410");
@@ -123,6 +135,7 @@ TEST_F(Withstanding, OneThatAnswersKeepsItsPlaceBesideAnotherThatSaysItHasIt) {
     say_from(home, announcement(before));
     net.world.run_for(SECOND);
     say_from(home, announcement(after));
+    net.world.run_for(20 * MS); // until it is asked
     say_from(home, heartbeat(before, RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER));
     net.world.run_for(SECOND);
     EXPECT_TRUE(party.knows(before.prefix));
