@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The options of the simulated tests.
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <csignal>
@@ -64,9 +65,10 @@ void print_seed_at_death() {
 
 } // namespace
 
-void for_each_seed(const std::function<void(NUV_UINT64 seed)> &scenario) {
+void for_each_seed(const std::function<void(NUV_UINT64 seed)> &scenario, NUV_UINT64 usual) {
+    const NUV_UINT64 few = std::max<NUV_UINT64>(usual / SHARE_OF_SEEDS, 2);
     const NUV_UINT64 first = options().seed.value_or(1);
-    const NUV_UINT64 last = options().seed.value_or(options().seeds);
+    const NUV_UINT64 last = options().seed.value_or(options().seeds.value_or(few));
     for (NUV_UINT64 seed = first; seed <= last; ++seed) {
         note_seed(seed);
         try {

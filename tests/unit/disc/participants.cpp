@@ -100,7 +100,14 @@ Party::Party(Machine &its_machine, const Settings &its_settings)
         const NUV_INT32 domain_gain = 250 * settings.domain;
         own.builtinMulticastPort = 7400 + domain_gain;
         own.builtinUnicastPort = 7410 + domain_gain;
-        const DISCParticipantListener listener = {[](void *) {}, nullptr};
+        const DISCParticipantListener listener = {[](void *self) {
+                                                      const Settings &its =
+                                                          static_cast<Party *>(self)->settings;
+                                                      if (its.on_news) {
+                                                          its.on_news();
+                                                      }
+                                                  },
+                                                  this};
         discovery =
             DISCParticipant_new(machine.discovery, participant, &own,
                                 settings.has_listener ? &listener : nullptr, machine.worker);
@@ -110,10 +117,7 @@ Party::Party(Machine &its_machine, const Settings &its_settings)
     call([&] {
         const PRESParticipantProperty enabled = property();
         const PRESParticipantParameter &parameter = enabled.parameter;
-        for (NUV_INT32 i = 0; i < parameter.metatrafficUnicastLocator.count; ++i) {
-            reserve(parameter.metatrafficUnicastLocator.locatorList[i]);
-            reserve(parameter.defaultUnicastLocator.locatorList[i]);
-        }
+        reserve_unicast(parameter);
         if (settings.has_group) {
             reserve(parameter.metatrafficMulticastLocator.locatorList[0]);
         }
@@ -151,6 +155,19 @@ void Party::reserve(const NUVNetioLocator &locator) {
     NUVNetioLocatorInfo info = {locator, 0, {""}};
     REDAWeakReference reference = REDA_WEAK_REFERENCE_INVALID;
     EXPECT_NE(facade->addEntryport(facade, &reference, &info, machine.worker), 0);
+}
+
+void Party::reserve_unicast(const PRESParticipantParameter &parameter) {
+    COMMENDFacade *const facade = PRESParticipant_getFacade(participant);
+    for (const auto *policy :
+         {&parameter.metatrafficUnicastLocator, &parameter.defaultUnicastLocator}) {
+        for (NUV_INT32 i = 0; i < policy->count; ++i) {
+            const NUVNetioLocator &locator = policy->locatorList[i];
+            if (COMMENDFacade_hasEntryport(facade, &locator, machine.worker) == 0) {
+                reserve(locator);
+            }
+        }
+    }
 }
 
 /** As its settings have it; the views are its own. */
@@ -236,14 +253,26 @@ Seen Party::see(const NUVOsapiRtpsGuidPrefix &prefix) {
     return seen;
 }
 
+std::optional<News> Party::take_news() {
+    DISCChange change{};
+    const DISCRemote *remote = nullptr;
+    if (DISCParticipant_takeNews(discovery, &change, &remote, machine.worker) == 0) {
+        return {};
+    }
+    RTPSParticipantData data;
+    DISCRemote_read(remote, &data);
+    const RTPSOctets &octets = data.userData;
+    const News news = {change, data.guid.prefix,
+                       std::string(reinterpret_cast<const char *>(octets.data), octets.length)};
+    DISCRemote_release(remote);
+    return news;
+}
+
 std::vector<std::string> Party::news() {
     static constexpr std::array<const char *, 4> WORDS = {"came", "changed", "left", "lost"};
     std::vector<std::string> all;
-    DISCChange change{};
-    const DISCRemote *remote = nullptr;
-    while (DISCParticipant_takeNews(discovery, &change, &remote, machine.worker) != 0) {
-        all.emplace_back(WORDS.at(change));
-        DISCRemote_release(remote);
+    while (const std::optional<News> one = take_news()) {
+        all.emplace_back(WORDS.at(one->change));
     }
     return all;
 }
@@ -269,6 +298,10 @@ bool Party::set_property() {
 
 void Party::set_addresses(const std::vector<std::string> &addresses) {
     settings.addresses = addresses;
+    call([&] {
+        (void)NUVNetioConfigurator_refreshInterfaces(configurator_, machine.worker);
+        reserve_unicast(property().parameter);
+    });
     set_user_data(settings.user_data);
 }
 

@@ -2,6 +2,7 @@
 // Participants on simulated hosts, and a stranger who says whatever a test wants.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -40,7 +41,15 @@ struct Settings {
     std::vector<std::string> peers = {"239.255.0.1", "127.0.0.1"};
     bool has_group = true;
     bool has_listener = true;
+    std::function<void()> on_news; // there may be some to take; called with locks held
     DISCParticipantProperty property = DISC_PARTICIPANT_PROPERTY_DEFAULT;
+};
+
+/** What has become of another one. */
+struct News {
+    DISCChange change;
+    NUVOsapiRtpsGuidPrefix prefix;
+    std::string user_data;
 };
 
 class Party;
@@ -82,12 +91,15 @@ public:
     }
     /** What it knows of another one; fails the test when it does not know it. */
     Seen see(const NUVOsapiRtpsGuidPrefix &prefix);
+    /** The oldest news that was not taken yet. */
+    std::optional<News> take_news();
     /** "came", "changed", "left" and "lost" since the last call, in order. */
     std::vector<std::string> news();
     DISCStatistics statistics();
     void set_user_data(const std::string &text);
     /** Sets the property as the settings have it now; false when that was refused. */
     bool set_property();
+    /** None: all those of its host. */
     void set_addresses(const std::vector<std::string> &addresses);
     void set_peers(const std::vector<std::string> &peers);
     bool ignore(const NUVOsapiRtpsGuidPrefix &prefix);
@@ -106,6 +118,7 @@ public:
 private:
     PRESParticipantProperty property();
     void reserve(const NUVNetioLocator &locator);
+    void reserve_unicast(const PRESParticipantParameter &parameter);
 
     NUVNetioConfigurator *configurator_ = nullptr;
     REDAExclusiveArea *table_ = nullptr;
