@@ -4,8 +4,10 @@
 
 #include <array>
 #include <cinttypes>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <ctime>
 #include <iostream>
 #include <memory>
 #include <stdexcept>
@@ -15,6 +17,7 @@
 #include <sys/resource.h>
 
 #include "child.h"
+#include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "domain/DomainParticipantFactory_internal.h"
 #include "figures.h"
 #include "participants.h"
@@ -29,22 +32,53 @@ constexpr double ALLOWED_SECONDS = 5;
 constexpr double ALLOWED_MIB = 512;
 constexpr double KIB_PER_MIB = 1024;
 
+/* Each finds each: from when the last was created, while that share of datagrams is lost. */
+constexpr double LOSS = 0.1;
+constexpr double ALLOWED_SIMULATED_SECONDS = 3;
+constexpr double ALLOWED_FINDING_SECONDS = 60;
+constexpr double ALLOWED_FINDING_MIB = 1024;
+
 struct Simulated {
     double seconds;
     double peak_mib; /**< resident memory of the whole process */
     std::uint64_t hash;
 };
 
+/** Of participants that say nothing of themselves. */
+class QuietQos {
+public:
+    QuietQos() {
+        if (DDS_DomainParticipantQos_initialize(&qos_) != DDS_RETCODE_OK ||
+            DDS_PropertyQosPolicyHelper_add_property(&qos_.property, "dds.discovery.announce", "no",
+                                                     DDS_BOOLEAN_FALSE) != DDS_RETCODE_OK) {
+            throw std::runtime_error("no memory for a QoS");
+        }
+    }
+    ~QuietQos() {
+        (void)DDS_DomainParticipantQos_finalize(&qos_);
+    }
+    QuietQos(const QuietQos &) = delete;
+    QuietQos &operator=(const QuietQos &) = delete;
+
+    const DDS_DomainParticipantQos *get() const {
+        return &qos_;
+    }
+
+private:
+    DDS_DomainParticipantQos qos_ = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
+};
+
 /** A process with one participant. */
 class Application {
 public:
-    Application(simnet::Host &host, const std::string &name) : process_(host.add_process(name)) {
+    Application(simnet::Host &host, const std::string &name, const DDS_DomainParticipantQos *qos)
+        : process_(host.add_process(name)) {
         const NUVNetioRuntimeProperty property = process_.runtime_property();
 
         process_.call([&] {
             factory_ = DDS_DomainParticipantFactory_newI(&property);
             participant_ = DDS_DomainParticipantFactory_create_participant(
-                factory_, 0, DDS_PARTICIPANT_QOS_DEFAULT, nullptr, DDS_STATUS_MASK_NONE);
+                factory_, 0, qos, nullptr, DDS_STATUS_MASK_NONE);
         });
         if (DDS_DomainParticipant_get_participant_index(participant_) < 0) {
             throw std::runtime_error("a simulated participant has no index");
@@ -59,37 +93,114 @@ public:
     Application(const Application &) = delete;
     Application &operator=(const Application &) = delete;
 
+    /** Nobody hears of its end. */
+    void kill() {
+        process_.kill();
+    }
+    std::uint64_t known() {
+        DDS_DiscoveryStatistics statistics;
+
+        return process_.call([&] {
+            return DDS_DomainParticipant_get_discovery_statistics(participant_, &statistics) ==
+                           DDS_RETCODE_OK
+                       ? statistics.known
+                       : 0;
+        });
+    }
+
 private:
     simnet::Process &process_;
     DDS_DomainParticipantFactory *factory_ = nullptr;
     DDS_DomainParticipant *participant_ = nullptr;
 };
 
-Simulated simulate(std::uint64_t seed) {
-    Simulated result{};
-    rusage usage{};
-
-    result.seconds = seconds_of([&] {
-        simnet::World world(seed);
-        simnet::Segment &lan = world.add_segment("lan");
-        std::vector<std::unique_ptr<Application>> applications;
-
+/** A world full of applications. */
+class Building {
+public:
+    Building(std::uint64_t seed, const simnet::LinkProperty &link) : world(seed), link_(link) {}
+    /** @param pause the longest time between two that are started */
+    void fill(const DDS_DomainParticipantQos *qos, simnet::Time pause) {
         for (int i = 0; i < HOSTS; ++i) {
             const std::string number = std::to_string(i + 1);
             simnet::Host &host = world.add_host("host " + number);
 
-            host.add_interface("eth0", &lan, {"192.0.2." + number + "/24"});
+            host.add_interface("eth0", &lan_, {"192.0.2." + number + "/24"}, link_);
             for (int k = 0; k < PROCESSES; ++k) {
                 applications.push_back(
-                    std::make_unique<Application>(host, "process " + std::to_string(k + 1)));
-                world.run_for(world.random().between(0, simnet::MILLISECOND));
+                    std::make_unique<Application>(host, "process " + std::to_string(k + 1), qos));
+                world.run_for(world.random().between(0, pause));
             }
         }
-        applications.clear();
-        result.hash = world.trace().hash();
-    });
+    }
+
+    simnet::World world;
+    std::vector<std::unique_ptr<Application>> applications;
+
+private:
+    const simnet::LinkProperty link_;
+    simnet::Segment &lan_ = world.add_segment("lan");
+};
+
+double peak_mib() {
+    rusage usage{};
+
     (void)getrusage(RUSAGE_SELF, &usage);
-    result.peak_mib = static_cast<double>(usage.ru_maxrss) / KIB_PER_MIB;
+    return static_cast<double>(usage.ru_maxrss) / KIB_PER_MIB;
+}
+
+double processor_seconds() {
+    timespec time{};
+
+    (void)clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+Simulated simulate(std::uint64_t seed) {
+    Simulated result{};
+    const QuietQos quiet;
+
+    result.seconds = seconds_of([&] {
+        Building building(seed, {});
+
+        building.fill(quiet.get(), simnet::MILLISECOND);
+        building.applications.clear();
+        result.hash = building.world.trace().hash();
+    });
+    result.peak_mib = peak_mib();
+    return result;
+}
+
+struct Found {
+    double simulated_seconds; /**< until each knew each */
+    double seconds;           /**< of the processor, until then */
+    double peak_mib;
+    std::uint64_t missing; /**< discoveries, when the time was up */
+};
+
+Found find_each_other(std::uint64_t seed) {
+    constexpr simnet::Time LOOK_PERIOD = 20 * simnet::MILLISECOND;
+    constexpr std::uint64_t ALL = HOSTS * PROCESSES;
+    simnet::LinkProperty link;
+    link.loss = 1 - std::sqrt(1 - LOSS); // there are two between two hosts
+    Building building(seed, link);
+    Found result{};
+
+    building.fill(DDS_PARTICIPANT_QOS_DEFAULT, 0);
+    const simnet::Time begin = building.world.now();
+    do {
+        building.world.run_for(LOOK_PERIOD);
+        result.simulated_seconds =
+            static_cast<double>(building.world.now() - begin) / simnet::SECOND;
+        result.missing = ALL * (ALL - 1);
+        for (const auto &application : building.applications) {
+            result.missing -= application->known();
+        }
+    } while (result.missing != 0 && result.simulated_seconds < ALLOWED_SIMULATED_SECONDS);
+    result.seconds = processor_seconds();
+    result.peak_mib = peak_mib();
+    for (const auto &application : building.applications) {
+        application->kill();
+    }
     return result;
 }
 
@@ -115,6 +226,24 @@ void measure_simulated() {
              .value = first.peak_mib,
              .unit = "MiB",
              .allowed = ALLOWED_MIB});
+
+    const Found found = in_child(find_each_other, std::uint64_t{7});
+
+    set_row({.what = "1,000 find each other, a tenth lost, simulated time",
+             .value = found.simulated_seconds,
+             .unit = "s",
+             .allowed = ALLOWED_SIMULATED_SECONDS});
+    set_row({.what = "of 999,000 discoveries missing then",
+             .value = static_cast<double>(found.missing),
+             .allowed = 0});
+    set_row({.what = "processor time for that",
+             .value = found.seconds,
+             .unit = "s",
+             .allowed = ALLOWED_FINDING_SECONDS});
+    set_row({.what = "memory resident for that at most",
+             .value = found.peak_mib,
+             .unit = "MiB",
+             .allowed = ALLOWED_FINDING_MIB});
 }
 
 } // namespace bench
