@@ -12,6 +12,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "domain/CallWorker.h"
 #include "domain/DomainParticipant_internal.h"
 #include "following_library.h"
@@ -156,8 +157,11 @@ void expect_no_loss(Sender &sender, std::uint64_t lost_before) {
 
 class FollowingWithoutLoss : public LibraryTest {};
 
+/** What participants send themselves is not counted. */
+const Texts SILENT = {"--property", "dds.discovery.announce=false"};
+
 TEST_F(FollowingWithoutLoss, TheKernelHandsOverAllThatWasSentToWhatStays) {
-    Follower follower;
+    Follower follower(SILENT);
     const std::uint64_t lost =
         udp_counter("NoPorts") + udp_counter("RcvbufErrors") + udp_counter("InErrors");
     const std::uint64_t before = datagrams_received();
@@ -173,7 +177,7 @@ TEST_F(FollowingWithoutLoss, TheKernelHandsOverAllThatWasSentToWhatStays) {
 }
 
 TEST_F(FollowingWithoutLoss, ARestrictedParticipantGetsAllThatWasSentToWhatStays) {
-    Follower follower({"--interface", "net0", "--interface", "net1"});
+    Follower follower({"--interface", "net0", "--interface", "net1", SILENT[0], SILENT[1]});
     const std::uint64_t lost =
         udp_counter("NoPorts") + udp_counter("RcvbufErrors") + udp_counter("InErrors");
     const std::uint64_t before = datagrams_received();
@@ -190,7 +194,13 @@ TEST_F(FollowingWithoutLoss, EachMessageReachesTheParticipantOnce) {
         std::atomic<std::uint64_t> number = 0;
         std::vector<std::uint32_t> numbers; // of the reactor's thread until all is over
     } arrived;
-    DDS_DomainParticipant *const participant = create();
+    DDS_DomainParticipantQos qos = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
+    ASSERT_EQ(DDS_DomainParticipantQos_initialize(&qos), DDS_RETCODE_OK);
+    ASSERT_EQ(DDS_PropertyQosPolicyHelper_add_property(&qos.property, "dds.discovery.announce",
+                                                       "false", DDS_BOOLEAN_FALSE),
+              DDS_RETCODE_OK);
+    DDS_DomainParticipant *const participant = create(nullptr, &qos);
+    EXPECT_EQ(DDS_DomainParticipantQos_finalize(&qos), DDS_RETCODE_OK);
     COMMENDFacade *const facade = PRESParticipant_getFacade(participant->presentation.participant);
     const COMMENDMessageListener listener = {
         [](void *param, const NUVNetioMessage *message, REDAWorker *) {
