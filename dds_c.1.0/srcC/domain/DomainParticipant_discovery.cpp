@@ -294,9 +294,13 @@ void tell(DDS_DomainParticipant *self, const NewsItem &news) {
     DDS_ParticipantBuiltinTopicData_finalize(&data);
 }
 
-/** Asks the discovery of an enabled participant, which nobody deletes meanwhile. */
+/**
+ * Asks the discovery of an enabled participant, which nobody deletes meanwhile.
+ * @param what what there may be no memory for.
+ */
 template <typename Operation>
-DDS_ReturnCode_t ask(const char *LOG_METHOD, DDS_DomainParticipant *self, Operation operation) {
+DDS_ReturnCode_t ask(const char *LOG_METHOD, DDS_DomainParticipant *self, const char *what,
+                     Operation operation) {
     if (DDS_DomainParticipantFactory_isForkedI(LOG_METHOD)) {
         return DDS_RETCODE_ILLEGAL_OPERATION;
     }
@@ -308,7 +312,12 @@ DDS_ReturnCode_t ask(const char *LOG_METHOD, DDS_DomainParticipant *self, Operat
                     "the participant is not enabled: it discovers nobody");
         return DDS_RETCODE_NOT_ENABLED;
     }
-    return operation(self->discovery, worker.get());
+    const DDS_ReturnCode_t result = operation(self->discovery, worker.get());
+
+    if (result == DDS_RETCODE_OUT_OF_RESOURCES) {
+        DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, what);
+    }
+    return result;
 }
 
 /** The participants that one knows, as many as there are. */
@@ -477,12 +486,11 @@ DDS_ReturnCode_t DDS_DomainParticipant_get_discovered_participants(DDS_DomainPar
     if (DDSLog_isNull(self) || DDSLog_isNull(handles)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    return ask(LOG_METHOD, self, [=](DISCParticipant *discovery, REDAWorker *worker) {
+    return ask(LOG_METHOD, self, "handles", [=](DISCParticipant *discovery, REDAWorker *worker) {
         KnownPrefixes known;
 
         if (!known.list(discovery, worker) ||
             !DDS_InstanceHandleSeq_ensure_length(handles, known.count(), known.count())) {
-            DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s, "handles");
             return DDS_RETCODE_OUT_OF_RESOURCES;
         }
         for (DDS_Long i = 0; i < known.count(); ++i) {
@@ -501,28 +509,27 @@ DDS_DomainParticipant_get_discovered_participant_data(DDS_DomainParticipant *sel
     if (DDSLog_isNull(self) || DDSLog_isNull(data) || DDSLog_isNull(handle)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    return ask(LOG_METHOD, self, [=](DISCParticipant *discovery, REDAWorker *worker) {
-        NUVOsapiRtpsGuidPrefix prefix;
-        DISCRemoteStatus status;
-        const DISCRemote *const remote =
-            DDS_InstanceHandle_to_prefixI(handle, &prefix) != 0
-                ? DISCParticipant_findRemote(discovery, &prefix, &status, worker)
-                : nullptr;
+    return ask(LOG_METHOD, self, "data of a participant",
+               [=](DISCParticipant *discovery, REDAWorker *worker) {
+                   NUVOsapiRtpsGuidPrefix prefix;
+                   DISCRemoteStatus status;
+                   const DISCRemote *const remote =
+                       DDS_InstanceHandle_to_prefixI(handle, &prefix) != 0
+                           ? DISCParticipant_findRemote(discovery, &prefix, &status, worker)
+                           : nullptr;
 
-        if (remote == nullptr) {
-            return refuse_unknown(LOG_METHOD, *handle);
-        }
-        const int isTaken =
-            DDS_ParticipantBuiltinTopicData_from_remoteI(data, remote, &status, self->domainId);
+                   if (remote == nullptr) {
+                       return refuse_unknown(LOG_METHOD, *handle);
+                   }
+                   const int isTaken = DDS_ParticipantBuiltinTopicData_from_remoteI(
+                       data, remote, &status, self->domainId);
 
-        DISCRemote_release(remote);
-        if (isTaken == 0) {
-            DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s,
-                           "data of a participant");
-            return DDS_RETCODE_OUT_OF_RESOURCES;
-        }
-        return DDS_RETCODE_OK;
-    });
+                   DISCRemote_release(remote);
+                   if (isTaken == 0) {
+                       return DDS_RETCODE_OUT_OF_RESOURCES;
+                   }
+                   return DDS_RETCODE_OK;
+               });
 }
 
 DDS_ReturnCode_t DDS_DomainParticipant_ignore_participant(DDS_DomainParticipant *self,
@@ -538,14 +545,13 @@ DDS_ReturnCode_t DDS_DomainParticipant_ignore_participant(DDS_DomainParticipant 
                     "handle: allowed is the GUID of a participant");
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    return ask(LOG_METHOD, self, [=](DISCParticipant *discovery, REDAWorker *worker) {
-        if (DISCParticipant_ignore(discovery, &prefix, worker) == 0) {
-            DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_OUT_OF_RESOURCES_s,
-                           "participants to ignore");
-            return DDS_RETCODE_OUT_OF_RESOURCES;
-        }
-        return DDS_RETCODE_OK;
-    });
+    return ask(LOG_METHOD, self, "participants to ignore",
+               [=](DISCParticipant *discovery, REDAWorker *worker) {
+                   if (DISCParticipant_ignore(discovery, &prefix, worker) == 0) {
+                       return DDS_RETCODE_OUT_OF_RESOURCES;
+                   }
+                   return DDS_RETCODE_OK;
+               });
 }
 
 DDS_ReturnCode_t DDS_DomainParticipant_wait_for_participants(DDS_DomainParticipant *self,
@@ -569,10 +575,11 @@ DDS_ReturnCode_t DDS_DomainParticipant_wait_for_participants(DDS_DomainParticipa
         return DDS_RETCODE_BAD_PARAMETER;
     }
     DISCParticipant *discovery = nullptr;
-    const DDS_ReturnCode_t result = ask(LOG_METHOD, self, [&](DISCParticipant *its, REDAWorker *) {
-        discovery = its; // which lives as long as this call
-        return DDS_RETCODE_OK;
-    });
+    const DDS_ReturnCode_t result =
+        ask(LOG_METHOD, self, "", [&](DISCParticipant *its, REDAWorker *) {
+            discovery = its; // which lives as long as this call
+            return DDS_RETCODE_OK;
+        });
 
     if (result != DDS_RETCODE_OK) {
         return result;
@@ -596,7 +603,7 @@ DDS_ReturnCode_t DDS_DomainParticipant_assert_liveliness(DDS_DomainParticipant *
     if (DDSLog_isNull(self)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    return ask(__func__, self, [](DISCParticipant *discovery, REDAWorker *worker) {
+    return ask(__func__, self, "", [](DISCParticipant *discovery, REDAWorker *worker) {
         DISCParticipant_assertLiveliness(discovery, worker);
         return DDS_RETCODE_OK;
     });
@@ -608,7 +615,7 @@ DDS_DomainParticipant_get_discovery_statistics(DDS_DomainParticipant *self,
     if (DDSLog_isNull(self) || DDSLog_isNull(statistics)) {
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    return ask(__func__, self, [=](DISCParticipant *discovery, REDAWorker *worker) {
+    return ask(__func__, self, "", [=](DISCParticipant *discovery, REDAWorker *worker) {
         DISCStatistics now;
 
         DISCParticipant_getStatistics(discovery, &now, worker);
