@@ -387,4 +387,107 @@ TEST_F(Withstanding, PropertiesThatAreLongerAsTheyAreWritten) {
     EXPECT_EQ(party.statistics().unreadable[RTPS_REFUSED_LENGTH], 1u);
 }
 
+TEST_F(Withstanding, ASecondForgeryInTheSameSecondIsRefusedWithoutAQuestion) {
+    Party party(machine);
+    const Udp home(add(2), "0.0.0.0:7410");
+    const Udp forger(add(9));
+    Made made = made_at(2);
+    say_from(home, announcement(made));
+    net.world.run_for(2 * SECOND);
+    Made forged = made;
+    forged.sequence = 2;
+    say_from(forger, leaving(forged));
+    say_from(home, announcement(made));
+    (void)home.take_all();
+    say_from(forger, leaving(forged));
+    EXPECT_EQ(home.take_all(), std::vector<std::string>());
+    EXPECT_EQ(party.statistics().refused[DISC_REFUSED_FORGED], 2u);
+    net.world.run_for(SECOND);
+    EXPECT_TRUE(party.knows(made.prefix));
+    say_from(forger, leaving(forged)); // now it is asked again
+    EXPECT_EQ(home.take_all().size(), 1u);
+}
+
+TEST_F(Withstanding, AFormerSelfThatHasAnsweredIsNotAskedForEachNewcomer) {
+    Party party(machine);
+    const Udp home(add(2), "0.0.0.0:7410");
+    say_from(home, announcement(made_at(2, 1)));
+    net.world.run_for(2 * SECOND);
+    const Udp forger(add(9));
+    say_from(forger, announcement(made_at(2, 2)));
+    say_from(home, announcement(made_at(2, 1)));
+    Made gone = made_at(2, 2);
+    gone.sequence = 2;
+    say_from(forger, leaving(gone));
+    net.world.run_for(150 * MS);
+    (void)home.take_all();
+    say_from(forger, announcement(made_at(2, 3)));
+    for (const std::string &message : home.take_all()) {
+        EXPECT_NE(kinds(message), "DST ACKNACK");
+    }
+    EXPECT_TRUE(party.knows(made_at(2, 1).prefix));
+}
+
+TEST_F(Withstanding, OneThatTakesAnotherTagIsLost) {
+    Party party(machine);
+    Settings settings;
+    settings.index = 1;
+    settings.tag = "b";
+    Party tagged(machine, settings);
+    const Udp home(add(2), "0.0.0.0:7410");
+    Made made = made_at(2);
+    say_from(home, announcement(made));
+    made.sequence = 2;
+    made.tag = "b";
+    EXPECT_EQ(home.send("192.0.2.1:7412", announcement(made)), 0);
+    net.world.run_for(MS);
+    EXPECT_FALSE(party.knows(made.prefix));
+    EXPECT_TRUE(tagged.knows(made.prefix));
+    EXPECT_EQ(party.news(), (std::vector<std::string>{"came", "lost"}));
+}
+
+TEST_F(Withstanding, LeasesOfThoseWhoMayHaveBeenLostAreProlonged) {
+    Party party(machine);
+    const Udp home(add(2), "0.0.0.0:7410");
+    const Udp flood(add(9));
+    Made made = made_at(2);
+    made.lease = {1, 0};
+    say_from(home, announcement(made));
+    net.world.run_for(500 * MS);
+    // The process does not come to read what floods its port.
+    machine.process.stop();
+    for (int i = 0; i < 2000; ++i) {
+        EXPECT_EQ(flood.send("192.0.2.1:7410", std::string(1000, 'x')), 0);
+    }
+    net.world.run_for(10 * MS);
+    machine.process.resume();
+    net.world.run_for(MS);
+    EXPECT_EQ(flood.send("192.0.2.1:7410", "x"), 0); // which tells of those that were lost
+    net.world.run_for(600 * MS);
+    EXPECT_TRUE(party.knows(made.prefix));
+    net.world.run_for(250 * MS);
+    EXPECT_FALSE(party.knows(made.prefix));
+}
+
+TEST_F(Withstanding, WhatWaitsInTheSocketsIsReadBeforeLeasesAreJudged) {
+    Party party(machine);
+    const Udp home(add(2), "0.0.0.0:7410");
+    const Udp noise(add(9));
+    Made made = made_at(2);
+    made.lease = {1, 0};
+    say_from(home, announcement(made));
+    net.world.run_for(500 * MS);
+    machine.process.stop();
+    for (int i = 0; i < 100; ++i) { // more than one turn reads
+        EXPECT_EQ(noise.send("192.0.2.1:7410", "x"), 0);
+    }
+    net.world.run_for(400 * MS);
+    EXPECT_EQ(home.send("192.0.2.1:7410", announcement(made)), 0);
+    net.world.run_for(2 * SECOND);
+    machine.process.resume();
+    net.world.run_for(200 * MS);
+    EXPECT_TRUE(party.knows(made.prefix));
+    EXPECT_EQ(party.statistics().lost, 0u);
+}
+
 } // namespace
