@@ -29,6 +29,11 @@ bool is_builtin_writer(RTPSEntityId id) {
     return (id & 0xC0u) == 0xC0u && ((id & 0x3Fu) == 0x02u || (id & 0x3Fu) == 0x03u);
 }
 
+NUV_UINT32 bit_of(KOLS_Transport_ClassId_t transport) {
+    constexpr KOLS_Transport_ClassId_t BITS = 32;
+    return transport >= 0 && transport < BITS ? 1u << transport : 0;
+}
+
 RTPSTime wall_time() {
     NUVClock *const clock = NUVClock_getRealtime();
     return RTPSTime_fromNanoseconds(clock->getNanoseconds(clock));
@@ -241,12 +246,25 @@ void DISCParticipant::stop() {
 disc::HeldRemote DISCParticipant::make_record(const PRESParticipantProperty &from) {
     RTPSParticipantData data = disc::data_of(from, own_.get());
     data.guid = guid_;
+    note_transports(from.parameter);
     keep_working_locators(&data, from.parameter);
     disc::PropertyOctets octets;
     if (!octets.fill(from.parameter.propertyList, own_.get(), &data.properties)) {
         return {};
     }
     return disc::HeldRemote(DISCRemote::make(data));
+}
+
+/** Where there is no address, nothing can be sent. */
+void DISCParticipant::note_transports(const PRESParticipantParameter &parameter) {
+    transports_ = 0;
+    for (const PRESLocatorQosPolicy *list :
+         {&parameter.metatrafficUnicastLocator, &parameter.defaultUnicastLocator}) {
+        for (const NUVNetioLocator &locator :
+             std::span(list->locatorList, static_cast<std::size_t>(list->count))) {
+            transports_ |= disc::bit_of(locator.transport);
+        }
+    }
 }
 
 void DISCParticipant::keep_working_locators(RTPSParticipantData *data,
@@ -474,6 +492,9 @@ void DISCParticipant::answer(const Known &known, RTPSEntityId reader, RTPSEntity
 
 /** From its own port, so that firewalls can be told. */
 bool DISCParticipant::send(const Place &place, std::span<const NUV_UINT8> message) {
+    if ((transports_ & disc::bit_of(place.transport)) == 0) {
+        return false;
+    }
     KOLS_Transport_Port_t port = 0;
     for (const Place &own : record_->metatraffic()) {
         if (own.transport == place.transport) {

@@ -182,6 +182,7 @@ private:
     static void on_change(void *owner, NUV_INT64 now);
 
     disc::HeldRemote make_record(const PRESParticipantProperty &from);
+    void note_transports(const PRESParticipantParameter &parameter);
     void keep_working_locators(RTPSParticipantData *data,
                                const PRESParticipantParameter &parameter);
     bool say(disc::HeldRemote record);
@@ -213,6 +214,7 @@ private:
     bool is_active_ = false;
 
     disc::HeldRemote record_;
+    NUV_UINT32 transports_ = 0; // a bit for each on which it has an address
     disc::Announcement announcement_;
     RTPSSequenceNumber sequence_ = 0;
     /** Before it announces itself from where nobody knows it; number 0: it does not. */

@@ -18,7 +18,8 @@ public:
     explicit Hash(NUV_UINT64 secret) : value_(secret) {}
     Hash &add(NUV_UINT64 part) {
         value_ = (value_ ^ part) * 0xFF51AFD7ED558CCDu;
-        value_ = (value_ ^ value_ >> 32) * 0xC4CEB9FE1A85EC53u; // parts may differ in high bits only
+        value_ =
+            (value_ ^ value_ >> 32) * 0xC4CEB9FE1A85EC53u; // parts may differ in high bits only
         value_ ^= value_ >> 29;
         return *this;
     }

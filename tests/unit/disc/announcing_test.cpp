@@ -303,4 +303,21 @@ TEST_F(Announcing, OfALeavingGoesToAllThatAreKnown) {
     EXPECT_EQ(other.count(), 0u);
 }
 
+TEST_F(Announcing, WithoutAnAddressSendsNothing) {
+    Settings settings;
+    settings.peers = {"239.255.0.1", "192.0.2.9"};
+    Party party(machine, settings);
+    net.world.run_for(SECOND);
+    (void)heard();
+    eth0(machine.process).set_addresses({});
+    party.has_addresses = false;
+    party.set_user_data("alone");
+    const NUV_UINT64 before = party.statistics().announcementsSent;
+    net.world.run_for(60 * SECOND);
+    EXPECT_EQ(party.statistics().announcementsSent, before);
+    party.leave();
+    EXPECT_EQ(heard(), 0u);
+    EXPECT_EQ(machine.process.descriptors(), 0u); // no socket was opened to send from
+}
+
 } // namespace

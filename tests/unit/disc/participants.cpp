@@ -192,7 +192,7 @@ PRESParticipantProperty Party::property() {
     const int builtin = 7410 + 250 * settings.domain + 2 * settings.index;
     std::array<NUVNetioLocator, 16> unicast;
     NUV_INT32 count = 0;
-    if (settings.addresses.empty()) {
+    if (settings.addresses.empty() && has_addresses) {
         count = NUVNetioConfigurator_getUnicastLocators(configurator_, nullptr, builtin, 0,
                                                         unicast.data(), 16);
     }

@@ -112,6 +112,7 @@ public:
     Machine &machine;
     Settings settings;
     NUVOsapiRtpsGuid guid{};
+    bool has_addresses = true; // for its locators
     PRESParticipant *participant = nullptr;
     DISCParticipant *discovery = nullptr;
 
