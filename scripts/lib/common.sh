@@ -8,7 +8,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 
 packages_to_build=(cmake g++ libcli11-dev ninja-build nlohmann-json3-dev)
 packages_to_test=(abigail-tools clang clang-format clang-tidy doxygen iproute2 libbenchmark-dev
-    libgmock-dev libgtest-dev libclang-rt-dev pkg-config strace tshark valgrind)
+    libgmock-dev libgtest-dev libclang-rt-dev nftables pkg-config strace tshark valgrind)
 packages_to_package=(debhelper lintian)
 
 # require_packages PACKAGE... - install those of the Debian packages that are missing.

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: Apache-2.0
+// As many participants as a domain has room for on one host, and others beside them.
+#include <csignal>
+#include <cstdio>
+#include <memory>
+
+#include <gmock/gmock.h>
+
+#include "discovery_network.h"
+
+using discovery::Host;
+using discovery::json;
+using discovery::Neighbour;
+using discovery::seconds_now;
+using discovery::Texts;
+using discovery::WireTest;
+
+namespace {
+
+constexpr int ROOM = 119;
+
+class DiscoveryOfMany : public WireTest {};
+
+TEST_F(DiscoveryOfMany, ProcessesOfOneHostAllKnowAll) {
+    const Host host("one", {"192.0.2.1/24"});
+    const std::string all_known = "\"knows\":" + std::to_string(ROOM - 1);
+    std::vector<Process> processes;
+
+    const double begin = seconds_now();
+    processes.reserve(ROOM);
+    for (int i = 0; i < ROOM; ++i) {
+        processes.push_back(discovery::start(host, {{"listens", false}, {"expects", ROOM - 1}}));
+    }
+    for (Process &process : processes) {
+        EXPECT_TRUE(process.wait_for_output(all_known)) << process.errors();
+    }
+    std::printf("[ MEASURED ] until all of them knew all: %.1f s\n", seconds_now() - begin);
+    for (const Process &process : processes) {
+        process.send(SIGTERM);
+    }
+    for (Process &process : processes) {
+        EXPECT_EQ(process.wait().code, 0) << process.errors();
+    }
+}
+
+/** A host with as many participants in one process as there is room for, and three with 20. */
+class DiscoveryBesideMany : public WireTest {
+protected:
+    static constexpr int OTHER_HOSTS = 3;
+    static constexpr int OF_EACH = 20;
+    static constexpr int ALL = ROOM + OTHER_HOSTS * OF_EACH;
+
+    void SetUp() override {
+        WireTest::SetUp();
+        if (IsSkipped()) {
+            return;
+        }
+        host_ = std::make_unique<Host>("one", Texts{"192.0.2.1/24"});
+        many = std::make_unique<Neighbour>(*host_, settings(ROOM));
+        for (int i = 0; i < OTHER_HOSTS; ++i) {
+            const std::string number = std::to_string(2 + i);
+
+            other_hosts_.push_back(
+                std::make_unique<Host>("other" + number, Texts{"192.0.2." + number + "/24"}));
+            others.push_back(std::make_unique<Neighbour>(*other_hosts_.back(), settings(OF_EACH)));
+        }
+    }
+
+    std::unique_ptr<Neighbour> many;
+    std::vector<std::unique_ptr<Neighbour>> others;
+
+private:
+    static json settings(int count) {
+        return {{"count", count},           {"expects", ALL - 1}, {"listens", false},
+                {"peers", {"239.255.0.1"}}, {"period", 1000.0},   {"lease", 4000.0}};
+    }
+
+    std::unique_ptr<Host> host_;
+    std::vector<std::unique_ptr<Host>> other_hosts_;
+};
+
+TEST_F(DiscoveryBesideMany, ParticipantsOfOneProcessAndOfOtherHostsAllKnowAll) {
+    std::printf("[ MEASURED ] until the process knew all: %.1f s\n",
+                many->seconds_until_all_are_known());
+    for (const auto &other : others) {
+        (void)other->seconds_until_all_are_known();
+    }
+    for (Neighbour *each : {many.get(), others[0].get(), others[1].get(), others[2].get()}) {
+        const json statistics = each->tell()["statistics"];
+
+        for (const json &participant : statistics) {
+            EXPECT_EQ(participant["known"], ALL - 1);
+        }
+    }
+}
+
+} // namespace
