@@ -351,10 +351,10 @@ void Neighbourhood::expect_unknown(const Neighbour &other, Time after) {
     if (!is_lossless()) {
         return;
     }
-    // Whoever has no room for it does not listen to its leaving.
+    // Who does not know it yet may hear of its end first, and of it then: its lease ends that.
     std::set<const Neighbour *> concerned;
     for (const Neighbour *const one : present()) {
-        if (!is_bounded() || one->known.contains(&other)) {
+        if (one->known.contains(&other)) {
             concerned.insert(one);
         }
     }
