@@ -79,7 +79,7 @@ TEST_F(DualStack, AnIndexIsTakenWhenOneTransportHasItsPort) {
 
 /** Sends to each locator of a participant that itself sends nothing. */
 void expect_all_locators_to_receive(Texts arguments) {
-    arguments.insert(arguments.end(), {"--property", "dds.discovery.announce=false"});
+    arguments.emplace_back("--no-announce");
     Process process = ddspart(arguments);
     const json participant = joined(process);
     std::uint64_t sent = 0;

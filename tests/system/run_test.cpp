@@ -74,6 +74,7 @@ TEST_F(Run, SummarisesWhatItJoined) {
     EXPECT_THAT(text, HasSubstr("Metatraffic multicast locators: udpv4://239.255.0.1:9150\n"));
     EXPECT_THAT(text, HasSubstr("Default unicast locators: udpv4://192.0.2.2:9161\n"));
     EXPECT_THAT(text, HasSubstr("Default multicast locators: none\n"));
+    EXPECT_THAT(text, HasSubstr("Other participants: 0 known, 0 came, 0 left, 0 lost; "));
 }
 
 TEST_F(Run, WritesAnObjectPerLineOnRequest) {
@@ -82,7 +83,7 @@ TEST_F(Run, WritesAnObjectPerLineOnRequest) {
     EXPECT_EQ(process.wait().code, 0);
     const std::vector<json> objects = parse_lines(process.output());
 
-    ASSERT_EQ(objects.size(), 2u);
+    ASSERT_EQ(objects.size(), 3u);
     const json &joined = objects[0];
     EXPECT_EQ(joined["event"], "joined");
     EXPECT_EQ(joined["domain"], 7);
@@ -95,7 +96,8 @@ TEST_F(Run, WritesAnObjectPerLineOnRequest) {
     EXPECT_EQ(joined["metatraffic_multicast_locators"], json({"udpv4://239.255.0.1:9150"}));
     EXPECT_EQ(joined["default_unicast_locators"], json({"udpv4://192.0.2.2:9161"}));
     EXPECT_EQ(joined["default_multicast_locators"], json::array());
-    EXPECT_EQ(objects[1],
+    EXPECT_EQ(objects[1]["event"], "discovery");
+    EXPECT_EQ(objects[2],
               json({{"event", "left"}, {"domain", 7}, {"index", 0}, {"reason", "time is up"}}));
     EXPECT_THAT(process.errors(), HasSubstr("Reserved participant index 0 on domain 7"));
 }
@@ -125,7 +127,7 @@ TEST_F(Run, WritesTheQosAsAnObjectBetweenJoiningAndLeaving) {
     EXPECT_EQ(process.wait().code, 0) << process.errors();
     const std::vector<json> objects = parse_lines(process.output());
 
-    ASSERT_EQ(objects.size(), 3u);
+    ASSERT_EQ(objects.size(), 4u);
     const json &qos = objects[1];
     EXPECT_EQ(qos["event"], "qos");
     EXPECT_EQ(qos["domain"], 0);
@@ -202,8 +204,8 @@ TEST_F(Run, ClaimsItsIndexWithOnePortWhenNoneIsToBeReserved) {
 
 TEST_F(Run, ReservesNoUnicastPortForAFixedIndexThatAsksForNone) {
     // Else it would announce itself from a port that is none of an index.
-    Process process = ddspart({"run", "--index", "3", "--reserve", "builtin_multicast",
-                               "--property", "dds.discovery.announce=false"});
+    Process process =
+        ddspart({"run", "--index", "3", "--reserve", "builtin_multicast", "--no-announce"});
 
     ASSERT_TRUE(process.wait_for_output("Default multicast locators")) << process.errors();
     EXPECT_THAT(udp_ports(), ElementsAre(7400));

@@ -20,12 +20,13 @@ struct WrongUsage {
 
 TEST(Usage, WhenWrongIsExplainedInOneLine) {
     const std::vector<WrongUsage> all = {
-        {{}, {"command", "run or ports"}},
-        {{"stay"}, {"'stay'", "run, ports"}},
+        {{}, {"command", "run, list or ports"}},
+        {{"stay"}, {"'stay'", "run, list, ports"}},
         {{"run", "--colour"}, {"--colour"}},
         {{"run", "--domain"}, {"--domain"}},
         {{"run", "--domain", "x"}, {"--domain", "'x'", "0 to 2147483647"}},
         {{"run", "--for", "-1"}, {"--for", "'-1'", "0 to 1000000000"}},
+        {{"list", "--domain", "3-1"}, {"--domain", "'3-1'", "FIRST-LAST", "'all'"}},
         {{"ports", "--index", "3-1"}, {"--index", "'3-1'", "FIRST-LAST"}},
     };
 
@@ -42,7 +43,7 @@ TEST(Usage, WhenWrongIsExplainedInOneLine) {
 }
 
 TEST(Usage, HelpGoesToStdoutWithAnExample) {
-    for (const std::string command : {"run", "ports"}) {
+    for (const std::string command : {"run", "list", "ports"}) {
         Process process = ddspart({command, "--help"});
 
         EXPECT_EQ(process.wait().code, 0);

@@ -18,8 +18,12 @@ struct CommandLine {
 
     CLI::App app;
     RunOptions run;
+    ListOptions list;
     PortsOptions ports;
     const CLI::App *run_command = nullptr;
+    const CLI::App *list_command = nullptr;
     /** Of the options whose values are words: the words. */
     std::map<const CLI::Option *, std::vector<std::string>> words;
+    /** Of the commands that may have findings, which is exit code 3: what these are. */
+    std::map<const CLI::App *, std::string> findings;
 };

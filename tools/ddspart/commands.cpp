@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "log.h"
 #include "output.h"
 #include "participant.h"
 #include "ports.h"
@@ -21,11 +22,24 @@ const char *reason(Event event) {
     }
 }
 
+void show(Encounters &encounters, bool json) {
+    const Encounters::Taken taken = encounters.take();
+
+    for (const Encounter &encounter : taken.encounters) {
+        show(encounter, json);
+    }
+    if (taken.missed > 0) {
+        write_message("ddspart: " + std::to_string(taken.missed) +
+                      " changes of participants came faster than they could be written");
+    }
+}
+
 } // namespace
 
-void execute(const RunOptions &options) {
+int execute(const RunOptions &options) {
     const Factory factory;
-    Participant participant(factory, options);
+    Encounters encounters;
+    Participant participant(factory, options, encounters);
     Presence presence = participant.describe();
 
     show(Joined{presence}, options.json);
@@ -39,6 +53,7 @@ void execute(const RunOptions &options) {
     Event event = Event::NEWS;
 
     while ((event = wait_for_event(end)) == Event::NEWS) {
+        show(encounters, options.json);
         Presence now = participant.describe();
 
         if (now != presence) { // not so when the network has gone back to what it was
@@ -46,10 +61,14 @@ void execute(const RunOptions &options) {
             show(Changed{presence}, options.json);
         }
     }
+    show(encounters, options.json);
+    show(Discovered{presence.domain, presence.index, participant.statistics()}, options.json);
     participant.leave();
     show(Left{presence.domain, presence.index, reason(event)}, options.json);
+    return 0;
 }
 
-void execute(const PortsOptions &options) {
+int execute(const PortsOptions &options) {
     show(port_table(options), options.json);
+    return 0;
 }

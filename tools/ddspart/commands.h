@@ -4,6 +4,7 @@
 
 #include "options.h"
 
-/** Each throws when it could not be done. */
-void execute(const RunOptions &options);
-void execute(const PortsOptions &options);
+/** Each returns the exit code, and throws when it could not be done. */
+int execute(const RunOptions &options);
+int execute(const ListOptions &options);
+int execute(const PortsOptions &options);

@@ -5,10 +5,20 @@ namespace {
 
 constexpr KOLS_Config_LogVerbosity ERRORS = KOLS_CONFIG_LOG_VERBOSITY_ERROR;
 
+thread_local bool is_silent = false; // a message is received by the thread that it is from
+
 } // namespace
 
 void write_message(const std::string &line) {
     KOLS_Config_Logger_write_text(line.c_str());
+}
+
+Silence::Silence() {
+    is_silent = true;
+}
+
+Silence::~Silence() {
+    is_silent = false;
 }
 
 Log::Log(KOLS_Config_LogVerbosity shown) : shown_(shown) {
@@ -32,6 +42,9 @@ void Log::explain(const LoggedFailure &failure) {
 }
 
 void Log::receive(void *log, const KOLS_Config_LogRecord *record) {
+    if (is_silent) {
+        return;
+    }
     Log &self = *static_cast<Log *>(log);
     const bool is_error = (record->level & ERRORS) != 0;
     const std::lock_guard lock(self.mutex_);

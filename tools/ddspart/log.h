@@ -17,6 +17,15 @@ public:
 /** Writes one line to stderr, in one piece and as KOLS_Config_Logger_write_text does. */
 void write_message(const std::string &line);
 
+/** As long as it lives, the calling thread's messages of the library are not for anybody. */
+class Silence {
+public:
+    Silence();
+    ~Silence();
+    Silence(const Silence &) = delete;
+    Silence &operator=(const Silence &) = delete;
+};
+
 /**
  * Shows the library's messages of some levels on stderr for as long as it lives. It hears of errors
  * in any case, so that a failure can be explained even where they are not shown.

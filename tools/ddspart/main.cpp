@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// ddspart: joins a DDS domain, or shows the ports that participants have in it.
+// ddspart: joins a DDS domain, or shows its participants or the ports that they have.
 //
 // Data goes to stdout, messages to stderr. The exit code is 0 when all is done, 1 when it could not
-// be done, 2 for wrong usage.
+// be done, 2 for wrong usage, 3 when what was looked for is not there.
 #include <cerrno>
 #include <exception>
 #include <string>
@@ -45,8 +45,7 @@ int perform_logged(const Options &options, KOLS_Config_LogVerbosity shown) {
     Log log(shown);
 
     try {
-        execute(options);
-        return 0;
+        return execute(options);
     } catch (const LoggedFailure &failure) {
         log.explain(failure);
         return 1;
@@ -54,6 +53,10 @@ int perform_logged(const Options &options, KOLS_Config_LogVerbosity shown) {
 }
 
 int perform(const RunOptions &options) {
+    return perform_logged(options, options.verbosity);
+}
+
+int perform(const ListOptions &options) {
     return perform_logged(options, options.verbosity);
 }
 

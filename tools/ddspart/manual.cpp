@@ -123,8 +123,15 @@ void write_ending(std::ostream &page, const CommandLine &line, const std::string
     page << ".SH EXIT STATUS\n"
             ".TP\n0\nAll is done.\n"
             ".TP\n1\nIt could not be done; a line on standard error says why.\n"
-            ".TP\n2\nWrong usage; a line on standard error says what is allowed.\n"
-            ".SH SEE ALSO\n";
+            ".TP\n2\nWrong usage; a line on standard error says what is allowed.\n";
+    for (const CLI::App *each : commands_of(line)) {
+        const auto finding = line.findings.find(each);
+
+        if (finding != line.findings.end() && each->get_name() == command) {
+            page << ".TP\n3\n" << escaped(finding->second) << '\n';
+        }
+    }
+    page << ".SH SEE ALSO\n";
     if (!command.empty()) {
         page << ".BR " << PROGRAM << " (1),\n";
     }

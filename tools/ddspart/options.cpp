@@ -52,12 +52,12 @@ CLI::Option *add_words(CommandLine &line, CLI::App &app, const std::string &name
 }
 
 /** Adds an option that may be repeated, with one value each time. */
-CLI::Option *add_list(CLI::App &app, const std::string &name, const std::string &type,
-                      const std::string &description, std::vector<std::string> &values) {
+CLI::Option *add_texts(CLI::App &app, const std::string &name, const std::string &type,
+                       const std::string &description, std::vector<std::string> &values) {
     return app.add_option(name, values, description)->type_name(type)->allow_extra_args(false);
 }
 
-void add_port_settings(CLI::App &app, PortSettings &settings) {
+void add_well_known_ports(CLI::App &app, DDS_RtpsWellKnownPorts_t &ports) {
     struct Setting {
         const char *name;
         const char *description;
@@ -79,16 +79,56 @@ void add_port_settings(CLI::App &app, PortSettings &settings) {
          &DDS_RtpsWellKnownPorts_t::user_unicast_port_offset},
     };
 
-    add(app, "--domain", "N", "domain id; 0 unless given", [&](const std::string &value) {
-        settings.domain = to_domain(value);
-    })->envname("NUVDDS_DOMAIN");
     for (const Setting &setting : SETTINGS) {
-        DDS_Long &target = settings.well_known_ports.*setting.member;
+        DDS_Long &target = ports.*setting.member;
 
         add(app, setting.name, "N",
             std::string(setting.description) + "; " + std::to_string(target) + " unless given",
             [&target](const std::string &value) { target = to_port_setting(value); });
     }
+}
+
+void add_port_settings(CLI::App &app, PortSettings &settings) {
+    add(app, "--domain", "N", "domain id; 0 unless given", [&](const std::string &value) {
+        settings.domain = to_domain(value);
+    })->envname("NUVDDS_DOMAIN");
+    add_well_known_ports(app, settings.well_known_ports);
+}
+
+void add_transports(CommandLine &line, CLI::App &app, DDS_TransportBuiltinKindMask &transports) {
+    add_words(line, app, "--transport", "NAME,...",
+              "transports: " + join(transport_words(), ", ") + "; udpv4 unless given",
+              transport_words(),
+              [&](const std::string &value) { transports = to_transports(value); });
+}
+
+void add_interfaces(CLI::App &app, std::vector<std::string> &interfaces) {
+    add_texts(app, "--interface", "NAME",
+              "interface, by name or address, to use instead of all; may be repeated", interfaces);
+}
+
+CLI::Option *add_peers(CLI::App &app, std::vector<std::string> &peers) {
+    return add_texts(app, "--peer", "HOST[:PORT]",
+                     "a peer to announce to in place of the usual ones; may be repeated", peers);
+}
+
+CLI::Option *add_duration(CLI::App &app, const std::string &description,
+                          std::optional<std::chrono::nanoseconds> &duration) {
+    return add(app, "--for", "SECONDS", description,
+               [&](const std::string &value) { duration = to_duration(value); });
+}
+
+void add_verbosity(CommandLine &line, CLI::App &app, const std::string &usual,
+                   KOLS_Config_LogVerbosity &verbosity) {
+    add_words(line, app, "--verbosity", "LEVEL",
+              "what to show of the log: " + join(verbosity_words(), ", ") + "; " + usual +
+                  " unless given",
+              verbosity_words(), [&](const std::string &value) { verbosity = to_verbosity(value); })
+        ->envname("NUVDDS_VERBOSITY");
+}
+
+void add_json(CLI::App &app, bool &json) {
+    app.add_flag("--json", json, "print one JSON object per line");
 }
 
 CLI::App *add_run(CommandLine &line) {
@@ -105,25 +145,21 @@ CLI::App *add_run(CommandLine &line) {
     add_words(line, *run, "--reserve", "KIND,...|none",
               "ports to reserve: " + join(port_kind_words(), ", "), kinds_or_none,
               [&](const std::string &value) { options.reserved_ports = to_reserved_ports(value); });
-    add_words(line, *run, "--transport", "NAME,...",
-              "transports: " + join(transport_words(), ", ") + "; udpv4 unless given",
-              transport_words(),
-              [&](const std::string &value) { options.transports = to_transports(value); });
-    add_list(*run, "--interface", "NAME",
-             "interface, by name or address, to use instead of all; may be repeated",
-             options.interfaces);
-    add_list(
-        *run, "--peer", "PEER",
-        "a peer in place of the usual ones, for when participants are announced; may be repeated",
-        options.peers);
+    add_transports(line, *run, options.transports);
+    add_interfaces(*run, options.interfaces);
+    CLI::Option *const peers = add_peers(*run, options.peers);
     CLI::Option *const multicast_address =
-        add_list(*run, "--multicast-address", "ADDRESS",
-                 "where to receive announcements instead of 239.255.0.1; may be repeated",
-                 options.multicast_addresses);
+        add_texts(*run, "--multicast-address", "ADDRESS",
+                  "where to receive announcements instead of 239.255.0.1; may be repeated",
+                  options.multicast_addresses);
     run->add_flag(
            "--no-multicast", [&](std::int64_t) { options.multicast = false; },
            "neither receive announcements by multicast nor, unless asked to by --peer, send them")
         ->excludes(multicast_address);
+    run->add_flag(
+           "--no-announce", [&](std::int64_t) { options.is_announced = false; },
+           "listen only: others learn nothing of the participant")
+        ->excludes(peers);
     run->add_option_function<std::vector<std::string>>(
            "--property",
            [&](const std::vector<std::string> &values) {
@@ -144,15 +180,55 @@ CLI::App *add_run(CommandLine &line) {
         [&](const std::string &value) { options.user_data = value; });
     run->add_flag("--show-qos", options.show_qos,
                   "once joined, print every policy of the participant as it has it");
-    add(*run, "--for", "SECONDS", "how long to stay; until a signal unless given",
-        [&](const std::string &value) { options.duration = to_duration(value); });
-    add_words(line, *run, "--verbosity", "LEVEL",
-              "what to show of the log: " + join(verbosity_words(), ", ") + "; status unless given",
-              verbosity_words(),
-              [&](const std::string &value) { options.verbosity = to_verbosity(value); })
-        ->envname("NUVDDS_VERBOSITY");
-    run->add_flag("--json", options.json, "print one JSON object per line");
+    add_duration(*run, "how long to stay; until a signal unless given", options.duration);
+    add_verbosity(line, *run, "status", options.verbosity);
+    add_json(*run, options.json);
     return run;
+}
+
+CLI::App *add_list(CommandLine &line) {
+    ListOptions &options = line.list;
+    CLI::App *const list = line.app.add_subcommand(
+        "list", "Show the participants of a domain, or of several, wherever they run");
+
+    list->footer("Example: wait a minute at most until domain 7 has two participants\n"
+                 "  ddspart list --domain 7 --expect 2 --for 60");
+    add_words(line, *list, "--domain", "N|FIRST-LAST|all",
+              "domain, or several at once; 'all', which are 0 to 232, listens only; 0 unless given",
+              {"all"}, [&](const std::string &value) { options.domains = to_domains(value); })
+        ->envname("NUVDDS_DOMAIN");
+    add_well_known_ports(*list, options.well_known_ports);
+    add_transports(line, *list, options.transports);
+    add_interfaces(*list, options.interfaces);
+    add_peers(*list, options.peers);
+    CLI::Option *const listen_only =
+        list->add_flag("--listen-only", options.listen_only,
+                       "send nothing and take no participant index: shown is who announces itself "
+                       "to everybody meanwhile");
+    list->add_flag("--join", options.join,
+                   "join, so that all answer at once, also with --domain all")
+        ->excludes(listen_only);
+    CLI::Option *const duration = add_duration(
+        *list, "how long to look; 2 unless given, or 5 where nothing is sent", options.duration);
+    CLI::Option *const expected =
+        add(*list, "--expect", "N",
+            "end as soon as N participants are there, tools not counted; exit code 3 if they are "
+            "not when the time is up",
+            [&](const std::string &value) { options.expected = to_number_of_participants(value); });
+    list->add_flag("--watch", options.watch,
+                   "show who comes, changes and goes, until SIGINT or SIGTERM")
+        ->excludes(duration)
+        ->excludes(expected);
+    add_verbosity(line, *list, "error", options.verbosity);
+    add_json(*list, options.json);
+    list->final_callback([&options] {
+        if (options.listens_only() && !options.peers.empty()) {
+            throw CLI::ValidationError("--peer", "nothing is announced to a peer by --listen-only, "
+                                                 "nor by --domain all without --join");
+        }
+    });
+    line.findings[list] = "There are fewer participants than --expect asks for.";
+    return list;
 }
 
 CLI::App *add_ports(CommandLine &line) {
@@ -167,7 +243,7 @@ CLI::App *add_ports(CommandLine &line) {
     add(*ports, "--index", "FIRST[-LAST]",
         "participant indices; unless given, the first ten as far as they are usable",
         [&](const std::string &value) { options.indices = to_index_range(value); });
-    ports->add_flag("--json", options.json, "print one JSON object per line");
+    add_json(*ports, options.json);
     return ports;
 }
 
@@ -185,8 +261,8 @@ std::string reason(const CLI::App &app, const CLI::ParseError &error) {
     }
     const std::vector<std::string> words = app.remaining();
 
-    return words.empty() ? "a command is required: run or ports"
-                         : "'" + words.front() + "' is not one of the commands run, ports";
+    return words.empty() ? "a command is required: run, list or ports"
+                         : "'" + words.front() + "' is not one of the commands run, list, ports";
 }
 
 /** What to say when parsing ended early. */
@@ -209,11 +285,13 @@ Answer answer(const CLI::App &app, const CLI::ParseError &error) {
 } // namespace
 
 CommandLine::CommandLine()
-    : app("Join a DDS domain, or look at the ports that participants have in it.", "ddspart") {
+    : app("Join a DDS domain, or look at its participants and the ports that they have.",
+          "ddspart") {
     app.footer("ddspart COMMAND --help shows the options of a command.");
     app.set_version_flag("--version", version());
     app.require_subcommand(1);
     run_command = add_run(*this);
+    list_command = add_list(*this);
     (void)add_ports(*this);
 }
 
@@ -227,6 +305,9 @@ Command parse_command_line(int argc, const char *const *argv) {
     }
     if (line.run_command->parsed()) {
         return line.run;
+    }
+    if (line.list_command->parsed()) {
+        return line.list;
     }
     return line.ports;
 }

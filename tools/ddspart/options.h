@@ -17,8 +17,8 @@ struct PortSettings {
     DDS_RtpsWellKnownPorts_t well_known_ports = DDS_RTPS_WELL_KNOWN_PORTS_INITIALIZER;
 };
 
-/** ddspart run */
-struct RunOptions : PortSettings {
+/** What a participant is to be like. */
+struct ParticipantOptions : PortSettings {
     DDS_Long index = DDS_PARTICIPANT_ID_AUTO;
     DDS_RtpsReservedPortKindMask reserved_ports = DDS_RTPS_RESERVED_PORT_MASK_DEFAULT;
     DDS_TransportBuiltinKindMask transports = DDS_TRANSPORTBUILTIN_MASK_DEFAULT;
@@ -26,13 +26,45 @@ struct RunOptions : PortSettings {
     std::vector<std::string> peers;               // none: the usual ones
     std::vector<std::string> multicast_addresses; // none: the usual one
     bool multicast = true;
+    bool is_announced = true; // else it listens only
     std::vector<std::pair<std::string, std::string>> properties;
     std::optional<std::string> name;
     std::string user_data;
+    std::optional<std::string> tool; // as what it makes itself known to others; none: as usual
+};
+
+/** ddspart run */
+struct RunOptions : ParticipantOptions {
     bool show_qos = false;
     std::optional<std::chrono::nanoseconds> duration; // none: until a signal
     KOLS_Config_LogVerbosity verbosity = KOLS_CONFIG_LOG_VERBOSITY_STATUS_LOCAL;
     bool json = false;
+};
+
+/** ddspart list */
+struct ListOptions {
+    struct Domains {
+        DDS_DomainId_t first = 0;
+        DDS_DomainId_t last = 0;
+        bool are_all = false;
+    };
+    Domains domains;
+    DDS_RtpsWellKnownPorts_t well_known_ports = DDS_RTPS_WELL_KNOWN_PORTS_INITIALIZER;
+    DDS_TransportBuiltinKindMask transports = DDS_TRANSPORTBUILTIN_MASK_DEFAULT;
+    std::vector<std::string> interfaces;              // none: all
+    std::vector<std::string> peers;                   // none: the usual ones
+    std::optional<std::chrono::nanoseconds> duration; // none: as long as it usually takes
+    bool watch = false;
+    bool listen_only = false;
+    bool join = false;
+    std::optional<std::size_t> expected; // none: whoever is there
+    KOLS_Config_LogVerbosity verbosity = KOLS_CONFIG_LOG_VERBOSITY_ERROR;
+    bool json = false;
+
+    /** Whether nothing is sent and no participant index taken. */
+    bool listens_only() const {
+        return listen_only || (domains.are_all && !join);
+    }
 };
 
 /** ddspart ports */
@@ -51,6 +83,6 @@ struct Answer {
     std::string text;
 };
 
-using Command = std::variant<RunOptions, PortsOptions, Answer>;
+using Command = std::variant<RunOptions, ListOptions, PortsOptions, Answer>;
 
 Command parse_command_line(int argc, const char *const *argv);

@@ -9,6 +9,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "list_table.h"
+#include "printable.h"
 #include "qos_tree.h"
 #include "words.h"
 
@@ -60,6 +62,103 @@ Json object(const char *event, const Presence &presence) {
             {"default_multicast_locators", presence.default_multicast_locators}};
 }
 
+const char *word(Encounter::Change change) {
+    switch (change) {
+    case Encounter::Change::CAME:
+        return "came";
+    case Encounter::Change::CHANGED:
+        return "changed";
+    case Encounter::Change::LEFT:
+        return "left";
+    case Encounter::Change::LOST:
+        return "lost";
+    case Encounter::Change::GONE:
+        break;
+    }
+    return "gone";
+}
+
+template <class Value>
+Json value_or_null(const std::optional<Value> &value) {
+    return value ? Json(*value) : Json();
+}
+
+Json seconds(const std::optional<std::chrono::nanoseconds> &duration) {
+    if (!duration) {
+        return "infinite";
+    }
+    const auto whole = std::chrono::floor<std::chrono::seconds>(*duration);
+
+    return *duration == whole ? Json(whole.count())
+                              : Json(std::chrono::duration<double>(*duration).count());
+}
+
+/** As "2026-01-31T12:00:00.123456Z". */
+Json time_or_null(const std::optional<WallTime> &time) {
+    constexpr int MICROSECOND_DIGITS = 6;
+
+    if (!time) {
+        return {};
+    }
+    const auto second = std::chrono::floor<std::chrono::seconds>(*time);
+    const std::time_t seconds = second.time_since_epoch().count();
+    std::tm calendar = {};
+    std::ostringstream text;
+
+    (void)gmtime_r(&seconds, &calendar);
+    text << std::put_time(&calendar, "%Y-%m-%dT%H:%M:%S") << '.' << std::setw(MICROSECOND_DIGITS)
+         << std::setfill('0')
+         << std::chrono::floor<std::chrono::microseconds>(*time - second).count() << 'Z';
+    return text.str();
+}
+
+Json port_numbers(const Sighting &other) {
+    Json object = Json::object();
+
+    if (other.builtin_unicast_port) {
+        object["builtin_unicast"] = *other.builtin_unicast_port;
+    }
+    if (other.user_unicast_port) {
+        object["user_unicast"] = *other.user_unicast_port;
+    }
+    return object;
+}
+
+Json properties(const Sighting &other) {
+    Json object = Json::object();
+
+    for (const auto &[name, value] : other.properties) {
+        object[name] = value;
+    }
+    return object;
+}
+
+/** The same for who comes and goes and for who is there. */
+Json object(const Sighting &other) {
+    return {{"event", "participant"},
+            {"domain", other.domain},
+            {"guid", other.guid},
+            {"name", value_or_null(other.name)},
+            {"vendor", other.vendor},
+            {"protocol", other.protocol},
+            {"host", value_or_null(other.host)},
+            {"process", value_or_null(other.process)},
+            {"pid", value_or_null(other.pid)},
+            {"tool", value_or_null(other.tool)},
+            {"addresses", other.addresses},
+            {"ports", port_numbers(other)},
+            {"index", value_or_null(other.index)},
+            {"lease", seconds(other.lease)},
+            {"first_heard", time_or_null(other.first_heard)},
+            {"last_heard", time_or_null(other.last_heard)},
+            {"domain_tag", value_or_null(other.domain_tag)},
+            {"metatraffic_unicast_locators", other.metatraffic_unicast_locators},
+            {"metatraffic_multicast_locators", other.metatraffic_multicast_locators},
+            {"default_unicast_locators", other.default_unicast_locators},
+            {"default_multicast_locators", other.default_multicast_locators},
+            {"properties", properties(other)}};
+}
+
 std::string line(const Json &object) {
     // Texts from the command line need not be UTF-8, as JSON has to be, and may steer a terminal.
     return object.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n";
@@ -103,8 +202,33 @@ std::string as_text(const Changed &changed) {
     return lines("Now in", changed.presence);
 }
 
+std::string as_text(const Encounter &encounter) {
+    const Sighting &other = encounter.other;
+    std::vector<std::string> parts = {other.guid};
+
+    for (const auto &[title, text] : titled_cells(other)) {
+        parts.push_back(join({title, text}, " "));
+    }
+    return std::string("Participant ") + word(encounter.change) + ": " + join(parts, ", ") + "\n";
+}
+
+std::string as_text(const Discovered &discovered) {
+    const DDS_DiscoveryStatistics &statistics = discovered.statistics;
+    std::ostringstream text;
+
+    text << "Other participants: " << statistics.known << " known, " << statistics.came << " came, "
+         << statistics.left << " left, " << statistics.lost
+         << " lost; announcements: " << statistics.announcements_sent << " sent, "
+         << statistics.announcements_received << " received\n";
+    return text.str();
+}
+
 std::string as_text(const Left &left) {
     return "Left domain " + std::to_string(left.domain) + ": " + left.reason + "\n";
+}
+
+std::string as_text(const Listing &listing) {
+    return list_table(listing);
 }
 
 std::string as_text(const PortTable &table) {
@@ -155,11 +279,42 @@ std::string as_json(const Changed &changed) {
     return line(object("changed", changed.presence));
 }
 
+std::string as_json(const Encounter &encounter) {
+    Json whole = {{"event", ""}, {"change", word(encounter.change)}};
+
+    whole.update(object(encounter.other));
+    return line(whole);
+}
+
+std::string as_json(const Discovered &discovered) {
+    const DDS_DiscoveryStatistics &statistics = discovered.statistics;
+
+    return line({{"event", "discovery"},
+                 {"domain", discovered.domain},
+                 {"index", index_or_null(discovered.index)},
+                 {"known", statistics.known},
+                 {"came", statistics.came},
+                 {"changed", statistics.changed},
+                 {"left", statistics.left},
+                 {"lost", statistics.lost},
+                 {"announcements_sent", statistics.announcements_sent},
+                 {"announcements_received", statistics.announcements_received}});
+}
+
 std::string as_json(const Left &left) {
     return line({{"event", "left"},
                  {"domain", left.domain},
                  {"index", index_or_null(left.index)},
                  {"reason", left.reason}});
+}
+
+std::string as_json(const Listing &listing) {
+    std::string lines;
+
+    for (const Sighting &other : listing.others) {
+        lines += line(object(other));
+    }
+    return lines;
 }
 
 std::string as_json(const PortTable &table) {

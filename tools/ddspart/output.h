@@ -7,6 +7,7 @@
 
 #include "dds_c/dds_c_domainparticipantqos.h"
 #include "ports.h"
+#include "sighting.h"
 
 /** A participant in its domain. */
 struct Presence {
@@ -39,6 +40,13 @@ struct Changed {
     const Presence &presence;
 };
 
+/** What its discovery has done. */
+struct Discovered {
+    DDS_DomainId_t domain;
+    DDS_Long index;
+    DDS_DiscoveryStatistics statistics;
+};
+
 /** It has left. */
 struct Left {
     DDS_DomainId_t domain;
@@ -46,16 +54,28 @@ struct Left {
     std::string reason; // what ended its stay
 };
 
+/** The participants of some domains. */
+struct Listing {
+    std::vector<Sighting> others;
+    WallTime now;
+};
+
 /** Each returns its lines, with line ends. */
 std::string as_text(const Joined &joined);
 std::string as_text(const QosShown &shown);
 std::string as_text(const Changed &changed);
+std::string as_text(const Encounter &encounter);
+std::string as_text(const Discovered &discovered);
 std::string as_text(const Left &left);
+std::string as_text(const Listing &listing);
 std::string as_text(const PortTable &table);
 std::string as_json(const Joined &joined);
 std::string as_json(const QosShown &shown);
 std::string as_json(const Changed &changed);
+std::string as_json(const Encounter &encounter);
+std::string as_json(const Discovered &discovered);
 std::string as_json(const Left &left);
+std::string as_json(const Listing &listing);
 std::string as_json(const PortTable &table);
 
 /** Writes to stdout, at once; throws when that fails. */

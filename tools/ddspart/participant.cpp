@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "participant.h"
 
-#include <array>
 #include <new>
+#include <utility>
 
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "log.h"
@@ -13,6 +13,9 @@ namespace {
 
 constexpr const char *MULTICAST_PEER = "239.255.0.1";
 constexpr const char *ALLOW_INTERFACES = "dds.transport.allow_interfaces";
+constexpr const char *ANNOUNCE = "dds.discovery.announce";
+/** More than anybody reads; a reader that takes nothing makes them wait. */
+constexpr std::size_t ENCOUNTERS_HIGHEST = 4096;
 
 void check(DDS_Boolean success) {
     if (success == DDS_BOOLEAN_FALSE) {
@@ -49,8 +52,8 @@ std::vector<std::string> without(const DDS_StringSeq &sequence, const std::strin
     return texts;
 }
 
-void set_discovery(DDS_DiscoveryQosPolicy &discovery, const RunOptions &options) {
-    if (!options.peers.empty()) {
+void set_discovery(DDS_DiscoveryQosPolicy &discovery, const ParticipantOptions &options) {
+    if (!options.peers.empty() || !options.is_announced) { // names of peers would be looked up
         set(discovery.initial_peers, options.peers);
     } else if (!options.multicast) {
         set(discovery.initial_peers, without(discovery.initial_peers, MULTICAST_PEER));
@@ -60,22 +63,28 @@ void set_discovery(DDS_DiscoveryQosPolicy &discovery, const RunOptions &options)
     }
 }
 
-void set_property(DDS_PropertyQosPolicy &policy, const std::string &name,
-                  const std::string &value) {
+void set_property(DDS_PropertyQosPolicy &policy, const std::string &name, const std::string &value,
+                  DDS_Boolean propagate = DDS_BOOLEAN_FALSE) {
     check(DDS_PropertyQosPolicyHelper_assert_property(&policy, name.c_str(), value.c_str(),
-                                                      DDS_BOOLEAN_FALSE));
+                                                      propagate));
 }
 
-void set_properties(DDS_PropertyQosPolicy &policy, const RunOptions &options) {
+void set_properties(DDS_PropertyQosPolicy &policy, const ParticipantOptions &options) {
     for (const auto &[name, value] : options.properties) {
         set_property(policy, name, value);
     }
     if (!options.interfaces.empty()) {
         set_property(policy, ALLOW_INTERFACES, join(options.interfaces, ","));
     }
+    if (!options.is_announced) {
+        set_property(policy, ANNOUNCE, "false");
+    }
+    if (options.tool) {
+        set_property(policy, TOOL_PROPERTY, *options.tool, DDS_BOOLEAN_TRUE);
+    }
 }
 
-void set_qos(DDS_DomainParticipantQos &qos, const RunOptions &options) {
+void set_qos(DDS_DomainParticipantQos &qos, const ParticipantOptions &options) {
     qos.wire_protocol.participant_id = options.index;
     qos.wire_protocol.rtps_well_known_ports = options.well_known_ports;
     qos.wire_protocol.rtps_reserved_port_mask = options.reserved_ports;
@@ -90,51 +99,48 @@ void set_qos(DDS_DomainParticipantQos &qos, const RunOptions &options) {
                                   static_cast<DDS_Long>(options.user_data.size())));
 }
 
-const DDS_DomainParticipantListener LISTENER = {
-    nullptr, nullptr, [](void *, DDS_DomainParticipant *) { announce_news(); }, nullptr};
-
 using LocatorGetter = DDS_ReturnCode_t (*)(DDS_DomainParticipant *, DDS_LocatorSeq *);
 
+/** A record of the library that is finalized with the object. */
+template <class Record, void (*finalize)(Record *)>
+struct Owned {
+    Record value;
+    explicit Owned(const Record &initial) : value(initial) {}
+    ~Owned() {
+        finalize(&value);
+    }
+    Owned(const Owned &) = delete;
+    Owned &operator=(const Owned &) = delete;
+};
+
+using Locators = Owned<DDS_LocatorSeq, DDS_LocatorSeq_finalize>;
+using Handles = Owned<DDS_InstanceHandleSeq, DDS_InstanceHandleSeq_finalize>;
+using Data = Owned<DDS_ParticipantBuiltinTopicData, DDS_ParticipantBuiltinTopicData_finalize>;
+
 std::vector<std::string> locators(DDS_DomainParticipant *participant, LocatorGetter get) {
-    struct Sequence {
-        DDS_LocatorSeq value = DDS_SEQUENCE_INITIALIZER;
-        Sequence() = default;
-        ~Sequence() {
-            DDS_LocatorSeq_finalize(&value);
-        }
-        Sequence(const Sequence &) = delete;
-        Sequence &operator=(const Sequence &) = delete;
-    } sequence;
-    std::vector<std::string> texts;
+    Locators sequence(DDS_SEQUENCE_INITIALIZER);
 
     check(get(participant, &sequence.value));
-    for (DDS_Long i = 0; i < DDS_LocatorSeq_get_length(&sequence.value); ++i) {
-        std::array<char, DDS_LOCATOR_STRING_SIZE> text = {};
+    return to_texts(sequence.value);
+}
 
-        check(DDS_Locator_to_string(DDS_LocatorSeq_get_reference(&sequence.value, i), text.data(),
-                                    text.size()));
-        texts.emplace_back(text.data());
+Encounter::Change to_change(DDS_DiscoveredParticipantChange change) {
+    switch (change) {
+    case DDS_DISCOVERED_PARTICIPANT_CAME:
+        return Encounter::Change::CAME;
+    case DDS_DISCOVERED_PARTICIPANT_CHANGED:
+        return Encounter::Change::CHANGED;
+    case DDS_DISCOVERED_PARTICIPANT_LEFT:
+        return Encounter::Change::LEFT;
+    case DDS_DISCOVERED_PARTICIPANT_LOST:
+        break;
     }
-    return texts;
+    return Encounter::Change::LOST;
 }
 
 } // namespace
 
-std::string to_text(const DDS_GUID_t &guid) {
-    constexpr const char *DIGITS = "0123456789abcdef";
-    std::string text;
-
-    for (const DDS_Octet octet : guid.value) {
-        if (text.size() % 9 == 8) {
-            text += '.';
-        }
-        text += DIGITS[octet >> 4];
-        text += DIGITS[octet & 0xF];
-    }
-    return text;
-}
-
-Qos::Qos(const Factory &factory, const RunOptions &options) {
+Qos::Qos(const Factory &factory, const ParticipantOptions &options) {
     try {
         check(DDS_DomainParticipantFactory_get_default_participant_qos(factory.get(), &qos_));
         set_qos(qos_, options);
@@ -167,14 +173,51 @@ Factory::~Factory() {
     (void)DDS_DomainParticipantFactory_finalize_instance();
 }
 
-Participant::Participant(const Factory &factory, const RunOptions &options)
-    : factory_(factory), settings_(options),
-      participant_(DDS_DomainParticipantFactory_create_participant(
-          factory.get(), options.domain, Qos(factory, options).get(), &LISTENER,
-          DDS_STATUS_MASK_NONE)) {
+void Encounters::add(Encounter encounter) {
+    const std::lock_guard lock(mutex_);
+
+    if (waiting_.encounters.size() < ENCOUNTERS_HIGHEST) {
+        waiting_.encounters.push_back(std::move(encounter));
+    } else {
+        ++waiting_.missed;
+    }
+    announce_news();
+}
+
+Encounters::Taken Encounters::take() {
+    const std::lock_guard lock(mutex_);
+
+    return std::exchange(waiting_, {{}, 0});
+}
+
+Participant::Participant(const Factory &factory, const ParticipantOptions &options)
+    : Participant(factory, options, nullptr) {}
+
+Participant::Participant(const Factory &factory, const ParticipantOptions &options,
+                         Encounters &encounters)
+    : Participant(factory, options, &encounters) {}
+
+Participant::Participant(const Factory &factory, const ParticipantOptions &options,
+                         Encounters *encounters)
+    : factory_(factory), settings_(options), encounters_(encounters) {
+    const DDS_DomainParticipantListener listener = {
+        this, nullptr, [](void *, DDS_DomainParticipant *) { announce_news(); }, meet};
+
+    participant_ = DDS_DomainParticipantFactory_create_participant(
+        factory.get(), options.domain, Qos(factory, options).get(),
+        encounters != nullptr ? &listener : nullptr, DDS_STATUS_MASK_NONE);
     if (participant_ == nullptr) {
         throw LoggedFailure();
     }
+}
+
+/** What it throws would have to go through the library, and ends the process. */
+void Participant::meet(void *participant, DDS_DomainParticipant *,
+                       const DDS_ParticipantBuiltinTopicData *data,
+                       DDS_DiscoveredParticipantChange change) noexcept {
+    const Participant &self = *static_cast<const Participant *>(participant);
+
+    self.encounters_->add({to_change(change), sighting_of(*data, self.settings_.well_known_ports)});
 }
 
 Participant::~Participant() {
@@ -200,6 +243,32 @@ Presence Participant::describe() const {
 
 Qos Participant::qos() const {
     return Qos(participant_);
+}
+
+DDS_DiscoveryStatistics Participant::statistics() const {
+    DDS_DiscoveryStatistics statistics = {};
+
+    check(DDS_DomainParticipant_get_discovery_statistics(participant_, &statistics));
+    return statistics;
+}
+
+std::vector<Sighting> Participant::others() const {
+    std::vector<Sighting> others;
+    Handles handles(DDS_SEQUENCE_INITIALIZER);
+    Data data(DDS_PARTICIPANT_BUILTIN_TOPIC_DATA_INITIALIZER);
+
+    check(DDS_DomainParticipant_get_discovered_participants(participant_, &handles.value));
+    for (DDS_Long i = 0; i < DDS_InstanceHandleSeq_get_length(&handles.value); ++i) {
+        const Silence silence; // one that has gone meanwhile is no error
+        const DDS_ReturnCode_t code = DDS_DomainParticipant_get_discovered_participant_data(
+            participant_, &data.value, DDS_InstanceHandleSeq_get_reference(&handles.value, i));
+
+        if (code != DDS_RETCODE_PRECONDITION_NOT_MET) {
+            check(code);
+            others.push_back(sighting_of(data.value, settings_.well_known_ports));
+        }
+    }
+    return others;
 }
 
 void Participant::leave() {

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <exception>
 
-#include "dds_c/dds_c_logger.h"
 #include "dds_c/dds_c_qosvisitor.h"
+#include "printable.h"
 #include "values.h"
 #include "words.h"
 
@@ -145,19 +145,13 @@ public:
     std::exception_ptr failure;
 };
 
-/** What would break the line or steer a terminal is shown as "\x0a". */
-std::string in_one_line(const std::string &text) {
-    std::string line(4 * text.size() + 1, '\0');
-
-    line.resize(KOLS_Config_Logger_filter_text(text.data(), text.size(), line.data(), line.size()));
-    return line.empty() ? "\"\"" : line;
-}
-
 std::string value_text(const Json &value) {
     std::vector<std::string> texts;
 
     if (value.is_string()) {
-        return in_one_line(value.get<std::string>());
+        const std::string text = printable(value.get<std::string>());
+
+        return text.empty() ? "\"\"" : text;
     }
     if (!value.is_array()) {
         return value.is_null() ? "none" : value.dump();

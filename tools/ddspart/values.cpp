@@ -16,6 +16,8 @@ constexpr DDS_Long LONG_LOWEST = std::numeric_limits<DDS_Long>::min();
 constexpr DDS_Long LONG_HIGHEST = std::numeric_limits<DDS_Long>::max();
 /** No index beyond this one has valid ports, whatever the settings. */
 constexpr DDS_Long INDEX_HIGHEST = DDS_RTPS_PORT_MAX;
+/** The last domain that has ports, with the standard settings. */
+constexpr DDS_DomainId_t DOMAIN_HIGHEST = 232;
 constexpr double SECONDS_HIGHEST = 1e9; // as nanoseconds well within 64 bits
 
 std::vector<std::string> split(const std::string &text, char separator) {
@@ -159,10 +161,35 @@ DDS_Long to_long(const std::string &text, DDS_Long lowest, DDS_Long highest) {
     return *number;
 }
 
+/** The numbers of a text "N" or "FIRST-LAST" within 0 to @p highest, if it is one. */
+std::optional<std::pair<DDS_Long, DDS_Long>> to_range(const std::string &text, DDS_Long highest) {
+    const std::vector<std::string> ends = split(text, '-');
+    const auto first = to_number<DDS_Long>(ends.front());
+    const auto last = to_number<DDS_Long>(ends.back());
+
+    if (ends.size() > 2 || !first || !last || *first < 0 || *first > *last || *last > highest) {
+        return std::nullopt;
+    }
+    return std::pair(*first, *last);
+}
+
 } // namespace
 
 DDS_DomainId_t to_domain(const std::string &text) {
     return to_long(text, 0, LONG_HIGHEST);
+}
+
+ListOptions::Domains to_domains(const std::string &text) {
+    if (text == "all") {
+        return {0, DOMAIN_HIGHEST, true};
+    }
+    const auto range = to_range(text, DOMAIN_HIGHEST);
+
+    if (!range) {
+        throw Refusal(text, "a domain or a range FIRST-LAST within 0 to " +
+                                std::to_string(DOMAIN_HIGHEST) + ", or 'all'");
+    }
+    return {range->first, range->second, false};
 }
 
 DDS_Long to_port_setting(const std::string &text) {
@@ -182,16 +209,17 @@ DDS_Long to_index(const std::string &text) {
 }
 
 PortsOptions::Range to_index_range(const std::string &text) {
-    const std::vector<std::string> ends = split(text, '-');
-    const auto first = to_number<DDS_Long>(ends.front());
-    const auto last = to_number<DDS_Long>(ends.back());
+    const auto range = to_range(text, INDEX_HIGHEST);
 
-    if (ends.size() > 2 || !first || !last || *first < 0 || *first > *last ||
-        *last > INDEX_HIGHEST) {
+    if (!range) {
         throw Refusal(text, "an index or a range FIRST-LAST within 0 to " +
                                 std::to_string(INDEX_HIGHEST));
     }
-    return {*first, *last};
+    return {range->first, range->second};
+}
+
+std::size_t to_number_of_participants(const std::string &text) {
+    return static_cast<std::size_t>(to_long(text, 1, LONG_HIGHEST));
 }
 
 std::chrono::nanoseconds to_duration(const std::string &text) {

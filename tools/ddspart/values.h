@@ -17,9 +17,11 @@ public:
 };
 
 DDS_DomainId_t to_domain(const std::string &text);
+ListOptions::Domains to_domains(const std::string &text);
 DDS_Long to_port_setting(const std::string &text);
 DDS_Long to_index(const std::string &text);
 PortsOptions::Range to_index_range(const std::string &text);
+std::size_t to_number_of_participants(const std::string &text);
 std::chrono::nanoseconds to_duration(const std::string &text);
 std::pair<std::string, std::string> to_property(const std::string &text);
 DDS_RtpsReservedPortKindMask to_reserved_ports(const std::string &text);

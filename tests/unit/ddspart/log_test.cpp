@@ -57,6 +57,20 @@ TEST(Log, ExplainsAFailureWithoutAnyMessageAsWellAsItCan) {
     EXPECT_EQ(shown(KOLS_CONFIG_LOG_VERBOSITY_ERROR, {}), "ddspart: the library could not do it\n");
 }
 
+TEST(Log, NeitherShowsNorKeepsWhatIsSaidDuringSilence) {
+    CaptureStderr();
+    {
+        Log log(KOLS_CONFIG_LOG_VERBOSITY_SILENT);
+        {
+            const Silence silence;
+            say(NUV_LOG_LEVEL_ERROR, "an attempt");
+        }
+        say(NUV_LOG_LEVEL_ERROR, "the cause");
+        log.explain(LoggedFailure());
+    }
+    EXPECT_EQ(GetCapturedStderr(), "ddspart: the cause\n");
+}
+
 TEST(Log, IsTheDefaultOneAgainAfterwards) {
     CaptureStderr();
     { const Log log(KOLS_CONFIG_LOG_VERBOSITY_SILENT); }

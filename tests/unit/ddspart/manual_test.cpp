@@ -72,19 +72,28 @@ TEST(ManualPage, OfACommandHasItsExample) {
                                               ".nf\nddspart run \\-\\-domain 7 \\-\\-for 5\n"));
 }
 
+TEST(ManualPage, HasAnExitStatusForFindingsWhereThereMayBeSome) {
+    EXPECT_THAT(manual_page("list"),
+                HasSubstr(".TP\n3\nThere are fewer participants than \\-\\-expect asks for.\n"));
+    EXPECT_THAT(manual_page("run"), Not(HasSubstr(".TP\n3\n")));
+}
+
 TEST(Completion, OffersTheCommandsFirst) {
-    EXPECT_THAT(completed("ddspart ''"), IsSupersetOf({"run", "ports", "--help", "--version"}));
+    EXPECT_THAT(completed("ddspart ''"),
+                IsSupersetOf({"run", "list", "ports", "--help", "--version"}));
     EXPECT_THAT(completed("ddspart r"), ElementsAre("run"));
 }
 
 TEST(Completion, OffersTheOptionsOfTheCommand) {
     EXPECT_THAT(completed("ddspart run --verb"), ElementsAre("--verbosity"));
     EXPECT_THAT(completed("ddspart ports --d"), ElementsAre("--domain", "--domain-gain"));
+    EXPECT_THAT(completed("ddspart list --ex"), ElementsAre("--expect"));
 }
 
 TEST(Completion, OffersTheWordsOfAnOption) {
     EXPECT_THAT(completed("ddspart run --verbosity s"), ElementsAre("silent", "status"));
     EXPECT_THAT(completed("ddspart run --index ''"), ElementsAre("auto"));
+    EXPECT_THAT(completed("ddspart list --domain ''"), ElementsAre("all"));
 }
 
 TEST(Completion, OffersTheWordsOfAnOptionAfterAnEqualsSign) {

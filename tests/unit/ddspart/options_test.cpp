@@ -25,6 +25,11 @@ RunOptions parse_run(std::vector<const char *> arguments) {
     return std::get<RunOptions>(parse(arguments));
 }
 
+ListOptions parse_list(std::vector<const char *> arguments) {
+    arguments.insert(arguments.begin(), "list");
+    return std::get<ListOptions>(parse(arguments));
+}
+
 PortsOptions parse_ports(std::vector<const char *> arguments) {
     arguments.insert(arguments.begin(), "ports");
     return std::get<PortsOptions>(parse(arguments));
@@ -42,6 +47,7 @@ TEST(RunOptions, AreTheUsualSettingsWhenNoneIsGiven) {
     EXPECT_THAT(options.peers, IsEmpty());
     EXPECT_THAT(options.multicast_addresses, IsEmpty());
     EXPECT_TRUE(options.multicast);
+    EXPECT_TRUE(options.is_announced);
     EXPECT_THAT(options.properties, IsEmpty());
     EXPECT_FALSE(options.name);
     EXPECT_EQ(options.user_data, "");
@@ -111,6 +117,10 @@ TEST(RunOptions, DoWithoutMulticastOnRequest) {
     EXPECT_FALSE(parse_run({"--no-multicast"}).multicast);
 }
 
+TEST(RunOptions, DoWithoutAnnouncingOnRequest) {
+    EXPECT_FALSE(parse_run({"--no-announce"}).is_announced);
+}
+
 TEST(RunOptions, TakeTextsAsTheyAre) {
     const RunOptions options = parse_run({"--name", "a b", "--user-data", "c,d"});
 
@@ -157,6 +167,8 @@ TEST_F(Variables, AreTheValuesOfOptionsThatAreNotGiven) {
     EXPECT_EQ(parse_run({}).domain, 7);
     EXPECT_EQ(parse_run({}).verbosity, KOLS_CONFIG_LOG_VERBOSITY_ERROR);
     EXPECT_EQ(parse_ports({}).domain, 7);
+    EXPECT_EQ(parse_list({}).domains.first, 7);
+    EXPECT_EQ(parse_list({}).verbosity, KOLS_CONFIG_LOG_VERBOSITY_ERROR);
 }
 
 TEST_F(Variables, ChangeNothingThatIsGiven) {
@@ -177,6 +189,57 @@ TEST_F(Variables, AreNamedWhenTheyCannotBeRead) {
     const Answer answer = std::get<Answer>(parse({"run"}));
     EXPECT_EQ(answer.exit_code, 2);
     EXPECT_THAT(answer.text, StartsWith("ddspart run: NUVDDS_DOMAIN: 'x' is not a whole number "));
+}
+
+TEST(ListOptions, AreTheUsualSettingsWhenNoneIsGiven) {
+    const ListOptions options = parse_list({});
+
+    EXPECT_EQ(options.domains.first, 0);
+    EXPECT_EQ(options.domains.last, 0);
+    EXPECT_EQ(options.well_known_ports.port_base, 7400);
+    EXPECT_EQ(options.transports, DDS_TRANSPORTBUILTIN_MASK_DEFAULT);
+    EXPECT_THAT(options.interfaces, IsEmpty());
+    EXPECT_THAT(options.peers, IsEmpty());
+    EXPECT_FALSE(options.duration);
+    EXPECT_FALSE(options.watch);
+    EXPECT_FALSE(options.listens_only());
+    EXPECT_FALSE(options.expected);
+    EXPECT_EQ(options.verbosity, KOLS_CONFIG_LOG_VERBOSITY_ERROR);
+    EXPECT_FALSE(options.json);
+}
+
+TEST(ListOptions, TakeADomainOrARange) {
+    EXPECT_EQ(parse_list({"--domain", "7"}).domains.first, 7);
+    EXPECT_EQ(parse_list({"--domain", "7"}).domains.last, 7);
+    EXPECT_EQ(parse_list({"--domain", "3-232"}).domains.first, 3);
+    EXPECT_EQ(parse_list({"--domain", "3-232"}).domains.last, 232);
+}
+
+TEST(ListOptions, TakeAllDomains) {
+    const ListOptions::Domains all = parse_list({"--domain", "all"}).domains;
+
+    EXPECT_EQ(all.first, 0);
+    EXPECT_EQ(all.last, 232);
+}
+
+TEST(ListOptions, ListenOnlyInAllDomainsUnlessToldToJoin) {
+    EXPECT_TRUE(parse_list({"--domain", "all"}).listens_only());
+    EXPECT_FALSE(parse_list({"--domain", "all", "--join"}).listens_only());
+    EXPECT_FALSE(parse_list({"--domain", "0-232"}).listens_only());
+    EXPECT_TRUE(parse_list({"--listen-only"}).listens_only());
+}
+
+TEST(ListOptions, TakeWhatEndsTheList) {
+    EXPECT_EQ(parse_list({"--for", "0.5"}).duration, std::chrono::milliseconds(500));
+    EXPECT_EQ(parse_list({"--expect", "20"}).expected, 20u);
+    EXPECT_TRUE(parse_list({"--watch"}).watch);
+}
+
+TEST(ListOptions, TakePeersWithPorts) {
+    EXPECT_THAT(parse_list({"--peer", "192.0.2.9", "--peer", "192.0.2.9:7410"}).peers,
+                ElementsAre("192.0.2.9", "192.0.2.9:7410"));
+    EXPECT_THAT(parse_list({"--domain", "all", "--join", "--peer", "192.0.2.9"}).peers,
+                ElementsAre("192.0.2.9"));
 }
 
 TEST(PortsOptions, LeaveTheRangeOpenWhenNoneIsGiven) {
@@ -220,8 +283,8 @@ struct Refused {
 TEST(WrongUsage, IsAnsweredWithOptionValueAndWhatIsAllowed) {
     const std::string whole = "a whole number from ";
     const std::vector<Refused> all = {
-        {{}, {"a command is required: run or ports"}},
-        {{"stay"}, {"'stay' is not one of the commands run, ports"}},
+        {{}, {"a command is required: run, list or ports"}},
+        {{"stay"}, {"'stay' is not one of the commands run, list, ports"}},
         {{"--colour"}, {"--colour"}},
         {{"run", "ports"}, {"ports"}},
         {{"run", "--colour"}, {"ddspart run: ", "--colour"}},
@@ -252,6 +315,25 @@ TEST(WrongUsage, IsAnsweredWithOptionValueAndWhatIsAllowed) {
          {"--verbosity: 'debug' is not one of silent, error, warning, status, all"}},
         {{"run", "--no-multicast", "--multicast-address", "239.255.0.1"},
          {"--no-multicast", "--multicast-address"}},
+        {{"run", "--no-announce", "--peer", "a"}, {"--no-announce", "--peer"}},
+        {{"list", "--domain", "233"},
+         {"ddspart list: --domain: '233' is not a domain or a range FIRST-LAST within 0 to 232, or "
+          "'all'"}},
+        {{"list", "--domain", "5-4"}, {"--domain: '5-4' is not "}},
+        {{"list", "--domain", "0-233"}, {"--domain: '0-233' is not "}},
+        {{"list", "--domain", "-1"}, {"--domain: '-1' is not "}},
+        {{"list", "--domain", "1-"}, {"--domain: '1-' is not "}},
+        {{"list", "--domain", "1-2-3"}, {"--domain: '1-2-3' is not "}},
+        {{"list", "--domain", "ALL"}, {"--domain: 'ALL' is not "}},
+        {{"list", "--expect", "0"}, {"--expect: '0' is not " + whole + "1 to 2147483647"}},
+        {{"list", "--for", "x"}, {"--for: 'x' is not a number of seconds"}},
+        {{"list", "--watch", "--for", "1"}, {"--watch", "--for"}},
+        {{"list", "--watch", "--expect", "1"}, {"--watch", "--expect"}},
+        {{"list", "--listen-only", "--join"}, {"--listen-only", "--join"}},
+        {{"list", "--listen-only", "--peer", "a"},
+         {"ddspart list: --peer: nothing is announced to a peer by --listen-only"}},
+        {{"list", "--domain", "all", "--peer", "a"}, {"--domain all without --join"}},
+        {{"list", "--index", "1"}, {"ddspart list: ", "--index"}},
         {{"ports", "--for", "1"}, {"ddspart ports: ", "--for"}},
         {{"ports", "--show-qos"}, {"ddspart ports: ", "--show-qos"}},
         {{"ports", "--index", "auto"}, {"--index: 'auto' is not an index or a range FIRST-LAST"}},
@@ -281,12 +363,15 @@ TEST(Help, ShowsTheCommands) {
     const auto answer = std::get<Answer>(parse({"--help"}));
 
     EXPECT_EQ(answer.exit_code, 0);
-    EXPECT_THAT(answer.text, AllOf(HasSubstr("run"), HasSubstr("ports"), HasSubstr("--version")));
+    EXPECT_THAT(answer.text, AllOf(HasSubstr("run"), HasSubstr("list"), HasSubstr("ports"),
+                                   HasSubstr("--version")));
 }
 
 TEST(Help, OfACommandEndsWithAnExample) {
     EXPECT_THAT(std::get<Answer>(parse({"run", "--help"})).text,
                 EndsWith("\n  ddspart run --domain 7 --for 5\n"));
+    EXPECT_THAT(std::get<Answer>(parse({"list", "--help"})).text,
+                EndsWith("\n  ddspart list --domain 7 --expect 2 --for 60\n"));
     EXPECT_THAT(std::get<Answer>(parse({"ports", "--help"})).text,
                 EndsWith("\n  ddspart ports --domain 7 --index 0-3\n"));
 }

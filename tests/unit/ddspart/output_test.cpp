@@ -21,6 +21,46 @@ Presence a_participant() {
             {}};
 }
 
+Sighting another() {
+    Sighting other;
+
+    other.domain = 7;
+    other.guid = "0a020304.05060708.090a0b0c.000001c1";
+    other.name = "talker";
+    other.vendor = "1.3";
+    other.protocol = "2.5";
+    other.host = "alpha";
+    other.process = "demo";
+    other.pid = 4711;
+    other.tool = "a tool";
+    other.addresses = {"192.0.2.3"};
+    other.builtin_unicast_port = 9160;
+    other.user_unicast_port = 9161;
+    other.index = 0;
+    other.lease = std::chrono::seconds(20);
+    other.domain_tag = "tag";
+    other.metatraffic_unicast_locators = {"udpv4://192.0.2.3:9160"};
+    other.metatraffic_multicast_locators = {"udpv4://239.255.0.1:9150"};
+    other.default_unicast_locators = {"udpv4://192.0.2.3:9161"};
+    other.properties = {{"a.b", "c"}};
+    other.first_heard = WallTime(std::chrono::seconds(1767225600));
+    other.last_heard = WallTime(std::chrono::microseconds(1767225661000007));
+    return other;
+}
+
+DDS_DiscoveryStatistics some_statistics() {
+    DDS_DiscoveryStatistics statistics = {};
+
+    statistics.known = 1;
+    statistics.announcements_sent = 20;
+    statistics.announcements_received = 30;
+    statistics.came = 6;
+    statistics.changed = 4;
+    statistics.left = 3;
+    statistics.lost = 2;
+    return statistics;
+}
+
 TEST(Text, SummarisesAParticipant) {
     EXPECT_EQ(as_text(Joined{a_participant()}),
               "Joined domain 7 with participant index 3\n"
@@ -45,6 +85,30 @@ TEST(Text, SaysWhenAParticipantHasNoIndexYet) {
     EXPECT_THAT(as_text(Joined{participant}),
                 StartsWith("Joined domain 7 without participant index, until there is a usable "
                            "address\n"));
+}
+
+TEST(Text, SaysInOneLineWhoCame) {
+    EXPECT_EQ(as_text(Encounter{Encounter::Change::CAME, another()}),
+              "Participant came: 0a020304.05060708.090a0b0c.000001c1, domain 7, name talker (a "
+              "tool), vendor 1.3, host alpha, process demo (4711), address 192.0.2.3, ports 9160 "
+              "9161, index 0, lease 20 s\n");
+}
+
+TEST(Text, SaysWhatHasBecomeOfAParticipant) {
+    EXPECT_THAT(as_text(Encounter{Encounter::Change::CHANGED, another()}),
+                StartsWith("Participant changed: "));
+    EXPECT_THAT(as_text(Encounter{Encounter::Change::LEFT, another()}),
+                StartsWith("Participant left: "));
+    EXPECT_THAT(as_text(Encounter{Encounter::Change::LOST, another()}),
+                StartsWith("Participant lost: "));
+    EXPECT_THAT(as_text(Encounter{Encounter::Change::GONE, another()}),
+                StartsWith("Participant gone: "));
+}
+
+TEST(Text, SumsUpWhatDiscoveryHasDone) {
+    EXPECT_EQ(as_text(Discovered{7, 3, some_statistics()}),
+              "Other participants: 1 known, 6 came, 3 left, 2 lost; announcements: 20 sent, 30 "
+              "received\n");
 }
 
 TEST(Text, SaysWhyAParticipantLeft) {
@@ -90,6 +154,60 @@ TEST(Json, HasNoNumberForAnIndexThatThereIsNot) {
 
     participant.index = -1;
     EXPECT_EQ(json::parse(as_json(Joined{participant}))["index"], nullptr);
+}
+
+json what_there_is_of_another() {
+    return json::parse(R"({
+        "event": "participant", "domain": 7, "guid": "0a020304.05060708.090a0b0c.000001c1",
+        "name": "talker", "vendor": "1.3", "protocol": "2.5", "host": "alpha", "process": "demo",
+        "pid": 4711, "tool": "a tool", "addresses": ["192.0.2.3"],
+        "ports": {"builtin_unicast": 9160, "user_unicast": 9161}, "index": 0, "lease": 20,
+        "first_heard": "2026-01-01T00:00:00.000000Z", "last_heard": "2026-01-01T00:01:01.000007Z",
+        "domain_tag": "tag",
+        "metatraffic_unicast_locators": ["udpv4://192.0.2.3:9160"],
+        "metatraffic_multicast_locators": ["udpv4://239.255.0.1:9150"],
+        "default_unicast_locators": ["udpv4://192.0.2.3:9161"], "default_multicast_locators": [],
+        "properties": {"a.b": "c"}})");
+}
+
+TEST(Json, HasAnObjectForEachParticipantOfAList) {
+    const std::string lines = as_json(Listing{{another(), another()}, WallTime()});
+    const std::size_t end = lines.find('\n');
+
+    EXPECT_EQ(json::parse(lines.substr(0, end)), what_there_is_of_another());
+    EXPECT_EQ(json::parse(lines.substr(end)), what_there_is_of_another());
+}
+
+TEST(Json, HasTheSameWithTheChangeOfOneThatCame) {
+    json expected = what_there_is_of_another();
+
+    expected["change"] = "came";
+    EXPECT_EQ(json::parse(as_json(Encounter{Encounter::Change::CAME, another()})), expected);
+}
+
+TEST(Json, HasNullForWhatAParticipantDoesNotSay) {
+    const json object = json::parse(as_json(Listing{{Sighting()}, WallTime()}));
+
+    for (const char *field : {"name", "host", "process", "pid", "tool", "index", "first_heard",
+                              "last_heard", "domain_tag"}) {
+        EXPECT_EQ(object.at(field), nullptr) << field;
+    }
+    EXPECT_EQ(object.at("ports"), json::object());
+    EXPECT_EQ(object.at("lease"), "infinite");
+}
+
+TEST(Json, HasFractionsOfALease) {
+    Sighting other = another();
+
+    other.lease = std::chrono::milliseconds(1500);
+    EXPECT_EQ(json::parse(as_json(Listing{{other}, WallTime()}))["lease"], 1.5);
+}
+
+TEST(Json, SumsUpWhatDiscoveryHasDone) {
+    EXPECT_EQ(as_json(Discovered{7, 3, some_statistics()}),
+              R"({"event":"discovery","domain":7,"index":3,"known":1,"came":6,"changed":4,)"
+              R"("left":3,"lost":2,"announcements_sent":20,"announcements_received":30})"
+              "\n");
 }
 
 TEST(Json, SaysWhyAParticipantLeft) {
