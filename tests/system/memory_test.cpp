@@ -42,6 +42,12 @@ TEST_F(Memory, OfAStayIsUsedWellAndGivenBack) {
                       0);
 }
 
+TEST_F(Memory, OfAListIsUsedWellAndGivenBack) {
+    const Process one = ddspart({"run"});
+
+    expect_no_finding({"list", "--expect", "1", "--for", "60"}, 0);
+}
+
 TEST_F(Memory, OfAFailureIsUsedWellAndGivenBack) {
     expect_no_finding({"run", "--domain", "233"}, 1);
 }

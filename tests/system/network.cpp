@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -15,8 +16,6 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include "process.h"
 
 namespace {
 
@@ -180,6 +179,72 @@ void HostTest::SetUp() {
     if (!IsSkipped()) {
         add_interface("net0", {"192.0.2.2/24"});
     }
+}
+
+OtherHost::OtherHost() : holder_({"unshare", "--net", "sleep", "infinity"}) {
+    const std::string id = std::to_string(holder_.id());
+    const auto network_of = [](const std::string &process) {
+        std::error_code gone;
+
+        return std::filesystem::read_symlink("/proc/" + process + "/ns/net", gone).string();
+    };
+
+    EXPECT_TRUE(eventually([&] {
+        return holder_.has_ended() || network_of(id) != network_of("thread-self");
+    })) << holder_.errors();
+    ip({"link", "add", "link0", "type", "veth", "peer", "name", "link0", "netns", id});
+    ip({"address", "add", "198.51.100.1/24", "dev", "link0"});
+    ip({"link", "set", "link0", "up"});
+    for (const std::vector<std::string> &step : {
+             std::vector<std::string>{"link", "set", "lo", "up"},
+             {"address", "add", "198.51.100.2/24", "dev", "link0"},
+             {"link", "set", "link0", "up"},
+         }) {
+        std::vector<std::string> command = {"ip"};
+
+        command.insert(command.end(), step.begin(), step.end());
+        EXPECT_EQ(run(command).wait().code, 0);
+    }
+    EXPECT_TRUE(eventually([] { return is_running("link0"); }));
+    EXPECT_TRUE(eventually([&] {
+        Process process = run({"ip", "link", "show", "dev", "link0"});
+
+        return process.wait().code == 0 && process.output().find("LOWER_UP") != std::string::npos;
+    }));
+}
+
+Process OtherHost::run(const std::vector<std::string> &command) const {
+    std::vector<std::string> words = {"nsenter", "--target", std::to_string(holder_.id()), "--net"};
+
+    words.insert(words.end(), command.begin(), command.end());
+    return Process(words);
+}
+
+Process OtherHost::ddspart(const std::vector<std::string> &arguments) const {
+    std::vector<std::string> command = {DDSPART_PATH};
+
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return run(command);
+}
+
+std::uint64_t OtherHost::datagrams_sent() const {
+    std::ifstream lines("/proc/" + std::to_string(holder_.id()) + "/net/snmp");
+    std::string titles;
+    std::string numbers;
+
+    while (std::getline(lines, titles) && std::getline(lines, numbers)) {
+        std::istringstream title(titles);
+        std::istringstream number(numbers);
+        std::string name;
+        std::string value;
+
+        while (title >> name && number >> value) {
+            if (name == "OutDatagrams") { // only UDP has them
+                return std::stoull(value);
+            }
+        }
+    }
+    throw std::runtime_error("the kernel does not say how many datagrams were sent");
 }
 
 Endpoint parse_locator(const std::string &locator) {

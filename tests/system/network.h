@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include "process.h"
+
 /** A UDP socket of the network, as the kernel lists it. */
 struct Socket {
     std::string address; // "0.0.0.0", "::", ...
@@ -48,6 +50,25 @@ protected:
 class HostTest : public NetworkTest {
 protected:
     void SetUp() override;
+};
+
+/**
+ * Another host: a network beside the test's, joined to it by an interface in each, "link0" at
+ * 198.51.100.1 in the test's and at 198.51.100.2 in this one. It is gone with the object.
+ */
+class OtherHost {
+public:
+    OtherHost();
+
+    /** Runs a program there. */
+    Process run(const std::vector<std::string> &command) const;
+    /** Runs ddspart there. */
+    Process ddspart(const std::vector<std::string> &arguments) const;
+    /** Datagrams that its programs have sent by IPv4 so far. */
+    std::uint64_t datagrams_sent() const;
+
+private:
+    Process holder_; // as long as a process is there, so is the network
 };
 
 /** The locators that a text of the kind "udpv4://192.0.2.2:7410" names. */

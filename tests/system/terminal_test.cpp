@@ -123,6 +123,9 @@ std::vector<Place> places() {
                                "--user-multicast-offset", "--user-unicast-offset", "--json"}) {
         all.push_back({option, {"ports", option}, ""});
     }
+    for (const char *option : {"--domain", "--expect", "--for", "--interface", "--peer"}) {
+        all.push_back({option, {"list", option}, ""});
+    }
     return all;
 }
 
