@@ -116,7 +116,7 @@ Neighbour &Neighbourhood::start(simnet::Host &on, std::shared_ptr<sim::Machine> 
             !former.replaced) {
             former.replaced = world.now();
             if (!former.has_left) {
-                expect_unknown(former, REPLACED);
+                expect_unknown(former, REPLACED, &one);
             }
         }
     }
@@ -347,7 +347,7 @@ void Neighbourhood::expect_known(const Neighbour &other) {
     });
 }
 
-void Neighbourhood::expect_unknown(const Neighbour &other, Time after) {
+void Neighbourhood::expect_unknown(const Neighbour &other, Time after, const Neighbour *successor) {
     if (!is_lossless()) {
         return;
     }
@@ -358,7 +358,10 @@ void Neighbourhood::expect_unknown(const Neighbour &other, Time after) {
             concerned.insert(one);
         }
     }
-    plan(after, [this, &other, concerned, since = world.now()] {
+    plan(after, [this, &other, concerned, successor, since = world.now()] {
+        if (successor != nullptr && !successor->is_there()) {
+            return; // it may not have been heard at all
+        }
         for (Neighbour *const one : present()) {
             if (concerned.contains(one) && has_heard_since(*one, other, since - UNDER_WAY)) {
                 EXPECT_FALSE(one->party().knows(other.prefix)) << describe(*one, other);

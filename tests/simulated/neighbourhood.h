@@ -165,7 +165,8 @@ private:
     void judge_kept();
     // These have it be looked at later what those know who can hear of it.
     void expect_known(const Neighbour &other);
-    void expect_unknown(const Neighbour &other, simnet::Time after);
+    void expect_unknown(const Neighbour &other, simnet::Time after,
+                        const Neighbour *successor = nullptr);
     void expect_text(const Neighbour &other);
     void expect_places(const Neighbour &other);
     simnet::Time longest_prolongation(const Neighbour &other);
