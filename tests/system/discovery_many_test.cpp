@@ -3,14 +3,17 @@
 #include <csignal>
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 #include <gmock/gmock.h>
 
 #include "discovery_network.h"
+#include "discovery_recording.h"
 
 using discovery::Host;
 using discovery::json;
 using discovery::Neighbour;
+using discovery::Recording;
 using discovery::seconds_now;
 using discovery::Texts;
 using discovery::WireTest;
@@ -55,8 +58,9 @@ protected:
         if (IsSkipped()) {
             return;
         }
-        host_ = std::make_unique<Host>("one", Texts{"192.0.2.1/24"});
-        many = std::make_unique<Neighbour>(*host_, settings(ROOM));
+        recording.emplace("wire");
+        host.emplace("one", Texts{"192.0.2.1/24"});
+        many.emplace(*host, settings(ROOM));
         for (int i = 0; i < OTHER_HOSTS; ++i) {
             const std::string number = std::to_string(2 + i);
 
@@ -66,7 +70,18 @@ protected:
         }
     }
 
-    std::unique_ptr<Neighbour> many;
+    /** Waits until each of them does. */
+    void expect_all_to_know_all() {
+        std::printf("[ MEASURED ] until the process knew all: %.1f s\n",
+                    many->seconds_until_all_are_known());
+        for (const auto &other : others) {
+            (void)other->seconds_until_all_are_known();
+        }
+    }
+
+    std::optional<Recording> recording;
+    std::optional<Host> host;
+    std::optional<Neighbour> many;
     std::vector<std::unique_ptr<Neighbour>> others;
 
 private:
@@ -75,23 +90,37 @@ private:
                 {"peers", {"239.255.0.1"}}, {"period", 1000.0},   {"lease", 4000.0}};
     }
 
-    std::unique_ptr<Host> host_;
     std::vector<std::unique_ptr<Host>> other_hosts_;
 };
 
 TEST_F(DiscoveryBesideMany, ParticipantsOfOneProcessAndOfOtherHostsAllKnowAll) {
-    std::printf("[ MEASURED ] until the process knew all: %.1f s\n",
-                many->seconds_until_all_are_known());
-    for (const auto &other : others) {
-        (void)other->seconds_until_all_are_known();
-    }
-    for (Neighbour *each : {many.get(), others[0].get(), others[1].get(), others[2].get()}) {
+    expect_all_to_know_all();
+    for (Neighbour *each : {&*many, others[0].get(), others[1].get(), others[2].get()}) {
         const json statistics = each->tell()["statistics"];
 
         for (const json &participant : statistics) {
             EXPECT_EQ(participant["known"], ALL - 1);
         }
     }
+}
+
+TEST_F(DiscoveryBesideMany, TheProcessReceivesEachDatagramOnce) {
+    if (!Recording::is_readable()) {
+        GTEST_SKIP() << "needs the program tshark";
+    }
+    expect_all_to_know_all();
+    std::uint64_t received = 0;
+    {
+        const Host::Stay stay(*host);
+        received = datagrams_received();
+    }
+    recording->stop();
+    // What the host sends to the group goes over the wire once, and comes back to itself once.
+    EXPECT_GT(received, 0u);
+    EXPECT_LE(
+        received,
+        recording->read("udp && (ip.dst == 239.255.0.1 || ip.dst == 192.0.2.1)", {"frame.number"})
+            .size());
 }
 
 } // namespace
