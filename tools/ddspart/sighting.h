@@ -12,7 +12,7 @@
 #include "dds_c/dds_c_rtpswellknownports.h"
 
 /** The property under which a participant says of which tool it is. */
-constexpr const char *TOOL_PROPERTY = "dds.tool";
+constexpr const char *TOOL_PROPERTY = "ddspart.tool";
 
 /** What a participant says of itself. Texts are as it sends them. */
 struct Description {

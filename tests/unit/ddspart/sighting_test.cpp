@@ -97,7 +97,7 @@ TEST_F(Sightings, HaveHostProcessAndToolFromProperties) {
     add_property("__Hostname", "alpha");
     add_property("__ProcessName", "talker");
     add_property("__Pid", "4711");
-    add_property("dds.tool", "a tool");
+    add_property("ddspart.tool", "a tool");
     const Sighting other = sighting();
 
     EXPECT_EQ(other.host, "alpha");
@@ -106,7 +106,7 @@ TEST_F(Sightings, HaveHostProcessAndToolFromProperties) {
     EXPECT_EQ(other.tool, "a tool");
     EXPECT_THAT(other.properties,
                 ElementsAre(Pair("__Hostname", "alpha"), Pair("__ProcessName", "talker"),
-                            Pair("__Pid", "4711"), Pair("dds.tool", "a tool")));
+                            Pair("__Pid", "4711"), Pair("ddspart.tool", "a tool")));
 }
 
 TEST_F(Sightings, HaveNoPidThatIsNoNumber) {

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // The addresses of a peer's host name.
 #include <cstring>
+#include <utility>
 
 #include <netdb.h>
+#include <netinet/in.h>
+#include <resolv.h>
 #include <sys/socket.h>
 
 #include "netio/netio_transport.h"
@@ -25,6 +28,32 @@ bool read_address(const addrinfo &answer, NUVNetioLocator *out) {
     return true;
 }
 
+/**
+ * Has the calling thread give name servers that do not answer up soon: it is waited for by whoever
+ * deletes a participant, and asks again before long.
+ */
+class Impatience {
+public:
+    Impatience() : state_(&_res) {
+        if ((state_->options & RES_INIT) == 0) {
+            (void)res_ninit(state_);
+        }
+        former_time_ = std::exchange(state_->retrans, 1); // seconds
+        former_tries_ = std::exchange(state_->retry, 1);
+    }
+    ~Impatience() {
+        state_->retrans = former_time_;
+        state_->retry = former_tries_;
+    }
+    Impatience(const Impatience &) = delete;
+    Impatience &operator=(const Impatience &) = delete;
+
+private:
+    res_state const state_;
+    int former_time_ = 0;
+    int former_tries_ = 0;
+};
+
 bool is_wanted(const NUVNetioPeer &peer, const NUVNetioLocator &locator) {
     return peer.transport == KOLS_TRANSPORT_CLASSID_INVALID || peer.transport == locator.transport;
 }
@@ -37,7 +66,11 @@ NUV_UINT32 NUVNetioPeer_resolve(const NUVNetioPeer *peer, NUVNetioLocator *buffe
     hints.ai_socktype = SOCK_DGRAM; // each address once
     addrinfo *answers = nullptr;
     NUV_UINT32 count = 0;
-    if (peer->hostname[0] == '\0' || getaddrinfo(peer->hostname, nullptr, &hints, &answers) != 0) {
+    if (peer->hostname[0] == '\0') {
+        return 0;
+    }
+    const Impatience impatience;
+    if (getaddrinfo(peer->hostname, nullptr, &hints, &answers) != 0) {
         return 0;
     }
     for (const addrinfo *answer = answers; answer != nullptr && count < maximum;
