@@ -936,14 +936,15 @@ void Domain::ask_former(const Known &newcomer, NUV_INT64 now) {
             const auto its_places = former.record->metatraffic();
             const bool is_replaced =
                 &former != &newcomer && former.local == nullptr && former.asked_until == NEVER &&
-                now >= former.lives_until &&
                 std::all_of(its_places.begin(), its_places.end(), [&](const Place &one) {
                     return std::find(places.begin(), places.end(), one) != places.end();
                 });
             if (is_replaced) {
+                // One that has just shown that it lives is asked when that is a while ago.
+                const NUV_INT64 beginning = std::max(now, former.lives_until);
                 ++formers;
-                former.asked_until = now + FORMER_TIME;
-                ask(former, now + FORMER_DELAY, FORMER_PAUSE);
+                former.asked_until = beginning + FORMER_TIME;
+                ask(former, beginning + FORMER_DELAY, FORMER_PAUSE);
             }
             return formers < FORMERS_MAX;
         });

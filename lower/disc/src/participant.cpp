@@ -381,7 +381,7 @@ bool DISCParticipant::set_peers(std::span<const NUVNetioPeer> peers) {
 
 /** The thread of callbacks runs, as there are names. */
 void DISCParticipant::find_names() {
-    if (peers_.has_names()) {
+    if (peers_.has_names() && announces()) {
         NUVNetioRuntime_postCallback(domain_.runtime(), &find_names_);
     }
 }

@@ -225,6 +225,17 @@ TEST_F(Finding, ANameThatIsNotKnownAnyMoreKeepsItsAddress) {
     EXPECT_GE(there.take_all().size(), 5u);
 }
 
+TEST_F(Finding, WhoeverOnlyListensAsksForNoName) {
+    const Names names("192.0.2.2");
+    Settings settings;
+    settings.peers = {"there"};
+    settings.property.announces = 0;
+    Names::asked = 0;
+    Party a(left, settings);
+    net.world.run_for(20 * SECOND);
+    EXPECT_EQ(Names::asked, 0);
+}
+
 TEST_F(Finding, ANameIsAskedForOnceInAPeriodAtTheMost) {
     const Names names("192.0.2.2");
     Settings settings;

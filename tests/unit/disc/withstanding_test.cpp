@@ -490,4 +490,21 @@ TEST_F(Withstanding, WhatWaitsInTheSocketsIsReadBeforeLeasesAreJudged) {
     EXPECT_EQ(party.statistics().lost, 0u);
 }
 
+TEST_F(Withstanding, AFormerSelfThatHasJustAnsweredIsAskedASecondLater) {
+    Party party(machine);
+    const Udp home(add(2), "0.0.0.0:7410");
+    const Made before = made_at(2, 1);
+    say_from(home, announcement(before));
+    net.world.run_for(2 * SECOND);
+    Made forged = before;
+    forged.sequence = 2;
+    say_from(Udp(add(9)), leaving(forged));
+    say_from(home, announcement(before)); // which shows that it lives
+    say_from(home, announcement(made_at(2, 2)));
+    net.world.run_for(900 * MS);
+    EXPECT_TRUE(party.knows(before.prefix));
+    net.world.run_for(400 * MS);
+    EXPECT_FALSE(party.knows(before.prefix));
+}
+
 } // namespace
