@@ -156,7 +156,7 @@ private:
 /** One in each domain that can be looked at. */
 class Lookouts {
 public:
-    /** Throws when there is one domain only and it cannot be looked at. */
+    /** Throws when none of them can be looked at. */
     Lookouts(const Factory &factory, const ListOptions &options) {
         for (DDS_DomainId_t domain = options.domains.first; domain <= options.domains.last;
              ++domain) {
@@ -169,6 +169,9 @@ public:
                 write_message("ddspart: domain " + std::to_string(domain) + " is left out");
                 is_complete_ = false;
             }
+        }
+        if (all_.empty()) {
+            throw LoggedFailure();
         }
     }
 
@@ -244,20 +247,24 @@ bool look(Lookouts &lookouts, const ListOptions &options) {
     };
     RowByRow rows;
 
+    bool is_expected = false;
+
     do {
         for (const Encounter &encounter : lookouts.poll()) {
             if (shows_each && encounter.change == Encounter::Change::CAME) {
                 write_data(rows.row(encounter.other, std::chrono::system_clock::now()));
             }
         }
-    } while (!are_enough(lookouts.number_of_applications()) && wait_for_poll(end) == Event::NEWS);
+        is_expected = are_enough(lookouts.number_of_applications());
+    } while (!is_expected && wait_for_poll(end) == Event::NEWS);
     const Listing listing = lookouts.listing();
 
     if (listing.others.empty() || !rows.reads_like(listing)) {
         show(listing, options.json);
     }
-    return !options.expected || are_enough(static_cast<std::size_t>(
-                                    std::ranges::count_if(listing.others, is_application)));
+    return !options.expected || is_expected ||
+           are_enough(
+               static_cast<std::size_t>(std::ranges::count_if(listing.others, is_application)));
 }
 
 } // namespace

@@ -134,12 +134,14 @@ std::string line(Cells cells, const std::string &last, const Widths &widths) {
     return join(cells, "  ") + "\n";
 }
 
+/** As wide as the longest cell, unless somebody has announced one that is very long. */
 Widths widths_of(const std::vector<Cells> &rows) {
+    constexpr std::size_t WIDEST = 64;
     Widths widths = least_widths();
 
     for (const Cells &row : rows) {
         for (std::size_t i = 0; i < row.size(); ++i) {
-            widths[i] = std::max(widths[i], width_of(row[i]));
+            widths[i] = std::max(widths[i], std::min(width_of(row[i]), WIDEST));
         }
     }
     return widths;

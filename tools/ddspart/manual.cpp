@@ -127,7 +127,7 @@ void write_ending(std::ostream &page, const CommandLine &line, const std::string
     for (const CLI::App *each : commands_of(line)) {
         const auto finding = line.findings.find(each);
 
-        if (finding != line.findings.end() && each->get_name() == command) {
+        if (finding != line.findings.end() && (command.empty() || each->get_name() == command)) {
             page << ".TP\n3\n" << escaped(finding->second) << '\n';
         }
     }

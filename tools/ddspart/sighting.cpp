@@ -70,7 +70,8 @@ std::optional<DDS_Long> port_of(const DDS_LocatorSeq &sequence) {
 
 /** The index that has both ports in the domain, or the one where there is no other. */
 std::optional<DDS_Long> index_of(const Description &other, const DDS_RtpsWellKnownPorts_t &ports) {
-    const DDS_Long highest = DDS_DomainParticipant_get_max_participant_index(&ports);
+    const DDS_Long highest =
+        std::min(DDS_DomainParticipant_get_max_participant_index(&ports), DDS_RTPS_PORT_MAX);
     const auto has = [](const std::optional<DDS_Long> &port, DDS_LongLong number) {
         return !port || *port == number;
     };

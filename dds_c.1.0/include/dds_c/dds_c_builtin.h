@@ -166,7 +166,7 @@ typedef struct DDS_DiscoveryStatistics {
     DDS_UnsignedLongLong came;    /**< newcomers */
     DDS_UnsignedLongLong changed; /**< participants that said something else of themselves */
     DDS_UnsignedLongLong left;    /**< participants that said that they leave */
-    DDS_UnsignedLongLong lost;    /**< leases that ran out, and participants that were replaced */
+    DDS_UnsignedLongLong lost;    /**< leases that ran out, participants replaced or ignored */
     /** Answers to those who ask for builtin endpoints that there are not. */
     DDS_UnsignedLongLong heartbeats_sent;
 } DDS_DiscoveryStatistics;

@@ -44,9 +44,10 @@ typedef struct DDS_Topic DDS_Topic;
  * @brief Told of a participant's statuses. A callback may be null.
  *
  * Those that say so run on a thread of the middleware's that does nothing but run callbacks, one at
- * a time and with nothing locked, soon after what they tell of. They may read the participant, and
- * cannot change it. No participant can be created, enabled or deleted there. One that does not
- * return keeps the others from being called, and its own participant from being deleted.
+ * a time and with nothing locked, and look up the host names of peers, soon after what they tell
+ * of; name servers that do not answer hold them up. They may read the participant, and cannot
+ * change it. No participant can be created, enabled or deleted there. One that does not return
+ * keeps the others from being called, and its own participant from being deleted.
  */
 struct DDS_DomainParticipantListener {
     void *listener_data; /**< handed to every callback */
@@ -63,9 +64,10 @@ struct DDS_DomainParticipantListener {
     void (*on_locators_changed)(void *listener_data, DDS_DomainParticipant *participant);
     /**
      * The participant has discovered another one, or that one has changed or is gone; the mask does
-     * not matter. Runs on the thread of callbacks, once for each of them, in the order in which
-     * they came about, whatever has happened to it meanwhile. It may have the participant ignore
-     * the other one. @p data is good until it returns.
+     * not matter. Runs on the thread of callbacks, in the order in which that came about. What has
+     * not been told of yet is told of as it is by then; one that came and has gone again is not
+     * told of any more when hundreds wait to be. It may have the participant ignore the other one.
+     * @p data is good until it returns.
      */
     void (*on_participant_discovered)(void *listener_data, DDS_DomainParticipant *participant,
                                       const struct DDS_ParticipantBuiltinTopicData *data,
@@ -155,10 +157,10 @@ DDS_DomainParticipant *DDS_DomainParticipantFactory_create_participant(
  * @return DDS_RETCODE_OK; DDS_RETCODE_BAD_PARAMETER when it is no participant of the factory;
  * DDS_RETCODE_PRECONDITION_NOT_MET while it has topics, and then it is as it was;
  * DDS_RETCODE_ERROR, or another code of why it could not be shut down: then it can be deleted
- * again; DDS_RETCODE_TIMEOUT when a callback of its listener, or a message that is being handed on,
- * does not come to an end (within 4 s, or 40 s): it is shut down, its ports are free, and it can be
- * deleted again; DDS_RETCODE_ILLEGAL_OPERATION within a listener or in a forked child, and then it
- * is as it was.
+ * again; DDS_RETCODE_TIMEOUT when a callback of its listener, the search for the addresses of its
+ * peers, or a message that is being handed on, does not come to an end (within 4 s, or 40 s): it is
+ * shut down, its ports are free, and it can be deleted again; DDS_RETCODE_ILLEGAL_OPERATION within
+ * a listener or in a forked child, and then it is as it was.
  */
 DDS_ReturnCode_t
 DDS_DomainParticipantFactory_delete_participant(DDS_DomainParticipantFactory *self,
@@ -200,7 +202,8 @@ DDS_ReturnCode_t DDS_DomainParticipant_get_qos(DDS_DomainParticipant *self,
  *
  * @return DDS_RETCODE_OK; DDS_RETCODE_IMMUTABLE_POLICY for a policy that is fixed;
  * DDS_RETCODE_INCONSISTENT_POLICY for a value that is not allowed, or that is too long to be
- * announced; DDS_RETCODE_BAD_PARAMETER, DDS_RETCODE_OUT_OF_RESOURCES or DDS_RETCODE_ERROR.
+ * announced; DDS_RETCODE_PRECONDITION_NOT_MET after a deletion that has shut the participant down;
+ * DDS_RETCODE_BAD_PARAMETER, DDS_RETCODE_OUT_OF_RESOURCES or DDS_RETCODE_ERROR.
  */
 DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
                                                const struct DDS_DomainParticipantQos *qos);

@@ -164,6 +164,11 @@ DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
     CallWorker worker(self->resources.workerFactory);
     const reda::ExclusiveAreaGuard lock(self->ea, worker.get());
 
+    if (self->discovery == nullptr) {
+        DDSLog_text(NUV_LOG_LEVEL_ERROR, NUV_LOG_EMPTY_TEMPLATE,
+                    "the participant has been shut down: all that can be done is to delete it");
+        return DDS_RETCODE_PRECONDITION_NOT_MET;
+    }
     if (!setting::check_fixed_policies(&self->qos, qos) ||
         !setting::check_fixed_properties(&qos->property, &self->qos.property) ||
         !setting::check_fixed_properties(&self->qos.property, &qos->property)) {
@@ -180,25 +185,22 @@ DDS_ReturnCode_t DDS_DomainParticipant_set_qos(DDS_DomainParticipant *self,
         DDSLog_message(NUV_LOG_LEVEL_ERROR, DDS_LOG_COPY_FAILURE_s, "participant QoS");
         return DDS_RETCODE_OUT_OF_RESOURCES;
     }
-    if (!setting::change_peers(self, &self->qos.discovery, &copy.discovery, worker.get())) {
-        (void)DDS_DomainParticipantQos_finalize(&copy);
-        return DDS_RETCODE_OUT_OF_RESOURCES;
-    }
     result = DDS_DomainParticipantPresentation_set_qos(&self->presentation, qos, worker.get());
     if (result == DDS_RETCODE_OK &&
         !DDS_DomainParticipant_has_propertiesI(self, qos, worker.get())) {
         result = DDS_RETCODE_OUT_OF_RESOURCES;
     }
+    if (result == DDS_RETCODE_OK &&
+        !setting::change_peers(self, &self->qos.discovery, &copy.discovery, worker.get())) {
+        result = DDS_RETCODE_OUT_OF_RESOURCES;
+    }
     if (result == DDS_RETCODE_OK) {
         std::swap(self->qos, copy);
         setting::change_lease(self, &copy.discovery_config, worker.get());
-    } else {
-        if (result != DDS_RETCODE_IMMUTABLE_POLICY) {
-            /* It may have been applied and only then have run out of memory: all or nothing. */
-            (void)DDS_DomainParticipantPresentation_set_qos(&self->presentation, &self->qos,
-                                                            worker.get());
-        }
-        (void)setting::change_peers(self, &copy.discovery, &self->qos.discovery, worker.get());
+    } else if (result != DDS_RETCODE_IMMUTABLE_POLICY) {
+        /* It may have been applied and only then have run out of memory: all or nothing. */
+        (void)DDS_DomainParticipantPresentation_set_qos(&self->presentation, &self->qos,
+                                                        worker.get());
     }
     (void)DDS_DomainParticipantQos_finalize(&copy);
     return result;

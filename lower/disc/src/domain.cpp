@@ -109,8 +109,9 @@ bool Domain::close() {
 void Domain::on_time(void *param, REDAWorker *worker) {
     auto *self = static_cast<Domain *>(param);
     const Visit visit(*self, worker);
-    self->event_due_ = NEVER;
     const NUV_INT64 now = self->now();
+    self->is_late_ = self->event_due_ != NEVER && now - self->event_due_ > LATE;
+    self->event_due_ = NEVER;
     while (self->schedule.run_one(now)) {}
 }
 
@@ -467,7 +468,7 @@ void Domain::take_newer(DISCParticipant &by, const Heard &heard, const RTPSData 
     }
     note_life(known);
     replace(known, std::move(record));
-    const bool is_restart = data.writerSN <= known.sequence;
+    const bool is_restart = data.writerSN < known.sequence;
     known.sequence = data.writerSN;
     known.timestamp = heard.context.timestamp;
     known.payload = hash_of(data.payload);
@@ -593,6 +594,11 @@ bool Domain::look(DISCParticipant &by, const Heard &heard, Known &known) {
             // It knows us. It does not know that we know it, unless we have said something to it.
             view.greets = view.greeting == 0;
             view.greeting = LAST_GREETING;
+        }
+        // It goes on without having been told of us: what it was told may have been lost.
+        if (!heard.is_directed && !view.is_heard && !view.greets && !known.was_heard_by_group &&
+            is_its(by, known, heard.source)) {
+            begin_greeting(by, known, true, heard.now);
         }
         return true;
     }
@@ -777,7 +783,7 @@ void Domain::on_lease(void *owner, NUV_INT64 now) {
         self.schedule_lease(known);
         return;
     }
-    if (now - known.lease_end > LATE && !known.was_graced) {
+    if ((self.is_late_ || now - known.lease_end > LATE) && !known.was_graced) {
         known.was_graced = true; // what it has said may still wait in the sockets
         self.schedule.set(known.lease, now + LATE);
         return;
@@ -834,6 +840,7 @@ void Domain::note_life(Known &known) {
     }
     known.asked_until = NEVER;
     known.next_question = NEVER;
+    known.was_asked = false;
     if (known.claim == nullptr) {
         return;
     }
@@ -873,6 +880,8 @@ bool Domain::accept_claim(Known &known, NUV_INT64 now) {
     known.timestamp = claim.timestamp;
     known.payload = claim.payload;
     table.change_source(&known, claim.source);
+    known.asked_until = NEVER; // it is somewhere else
+    known.next_question = NEVER;
     known.last_heard = now;
     known.lease_end = later(now, known.record->lease());
     schedule_lease(known);
@@ -927,6 +936,11 @@ bool Domain::send_question(const Known &known, int time) {
     return false;
 }
 
+/** Several participants of a process may share its places. */
+bool Domain::is_of_same_process(const Known &left, const Known &right) {
+    return left.prefix.hostId == right.prefix.hostId && left.prefix.appId == right.prefix.appId;
+}
+
 /** Whoever had all its places among those of a newcomer is most likely gone. */
 void Domain::ask_former(const Known &newcomer, NUV_INT64 now) {
     const auto places = newcomer.record->metatraffic();
@@ -936,6 +950,7 @@ void Domain::ask_former(const Known &newcomer, NUV_INT64 now) {
             const auto its_places = former.record->metatraffic();
             const bool is_replaced =
                 &former != &newcomer && former.local == nullptr && former.asked_until == NEVER &&
+                !is_of_same_process(former, newcomer) &&
                 std::all_of(its_places.begin(), its_places.end(), [&](const Place &one) {
                     return std::find(places.begin(), places.end(), one) != places.end();
                 });

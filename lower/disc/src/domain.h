@@ -128,6 +128,7 @@ private:
     static bool can_ask(const DISCParticipant &one, const Known &known);
     DISCParticipant *find_asker(const Known &known, int nth) const;
     bool send_question(const Known &known, int time);
+    static bool is_of_same_process(const Known &left, const Known &right);
     void ask_former(const Known &newcomer, NUV_INT64 now);
     void note_life(Known &known);
     void schedule_question(Known &known);
@@ -139,6 +140,7 @@ private:
     REDAExclusiveArea *area_ = nullptr;
     NUVEvent event_;
     NUV_INT64 event_due_ = NEVER;
+    bool is_late_ = false; // the turn that is under way
     REDAWorker *worker_ = nullptr;
     DISCParticipant *participants_ = nullptr;
     const NUV_UINT64 secret_;

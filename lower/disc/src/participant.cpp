@@ -173,6 +173,7 @@ void DISCParticipant::on_shutdown(void *param, REDAWorker *worker) {
 void DISCParticipant::start(const PRESParticipantProperty &property) {
     is_active_ = true;
     initial_left_ = this->property().initialAnnouncements;
+    find_names();
     (void)say(make_record(property));
 }
 
@@ -381,7 +382,7 @@ bool DISCParticipant::set_peers(std::span<const NUVNetioPeer> peers) {
 
 /** The thread of callbacks runs, as there are names. */
 void DISCParticipant::find_names() {
-    if (peers_.has_names() && announces()) {
+    if (peers_.has_names() && is_active_ && announces()) {
         NUVNetioRuntime_postCallback(domain_.runtime(), &find_names_);
     }
 }

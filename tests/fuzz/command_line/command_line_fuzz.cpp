@@ -241,6 +241,17 @@ void check(const RunOptions &options, unsigned variation) {
     check_again(varied);
 }
 
+void check(const ListOptions &options, unsigned /*variation*/) {
+    constexpr DDS_DomainId_t HIGHEST = 232;
+    const ListOptions::Domains &domains = options.domains;
+    fuzz::must(0 <= domains.first && domains.first <= domains.last && domains.last <= HIGHEST,
+               "domains are a range within 0 to 232");
+    fuzz::must(!domains.are_all || (domains.first == 0 && domains.last == HIGHEST),
+               "all domains are all that there are");
+    fuzz::must(!options.listens_only() || options.peers.empty(),
+               "whoever sends nothing has no peers");
+}
+
 void check(const PortsOptions &options, unsigned /*variation*/) {
     fuzz::must(options.domain >= 0, "a domain is 0 or more");
     fuzz::must(!options.indices || (0 <= options.indices->first &&

@@ -437,4 +437,23 @@ TEST_F(Stranger, WhoseUnicastLocatorIsAGroupIsSentNothing) {
     EXPECT_EQ(group.take_all(), std::vector<std::string>());
 }
 
+TEST_F(Stranger, ThatGoesOnWithoutHavingHeardOfUsIsAnnouncedToForEachOfItsOwn) {
+    say(announcement(made));
+    net.world.run_for(2 * SECOND);
+    EXPECT_EQ(heard().size(), 4u); // all of them were lost, as it were
+    for (int i = 0; i < 3; ++i) {
+        net.world.run_for(4 * SECOND);
+        say(announcement(made));
+        EXPECT_EQ(heard(), (std::vector<std::string>{"DST TS DATA"}));
+    }
+}
+
+TEST_F(Stranger, MayShareItsPlacesWithOthersOfItsProcess) {
+    say(announcement(made));
+    made.prefix.instanceId += 1;
+    say(announcement(made));
+    net.world.run_for(SECOND);
+    EXPECT_EQ(party.count(), 2u);
+}
+
 } // namespace

@@ -207,7 +207,7 @@ struct DISCStatistics {
     NUV_UINT64 came;
     NUV_UINT64 changed;
     NUV_UINT64 left;
-    NUV_UINT64 lost;           /**< leases that ended, and replaced ones */
+    NUV_UINT64 lost;           /**< leases that ended, replaced and ignored ones */
     NUV_UINT64 heartbeatsSent; /**< answers to those who ask for endpoints that there are not */
 };
 
