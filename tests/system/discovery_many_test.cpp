@@ -87,7 +87,7 @@ protected:
 private:
     static json settings(int count) {
         return {{"count", count},           {"expects", ALL - 1}, {"listens", false},
-                {"peers", {"239.255.0.1"}}, {"period", 1000.0},   {"lease", 4000.0}};
+                {"peers", {"239.255.0.1"}}, {"period", 3.0},      {"lease", 4000.0}};
     }
 
     std::vector<std::unique_ptr<Host>> other_hosts_;

@@ -409,7 +409,7 @@ TEST_F(Discovery, AChangeThatFailsLeavesThePeersAsTheyWere) {
 
     recorder.fail("PRESParticipant_setProperty");
     EXPECT_NE(DDS_DomainParticipant_set_qos(one, qos.get()), DDS_RETCODE_OK);
-    EXPECT_THAT(counts, ElementsAre(3u, 2u));
+    EXPECT_TRUE(counts.empty());
 }
 
 TEST_F(Discovery, ADeletionThatTheReactorHoldsUpCanBeRepeated) {
