@@ -49,7 +49,7 @@ public:
     Impatience &operator=(const Impatience &) = delete;
 
 private:
-    res_state const state_;
+    res_state state_;
     int former_time_ = 0;
     int former_tries_ = 0;
 };
