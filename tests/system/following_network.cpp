@@ -308,7 +308,12 @@ std::vector<json> Follower::events() {
 
     for (std::size_t start = 0, end = 0; (end = text.find('\n', start)) != std::string::npos;
          start = end + 1) {
-        all.push_back(json::parse(text.substr(start, end - start)));
+        json event = json::parse(text.substr(start, end - start));
+        const json kind = event.value("event", json());
+
+        if (kind != "participant" && kind != "discovery") { // those are of others
+            all.push_back(std::move(event));
+        }
     }
     return all;
 }

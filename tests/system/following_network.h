@@ -93,7 +93,7 @@ class Follower {
 public:
     explicit Follower(const Texts &options = {});
 
-    /** Everything it has told so far; waits for the first of it. */
+    /** Everything it has told of itself so far; waits for the first of it. */
     std::vector<nlohmann::json> events();
     /** Waits until its newest event satisfies @p condition. */
     bool comes_to(const std::function<bool(const nlohmann::json &)> &condition);
