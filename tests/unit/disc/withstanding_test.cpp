@@ -507,4 +507,40 @@ TEST_F(Withstanding, AFormerSelfThatHasJustAnsweredIsAskedASecondLater) {
     EXPECT_FALSE(party.knows(before.prefix));
 }
 
+TEST_F(Withstanding, OneThatMovesWhileItIsAskedForItsFormerPlaceStays) {
+    Party party(machine);
+    const Udp home(add(2), "0.0.0.0:7410");
+    const Udp elsewhere(add(3), "0.0.0.0:7410");
+    Made made = made_at(2, 1);
+    say_from(home, announcement(made));
+    net.world.run_for(2 * SECOND);
+    say_from(home, announcement(made_at(2, 2)));
+    made.sequence = 2;
+    made.metatraffic = {"192.0.2.3:7410"};
+    say_from(elsewhere, announcement(made));
+    net.world.run_for(SECOND);
+    EXPECT_TRUE(party.knows(made.prefix));
+    EXPECT_EQ(party.statistics().lost, 0u);
+}
+
+TEST_F(Withstanding, ALeaseThatHasJustEndedIsNotJudgedByALateTurn) {
+    Party party(machine);
+    const Udp home(add(2), "0.0.0.0:7410");
+    const Udp noise(add(9));
+    Made made = made_at(2);
+    made.lease = {6, 0};
+    say_from(home, announcement(made));
+    machine.process.stop();
+    for (int i = 0; i < 100; ++i) { // more than one turn reads
+        EXPECT_EQ(noise.send("192.0.2.1:7410", "x"), 0);
+    }
+    net.world.run_for(SECOND);
+    EXPECT_EQ(home.send("192.0.2.1:7410", announcement(made)), 0);
+    net.world.run_for(5 * SECOND + 10 * MS);
+    machine.process.resume();
+    net.world.run_for(SECOND);
+    EXPECT_TRUE(party.knows(made.prefix));
+    EXPECT_EQ(party.statistics().lost, 0u);
+}
+
 } // namespace
