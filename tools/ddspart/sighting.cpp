@@ -3,13 +3,13 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <string_view>
 
 #include <arpa/inet.h>
 
 #include "dds_c/dds_c_domain.h"
 #include "log.h"
+#include "numbers.h"
 
 namespace {
 
@@ -104,14 +104,6 @@ std::optional<WallTime> time_or_none(const DDS_Time_t &time) {
     return WallTime(std::chrono::seconds(time.sec) + std::chrono::nanoseconds(time.nanosec));
 }
 
-std::optional<DDS_LongLong> to_number(const std::string &text) {
-    const char *const end = text.data() + text.size();
-    DDS_LongLong number = 0;
-    const auto [rest, error] = std::from_chars(text.data(), end, number);
-
-    return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
-}
-
 void take_properties(Description &other, const DDS_PropertySeq &properties) {
     for (DDS_Long i = 0; i < DDS_PropertySeq_get_length(&properties); ++i) {
         const DDS_Property_t *const property = DDS_PropertySeq_get_reference(&properties, i);
@@ -124,7 +116,7 @@ void take_properties(Description &other, const DDS_PropertySeq &properties) {
         } else if (name == "__ProcessName") {
             other.process = value;
         } else if (name == "__Pid") {
-            other.pid = to_number(value);
+            other.pid = to_number<DDS_LongLong>(value);
         } else if (name == TOOL_PROPERTY) {
             other.tool = value;
         }

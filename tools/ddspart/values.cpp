@@ -2,12 +2,11 @@
 #include "values.h"
 
 #include <array>
-#include <charconv>
 #include <limits>
 #include <optional>
 #include <sstream>
-#include <string_view>
 
+#include "numbers.h"
 #include "words.h"
 
 namespace {
@@ -19,29 +18,6 @@ constexpr DDS_Long INDEX_HIGHEST = DDS_RTPS_PORT_MAX;
 /** The last domain that has ports, with the standard settings. */
 constexpr DDS_DomainId_t DOMAIN_HIGHEST = 232;
 constexpr double SECONDS_HIGHEST = 1e9; // as nanoseconds well within 64 bits
-
-std::vector<std::string> split(const std::string &text, char separator) {
-    std::vector<std::string> words(1);
-
-    for (const char character : text) {
-        if (character == separator) {
-            words.emplace_back();
-        } else {
-            words.back() += character;
-        }
-    }
-    return words;
-}
-
-/** The number that is the whole of @p text, if it is one. */
-template <class Number>
-std::optional<Number> to_number(std::string_view text) {
-    const char *const end = text.data() + text.size();
-    Number number = 0;
-    const auto [rest, error] = std::from_chars(text.data(), end, number);
-
-    return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
-}
 
 /** A word that stands for a number. */
 template <class Number>

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "host/addresses.h"
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include <arpa/inet.h>
+
+#include "numbers.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::size_t WORD_DIGITS = 8;
+constexpr int HEXADECIMAL = 16;
+
+/** As many words as the digits make; none where they are no digits, or too few or many. */
+std::vector<std::uint32_t> words_of(std::string_view hexadecimal) {
+    std::vector<std::uint32_t> words;
+
+    if (hexadecimal.size() != WORD_DIGITS && hexadecimal.size() != 4 * WORD_DIGITS) {
+        return {};
+    }
+    for (; !hexadecimal.empty(); hexadecimal.remove_prefix(WORD_DIGITS)) {
+        const auto word = to_number<std::uint32_t>(hexadecimal.substr(0, WORD_DIGITS), HEXADECIMAL);
+
+        if (!word) {
+            return {};
+        }
+        words.push_back(*word);
+    }
+    return words;
+}
+
+std::string text_of_address(const std::vector<std::uint32_t> &words) {
+    std::array<char, INET6_ADDRSTRLEN> text = {};
+
+    if (!words.empty()) {
+        (void)inet_ntop(words.size() == 1 ? AF_INET : AF_INET6, words.data(), text.data(),
+                        text.size());
+    }
+    return text.data();
+}
+
+} // namespace
+
+std::string address_of_words(std::string_view hexadecimal) {
+    return text_of_address(words_of(hexadecimal));
+}
+
+std::string address_of_octets(std::string_view hexadecimal) {
+    std::vector<std::uint32_t> words = words_of(hexadecimal);
+
+    for (std::uint32_t &word : words) {
+        word = htonl(word);
+    }
+    return text_of_address(words);
+}
+
+} // namespace host
