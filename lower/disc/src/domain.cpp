@@ -57,14 +57,23 @@ void count_one(NUV_UINT64 &counter) {
     ++counter;
 }
 
-/** Those that were heard from come first. */
+/** Whoever reads an announcement, and where it came from. */
+struct Reading {
+    const DISCParticipant &by;
+    const Place source;
+};
+
+/** Where it was heard from comes first, next what is on a network of ours. */
 NUV_INT32 rank_locator(void *param, const NUVNetioLocator *locator) {
+    const auto *reading = static_cast<const Reading *>(param);
     const Place place = Place::of(*locator);
-    const auto *source = static_cast<const Place *>(param);
-    if (place.has_same_address(*source)) {
-        return 2;
+    if (place.has_same_address(reading->source)) {
+        return 3;
     }
-    return place.is_loopback() ? 0 : 1;
+    if (place.is_loopback()) {
+        return 0;
+    }
+    return reading->by.network_of(place) >= 0 ? 2 : 1;
 }
 
 } // namespace
@@ -529,8 +538,8 @@ void Domain::take_newcomer(DISCParticipant &by, const Heard &heard, const RTPSDa
 
 bool Domain::read(DISCParticipant &by, const Heard &heard, const RTPSData &data,
                   RTPSParticipantData *out) {
-    Place source = heard.source;
-    const RTPSLocatorRanking ranking = {rank_locator, &source};
+    Reading reading = {by, heard.source};
+    const RTPSLocatorRanking ranking = {rank_locator, &reading};
     const RTPSRefusal refusal =
         RTPSParticipantData_read(data.payload, &heard.context.source, &ranking, out);
     if (refusal != RTPS_ACCEPTED) {

@@ -2,6 +2,7 @@
 // One participant of this process: what it announces, and its view of those that are known.
 #include "participant.h"
 
+#include <array>
 #include <cstring>
 #include <new>
 
@@ -508,19 +509,43 @@ bool DISCParticipant::send(const Place &place, std::span<const NUV_UINT8> messag
                                   static_cast<NUV_UINT32>(message.size()), domain_.worker()) != 0;
 }
 
-/** Where it was heard from, when that is a place of its own; else at each. */
+NUV_INT32 DISCParticipant::network_of(const Place &place) const {
+    const NUVNetioLocator locator = place.locator();
+    return NUVNetioConfigurator_findNetwork(COMMENDFacade_getConfigurator(facade_), &locator);
+}
+
+/**
+ * Where it was heard from, when that is a place of its own; else at one place of each network that
+ * we share; else at each.
+ */
 NUV_UINT64 DISCParticipant::send_to(const Known &known, std::span<const NUV_UINT8> message) {
     const auto places = known.record->metatraffic();
+    // The loopback of another host is none of ours.
+    const auto is_far = [&](const Place &place) {
+        return place.is_loopback() && !known.source.is_loopback();
+    };
     const auto heard_at = std::find_if(places.begin(), places.end(), [&](const Place &place) {
         return place.has_same_address(known.source);
     });
     if (heard_at != places.end()) {
         return send(*heard_at, message) ? 1 : 0;
     }
+    constexpr NUV_INT32 NONE = -1;
+    std::array<NUV_INT32, RTPS_LOCATORS_MAX> networks; // of the places
+    NUV_ASSERT(places.size() <= networks.size());
+    const auto end =
+        std::transform(places.begin(), places.end(), networks.begin(), [&](const Place &place) {
+            return is_far(place) ? NONE : network_of(place);
+        });
+    const bool shares_network =
+        std::any_of(networks.begin(), end, [](NUV_INT32 one) { return one != NONE; });
     NUV_UINT64 sent = 0;
-    for (const Place &place : places) {
-        if ((!place.is_loopback() || known.source.is_loopback()) && domain_.admits(*this, place)) {
-            sent += send(place, message) ? 1 : 0;
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        const NUV_INT32 network = networks[i];
+        if (!is_far(places[i]) && (network != NONE || !shares_network) &&
+            domain_.admits(*this, places[i]) && send(places[i], message)) {
+            ++sent;
+            std::replace(networks.begin(), end, network, NONE); // it is reached there
         }
     }
     return sent;

@@ -114,6 +114,8 @@ public:
     }
     /** False when memory runs out: then they are those of before. */
     bool set_peers(std::span<const NUVNetioPeer> peers);
+    /** Which of the networks that it is on a place is on; -1: none. Good for the moment. */
+    NUV_INT32 network_of(const disc::Place &place) const;
     /** Whether another participant of this process hears what this one announces. */
     bool reaches(const DISCParticipant &other) const;
 

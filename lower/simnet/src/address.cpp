@@ -104,6 +104,15 @@ bool Prefix::contains(const Address &other) const {
     return true;
 }
 
+KOLS_Transport_Address_t Prefix::netmask() const {
+    KOLS_Transport_Address_t mask{};
+    const int first = first_bit(address);
+    for (int i = first; i < first + length; ++i) {
+        mask.network_ordered_value[i / 8] |= static_cast<NUV_UINT8>(0x80 >> i % 8);
+    }
+    return mask;
+}
+
 Prefix prefix(const std::string &text) {
     const std::size_t slash = text.find('/');
     Prefix parsed{address(text.substr(0, slash)), -1};

@@ -175,6 +175,7 @@ int Host::list_interfaces(int (*add)(void *, const NUVNetioInterface *), void *p
         for (const Prefix &prefix : interface->addresses()) {
             listed.transport = prefix.address.transport;
             listed.address = prefix.address.value;
+            listed.netmask = prefix.netmask();
             if (!is_link_local(prefix.address) && add(param, &listed) == 0) {
                 return 0;
             }

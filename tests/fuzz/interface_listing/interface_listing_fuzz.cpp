@@ -24,8 +24,8 @@ namespace {
 /** What getifaddrs answers. The lines are
  *
  *     link NAME INDEX FLAGS   flags: u up, r running, l loopback, m multicast
- *     inet NAME ADDRESS
- *     inet6 NAME ADDRESS
+ *     inet NAME ADDRESS [NETMASK]
+ *     inet6 NAME ADDRESS [NETMASK]
  *     none NAME               without an address
  *     fail ERRNO              no list at all
  */
@@ -63,17 +63,9 @@ private:
         } else if (kind == "link") {
             add_link(name, fuzz::number_in(line.take_to(' ')).value_or(1), line.rest());
         } else if (kind == "inet") {
-            sockaddr_in address{};
-            address.sin_family = AF_INET;
-            if (inet_pton(AF_INET, std::string(line.rest()).c_str(), &address.sin_addr) == 1) {
-                add(name, &address, sizeof address);
-            }
+            add_address(name, line, read_ipv4);
         } else if (kind == "inet6") {
-            sockaddr_in6 address{};
-            address.sin6_family = AF_INET6;
-            if (inet_pton(AF_INET6, std::string(line.rest()).c_str(), &address.sin6_addr) == 1) {
-                add(name, &address, sizeof address);
-            }
+            add_address(name, line, read_ipv6);
         } else if (kind == "none") {
             add(name, nullptr, 0);
         }
@@ -92,20 +84,49 @@ private:
         add(name, &address, sizeof address, flags);
     }
 
+    static std::optional<sockaddr_in> read_ipv4(std::string_view text) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        const bool is_one = inet_pton(AF_INET, std::string(text).c_str(), &address.sin_addr) == 1;
+        return is_one ? std::optional(address) : std::nullopt;
+    }
+    static std::optional<sockaddr_in6> read_ipv6(std::string_view text) {
+        sockaddr_in6 address{};
+        address.sin6_family = AF_INET6;
+        const bool is_one = inet_pton(AF_INET6, std::string(text).c_str(), &address.sin6_addr) == 1;
+        return is_one ? std::optional(address) : std::nullopt;
+    }
+
+    template <typename Read>
+    void add_address(const std::string &name, fuzz::Input line, Read read_one) {
+        const auto address = read_one(line.take_to(' '));
+        const auto netmask = read_one(line.rest());
+        if (address && is_name(name)) {
+            add(name, &*address, sizeof *address);
+            entries_.back().ifa_netmask = netmask ? keep(&*netmask, sizeof *netmask) : nullptr;
+        }
+    }
+
     /** As the kernel has it a name is of 1 to 15 octets. */
+    static bool is_name(const std::string &name) {
+        return !name.empty() && name.size() < IFNAMSIZ;
+    }
+
+    sockaddr *keep(const void *address, std::size_t size) {
+        std::string &octets = texts_.emplace_back(size, '\0');
+        std::memcpy(octets.data(), address, size);
+        return reinterpret_cast<sockaddr *>(octets.data());
+    }
+
     void add(const std::string &name, const void *address, std::size_t size, unsigned flags = 0) {
-        if (name.empty() || name.size() >= IFNAMSIZ) {
+        if (!is_name(name)) {
             return;
         }
         const std::string &kept = texts_.emplace_back(name);
         ifaddrs entry{};
         entry.ifa_name = const_cast<char *>(kept.c_str());
         entry.ifa_flags = flags;
-        if (address != nullptr) {
-            std::string &octets = texts_.emplace_back(size, '\0');
-            std::memcpy(octets.data(), address, size);
-            entry.ifa_addr = reinterpret_cast<sockaddr *>(octets.data());
-        }
+        entry.ifa_addr = address != nullptr ? keep(address, size) : nullptr;
         entries_.push_back(entry);
     }
 
@@ -116,22 +137,32 @@ private:
 
 Kernel *kernel = nullptr;
 
+KOLS_Transport_Address_t octets_of(const sockaddr &from) {
+    KOLS_Transport_Address_t address{};
+    const auto *octets = reinterpret_cast<const std::uint8_t *>(&from);
+    if (from.sa_family == AF_INET) {
+        std::memcpy(address.network_ordered_value + 12, octets + offsetof(sockaddr_in, sin_addr),
+                    4);
+    } else {
+        std::memcpy(address.network_ordered_value, octets + offsetof(sockaddr_in6, sin6_addr), 16);
+    }
+    return address;
+}
+
 /** The address, unless no locator can carry it: none, of another family, or link-local. */
 std::optional<KOLS_Transport_Address_t> address_of(const ifaddrs &entry) {
-    KOLS_Transport_Address_t address{};
     if (entry.ifa_addr == nullptr || entry.ifa_addr->sa_family == AF_PACKET) {
         return std::nullopt;
     }
-    const auto *octets = reinterpret_cast<const std::uint8_t *>(entry.ifa_addr);
-    if (entry.ifa_addr->sa_family == AF_INET) {
-        std::memcpy(address.network_ordered_value + 12, octets + offsetof(sockaddr_in, sin_addr),
-                    4);
-        return address;
-    }
-    std::memcpy(address.network_ordered_value, octets + offsetof(sockaddr_in6, sin6_addr), 16);
+    const KOLS_Transport_Address_t address = octets_of(*entry.ifa_addr);
     const bool is_link_local = address.network_ordered_value[0] == 0xFE &&
                                (address.network_ordered_value[1] & 0xC0) == 0x80;
     return is_link_local ? std::nullopt : std::optional(address);
+}
+
+std::string text_of(const KOLS_Transport_Address_t &address) {
+    return {reinterpret_cast<const char *>(address.network_ordered_value),
+            sizeof address.network_ordered_value};
 }
 
 /** One line for each address, in the order in which a snapshot has them. */
@@ -153,9 +184,9 @@ std::vector<std::string> expected() {
             if (address && label.substr(0, label.find(':')) == link.ifa_name) {
                 lines.push_back(
                     std::string(link.ifa_name) + " " + std::to_string(hardware.sll_ifindex) + " " +
-                    (entry.ifa_addr->sa_family == AF_INET ? "1 " : "2 ") +
-                    std::string(reinterpret_cast<const char *>(address->network_ordered_value),
-                                sizeof address->network_ordered_value) +
+                    (entry.ifa_addr->sa_family == AF_INET ? "1 " : "2 ") + text_of(*address) + " " +
+                    text_of(entry.ifa_netmask != nullptr ? octets_of(*entry.ifa_netmask)
+                                                         : KOLS_Transport_Address_t{}) +
                     (is_loopback ? " 1 " : " 0 ") + (is_multicast ? "1" : "0"));
             }
         }
@@ -167,12 +198,10 @@ std::vector<std::string> lines_of(const NUVNetioInterfaceSnapshot *snapshot) {
     std::vector<std::string> lines;
     for (NUV_INT32 i = 0; i < NUVNetioInterfaceSnapshot_getLength(snapshot); ++i) {
         const NUVNetioInterface &one = *NUVNetioInterfaceSnapshot_get(snapshot, i);
-        lines.push_back(
-            std::string(one.name) + " " + std::to_string(one.index) + " " +
-            std::to_string(one.transport) + " " +
-            std::string(reinterpret_cast<const char *>(one.address.network_ordered_value),
-                        sizeof one.address.network_ordered_value) +
-            " " + std::to_string(one.isLoopback) + " " + std::to_string(one.isMulticast));
+        lines.push_back(std::string(one.name) + " " + std::to_string(one.index) + " " +
+                        std::to_string(one.transport) + " " + text_of(one.address) + " " +
+                        text_of(one.netmask) + " " + std::to_string(one.isLoopback) + " " +
+                        std::to_string(one.isMulticast));
     }
     return lines;
 }

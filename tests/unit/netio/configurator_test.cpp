@@ -377,6 +377,48 @@ TEST(UnicastLocatorsTest, AreComputedWithoutSystemCallOrAllocation) {
     EXPECT_EQ(faults::count("recv"), receives);
 }
 
+// ---- networks
+
+NUV_INT32 network(const net::Configurator &configurator, const char *address) {
+    const NUVNetioLocator locator = net::locator(address);
+    return NUVNetioConfigurator_findNetwork(configurator.self, &locator);
+}
+
+TEST(NetworksTest, AddressesOfOneNetworkHaveTheSameNumber) {
+    net::Runtime runtime({net::interface("eth0", 2, "192.0.2.2/24"),
+                          net::interface("eth1", 3, "198.51.100.2/24"),
+                          net::interface("eth1", 3, "198.51.100.3/24")});
+    const net::Configurator configurator(runtime);
+    const NUV_INT32 first = network(configurator, "192.0.2.7:7410");
+    const NUV_INT32 second = network(configurator, "198.51.100.7:7410");
+    EXPECT_GE(first, 0);
+    EXPECT_GE(second, 0);
+    EXPECT_NE(first, second);
+    EXPECT_EQ(network(configurator, "192.0.2.8:9"), first);
+    EXPECT_EQ(network(configurator, "198.51.100.3:9"), second);
+    EXPECT_EQ(network(configurator, "203.0.113.1:7410"), -1);
+}
+
+TEST(NetworksTest, AnAddressIsOnTheSmallest) {
+    net::Runtime runtime({net::interface("tun0", 4, "10.0.0.1/8"),
+                          net::interface("eth0", 2, "10.1.0.1/16"),
+                          net::interface("eth1", 3, "10.2.0.1/16")});
+    const net::Configurator configurator(runtime);
+    EXPECT_NE(network(configurator, "10.1.0.7"), network(configurator, "10.2.0.7"));
+    EXPECT_EQ(network(configurator, "10.3.0.7"), network(configurator, "10.4.0.7"));
+    EXPECT_NE(network(configurator, "10.1.0.7"), network(configurator, "10.3.0.7"));
+}
+
+TEST(NetworksTest, ThoseThatMayNotBeUsedDoNotCount) {
+    net::Runtime runtime({net::interface("eth0", 2, "192.0.2.2/24"),
+                          net::interface("eth0", 2, "fd00::2/64"),
+                          net::interface("eth1", 3, "198.51.100.2/24")});
+    const net::Configurator restricted(runtime, "udpv4", {"eth0"});
+    EXPECT_GE(network(restricted, "192.0.2.7"), 0);
+    EXPECT_EQ(network(restricted, "198.51.100.7"), -1);
+    EXPECT_EQ(network(restricted, "fd00::7"), -1);
+}
+
 // ---- its snapshot
 
 TEST(RefreshTest, ConfiguratorGoesByItsSnapshotUntilItIsRefreshed) {

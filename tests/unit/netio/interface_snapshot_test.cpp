@@ -94,6 +94,7 @@ TEST(InterfaceSnapshotTest, EqualMeansTheSameAddressesInTheSameOrder) {
     EXPECT_FALSE(is_equal({one}, {net::interface("eth1", 2, "192.0.2.2")}));
     EXPECT_FALSE(is_equal({one}, {net::interface("eth0", 3, "192.0.2.2")}));
     EXPECT_FALSE(is_equal({one}, {net::interface("eth0", 2, "192.0.2.3")}));
+    EXPECT_FALSE(is_equal({one}, {net::interface("eth0", 2, "192.0.2.2/24")}));
     for (NUV_INT32 NUVNetioInterface::*flag :
          {&NUVNetioInterface::isLoopback, &NUVNetioInterface::isMulticast}) {
         NUVNetioInterface other = one;
@@ -106,6 +107,27 @@ TEST(InterfaceSnapshotTest, IsEqualToItself) {
     net::Runtime runtime;
     const Held held(NUVNetioRuntime_acquireInterfaces(runtime.runtime));
     EXPECT_NE(NUVNetioInterfaceSnapshot_isEqual(held.snapshot, held.snapshot), 0);
+}
+
+bool is_on(const char *network, const char *address) {
+    const NUVNetioInterface interface = net::interface("eth0", 2, network);
+    const NUVNetioLocator locator = net::locator(address);
+    return NUVNetioInterface_isOnNetwork(&interface, &locator) != 0;
+}
+
+TEST(InterfaceNetworkTest, HasTheAddressesThatShareTheBitsOfItsNetmask) {
+    EXPECT_TRUE(is_on("192.0.2.1/24", "192.0.2.255:7410"));
+    EXPECT_FALSE(is_on("192.0.2.1/24", "192.0.3.1:7410"));
+    EXPECT_TRUE(is_on("10.1.2.3/9", "10.127.0.1"));
+    EXPECT_FALSE(is_on("10.1.2.3/9", "10.128.0.1"));
+    EXPECT_TRUE(is_on("192.0.2.1/32", "192.0.2.1"));
+    EXPECT_TRUE(is_on("fd00::1/64", "[fd00::ffff:1]:7410"));
+    EXPECT_FALSE(is_on("fd00::1/64", "fd00:0:0:1::1"));
+}
+
+TEST(InterfaceNetworkTest, OfAnotherTransportOrNotKnownHasNone) {
+    EXPECT_FALSE(is_on("192.0.2.1/24", "::c000:202")); // the same octets
+    EXPECT_FALSE(is_on("192.0.2.1", "192.0.2.1"));
 }
 
 std::vector<NUVNetioInterface> list_kernel() {
@@ -153,6 +175,21 @@ TEST(KernelInterfacesTest, UpAndRunningInterfacesAreListedAddressesTogether) {
                                            }));
         for (const NUVNetioInterface &one : list_kernel()) {
             EXPECT_EQ(one.index, if_nametoindex(one.name));
+        }
+    });
+}
+
+TEST(KernelInterfacesTest, ListsTheNetmaskOfEachAddress) {
+    IN_PRIVATE_NETWORK([] {
+        ASSERT_TRUE(net::add_interface("n0", "192.0.2.1/20"));
+        ASSERT_TRUE(net::run("ip -6 addr add fd00::1/60 dev n0 nodad"));
+        for (const NUVNetioInterface &expected :
+             {net::interface("n0", 0, "192.0.2.1/20"), net::interface("n0", 0, "fd00::1/60")}) {
+            const std::vector<NUVNetioInterface> all = list_kernel();
+            EXPECT_TRUE(std::any_of(all.begin(), all.end(), [&](const NUVNetioInterface &one) {
+                return std::memcmp(&one.address, &expected.address, sizeof one.address) == 0 &&
+                       std::memcmp(&one.netmask, &expected.netmask, sizeof one.netmask) == 0;
+            }));
         }
     });
 }

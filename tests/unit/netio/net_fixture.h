@@ -126,13 +126,22 @@ inline std::string text(const NUVNetioLocator &locator) {
     return buffer;
 }
 
+/** An address of an interface: "192.0.2.1/24", or "192.0.2.1" whose network is not known. */
 inline NUVNetioInterface interface(const char *name, NUV_UINT32 index, const char *address) {
     NUVNetioInterface made{};
     std::strncpy(made.name, name, sizeof made.name - 1);
     made.index = index;
-    const NUVNetioLocator parsed = locator(address);
+    const std::string whole = address;
+    const std::size_t slash = whole.find('/');
+    const NUVNetioLocator parsed = locator(whole.substr(0, slash).c_str());
     made.transport = parsed.transport;
     made.address = parsed.address;
+    if (slash != std::string::npos) {
+        const int first = parsed.transport == KOLS_TRANSPORT_CLASSID_UDPv4 ? 96 : 0;
+        for (int i = first; i < first + std::stoi(whole.substr(slash + 1)); ++i) {
+            made.netmask.network_ordered_value[i / 8] |= static_cast<NUV_UINT8>(0x80 >> i % 8);
+        }
+    }
     made.isLoopback = std::string_view(name) == "lo" ? 1 : 0;
     made.isMulticast = 1;
     return made;

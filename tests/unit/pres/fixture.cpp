@@ -6,7 +6,7 @@
 namespace {
 
 int list_one_interface(void *, int (*add)(void *, const NUVNetioInterface *), void *add_param) {
-    NUVNetioInterface interface = {"test0", 7, KOLS_TRANSPORT_CLASSID_UDPv4, {}, 0, 1};
+    NUVNetioInterface interface = {"test0", 7, KOLS_TRANSPORT_CLASSID_UDPv4, {}, {}, 0, 1};
     interface.address = locator(1, 0).address;
     return add(add_param, &interface);
 }

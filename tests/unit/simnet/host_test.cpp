@@ -45,6 +45,23 @@ TEST_F(SimHost, ListsItsInterfacesWithTheLoopbackInterfaceFirst) {
                 ElementsAre("lo 1 127.0.0.1 loopback", "lo 1 ::1 loopback", "eth0 2 192.0.2.1"));
 }
 
+TEST_F(SimHost, ListsTheNetmasksOfItsAddresses) {
+    eth0(a).set_addresses({"10.1.2.3/12", "fd00::1/61"});
+    const NUVNetioInterfaceSource source = a.runtime_property().interfaceSource;
+    std::vector<std::string> masks;
+    EXPECT_NE(source.list(
+                  source.param,
+                  [](void *param, const NUVNetioInterface *one) {
+                      static_cast<std::vector<std::string> *>(param)->push_back(
+                          to_text(Address{one->transport, one->netmask}));
+                      return 1;
+                  },
+                  &masks),
+              0);
+    EXPECT_THAT(masks, ElementsAre("255.0.0.0", "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff",
+                                   "255.240.0.0", "ffff:ffff:ffff:fff8::"));
+}
+
 TEST_F(SimHost, ListingEndsWithWhoeverTakesNoMore) {
     const NUVNetioInterfaceSource source = a.runtime_property().interfaceSource;
     int left = 2;

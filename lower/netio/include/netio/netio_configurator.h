@@ -130,6 +130,17 @@ NUV_INT32 NUVNetioConfigurator_getUnicastLocators(struct NUVNetioConfigurator *s
                                                   NUV_INT32 maximum);
 
 /**
+ * @brief Which network an address is on, of those of the interface addresses that may be used.
+ *
+ * Reads the snapshot: no system call, no allocation. Where networks lie within one another it is
+ * on the smallest.
+ * @return the same number, 0 or more, for all addresses of one network as long as the interfaces
+ * are as they were; -1 when it is on none.
+ */
+NUV_INT32 NUVNetioConfigurator_findNetwork(struct NUVNetioConfigurator *self,
+                                           const struct NUVNetioLocator *locator);
+
+/**
  * @brief The registered transports among those wanted.
  * @param enabled null or an empty list means every registered one.
  * @param out     receives their aliases.

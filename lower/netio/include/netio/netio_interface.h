@@ -20,9 +20,15 @@ struct NUVNetioInterface {
     NUV_UINT32 index; /**< the kernel's interface index */
     KOLS_Transport_ClassId_t transport;
     KOLS_Transport_Address_t address;
+    /** Set are the bits that all addresses of its network share; none: its network is not known. */
+    KOLS_Transport_Address_t netmask;
     NUV_INT32 isLoopback;
     NUV_INT32 isMulticast; /**< multicast groups can be joined on it */
 };
+
+/** Non-zero when the address of a locator is on the network of an interface address. */
+int NUVNetioInterface_isOnNetwork(const struct NUVNetioInterface *self,
+                                  const struct NUVNetioLocator *locator);
 
 /**
  * @brief The addresses at one moment: immutable, counted by its users.

@@ -32,6 +32,7 @@ bool is_equal(const NUVNetioInterface &left, const NUVNetioInterface &right) {
     return std::strncmp(left.name, right.name, sizeof left.name) == 0 &&
            left.index == right.index && left.transport == right.transport &&
            netio::is_same_address(left.address, right.address) &&
+           netio::is_same_address(left.netmask, right.netmask) &&
            left.isLoopback == right.isLoopback && left.isMulticast == right.isMulticast;
 }
 
@@ -67,6 +68,19 @@ int add_interface(void *param, const NUVNetioInterface *interface) {
 }
 
 } // namespace
+
+int NUVNetioInterface_isOnNetwork(const NUVNetioInterface *self, const NUVNetioLocator *locator) {
+    bool has_network = false;
+    bool is_there = self->transport == locator->transport;
+    for (std::size_t i = 0; i < sizeof self->netmask.network_ordered_value; ++i) {
+        const NUV_UINT8 mask = self->netmask.network_ordered_value[i];
+        const int differing =
+            self->address.network_ordered_value[i] ^ locator->address.network_ordered_value[i];
+        has_network = has_network || mask != 0;
+        is_there = is_there && (differing & mask) == 0;
+    }
+    return static_cast<int>(has_network && is_there);
+}
 
 NUV_INT32 NUVNetioInterfaceSnapshot_getLength(const NUVNetioInterfaceSnapshot *self) {
     return self->length;

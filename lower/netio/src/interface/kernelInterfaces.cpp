@@ -72,9 +72,7 @@ int list_kernel(void * /*param*/, int (*add)(void *addParam, const NUVNetioInter
         }
         NUVNetioInterface interface = describe_link(*link);
         for (const ifaddrs *entry = addresses.first(); entry != nullptr; entry = entry->ifa_next) {
-            interface.address = {};
-            if (belongs_to(*entry, *link) &&
-                netio::read_interface_address(entry->ifa_addr, &interface) &&
+            if (belongs_to(*entry, *link) && netio::read_interface_address(*entry, &interface) &&
                 add(addParam, &interface) == 0) {
                 return 0;
             }

@@ -63,6 +63,16 @@ msghdr make_header(UdpAddress *name, socklen_t name_length, iovec *part) {
     return header;
 }
 
+/** As much as such an address has: what lies behind it is not the caller's. All 0 when null. */
+KOLS_Transport_Address_t read_address(const UdpFamily &family, const sockaddr *from) {
+    UdpAddress address{};
+    const socklen_t length = family.write_address({}, 0, &address);
+    if (from != nullptr) {
+        std::memcpy(&address, from, length);
+    }
+    return family.read_address(address).address;
+}
+
 } // namespace
 
 namespace udp {
@@ -191,21 +201,14 @@ void close(void * /*param*/, NUVNetioSocket_t socket) {
 
 } // namespace udp
 
-bool read_interface_address(const sockaddr *from, NUVNetioInterface *interface) {
-    if (from == nullptr) {
-        return false;
-    }
+bool read_interface_address(const ifaddrs &from, NUVNetioInterface *interface) {
     for (const UdpFamily *family : {&UDPV4_FAMILY, &UDPV6_FAMILY}) {
-        if (from->sa_family != family->domain()) {
-            continue;
+        if (from.ifa_addr != nullptr && from.ifa_addr->sa_family == family->domain()) {
+            interface->transport = family->classid();
+            interface->address = read_address(*family, from.ifa_addr);
+            interface->netmask = read_address(*family, from.ifa_netmask);
+            return !family->needs_scope(interface->address);
         }
-        UdpAddress address{};
-        // As much as such an address has: what lies behind it is not the caller's.
-        const socklen_t length = family->write_address({}, 0, &address);
-        std::memcpy(&address, from, length);
-        interface->transport = family->classid();
-        interface->address = family->read_address(address).address;
-        return !family->needs_scope(interface->address);
     }
     return false;
 }

@@ -3,6 +3,8 @@
 #ifndef NETIO_UDP_TRANSPORT_H
 #define NETIO_UDP_TRANSPORT_H
 
+#include <ifaddrs.h>
+
 #include "netio/netio_interface.h"
 #include "transport/udpFamily.h"
 
@@ -40,10 +42,10 @@ constexpr NUVNetioTransport make_udp_transport(const NUVNetioTransportClass &its
 }
 
 /**
- * Reads the address of an interface, as the kernel has it, and says whose it is. False when it is
- * of no family, or one that no locator can carry.
+ * Reads the address of an interface and its netmask, as the kernel has them, and says whose they
+ * are. False when the address is of no family, or one that no locator can carry.
  */
-bool read_interface_address(const sockaddr *from, NUVNetioInterface *interface);
+bool read_interface_address(const ifaddrs &from, NUVNetioInterface *interface);
 
 } // namespace netio
 

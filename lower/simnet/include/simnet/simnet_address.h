@@ -55,6 +55,8 @@ struct Prefix {
 
     /** Whether an address is in the same subnet. */
     bool contains(const Address &other) const;
+    /** The bits that all its addresses share are set. */
+    KOLS_Transport_Address_t netmask() const;
 
     friend auto operator<=>(const Prefix &, const Prefix &) = default;
 };
