@@ -182,6 +182,17 @@ TEST_F(DiscoveryOfHosts, PeersOfIPv6NeedNoMulticast) {
     expect_both_know(left, right);
 }
 
+TEST_F(DiscoveryOfHosts, ANewcomerIsAnsweredAtOnceWhereThereIsNothingButLoopback) {
+    const json settings = {{"peers", {"239.255.0.1"}}, {"lease", 4000.0}, {"period", 1000.0}};
+    const Host alone("alone", {});
+    Neighbour left(alone, settings);
+    // By then the first announcements are over.
+    ASSERT_TRUE(eventually([&] { return left.tell()["statistics"][0]["sent"].get<int>() >= 6; }));
+    Neighbour right(alone, settings);
+
+    expect_both_know(left, right);
+}
+
 /** Whether one participant does not know another, after both have had the occasion. */
 void expect_unknown(Neighbour &left, Neighbour &right, Neighbour &witness) {
     // Who is known to both has heard what was said before.

@@ -520,10 +520,10 @@ NUV_INT32 DISCParticipant::network_of(const Place &place) const {
  */
 NUV_UINT64 DISCParticipant::send_to(const Known &known, std::span<const NUV_UINT8> message) {
     const auto places = known.record->metatraffic();
-    // The loopback of another host is none of ours.
-    const auto is_far = [&](const Place &place) {
-        return place.is_loopback() && !known.source.is_loopback();
-    };
+    // The loopback of another host is none of ours. Over IPv4 what our own says to a group by its
+    // loopback interface has no source address.
+    const bool is_on_this_host = known.source.is_loopback() || known.source.is_any();
+    const auto is_far = [&](const Place &place) { return place.is_loopback() && !is_on_this_host; };
     const auto heard_at = std::find_if(places.begin(), places.end(), [&](const Place &place) {
         return place.has_same_address(known.source);
     });
