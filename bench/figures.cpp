@@ -49,8 +49,12 @@ void print_rows(std::ostream &out) {
         out << std::left << std::setw(static_cast<int>(width)) << row.what << std::right
             << std::setw(10) << row.value;
         if (row.allowed) {
-            out << ' ' << std::left << std::setw(3) << row.unit << " (allowed " << *row.allowed
-                << ") " << (row.is_met() ? "met" : "MISSED");
+            out << ' ' << std::left << std::setw(3) << row.unit << " (";
+            if (row.goal) {
+                out << "goal " << *row.goal << (row.value <= *row.goal ? " met" : " missed")
+                    << ", ";
+            }
+            out << "allowed " << *row.allowed << ") " << (row.is_met() ? "met" : "MISSED");
         } else if (!row.unit.empty()) {
             out << ' ' << row.unit;
         }

@@ -16,6 +16,12 @@ constexpr double MICROSECONDS = 1e6;
 constexpr double MILLISECONDS = 1e3;
 constexpr double NANOSECONDS = 1e9;
 
+/** The time in seconds, by a clock that all processes share. */
+inline double seconds_now() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
 /** How many seconds @p action takes. */
 template <typename Action>
 double seconds_of(Action action) {
@@ -45,6 +51,8 @@ struct Row {
     std::string what;
     double value;
     std::string unit = ""; /**< empty for a ratio */
+    std::optional<double> goal =
+        std::nullopt; /**< what it ought to be; no failure when it is not */
     std::optional<double> allowed = std::nullopt;
 
     bool is_met() const {

@@ -4,10 +4,13 @@
 
 #include <exception>
 #include <iostream>
+#include <regex>
+#include <string>
 
 #include <unistd.h>
 
 #include "figures.h"
+#include "finding.h"
 #include "participants.h"
 #include "process.h"
 #include "simulated.h"
@@ -16,15 +19,25 @@
 namespace bench {
 namespace {
 
-/** The usual report, with the table below it. */
-class TableReporter : public benchmark::ConsoleReporter {
-public:
-    TableReporter() : ConsoleReporter(isatty(STDOUT_FILENO) ? OO_ColorTabular : OO_Tabular) {}
-
-    void Finalize() override {
-        print_rows(GetOutputStream());
-    }
+/** What is measured in child processes, before there are threads. */
+struct Measurement {
+    const char *name;
+    void (*measure)();
 };
+
+constexpr Measurement MEASUREMENTS[] = {
+    {"finding", measure_finding},
+    {"simulated", measure_simulated},
+};
+
+/** Whether the filter of benchmarks lets something of this name pass. */
+bool is_asked_for(const std::string &name) {
+    const std::string filter = benchmark::GetBenchmarkFilter();
+    const bool excludes = filter.starts_with('-');
+
+    return filter.empty() ||
+           std::regex_search(name, std::regex(filter.substr(excludes ? 1 : 0))) != excludes;
+}
 
 /** Whatever needs a process with one thread: the library starts its own with the first
  * participant. */
@@ -36,7 +49,11 @@ void prepare() {
               << "\ncpu: " << cpu_model() << std::endl;
     raise_file_limit();
     measure_standing();
-    measure_simulated();
+    for (const Measurement &each : MEASUREMENTS) {
+        if (is_asked_for(each.name)) {
+            each.measure();
+        }
+    }
 }
 
 int run(int argc, char **argv) {
@@ -49,9 +66,12 @@ int run(int argc, char **argv) {
         /* The factory is warm from here on. */
         const Participant first(DOMAIN);
     }
-    TableReporter reporter;
+    benchmark::ConsoleReporter reporter(isatty(STDOUT_FILENO)
+                                            ? benchmark::ConsoleReporter::OO_ColorTabular
+                                            : benchmark::ConsoleReporter::OO_Tabular);
 
     benchmark::RunSpecifiedBenchmarks(&reporter);
+    print_rows(std::cout);
     benchmark::Shutdown();
     const bool is_finalized = DDS_DomainParticipantFactory_finalize_instance() == DDS_RETCODE_OK;
 

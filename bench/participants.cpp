@@ -88,6 +88,24 @@ void Participant::wait_for_reactor() const {
     }
 }
 
+void Participant::wait_until_it_knows(int count) const {
+    constexpr DDS_Duration_t PATIENCE = {60, 0};
+
+    if (DDS_DomainParticipant_wait_for_participants(participant_, count, &PATIENCE) !=
+        DDS_RETCODE_OK) {
+        throw std::runtime_error("a participant does not come to know the others");
+    }
+}
+
+DDS_DiscoveryStatistics Participant::statistics() const {
+    DDS_DiscoveryStatistics now = {};
+
+    if (DDS_DomainParticipant_get_discovery_statistics(participant_, &now) != DDS_RETCODE_OK) {
+        throw std::runtime_error("the statistics of discovery could not be read");
+    }
+    return now;
+}
+
 std::vector<Participant> make_participants(int count,
                                            const DDS_DomainParticipantListener *listener) {
     std::vector<Participant> participants;

@@ -73,6 +73,10 @@ public:
     void set_qos(const Qos &qos) const;
     /** Waits until the middleware's thread has read every event that the kernel has sent. */
     void wait_for_reactor() const;
+    /** Waits until it knows as many others. Throws when that takes a minute. */
+    void wait_until_it_knows(int count) const;
+    /** What its discovery has done. */
+    DDS_DiscoveryStatistics statistics() const;
 
 private:
     DDS_DomainParticipant *participant_;
