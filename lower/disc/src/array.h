@@ -56,7 +56,8 @@ public:
         if (count <= capacity_) {
             return true;
         }
-        const std::size_t larger = std::max({count, 2 * capacity_, std::size_t{8}});
+        constexpr std::size_t FIRST_OCTETS = 128; // few large ones need no room for more
+        const std::size_t larger = std::max({count, 2 * capacity_, FIRST_OCTETS / sizeof(Value)});
         if (NUVOsapiHeap_reallocateMemoryInternal(
                 &values_, NUVOsapiHeap_sizeOfArray(larger, sizeof(Value)),
                 NUV_OSAPI_HEAP_ALIGNMENT_DEFAULT, 1, 0, "disc::Array", NUV_OSAPI_HEAP_TAG_ARRAY,

@@ -5,8 +5,10 @@
 
 #include <array>
 #include <mutex>
+#include <new>
 
 #include "osapi/osapi_guid.h"
+#include "osapi/osapi_heap.h"
 #include "place.h"
 #include "rtps/rtps_guid.h"
 #include "rtps/rtps_numberSet.h"
@@ -90,6 +92,34 @@ private:
 
     const NUV_UINT64 secret_;
     std::array<Entry, PLACES> entries_{};
+};
+
+/** Made when it is first used, as many never are. */
+template <typename Key, std::size_t PLACES>
+class RecentOnDemand {
+public:
+    explicit RecentOnDemand(NUV_UINT64 secret) : secret_(secret) {}
+    ~RecentOnDemand() {
+        NUVOsapiHeap_freeStructure(recent_);
+    }
+    RecentOnDemand(const RecentOnDemand &) = delete;
+    RecentOnDemand &operator=(const RecentOnDemand &) = delete;
+
+    /** Null when memory runs out. */
+    Recent<Key, PLACES> *get() {
+        using RecentOnes = Recent<Key, PLACES>;
+        if (recent_ == nullptr) {
+            NUVOsapiHeap_allocateStructure(&recent_, RecentOnes);
+            if (recent_ != nullptr) {
+                new (recent_) RecentOnes(secret_);
+            }
+        }
+        return recent_;
+    }
+
+private:
+    const NUV_UINT64 secret_;
+    Recent<Key, PLACES> *recent_ = nullptr;
 };
 
 /** Of something that was said: the announcer's number, and when it said it. */

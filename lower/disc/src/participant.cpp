@@ -101,13 +101,9 @@ DISCParticipant::DISCParticipant(DISCDiscovery &discovery, Domain &domain,
       others_{RTPS_ENTITYID_UNKNOWN, nullptr, nullptr, nullptr, on_acknack, nullptr, this},
       period_(on_period, this),
       change_(on_change, this), find_names_{on_find_names, this, nullptr, 0},
-      answered_(domain.secret()) {
+      answered_(domain.secret()), strangers_(domain.secret()) {
     PRESParticipant_getGuid(participant, &guid_);
     chance_ = disc::seed_of(guid_.prefix);
-}
-
-DISCParticipant::~DISCParticipant() {
-    NUVOsapiHeap_freeStructure(strangers_);
 }
 
 bool DISCParticipant::open(const DISCParticipantProperty &property,
@@ -233,12 +229,12 @@ void DISCParticipant::stop() {
     if (!is_active_) {
         return;
     }
-    is_active_ = false;
     schedule().cancel(period_);
     schedule().cancel(change_);
     if (announces() && record_) {
         leave({++sequence_, disc::wall_time()});
     }
+    is_active_ = false; // from here on its own place is not at home any more
     domain_.forget(*this);
 }
 
@@ -605,16 +601,10 @@ bool DISCParticipant::is_heard_again(const NUVOsapiRtpsGuidPrefix &stranger, NUV
                                      NUV_INT64 now) {
     constexpr NUV_INT64 SPAN = 60 * disc::SECOND;
     constexpr NUV_INT64 PAUSE = disc::SECOND;
-    if (strangers_ == nullptr) {
-        NUVOsapiHeap_allocateStructure(&strangers_, Strangers);
-        if (strangers_ == nullptr) {
-            return false;
-        }
-        new (strangers_) Strangers(domain_.secret());
-    }
+    auto *const strangers = strangers_.get();
     // Twice in one datagram is once.
-    return std::exchange(stranger_arrival_, arrival) != arrival &&
-           strangers_->repeats({stranger, RTPS_ENTITYID_UNKNOWN}, now, SPAN, PAUSE);
+    return strangers != nullptr && std::exchange(stranger_arrival_, arrival) != arrival &&
+           strangers->repeats({stranger, RTPS_ENTITYID_UNKNOWN}, now, SPAN, PAUSE);
 }
 
 bool DISCParticipant::ignores(const NUVOsapiRtpsGuidPrefix &prefix) const {
@@ -662,8 +652,13 @@ void DISCParticipant::on_acknack(void *param, const COMMENDMessageContext *conte
     }
     // Whether it lives is answered each time: whoever asks that acts on silence.
     if (acknack->writerId == RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER ||
-        self->answered_.admits({asker->prefix, acknack->writerId}, self->domain_.now(),
-                               disc::ANSWER_PAUSE)) {
+        self->admits_answer({asker->prefix, acknack->writerId})) {
         self->answer(*asker, acknack->readerId, acknack->writerId);
     }
+}
+
+/** Without memory nobody is answered who may ask again at once. */
+bool DISCParticipant::admits_answer(const disc::Asker &asker) {
+    auto *const answered = answered_.get();
+    return answered != nullptr && answered->admits(asker, domain_.now(), disc::ANSWER_PAUSE);
 }

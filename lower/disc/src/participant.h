@@ -53,7 +53,7 @@ struct View {
 struct DISCParticipant {
 public:
     DISCParticipant(DISCDiscovery &discovery, disc::Domain &domain, PRESParticipant *participant);
-    ~DISCParticipant();
+    ~DISCParticipant() = default;
     DISCParticipant(const DISCParticipant &) = delete;
     DISCParticipant &operator=(const DISCParticipant &) = delete;
 
@@ -197,6 +197,7 @@ private:
     void announce_to_unreached(NUV_INT64 now);
     void announce_to(const disc::Known &known);
     void leave(const Leaving &leaving);
+    bool admits_answer(const disc::Asker &asker);
     template <typename Visitor>
     void visit_known(Visitor visitor);
     bool send(const disc::Place &place, std::span<const NUV_UINT8> message);
@@ -232,9 +233,8 @@ private:
     NUVNetioCallback find_names_;
     std::atomic<bool> is_ending_{false};
     RTPSCount count_ = 0; // of its heartbeats and questions
-    disc::Recent<disc::Asker, 64> answered_;
-    using Strangers = disc::Recent<disc::Asker, 4096>;
-    Strangers *strangers_ = nullptr; // made when there is no room for one
+    disc::RecentOnDemand<disc::Asker, 64> answered_;
+    disc::RecentOnDemand<disc::Asker, 4096> strangers_; // for whom there was no room
     NUV_UINT64 stranger_arrival_ = 0;
 
     disc::Array<disc::View> views_; // by the slots of the table

@@ -303,6 +303,15 @@ TEST_F(Announcing, OfALeavingGoesToAllThatAreKnown) {
     EXPECT_EQ(other.count(), 0u);
 }
 
+TEST_F(Announcing, OfALeavingIsNotSentToItself) {
+    Party party(machine);
+    net.world.run_for(SECOND);
+    const NUV_UINT64 before = net.world.trace().count(Event::SENT);
+    party.leave();
+    // To the group, and on this host to the indices 1 to 4.
+    EXPECT_EQ(net.world.trace().count(Event::SENT) - before, 5u);
+}
+
 TEST_F(Announcing, WithoutAnAddressSendsNothing) {
     Settings settings;
     settings.peers = {"239.255.0.1", "192.0.2.9"};
