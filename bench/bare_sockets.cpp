@@ -2,8 +2,10 @@
 #include "bare_sockets.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -18,6 +20,7 @@
 #include <sys/socket.h>
 
 #include "participants.h"
+#include "watched.h"
 
 namespace bench {
 namespace {
@@ -123,12 +126,13 @@ bool add_unicast(const SocketPlan &plan, int index, Sockets &sockets) {
 
 } // namespace
 
-SocketPlan plan_of_participant(int domain) {
+namespace {
+
+void read_sockets(int domain, SocketPlan &plan) {
     const std::set<int> files_before = open_files();
     const std::map<Membership, int> memberships_before = memberships();
     const Participant participant(domain);
     std::map<Membership, int> joined = memberships();
-    SocketPlan plan;
 
     for (const auto &[membership, users] : memberships_before) {
         joined[membership] -= users;
@@ -159,6 +163,29 @@ SocketPlan plan_of_participant(int domain) {
     if (plan.unicast.empty()) {
         throw std::runtime_error("the participant has no unicast socket");
     }
+}
+
+void watch_sending(int domain, int count, SocketPlan &plan) {
+    WatchedFactory watched;
+    {
+        std::vector<Participant> participants;
+
+        for (int i = 0; i < count; ++i) {
+            participants.emplace_back(domain, nullptr, watched.get());
+        }
+        participants.front().wait_for_reactor();
+        plan.announcement = watched.take_sent();
+    }
+    plan.leaving = watched.take_sent();
+}
+
+} // namespace
+
+SocketPlan plan_of_participant(int domain, int count) {
+    SocketPlan plan;
+
+    read_sockets(domain, plan);
+    watch_sending(domain, count, plan);
     return plan;
 }
 
@@ -200,6 +227,39 @@ Sockets open_sockets(const SocketPlan &plan, int last_index) {
         }
     }
     throw std::runtime_error("no participant index is free");
+}
+
+void send_datagrams(const SocketPlan &plan, const Sockets &sockets,
+                    const std::vector<DatagramPlan> &datagrams) {
+    const File &sender = sockets.at(plan.multicast.size());
+    std::array<char, 65536> octets = {};
+
+    for (const DatagramPlan &datagram : datagrams) {
+        sockaddr_in destination = datagram.destination;
+        iovec part = {octets.data(), datagram.length};
+        alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(in_pktinfo))> control = {};
+        msghdr header = {};
+
+        header.msg_name = &destination;
+        header.msg_namelen = sizeof(destination);
+        header.msg_iov = &part;
+        header.msg_iovlen = 1;
+        if (datagram.interface_index != 0) {
+            in_pktinfo info = {};
+
+            header.msg_control = control.data();
+            header.msg_controllen = control.size();
+            cmsghdr *const first = CMSG_FIRSTHDR(&header);
+            first->cmsg_level = IPPROTO_IP;
+            first->cmsg_type = IP_PKTINFO;
+            first->cmsg_len = CMSG_LEN(sizeof(info));
+            info.ipi_ifindex = static_cast<int>(datagram.interface_index);
+            std::memcpy(CMSG_DATA(first), &info, sizeof(info));
+        }
+        if (sendmsg(sender.get(), &header, MSG_NOSIGNAL) < 0) {
+            fail("sendmsg");
+        }
+    }
 }
 
 Sockets take_indices(const SocketPlan &plan, int count) {

@@ -46,17 +46,30 @@ struct MulticastPlan {
     std::vector<ip_mreqn> memberships;
 };
 
-/** Which sockets a participant has. */
+/** A datagram: where it goes, over which interface (0: by the routes), and how long it is. */
+struct DatagramPlan {
+    sockaddr_in destination;
+    unsigned interface_index;
+    std::size_t length;
+};
+
+/** Which sockets a participant has, and what it sends by the first unicast one of them. */
 struct SocketPlan {
     std::vector<MulticastPlan> multicast;
-    std::vector<sockaddr_in> unicast; /**< of participant index 0 */
+    std::vector<sockaddr_in> unicast;       /**< of participant index 0 */
+    std::vector<DatagramPlan> announcement; /**< what is sent at once */
+    std::vector<DatagramPlan> leaving;
 };
 
 /** Ports from one participant index to the next. */
 constexpr int PARTICIPANT_ID_GAIN = 2;
 
-/** Brings a participant of the domain up to see which sockets it has, then deletes it. */
-SocketPlan plan_of_participant(int domain);
+/**
+ * Brings a participant of the domain up, and deletes it, to see what its sockets are and what it
+ * sends.
+ * @param count what so many of them send altogether.
+ */
+SocketPlan plan_of_participant(int domain, int count = 1);
 
 /** A new socket as the library has it: for datagrams, not blocking, not inherited. */
 File open_socket();
@@ -73,6 +86,10 @@ sockaddr_in at_index(sockaddr_in address, int index);
  * Throws when it cannot.
  */
 Sockets open_sockets(const SocketPlan &plan, int last_index = 0);
+
+/** Sends datagrams of octets that mean nothing, by sockets that were opened to the plan. */
+void send_datagrams(const SocketPlan &plan, const Sockets &sockets,
+                    const std::vector<DatagramPlan> &datagrams);
 
 /** The unicast sockets of the participant indices 0 to @p count - 1. */
 Sockets take_indices(const SocketPlan &plan, int count);

@@ -37,19 +37,19 @@ void Qos::set_user_data(DDS_Octet first_octet) {
     }
 }
 
-Participant::Participant(int domain, const DDS_DomainParticipantListener *listener)
+Participant::Participant(int domain, const DDS_DomainParticipantListener *listener,
+                         DDS_DomainParticipantFactory *factory)
     : participant_(DDS_DomainParticipantFactory_create_participant(
-          DDS_DomainParticipantFactory_get_instance(), domain, DDS_PARTICIPANT_QOS_DEFAULT,
-          listener, DDS_STATUS_MASK_NONE)) {
+          factory != nullptr ? factory : DDS_DomainParticipantFactory_get_instance(), domain,
+          DDS_PARTICIPANT_QOS_DEFAULT, listener, DDS_STATUS_MASK_NONE)) {
     if (participant_ == nullptr) {
         throw std::runtime_error("a participant could not be created");
     }
 }
 
 Participant::~Participant() {
-    if (participant_ != nullptr &&
-        DDS_DomainParticipantFactory_delete_participant(DDS_DomainParticipantFactory_get_instance(),
-                                                        participant_) != DDS_RETCODE_OK) {
+    if (participant_ != nullptr && DDS_DomainParticipantFactory_delete_participant(
+                                       participant_->factory, participant_) != DDS_RETCODE_OK) {
         std::fputs("a participant could not be deleted\n", stderr);
         std::abort();
     }

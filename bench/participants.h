@@ -56,8 +56,9 @@ private:
 /** An enabled participant. */
 class Participant {
 public:
-    /** Throws when it cannot be created. */
-    explicit Participant(int domain, const DDS_DomainParticipantListener *listener = nullptr);
+    /** @param factory null: the instance. Throws when it cannot be created. */
+    explicit Participant(int domain, const DDS_DomainParticipantListener *listener = nullptr,
+                         DDS_DomainParticipantFactory *factory = nullptr);
     Participant(Participant &&other) noexcept
         : participant_(std::exchange(other.participant_, nullptr)) {}
     Participant &operator=(Participant &&) = delete;
