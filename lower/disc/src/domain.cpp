@@ -378,7 +378,7 @@ void Domain::take_leaving(DISCParticipant &by, const Heard &heard, const RTPSDat
     if (known == nullptr || !by.view_of(*known).has) {
         return; // nobody to forget
     }
-    if (is_stale(known->word(), heard, data.writerSN)) {
+    if (is_stale(known, heard, data.writerSN)) {
         count_one(by.statistics.refused[DISC_REFUSED_STALE]);
     } else if (is_its(by, *known, heard.source)) {
         drop_with(*known, {data.writerSN, heard.context.timestamp}, heard.now);
@@ -387,20 +387,25 @@ void Domain::take_leaving(DISCParticipant &by, const Heard &heard, const RTPSDat
     }
 }
 
-/** A lower number with a newer time is another life under the same identity. */
-bool Domain::is_stale(const Word &last, const Heard &heard, RTPSSequenceNumber sequence) {
+/** With a newer time even a lower number is of another life under the same identity. */
+bool Domain::is_newer(const Word &last, const Heard &heard) {
     const RTPSTime &timestamp = heard.context.timestamp;
-    return sequence < last.sequence &&
-           !(RTPSTime_isValid(&timestamp) != 0 && RTPSTime_isValid(&last.timestamp) != 0 &&
-             RTPSTime_compare(&timestamp, &last.timestamp) > 0);
+    return RTPSTime_isValid(&timestamp) != 0 && RTPSTime_isValid(&last.timestamp) != 0 &&
+           RTPSTime_compare(&timestamp, &last.timestamp) > 0;
+}
+
+/** Some leave with the number of what they have announced last. */
+bool Domain::is_stale(const Known *known, const Heard &heard, RTPSSequenceNumber sequence) const {
+    if (known != nullptr) {
+        return sequence < known->sequence && !is_newer(known->word(), heard);
+    }
+    const Word *const last = last_words_.find(heard.prefix, heard.now);
+    return last != nullptr && sequence <= last->sequence && !is_newer(*last, heard);
 }
 
 void Domain::take_announcement(DISCParticipant &by, const Heard &heard, const RTPSData &data) {
     Known *const known = table.find(heard.prefix);
-    const Word *const last_word = last_words_.find(heard.prefix, heard.now);
-    const bool has_left = known == nullptr && last_word != nullptr;
-    if ((known != nullptr && is_stale(known->word(), heard, data.writerSN)) ||
-        (has_left && is_stale(*last_word, heard, data.writerSN))) {
+    if (is_stale(known, heard, data.writerSN)) {
         count_one(by.statistics.refused[DISC_REFUSED_STALE]);
     } else if (known == nullptr) {
         take_newcomer(by, heard, data);
@@ -413,12 +418,7 @@ void Domain::take_announcement(DISCParticipant &by, const Heard &heard, const RT
 
 /** Some say the number 1 all their lives, and the time of each repetition. */
 bool Domain::has_new_life(Known &known, const Heard &heard, const RTPSData &data) const {
-    const RTPSTime &timestamp = heard.context.timestamp;
-    if (RTPSTime_isValid(&timestamp) == 0 || RTPSTime_isValid(&known.timestamp) == 0 ||
-        RTPSTime_compare(&timestamp, &known.timestamp) <= 0) {
-        return false;
-    }
-    return hash_of(data.payload) != known.payload;
+    return is_newer(known.word(), heard) && hash_of(data.payload) != known.payload;
 }
 
 NUV_UINT64 Domain::hash_of(const RTPSOctets &octets) const {

@@ -90,7 +90,8 @@ private:
 
     void take_leaving(DISCParticipant &by, const Heard &heard, const RTPSData &data,
                       const RTPSInlineQos &qos);
-    static bool is_stale(const Word &last, const Heard &heard, RTPSSequenceNumber sequence);
+    static bool is_newer(const Word &last, const Heard &heard);
+    bool is_stale(const Known *known, const Heard &heard, RTPSSequenceNumber sequence) const;
     void take_announcement(DISCParticipant &by, const Heard &heard, const RTPSData &data);
     void take_repetition(DISCParticipant &by, const Heard &heard, Known &known);
     void take_newer(DISCParticipant &by, const Heard &heard, const RTPSData &data, Known &known);

@@ -257,6 +257,48 @@ TEST_F(Stranger, WithALowerNumberAndANewerTimeHasBeenRestarted) {
     EXPECT_EQ(party.see(made.prefix).name, "again");
 }
 
+TEST_F(Stranger, WithALowerNumberAndNoTimeIsStale) {
+    made.sequence = 5;
+    made.name = "five";
+    const std::vector<RTPSTime> times = {RTPS_TIME_INVALID, made.timestamp};
+    for (const RTPSTime &before : times) {
+        for (const RTPSTime &after : times) {
+            if (RTPSTime_isValid(&before) != 0 && RTPSTime_isValid(&after) != 0) {
+                continue;
+            }
+            Made one = made;
+            ++made.prefix.instanceId;
+            one.timestamp = before;
+            say(announcement(one));
+            one.sequence = 1;
+            one.name = "again";
+            one.timestamp = after;
+            one.timestamp.seconds += RTPSTime_isValid(&after) != 0 ? 1 : 0;
+            say(announcement(one));
+            EXPECT_EQ(party.see(one.prefix).name, "five");
+        }
+    }
+    EXPECT_EQ(refused(DISC_REFUSED_STALE), 3u);
+}
+
+TEST_F(Stranger, MayLeaveWithTheNumberOfItsLastAnnouncement) {
+    say(announcement(made));
+    say(leaving(made));
+    EXPECT_FALSE(is_known());
+    EXPECT_EQ(party.news(), (std::vector<std::string>{"came", "left"}));
+}
+
+TEST_F(Stranger, IsNotBackByWhatItsLeavingOfTheSameNumberHasOvertaken) {
+    say(announcement(made));
+    say(leaving(made));
+    say(announcement(made));
+    EXPECT_FALSE(is_known());
+    EXPECT_EQ(refused(DISC_REFUSED_STALE), 1u);
+    made.timestamp.seconds += 1;
+    say(announcement(made));
+    EXPECT_TRUE(is_known());
+}
+
 TEST_F(Stranger, IsNotBackByWhatItsLeavingHasOvertaken) {
     say(announcement(made));
     Made end = made;
