@@ -191,7 +191,7 @@ TEST(SimulatedDiscovery, AFullTableHasRoomForWhoeverIsThereWhenOthersGo) {
 
 /**
  * How often a participant that lives is taken for gone: each time that all that it says in a lease
- * is lost after something was heard.
+ * is lost after something was heard, and so are the questions or answers at the lease's end.
  */
 struct Losses {
     double predicted = 0;
@@ -201,6 +201,7 @@ struct Losses {
 void live_with_loss(NUV_UINT64 seed, double loss, Losses *losses) {
     constexpr Time LEASE = 10 * SECOND;
     constexpr Time SPAN = 40 * LEASE;
+    constexpr int QUESTIONS = 3;
     Streets streets(
         seed,
         {.link = Neighbourhood::any_link(seed, loss), .least_lease = LEASE, .longest_lease = LEASE},
@@ -214,6 +215,7 @@ void live_with_loss(NUV_UINT64 seed, double loss, Losses *losses) {
     EXPECT_TRUE(streets.world.run_until(streets.world.now() + found,
                                         [&] { return streets.is_all_right(); }));
     const std::vector<Neighbour *> present = streets.present();
+    const double unanswered = std::pow(1 - (1 - loss) * (1 - loss), QUESTIONS);
     const std::size_t before = streets.lost_living();
     streets.run_for(SPAN);
     for (const Neighbour *const one : present) {
@@ -221,7 +223,7 @@ void live_with_loss(NUV_UINT64 seed, double loss, Losses *losses) {
         const double period = 0.95 * static_cast<double>(one->period);
         const double in_lease = std::floor(static_cast<double>(LEASE) / period);
         losses->predicted += static_cast<double>(present.size() - 1) * SPAN / period * (1 - loss) *
-                             std::pow(loss, in_lease);
+                             std::pow(loss, in_lease) * unanswered;
     }
     losses->counted += streets.lost_living() - before;
 }

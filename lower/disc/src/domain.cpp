@@ -3,6 +3,7 @@
 #include "domain.h"
 
 #include <new>
+#include <utility>
 
 #include "disc_log.h"
 #include "osapi/osapi_assert.h"
@@ -31,6 +32,9 @@ constexpr NUV_INT64 FORMER_PAUSE = 60 * MILLISECOND;
 /** What it said before it ended may still wait in another socket for so long. */
 constexpr NUV_INT64 FORMER_DELAY = 20 * MILLISECOND;
 constexpr NUV_UINT8 QUESTIONS = 3;
+/** The part of its lease, the last one, in which one that is silent is asked: some announce late.
+ */
+constexpr NUV_INT64 LAST_OF_LEASE = 10;
 /** For how long it is believed that it lives once it has shown that. */
 constexpr NUV_INT64 LIFE_TIME = SECOND;
 /** What nobody could be asked about waits for so long, and so often. */
@@ -180,6 +184,7 @@ void Domain::introduce(DISCParticipant &participant) {
         known = make_known(std::move(record));
         if (known == nullptr) {
             DISC_ERROR("out of memory for a participant: those of its process do not know it");
+            has_missed_meeting_ = true;
             return;
         }
         known->local = &participant;
@@ -222,9 +227,24 @@ void Domain::meet(DISCParticipant &participant) {
 
 void Domain::introduce_to(DISCParticipant &participant, Known &known) {
     const View &view = participant.view_of(known);
-    if (!view.has && !view.ignores && !participant.ignores(known.prefix) &&
-        participant.make_room(table.slots())) {
+    if (view.has || view.ignores || participant.ignores(known.prefix)) {
+        return;
+    }
+    if (participant.make_room(table.slots())) {
         participant.add(known);
+    } else {
+        has_missed_meeting_ = true;
+    }
+}
+
+void Domain::meet_again() {
+    if (!std::exchange(has_missed_meeting_, false)) {
+        return;
+    }
+    for (DISCParticipant *one = participants_; one != nullptr; one = one->next) {
+        if (one->is_active() && one->record() != nullptr) {
+            introduce(*one);
+        }
     }
 }
 
@@ -485,7 +505,7 @@ void Domain::take_newer(DISCParticipant &by, const Heard &heard, const RTPSData 
     renew(known, heard);
     schedule_lease(known);
     if (is_restart) {
-        greet_anew(by, heard, known);
+        greet_anew(known, heard.is_directed ? &by : nullptr, heard.now);
     }
     (void)look(by, heard, known);
     if (!is_wanted(known)) {
@@ -493,13 +513,13 @@ void Domain::take_newer(DISCParticipant &by, const Heard &heard, const RTPSData 
     }
 }
 
-/** It knows nobody. */
-void Domain::greet_anew(const DISCParticipant &by, const Heard &heard, Known &known) {
+/** It knows nobody, but for whom it has said so to, if anybody. */
+void Domain::greet_anew(Known &known, const DISCParticipant *known_to_it, NUV_INT64 now) {
     for (DISCParticipant *one = participants_; one != nullptr; one = one->next) {
         View &view = one->view_of(known);
         if (view.has) {
             view.is_heard = false;
-            begin_greeting(*one, known, one == &by && heard.is_directed, heard.now);
+            begin_greeting(*one, known, one == known_to_it, now);
         }
     }
 }
@@ -773,6 +793,7 @@ void Domain::renew(Known &known, const Heard &heard) {
     known.lease_end = later(heard.now, known.record->lease());
     known.lost_datagrams = NUVNetioRuntime_getLostDatagrams(runtime_);
     known.prolongations = 0;
+    known.lease_questions = 0;
     known.was_graced = false;
     const NUV_UINT64 arrival = heard.context.message->arrival;
     known.was_heard_again = known.was_heard_again || arrival != known.arrival;
@@ -780,15 +801,32 @@ void Domain::renew(Known &known, const Heard &heard) {
     known.was_heard_by_group = known.was_heard_by_group || heard.is_by_group;
 }
 
-/** A timer that runs out too early looks again; so renewing sets none. */
-void Domain::schedule_lease(Known &known) {
-    schedule.set_no_later(known.lease, known.lease_end);
+/** When one that stays silent is asked the next time, or else when its lease ends. */
+NUV_INT64 Domain::next_doubt(const Known &known) {
+    const NUV_INT64 pause = known.record->lease() / LAST_OF_LEASE / QUESTIONS;
+    return known.lease_end == NEVER ? NEVER
+                                    : known.lease_end - (QUESTIONS - known.lease_questions) * pause;
 }
 
+/** A timer that runs out too early looks again; so renewing sets none. */
+void Domain::schedule_lease(Known &known) {
+    schedule.set_no_later(known.lease, next_doubt(known));
+}
+
+/**
+ * Who is silent is asked before its lease ends: that others do not hear its group any more it does
+ * not know, and they may be heard by it all the same.
+ */
 void Domain::on_lease(void *owner, NUV_INT64 now) {
     Known &known = *static_cast<Known *>(owner);
     Domain &self = known.domain;
+    if (next_doubt(known) > now) {
+        self.schedule_lease(known);
+        return;
+    }
     if (known.lease_end > now) {
+        (void)self.send_question(known, known.lease_questions);
+        ++known.lease_questions;
         self.schedule_lease(known);
         return;
     }
@@ -884,6 +922,7 @@ bool Domain::accept_claim(Known &known, NUV_INT64 now) {
         drop_with(known, {claim.sequence, claim.timestamp}, now);
         return false;
     }
+    const bool is_restart = claim.sequence < known.sequence;
     replace(known, std::move(claim.announcement));
     known.sequence = claim.sequence;
     known.timestamp = claim.timestamp;
@@ -893,8 +932,12 @@ bool Domain::accept_claim(Known &known, NUV_INT64 now) {
     known.next_question = NEVER;
     known.last_heard = now;
     known.lease_end = later(now, known.record->lease());
+    known.lease_questions = 0;
     schedule_lease(known);
     end_claim(known);
+    if (is_restart) {
+        greet_anew(known, nullptr, now);
+    }
     if (!is_wanted(known)) {
         free(&known);
         return false;

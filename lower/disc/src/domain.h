@@ -55,6 +55,8 @@ public:
     void forget(const DISCParticipant &participant);
     /** Has those who hear one another now know one another. */
     void meet(DISCParticipant &participant);
+    /** Has those do that for which memory was missing. */
+    void meet_again();
 
     // What is received, by a participant that is active.
     void receive(DISCParticipant &by, const COMMENDMessageContext &context, const RTPSData &data);
@@ -105,7 +107,7 @@ private:
     bool make_place(DISCParticipant &by);
     bool look(DISCParticipant &by, const Heard &heard, Known &known);
     void begin_greeting(DISCParticipant &by, Known &known, bool is_directed, NUV_INT64 now);
-    void greet_anew(const DISCParticipant &by, const Heard &heard, Known &known);
+    void greet_anew(Known &known, const DISCParticipant *known_to_it, NUV_INT64 now);
     static bool is_its(const DISCParticipant &by, const Known &known, const Place &source);
     static HeldRemote keep(DISCParticipant &by, const RTPSParticipantData &data);
     NUV_INT64 milliseconds(NUV_INT64 time) const {
@@ -133,6 +135,7 @@ private:
     void ask_former(const Known &newcomer, NUV_INT64 now);
     void note_life(Known &known);
     void schedule_question(Known &known);
+    static NUV_INT64 next_doubt(const Known &known);
     void schedule_lease(Known &known);
     void introduce_to(DISCParticipant &participant, Known &known);
 
@@ -141,7 +144,8 @@ private:
     REDAExclusiveArea *area_ = nullptr;
     NUVEvent event_;
     NUV_INT64 event_due_ = NEVER;
-    bool is_late_ = false; // the turn that is under way
+    bool is_late_ = false;            // the turn that is under way
+    bool has_missed_meeting_ = false; // some of its participants, for lack of memory
     REDAWorker *worker_ = nullptr;
     DISCParticipant *participants_ = nullptr;
     const NUV_UINT64 secret_;

@@ -23,6 +23,8 @@ constexpr NUV_INT64 PERIODS_WITHOUT_GROUP = 2;
 
 /** Between answers to one asker of a writer that there is not. */
 constexpr NUV_INT64 ANSWER_PAUSE = SECOND;
+/** Until what could not be said for lack of memory is tried again. */
+constexpr NUV_INT64 SAY_AGAIN_PAUSE = SECOND;
 /** A period of nothing would never end. */
 constexpr NUV_INT64 SHORTEST_PERIOD = MILLISECOND;
 
@@ -42,6 +44,14 @@ RTPSTime wall_time() {
 
 NUV_UINT32 seed_of(const NUVOsapiRtpsGuidPrefix &prefix) {
     return (prefix.hostId ^ prefix.appId * 2654435761u ^ prefix.instanceId * 40503u) | 1u;
+}
+
+/**
+ * The loopback of another host is none of ours. Over IPv4 what our own says to a group by its
+ * loopback interface has no source address.
+ */
+bool is_far(const Known &known, const Place &place) {
+    return place.is_loopback() && !known.source.is_loopback() && !known.source.is_any();
 }
 
 } // namespace
@@ -99,8 +109,8 @@ DISCParticipant::DISCParticipant(DISCDiscovery &discovery, Domain &domain,
                  nullptr,
                  this},
       others_{RTPS_ENTITYID_UNKNOWN, nullptr, nullptr, nullptr, on_acknack, nullptr, this},
-      period_(on_period, this),
-      change_(on_change, this), find_names_{on_find_names, this, nullptr, 0},
+      period_(on_period, this), change_(on_change, this),
+      say_again_{on_say_again, this, 0, nullptr, 0}, find_names_{on_find_names, this, nullptr, 0},
       answered_(domain.secret()), strangers_(domain.secret()) {
     PRESParticipant_getGuid(participant, &guid_);
     chance_ = disc::seed_of(guid_.prefix);
@@ -129,6 +139,9 @@ bool DISCParticipant::remove_endpoints(REDAWorker *worker) {
     is_ending_.store(true);
     PRESParticipant_setDiscovery(participant_, nullptr, worker);
     bool is_removed = NUVNetioRuntime_cancelCallback(domain_.runtime(), &find_names_) != 0;
+    is_removed = NUVEventActiveDatabase_cancelEvent(
+                     NUVNetioRuntime_getEventDatabase(domain_.runtime()), &say_again_) != 0 &&
+                 is_removed;
     for (const COMMENDEndpoint *endpoint : {&detector_, &announcer_, &others_}) {
         is_removed = COMMENDFacade_removeEndpoint(facade_, endpoint) != 0 && is_removed;
     }
@@ -177,6 +190,7 @@ void DISCParticipant::start(const PRESParticipantProperty &property) {
 void DISCParticipant::change(const PRESParticipantProperty &property) {
     disc::HeldRemote record = make_record(property);
     if (record && record_ && record->says_the_same_as(*record_)) {
+        is_unsaid_ = false;
         return;
     }
     const bool moves = record && record_ && has_moved_to(*record);
@@ -283,14 +297,14 @@ void DISCParticipant::keep_working_locators(RTPSParticipantData *data,
     keep_all(&data->defaultMulticast, parameter.defaultMulticastLocator);
 }
 
-/** When memory runs out it goes on saying what it said before. */
+/** When memory runs out it goes on saying what it said before, until it is tried again. */
 bool DISCParticipant::say(disc::HeldRemote record) {
-    constexpr const char *LOG_METHOD = "DISCParticipant_announce";
     const RTPSTime now = disc::wall_time();
     if (!record || !announcement_.set(*record, sequence_ + 1, now)) {
-        DISC_ERROR("out of memory for what a participant announces: the others are not told of it");
+        say_later();
         return false;
     }
+    is_unsaid_ = false;
     ++sequence_;
     record_ = std::move(record);
     shortest_lease_ = std::min(shortest_lease_, record_->lease());
@@ -299,6 +313,23 @@ bool DISCParticipant::say(disc::HeldRemote record) {
     }
     domain_.introduce(*this);
     return true;
+}
+
+void DISCParticipant::say_later() {
+    constexpr const char *LOG_METHOD = "DISCParticipant_announce";
+    if (!std::exchange(is_unsaid_, true)) {
+        DISC_ERROR("out of memory for what a participant announces: the others are told of it as "
+                   "soon as there is some");
+    }
+    const NUVNtpTime pause = NUVNtpTime_fromNanoseconds(disc::SAY_AGAIN_PAUSE);
+    NUVEventActiveDatabase_postEvent(NUVNetioRuntime_getEventDatabase(domain_.runtime()),
+                                     &say_again_, &pause);
+}
+
+/** On the reactor, without the area: what the presentation participant guards comes first. */
+void DISCParticipant::on_say_again(void *param, REDAWorker *worker) {
+    const auto *self = static_cast<const DISCParticipant *>(param);
+    PRESParticipant_repeatToDiscovery(self->participant_, worker);
 }
 
 /** Whether none of the places is left where it was found before. */
@@ -314,6 +345,7 @@ void DISCParticipant::on_period(void *owner, NUV_INT64 now) {
     auto *self = static_cast<DISCParticipant *>(owner);
     self->leave_first();
     self->announce_to_peers();
+    self->domain_.meet_again();
     NUV_INT64 pause = 0;
     if (self->initial_left_ > 0) {
         --self->initial_left_;
@@ -477,7 +509,9 @@ bool DISCParticipant::ask(const Known &known) {
     message.add_question(++count_);
     bool is_sent = false;
     for (const Place &place : known.record->metatraffic()) {
-        is_sent = (domain_.admits(*this, place) && send(place, message.octets())) || is_sent;
+        is_sent = (!disc::is_far(known, place) && domain_.admits(*this, place) &&
+                   send(place, message.octets())) ||
+                  is_sent;
     }
     return is_sent;
 }
@@ -516,10 +550,6 @@ NUV_INT32 DISCParticipant::network_of(const Place &place) const {
  */
 NUV_UINT64 DISCParticipant::send_to(const Known &known, std::span<const NUV_UINT8> message) {
     const auto places = known.record->metatraffic();
-    // The loopback of another host is none of ours. Over IPv4 what our own says to a group by its
-    // loopback interface has no source address.
-    const bool is_on_this_host = known.source.is_loopback() || known.source.is_any();
-    const auto is_far = [&](const Place &place) { return place.is_loopback() && !is_on_this_host; };
     const auto heard_at = std::find_if(places.begin(), places.end(), [&](const Place &place) {
         return place.has_same_address(known.source);
     });
@@ -531,14 +561,14 @@ NUV_UINT64 DISCParticipant::send_to(const Known &known, std::span<const NUV_UINT
     NUV_ASSERT(places.size() <= networks.size());
     const auto end =
         std::transform(places.begin(), places.end(), networks.begin(), [&](const Place &place) {
-            return is_far(place) ? NONE : network_of(place);
+            return disc::is_far(known, place) ? NONE : network_of(place);
         });
     const bool shares_network =
         std::any_of(networks.begin(), end, [](NUV_INT32 one) { return one != NONE; });
     NUV_UINT64 sent = 0;
     for (std::size_t i = 0; i < places.size(); ++i) {
         const NUV_INT32 network = networks[i];
-        if (!is_far(places[i]) && (network != NONE || !shares_network) &&
+        if (!disc::is_far(known, places[i]) && (network != NONE || !shares_network) &&
             domain_.admits(*this, places[i]) && send(places[i], message)) {
             ++sent;
             std::replace(networks.begin(), end, network, NONE); // it is reached there

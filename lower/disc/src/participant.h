@@ -179,6 +179,7 @@ private:
     static void on_acknack(void *param, const COMMENDMessageContext *context,
                            const RTPSAckNack *acknack, REDAWorker *worker);
 
+    static void on_say_again(void *param, REDAWorker *worker);
     static void on_find_names(void *param, REDAWorker *worker);
     static void on_period(void *owner, NUV_INT64 now);
     static void on_change(void *owner, NUV_INT64 now);
@@ -188,6 +189,7 @@ private:
     void keep_working_locators(RTPSParticipantData *data,
                                const PRESParticipantParameter &parameter);
     bool say(disc::HeldRemote record);
+    void say_later();
     void leave_first();
     NUV_INT64 period() const;
     bool has_moved_to(const DISCRemote &record) const;
@@ -230,6 +232,8 @@ private:
     NUV_INT64 last_change_ = 0;
     NUV_INT64 shortest_lease_ = disc::NEVER; // that it has announced
     NUV_UINT32 chance_;
+    NUVEvent say_again_;
+    bool is_unsaid_ = false; // what it has to say, for lack of memory
     NUVNetioCallback find_names_;
     std::atomic<bool> is_ending_{false};
     RTPSCount count_ = 0; // of its heartbeats and questions

@@ -14,13 +14,18 @@ PRESPropertyChange find_forbidden_change(PRESParticipant *self,
     return PRESParticipantProperty_findForbiddenChangeI(&self->property.get(), property);
 }
 
+/** The caller is in the participant's recordEa. */
+void tell_discovery(PRESParticipant *self, REDAWorker *worker) {
+    if (self->isAnnounced && self->discovery.onPropertySet != nullptr) {
+        self->discovery.onPropertySet(self->discovery.param, &self->property.get(), worker);
+    }
+}
+
 void replace_property(PRESParticipant *self, PRESPropertyStore &next, REDAWorker *worker) {
     const reda::ExclusiveAreaGuard record(self->recordEa, worker);
     next.setFacadeProperty(self->property.get().facadeProperty);
     self->property.swap(next);
-    if (self->isAnnounced && self->discovery.onPropertySet != nullptr) {
-        self->discovery.onPropertySet(self->discovery.param, &self->property.get(), worker);
-    }
+    tell_discovery(self, worker);
 }
 
 } // namespace
@@ -55,4 +60,9 @@ int PRESParticipant_setProperty(PRESParticipant *self, int *failReason,
     }
     replace_property(self, next, worker);
     return 1;
+}
+
+void PRESParticipant_repeatToDiscovery(PRESParticipant *self, REDAWorker *worker) {
+    const reda::ExclusiveAreaGuard record(self->recordEa, worker);
+    tell_discovery(self, worker);
 }

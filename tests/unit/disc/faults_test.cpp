@@ -2,6 +2,7 @@
 // What a participant does when memory runs out, or nothing can be sent: it refuses, or goes on.
 #include "participants.h"
 #include "support/fault_loop.h"
+#include "support/log_capture.h"
 
 namespace {
 
@@ -121,7 +122,7 @@ TEST_F(Faults, AClaimWithoutMemoryChangesNothing) {
         });
 }
 
-TEST_F(Faults, WhatCannotBeSaidForLackOfMemoryIsSaidWithTheNextChange) {
+TEST_F(Faults, WhatCannotBeSaidForLackOfMemoryIsSaidWhenThereIsSome) {
     Machine other_machine(net.add("other", {"192.0.2.2/24"}));
     Party party(machine);
     Party other(other_machine);
@@ -129,19 +130,105 @@ TEST_F(Faults, WhatCannotBeSaidForLackOfMemoryIsSaidWithTheNextChange) {
     int value = 0;
     faults::fail_each_allocation(
         [&] {
-            ++value;
-            party.settings.user_data = std::to_string(value);
-            party.set_property();
+            party.settings.user_data = std::to_string(++value);
+            const bool is_set = party.set_property();
             faults::stop();
-            net.world.run_for(SECOND);
-            return other.see(party.prefix()).user_data;
+            net.world.run_for(1100 * MS);
+            return is_set;
         },
-        [&](const std::string &seen, const std::string &failed) {
-            if (failed.empty()) {
-                EXPECT_EQ(seen, std::to_string(value));
-            }
-            EXPECT_TRUE(other.knows(party));
+        [&](bool is_set, const std::string &failed) {
+            EXPECT_TRUE(is_set || !failed.empty());
+            EXPECT_EQ(other.see(party.prefix()).user_data == std::to_string(value), is_set);
         });
+}
+
+TEST_F(Faults, WhatCannotBeSaidThoughItIsTriedAgainIsOneError) {
+    Party party(machine);
+    net.world.run_for(SECOND);
+    const support::LogCapture log;
+    constexpr int OF_THE_SETTING = 2; // the property's own, and what it has of octets
+    for (int tries = 0; tries < 3; ++tries) {
+        faults::fail_allocation(tries == 0 ? OF_THE_SETTING + 1 : 1);
+        if (tries == 0) {
+            party.set_user_data("new");
+        } else {
+            net.world.run_for(1001 * MS);
+        }
+        EXPECT_TRUE(faults::happened()) << tries;
+    }
+    EXPECT_EQ(log.messages().size(), 1u);
+}
+
+TEST_F(Faults, ALeaseThatCannotBeSaidForLackOfMemoryIsSaidWhenThereIsSome) {
+    Machine other_machine(net.add("other", {"192.0.2.2/24"}));
+    Party party(machine);
+    Party other(other_machine);
+    net.world.run_for(SECOND);
+    NUVNtpTime lease = {30, 0};
+    faults::fail_each_allocation(
+        [&] {
+            ++lease.sec;
+            const NUVNtpTime period = {4, 0};
+            party.call([&] {
+                DISCParticipant_setLease(party.discovery, &lease, &period, machine.worker);
+            });
+            faults::stop();
+            net.world.run_for(1100 * MS);
+            return other.see(party.prefix()).data.leaseDuration.sec;
+        },
+        [&](NUV_INT32 seen, const std::string & /*failed*/) { EXPECT_EQ(seen, lease.sec); });
+}
+
+TEST_F(Faults, OneThatIsEnabledWithoutMemoryIsKnownWhenThereIsSome) {
+    Machine other_machine(net.add("other", {"192.0.2.2/24"}));
+    Party beside(machine);
+    Party other(other_machine);
+    net.world.run_for(SECOND);
+    Settings settings;
+    settings.index = 1;
+    int nth = 0;
+    settings.before_enabling = [&] { faults::fail_allocation(nth); };
+    do {
+        ++nth;
+        Party party(machine, settings);
+        faults::stop();
+        net.world.run_for(5 * SECOND);
+        EXPECT_TRUE(other.knows(party)) << faults::failed();
+        EXPECT_TRUE(beside.knows(party)) << faults::failed();
+        EXPECT_TRUE(party.knows(beside)) << faults::failed();
+    } while (faults::happened());
+    EXPECT_GE(nth, 5);
+}
+
+TEST_F(Faults, ThoseOfOneProcessMeetWhenThereIsMemory) {
+    Settings settings;
+    settings.peers = {"192.0.2.9:7411"};
+    Party party(machine, settings);
+    settings.index = 1;
+    Party other(machine, settings);
+    made.lease = NUV_NTP_TIME_INFINITE;
+    for (int i = 0; i < 4; ++i) { // one more takes more room for the news
+        ++made.prefix.instanceId;
+        say(announcement(made));
+    }
+    const std::vector<NUVNetioPeer> peers = peers_of({"192.0.2.1:7412"});
+    bool has_missed = false;
+    faults::fail_each_allocation(
+        [&] {
+            const bool is_set = party.call([&] {
+                return DISCParticipant_setPeers(party.discovery, peers.data(), 1, machine.worker) !=
+                       0;
+            });
+            faults::stop();
+            has_missed = has_missed || (is_set && !party.knows(other));
+            net.world.run_for(5 * SECOND);
+            return is_set;
+        },
+        [&](bool is_set, const std::string & /*failed*/) {
+            EXPECT_EQ(party.knows(other), is_set);
+            EXPECT_EQ(other.knows(party), is_set);
+        });
+    EXPECT_TRUE(has_missed);
 }
 
 TEST_F(Faults, PeersAreTakenWhollyOrNotAtAll) {

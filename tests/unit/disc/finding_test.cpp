@@ -127,6 +127,19 @@ TEST_F(Finding, WithoutMulticastAPeerIsEnoughAndLasts) {
     EXPECT_EQ(a.statistics().lost + b.statistics().lost, 0u);
 }
 
+TEST_F(Finding, OneThatHearsNoGroupKnowsWhoLivesAsLongAsHeDoes) {
+    Settings settings;
+    settings.has_group = false;
+    Party a(left);
+    Party deaf(right, settings);
+    net.world.run_for(120 * SECOND);
+    EXPECT_TRUE(deaf.knows(a));
+    EXPECT_EQ(deaf.statistics().lost, 0u);
+    left.process.kill();
+    net.world.run_for(20 * SECOND);
+    EXPECT_FALSE(deaf.knows(a));
+}
+
 TEST_F(Finding, LeasesAreKeptForHours) {
     Party a(left);
     Party b(right);

@@ -122,6 +122,9 @@ Party::Party(Machine &its_machine, const Settings &its_settings)
             reserve(parameter.metatrafficMulticastLocator.locatorList[0]);
         }
         const PRESSequenceTransportInfo none = {0, 0, nullptr};
+        if (settings.before_enabling) {
+            settings.before_enabling();
+        }
         EXPECT_NE(PRESParticipant_enable(participant, nullptr, &parameter.defaultUnicastLocator,
                                          &parameter.metatrafficUnicastLocator,
                                          &parameter.metatrafficMulticastLocator, &none,

@@ -42,6 +42,7 @@ struct Settings {
     bool has_group = true;
     bool has_listener = true;
     std::function<void()> on_news; // there may be some to take; called with locks held
+    std::function<void()> before_enabling;
     DISCParticipantProperty property = DISC_PARTICIPANT_PROPERTY_DEFAULT;
 };
 

@@ -330,6 +330,30 @@ TEST_F(Stranger, RenewsItsLeaseByAnythingThatItSays) {
     EXPECT_FALSE(is_known());
 }
 
+TEST_F(Stranger, ThatFallsSilentIsAskedThreeTimesBeforeItsLeaseEnds) {
+    made.lease = {9, 0};
+    say(announcement(made));
+    net.world.run_for(8 * SECOND);
+    (void)heard();
+    net.world.run_for(999 * MS);
+    EXPECT_EQ(heard(), (std::vector<std::string>(3, "DST ACKNACK")));
+    EXPECT_TRUE(is_known());
+    net.world.run_for(MS);
+    EXPECT_FALSE(is_known());
+}
+
+TEST_F(Stranger, ThatAnswersIsNotAskedAgainBeforeItsNewLeaseEnds) {
+    made.lease = {9, 0};
+    say(announcement(made));
+    net.world.run_for(8 * SECOND + 200 * MS);
+    (void)heard();
+    say(heartbeat(made, RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER));
+    net.world.run_for(8 * SECOND);
+    EXPECT_EQ(heard(), std::vector<std::string>());
+    net.world.run_for(999 * MS);
+    EXPECT_EQ(heard(), (std::vector<std::string>(3, "DST ACKNACK")));
+}
+
 TEST_F(Stranger, RenewsItsLeaseByWhatIsForOthers) {
     made.lease = {1, 0};
     say(announcement(made));

@@ -100,6 +100,28 @@ TEST_F(Withstanding, OneThatMovesIsKnownWhereItIsNow) {
     EXPECT_EQ(party.statistics().left, 0u);
 }
 
+TEST_F(Withstanding, OneThatIsRestartedElsewhereIsAnnouncedToThere) {
+    Party party(machine);
+    const Udp home(add(2), "0.0.0.0:7410");
+    const Udp elsewhere(add(3), "0.0.0.0:7410");
+    Made made = made_at(2);
+    made.sequence = 5;
+    made.directed_at = party.prefix();
+    say_from(home, announcement(made));
+    net.world.run_for(2 * SECOND);
+    made.sequence = 1;
+    made.timestamp.seconds += 1;
+    made.metatraffic = {"192.0.2.3:7410"};
+    made.directed_at.reset();
+    say_from(elsewhere, announcement(made));
+    net.world.run_for(60 * MS); // the claim is accepted
+    std::vector<std::string> heard;
+    for (const std::string &message : elsewhere.take_all()) {
+        heard.push_back(kinds(message));
+    }
+    EXPECT_EQ(heard, (std::vector<std::string>{"DST TS DATA"}));
+}
+
 TEST_F(Withstanding, AFormerSelfOnTheSamePortsIsGoneWhenItIsSilent) {
     Party party(machine);
     const Udp home(add(2), "0.0.0.0:7410");

@@ -113,6 +113,20 @@ TEST_F(DiscoveryTest, IsToldOfEachPropertyThatWasSetWhileEnabled) {
     EXPECT_EQ(announcer.worker, worker);
 }
 
+TEST_F(DiscoveryTest, IsToldOfThePropertyOnceMoreOnlyWhileEnabled) {
+    ASSERT_NE(set("one", 2), 0);
+    PRESParticipant_repeatToDiscovery(participant, worker);
+    EXPECT_EQ(announcer.told, Told{});
+    ASSERT_NE(enable(participant), 0);
+    announcer.told.clear();
+    PRESParticipant_repeatToDiscovery(participant, worker);
+    EXPECT_EQ(announcer.told, Told{"set udpv4://192.0.2.1:7410 'one'"});
+    shut_down();
+    announcer.told.clear();
+    PRESParticipant_repeatToDiscovery(participant, worker);
+    EXPECT_EQ(announcer.told, Told{});
+}
+
 TEST_F(DiscoveryTest, IsNotToldOfAPropertyThatIsRefused) {
     ASSERT_NE(enable(participant), 0);
     announcer.told.clear();

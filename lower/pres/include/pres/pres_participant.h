@@ -132,6 +132,12 @@ void PRESParticipant_setDiscovery(struct PRESParticipant *self,
                                   struct REDAWorker *worker);
 
 /**
+ * Has discovery told of the property as if it had been set just now; nothing unless it is enabled.
+ * With none of the participant's areas held.
+ */
+void PRESParticipant_repeatToDiscovery(struct PRESParticipant *self, struct REDAWorker *worker);
+
+/**
  * @brief Enables the participant. From now on it has the given locators and transports, which are
  * copied, and takes messages from its facade. Enabling twice changes nothing; a participant that
  * was shut down cannot be enabled.
