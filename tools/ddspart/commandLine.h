@@ -5,6 +5,7 @@
 
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -20,10 +21,14 @@ struct CommandLine {
     RunOptions run;
     ListOptions list;
     PortsOptions ports;
+    DoctorOptions doctor;
     const CLI::App *run_command = nullptr;
     const CLI::App *list_command = nullptr;
+    const CLI::App *doctor_command = nullptr;
     /** Of the options whose values are words: the words. */
     std::map<const CLI::Option *, std::vector<std::string>> words;
     /** Of the commands that may have findings, which is exit code 3: what these are. */
     std::map<const CLI::App *, std::string> findings;
+    /** Of those whose findings have names: these, and what each of them means. */
+    std::map<const CLI::App *, std::vector<std::pair<std::string, std::string>>> finding_names;
 };

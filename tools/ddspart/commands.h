@@ -8,3 +8,4 @@
 int execute(const RunOptions &options);
 int execute(const ListOptions &options);
 int execute(const PortsOptions &options);
+int execute(const DoctorOptions &options);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// ddspart: joins a DDS domain, or shows its participants or the ports that they have.
+// ddspart: joins a DDS domain, shows its participants or the ports that they have, or looks for
+// what keeps them apart.
 //
 // Data goes to stdout, messages to stderr. The exit code is 0 when all is done, 1 when it could not
 // be done, 2 for wrong usage, 3 when what was looked for is not there.
@@ -62,6 +63,10 @@ int perform(const ListOptions &options) {
 
 int perform(const PortsOptions &options) {
     return perform_logged(options, KOLS_CONFIG_LOG_VERBOSITY_ERROR);
+}
+
+int perform(const DoctorOptions &options) {
+    return perform_logged(options, KOLS_CONFIG_LOG_VERBOSITY_SILENT);
 }
 
 } // namespace

@@ -119,6 +119,18 @@ void write_example(std::ostream &page, const std::string &footer) {
          << escaped(footer.substr(command_line)) << "\n.fi\n.RE\n";
 }
 
+void write_finding_names(std::ostream &page, const CommandLine &line, const CLI::App &app) {
+    const auto names = line.finding_names.find(&app);
+
+    if (names == line.finding_names.end()) {
+        return;
+    }
+    page << ".SH FINDINGS\n";
+    for (const auto &[name, meaning] : names->second) {
+        page << ".TP\n.B " << escaped(name) << '\n' << escaped(meaning) << '\n';
+    }
+}
+
 void write_ending(std::ostream &page, const CommandLine &line, const std::string &command) {
     page << ".SH EXIT STATUS\n"
             ".TP\n0\nAll is done.\n"
@@ -205,6 +217,7 @@ std::string manual_page(const std::string &command) {
     }
     write_options(page, app);
     if (!command.empty()) {
+        write_finding_names(page, line, app);
         write_example(page, app.get_footer());
     }
     write_ending(page, line, command);

@@ -8,6 +8,7 @@
 
 #include "commandLine.h"
 #include "dds_c/dds_c_productversion.h"
+#include "doctor/checks.h"
 #include "values.h"
 #include "words.h"
 
@@ -112,6 +113,34 @@ CLI::Option *add_peers(CLI::App &app, std::vector<std::string> &peers) {
                      "a peer to announce to in place of the usual ones; may be repeated", peers);
 }
 
+void add_multicast(CLI::App &app, ParticipantOptions &options) {
+    CLI::Option *const multicast_address =
+        add_texts(app, "--multicast-address", "ADDRESS",
+                  "where to receive announcements instead of 239.255.0.1; may be repeated",
+                  options.multicast_addresses);
+    app.add_flag(
+           "--no-multicast", [&](std::int64_t) { options.multicast = false; },
+           "neither receive announcements by multicast nor, unless asked to by --peer, send them")
+        ->excludes(multicast_address);
+}
+
+void add_properties(CLI::App &app, std::vector<std::pair<std::string, std::string>> &properties) {
+    app.add_option_function<std::vector<std::string>>(
+           "--property",
+           [&properties](const std::vector<std::string> &values) {
+               try {
+                   for (const std::string &value : values) {
+                       properties.push_back(to_property(value));
+                   }
+               } catch (const Refusal &refusal) {
+                   throw CLI::ValidationError("--property", refusal.what());
+               }
+           },
+           "property of the participant; may be repeated")
+        ->type_name("NAME=VALUE")
+        ->allow_extra_args(false);
+}
+
 CLI::Option *add_duration(CLI::App &app, const std::string &description,
                           std::optional<std::chrono::nanoseconds> &duration) {
     return add(app, "--for", "SECONDS", description,
@@ -148,32 +177,12 @@ CLI::App *add_run(CommandLine &line) {
     add_transports(line, *run, options.transports);
     add_interfaces(*run, options.interfaces);
     CLI::Option *const peers = add_peers(*run, options.peers);
-    CLI::Option *const multicast_address =
-        add_texts(*run, "--multicast-address", "ADDRESS",
-                  "where to receive announcements instead of 239.255.0.1; may be repeated",
-                  options.multicast_addresses);
-    run->add_flag(
-           "--no-multicast", [&](std::int64_t) { options.multicast = false; },
-           "neither receive announcements by multicast nor, unless asked to by --peer, send them")
-        ->excludes(multicast_address);
+    add_multicast(*run, options);
     run->add_flag(
            "--no-announce", [&](std::int64_t) { options.is_announced = false; },
            "listen only: others learn nothing of the participant")
         ->excludes(peers);
-    run->add_option_function<std::vector<std::string>>(
-           "--property",
-           [&](const std::vector<std::string> &values) {
-               try {
-                   for (const std::string &value : values) {
-                       options.properties.push_back(to_property(value));
-                   }
-               } catch (const Refusal &refusal) {
-                   throw CLI::ValidationError("--property", refusal.what());
-               }
-           },
-           "property of the participant; may be repeated")
-        ->type_name("NAME=VALUE")
-        ->allow_extra_args(false);
+    add_properties(*run, options.properties);
     add(*run, "--name", "TEXT", "name of the participant",
         [&](const std::string &value) { options.name = value; });
     add(*run, "--user-data", "TEXT", "user data of the participant",
@@ -247,6 +256,27 @@ CLI::App *add_ports(CommandLine &line) {
     return ports;
 }
 
+CLI::App *add_doctor(CommandLine &line) {
+    DoctorOptions &options = line.doctor;
+    CLI::App *const command = line.app.add_subcommand(
+        "doctor", "Look for what keeps a participant from finding others, and say what to do");
+
+    command->footer("Example: why does a participant of domain 7 not find the one on host beta\n"
+                    "  ddspart doctor --domain 7 --peer beta");
+    add_port_settings(*command, options);
+    add_transports(line, *command, options.transports);
+    add_interfaces(*command, options.interfaces);
+    add_peers(*command, options.peers);
+    add_multicast(*command, options);
+    add_properties(*command, options.properties);
+    add_json(*command, options.json);
+    line.findings[command] = "There are findings.";
+    for (const doctor::Check &check : doctor::checks()) {
+        line.finding_names[command].emplace_back(check.id, check.meaning);
+    }
+    return command;
+}
+
 std::string version() {
     DDS_ProductVersion_t version = {0, 0, 0, 0};
 
@@ -255,14 +285,25 @@ std::string version() {
            std::to_string(version.release) + "." + std::to_string(version.revision);
 }
 
+std::vector<std::string> names_of_commands(const CLI::App &app) {
+    std::vector<std::string> names;
+
+    for (const CLI::App *command : app.get_subcommands([](const CLI::App *) { return true; })) {
+        names.push_back(command->get_name());
+    }
+    return names;
+}
+
 std::string reason(const CLI::App &app, const CLI::ParseError &error) {
     if (dynamic_cast<const CLI::RequiredError *>(&error) == nullptr) {
         return error.what();
     }
     const std::vector<std::string> words = app.remaining();
 
-    return words.empty() ? "a command is required: run, list or ports"
-                         : "'" + words.front() + "' is not one of the commands run, list, ports";
+    const std::string commands = join(names_of_commands(app), ", ");
+
+    return words.empty() ? "a command is required, one of " + commands
+                         : "'" + words.front() + "' is not one of the commands " + commands;
 }
 
 /** What to say when parsing ended early. */
@@ -285,7 +326,8 @@ Answer answer(const CLI::App &app, const CLI::ParseError &error) {
 } // namespace
 
 CommandLine::CommandLine()
-    : app("Join a DDS domain, or look at its participants and the ports that they have.",
+    : app("Join a DDS domain, look at its participants and the ports that they have, or for what "
+          "keeps them apart.",
           "ddspart") {
     app.footer("ddspart COMMAND --help shows the options of a command.");
     app.set_version_flag("--version", version());
@@ -293,6 +335,7 @@ CommandLine::CommandLine()
     run_command = add_run(*this);
     list_command = add_list(*this);
     (void)add_ports(*this);
+    doctor_command = add_doctor(*this);
 }
 
 Command parse_command_line(int argc, const char *const *argv) {
@@ -308,6 +351,9 @@ Command parse_command_line(int argc, const char *const *argv) {
     }
     if (line.list_command->parsed()) {
         return line.list;
+    }
+    if (line.doctor_command->parsed()) {
+        return line.doctor;
     }
     return line.ports;
 }

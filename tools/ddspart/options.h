@@ -77,12 +77,17 @@ struct PortsOptions : PortSettings {
     bool json = false;
 };
 
+/** ddspart doctor */
+struct DoctorOptions : ParticipantOptions {
+    bool json = false;
+};
+
 /** There is nothing to do: help or the version was asked for, or the command line is wrong. */
 struct Answer {
     int exit_code; // 0 or 2
     std::string text;
 };
 
-using Command = std::variant<RunOptions, ListOptions, PortsOptions, Answer>;
+using Command = std::variant<RunOptions, ListOptions, PortsOptions, DoctorOptions, Answer>;
 
 Command parse_command_line(int argc, const char *const *argv);

@@ -263,6 +263,21 @@ std::string as_text(const PortTable &table) {
     return text.str();
 }
 
+std::string as_text(const doctor::Diagnosis &diagnosis) {
+    std::string lines;
+
+    for (const doctor::Finding &finding : diagnosis.findings) {
+        lines += printable(finding.id + ": " + finding.cause + " " + finding.remedy) + '\n';
+    }
+    if (!diagnosis.well.empty()) {
+        lines += "Well: " + join(diagnosis.well, ", ") + '\n';
+    }
+    for (const std::string &unseen : diagnosis.unseen) {
+        lines += printable("Not looked at: " + unseen) + '\n';
+    }
+    return lines;
+}
+
 std::string as_json(const Joined &joined) {
     return line(object("joined", joined.presence));
 }
@@ -330,6 +345,52 @@ std::string as_json(const PortTable &table) {
                        {"valid", validity(row.ports)}});
     }
     return lines;
+}
+
+std::string as_json(const doctor::Diagnosis &diagnosis) {
+    constexpr int VERSION = 1; // goes up when a member changes or goes
+    std::string lines;
+
+    for (const doctor::Finding &finding : diagnosis.findings) {
+        lines += line({{"event", "finding"},
+                       {"version", VERSION},
+                       {"domain", diagnosis.domain},
+                       {"id", finding.id},
+                       {"subject", finding.subject},
+                       {"cause", finding.cause},
+                       {"remedy", finding.remedy}});
+    }
+    return lines + line({{"event", "diagnosis"},
+                         {"version", VERSION},
+                         {"domain", diagnosis.domain},
+                         {"findings", diagnosis.findings.size()},
+                         {"well", diagnosis.well},
+                         {"unseen", diagnosis.unseen}});
+}
+
+std::string wrapped(const std::string &lines, std::size_t columns) {
+    constexpr std::string_view INDENTATION = "    ";
+    std::string result;
+    std::istringstream all(lines);
+
+    for (std::string whole; std::getline(all, whole);) {
+        std::istringstream words(whole);
+        std::size_t width = 0; // of what the line has so far
+
+        for (std::string word; words >> word;) {
+            if (width != 0 && width + 1 + word.size() > columns) {
+                result += '\n';
+                result += INDENTATION;
+                result += word;
+                width = INDENTATION.size() + word.size();
+            } else {
+                result += (width != 0 ? " " : "") + word;
+                width += (width != 0 ? 1 : 0) + word.size();
+            }
+        }
+        result += '\n';
+    }
+    return result;
 }
 
 void write_data(const std::string &lines) {

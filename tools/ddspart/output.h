@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "dds_c/dds_c_domainparticipantqos.h"
+#include "doctor/checks.h"
 #include "ports.h"
 #include "sighting.h"
 
@@ -69,6 +70,7 @@ std::string as_text(const Discovered &discovered);
 std::string as_text(const Left &left);
 std::string as_text(const Listing &listing);
 std::string as_text(const PortTable &table);
+std::string as_text(const doctor::Diagnosis &diagnosis);
 std::string as_json(const Joined &joined);
 std::string as_json(const QosShown &shown);
 std::string as_json(const Changed &changed);
@@ -77,6 +79,10 @@ std::string as_json(const Discovered &discovered);
 std::string as_json(const Left &left);
 std::string as_json(const Listing &listing);
 std::string as_json(const PortTable &table);
+std::string as_json(const doctor::Diagnosis &diagnosis);
+
+/** The lines, those that are longer than @p columns broken between words and indented. */
+std::string wrapped(const std::string &lines, std::size_t columns);
 
 /** Writes to stdout, at once; throws when that fails. */
 void write_data(const std::string &lines);

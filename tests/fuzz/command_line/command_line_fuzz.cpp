@@ -252,6 +252,12 @@ void check(const ListOptions &options, unsigned /*variation*/) {
                "whoever sends nothing has no peers");
 }
 
+void check(const DoctorOptions &options, unsigned /*variation*/) {
+    fuzz::must(options.domain >= 0, "a domain is 0 or more");
+    fuzz::must(options.multicast || options.multicast_addresses.empty(),
+               "whoever does without multicast receives it nowhere");
+}
+
 void check(const PortsOptions &options, unsigned /*variation*/) {
     fuzz::must(options.domain >= 0, "a domain is 0 or more");
     fuzz::must(!options.indices || (0 <= options.indices->first &&

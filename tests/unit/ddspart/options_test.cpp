@@ -283,8 +283,8 @@ struct Refused {
 TEST(WrongUsage, IsAnsweredWithOptionValueAndWhatIsAllowed) {
     const std::string whole = "a whole number from ";
     const std::vector<Refused> all = {
-        {{}, {"a command is required: run, list or ports"}},
-        {{"stay"}, {"'stay' is not one of the commands run, list, ports"}},
+        {{}, {"a command is required, one of run, list, ports, doctor"}},
+        {{"stay"}, {"'stay' is not one of the commands run, list, ports, doctor"}},
         {{"--colour"}, {"--colour"}},
         {{"run", "ports"}, {"ports"}},
         {{"run", "--colour"}, {"ddspart run: ", "--colour"}},

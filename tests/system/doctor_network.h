@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+// Networks with faults, and what ddspart doctor says of them.
+#pragma once
+
+#include <set>
+#include <string>
+#include <vector>
+
+namespace doctor {
+
+using Texts = std::vector<std::string>;
+
+/** What it has said. */
+struct Diagnosis {
+    int code; // its exit code
+    std::string output;
+    std::string errors;
+
+    /** The ids of its findings, in order. */
+    Texts ids() const;
+};
+
+/** Runs it in the calling thread's network. */
+Diagnosis diagnose(const Texts &options = {});
+
+/** The ids of its findings; it has ended with 3 if there are some, else with 0. */
+Texts found(const Texts &options = {});
+
+/** Changes a setting of the network, "net.ipv4.ip_forward"; false where that is not allowed. */
+bool set(const std::string &name, const std::string &value);
+
+/** What the program does with commands; false where it is not there or cannot. */
+bool nft(const std::string &commands);
+
+/** Hears what arrives at an interface, from when it is made. */
+class Wiretap {
+public:
+    explicit Wiretap(const std::string &interface);
+    ~Wiretap();
+    Wiretap(const Wiretap &) = delete;
+    Wiretap &operator=(const Wiretap &) = delete;
+
+    /** The packets of IPv4 that have arrived since the last call, by their protocol. */
+    std::multiset<int> protocols() const;
+
+private:
+    int socket_;
+};
+
+} // namespace doctor

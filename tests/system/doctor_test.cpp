@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: Apache-2.0
+// ddspart doctor on hosts to which something has been done, and on hosts that are well.
+#include <gmock/gmock.h>
+#include <netinet/in.h>
+
+#include "doctor_network.h"
+#include "network.h"
+#include "process.h"
+
+using doctor::diagnose;
+using doctor::found;
+using doctor::nft;
+using doctor::set;
+using doctor::Texts;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+namespace {
+
+const Texts BY_IPV6 = {"--transport", "udpv6",  "--multicast-address",
+                       "ff05::1",     "--peer", "ff05::1"};
+
+class Doctor : public HostTest {};
+class DoctorOfALonelyHost : public NetworkTest {};
+
+TEST_F(Doctor, FindsNothingOnAGoodHost) {
+    const doctor::Diagnosis diagnosis = diagnose();
+
+    EXPECT_EQ(diagnosis.code, 0);
+    EXPECT_EQ(diagnosis.output, "Well: interfaces, multicast, firewall\n");
+    EXPECT_EQ(diagnosis.errors, "");
+}
+
+TEST_F(Doctor, FindsNothingWhereParticipantsRun) {
+    Process one = ddspart({"run", "--verbosity", "error"});
+    Process other = ddspart({"run", "--verbosity", "error"});
+
+    ASSERT_TRUE(one.wait_for_output("Default multicast locators"));
+    ASSERT_TRUE(other.wait_for_output("Default multicast locators"));
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(Doctor, FindsNothingOnAHostWithManyInterfaces) {
+    add_interface("net1", {"198.51.100.2/24"});
+    add_interface("net2", {"203.0.113.2/24"});
+    ip({"link", "add", "idle", "type", "bridge"});
+    ip({"address", "add", "10.0.0.1/24", "dev", "idle"});
+    ip({"link", "set", "idle", "up"});
+    EXPECT_THAT(found(), IsEmpty());
+    EXPECT_THAT(found({"--interface", "net1"}), IsEmpty());
+}
+
+TEST_F(Doctor, FindsNothingWhereThereIsIPv6) {
+    ip({"address", "add", "fd00::2/64", "dev", "net0", "nodad"});
+    EXPECT_THAT(found(BY_IPV6), IsEmpty());
+    EXPECT_THAT(found({"--transport", "udpv4,udpv6"}), IsEmpty());
+}
+
+TEST_F(Doctor, FindsNothingWithoutMulticast) {
+    ip({"link", "set", "net0", "multicast", "off"});
+    EXPECT_THAT(found({"--no-multicast", "--peer", "192.0.2.9"}), IsEmpty());
+}
+
+TEST_F(Doctor, SendsNoDatagramToOthers) {
+    const doctor::Wiretap tap("net0peer");
+
+    EXPECT_THAT(found(), IsEmpty());
+    EXPECT_THAT(tap.protocols(), Not(Contains(IPPROTO_UDP)));
+    (void)send_datagram("udpv4://239.255.0.1:7400", "net0");
+    EXPECT_THAT(tap.protocols(), Contains(IPPROTO_UDP));
+}
+
+TEST_F(DoctorOfALonelyHost, MissesAnInterface) {
+    EXPECT_THAT(found(), ElementsAre("no-usable-interface"));
+    add_interface("net0", {"192.0.2.2/24"});
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(DoctorOfALonelyHost, SaysThatLoopbackCarriesNoMulticastOfIPv6) {
+    const Texts by_loopback = {"--transport",         "udpv6",   "--interface", "lo",
+                               "--multicast-address", "ff05::1", "--peer",      "ff05::1"};
+
+    EXPECT_THAT(found(by_loopback), ElementsAre("loopback-without-multicast"));
+    EXPECT_THAT(found({"--transport", "udpv6", "--interface", "lo", "--peer", "::1"}), IsEmpty());
+}
+
+TEST_F(Doctor, NamesAnInterfaceThatIsDown) {
+    ip({"link", "set", "net0", "down"});
+    EXPECT_THAT(found(), ElementsAre("interface-down"));
+    ip({"link", "set", "net0", "up"});
+    ASSERT_TRUE(eventually([] { return is_running("net0"); }));
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(Doctor, NamesAnInterfaceWithoutCarrier) {
+    ip({"link", "set", "net0peer", "down"});
+    ASSERT_TRUE(eventually([] { return !is_running("net0"); }));
+    EXPECT_THAT(found(), ElementsAre("interface-without-carrier"));
+    ip({"link", "set", "net0peer", "up"});
+    ASSERT_TRUE(eventually([] { return is_running("net0"); }));
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(Doctor, NamesAnInterfaceWithoutAddress) {
+    ip({"address", "flush", "dev", "net0"});
+    EXPECT_THAT(found({"--interface", "net0"}), ElementsAre("interface-without-address"));
+    ip({"address", "add", "192.0.2.2/24", "dev", "net0"});
+    EXPECT_THAT(found({"--interface", "net0"}), IsEmpty());
+}
+
+TEST_F(Doctor, NamesAnInterfaceThatIsNotThere) {
+    EXPECT_THAT(found({"--interface", "net7"}), ElementsAre("no-such-interface"));
+    EXPECT_THAT(found({"--interface", "192.0.2.2"}), IsEmpty());
+}
+
+TEST_F(Doctor, NamesAnInterfaceWhoseMulticastIsOff) {
+    ip({"link", "set", "net0", "multicast", "off"});
+    EXPECT_THAT(found({"--interface", "net0"}), ElementsAre("interface-without-multicast"));
+    ip({"link", "set", "net0", "multicast", "on"});
+    EXPECT_THAT(found({"--interface", "net0"}), IsEmpty());
+}
+
+TEST_F(Doctor, SaysThatIPv6IsOffWhereItIsAskedFor) {
+    const Texts by_ipv6 = {"--transport", "udpv4,udpv6", "--interface", "net0"};
+
+    if (!set("net.ipv6.conf.net0.disable_ipv6", "1")) {
+        GTEST_SKIP() << "settings of the network may not be changed here";
+    }
+    EXPECT_THAT(found(by_ipv6), ElementsAre("ipv6-off"));
+    ASSERT_TRUE(set("net.ipv6.conf.net0.disable_ipv6", "0"));
+    ip({"address", "add", "fd00::2/64", "dev", "net0", "nodad"});
+    EXPECT_THAT(found(by_ipv6), IsEmpty());
+}
+
+TEST_F(Doctor, NamesAnInterfaceWithoutARouteToTheGroup) {
+    ip({"address", "add", "fd00::2/64", "dev", "net0", "nodad"});
+    ip({"-6", "route", "del", "multicast", "ff00::/8", "dev", "net0", "table", "local"});
+    EXPECT_THAT(found(BY_IPV6), ElementsAre("no-multicast-route"));
+    ip({"-6", "route", "add", "multicast", "ff00::/8", "dev", "net0", "table", "local"});
+    EXPECT_THAT(found(BY_IPV6), IsEmpty());
+}
+
+TEST_F(Doctor, NamesAnInterfaceOnWhichTheGroupCannotBeJoined) {
+    if (!set("net.ipv4.igmp_max_memberships", "0")) {
+        GTEST_SKIP() << "settings of the network may not be changed here";
+    }
+    EXPECT_THAT(found(), ElementsAre("group-not-joined"));
+    ASSERT_TRUE(set("net.ipv4.igmp_max_memberships", "20"));
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(Doctor, ObjectsToAStrictReversePathWhereTwoInterfacesShareASubnet) {
+    add_interface("net1", {"192.0.2.3/24"});
+    if (!set("net.ipv4.conf.net1.rp_filter", "1")) {
+        GTEST_SKIP() << "settings of the network may not be changed here";
+    }
+    EXPECT_THAT(found(), ElementsAre("strict-reverse-path"));
+    ASSERT_TRUE(set("net.ipv4.conf.net1.rp_filter", "2"));
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(Doctor, SaysThatAPropertyKeepsMulticastOnTheHost) {
+    EXPECT_THAT(found({"--property", "dds.transport.multicast_ttl=0"}), ElementsAre("ttl-zero"));
+    EXPECT_THAT(found({"--property", "dds.transport.multicast_ttl=1"}), IsEmpty());
+}
+
+class DoctorOfAFirewall : public Doctor {
+protected:
+    /** Of a chain for what comes in, or goes out; the test is skipped where there is no firewall.
+     */
+    static bool make(const std::string &hook, const std::string &rule,
+                     const std::string &policy = "accept") {
+        return nft("add table inet wall; add chain inet wall each { type filter hook " + hook +
+                   " priority 0; policy " + policy + "; }; add rule inet wall each " + rule);
+    }
+
+    static bool remove() {
+        return nft("delete table inet wall");
+    }
+};
+
+TEST_F(DoctorOfAFirewall, QuotesTheRuleThatDropsTheDomainsPorts) {
+    if (!make("input", "udp dport 7400-7500 drop")) {
+        GTEST_SKIP() << "needs nft";
+    }
+    const doctor::Diagnosis diagnosis = diagnose();
+
+    EXPECT_THAT(diagnosis.ids(), ElementsAre("ports-filtered"));
+    EXPECT_THAT(diagnosis.output,
+                HasSubstr("\"udp dport 7400-7500 drop\" in chain each of table inet wall"));
+    EXPECT_THAT(found({"--domain", "1"}), IsEmpty());
+    ASSERT_TRUE(remove());
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(DoctorOfAFirewall, NamesPortsThatMayNotBeSentTo) {
+    if (!make("output", "udp dport 7400 reject")) {
+        GTEST_SKIP() << "needs nft";
+    }
+    EXPECT_THAT(found(), ElementsAre("ports-filtered"));
+    ASSERT_TRUE(remove());
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(DoctorOfAFirewall, SaysThatNoMulticastReturnsWhereAllIsDropped) {
+    if (!make("input", "iif lo accept", "drop")) {
+        GTEST_SKIP() << "needs nft";
+    }
+    const doctor::Diagnosis diagnosis = diagnose();
+
+    EXPECT_THAT(diagnosis.ids(), ElementsAre("multicast-not-returning"));
+    EXPECT_THAT(diagnosis.output, HasSubstr("\"policy drop\" in chain each of table inet wall"));
+    ASSERT_TRUE(nft("add rule inet wall each udp dport 7400-7500 ip daddr 239.255.0.1 accept"));
+    ASSERT_TRUE(nft("add rule inet wall each ip daddr 239.255.0.1 accept"));
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(Doctor, SaysWhatNoParticipantCanHave) {
+    const doctor::Diagnosis peer = diagnose({"--peer", "192.0.2.300"});
+    const doctor::Diagnosis domain = diagnose({"--domain", "233"});
+
+    EXPECT_EQ(peer.code, 1);
+    EXPECT_THAT(peer.errors, HasSubstr("ddspart: inconsistent QoS: discovery.initial_peers has "
+                                       "\"192.0.2.300\""));
+    EXPECT_EQ(domain.code, 1);
+    EXPECT_EQ(domain.errors, "ddspart: domain 233 has no valid ports for any participant index\n");
+}
+
+} // namespace

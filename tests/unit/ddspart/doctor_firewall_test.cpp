@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: Apache-2.0
+// The rules of a firewall, as nft lists them.
+#include "doctor/firewall.h"
+
+#include <gmock/gmock.h>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace doctor {
+
+namespace {
+
+std::string ruleset(const std::string &rule, const std::string &policy = "accept") {
+    return "table inet filter {\n"
+           "\tchain input {\n"
+           "\t\ttype filter hook input priority filter; policy " +
+           policy + ";\n\t\t" + rule + "\n\t}\n}\n";
+}
+
+/** As "chain: rule". */
+std::vector<std::string> dropping(const std::string &text) {
+    std::vector<std::string> all;
+
+    for (const FirewallRule &rule : dropping_rules(text, {7400, 7410})) {
+        all.push_back(rule.chain + ": " + rule.text);
+    }
+    return all;
+}
+
+const std::string CHAIN = "chain input of table inet filter: ";
+
+TEST(DroppingRules, NameOneOfThePorts) {
+    for (const std::string rule :
+         {"udp dport 7400 drop", "udp dport 7000-7999 drop", "udp dport { 53, 7410 } reject",
+          "ip saddr 192.0.2.0/24 udp dport { 53, 7000-7500, 9000 } drop"}) {
+        EXPECT_THAT(dropping(ruleset(rule)), ElementsAre(CHAIN + rule));
+    }
+}
+
+TEST(DroppingRules, AreNotThoseOfOtherPortsProtocolsAndVerdicts) {
+    for (const std::string rule : {"udp dport 7500 drop", "tcp dport 7400 drop", "udp dport",
+                                   "udp dport 7400 accept", "udp sport 7400 drop"}) {
+        EXPECT_THAT(dropping(ruleset(rule)), IsEmpty()) << rule;
+    }
+}
+
+TEST(DroppingRules, AreShownWithoutTheirCounters) {
+    EXPECT_THAT(dropping(ruleset("udp dport 7400 counter packets 3 bytes 120 drop")),
+                ElementsAre(CHAIN + "udp dport 7400 drop"));
+}
+
+TEST(DroppingRules, ComeBeforeThePolicyThatDropsWhatNoneAccepts) {
+    EXPECT_THAT(dropping(ruleset("udp dport 7400 drop", "drop")),
+                ElementsAre(CHAIN + "udp dport 7400 drop", CHAIN + "policy drop"));
+}
+
+TEST(DroppingRules, AreNoneOfAnEmptyRuleset) {
+    EXPECT_THAT(dropping(""), IsEmpty());
+}
+
+} // namespace
+
+} // namespace doctor

@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: Apache-2.0
+// What ddspart doctor makes of the interfaces of a host.
+#include "doctor_facts.h"
+
+#include <gmock/gmock.h>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace doctor {
+
+namespace {
+
+TEST(DoctorOfInterfaces, FindsNothingOnAHostWithAGoodOne) {
+    EXPECT_THAT(found(host_with({good_interface("net0", 2)}), usual_wishes()), IsEmpty());
+}
+
+TEST(DoctorOfInterfaces, MissesOneBesideLoopback) {
+    EXPECT_THAT(found(host_with({}), usual_wishes()), ElementsAre("no-usable-interface "));
+}
+
+TEST(DoctorOfInterfaces, MissesNoneWhereLoopbackIsAskedFor) {
+    Wishes wishes = usual_wishes();
+
+    wishes.interfaces = {"127.0.0.1"};
+    EXPECT_THAT(found(host_with({}), wishes), IsEmpty());
+}
+
+TEST(DoctorOfInterfaces, NamesTheOneThatIsDown) {
+    Interface interface = good_interface("net0", 2);
+
+    interface.is_up = false;
+    interface.is_running = false;
+    EXPECT_THAT(found(host_with({interface}), usual_wishes()), ElementsAre("interface-down net0"));
+}
+
+TEST(DoctorOfInterfaces, NamesTheOneWithoutCarrier) {
+    Interface interface = good_interface("net0", 2);
+
+    interface.is_running = false;
+    EXPECT_THAT(found(host_with({interface}), usual_wishes()),
+                ElementsAre("interface-without-carrier net0"));
+}
+
+TEST(DoctorOfInterfaces, NamesTheOneWithoutAddress) {
+    Interface interface = good_interface("net0", 2);
+
+    interface.addresses.clear();
+    EXPECT_THAT(found(host_with({interface}), usual_wishes()),
+                ElementsAre("interface-without-address net0"));
+}
+
+TEST(DoctorOfInterfaces, SaysThatALinkLocalAddressIsNotUsed) {
+    Wishes wishes = usual_wishes();
+    Interface interface = good_interface("net0", 2);
+
+    wishes.families = {Family::IPV6};
+    wishes.groups.clear();
+    interface.has_link_local = true;
+    const Diagnosis diagnosis = diagnose(host_with({interface}), wishes);
+
+    ASSERT_EQ(diagnosis.findings.size(), 1U);
+    EXPECT_EQ(diagnosis.findings.front().id, "interface-without-address");
+    EXPECT_THAT(diagnosis.findings.front().cause, HasSubstr("but a link-local one"));
+}
+
+TEST(DoctorOfInterfaces, DoesNotMissAnIdleOneBesideAGoodOne) {
+    Interface bridge = good_interface("bridge", 3, "198.51.100.1");
+    Interface spare = good_interface("spare", 4);
+
+    bridge.is_running = false;
+    spare.is_up = false;
+    EXPECT_THAT(found(host_with({good_interface("net0", 2), bridge, spare}), usual_wishes()),
+                IsEmpty());
+}
+
+TEST(DoctorOfInterfaces, NamesThoseThatLackLeastWhereNoneIsUsable) {
+    Interface cable = good_interface("net0", 2);
+    Interface spare = good_interface("net1", 3);
+
+    cable.is_running = false;
+    spare.is_up = false;
+    spare.is_running = false;
+    EXPECT_THAT(found(host_with({cable, spare}), usual_wishes()),
+                ElementsAre("interface-without-carrier net0"));
+}
+
+TEST(DoctorOfInterfaces, TakesTheOneWithAnAddressForTheOneToUse) {
+    Interface configured = good_interface("net0", 2);
+    Interface other = good_interface("net1", 3);
+
+    configured.is_up = false;
+    configured.is_running = false;
+    other.addresses.clear();
+    EXPECT_THAT(found(host_with({configured, other}), usual_wishes()),
+                ElementsAre("interface-down net0"));
+}
+
+TEST(DoctorOfInterfaces, MissesOneThatIsAskedForBesideAGoodOne) {
+    Wishes wishes = usual_wishes();
+    Interface cable = good_interface("net1", 3, "198.51.100.1");
+
+    cable.is_running = false;
+    wishes.interfaces = {"net0", "198.51.100.1"};
+    EXPECT_THAT(found(host_with({good_interface("net0", 2), cable}), wishes),
+                ElementsAre("interface-without-carrier net1"));
+}
+
+TEST(DoctorOfInterfaces, NamesAnEntryThatIsNoInterface) {
+    Wishes wishes = usual_wishes();
+
+    wishes.interfaces = {"net0", "net7", "203.0.113.1"};
+    EXPECT_THAT(found(host_with({good_interface("net0", 2)}), wishes),
+                ElementsAre("no-such-interface net7", "no-such-interface 203.0.113.1"));
+}
+
+TEST(DoctorOfInterfaces, SaysThatIPv6IsOffWhereItIsAskedFor) {
+    Interface interface = good_interface("net0", 2);
+
+    interface.ipv6_is_off = true;
+    EXPECT_THAT(found(host_with({interface}), wishes_of_both_families()),
+                ElementsAre("ipv6-off net0"));
+    EXPECT_THAT(found(host_with({interface}), usual_wishes()), IsEmpty());
+}
+
+TEST(DoctorOfInterfaces, NamesTheOneWhoseMulticastIsOff) {
+    Interface interface = good_interface("net0", 2);
+
+    interface.is_multicast = false;
+    EXPECT_THAT(found(host_with({interface}), usual_wishes()),
+                ElementsAre("interface-without-multicast net0"));
+}
+
+TEST(DoctorOfInterfaces, NeedsNoMulticastOfOneBesideAnotherThatHasIt) {
+    Interface tunnel = good_interface("tunnel", 3, "198.51.100.1");
+
+    tunnel.is_multicast = false;
+    EXPECT_THAT(found(host_with({good_interface("net0", 2), tunnel}), usual_wishes()), IsEmpty());
+}
+
+TEST(DoctorOfInterfaces, NeedsNoMulticastWhereNobodyWantsIt) {
+    Wishes wishes = usual_wishes();
+    Interface interface = good_interface("net0", 2);
+
+    interface.is_multicast = false;
+    wishes.groups.clear();
+    EXPECT_THAT(found(host_with({interface}), wishes), IsEmpty());
+}
+
+TEST(DoctorOfInterfaces, ObjectsToAStrictReversePathWhereTwoShareASubnet) {
+    Interface second = good_interface("net1", 3, "192.0.2.3");
+
+    second.reverse_path = ReversePath::STRICT;
+    EXPECT_THAT(found(host_with({good_interface("net0", 2), second}), usual_wishes()),
+                ElementsAre("strict-reverse-path net1"));
+    second.reverse_path = ReversePath::LOOSE;
+    EXPECT_THAT(found(host_with({good_interface("net0", 2), second}), usual_wishes()), IsEmpty());
+}
+
+TEST(DoctorOfInterfaces, HasNothingAgainstAStrictReversePathBetweenSubnets) {
+    Interface first = good_interface("net0", 2);
+    Interface second = good_interface("net1", 3, "198.51.100.2");
+
+    first.reverse_path = ReversePath::STRICT;
+    second.reverse_path = ReversePath::STRICT;
+    EXPECT_THAT(found(host_with({first, second}), usual_wishes()), IsEmpty());
+}
+
+} // namespace
+
+} // namespace doctor

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "doctor/checks.h"
+
+#include <algorithm>
+#include <array>
+#include <set>
+
+#include "doctor/interface_checks.h"
+#include "doctor/multicast_checks.h"
+
+namespace doctor {
+
+namespace {
+
+bool always(const Facts & /*facts*/, const Wishes & /*wishes*/) {
+    return true;
+}
+
+bool is_multicast_tried(const Facts &facts, const Wishes & /*wishes*/) {
+    return std::ranges::find(facts.probes, Probe::Road::GROUP, &Probe::road) != facts.probes.end();
+}
+
+constexpr Subject INTERFACES = {"interfaces", always};
+constexpr Subject MULTICAST = {"multicast", is_multicast_tried};
+constexpr Subject FIREWALL = {"firewall", is_multicast_tried};
+
+// clang-format off
+constexpr std::array CHECKS = {
+    Check{"no-usable-interface", &INTERFACES,
+          "There is no interface but loopback.",
+          find_no_usable_interface},
+    Check{"no-such-interface", &INTERFACES,
+          "An interface that is to be used is not there.",
+          find_no_such_interface},
+    Check{"interface-down", &INTERFACES,
+          "An interface that would be needed is down.",
+          find_interface_down},
+    Check{"interface-without-carrier", &INTERFACES,
+          "An interface that would be needed has no carrier.",
+          find_interface_without_carrier},
+    Check{"interface-without-address", &INTERFACES,
+          "An interface that would be needed has no address that can be used.",
+          find_interface_without_address},
+    Check{"ipv6-off", &INTERFACES,
+          "The transport udpv6 is asked for and IPv6 is switched off.",
+          find_ipv6_off},
+    Check{"strict-reverse-path", &INTERFACES,
+          "Two interfaces are in one subnet, and a strict reverse-path filter drops what comes in "
+          "by one of them.",
+          find_strict_reverse_path},
+    Check{"interface-without-multicast", &MULTICAST,
+          "An interface that would be needed has multicast switched off.",
+          find_interface_without_multicast},
+    Check{"no-multicast-route", &MULTICAST,
+          "The kernel has no way to the group, or one that forbids it.",
+          find_no_multicast_route},
+    Check{"loopback-without-multicast", &MULTICAST,
+          "There is only loopback, and it does not carry the group.",
+          find_loopback_without_multicast},
+    Check{"group-not-joined", &MULTICAST,
+          "The group cannot be joined.",
+          find_group_not_joined},
+    Check{"multicast-not-returning", &MULTICAST,
+          "What is sent to the group does not come back, to whatever port.",
+          find_multicast_not_returning},
+    Check{"ttl-zero", &MULTICAST,
+          "A property keeps what is sent to groups on this host.",
+          find_ttl_zero},
+    Check{"ports-filtered", &FIREWALL,
+          "What is for ports of the domain is dropped, while other ports are reached.",
+          find_ports_filtered},
+};
+// clang-format on
+
+} // namespace
+
+std::span<const Check> checks() {
+    return CHECKS;
+}
+
+Diagnosis diagnose(const Facts &facts, const Wishes &wishes) {
+    Diagnosis diagnosis = {wishes.domain, {}, {}, facts.unseen};
+    std::set<const Subject *> told; // of which something has been said
+
+    for (const Check &check : CHECKS) {
+        for (Finding &finding : check.look(facts, wishes)) {
+            finding.id = check.id;
+            diagnosis.findings.push_back(std::move(finding));
+            told.insert(check.subject);
+        }
+    }
+    for (const Check &check : CHECKS) {
+        if (check.subject->matters(facts, wishes) && told.insert(check.subject).second) {
+            diagnosis.well.emplace_back(check.subject->text);
+        }
+    }
+    return diagnosis;
+}
+
+} // namespace doctor

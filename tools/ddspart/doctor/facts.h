@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the host is like, for whoever looks for what keeps participants apart.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "doctor/wishes.h"
+#include "host/ephemeral_ports.h"
+#include "host/files.h"
+
+namespace doctor {
+
+/** An address of an interface that participants can use: link-local ones of IPv6 are none. */
+struct Address {
+    Family family;
+    std::string text;
+    unsigned prefix_length;
+};
+
+enum class ReversePath { OFF, STRICT, LOOSE }; // as the kernel numbers them
+
+struct Interface {
+    std::string name;
+    unsigned index = 0;
+    bool is_up = false;
+    bool is_running = false; // has a carrier
+    bool is_loopback = false;
+    bool is_multicast = false;
+    bool has_link_local = false; // an address of IPv6 that is no use
+    bool ipv6_is_off = false;
+    ReversePath reverse_path = ReversePath::OFF;
+    std::vector<Address> addresses;
+
+    bool has(Family family) const;
+    /** Whether a participant can use it for a family, if it may. */
+    bool is_usable(Family family) const;
+};
+
+/** A datagram that the host has sent to itself. */
+struct Probe {
+    enum class Road {
+        GROUP,      // to a group, by way of an interface
+        OWN_ADDRESS // to an address of the interface
+    };
+    enum class Outcome {
+        RETURNED,
+        HELD,      // the port is somebody's: it was left alone
+        NOT_BOUND, // and so on: the step that failed, with `error`
+        NOT_JOINED,
+        NOT_SENT,
+        LOST
+    };
+
+    Family family;
+    std::string interface;
+    bool is_loopback; // the interface
+    Road road;
+    std::string destination; // an address
+    unsigned port;           // 0: one that has nothing to do with participants
+    Outcome outcome = Outcome::RETURNED;
+    int error = 0;
+
+    /** Whether something on the way has dropped it, said or unsaid. */
+    bool is_dropped() const;
+};
+
+/** What became of the search for a peer. */
+struct PeerTrial {
+    Peer peer;
+    std::string failure;                // why the name has no address; empty: it has one
+    std::vector<std::string> addresses; // of the families asked for; one if it is an address
+    int route_error = 0;                // of the way to the first of them
+};
+
+/** A UDP socket at a port of the domain, and who has it. */
+struct Holder {
+    unsigned port;
+    std::string who;     // "demo (4711)" or "a process of root"; several are joined by ", "
+    bool is_participant; // holds what a participant of the domain holds
+    std::uint64_t drops; // datagrams that found no room
+};
+
+/** A rule of the firewall that drops or rejects. */
+struct FirewallRule {
+    std::string chain; // "chain input of table inet filter"
+    std::string text;  // as the firewall lists it
+};
+
+struct Facts {
+    std::vector<Interface> interfaces;
+    std::vector<Probe> probes;
+    std::vector<PeerTrial> peers;
+    std::vector<Holder> holders;
+    std::optional<host::EphemeralPorts> ephemeral;
+    std::optional<std::size_t> free_descriptors;
+    std::vector<FirewallRule> rules; // those that drop one of the domain's ports
+    /** What could not be looked at, and why: "firewall rules: only root may read them". */
+    std::vector<std::string> unseen;
+};
+
+/** The interfaces of the caller's network. Throws std::system_error. */
+std::vector<Interface> list_interfaces(const host::Files &files = {});
+
+/** Whether an entry of the setting is the name of the interface, or an address of it. */
+bool is_named(const Interface &interface, const std::string &entry);
+
+/** Whether the participant may use the interface. Loopback is the last resort of all of them. */
+bool is_allowed(const Interface &interface, const Wishes &wishes);
+
+/** The interfaces that a group of a family is sent and received by, in the library's way. */
+std::vector<Interface> multicast_interfaces(const std::vector<Interface> &interfaces,
+                                            const Wishes &wishes, Family family);
+
+/** All that the host tells, and what has to be tried. Takes two seconds at most. */
+Facts gather(const Wishes &wishes);
+
+} // namespace doctor

@@ -1,0 +1,288 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "doctor/interface_checks.h"
+
+#include <algorithm>
+#include <limits>
+
+#include <arpa/inet.h>
+
+#include "words.h"
+
+namespace doctor {
+
+namespace {
+
+/** How much an interface lacks to be used for a family; an address says that it should be. */
+int lacks(const Interface &interface, Family family) {
+    constexpr int ADDRESS = 3; // more than all else
+
+    return (interface.is_up ? 0 : 1) + (interface.is_running ? 0 : 1) +
+           (interface.has(family) ? 0 : ADDRESS);
+}
+
+/** Whether the setting names it, so that it is expected to be used. */
+bool is_asked_for(const Interface &interface, const Wishes &wishes) {
+    return std::ranges::any_of(
+        wishes.interfaces, [&](const std::string &entry) { return is_named(interface, entry); });
+}
+
+bool is_candidate(const Interface &interface, const Wishes &wishes) {
+    return !interface.is_loopback && is_allowed(interface, wishes);
+}
+
+/** Whether a participant gets along without any interface but loopback, having been told to. */
+bool is_confined_to_loopback(const Facts &facts, const Wishes &wishes) {
+    return !wishes.interfaces.empty() &&
+           std::ranges::all_of(wishes.interfaces, [&](const std::string &entry) {
+               return std::ranges::any_of(facts.interfaces, [&](const Interface &interface) {
+                   return interface.is_loopback && is_named(interface, entry);
+               });
+           });
+}
+
+bool is_any_usable(const Facts &facts, const Wishes &wishes, Family family) {
+    return std::ranges::any_of(facts.interfaces, [&](const Interface &interface) {
+        return is_candidate(interface, wishes) && interface.is_usable(family);
+    });
+}
+
+/**
+ * The interfaces that ought to be usable for a family and are not: those that are asked for and are
+ * of no use for any family, and where none at all is usable those that lack least of it. An idle
+ * one beside a good one is nobody's trouble.
+ */
+std::vector<Interface> missed_interfaces(const Facts &facts, const Wishes &wishes, Family family) {
+    std::vector<Interface> missed;
+    int least = std::numeric_limits<int>::max();
+
+    if (is_confined_to_loopback(facts, wishes)) {
+        return missed;
+    }
+    const bool is_any = is_any_usable(facts, wishes, family);
+
+    for (const Interface &interface : facts.interfaces) {
+        if (is_candidate(interface, wishes) && !interface.is_usable(family)) {
+            least = std::min(least, lacks(interface, family));
+        }
+    }
+    for (const Interface &interface : facts.interfaces) {
+        const bool is_useless = std::ranges::none_of(
+            wishes.families, [&](Family each) { return interface.is_usable(each); });
+
+        if (is_candidate(interface, wishes) && !interface.is_usable(family) &&
+            ((is_asked_for(interface, wishes) && is_useless) ||
+             (!is_any && lacks(interface, family) == least))) {
+            missed.push_back(interface);
+        }
+    }
+    return missed;
+}
+
+/** A finding for each interface that is missed, in whatever family, and of which it holds. */
+template <class Condition, class Describe>
+std::vector<Finding> find_missed(const Facts &facts, const Wishes &wishes, Condition condition,
+                                 Describe describe) {
+    std::vector<Finding> findings;
+
+    for (const Family family : wishes.families) {
+        for (const Interface &interface : missed_interfaces(facts, wishes, family)) {
+            if (!condition(interface, family)) {
+                continue;
+            }
+            const Finding finding = describe(interface, family);
+
+            if (std::ranges::find(findings, finding) == findings.end()) {
+                findings.push_back(finding);
+            }
+        }
+    }
+    return findings;
+}
+
+std::string names_of(const std::vector<Family> &families) {
+    std::vector<std::string> names;
+
+    for (const Family family : families) {
+        names.emplace_back(name_of(family));
+    }
+    return join(names, " or ");
+}
+
+/** Whether two addresses are in the same subnet, by the longer one of their prefixes. */
+bool are_in_one_subnet(const Address &left, const Address &right) {
+    in_addr first = {};
+    in_addr second = {};
+    const unsigned length = std::min(left.prefix_length, right.prefix_length);
+    constexpr unsigned BITS = 32;
+
+    if (left.family != Family::IPV4 || right.family != Family::IPV4 || length == 0 ||
+        left.prefix_length == BITS || right.prefix_length == BITS ||
+        inet_pton(AF_INET, left.text.c_str(), &first) != 1 ||
+        inet_pton(AF_INET, right.text.c_str(), &second) != 1) {
+        return false;
+    }
+    return ((ntohl(first.s_addr) ^ ntohl(second.s_addr)) >> (BITS - length)) == 0;
+}
+
+} // namespace
+
+std::vector<Finding> find_no_usable_interface(const Facts &facts, const Wishes &wishes) {
+    const bool is_there = std::ranges::any_of(
+        facts.interfaces, [](const Interface &interface) { return !interface.is_loopback; });
+
+    if (is_there || !wishes.interfaces.empty()) {
+        return {}; // what it lacks, or that it is not there, others say
+    }
+    return {{"", "",
+             "The host, or the container, has no network interface but loopback: a participant "
+             "finds those on this host only.",
+             "Add an interface with an " + names_of(wishes.families) +
+                 " address; for a container, attach it to a network."}};
+}
+
+std::vector<Finding> find_no_such_interface(const Facts &facts, const Wishes &wishes) {
+    std::vector<Finding> findings;
+    std::vector<std::string> names;
+
+    for (const Interface &interface : facts.interfaces) {
+        names.push_back(interface.name);
+    }
+    for (const std::string &entry : wishes.interfaces) {
+        const bool is_there =
+            std::ranges::any_of(facts.interfaces, [&](const Interface &interface) {
+                return is_named(interface, entry);
+            });
+
+        if (!is_there) {
+            findings.push_back({"", entry,
+                                "Of the interfaces that may be used, '" + entry +
+                                    "' is not there: neither a name nor an address of one.",
+                                "Name one of " + listed(names) +
+                                    ", or an address of it, by --interface, NUVDDS_INTERFACES or "
+                                    "dds.transport.allow_interfaces."});
+        }
+    }
+    return findings;
+}
+
+std::vector<Finding> find_interface_down(const Facts &facts, const Wishes &wishes) {
+    return find_missed(
+        facts, wishes, [](const Interface &interface, Family) { return !interface.is_up; },
+        [](const Interface &interface, Family) {
+            return Finding{"", interface.name,
+                           "Interface " + interface.name + " is down: participants do not use it.",
+                           "Set it up: ip link set dev " + interface.name + " up"};
+        });
+}
+
+std::vector<Finding> find_interface_without_carrier(const Facts &facts, const Wishes &wishes) {
+    return find_missed(
+        facts, wishes,
+        [](const Interface &interface, Family) { return interface.is_up && !interface.is_running; },
+        [](const Interface &interface, Family) {
+            return Finding{"", interface.name,
+                           "Interface " + interface.name +
+                               " is up but has no carrier: participants do not use it.",
+                           "Connect its cable, or set up its other end (the switch port, the peer "
+                           "of a virtual pair, a port of the bridge)."};
+        });
+}
+
+std::vector<Finding> find_interface_without_address(const Facts &facts, const Wishes &wishes) {
+    return find_missed(
+        facts, wishes,
+        [](const Interface &interface, Family family) {
+            return !interface.has(family) && !(family == Family::IPV6 && interface.ipv6_is_off);
+        },
+        [](const Interface &interface, Family family) {
+            const bool is_local = family == Family::IPV6 && interface.has_link_local;
+            const std::string kind = name_of(family);
+
+            return Finding{"", interface.name,
+                           "Interface " + interface.name + " has no " + kind + " address" +
+                               (is_local ? " but a link-local one, which is not used" : "") +
+                               ": participants do not use it for " + kind + ".",
+                           "Give it one: ip address add ADDRESS/PREFIX dev " + interface.name};
+        });
+}
+
+std::vector<Finding> find_ipv6_off(const Facts &facts, const Wishes &wishes) {
+    std::vector<Finding> findings;
+
+    if (!wishes.has(Family::IPV6) || is_confined_to_loopback(facts, wishes)) {
+        return findings;
+    }
+    for (const Interface &interface : missed_interfaces(facts, wishes, Family::IPV6)) {
+        if (interface.ipv6_is_off) {
+            findings.push_back({"", interface.name,
+                                "The transport udpv6 is asked for, but IPv6 is switched off on " +
+                                    interface.name + ".",
+                                "Switch it on: sysctl net.ipv6.conf." + interface.name +
+                                    ".disable_ipv6=0; or leave udpv6 out of --transport."});
+        }
+    }
+    return findings;
+}
+
+std::vector<Finding> find_interface_without_multicast(const Facts &facts, const Wishes &wishes) {
+    std::vector<Finding> findings;
+
+    for (const Family family : wishes.families) {
+        const auto chosen = multicast_interfaces(facts.interfaces, wishes, family);
+        const bool is_any = std::ranges::any_of(
+            chosen, [](const Interface &interface) { return !interface.is_loopback; });
+
+        for (const Interface &interface : facts.interfaces) {
+            // An interface that is not asked for is not missed beside one that has multicast.
+            if (!wishes.has_groups(family) || !is_candidate(interface, wishes) ||
+                !interface.is_usable(family) || interface.is_multicast ||
+                (is_any && !is_asked_for(interface, wishes))) {
+                continue;
+            }
+            findings.push_back({"", interface.name,
+                                "Interface " + interface.name +
+                                    " has multicast switched off: nobody is found over it by " +
+                                    name_of(family) + " multicast.",
+                                "Switch it on: ip link set dev " + interface.name +
+                                    " multicast on; or name the others by --peer."});
+        }
+    }
+    return findings;
+}
+
+std::vector<Finding> find_strict_reverse_path(const Facts &facts, const Wishes &wishes) {
+    std::vector<Finding> findings;
+
+    if (!wishes.has(Family::IPV4)) {
+        return findings;
+    }
+    for (const Interface &interface : facts.interfaces) {
+        if (!is_candidate(interface, wishes) || !interface.is_usable(Family::IPV4) ||
+            interface.reverse_path != ReversePath::STRICT) {
+            continue;
+        }
+        for (const Interface &other : facts.interfaces) {
+            const auto shares = [&](const Address &address) {
+                return std::ranges::any_of(other.addresses, [&](const Address &its) {
+                    return are_in_one_subnet(address, its);
+                });
+            };
+
+            if (other.index < interface.index && !other.is_loopback &&
+                other.is_usable(Family::IPV4) && std::ranges::any_of(interface.addresses, shares)) {
+                findings.push_back(
+                    {"", interface.name,
+                     "Interfaces " + other.name + " and " + interface.name +
+                         " are in one subnet, and the reverse-path filter of " + interface.name +
+                         " is strict: what comes in by the one that the kernel would not answer "
+                         "by is dropped without a word.",
+                     "Make it loose: sysctl net.ipv4.conf." + interface.name +
+                         ".rp_filter=2; or use one of the two: --interface " + other.name});
+                break;
+            }
+        }
+    }
+    return findings;
+}
+
+} // namespace doctor

@@ -1,0 +1,183 @@
+// SPDX-License-Identifier: Apache-2.0
+// The interfaces of the host, those included that no participant can use.
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <string_view>
+#include <system_error>
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <net/if.h>
+
+#include "doctor/facts.h"
+#include "numbers.h"
+
+namespace doctor {
+
+namespace {
+
+struct Free {
+    void operator()(ifaddrs *list) const {
+        freeifaddrs(list);
+    }
+};
+using List = std::unique_ptr<ifaddrs, Free>;
+
+List read_list() {
+    ifaddrs *first = nullptr;
+
+    if (getifaddrs(&first) != 0) {
+        throw std::system_error(errno, std::generic_category(), "cannot list the interfaces");
+    }
+    return List(first);
+}
+
+/** IPv4 addresses may have a label, as "eth0:1". */
+std::string_view name_of(const ifaddrs &entry) {
+    const std::string_view name = entry.ifa_name;
+
+    return name.substr(0, name.find(':'));
+}
+
+std::string text_of(int family, const void *address) {
+    std::array<char, INET6_ADDRSTRLEN> text{};
+
+    (void)inet_ntop(family, address, text.data(), text.size());
+    return text.data();
+}
+
+template <class Octets>
+unsigned bits_of(const Octets &mask) {
+    unsigned bits = 0;
+
+    for (const auto octet : std::bit_cast<std::array<std::uint8_t, sizeof mask>>(mask)) {
+        bits += static_cast<unsigned>(std::popcount(octet));
+    }
+    return bits;
+}
+
+/** An address of a structure that the kernel has filled. */
+template <class Structure>
+Structure read(const sockaddr *from) {
+    Structure structure = {};
+
+    if (from != nullptr) {
+        std::memcpy(&structure, from, sizeof structure);
+    }
+    return structure;
+}
+
+void add_address(Interface &interface, const ifaddrs &entry) {
+    if (entry.ifa_addr->sa_family == AF_INET) {
+        const auto address = read<sockaddr_in>(entry.ifa_addr);
+
+        interface.addresses.push_back({Family::IPV4, text_of(AF_INET, &address.sin_addr),
+                                       bits_of(read<sockaddr_in>(entry.ifa_netmask).sin_addr)});
+    } else if (entry.ifa_addr->sa_family == AF_INET6) {
+        const auto address = read<sockaddr_in6>(entry.ifa_addr);
+
+        if (IN6_IS_ADDR_LINKLOCAL(&address.sin6_addr)) {
+            interface.has_link_local = true;
+        } else {
+            interface.addresses.push_back(
+                {Family::IPV6, text_of(AF_INET6, &address.sin6_addr),
+                 bits_of(read<sockaddr_in6>(entry.ifa_netmask).sin6_addr)});
+        }
+    }
+}
+
+/** A setting of an interface; none where the kernel has no such thing. */
+std::optional<int> setting(const host::Files &files, const char *family, const std::string &name,
+                           const char *what) {
+    const auto text =
+        host::text_or_none(files.proc / "sys" / "net" / family / "conf" / name / what);
+    const auto words = text ? host::fields_of(*text) : std::vector<std::string>();
+
+    return words.size() == 1 ? to_number<int>(words.front()) : std::nullopt;
+}
+
+void read_settings(Interface &interface, const host::Files &files) {
+    const auto reverse_path = [&](const std::string &name) {
+        return setting(files, "ipv4", name, "rp_filter").value_or(0);
+    };
+    constexpr int LARGEST = static_cast<int>(ReversePath::LOOSE);
+
+    interface.ipv6_is_off = setting(files, "ipv6", interface.name, "disable_ipv6").value_or(1) != 0;
+    // The kernel goes by the larger one.
+    interface.reverse_path = static_cast<ReversePath>(
+        std::clamp(std::max(reverse_path("all"), reverse_path(interface.name)), 0, LARGEST));
+}
+
+} // namespace
+
+bool Interface::has(Family family) const {
+    return std::ranges::find(addresses, family, &Address::family) != addresses.end();
+}
+
+bool Interface::is_usable(Family family) const {
+    return is_up && is_running && has(family);
+}
+
+std::vector<Interface> list_interfaces(const host::Files &files) {
+    const List list = read_list();
+    std::vector<Interface> interfaces;
+
+    for (const ifaddrs *link = list.get(); link != nullptr; link = link->ifa_next) {
+        if (link->ifa_addr == nullptr || link->ifa_addr->sa_family != AF_PACKET) {
+            continue;
+        }
+        Interface interface;
+
+        interface.name = link->ifa_name;
+        interface.index = if_nametoindex(link->ifa_name);
+        interface.is_up = (link->ifa_flags & IFF_UP) != 0;
+        interface.is_running = (link->ifa_flags & IFF_RUNNING) != 0;
+        interface.is_loopback = (link->ifa_flags & IFF_LOOPBACK) != 0;
+        interface.is_multicast = (link->ifa_flags & IFF_MULTICAST) != 0;
+        read_settings(interface, files);
+        for (const ifaddrs *each = list.get(); each != nullptr; each = each->ifa_next) {
+            if (each->ifa_addr != nullptr && name_of(*each) == interface.name) {
+                add_address(interface, *each);
+            }
+        }
+        interfaces.push_back(std::move(interface));
+    }
+    return interfaces;
+}
+
+bool is_named(const Interface &interface, const std::string &entry) {
+    return entry == interface.name ||
+           std::ranges::find(interface.addresses, entry, &Address::text) !=
+               interface.addresses.end();
+}
+
+bool is_allowed(const Interface &interface, const Wishes &wishes) {
+    return wishes.interfaces.empty() || interface.is_loopback ||
+           std::ranges::any_of(wishes.interfaces, [&](const std::string &entry) {
+               return is_named(interface, entry);
+           });
+}
+
+std::vector<Interface> multicast_interfaces(const std::vector<Interface> &interfaces,
+                                            const Wishes &wishes, Family family) {
+    std::vector<Interface> chosen;
+
+    for (const bool loopback : {false, true}) {
+        for (const Interface &interface : interfaces) {
+            if (interface.is_loopback == loopback && interface.is_usable(family) &&
+                (interface.is_multicast || loopback) && is_allowed(interface, wishes)) {
+                chosen.push_back(interface);
+            }
+        }
+        if (!chosen.empty()) {
+            break;
+        }
+    }
+    return chosen;
+}
+
+} // namespace doctor

@@ -1,0 +1,395 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "doctor/probes.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <random>
+#include <set>
+#include <system_error>
+#include <utility>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace doctor {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/** On one host a datagram is there before the call that sends it returns, or soon. */
+constexpr std::chrono::milliseconds TIME_TO_RETURN(100);
+constexpr int TRIES = 2;
+
+/** The header of an RTPS message with nothing behind it; its prefix tells it from all others. */
+constexpr std::size_t MESSAGE_SIZE = 20;
+using Message = std::array<unsigned char, MESSAGE_SIZE>;
+
+Message make_message() {
+    constexpr std::array<unsigned char, 8> HEAD = {'R', 'T', 'P', 'S', 2, 5, 0, 0};
+    std::random_device random;
+    Message message{};
+
+    std::ranges::copy(HEAD, message.begin());
+    std::generate(message.begin() + HEAD.size(), message.end(),
+                  [&] { return static_cast<unsigned char>(random()); });
+    return message;
+}
+
+class Socket {
+public:
+    explicit Socket(Family family)
+        : number_(socket(family == Family::IPV4 ? AF_INET : AF_INET6,
+                         SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
+        if (number_ < 0) {
+            throw std::system_error(errno, std::generic_category(), "cannot open a socket");
+        }
+    }
+    Socket(Socket &&other) noexcept : number_(std::exchange(other.number_, -1)) {}
+    ~Socket() {
+        if (number_ >= 0) {
+            (void)close(number_);
+        }
+    }
+    Socket(const Socket &) = delete;
+    Socket &operator=(const Socket &) = delete;
+    Socket &operator=(Socket &&) = delete;
+
+    int get() const {
+        return number_;
+    }
+    template <class Value>
+    bool set(int level, int option, const Value &value) const {
+        return setsockopt(number_, level, option, &value, sizeof value) == 0;
+    }
+
+private:
+    int number_;
+};
+
+/** An address of either family, and a port. */
+struct Name {
+    sockaddr_storage storage = {};
+    socklen_t length = 0;
+
+    Name(Family family, const std::string &address, unsigned port) {
+        const auto number = htons(static_cast<in_port_t>(port));
+
+        if (family == Family::IPV4) {
+            sockaddr_in ipv4 = {};
+
+            ipv4.sin_family = AF_INET;
+            ipv4.sin_port = number;
+            (void)inet_pton(AF_INET, address.c_str(), &ipv4.sin_addr);
+            put(ipv4);
+        } else {
+            sockaddr_in6 ipv6 = {};
+
+            ipv6.sin6_family = AF_INET6;
+            ipv6.sin6_port = number;
+            (void)inet_pton(AF_INET6, address.c_str(), &ipv6.sin6_addr);
+            put(ipv6);
+        }
+    }
+
+    const sockaddr *get() const {
+        return reinterpret_cast<const sockaddr *>(&storage);
+    }
+
+private:
+    template <class Structure>
+    void put(const Structure &structure) {
+        std::memcpy(&storage, &structure, sizeof structure);
+        length = sizeof structure;
+    }
+};
+
+unsigned port_of(const Socket &socket) {
+    sockaddr_storage storage = {};
+    socklen_t length = sizeof storage;
+    sockaddr_in ipv4 = {}; // both families have the port in one place
+
+    (void)getsockname(socket.get(), reinterpret_cast<sockaddr *>(&storage), &length);
+    std::memcpy(&ipv4, &storage, sizeof ipv4);
+    return ntohs(ipv4.sin_port);
+}
+
+/** A socket with which datagrams go no further than this host. */
+Socket open_sender(Family family) {
+    Socket sender(family);
+    const int none = 0;
+
+    (void)(family == Family::IPV4 ? sender.set(IPPROTO_IP, IP_MULTICAST_TTL, none)
+                                  : sender.set(IPPROTO_IPV6, IPV6_MULTICAST_HOPS, none));
+    return sender;
+}
+
+/** Restricts it to groups that it has joined itself, and to its own family, as participants do. */
+bool set_options(const Socket &socket, Family family) {
+    const int off = 0;
+    const int on = 1;
+
+    return family == Family::IPV4 ? socket.set(IPPROTO_IP, IP_MULTICAST_ALL, off)
+                                  : socket.set(IPPROTO_IPV6, IPV6_V6ONLY, on) &&
+                                        socket.set(IPPROTO_IPV6, IPV6_MULTICAST_ALL, off);
+}
+
+bool join(const Socket &socket, Family family, const std::string &group, unsigned interface) {
+    if (family == Family::IPV4) {
+        ip_mreqn request = {};
+
+        (void)inet_pton(AF_INET, group.c_str(), &request.imr_multiaddr);
+        request.imr_ifindex = static_cast<int>(interface);
+        return socket.set(IPPROTO_IP, IP_ADD_MEMBERSHIP, request);
+    }
+    ipv6_mreq request = {};
+
+    (void)inet_pton(AF_INET6, group.c_str(), &request.ipv6mr_multiaddr);
+    request.ipv6mr_interface = interface;
+    return socket.set(IPPROTO_IPV6, IPV6_JOIN_GROUP, request);
+}
+
+/** Sends by way of an interface; whatever interface where there is none, which is number 0. */
+bool send(const Socket &sender, const Message &message, const Name &to, Family family,
+          unsigned interface) {
+    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(in6_pktinfo))> control{};
+    iovec part = {const_cast<unsigned char *>(message.data()), message.size()}; // only read
+    msghdr header = {};
+    const auto name_interface = [&](int level, int type, const auto &info) {
+        header.msg_control = control.data();
+        header.msg_controllen = CMSG_SPACE(sizeof info);
+        cmsghdr *const first = CMSG_FIRSTHDR(&header);
+
+        first->cmsg_level = level;
+        first->cmsg_type = type;
+        first->cmsg_len = CMSG_LEN(sizeof info);
+        std::memcpy(CMSG_DATA(first), &info, sizeof info);
+    };
+
+    header.msg_name = const_cast<sockaddr *>(to.get()); // the same
+    header.msg_namelen = to.length;
+    header.msg_iov = &part;
+    header.msg_iovlen = 1;
+    if (interface != 0 && family == Family::IPV4) {
+        name_interface(IPPROTO_IP, IP_PKTINFO, in_pktinfo{static_cast<int>(interface), {}, {}});
+    } else if (interface != 0) {
+        name_interface(IPPROTO_IPV6, IPV6_PKTINFO, in6_pktinfo{{}, interface});
+    }
+    return sendmsg(sender.get(), &header, MSG_NOSIGNAL) >= 0;
+}
+
+/** A probe that is under way. */
+struct Trial {
+    Probe result;
+    Socket receiver;
+    unsigned interface = 0; // by which it is sent; 0: the kernel chooses
+    unsigned port = 0;      // at which it is received
+    bool is_over = false;
+
+    Trial(const Probe &planned) : result(planned), receiver(planned.family) {}
+
+    void fail(Probe::Outcome outcome) {
+        result.outcome = outcome;
+        result.error = errno;
+        is_over = true;
+    }
+};
+
+class Interview {
+public:
+    Interview(const Interface &interface, Family family, const Message &message)
+        : interface_(interface), message_(message), sender_(open_sender(family)), family_(family) {}
+
+    /** @param is_shared whether others may have the port too, as that of a group. */
+    void plan(Probe::Road road, const std::string &destination, unsigned port, bool is_shared) {
+        Trial trial(Probe{family_, interface_.name, interface_.is_loopback, road, destination, port,
+                          Probe::Outcome::LOST, 0});
+        const bool is_group = road == Probe::Road::GROUP;
+        const int on = 1;
+        // A group's port is bound at the group, a unicast one at all addresses: as by participants.
+        const std::string any = family_ == Family::IPV4 ? "0.0.0.0" : "::";
+        const Name own(family_, is_shared ? destination : any, port);
+
+        (void)set_options(trial.receiver, family_);
+        if (is_shared) {
+            (void)trial.receiver.set(SOL_SOCKET, SO_REUSEADDR, on);
+        }
+        if (bind(trial.receiver.get(), own.get(), own.length) != 0) {
+            trial.fail(errno == EADDRINUSE ? Probe::Outcome::HELD : Probe::Outcome::NOT_BOUND);
+        } else if (is_group && !join(trial.receiver, family_, destination, interface_.index)) {
+            trial.fail(Probe::Outcome::NOT_JOINED);
+        }
+        trial.interface = is_group ? interface_.index : 0;
+        trial.port = port_of(trial.receiver);
+        trials_.push_back(std::move(trial));
+    }
+
+    void conduct() {
+        for (int i = 0; i < TRIES && !is_over(); ++i) {
+            for (Trial &trial : trials_) {
+                if (!trial.is_over) {
+                    send(trial);
+                }
+            }
+            receive(Clock::now() + TIME_TO_RETURN);
+        }
+    }
+
+    void collect(std::vector<Probe> &probes) const {
+        for (const Trial &trial : trials_) {
+            probes.push_back(trial.result);
+        }
+    }
+
+private:
+    bool is_over() const {
+        return std::ranges::all_of(trials_, &Trial::is_over);
+    }
+
+    void send(Trial &trial) const {
+        const Name to(family_, trial.result.destination, trial.port);
+
+        if (!doctor::send(sender_, message_, to, family_, trial.interface)) {
+            trial.fail(Probe::Outcome::NOT_SENT);
+        }
+    }
+
+    void receive(Clock::time_point end) {
+        while (!is_over()) {
+            std::vector<pollfd> waiting;
+            const auto left =
+                std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+
+            for (const Trial &trial : trials_) {
+                waiting.push_back({trial.is_over ? -1 : trial.receiver.get(), POLLIN, 0});
+            }
+            if (left <= 0 || poll(waiting.data(), waiting.size(), static_cast<int>(left)) <= 0) {
+                return;
+            }
+            for (std::size_t i = 0; i < trials_.size(); ++i) {
+                if (waiting[i].revents != 0 && is_received(trials_[i].receiver)) {
+                    trials_[i].result.outcome = Probe::Outcome::RETURNED;
+                    trials_[i].is_over = true;
+                }
+            }
+        }
+    }
+
+    /** Whether the message is among what waits in the socket. */
+    bool is_received(const Socket &socket) const {
+        constexpr int MOST = 64; // others may send there as well
+        Message octets{};
+
+        for (int i = 0; i < MOST; ++i) {
+            const ssize_t length = recv(socket.get(), octets.data(), octets.size(), MSG_TRUNC);
+
+            if (length < 0) {
+                return false;
+            }
+            if (static_cast<std::size_t>(length) == octets.size() && octets == message_) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    const Interface &interface_;
+    const Message message_;
+    const Socket sender_;
+    const Family family_;
+    std::vector<Trial> trials_;
+};
+
+/** The groups of a family, each once, whatever ports they have. */
+std::set<std::string> group_addresses(const Wishes &wishes, Family family) {
+    std::set<std::string> addresses;
+
+    for (const Group &group : wishes.groups) {
+        if (group.family == family) {
+            addresses.insert(group.address);
+        }
+    }
+    return addresses;
+}
+
+constexpr unsigned CONTROL = 0;
+
+void probe_groups(const ProbePlan &plan, const Interface &interface, Family family,
+                  const Message &message, std::vector<Probe> &probes) {
+    using enum Probe::Road;
+
+    for (const std::string &address : group_addresses(plan.wishes, family)) {
+        Interview interview(interface, family, message);
+
+        interview.plan(GROUP, address, CONTROL, true);
+        for (const Group &group : plan.wishes.groups) {
+            if (group.address == address) {
+                interview.plan(GROUP, address, group.port, true);
+            }
+        }
+        for (const unsigned port : plan.unicast_ports) {
+            interview.plan(GROUP, address, port, false);
+        }
+        interview.conduct();
+        interview.collect(probes);
+    }
+}
+
+void probe_addresses(const ProbePlan &plan, const Interface &interface, Family family,
+                     const Message &message, std::vector<Probe> &probes) {
+    const auto own = std::ranges::find(interface.addresses, family, &Address::family);
+
+    if (own == interface.addresses.end()) {
+        return;
+    }
+    Interview interview(interface, family, message);
+
+    interview.plan(Probe::Road::OWN_ADDRESS, own->text, CONTROL, false);
+    for (const unsigned port : plan.unicast_ports) {
+        interview.plan(Probe::Road::OWN_ADDRESS, own->text, port, false);
+    }
+    interview.conduct();
+    interview.collect(probes);
+}
+
+} // namespace
+
+/** Of what a rule for what goes out forbids the sender is told. */
+bool Probe::is_dropped() const {
+    return outcome == Outcome::LOST || (outcome == Outcome::NOT_SENT && error == EPERM);
+}
+
+std::vector<Probe> probe(const ProbePlan &plan, std::chrono::milliseconds most_time,
+                         std::vector<std::string> &unseen) {
+    const Clock::time_point end = Clock::now() + most_time;
+    const Message message = make_message();
+    std::vector<Probe> probes;
+
+    for (const Family family : plan.wishes.families) {
+        for (const Interface &interface : plan.interfaces) {
+            const auto multicast = multicast_interfaces(plan.interfaces, plan.wishes, family);
+            const bool has_groups =
+                std::ranges::find(multicast, interface.name, &Interface::name) != multicast.end();
+
+            if (!interface.is_usable(family) || !is_allowed(interface, plan.wishes)) {
+                continue;
+            }
+            if (Clock::now() >= end) {
+                unseen.push_back("traffic over " + interface.name + ": too little time");
+                continue;
+            }
+            if (has_groups) {
+                probe_groups(plan, interface, family, message, probes);
+            }
+            probe_addresses(plan, interface, family, message, probes);
+        }
+    }
+    return probes;
+}
+
+} // namespace doctor

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "doctor/texts.h"
+
+#include <system_error>
+
+namespace doctor {
+
+std::string error_text(int error) {
+    return std::generic_category().message(error);
+}
+
+std::string port_list(const std::set<unsigned> &ports) {
+    std::string text;
+
+    for (auto first = ports.begin(); first != ports.end();) {
+        auto last = first;
+        auto next = std::next(first);
+
+        while (next != ports.end() && *next == *last + 1) {
+            last = next++;
+        }
+        text += (text.empty() ? "" : ", ") + std::to_string(*first) +
+                (last != first ? "-" + std::to_string(*last) : "");
+        first = next;
+    }
+    return text;
+}
+
+std::string rule_text(const Facts &facts) {
+    if (facts.rules.empty()) {
+        return "";
+    }
+    const FirewallRule &rule = facts.rules.front();
+
+    return " (\"" + rule.text + "\" in " + rule.chain + ")";
+}
+
+} // namespace doctor

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: Apache-2.0
+// Parts of the sentences of findings.
+#pragma once
+
+#include <set>
+#include <string>
+
+#include "doctor/facts.h"
+
+namespace doctor {
+
+/** An error of the system in words. */
+std::string error_text(int error);
+
+/** Ports as "7400, 7410-7413". */
+std::string port_list(const std::set<unsigned> &ports);
+
+/** The rule of the firewall that may be it, as " (rule "..." of ...)"; empty where none is known.
+ */
+std::string rule_text(const Facts &facts);
+
+} // namespace doctor
