@@ -23,6 +23,14 @@ function(nuvdds_floor name include_root below)
         VISIBILITY_INLINES_HIDDEN ON
     )
     nuvdds_guide_fuzzing(nuvdds_${name})
+    # The lowest floor has the header for all of them, which are compiled alike.
+    get_property(floors GLOBAL PROPERTY NUVDDS_FLOORS)
+    if(PROJECT_IS_TOP_LEVEL AND floors)
+        list(GET floors 0 lowest)
+        target_precompile_headers(nuvdds_${name} REUSE_FROM ${lowest})
+    elseif(PROJECT_IS_TOP_LEVEL)
+        target_precompile_headers(nuvdds_${name} PRIVATE ${PROJECT_SOURCE_DIR}/lower/precompiled.h)
+    endif()
     set_property(GLOBAL APPEND PROPERTY NUVDDS_FLOORS nuvdds_${name})
 endfunction()
 

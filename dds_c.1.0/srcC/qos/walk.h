@@ -7,7 +7,6 @@
 #define QOS_WALK_H
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
 #include <string_view>
 
@@ -80,25 +79,13 @@ public:
         return text_;
     }
 
-    void append_field(std::string_view name) {
-        append(length_ > 0 ? "." : "");
-        append(name);
-    }
-
-    void append_index(DDS_Long index) {
-        append("[");
-        length_ = static_cast<std::size_t>(std::to_chars(text_ + length_, text_ + SIZE, index).ptr -
-                                           text_);
-        append("]");
-    }
+    void append_field(std::string_view name);
+    void append_index(DDS_Long index);
 
 private:
     static constexpr std::size_t SIZE = path_size<DDS_DomainParticipantQos>();
 
-    void append(std::string_view text) {
-        text.copy(text_ + length_, SIZE - 1 - length_);
-        length_ += text.size();
-    }
+    void append(std::string_view text);
 
     char text_[SIZE] = {};
     std::size_t length_ = 0;
@@ -118,23 +105,13 @@ public:
     }
 
     /** Of the element that the setting is part of. */
-    DDS_Long index() const {
-        return index_ != NO_INDEX || whole_ == nullptr ? index_ : whole_->index();
-    }
+    DDS_Long index() const;
 
     /** "policy.field.part" */
-    PathText text() const {
-        PathText text;
-        append_to(text, false);
-        return text;
-    }
+    PathText text() const;
 
     /** "policy.field[1].part" */
-    PathText text_with_index() const {
-        PathText text;
-        append_to(text, true);
-        return text;
-    }
+    PathText text_with_index() const;
 
 private:
     static constexpr DDS_Long NO_INDEX = -1;
@@ -142,16 +119,7 @@ private:
     Path(const Path *whole, const char *name, DDS_Long index)
         : whole_(whole), name_(name), index_(index) {}
 
-    void append_to(PathText &text, bool with_index) const {
-        if (whole_ != nullptr) {
-            whole_->append_to(text, with_index);
-        }
-        if (name_ != nullptr) {
-            text.append_field(name_);
-        } else if (with_index && index_ != NO_INDEX) {
-            text.append_index(index_);
-        }
-    }
+    void append_to(PathText &text, bool with_index) const;
 
     const Path *whole_ = nullptr;
     const char *name_ = nullptr;

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+// What most sources of the library include of the C++ library. Each includes what it uses all the
+// same, as the checks of clang-tidy, which compile without this, would tell.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <charconv>
+#include <cstddef>
+#include <cstring>
+#include <mutex>
+#include <new>
+#include <span>
+#include <string_view>
+#include <utility>
