@@ -4,11 +4,11 @@
 #include <new>
 
 #include "disc_log.h"
-#include "netio/netio_callback.h"
 #include "participant.h"
 
 using disc::Domain;
 using disc::Known;
+using disc::Lookup;
 
 /** A domain is there as long as it has participants. */
 struct DISCDiscovery {
@@ -21,6 +21,13 @@ public:
     /** One user more. Null when memory runs out. */
     Domain *acquire(NUV_INT32 id);
     void release(Domain *domain);
+    /** Frees a search of a participant that is no more, and releases its domain: later if need be.
+     */
+    void release_with(Lookup *lookup, REDAWorker *worker);
+    /** The same for those that were under way then. */
+    void release_ended(REDAWorker *worker);
+    /** Waits for those that still are. False when one does not end. */
+    bool release_left_behind();
 
 private:
     static NUV_UINT64 make_secret(NUVNetioRuntime *runtime);
@@ -28,8 +35,12 @@ private:
     NUVNetioRuntime *const runtime_;
     const NUV_UINT64 secret_;
     disc::Unasked unasked_;
+    void free(Lookup *lookup);
+    Lookup *take_left_behind();
+
     std::mutex mutex_; // guards what follows, and how many users a domain has
     Domain *first_ = nullptr;
+    Lookup *left_behind_ = nullptr;
 };
 
 namespace {
@@ -117,6 +128,49 @@ void DISCDiscovery::release(Domain *domain) {
     }
 }
 
+void DISCDiscovery::free(Lookup *lookup) {
+    Domain &domain = lookup->domain;
+    lookup->~Lookup();
+    NUVOsapiHeap_freeStructure(lookup);
+    release(&domain);
+}
+
+Lookup *DISCDiscovery::take_left_behind() {
+    const std::lock_guard lock(mutex_);
+    return std::exchange(left_behind_, nullptr);
+}
+
+void DISCDiscovery::release_with(Lookup *lookup, REDAWorker *worker) {
+    bool is_over = false;
+    {
+        const Domain::Visit visit(lookup->domain, worker);
+        is_over = lookup->is_over();
+    }
+    if (is_over) {
+        free(lookup);
+        return;
+    }
+    const std::lock_guard lock(mutex_);
+    lookup->next = left_behind_;
+    left_behind_ = lookup;
+}
+
+void DISCDiscovery::release_ended(REDAWorker *worker) {
+    for (Lookup *lookup = take_left_behind(); lookup != nullptr;) {
+        release_with(std::exchange(lookup, lookup->next), worker);
+    }
+}
+
+bool DISCDiscovery::release_left_behind() {
+    for (Lookup *lookup = take_left_behind(); lookup != nullptr;) {
+        if (!lookup->end()) {
+            return false;
+        }
+        free(std::exchange(lookup, lookup->next));
+    }
+    return true;
+}
+
 DISCDiscovery *DISCDiscovery_new(NUVNetioRuntime *runtime, REDAWorker * /*worker*/) {
     DISCDiscovery *self = nullptr;
     NUVOsapiHeap_allocateStructure(&self, struct DISCDiscovery);
@@ -128,15 +182,23 @@ DISCDiscovery *DISCDiscovery_new(NUVNetioRuntime *runtime, REDAWorker * /*worker
 }
 
 void DISCDiscovery_delete(DISCDiscovery *self) {
-    if (self != nullptr) {
-        self->~DISCDiscovery();
-        NUVOsapiHeap_freeStructure(self);
+    if (self == nullptr) {
+        return;
     }
+    if (!self->release_left_behind()) {
+        DISC_ERROR("the thread '%s' is still at the addresses of peers of a participant that is no "
+                   "more: what it uses stays",
+                   NUV_NETIO_CALLBACK_THREAD_NAME);
+        return;
+    }
+    self->~DISCDiscovery();
+    NUVOsapiHeap_freeStructure(self);
 }
 
 DISCParticipant *DISCParticipant_new(DISCDiscovery *discovery, PRESParticipant *participant,
                                      const DISCParticipantProperty *property,
                                      const DISCParticipantListener *listener, REDAWorker *worker) {
+    discovery->release_ended(worker);
     Domain *const domain = discovery->acquire(domain_of(participant, worker));
     DISCParticipant *self = nullptr;
     if (domain != nullptr) {
@@ -179,18 +241,23 @@ int DISCParticipant_delete(DISCParticipant *self, REDAWorker *worker) {
         self->stop();
     }
     if (!self->remove_endpoints(worker)) {
-        DISC_ERROR(
-            "the thread '%s' is still at what a participant has received, or the thread '%s' "
-            "at the addresses of its peers",
-            NUV_NETIO_REACTOR_THREAD_NAME, NUV_NETIO_CALLBACK_THREAD_NAME);
+        DISC_ERROR("the thread '%s' is still at what a participant has received or says",
+                   NUV_NETIO_REACTOR_THREAD_NAME);
         return 0;
     }
+    Lookup *lookup = nullptr;
     {
         const Domain::Visit visit(domain, worker);
         domain.remove(self);
+        lookup = self->give_up_lookup();
     }
     free_participant(self);
-    discovery.release(&domain);
+    discovery.release_ended(worker);
+    if (lookup != nullptr) {
+        discovery.release_with(lookup, worker);
+    } else {
+        discovery.release(&domain);
+    }
     return 1;
 }
 
@@ -201,9 +268,7 @@ int DISCParticipant_setPeers(DISCParticipant *self, const NUVNetioPeer *peers, N
         return 0;
     }
     const std::span given(peers, count);
-    const bool has_names = std::any_of(given.begin(), given.end(), [](const NUVNetioPeer &one) {
-        return one.hostname[0] != '\0';
-    });
+    const bool has_names = std::any_of(given.begin(), given.end(), disc::has_name);
     if (has_names && NUVNetioRuntime_startCallbacks(self->domain().runtime()) == 0) {
         return 0; // which has said why
     }

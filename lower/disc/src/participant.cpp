@@ -109,8 +109,8 @@ DISCParticipant::DISCParticipant(DISCDiscovery &discovery, Domain &domain,
                  nullptr,
                  this},
       others_{RTPS_ENTITYID_UNKNOWN, nullptr, nullptr, nullptr, on_acknack, nullptr, this},
-      period_(on_period, this), change_(on_change, this),
-      say_again_{on_say_again, this, 0, nullptr, 0}, find_names_{on_find_names, this, nullptr, 0},
+      period_(on_period, this),
+      change_(on_change, this), say_again_{on_say_again, this, 0, nullptr, 0},
       answered_(domain.secret()), strangers_(domain.secret()) {
     PRESParticipant_getGuid(participant, &guid_);
     chance_ = disc::seed_of(guid_.prefix);
@@ -136,12 +136,9 @@ bool DISCParticipant::add_endpoints(REDAWorker *worker) {
 }
 
 bool DISCParticipant::remove_endpoints(REDAWorker *worker) {
-    is_ending_.store(true);
     PRESParticipant_setDiscovery(participant_, nullptr, worker);
-    bool is_removed = NUVNetioRuntime_cancelCallback(domain_.runtime(), &find_names_) != 0;
-    is_removed = NUVEventActiveDatabase_cancelEvent(
-                     NUVNetioRuntime_getEventDatabase(domain_.runtime()), &say_again_) != 0 &&
-                 is_removed;
+    bool is_removed = NUVEventActiveDatabase_cancelEvent(
+                          NUVNetioRuntime_getEventDatabase(domain_.runtime()), &say_again_) != 0;
     for (const COMMENDEndpoint *endpoint : {&detector_, &announcer_, &others_}) {
         is_removed = COMMENDFacade_removeEndpoint(facade_, endpoint) != 0 && is_removed;
     }
@@ -400,6 +397,10 @@ NUV_INT64 DISCParticipant::pick(NUV_INT64 most) {
 }
 
 bool DISCParticipant::set_peers(std::span<const NUVNetioPeer> peers) {
+    const bool has_names = std::any_of(peers.begin(), peers.end(), disc::has_name);
+    if (has_names && !make_lookup()) {
+        return false;
+    }
     if (!peers_.set(peers, property(), COMMENDFacade_getConfigurator(facade_))) {
         return false;
     }
@@ -409,31 +410,36 @@ bool DISCParticipant::set_peers(std::span<const NUVNetioPeer> peers) {
     return true;
 }
 
+bool DISCParticipant::make_lookup() {
+    if (lookup_ == nullptr) {
+        NUVOsapiHeap_allocateStructure(&lookup_, class disc::Lookup);
+        if (lookup_ == nullptr) {
+            return false;
+        }
+        new (lookup_) disc::Lookup(domain_, *this);
+    }
+    return true;
+}
+
 /** The thread of callbacks runs, as there are names. */
 void DISCParticipant::find_names() {
     if (peers_.has_names() && is_active_ && announces()) {
-        NUVNetioRuntime_postCallback(domain_.runtime(), &find_names_);
+        lookup_->start();
     }
 }
 
-void DISCParticipant::on_find_names(void *param, REDAWorker *worker) {
-    auto *self = static_cast<DISCParticipant *>(param);
-    disc::Names names;
-    {
-        const Domain::Visit visit(self->domain_, worker);
-        if (!self->peers_.copy_names(&names)) {
-            return; // it is tried again with the next period
-        }
+void DISCParticipant::take_names(const disc::Names &names) {
+    if (peers_.take_names(names, property(), COMMENDFacade_getConfigurator(facade_))) {
+        domain_.meet(*this);
+        announce_soon();
     }
-    if (!disc::find_addresses(&names, self->is_ending_, self->domain_.repetitions())) {
-        return;
+}
+
+disc::Lookup *DISCParticipant::give_up_lookup() {
+    if (lookup_ != nullptr) {
+        lookup_->leave_behind();
     }
-    const Domain::Visit visit(self->domain_, worker);
-    if (self->peers_.take_names(names, self->property(),
-                                COMMENDFacade_getConfigurator(self->facade_))) {
-        self->domain_.meet(*self);
-        self->announce_soon();
-    }
+    return std::exchange(lookup_, nullptr);
 }
 
 void DISCParticipant::announce_to_peers() {

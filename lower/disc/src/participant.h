@@ -3,13 +3,11 @@
 #ifndef DISC_PARTICIPANT_INTERNAL_H
 #define DISC_PARTICIPANT_INTERNAL_H
 
-#include <atomic>
-
 #include "announcement.h"
 #include "bounds.h"
 #include "commend/commend_endpoint.h"
 #include "domain.h"
-#include "netio/netio_callback.h"
+#include "lookup.h"
 #include "news.h"
 #include "peers.h"
 
@@ -114,6 +112,10 @@ public:
     }
     /** False when memory runs out: then they are those of before. */
     bool set_peers(std::span<const NUVNetioPeer> peers);
+    /** What was found for the names of peers. */
+    void take_names(const disc::Names &names);
+    /** The search for these, if there is one: the caller's now, which may be under way. */
+    disc::Lookup *give_up_lookup();
     /** Which of the networks that it is on a place is on; -1: none. Good for the moment. */
     NUV_INT32 network_of(const disc::Place &place) const;
     /** Whether another participant of this process hears what this one announces. */
@@ -180,7 +182,6 @@ private:
                            const RTPSAckNack *acknack, REDAWorker *worker);
 
     static void on_say_again(void *param, REDAWorker *worker);
-    static void on_find_names(void *param, REDAWorker *worker);
     static void on_period(void *owner, NUV_INT64 now);
     static void on_change(void *owner, NUV_INT64 now);
 
@@ -193,6 +194,7 @@ private:
     void leave_first();
     NUV_INT64 period() const;
     bool has_moved_to(const DISCRemote &record) const;
+    bool make_lookup();
     void find_names();
     void announce_change();
     void announce_to_peers();
@@ -233,10 +235,9 @@ private:
     NUV_INT64 shortest_lease_ = disc::NEVER; // that it has announced
     NUV_UINT32 chance_;
     NUVEvent say_again_;
-    bool is_unsaid_ = false; // what it has to say, for lack of memory
-    NUVNetioCallback find_names_;
-    std::atomic<bool> is_ending_{false};
-    RTPSCount count_ = 0; // of its heartbeats and questions
+    bool is_unsaid_ = false;         // what it has to say, for lack of memory
+    disc::Lookup *lookup_ = nullptr; // when there are names of peers, or were
+    RTPSCount count_ = 0;            // of its heartbeats and questions
     disc::RecentOnDemand<disc::Asker, 64> answered_;
     disc::RecentOnDemand<disc::Asker, 4096> strangers_; // for whom there was no room
     NUV_UINT64 stranger_arrival_ = 0;

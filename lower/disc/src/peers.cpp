@@ -46,10 +46,6 @@ bool has_same_name(const NUVNetioPeer &left, const NUVNetioPeer &right) {
     return std::strcmp(left.hostname, right.hostname) == 0 && left.port == right.port;
 }
 
-bool has_name(const NUVNetioPeer &peer) {
-    return peer.hostname[0] != '\0';
-}
-
 bool copy(std::span<const NUVNetioPeer> from, Array<NUVNetioPeer> *to) {
     if (!to->resize(from.size())) {
         return false;
@@ -122,13 +118,13 @@ bool Peers::take_names(const Names &names, const DISCParticipantProperty &proper
     return true;
 }
 
-bool find_addresses(Names *names, const std::atomic<bool> &is_ending,
+bool find_addresses(Names *names, const std::atomic<bool> &is_left_behind,
                     REDARepetitions *repetitions) {
     constexpr const char *LOG_METHOD = "DISCParticipant_setPeers";
     constexpr NUV_UINT32 ADDRESSES_MAX = 8;
     Array<NUVNetioPeer> found;
     for (const NUVNetioPeer &name : names->given) {
-        if (is_ending.load()) {
+        if (is_left_behind.load()) {
             return false;
         }
         NUVNetioLocator addresses[ADDRESSES_MAX];

@@ -53,11 +53,16 @@ private:
     Destinations destinations_;
 };
 
+inline bool has_name(const NUVNetioPeer &peer) {
+    return peer.hostname[0] != '\0';
+}
+
 /**
  * Asks for the addresses of the names, one after the other; it takes as long as the name servers
  * do. False when it is not to go on, or memory runs out.
  */
-bool find_addresses(Names *names, const std::atomic<bool> &is_ending, REDARepetitions *repetitions);
+bool find_addresses(Names *names, const std::atomic<bool> &is_left_behind,
+                    REDARepetitions *repetitions);
 
 } // namespace disc
 

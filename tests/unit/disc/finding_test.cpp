@@ -3,6 +3,7 @@
 #include "participants.h"
 
 #include <cstdlib>
+#include <utility>
 
 #include <netdb.h>
 
@@ -174,10 +175,14 @@ public:
     }
     static inline std::string answer;
     static inline int asked = 0;
+    static inline std::function<void()> meanwhile; // once
 
 private:
     static int resolve(const char *node, addrinfo **out) {
         ++asked;
+        if (const auto action = std::exchange(meanwhile, nullptr)) {
+            action();
+        }
         if (std::string(node) != "there" || answer.empty()) {
             return EAI_NONAME;
         }
@@ -208,6 +213,23 @@ TEST_F(Finding, APeerMayBeTheNameOfAHost) {
     net.world.run_for(10 * MS);
     EXPECT_TRUE(a.knows(b));
     EXPECT_TRUE(b.knows(a));
+}
+
+TEST_F(Finding, WhoEndsWhileANameIsLookedUpLeavesNothing) {
+    const Names names("192.0.2.2");
+    Settings settings;
+    settings.peers = {"there"};
+    std::vector<NUV_UINT64> blocks;
+    for (int i = 0; i < 4; ++i) {
+        auto party = std::make_unique<Party>(left, settings);
+        Names::meanwhile = [&party] { party.reset(); };
+        net.world.run_for(10 * MS);
+        EXPECT_EQ(party, nullptr);
+        NUVOsapiHeapStatistics statistics{};
+        NUVOsapiHeap_getStatistics(&statistics);
+        blocks.push_back(statistics.liveBlocks);
+    }
+    EXPECT_EQ(blocks.back(), blocks.front());
 }
 
 TEST_F(Finding, ANameIsFollowedToItsNewAddress) {

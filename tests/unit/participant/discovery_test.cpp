@@ -4,9 +4,11 @@
 #include <condition_variable>
 #include <functional>
 #include <future>
+#include <memory>
 #include <mutex>
 #include <thread>
 
+#include <netdb.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -420,6 +422,32 @@ TEST_F(Discovery, ADeletionThatTheReactorHoldsUpCanBeRepeated) {
     EXPECT_EQ(DDS_DomainParticipantFactory_delete_participant(factory, one), DDS_RETCODE_TIMEOUT);
     EXPECT_EQ(DDS_DomainParticipant_assert_liveliness(one), DDS_RETCODE_NOT_ENABLED);
     EXPECT_EQ(remove(one), DDS_RETCODE_OK);
+}
+
+TEST_F(Discovery, AParticipantIsDeletedWhileANameOfItsPeersIsLookedUp) {
+    struct Gate {
+        std::atomic<bool> is_reached = false;
+        std::promise<void> entered;
+        std::promise<void> opened;
+    };
+    const auto gate = std::make_shared<Gate>(); // whoever waits there outlives the test's own
+    faults::replace(
+        "getaddrinfo",
+        [gate](const char *, const char *, const addrinfo *, addrinfo **) {
+            if (!gate->is_reached.exchange(true)) {
+                gate->entered.set_value();
+                gate->opened.get_future().wait();
+            }
+            return EAI_NONAME;
+        },
+        faults::Thread::ANY);
+    ASSERT_TRUE(DDS_StringSeq_append(&qos->discovery.initial_peers, "far-away"));
+    DDS_DomainParticipant *const one = create();
+    ASSERT_EQ(gate->entered.get_future().wait_for(std::chrono::seconds(20)),
+              std::future_status::ready);
+
+    EXPECT_EQ(remove(one), DDS_RETCODE_OK);
+    gate->opened.set_value();
 }
 
 // ---- another process

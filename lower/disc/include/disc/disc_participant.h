@@ -25,7 +25,10 @@ struct DISCDiscovery;
 /** @param runtime borrowed; must outlive it. Null when memory runs out, after one error. */
 struct DISCDiscovery *DISCDiscovery_new(struct NUVNetioRuntime *runtime, struct REDAWorker *worker);
 
-/** Deletes it; no participant has it any more. Null is accepted. */
+/**
+ * Deletes it; no participant has it any more. Null is accepted. Waits for whatever looks up the
+ * name of a peer just then; when that has not ended after 4 s, what it uses stays, after one error.
+ */
 void DISCDiscovery_delete(struct DISCDiscovery *self);
 
 /** The lease of a participant, unless it is set. */

@@ -29,8 +29,8 @@ bool read_address(const addrinfo &answer, NUVNetioLocator *out) {
 }
 
 /**
- * Has the calling thread give name servers that do not answer up soon: it is waited for by whoever
- * deletes a participant, and asks again before long.
+ * Has the calling thread give name servers that do not answer up soon: callbacks of applications
+ * wait for it, and it asks again before long.
  */
 class Impatience {
 public:
