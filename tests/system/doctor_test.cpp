@@ -30,7 +30,7 @@ TEST_F(Doctor, FindsNothingOnAGoodHost) {
     const doctor::Diagnosis diagnosis = diagnose();
 
     EXPECT_EQ(diagnosis.code, 0);
-    EXPECT_EQ(diagnosis.output, "Well: interfaces, multicast, firewall\n");
+    EXPECT_EQ(diagnosis.output, "Well: interfaces, multicast, firewall, ports, peers\n");
     EXPECT_EQ(diagnosis.errors, "");
 }
 
@@ -167,6 +167,54 @@ TEST_F(Doctor, SaysThatAPropertyKeepsMulticastOnTheHost) {
     EXPECT_THAT(found({"--property", "dds.transport.multicast_ttl=1"}), IsEmpty());
 }
 
+TEST_F(Doctor, NamesPeersToWhichThereIsNoWay) {
+    EXPECT_THAT(found({"--peer", "198.51.100.9"}), ElementsAre("no-route-to-peer"));
+    ip({"route", "add", "198.51.100.0/24", "via", "192.0.2.1"});
+    EXPECT_THAT(found({"--peer", "198.51.100.9"}), IsEmpty());
+    ip({"route", "add", "prohibit", "198.51.100.9"});
+    EXPECT_THAT(found({"--peer", "198.51.100.9"}), ElementsAre("no-route-to-peer"));
+}
+
+TEST_F(Doctor, NamesPeersWithoutAnAddress) {
+    EXPECT_THAT(found({"--peer", "no-such-host.invalid"}), ElementsAre("unresolved-peer"));
+    EXPECT_THAT(found({"--peer", "localhost"}), IsEmpty());
+}
+
+TEST_F(Doctor, SaysWhenNobodyIsAnnouncedTo) {
+    ip({"address", "add", "fd00::2/64", "dev", "net0", "nodad"});
+    EXPECT_THAT(found({"--transport", "udpv6"}), ElementsAre("nobody-announced-to"));
+    EXPECT_THAT(found({"--transport", "udpv6", "--peer", "ff05::1"}), IsEmpty());
+}
+
+TEST_F(Doctor, ObjectsToPortsThatTheKernelGivesAway) {
+    if (!set("net.ipv4.ip_local_port_range", "7400 7500")) {
+        GTEST_SKIP() << "settings of the network may not be changed here";
+    }
+    EXPECT_THAT(found(), ElementsAre("ports-ephemeral"));
+    EXPECT_THAT(found({"--domain", "1"}), IsEmpty());
+    ASSERT_TRUE(set("net.ipv4.ip_local_reserved_ports", "7400-7450"));
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(Doctor, ObjectsToALimitOfFilesThatIsTooLow) {
+    Process process({"prlimit", "--nofile=12:12", DDSPART_PATH, "doctor"});
+
+    EXPECT_EQ(process.wait().code, 3) << process.errors();
+    EXPECT_THAT(process.output(), HasSubstr("few-descriptors: "));
+    EXPECT_THAT(process.output(), HasSubstr("Not looked at: traffic over net0: "));
+}
+
+TEST_F(Doctor, NeedsNoRights) {
+    Process process({"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
+                     "--inh-caps=-all", "--bounding-set=-all", DDSPART_PATH, "doctor"});
+
+    if (process.wait().code == 127 || process.wait().code == 126) {
+        GTEST_SKIP() << "others may not run the program here: " << process.errors();
+    }
+    EXPECT_EQ(process.wait().code, 0) << process.errors();
+    EXPECT_EQ(process.output(), "Well: interfaces, multicast, firewall, ports, peers\n");
+}
+
 class DoctorOfAFirewall : public Doctor {
 protected:
     /** Of a chain for what comes in, or goes out; the test is skipped where there is no firewall.
@@ -216,6 +264,21 @@ TEST_F(DoctorOfAFirewall, SaysThatNoMulticastReturnsWhereAllIsDropped) {
     ASSERT_TRUE(nft("add rule inet wall each udp dport 7400-7500 ip daddr 239.255.0.1 accept"));
     ASSERT_TRUE(nft("add rule inet wall each ip daddr 239.255.0.1 accept"));
     EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(DoctorOfAFirewall, SaysThatItsRulesMayNotBeRead) {
+    if (!make("input", "udp dport 7400 drop")) {
+        GTEST_SKIP() << "needs nft";
+    }
+    Process process({"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
+                     "--inh-caps=-all", "--bounding-set=-all", DDSPART_PATH, "doctor"});
+
+    if (process.wait().code == 127 || process.wait().code == 126) {
+        GTEST_SKIP() << "others may not run the program here: " << process.errors();
+    }
+    EXPECT_THAT(process.output(), HasSubstr("ports-filtered: A firewall of this host drops what is "
+                                            "for UDP port 7400 on "));
+    EXPECT_THAT(process.output(), HasSubstr("Not looked at: firewall rules: "));
 }
 
 TEST_F(Doctor, SaysWhatNoParticipantCanHave) {

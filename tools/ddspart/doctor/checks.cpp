@@ -7,6 +7,8 @@
 
 #include "doctor/interface_checks.h"
 #include "doctor/multicast_checks.h"
+#include "doctor/peer_checks.h"
+#include "doctor/port_checks.h"
 
 namespace doctor {
 
@@ -20,8 +22,14 @@ bool is_multicast_tried(const Facts &facts, const Wishes & /*wishes*/) {
     return std::ranges::find(facts.probes, Probe::Road::GROUP, &Probe::road) != facts.probes.end();
 }
 
+bool has_peers(const Facts &facts, const Wishes & /*wishes*/) {
+    return !facts.peers.empty();
+}
+
 constexpr Subject INTERFACES = {"interfaces", always};
 constexpr Subject MULTICAST = {"multicast", is_multicast_tried};
+constexpr Subject PORTS = {"ports", always};
+constexpr Subject PEERS = {"peers", has_peers};
 constexpr Subject FIREWALL = {"firewall", is_multicast_tried};
 
 // clang-format off
@@ -69,6 +77,21 @@ constexpr std::array CHECKS = {
     Check{"ports-filtered", &FIREWALL,
           "What is for ports of the domain is dropped, while other ports are reached.",
           find_ports_filtered},
+    Check{"ports-ephemeral", &PORTS,
+          "The kernel may give ports of the domain to whoever asks for none.",
+          find_ephemeral_ports},
+    Check{"few-descriptors", &PORTS,
+          "A program may open too few files and sockets for a participant.",
+          find_few_descriptors},
+    Check{"nobody-announced-to", &PEERS,
+          "No transport reaches any peer.",
+          find_nobody_announced_to},
+    Check{"unresolved-peer", &PEERS,
+          "The name of a peer has no address.",
+          find_unresolved_peer},
+    Check{"no-route-to-peer", &PEERS,
+          "The kernel has no way to a peer, or one that forbids it.",
+          find_no_route_to_peer},
 };
 // clang-format on
 

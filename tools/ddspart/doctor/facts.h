@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -75,14 +76,6 @@ struct PeerTrial {
     int route_error = 0;                // of the way to the first of them
 };
 
-/** A UDP socket at a port of the domain, and who has it. */
-struct Holder {
-    unsigned port;
-    std::string who;     // "demo (4711)" or "a process of root"; several are joined by ", "
-    bool is_participant; // holds what a participant of the domain holds
-    std::uint64_t drops; // datagrams that found no room
-};
-
 /** A rule of the firewall that drops or rejects. */
 struct FirewallRule {
     std::string chain; // "chain input of table inet filter"
@@ -91,12 +84,12 @@ struct FirewallRule {
 
 struct Facts {
     std::vector<Interface> interfaces;
+    std::set<unsigned> ports; // of the domain: for groups, and of the first indices
     std::vector<Probe> probes;
     std::vector<PeerTrial> peers;
-    std::vector<Holder> holders;
     std::optional<host::EphemeralPorts> ephemeral;
-    std::optional<std::size_t> free_descriptors;
-    std::vector<FirewallRule> rules; // those that drop one of the domain's ports
+    std::optional<std::size_t> descriptor_limit; // of files that a program may have open
+    std::vector<FirewallRule> rules;             // those that drop one of the domain's ports
     /** What could not be looked at, and why: "firewall rules: only root may read them". */
     std::vector<std::string> unseen;
 };

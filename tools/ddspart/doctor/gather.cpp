@@ -2,15 +2,20 @@
 // All that the host tells.
 #include <set>
 
+#include <sys/resource.h>
+
 #include "doctor/facts.h"
 #include "doctor/firewall.h"
+#include "doctor/peers.h"
 #include "doctor/probes.h"
+#include "ports.h"
 
 namespace doctor {
 
 namespace {
 
-constexpr std::chrono::milliseconds TIME_FOR_PROBES(1000);
+constexpr std::chrono::milliseconds TIME_FOR_PROBES(500);
+constexpr std::chrono::milliseconds TIME_FOR_PEERS(500);
 /** Those at which a participant is looked for by peers that are told no port, by default. */
 constexpr DDS_Long HIGHEST_INDEX = 4;
 
@@ -19,18 +24,25 @@ std::vector<unsigned> unicast_ports(const Wishes &wishes) {
     std::vector<unsigned> ports;
 
     for (DDS_Long index = 0; index <= HIGHEST_INDEX; ++index) {
-        if (DDS_RtpsWellKnownPorts_isUnicastValid(&wishes.well_known_ports, wishes.domain, index)) {
-            ports.push_back(static_cast<unsigned>(DDS_RtpsWellKnownPorts_get_builtin_unicast_port(
-                &wishes.well_known_ports, wishes.domain, index)));
-            ports.push_back(static_cast<unsigned>(DDS_RtpsWellKnownPorts_get_user_unicast_port(
-                &wishes.well_known_ports, wishes.domain, index)));
+        for (const Port &port : ports_of(wishes, index)) {
+            if (port.kind.ends_with("_unicast") && port.is_valid()) {
+                ports.push_back(static_cast<unsigned>(port.number));
+            }
         }
     }
     return ports;
 }
 
+/** How many files a program may have open that is started as this one was. */
+std::optional<std::size_t> descriptor_limit() {
+    rlimit limit = {};
+
+    return getrlimit(RLIMIT_NOFILE, &limit) == 0 ? std::optional<std::size_t>(limit.rlim_cur)
+                                                 : std::nullopt;
+}
+
 /** The rules by which datagrams were dropped; the firewall is only asked where some were. */
-void read_firewall(Facts &facts, const Wishes &wishes) {
+void read_firewall(Facts &facts) {
     std::set<unsigned> ports;
 
     for (const Probe &probe : facts.probes) {
@@ -41,11 +53,9 @@ void read_firewall(Facts &facts, const Wishes &wishes) {
     if (ports.empty()) {
         return;
     }
-    for (const Group &group : wishes.groups) { // where none comes back it is one for these too
-        ports.insert(group.port);
-    }
     if (const std::optional<std::string> ruleset = read_ruleset()) {
-        facts.rules = dropping_rules(*ruleset, ports);
+        ports.erase(0); // the control's own port no rule names
+        facts.rules = dropping_rules(*ruleset, ports.empty() ? facts.ports : ports);
     } else {
         facts.unseen.emplace_back("firewall rules: the program nft did not list them, which takes "
                                   "root's rights");
@@ -55,12 +65,19 @@ void read_firewall(Facts &facts, const Wishes &wishes) {
 } // namespace
 
 Facts gather(const Wishes &wishes) {
+    const std::vector<unsigned> unicast = unicast_ports(wishes);
     Facts facts;
 
     facts.interfaces = list_interfaces();
-    facts.probes =
-        probe({facts.interfaces, wishes, unicast_ports(wishes)}, TIME_FOR_PROBES, facts.unseen);
-    read_firewall(facts, wishes);
+    facts.ports.insert(unicast.begin(), unicast.end());
+    for (const Group &group : wishes.groups) {
+        facts.ports.insert(group.port);
+    }
+    facts.ephemeral = host::ephemeral_ports();
+    facts.descriptor_limit = descriptor_limit();
+    facts.probes = probe({facts.interfaces, wishes, unicast}, TIME_FOR_PROBES, facts.unseen);
+    read_firewall(facts);
+    facts.peers = try_peers(wishes, TIME_FOR_PEERS);
     return facts;
 }
 

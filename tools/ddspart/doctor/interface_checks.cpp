@@ -6,6 +6,7 @@
 
 #include <arpa/inet.h>
 
+#include "doctor/texts.h"
 #include "words.h"
 
 namespace doctor {
@@ -99,15 +100,6 @@ std::vector<Finding> find_missed(const Facts &facts, const Wishes &wishes, Condi
     return findings;
 }
 
-std::string names_of(const std::vector<Family> &families) {
-    std::vector<std::string> names;
-
-    for (const Family family : families) {
-        names.emplace_back(name_of(family));
-    }
-    return join(names, " or ");
-}
-
 /** Whether two addresses are in the same subnet, by the longer one of their prefixes. */
 bool are_in_one_subnet(const Address &left, const Address &right) {
     in_addr first = {};
@@ -136,7 +128,7 @@ std::vector<Finding> find_no_usable_interface(const Facts &facts, const Wishes &
     return {{"", "",
              "The host, or the container, has no network interface but loopback: a participant "
              "finds those on this host only.",
-             "Add an interface with an " + names_of(wishes.families) +
+             "Add an interface with an " + family_names(wishes.families) +
                  " address; for a container, attach it to a network."}};
 }
 
@@ -144,6 +136,7 @@ std::vector<Finding> find_no_such_interface(const Facts &facts, const Wishes &wi
     std::vector<Finding> findings;
     std::vector<std::string> names;
 
+    names.reserve(facts.interfaces.size());
     for (const Interface &interface : facts.interfaces) {
         names.push_back(interface.name);
     }

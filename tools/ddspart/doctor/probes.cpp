@@ -10,11 +10,9 @@
 #include <system_error>
 #include <utility>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
+
+#include "doctor/socket.h"
 
 namespace doctor {
 
@@ -40,74 +38,6 @@ Message make_message() {
                   [&] { return static_cast<unsigned char>(random()); });
     return message;
 }
-
-class Socket {
-public:
-    explicit Socket(Family family)
-        : number_(socket(family == Family::IPV4 ? AF_INET : AF_INET6,
-                         SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
-        if (number_ < 0) {
-            throw std::system_error(errno, std::generic_category(), "cannot open a socket");
-        }
-    }
-    Socket(Socket &&other) noexcept : number_(std::exchange(other.number_, -1)) {}
-    ~Socket() {
-        if (number_ >= 0) {
-            (void)close(number_);
-        }
-    }
-    Socket(const Socket &) = delete;
-    Socket &operator=(const Socket &) = delete;
-    Socket &operator=(Socket &&) = delete;
-
-    int get() const {
-        return number_;
-    }
-    template <class Value>
-    bool set(int level, int option, const Value &value) const {
-        return setsockopt(number_, level, option, &value, sizeof value) == 0;
-    }
-
-private:
-    int number_;
-};
-
-/** An address of either family, and a port. */
-struct Name {
-    sockaddr_storage storage = {};
-    socklen_t length = 0;
-
-    Name(Family family, const std::string &address, unsigned port) {
-        const auto number = htons(static_cast<in_port_t>(port));
-
-        if (family == Family::IPV4) {
-            sockaddr_in ipv4 = {};
-
-            ipv4.sin_family = AF_INET;
-            ipv4.sin_port = number;
-            (void)inet_pton(AF_INET, address.c_str(), &ipv4.sin_addr);
-            put(ipv4);
-        } else {
-            sockaddr_in6 ipv6 = {};
-
-            ipv6.sin6_family = AF_INET6;
-            ipv6.sin6_port = number;
-            (void)inet_pton(AF_INET6, address.c_str(), &ipv6.sin6_addr);
-            put(ipv6);
-        }
-    }
-
-    const sockaddr *get() const {
-        return reinterpret_cast<const sockaddr *>(&storage);
-    }
-
-private:
-    template <class Structure>
-    void put(const Structure &structure) {
-        std::memcpy(&storage, &structure, sizeof structure);
-        length = sizeof structure;
-    }
-};
 
 unsigned port_of(const Socket &socket) {
     sockaddr_storage storage = {};
@@ -155,7 +85,7 @@ bool join(const Socket &socket, Family family, const std::string &group, unsigne
 }
 
 /** Sends by way of an interface; whatever interface where there is none, which is number 0. */
-bool send(const Socket &sender, const Message &message, const Name &to, Family family,
+bool send(const Socket &sender, const Message &message, const SocketName &to, Family family,
           unsigned interface) {
     alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(in6_pktinfo))> control{};
     iovec part = {const_cast<unsigned char *>(message.data()), message.size()}; // only read
@@ -172,7 +102,7 @@ bool send(const Socket &sender, const Message &message, const Name &to, Family f
     };
 
     header.msg_name = const_cast<sockaddr *>(to.get()); // the same
-    header.msg_namelen = to.length;
+    header.msg_namelen = to.length();
     header.msg_iov = &part;
     header.msg_iovlen = 1;
     if (interface != 0 && family == Family::IPV4) {
@@ -213,13 +143,13 @@ public:
         const int on = 1;
         // A group's port is bound at the group, a unicast one at all addresses: as by participants.
         const std::string any = family_ == Family::IPV4 ? "0.0.0.0" : "::";
-        const Name own(family_, is_shared ? destination : any, port);
+        const SocketName own(family_, is_shared ? destination : any, port);
 
         (void)set_options(trial.receiver, family_);
         if (is_shared) {
             (void)trial.receiver.set(SOL_SOCKET, SO_REUSEADDR, on);
         }
-        if (bind(trial.receiver.get(), own.get(), own.length) != 0) {
+        if (bind(trial.receiver.get(), own.get(), own.length()) != 0) {
             trial.fail(errno == EADDRINUSE ? Probe::Outcome::HELD : Probe::Outcome::NOT_BOUND);
         } else if (is_group && !join(trial.receiver, family_, destination, interface_.index)) {
             trial.fail(Probe::Outcome::NOT_JOINED);
@@ -252,7 +182,7 @@ private:
     }
 
     void send(Trial &trial) const {
-        const Name to(family_, trial.result.destination, trial.port);
+        const SocketName to(family_, trial.result.destination, trial.port);
 
         if (!doctor::send(sender_, message_, to, family_, trial.interface)) {
             trial.fail(Probe::Outcome::NOT_SENT);
@@ -383,10 +313,14 @@ std::vector<Probe> probe(const ProbePlan &plan, std::chrono::milliseconds most_t
                 unseen.push_back("traffic over " + interface.name + ": too little time");
                 continue;
             }
-            if (has_groups) {
-                probe_groups(plan, interface, family, message, probes);
+            try {
+                if (has_groups) {
+                    probe_groups(plan, interface, family, message, probes);
+                }
+                probe_addresses(plan, interface, family, message, probes);
+            } catch (const std::system_error &error) { // there are no descriptors left
+                unseen.push_back("traffic over " + interface.name + ": " + error.what());
             }
-            probe_addresses(plan, interface, family, message, probes);
         }
     }
     return probes;

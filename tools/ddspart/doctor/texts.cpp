@@ -3,10 +3,22 @@
 
 #include <system_error>
 
+#include "words.h"
+
 namespace doctor {
 
 std::string error_text(int error) {
     return std::generic_category().message(error);
+}
+
+std::string family_names(const std::vector<Family> &families) {
+    std::vector<std::string> names;
+
+    names.reserve(families.size());
+    for (const Family family : families) {
+        names.emplace_back(name_of(family));
+    }
+    return join(names, " or ");
 }
 
 std::string port_list(const std::set<unsigned> &ports) {

@@ -4,6 +4,7 @@
 
 #include <set>
 #include <string>
+#include <vector>
 
 #include "doctor/facts.h"
 
@@ -11,6 +12,9 @@ namespace doctor {
 
 /** An error of the system in words. */
 std::string error_text(int error);
+
+/** As "IPv4 or IPv6". */
+std::string family_names(const std::vector<Family> &families);
 
 /** Ports as "7400, 7410-7413". */
 std::string port_list(const std::set<unsigned> &ports);

@@ -25,9 +25,11 @@ struct Scheme {
 constexpr std::array SCHEMES = {Scheme{"udpv4://", Family::IPV4}, Scheme{"udpv6://", Family::IPV6}};
 
 std::vector<std::string> texts(const DDS_StringSeq &sequence) {
+    const DDS_Long length = DDS_StringSeq_get_length(&sequence);
     std::vector<std::string> all;
 
-    for (DDS_Long i = 0; i < DDS_StringSeq_get_length(&sequence); ++i) {
+    all.reserve(static_cast<std::size_t>(length));
+    for (DDS_Long i = 0; i < length; ++i) {
         all.emplace_back(DDS_StringSeq_get(&sequence, i));
     }
     return all;

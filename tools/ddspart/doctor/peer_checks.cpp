@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "doctor/peer_checks.h"
+
+#include "doctor/texts.h"
+#include "words.h"
+
+namespace doctor {
+
+std::vector<Finding> find_nobody_announced_to(const Facts &, const Wishes &wishes) {
+    if (!wishes.peers.empty() || wishes.unreached.empty()) {
+        return {};
+    }
+    const bool is_ipv6 = wishes.has(Family::IPV6);
+
+    return {{"", join(wishes.unreached, ", "),
+             "No transport reaches any of the peers (" + join(wishes.unreached, ", ") +
+                 "), which are all of another family than " + family_names(wishes.families) +
+                 ": the participant announces itself to nobody.",
+             is_ipv6 ? "Name peers that have IPv6 addresses, or a group of IPv6: --peer ff05::1 "
+                       "--multicast-address ff05::1"
+                     : "Name peers that have IPv4 addresses, or add the transport udpv6."}};
+}
+
+std::vector<Finding> find_unresolved_peer(const Facts &facts, const Wishes &wishes) {
+    std::vector<Finding> findings;
+
+    for (const PeerTrial &trial : facts.peers) {
+        if (!trial.failure.empty()) {
+            findings.push_back({"", trial.peer.text,
+                                "The name of the peer " + trial.peer.text + " has no " +
+                                    family_names(wishes.families) + " address: " + trial.failure +
+                                    ".",
+                                "Correct the name, or give it an address in /etc/hosts or in the "
+                                "domain name system, or name the peer's address."});
+        }
+    }
+    return findings;
+}
+
+std::vector<Finding> find_no_route_to_peer(const Facts &facts, const Wishes &) {
+    std::vector<Finding> findings;
+
+    for (const PeerTrial &trial : facts.peers) {
+        if (trial.route_error != 0) {
+            const std::string &address = trial.addresses.front();
+            const std::string name = trial.peer.is_name ? " (" + address + ")" : "";
+
+            findings.push_back({"", trial.peer.text,
+                                "There is no way to the peer " + trial.peer.text + name + ": " +
+                                    error_text(trial.route_error) + ".",
+                                "Add a route, or take away the one that forbids it: ip route get " +
+                                    address + " shows it."});
+        }
+    }
+    return findings;
+}
+
+} // namespace doctor

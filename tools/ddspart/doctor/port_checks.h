@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+// Findings about ports, sockets and what a process may have; each function is the `look` of a
+// check.
+#pragma once
+
+#include <vector>
+
+#include "doctor/facts.h"
+#include "doctor/finding.h"
+#include "doctor/wishes.h"
+
+namespace doctor {
+
+std::vector<Finding> find_ephemeral_ports(const Facts &facts, const Wishes &wishes);
+std::vector<Finding> find_few_descriptors(const Facts &facts, const Wishes &wishes);
+
+} // namespace doctor
