@@ -73,6 +73,31 @@ void list_sockets(const char *table, std::vector<Socket> &sockets) {
     }
 }
 
+/** Those of the calling thread's network. */
+constexpr const char *COUNTERS = "/proc/thread-self/net/snmp";
+
+/** A counter of a table with a line of names and one of numbers for each protocol. */
+std::uint64_t counter(const std::string &table, const std::string &protocol,
+                      const std::string &name) {
+    std::ifstream lines(table);
+    std::string names;
+    std::string numbers;
+
+    while (std::getline(lines, names) && std::getline(lines, numbers)) {
+        std::istringstream title(names);
+        std::istringstream value(numbers);
+        std::string word;
+        std::string number;
+
+        while (names.starts_with(protocol + ":") && title >> word && value >> number) {
+            if (word == name) {
+                return std::stoull(number);
+            }
+        }
+    }
+    throw std::runtime_error("the kernel does not count " + protocol + " " + name);
+}
+
 bool enter_new_network() {
     // An ordinary user may have a network in a user namespace of his own.
     return unshare(CLONE_NEWNET) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWNET) == 0;
@@ -109,19 +134,9 @@ std::set<std::string> addresses_of_port(unsigned port) {
 }
 
 std::uint64_t datagrams_received() {
-    std::uint64_t sum = 0;
-    std::ifstream lines("/proc/thread-self/net/snmp");
-    std::string word;
-
-    while (lines >> word) { // "Udp: InDatagrams ...", then "Udp: 12 ..."
-        std::uint64_t number = 0;
-
-        if (word == "Udp:" && lines >> number) {
-            sum += number;
-        }
-        lines.clear();
-    }
+    std::uint64_t sum = counter(COUNTERS, "Udp", "InDatagrams");
     std::ifstream lines6("/proc/thread-self/net/snmp6");
+    std::string word;
 
     while (lines6 >> word) {
         std::uint64_t number = 0;
@@ -131,6 +146,15 @@ std::uint64_t datagrams_received() {
         }
     }
     return sum;
+}
+
+std::uint64_t datagrams_lost() {
+    return counter(COUNTERS, "Udp", "InErrors");
+}
+
+std::uint64_t datagrams_arrived() {
+    return counter(COUNTERS, "Ip", "InDelivers") - counter(COUNTERS, "Icmp", "InMsgs") -
+           counter(COUNTERS, "Udp", "NoPorts");
 }
 
 void ip(const std::vector<std::string> &arguments) {
@@ -228,23 +252,7 @@ Process OtherHost::ddspart(const std::vector<std::string> &arguments) const {
 }
 
 std::uint64_t OtherHost::datagrams_sent() const {
-    std::ifstream lines("/proc/" + std::to_string(holder_.id()) + "/net/snmp");
-    std::string titles;
-    std::string numbers;
-
-    while (std::getline(lines, titles) && std::getline(lines, numbers)) {
-        std::istringstream title(titles);
-        std::istringstream number(numbers);
-        std::string name;
-        std::string value;
-
-        while (title >> name && number >> value) {
-            if (name == "OutDatagrams") { // only UDP has them
-                return std::stoull(value);
-            }
-        }
-    }
-    throw std::runtime_error("the kernel does not say how many datagrams were sent");
+    return counter("/proc/" + std::to_string(holder_.id()) + "/net/snmp", "Udp", "OutDatagrams");
 }
 
 Endpoint parse_locator(const std::string &locator) {

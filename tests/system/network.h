@@ -27,6 +27,10 @@ std::set<unsigned> udp_ports();
 std::set<std::string> addresses_of_port(unsigned port);
 /** Datagrams that programs of the network have received so far. */
 std::uint64_t datagrams_received();
+/** Those for which a socket had no room so far, by IPv4: once for each socket. */
+std::uint64_t datagrams_lost();
+/** Datagrams that have come to open ports so far, by IPv4: once each, whatever became of them. */
+std::uint64_t datagrams_arrived();
 
 /** What `ip` does with these arguments. */
 void ip(const std::vector<std::string> &arguments);
