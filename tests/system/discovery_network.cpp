@@ -13,6 +13,8 @@
 
 #include <gtest/gtest.h>
 
+#include "following_network.h"
+
 namespace discovery {
 
 namespace {
@@ -98,6 +100,13 @@ void Host::ip(const Texts &arguments) const {
     ::ip(arguments);
 }
 
+void Host::replace_address(const std::string &former, const std::string &address) const {
+    const Stay stay(*this);
+
+    following::ip_batch(
+        {"address del " + former + " dev net0", "address add " + address + " dev net0"});
+}
+
 Process start(const Host &host, const json &settings) {
     const Host::Stay stay(host);
 
@@ -153,6 +162,14 @@ json Neighbour::wait_for(const std::function<bool(const json &)> &condition) {
 json Neighbour::wait_for_change(const std::string &change, const std::string &guid) {
     return wait_for([&](const json &line) {
         return line.value("change", "") == change && line["participant"]["guid"] == guid;
+    });
+}
+
+json Neighbour::wait_for_addresses(const Neighbour &other, const Texts &addresses) {
+    return wait_for([&](const json &line) {
+        return line.contains("change") && line["participant"]["guid"] == other.guid() &&
+               line["participant"]["metatraffic_unicast"] ==
+                   following::locators(addresses, following::metatraffic_port(0));
     });
 }
 

@@ -48,6 +48,8 @@ public:
 
     /** Has `ip` do something there. */
     void ip(const Texts &arguments) const;
+    /** Has it another address, with a prefix, instead of one, at a stroke. */
+    void replace_address(const std::string &former, const std::string &address) const;
 
 private:
     int network_;
@@ -89,6 +91,9 @@ public:
     json wait_for(const std::function<bool(const json &)> &condition);
     /** The first line of a change of a participant. */
     json wait_for_change(const std::string &change, const std::string &guid);
+    /** The first line of a change after which a participant, the first of its host, is at these
+     * addresses alone. */
+    json wait_for_addresses(const Neighbour &other, const Texts &addresses);
     /** Whether it comes to know this participant. */
     bool comes_to_know(const Neighbour &other);
     /** How long it took until each of its participants knew as many as expected, in seconds. */

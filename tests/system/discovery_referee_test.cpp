@@ -210,6 +210,24 @@ TEST_F(DiscoveryReferee, HasNothingToSayAgainstAnythingThatIsSent) {
                                      DIRECTED + "0x07\t"}));
 }
 
+TEST_F(DiscoveryReferee, ReadsThatWhoHasNoneOfItsOldAddressesLeavesFirst) {
+    Neighbour left(*one, json::object());
+    Neighbour right(*other, json::object());
+
+    ASSERT_TRUE(left.comes_to_know(right));
+    other->replace_address("192.0.2.2/24", "192.0.2.77/24");
+    EXPECT_FALSE(left.wait_for_addresses(right, {"192.0.2.77"}).is_null());
+    recording->stop();
+    const Texts lines = recording->read("rtps.guidPrefix.src == " + right.guid().substr(0, 24),
+                                        {"ip.src", "rtps.param.status_info", "rtps.locator.ipv4"});
+    const auto from_there = std::find_if(lines.begin(), lines.end(), [](const std::string &line) {
+        return line.starts_with("192.0.2.77\t");
+    });
+
+    ASSERT_NE(from_there, lines.end());
+    EXPECT_EQ(*from_there, "192.0.2.77\t" + LEAVING + "\t");
+}
+
 TEST_F(DiscoveryReferee, ReadsWhatAParticipantWasGiven) {
     Neighbour left(*one, {{"domain", 3}, {"tag", "blue"}});
     Neighbour right(*other, {{"transports", 3},
