@@ -11,6 +11,7 @@
 
 #include "figures.h"
 #include "finding.h"
+#include "keeping.h"
 #include "participants.h"
 #include "process.h"
 #include "simulated.h"
@@ -27,6 +28,7 @@ struct Measurement {
 
 constexpr Measurement MEASUREMENTS[] = {
     {"finding", measure_finding},
+    {"keeping", measure_keeping},
     {"simulated", measure_simulated},
 };
 

@@ -106,13 +106,13 @@ DDS_DiscoveryStatistics Participant::statistics() const {
     return now;
 }
 
-std::vector<Participant> make_participants(int count,
-                                           const DDS_DomainParticipantListener *listener) {
+std::vector<Participant> make_participants(int count, const DDS_DomainParticipantListener *listener,
+                                           DDS_DomainParticipantFactory *factory) {
     std::vector<Participant> participants;
 
     participants.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {
-        participants.emplace_back(DOMAIN, listener);
+        participants.emplace_back(DOMAIN, listener, factory);
     }
     return participants;
 }

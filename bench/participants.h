@@ -85,7 +85,8 @@ private:
 
 /** As many participants, one after the other. */
 std::vector<Participant> make_participants(int count,
-                                           const DDS_DomainParticipantListener *listener = nullptr);
+                                           const DDS_DomainParticipantListener *listener = nullptr,
+                                           DDS_DomainParticipantFactory *factory = nullptr);
 
 /** Allocations from the library's heap since the start. */
 std::uint64_t allocations();

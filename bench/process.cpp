@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 #include <stdexcept>
 
@@ -79,6 +80,13 @@ std::string cpu_model() {
 
 int thread_count() {
     return std::atoi(field("/proc/self/status", "Threads").c_str());
+}
+
+double processor_seconds() {
+    timespec time = {};
+
+    (void)clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
 double resident_bytes() {

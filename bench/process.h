@@ -23,6 +23,9 @@ std::string cpu_model();
 /** Number of threads. */
 int thread_count();
 
+/** Seconds that a processor has worked for this process. */
+double processor_seconds();
+
 /** Bytes of memory that are resident. */
 double resident_bytes();
 

@@ -7,7 +7,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
-#include <ctime>
 #include <iostream>
 #include <memory>
 #include <stdexcept>
@@ -21,6 +20,7 @@
 #include "domain/DomainParticipantFactory_internal.h"
 #include "figures.h"
 #include "participants.h"
+#include "process.h"
 #include "simnet/simnet_world.h"
 
 namespace bench {
@@ -59,6 +59,33 @@ public:
     }
     QuietQos(const QuietQos &) = delete;
     QuietQos &operator=(const QuietQos &) = delete;
+
+    const DDS_DomainParticipantQos *get() const {
+        return &qos_;
+    }
+
+private:
+    DDS_DomainParticipantQos qos_ = DDS_DOMAIN_PARTICIPANT_QOS_INITIALIZER;
+};
+
+/** Of participants that announce themselves to the group alone, and only at first. */
+class GroupQos {
+public:
+    GroupQos() {
+        if (DDS_DomainParticipantQos_initialize(&qos_) != DDS_RETCODE_OK ||
+            !DDS_StringSeq_ensure_length(&qos_.discovery.initial_peers, 1, 1) ||
+            !DDS_String_replace(DDS_StringSeq_get_reference(&qos_.discovery.initial_peers, 0),
+                                "239.255.0.1")) {
+            throw std::runtime_error("no memory for a QoS");
+        }
+        qos_.discovery_config.lease_duration = {4000, 0};
+        qos_.discovery_config.announcement_period = {1000, 0};
+    }
+    ~GroupQos() {
+        (void)DDS_DomainParticipantQos_finalize(&qos_);
+    }
+    GroupQos(const GroupQos &) = delete;
+    GroupQos &operator=(const GroupQos &) = delete;
 
     const DDS_DomainParticipantQos *get() const {
         return &qos_;
@@ -148,13 +175,6 @@ double peak_mib() {
     return static_cast<double>(usage.ru_maxrss) / KIB_PER_MIB;
 }
 
-double processor_seconds() {
-    timespec time{};
-
-    (void)clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
-}
-
 Simulated simulate(std::uint64_t seed) {
     Simulated result{};
     const QuietQos quiet;
@@ -204,9 +224,53 @@ Found find_each_other(std::uint64_t seed) {
     return result;
 }
 
+/** How many datagrams are sent when one joins so many others, each on a host of its own. */
+std::uint64_t join(int count) {
+    constexpr simnet::Time UNTIL_QUIET = 5 * simnet::SECOND;
+    const GroupQos qos;
+    simnet::World world(7);
+    simnet::Segment &lan = world.add_segment("lan");
+    std::vector<std::unique_ptr<Application>> applications;
+    const auto add = [&] {
+        const std::string number = std::to_string(applications.size() + 1);
+        simnet::Host &host = world.add_host("host " + number);
+
+        host.add_interface("eth0", &lan, {"192.0.2." + number + "/24"});
+        applications.push_back(std::make_unique<Application>(host, "process", qos.get()));
+    };
+
+    for (int i = 0; i < count; ++i) {
+        add();
+    }
+    world.run_for(UNTIL_QUIET);
+    const std::uint64_t before = world.trace().count(simnet::Event::SENT);
+
+    add();
+    world.run_for(UNTIL_QUIET);
+    if (applications.back()->known() != static_cast<std::uint64_t>(count)) {
+        throw std::runtime_error("a simulated participant does not know all others");
+    }
+    return world.trace().count(simnet::Event::SENT) - before;
+}
+
+void measure_joining() {
+    constexpr double ANNOUNCEMENTS = 1 + 5; // the first one, and the initial ones
+
+    for (const int count : {10, 50, 200}) {
+        const std::string what = "datagrams when one joins " + std::to_string(count);
+
+        set_row({.what = what,
+                 .value = static_cast<double>(in_child(join, count)),
+                 .allowed = ANNOUNCEMENTS + 4 * count});
+        set_row({.what = what + ", where it says once that it is there and is answered",
+                 .value = 1.0 + count});
+    }
+}
+
 } // namespace
 
 void measure_simulated() {
+    measure_joining();
     const Simulated first = in_child(simulate, std::uint64_t{7});
     const Simulated again = in_child(simulate, std::uint64_t{7});
     const Simulated other = in_child(simulate, std::uint64_t{8});
