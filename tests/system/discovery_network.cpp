@@ -94,6 +94,12 @@ Host::Stay::~Stay() {
     (void)close(home_);
 }
 
+Process Host::ddspart(const Texts &arguments) const {
+    const Stay stay(*this);
+
+    return ::ddspart(arguments);
+}
+
 void Host::ip(const Texts &arguments) const {
     const Stay stay(*this);
 

@@ -46,6 +46,8 @@ public:
         int home_;
     };
 
+    /** Runs ddspart there. */
+    Process ddspart(const Texts &arguments) const;
     /** Has `ip` do something there. */
     void ip(const Texts &arguments) const;
     /** Has it another address, with a prefix, instead of one, at a stroke. */

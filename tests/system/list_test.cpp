@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
+#include "discovery_network.h"
 #include "following_network.h"
 #include "network.h"
 #include "process.h"
@@ -306,17 +307,19 @@ TEST_F(ListOfAllDomains, HasDescriptorsForJoiningThemAll) {
     EXPECT_THAT(udp_ports(), IsEmpty());
 }
 
-/** The test's host and another. */
-class TwoHosts : public NetworkTest {
+/** The test's host, which is at its end of the wire, and another. */
+class TwoHosts : public discovery::WireTest {
 protected:
     void SetUp() override {
-        NetworkTest::SetUp();
+        WireTest::SetUp();
         if (!IsSkipped()) {
-            other_host.emplace();
+            other_host.emplace("other", discovery::Texts{"198.51.100.2/24"});
+            ip({"address", "add", "198.51.100.1/24", "dev", "wire"});
+            EXPECT_TRUE(eventually([] { return is_running("wire"); }));
         }
     }
 
-    std::optional<OtherHost> other_host;
+    std::optional<discovery::Host> other_host;
 };
 
 TEST_F(TwoHosts, HaveParticipantsThatSeeEachOther) {
@@ -427,7 +430,9 @@ TEST_F(TwoHosts, AreSeenInTwentyDomainsByOneThatSendsNothing) {
     ASSERT_THAT(domains, SizeIs(DOMAINS));
     EXPECT_TRUE(std::is_sorted(domains.begin(), domains.end()));
     EXPECT_EQ(std::set<int>(domains.begin(), domains.end()).size(), std::size_t{DOMAINS});
-    EXPECT_EQ(other_host->datagrams_sent(), 0u);
+    const discovery::Host::Stay stay(*other_host);
+
+    EXPECT_EQ(datagrams_sent(), 0u);
 }
 
 } // namespace

@@ -4,7 +4,6 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -73,13 +72,9 @@ void list_sockets(const char *table, std::vector<Socket> &sockets) {
     }
 }
 
-/** Those of the calling thread's network. */
-constexpr const char *COUNTERS = "/proc/thread-self/net/snmp";
-
-/** A counter of a table with a line of names and one of numbers for each protocol. */
-std::uint64_t counter(const std::string &table, const std::string &protocol,
-                      const std::string &name) {
-    std::ifstream lines(table);
+/** A counter of the calling thread's network, as a protocol has it. */
+std::uint64_t counter(const std::string &protocol, const std::string &name) {
+    std::ifstream lines("/proc/thread-self/net/snmp"); // names, then numbers, of each protocol
     std::string names;
     std::string numbers;
 
@@ -133,8 +128,12 @@ std::set<std::string> addresses_of_port(unsigned port) {
     return addresses;
 }
 
+std::uint64_t datagrams_sent() {
+    return counter("Udp", "OutDatagrams");
+}
+
 std::uint64_t datagrams_received() {
-    std::uint64_t sum = counter(COUNTERS, "Udp", "InDatagrams");
+    std::uint64_t sum = counter("Udp", "InDatagrams");
     std::ifstream lines6("/proc/thread-self/net/snmp6");
     std::string word;
 
@@ -149,12 +148,11 @@ std::uint64_t datagrams_received() {
 }
 
 std::uint64_t datagrams_lost() {
-    return counter(COUNTERS, "Udp", "InErrors");
+    return counter("Udp", "InErrors");
 }
 
 std::uint64_t datagrams_arrived() {
-    return counter(COUNTERS, "Ip", "InDelivers") - counter(COUNTERS, "Icmp", "InMsgs") -
-           counter(COUNTERS, "Udp", "NoPorts");
+    return counter("Ip", "InDelivers") - counter("Icmp", "InMsgs") - counter("Udp", "NoPorts");
 }
 
 void ip(const std::vector<std::string> &arguments) {
@@ -203,56 +201,6 @@ void HostTest::SetUp() {
     if (!IsSkipped()) {
         add_interface("net0", {"192.0.2.2/24"});
     }
-}
-
-OtherHost::OtherHost() : holder_({"unshare", "--net", "sleep", "infinity"}) {
-    const std::string id = std::to_string(holder_.id());
-    const auto network_of = [](const std::string &process) {
-        std::error_code gone;
-
-        return std::filesystem::read_symlink("/proc/" + process + "/ns/net", gone).string();
-    };
-
-    EXPECT_TRUE(eventually([&] {
-        return holder_.has_ended() || network_of(id) != network_of("thread-self");
-    })) << holder_.errors();
-    ip({"link", "add", "link0", "type", "veth", "peer", "name", "link0", "netns", id});
-    ip({"address", "add", "198.51.100.1/24", "dev", "link0"});
-    ip({"link", "set", "link0", "up"});
-    for (const std::vector<std::string> &step : {
-             std::vector<std::string>{"link", "set", "lo", "up"},
-             {"address", "add", "198.51.100.2/24", "dev", "link0"},
-             {"link", "set", "link0", "up"},
-         }) {
-        std::vector<std::string> command = {"ip"};
-
-        command.insert(command.end(), step.begin(), step.end());
-        EXPECT_EQ(run(command).wait().code, 0);
-    }
-    EXPECT_TRUE(eventually([] { return is_running("link0"); }));
-    EXPECT_TRUE(eventually([&] {
-        Process process = run({"ip", "link", "show", "dev", "link0"});
-
-        return process.wait().code == 0 && process.output().find("LOWER_UP") != std::string::npos;
-    }));
-}
-
-Process OtherHost::run(const std::vector<std::string> &command) const {
-    std::vector<std::string> words = {"nsenter", "--target", std::to_string(holder_.id()), "--net"};
-
-    words.insert(words.end(), command.begin(), command.end());
-    return Process(words);
-}
-
-Process OtherHost::ddspart(const std::vector<std::string> &arguments) const {
-    std::vector<std::string> command = {DDSPART_PATH};
-
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    return run(command);
-}
-
-std::uint64_t OtherHost::datagrams_sent() const {
-    return counter("/proc/" + std::to_string(holder_.id()) + "/net/snmp", "Udp", "OutDatagrams");
 }
 
 Endpoint parse_locator(const std::string &locator) {

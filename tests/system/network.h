@@ -25,9 +25,11 @@ std::vector<Socket> udp_sockets();
 std::set<unsigned> udp_ports();
 /** The addresses that a port is bound at. */
 std::set<std::string> addresses_of_port(unsigned port);
+/** Datagrams that programs of the network have sent by IPv4 so far. */
+std::uint64_t datagrams_sent();
 /** Datagrams that programs of the network have received so far. */
 std::uint64_t datagrams_received();
-/** Those for which a socket had no room so far, by IPv4: once for each socket. */
+/** Datagrams for which a socket had no room so far, by IPv4: once for each socket. */
 std::uint64_t datagrams_lost();
 /** Datagrams that have come to open ports so far, by IPv4: once each, whatever became of them. */
 std::uint64_t datagrams_arrived();
@@ -54,25 +56,6 @@ protected:
 class HostTest : public NetworkTest {
 protected:
     void SetUp() override;
-};
-
-/**
- * Another host: a network beside the test's, joined to it by an interface in each, "link0" at
- * 198.51.100.1 in the test's and at 198.51.100.2 in this one. It is gone with the object.
- */
-class OtherHost {
-public:
-    OtherHost();
-
-    /** Runs a program there. */
-    Process run(const std::vector<std::string> &command) const;
-    /** Runs ddspart there. */
-    Process ddspart(const std::vector<std::string> &arguments) const;
-    /** Datagrams that its programs have sent by IPv4 so far. */
-    std::uint64_t datagrams_sent() const;
-
-private:
-    Process holder_; // as long as a process is there, so is the network
 };
 
 /** The locators that a text of the kind "udpv4://192.0.2.2:7410" names. */
