@@ -216,6 +216,33 @@ TEST_F(LocatorsTest, OfNoTransportOrPortAreLeftOut) {
     EXPECT_EQ(ports(), "65535 ");
 }
 
+TEST_F(LocatorsTest, OfIPv4AreThereOnceWhateverIsInFrontOfTheAddress) {
+    NUVNetioLocator disguised = locator(7410);
+    disguised.address.network_ordered_value[11] = 1;
+    add({7410});
+    RTPSLocators_add(&list_, &disguised, nullptr);
+    EXPECT_EQ(ports(), "7410 ");
+}
+
+TEST_F(LocatorsTest, OfIPv4HaveZeroesInFrontOfTheAddress) {
+    NUVNetioLocator disguised = locator(7410);
+    disguised.address.network_ordered_value[0] = 1;
+    RTPSLocators_add(&list_, &disguised, nullptr);
+    const NUVNetioLocator plain = locator(7410);
+    ASSERT_EQ(list_.count, 1u);
+    EXPECT_NE(NUVNetioLocator_isSame(&list_.locators[0], &plain), 0);
+}
+
+TEST_F(LocatorsTest, OfIPv6DifferByEachOctet) {
+    for (const NUV_UINT8 first : {NUV_UINT8{0xFD}, NUV_UINT8{0xFC}}) {
+        NUVNetioLocator it = locator(7410);
+        it.transport = KOLS_TRANSPORT_CLASSID_UDPv6;
+        it.address.network_ordered_value[0] = first;
+        RTPSLocators_add(&list_, &it, nullptr);
+    }
+    EXPECT_EQ(ports(), "7410 7410 ");
+}
+
 TEST_F(LocatorsTest, BeyondTheLastOneAreLeftOut) {
     add({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18});
     EXPECT_EQ(ports(), "1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 ");

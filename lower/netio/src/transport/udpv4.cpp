@@ -124,6 +124,7 @@ const NUVNetioTransportClass UDPV4_CLASS = {
     "udpv4",
     "IPv4",
     0,
+    IPV4_OFFSET,
     NUV_NETIO_UDPv4_MESSAGE_SIZE_MAX,
     to_string,
     parse,

@@ -132,6 +132,7 @@ const NUVNetioTransportClass UDPV6_CLASS = {
     "udpv6",
     "IPv6",
     1,
+    0,
     NUV_NETIO_UDPv6_MESSAGE_SIZE_MAX,
     to_string,
     parse,

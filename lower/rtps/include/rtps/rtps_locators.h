@@ -34,7 +34,8 @@ struct RTPSLocatorRanking {
  * @brief Adds a locator by its rank.
  *
  * Left out are those of a transport that there is not or with a port that there is not, those that
- * are there already, and the hindmost where there is no room.
+ * are there already, and the hindmost where there is no room. What is in front of an address, as of
+ * the last four octets of IPv4, becomes zeroes.
  * @param ranking null: all are of one rank.
  */
 void RTPSLocators_add(struct RTPSLocators *self, const struct NUVNetioLocator *locator,
