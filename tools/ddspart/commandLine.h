@@ -20,10 +20,12 @@ struct CommandLine {
     CLI::App app;
     RunOptions run;
     ListOptions list;
+    WhoOptions who;
     PortsOptions ports;
     DoctorOptions doctor;
     const CLI::App *run_command = nullptr;
     const CLI::App *list_command = nullptr;
+    const CLI::App *who_command = nullptr;
     const CLI::App *doctor_command = nullptr;
     /** Of the options whose values are words: the words. */
     std::map<const CLI::Option *, std::vector<std::string>> words;

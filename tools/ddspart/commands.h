@@ -7,5 +7,6 @@
 /** Each returns the exit code, and throws when it could not be done. */
 int execute(const RunOptions &options);
 int execute(const ListOptions &options);
+int execute(const WhoOptions &options);
 int execute(const PortsOptions &options);
 int execute(const DoctorOptions &options);

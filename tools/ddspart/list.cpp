@@ -6,13 +6,14 @@
 #include <memory>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include "commands.h"
 #include "list_table.h"
+#include "listening.h"
 #include "log.h"
 #include "output.h"
 #include "participant.h"
@@ -27,17 +28,6 @@ constexpr int FINDINGS = 3;
 constexpr std::chrono::seconds TIME_TO_ANSWER(2);
 /** Beyond the 4 seconds after which a participant usually announces itself again. */
 constexpr std::chrono::seconds TIME_TO_LISTEN(5);
-constexpr std::chrono::milliseconds POLLING_PERIOD(50);
-
-/** Each participant takes some, and all the domains more than is usual. */
-void take_all_descriptors() {
-    rlimit limit = {};
-
-    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
-        limit.rlim_cur = limit.rlim_max;
-        (void)setrlimit(RLIMIT_NOFILE, &limit); // else the library says what it lacks
-    }
-}
 
 using Joined = std::unique_ptr<Participant>;
 
@@ -66,10 +56,7 @@ Joined join(const Factory &factory, const ListOptions &list, DDS_DomainId_t doma
     options.peers = list.peers;
     options.tool = TOOL;
     if (list.listens_only()) {
-        options.is_announced = false;
-        options.reserved_ports = DDS_RTPS_RESERVED_PORT_BUILTIN_MULTICAST;
-        options.index = 0; // one is not looked for then, and none is taken
-        return std::make_unique<Participant>(factory, options);
+        return std::make_unique<Participant>(factory, listening_only(std::move(options)));
     }
     return join_at_highest_index(factory, options);
 }
@@ -215,15 +202,6 @@ private:
     std::vector<std::unique_ptr<Lookout>> all_;
     bool is_complete_ = true;
 };
-
-/** Waits for the next poll, or what ends before. */
-Event wait_for_poll(std::optional<Moment> end) {
-    const Moment next = Moment::clock::now() + POLLING_PERIOD;
-    const Event event = wait_for_event(end ? std::min(*end, next) : next);
-    const bool is_over = end && Moment::clock::now() >= *end;
-
-    return event == Event::TIME_IS_UP && !is_over ? Event::NEWS : event;
-}
 
 /** Shows each change until a signal comes. */
 void watch(Lookouts &lookouts, bool json) {

@@ -7,14 +7,10 @@
 #include <sstream>
 
 #include "printable.h"
+#include "table.h"
 #include "words.h"
 
 namespace {
-
-using Cells = std::vector<std::string>;
-using Widths = std::vector<std::size_t>;
-
-constexpr const char *NOTHING = "-";
 
 std::string seconds(std::chrono::nanoseconds duration, int digits) {
     std::ostringstream text;
@@ -102,49 +98,16 @@ Cells cells_of(const Description &other) {
     Cells cells;
 
     for (const Column &column : COLUMNS) {
-        const std::string text = column.text(other);
-
-        cells.push_back(text.empty() ? NOTHING : text);
+        cells.push_back(text_or_dash(column.text(other)));
     }
     return cells;
 }
 
 std::string heard(const Sighting &other, WallTime now) {
     if (!other.last_heard) {
-        return NOTHING;
+        return text_or_dash("");
     }
     return seconds(std::max(now - *other.last_heard, WallTime::duration::zero()), 1) + " ago";
-}
-
-/** How many characters a text of UTF-8 has. */
-std::size_t width_of(const std::string &text) {
-    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char octet) {
-        return (static_cast<unsigned char>(octet) & 0xC0u) != 0x80u;
-    }));
-}
-
-/** The last cell is not filled up. */
-std::string line(Cells cells, const std::string &last, const Widths &widths) {
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-        const std::size_t width = width_of(cells[i]);
-
-        cells[i].append(std::max(widths[i], width) - width, ' ');
-    }
-    cells.push_back(last);
-    return join(cells, "  ") + "\n";
-}
-
-/** As wide as the longest cell, unless somebody has announced one that is very long. */
-Widths widths_of(const std::vector<Cells> &rows) {
-    constexpr std::size_t WIDEST = 64;
-    Widths widths = least_widths();
-
-    for (const Cells &row : rows) {
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            widths[i] = std::max(widths[i], std::min(width_of(row[i]), WIDEST));
-        }
-    }
-    return widths;
 }
 
 std::vector<Cells> rows_of(const Listing &listing) {
@@ -173,26 +136,26 @@ std::vector<std::pair<std::string, std::string>> titled_cells(const Description 
 
 std::string list_table(const Listing &listing) {
     const std::vector<Cells> rows = rows_of(listing);
-    const Widths widths = widths_of(rows);
+    const Widths widths = widths_of(rows, least_widths());
 
     if (rows.empty()) {
         return "No participants\n";
     }
-    std::string text = line(titles(), HEARD, widths);
+    std::string text = line_of(titles(), HEARD, widths);
 
     for (std::size_t i = 0; i < rows.size(); ++i) {
-        text += line(rows[i], heard(listing.others[i], listing.now), widths);
+        text += line_of(rows[i], heard(listing.others[i], listing.now), widths);
     }
     return text;
 }
 
 std::string RowByRow::row(const Sighting &other, WallTime now) {
-    const std::string titled = rows_.empty() ? line(titles(), HEARD, least_widths()) : "";
+    const std::string titled = rows_.empty() ? line_of(titles(), HEARD, least_widths()) : "";
 
     rows_.push_back(cells_of(other));
-    return titled + line(rows_.back(), heard(other, now), least_widths());
+    return titled + line_of(rows_.back(), heard(other, now), least_widths());
 }
 
 bool RowByRow::reads_like(const Listing &listing) const {
-    return rows_ == rows_of(listing) && widths_of(rows_) == least_widths();
+    return rows_ == rows_of(listing) && widths_of(rows_, least_widths()) == least_widths();
 }

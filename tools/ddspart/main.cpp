@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// ddspart: joins a DDS domain, shows its participants or the ports that they have, or looks for
+// ddspart: joins a DDS domain, shows its participants, their ports or who holds these, or looks for
 // what keeps them apart.
 //
 // Data goes to stdout, messages to stderr. The exit code is 0 when all is done, 1 when it could not
-// be done, 2 for wrong usage, 3 when what was looked for is not there.
+// be done, 2 for wrong usage, 3 when there are findings.
 #include <cerrno>
 #include <exception>
 #include <string>
@@ -58,6 +58,10 @@ int perform(const RunOptions &options) {
 }
 
 int perform(const ListOptions &options) {
+    return perform_logged(options, options.verbosity);
+}
+
+int perform(const WhoOptions &options) {
     return perform_logged(options, options.verbosity);
 }
 

@@ -240,6 +240,36 @@ CLI::App *add_list(CommandLine &line) {
     return list;
 }
 
+CLI::App *add_who(CommandLine &line) {
+    WhoOptions &options = line.who;
+    CLI::App *const who = line.app.add_subcommand(
+        "who", "Show which processes of this host hold the ports of participants");
+
+    who->footer("Example: who has the indices of domain 7, in containers as well\n"
+                "  ddspart who --domain 7 --all-netns");
+    add_words(line, *who, "--domain", "N|FIRST-LAST|all",
+              "domain, or several at once; unless given, all, but for ports that the kernel may "
+              "have given to anybody in domains without participants",
+              {"all"}, [&](const std::string &value) { options.domains = to_domains(value); })
+        ->envname("NUVDDS_DOMAIN");
+    add_well_known_ports(*who, options.well_known_ports);
+    add_transports(line, *who, options.transports);
+    who->add_flag("--all-netns", options.all_networks,
+                  "look into the network namespaces of all processes, not only into this one");
+    CLI::Option *const duration =
+        add_duration(*who,
+                     "how long to listen, in this network namespace, for who announces itself; at "
+                     "most 0.3 unless given",
+                     options.duration);
+    who->add_flag("--watch", options.watch,
+                  "show who takes and releases ports, until SIGINT or SIGTERM")
+        ->excludes(duration);
+    add_verbosity(line, *who, "error", options.verbosity);
+    add_json(*who, options.json);
+    line.findings[who] = "A process that is no participant holds a port of an index.";
+    return who;
+}
+
 CLI::App *add_ports(CommandLine &line) {
     PortsOptions &options = line.ports;
     CLI::App *const ports =
@@ -299,7 +329,6 @@ std::string reason(const CLI::App &app, const CLI::ParseError &error) {
         return error.what();
     }
     const std::vector<std::string> words = app.remaining();
-
     const std::string commands = join(names_of_commands(app), ", ");
 
     return words.empty() ? "a command is required, one of " + commands
@@ -326,7 +355,7 @@ Answer answer(const CLI::App &app, const CLI::ParseError &error) {
 } // namespace
 
 CommandLine::CommandLine()
-    : app("Join a DDS domain, look at its participants and the ports that they have, or for what "
+    : app("Join a DDS domain, look at its participants, their ports and who holds these, or for what "
           "keeps them apart.",
           "ddspart") {
     app.footer("ddspart COMMAND --help shows the options of a command.");
@@ -334,6 +363,7 @@ CommandLine::CommandLine()
     app.require_subcommand(1);
     run_command = add_run(*this);
     list_command = add_list(*this);
+    who_command = add_who(*this);
     (void)add_ports(*this);
     doctor_command = add_doctor(*this);
 }
@@ -351,6 +381,9 @@ Command parse_command_line(int argc, const char *const *argv) {
     }
     if (line.list_command->parsed()) {
         return line.list;
+    }
+    if (line.who_command->parsed()) {
+        return line.who;
     }
     if (line.doctor_command->parsed()) {
         return line.doctor;

@@ -41,13 +41,18 @@ struct RunOptions : ParticipantOptions {
     bool json = false;
 };
 
+struct Domains {
+    DDS_DomainId_t first = 0;
+    DDS_DomainId_t last = 0;
+    bool are_all = false;
+
+    bool contain(DDS_DomainId_t domain) const {
+        return are_all || (domain >= first && domain <= last);
+    }
+};
+
 /** ddspart list */
 struct ListOptions {
-    struct Domains {
-        DDS_DomainId_t first = 0;
-        DDS_DomainId_t last = 0;
-        bool are_all = false;
-    };
     Domains domains;
     DDS_RtpsWellKnownPorts_t well_known_ports = DDS_RTPS_WELL_KNOWN_PORTS_INITIALIZER;
     DDS_TransportBuiltinKindMask transports = DDS_TRANSPORTBUILTIN_MASK_DEFAULT;
@@ -65,6 +70,18 @@ struct ListOptions {
     bool listens_only() const {
         return listen_only || (domains.are_all && !join);
     }
+};
+
+/** ddspart who */
+struct WhoOptions {
+    std::optional<Domains> domains; // none: those in which anybody is, or a stranger may not be
+    DDS_RtpsWellKnownPorts_t well_known_ports = DDS_RTPS_WELL_KNOWN_PORTS_INITIALIZER;
+    DDS_TransportBuiltinKindMask transports = DDS_TRANSPORTBUILTIN_MASK_DEFAULT;
+    bool all_networks = false;
+    std::optional<std::chrono::nanoseconds> duration; // of listening; none: a moment
+    bool watch = false;
+    KOLS_Config_LogVerbosity verbosity = KOLS_CONFIG_LOG_VERBOSITY_ERROR;
+    bool json = false;
 };
 
 /** ddspart ports */
@@ -88,6 +105,7 @@ struct Answer {
     std::string text;
 };
 
-using Command = std::variant<RunOptions, ListOptions, PortsOptions, DoctorOptions, Answer>;
+using Command =
+    std::variant<RunOptions, ListOptions, WhoOptions, PortsOptions, DoctorOptions, Answer>;
 
 Command parse_command_line(int argc, const char *const *argv);

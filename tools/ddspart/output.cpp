@@ -9,14 +9,19 @@
 
 #include <nlohmann/json.hpp>
 
+#include "held_table.h"
 #include "list_table.h"
 #include "printable.h"
 #include "qos_tree.h"
+#include "table.h"
 #include "words.h"
 
 namespace {
 
 using Json = nlohmann::ordered_json;
+
+/** Of what an object of held ports has in it; higher when a program that reads it has to change. */
+constexpr int HELD_VERSION = 1;
 
 /** "builtin_unicast" as "builtin unicast". */
 std::string spoken(std::string_view kind) {
@@ -159,6 +164,45 @@ Json object(const Sighting &other) {
             {"properties", properties(other)}};
 }
 
+Json object(const Holder &holder) {
+    const auto &process = holder.process;
+
+    return {
+        {"pid", process ? Json(process->id) : Json()},
+        {"name", process ? Json(process->name) : Json()},
+        {"user", host::user_name(holder.user)},
+        {"container", process && !process->container.empty() ? Json(process->container) : Json()}};
+}
+
+Json object(const host::NetworkNamespace &network) {
+    return {{"label", label_of(network)},
+            {"own", network.is_own},
+            {"number", value_or_null(network.number)}};
+}
+
+Json object(const HeldPorts &held, bool shows_all_processes) {
+    Json holders = Json::array();
+    const auto &announced = held.announced;
+
+    for (const Holder &holder : held.holders) {
+        holders.push_back(object(holder));
+    }
+    return {{"event", "held"},
+            {"version", HELD_VERSION},
+            {"domain", held.domain},
+            {"index", value_or_null(held.index)},
+            {"ports", numbers(held.ports)},
+            {"addresses", held.addresses},
+            {"holders", holders},
+            {"network", object(held.network)},
+            {"vendor", announced ? Json(announced->vendor) : Json()},
+            {"guid", announced ? Json(announced->guid) : Json()},
+            {"participant", announced ? value_or_null(announced->name) : Json()},
+            {"drops", held.drops},
+            {"blocked", held.are_blocked()},
+            {"remarks", remarks_on(held, shows_all_processes)}};
+}
+
 std::string line(const Json &object) {
     // Texts from the command line need not be UTF-8, as JSON has to be, and may steer a terminal.
     return object.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n";
@@ -229,6 +273,15 @@ std::string as_text(const Left &left) {
 
 std::string as_text(const Listing &listing) {
     return list_table(listing);
+}
+
+std::string as_text(const HeldListing &listing) {
+    return held_table(listing, terminal_columns());
+}
+
+std::string as_text(const HeldChange &change) {
+    return std::string("Held ports ") + word(change.change) + ": " +
+           held_line(change.held, change.shows_all_processes) + "\n";
 }
 
 std::string as_text(const PortTable &table) {
@@ -330,6 +383,22 @@ std::string as_json(const Listing &listing) {
         lines += line(object(other));
     }
     return lines;
+}
+
+std::string as_json(const HeldListing &listing) {
+    std::string lines;
+
+    for (const HeldPorts &held : listing.all) {
+        lines += line(object(held, listing.shows_all_processes));
+    }
+    return lines;
+}
+
+std::string as_json(const HeldChange &change) {
+    Json whole = {{"event", ""}, {"change", word(change.change)}};
+
+    whole.update(object(change.held, change.shows_all_processes));
+    return line(whole);
 }
 
 std::string as_json(const PortTable &table) {

@@ -7,6 +7,7 @@
 
 #include "dds_c/dds_c_domainparticipantqos.h"
 #include "doctor/checks.h"
+#include "held_ports.h"
 #include "ports.h"
 #include "sighting.h"
 
@@ -61,6 +62,19 @@ struct Listing {
     WallTime now;
 };
 
+/** Who holds ports of participants. */
+struct HeldListing {
+    const std::vector<HeldPorts> &all;
+    bool shows_all_processes; // else a holder may be one that the caller may not know of
+};
+
+/** What has become of ports: CAME, CHANGED or GONE. */
+struct HeldChange {
+    Encounter::Change change;
+    const HeldPorts &held; // as they are now, or were last
+    bool shows_all_processes;
+};
+
 /** Each returns its lines, with line ends. */
 std::string as_text(const Joined &joined);
 std::string as_text(const QosShown &shown);
@@ -69,6 +83,8 @@ std::string as_text(const Encounter &encounter);
 std::string as_text(const Discovered &discovered);
 std::string as_text(const Left &left);
 std::string as_text(const Listing &listing);
+std::string as_text(const HeldListing &listing);
+std::string as_text(const HeldChange &change);
 std::string as_text(const PortTable &table);
 std::string as_text(const doctor::Diagnosis &diagnosis);
 std::string as_json(const Joined &joined);
@@ -78,6 +94,8 @@ std::string as_json(const Encounter &encounter);
 std::string as_json(const Discovered &discovered);
 std::string as_json(const Left &left);
 std::string as_json(const Listing &listing);
+std::string as_json(const HeldListing &listing);
+std::string as_json(const HeldChange &change);
 std::string as_json(const PortTable &table);
 std::string as_json(const doctor::Diagnosis &diagnosis);
 

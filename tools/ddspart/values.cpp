@@ -155,7 +155,7 @@ DDS_DomainId_t to_domain(const std::string &text) {
     return to_long(text, 0, LONG_HIGHEST);
 }
 
-ListOptions::Domains to_domains(const std::string &text) {
+Domains to_domains(const std::string &text) {
     if (text == "all") {
         return {0, DOMAIN_HIGHEST, true};
     }

@@ -17,7 +17,7 @@ public:
 };
 
 DDS_DomainId_t to_domain(const std::string &text);
-ListOptions::Domains to_domains(const std::string &text);
+Domains to_domains(const std::string &text);
 DDS_Long to_port_setting(const std::string &text);
 DDS_Long to_index(const std::string &text);
 PortsOptions::Range to_index_range(const std::string &text);

@@ -241,15 +241,25 @@ void check(const RunOptions &options, unsigned variation) {
     check_again(varied);
 }
 
-void check(const ListOptions &options, unsigned /*variation*/) {
+void check(const Domains &domains) {
     constexpr DDS_DomainId_t HIGHEST = 232;
-    const ListOptions::Domains &domains = options.domains;
     fuzz::must(0 <= domains.first && domains.first <= domains.last && domains.last <= HIGHEST,
                "domains are a range within 0 to 232");
     fuzz::must(!domains.are_all || (domains.first == 0 && domains.last == HIGHEST),
                "all domains are all that there are");
+}
+
+void check(const ListOptions &options, unsigned /*variation*/) {
+    check(options.domains);
     fuzz::must(!options.listens_only() || options.peers.empty(),
                "whoever sends nothing has no peers");
+}
+
+void check(const WhoOptions &options, unsigned /*variation*/) {
+    if (options.domains) {
+        check(*options.domains);
+    }
+    fuzz::must(!options.watch || !options.duration, "whoever watches does so without an end");
 }
 
 void check(const DoctorOptions &options, unsigned /*variation*/) {

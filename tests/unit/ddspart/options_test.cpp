@@ -30,6 +30,11 @@ ListOptions parse_list(std::vector<const char *> arguments) {
     return std::get<ListOptions>(parse(arguments));
 }
 
+WhoOptions parse_who(std::vector<const char *> arguments) {
+    arguments.insert(arguments.begin(), "who");
+    return std::get<WhoOptions>(parse(arguments));
+}
+
 PortsOptions parse_ports(std::vector<const char *> arguments) {
     arguments.insert(arguments.begin(), "ports");
     return std::get<PortsOptions>(parse(arguments));
@@ -216,7 +221,7 @@ TEST(ListOptions, TakeADomainOrARange) {
 }
 
 TEST(ListOptions, TakeAllDomains) {
-    const ListOptions::Domains all = parse_list({"--domain", "all"}).domains;
+    const Domains all = parse_list({"--domain", "all"}).domains;
 
     EXPECT_EQ(all.first, 0);
     EXPECT_EQ(all.last, 232);
@@ -240,6 +245,35 @@ TEST(ListOptions, TakePeersWithPorts) {
                 ElementsAre("192.0.2.9", "192.0.2.9:7410"));
     EXPECT_THAT(parse_list({"--domain", "all", "--join", "--peer", "192.0.2.9"}).peers,
                 ElementsAre("192.0.2.9"));
+}
+
+TEST(WhoOptions, AreTheUsualSettingsWhenNoneIsGiven) {
+    const WhoOptions options = parse_who({});
+
+    EXPECT_FALSE(options.domains);
+    EXPECT_EQ(options.well_known_ports.port_base, 7400);
+    EXPECT_EQ(options.transports, DDS_TRANSPORTBUILTIN_MASK_DEFAULT);
+    EXPECT_FALSE(options.all_networks);
+    EXPECT_FALSE(options.duration);
+    EXPECT_FALSE(options.watch);
+    EXPECT_EQ(options.verbosity, KOLS_CONFIG_LOG_VERBOSITY_ERROR);
+    EXPECT_FALSE(options.json);
+}
+
+TEST(WhoOptions, TakeADomainARangeOrAll) {
+    EXPECT_EQ(parse_who({"--domain", "3-7"}).domains->first, 3);
+    EXPECT_EQ(parse_who({"--domain", "3-7"}).domains->last, 7);
+    EXPECT_TRUE(parse_who({"--domain", "all"}).domains->are_all);
+}
+
+TEST(WhoOptions, TakeWhereAndHowLongToLook) {
+    EXPECT_TRUE(parse_who({"--all-netns"}).all_networks);
+    EXPECT_TRUE(parse_who({"--watch"}).watch);
+    EXPECT_EQ(parse_who({"--for", "5"}).duration, std::chrono::seconds(5));
+    EXPECT_EQ(parse_who({"--transport", "udpv6"}).transports, DDS_TRANSPORTBUILTIN_UDPv6);
+    EXPECT_EQ(parse_who({"--user-unicast-offset", "9"}).well_known_ports.user_unicast_port_offset,
+              9);
+    EXPECT_TRUE(parse_who({"--json"}).json);
 }
 
 TEST(PortsOptions, LeaveTheRangeOpenWhenNoneIsGiven) {
@@ -283,8 +317,8 @@ struct Refused {
 TEST(WrongUsage, IsAnsweredWithOptionValueAndWhatIsAllowed) {
     const std::string whole = "a whole number from ";
     const std::vector<Refused> all = {
-        {{}, {"a command is required, one of run, list, ports, doctor"}},
-        {{"stay"}, {"'stay' is not one of the commands run, list, ports, doctor"}},
+        {{}, {"a command is required, one of run, list, who, ports, doctor"}},
+        {{"stay"}, {"'stay' is not one of the commands run, list, who, ports, doctor"}},
         {{"--colour"}, {"--colour"}},
         {{"run", "ports"}, {"ports"}},
         {{"run", "--colour"}, {"ddspart run: ", "--colour"}},
@@ -334,6 +368,8 @@ TEST(WrongUsage, IsAnsweredWithOptionValueAndWhatIsAllowed) {
          {"ddspart list: --peer: nothing is announced to a peer by --listen-only"}},
         {{"list", "--domain", "all", "--peer", "a"}, {"--domain all without --join"}},
         {{"list", "--index", "1"}, {"ddspart list: ", "--index"}},
+        {{"who", "--domain", "233"}, {"ddspart who: --domain: '233' is not a domain or a range"}},
+        {{"who", "--watch", "--for", "1"}, {"--watch", "--for"}},
         {{"ports", "--for", "1"}, {"ddspart ports: ", "--for"}},
         {{"ports", "--show-qos"}, {"ddspart ports: ", "--show-qos"}},
         {{"ports", "--index", "auto"}, {"--index: 'auto' is not an index or a range FIRST-LAST"}},
@@ -363,8 +399,8 @@ TEST(Help, ShowsTheCommands) {
     const auto answer = std::get<Answer>(parse({"--help"}));
 
     EXPECT_EQ(answer.exit_code, 0);
-    EXPECT_THAT(answer.text, AllOf(HasSubstr("run"), HasSubstr("list"), HasSubstr("ports"),
-                                   HasSubstr("--version")));
+    EXPECT_THAT(answer.text, AllOf(HasSubstr("run"), HasSubstr("list"), HasSubstr("who"),
+                                   HasSubstr("ports"), HasSubstr("--version")));
 }
 
 TEST(Help, OfACommandEndsWithAnExample) {
@@ -372,6 +408,8 @@ TEST(Help, OfACommandEndsWithAnExample) {
                 EndsWith("\n  ddspart run --domain 7 --for 5\n"));
     EXPECT_THAT(std::get<Answer>(parse({"list", "--help"})).text,
                 EndsWith("\n  ddspart list --domain 7 --expect 2 --for 60\n"));
+    EXPECT_THAT(std::get<Answer>(parse({"who", "--help"})).text,
+                EndsWith("\n  ddspart who --domain 7 --all-netns\n"));
     EXPECT_THAT(std::get<Answer>(parse({"ports", "--help"})).text,
                 EndsWith("\n  ddspart ports --domain 7 --index 0-3\n"));
 }

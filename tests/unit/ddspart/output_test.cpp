@@ -196,6 +196,67 @@ TEST(Json, HasNullForWhatAParticipantDoesNotSay) {
     EXPECT_EQ(object.at("lease"), "infinite");
 }
 
+HeldPorts held_by_a_process() {
+    HeldPorts held = {};
+
+    held.domain = 7;
+    held.index = 2;
+    held.ports = {{"builtin_unicast", 9164}};
+    held.addresses = {"0.0.0.0"};
+    held.holders = {{host::HostProcess{812, "talker", 0, "box"}, 0}};
+    held.network.is_own = true;
+    held.network.number = 4026531840;
+    held.drops = 5;
+    return held;
+}
+
+TEST(Json, HasAnObjectForEachHeldIndex) {
+    const std::string line = as_json(HeldListing{{held_by_a_process()}, true});
+
+    EXPECT_EQ(line.find('\n'), line.size() - 1);
+    EXPECT_EQ(json::parse(line), json::parse(R"({
+        "event": "held", "version": 1, "domain": 7, "index": 2,
+        "ports": {"builtin_unicast": 9164}, "addresses": ["0.0.0.0"],
+        "holders": [{"pid": 812, "name": "talker", "user": "root", "container": "box"}],
+        "network": {"label": "own", "own": true, "number": 4026531840},
+        "vendor": null, "guid": null, "participant": null, "drops": 5, "blocked": true,
+        "remarks": ["announces nothing: blocks index 2"]})"));
+}
+
+TEST(Json, HasWhatAHolderWasHeardToSayOfItself) {
+    HeldPorts held = held_by_a_process();
+
+    held.announced = another();
+    const json object = json::parse(as_json(HeldListing{{held}, true}));
+
+    EXPECT_EQ(object.at("vendor"), "1.3");
+    EXPECT_EQ(object.at("guid"), another().guid);
+    EXPECT_EQ(object.at("participant"), "talker");
+}
+
+TEST(Json, HasNullForAHolderThatIsNotKnown) {
+    HeldPorts held = held_by_a_process();
+
+    held.holders = {{std::nullopt, 0}};
+    EXPECT_EQ(json::parse(as_json(HeldListing{{held}, false})).at("holders"),
+              json::parse(R"([{"pid": null, "name": null, "user": "root", "container": null}])"));
+}
+
+TEST(Json, HasTheChangeOfHeldPorts) {
+    const HeldPorts held = held_by_a_process();
+    const json object = json::parse(as_json(HeldChange{Encounter::Change::GONE, held, true}));
+
+    EXPECT_EQ(object.at("event"), "held");
+    EXPECT_EQ(object.at("change"), "gone");
+}
+
+TEST(Text, SaysWhatHasBecomeOfHeldPorts) {
+    const HeldPorts held = held_by_a_process();
+
+    EXPECT_THAT(as_text(HeldChange{Encounter::Change::CAME, held, true}),
+                StartsWith("Held ports came: domain 7, index 2, ports 9164, process talker (812)"));
+}
+
 TEST(Json, HasFractionsOfALease) {
     Sighting other = another();
 

@@ -2,8 +2,10 @@
 #include "host/network_namespaces.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <map>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include <sys/stat.h>
@@ -77,6 +79,11 @@ void add_process(NetworkNamespace &space, pid_t id, const std::filesystem::path 
 
 std::vector<NetworkNamespace> network_namespaces(const Files &files) {
     const std::optional<Identity> own = table_of(files.of_process());
+
+    if (!own) {
+        throw std::system_error(errno, std::generic_category(),
+                                "cannot read " + (files.of_process() / "net" / "udp").string());
+    }
     const std::map<ino_t, std::string> given = names(files);
     std::map<Identity, NetworkNamespace> by_table;
     std::vector<NetworkNamespace> spaces;

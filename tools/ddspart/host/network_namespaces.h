@@ -23,7 +23,8 @@ struct NetworkNamespace {
 
 /**
  * Those in which a process is that the caller may know of, its own first. Nothing is entered:
- * which processes share one, and what is in its tables, anybody may know.
+ * which processes share one, and what is in its tables, anybody may know. Throws std::system_error
+ * when the caller's own cannot be looked at.
  */
 std::vector<NetworkNamespace> network_namespaces(const Files &files = {});
 

@@ -2,6 +2,7 @@
 // The processes of the host, and the sockets that they hold.
 #pragma once
 
+#include <compare>
 #include <map>
 #include <optional>
 #include <set>
@@ -20,7 +21,7 @@ struct HostProcess {
     uid_t user;
     std::string container; // empty: in none that its control groups tell
 
-    bool operator==(const HostProcess &) const = default;
+    auto operator<=>(const HostProcess &) const = default;
 };
 
 /** The numbers of those that the caller may know of, in ascending order. */

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "listening.h"
+
+#include <algorithm>
+
+#include <sys/resource.h>
+
+ParticipantOptions listening_only(ParticipantOptions options) {
+    options.is_announced = false;
+    options.reserved_ports = DDS_RTPS_RESERVED_PORT_BUILTIN_MULTICAST;
+    options.index = 0; // one is not looked for then, and none is taken
+    return options;
+}
+
+void take_all_descriptors() {
+    rlimit limit = {};
+
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+        limit.rlim_cur = limit.rlim_max;
+        (void)setrlimit(RLIMIT_NOFILE, &limit); // else the library says what it lacks
+    }
+}
+
+Event wait_for_poll(std::optional<Moment> end, std::chrono::milliseconds period) {
+    const Moment next = Moment::clock::now() + period;
+    const Event event = wait_for_event(end ? std::min(*end, next) : next);
+    const bool is_over = end && Moment::clock::now() >= *end;
+
+    return event == Event::TIME_IS_UP && !is_over ? Event::NEWS : event;
+}

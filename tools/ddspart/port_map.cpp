@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "port_map.h"
+
+#include "ports.h"
+
+namespace {
+
+constexpr DDS_Long NO_INDEX = -1;
+
+void add(PortMap &map, const PortSettings &settings, DDS_Long index) {
+    for (const Port &port : ports_of(settings, index)) {
+        const bool is_multicast = port.kind.ends_with("multicast");
+
+        if (port.is_valid() && is_multicast == (index == NO_INDEX)) {
+            map.emplace(static_cast<unsigned>(port.number),
+                        PortUse{settings.domain, is_multicast ? std::nullopt : std::optional(index),
+                                port.kind});
+        }
+    }
+}
+
+} // namespace
+
+PortMap port_map(const DDS_RtpsWellKnownPorts_t &settings) {
+    PortMap map;
+    PortSettings in_domain = {0, settings};
+
+    // Ports rise with the domain, so that the first one without any is beyond the last.
+    while (const auto highest = highest_usable_index(in_domain)) {
+        for (DDS_Long index = NO_INDEX; index <= *highest; ++index) {
+            add(map, in_domain, index);
+        }
+        ++in_domain.domain;
+    }
+    return map;
+}

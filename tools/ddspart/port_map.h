@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+// What each port number is for.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string_view>
+
+#include "options.h"
+
+/** A use that the mapping has for a port. */
+struct PortUse {
+    DDS_DomainId_t domain;
+    std::optional<DDS_Long> index; // none: a multicast port
+    std::string_view kind;         // as of Port
+
+    auto operator<=>(const PortUse &) const = default;
+};
+
+/** By number. With some settings a port has several uses, in one domain or in several. */
+using PortMap = std::multimap<unsigned, PortUse>;
+
+/**
+ * The valid ports of all domains, each with those indices that an automatic choice may come to.
+ * Throws when the settings give none; the log then says why.
+ */
+PortMap port_map(const DDS_RtpsWellKnownPorts_t &settings);
