@@ -6,7 +6,6 @@
 #include "log.h"
 #include "output.h"
 #include "participant.h"
-#include "ports.h"
 #include "signals.h"
 
 namespace {
@@ -65,10 +64,5 @@ int execute(const RunOptions &options) {
     show(Discovered{presence.domain, presence.index, participant.statistics()}, options.json);
     participant.leave();
     show(Left{presence.domain, presence.index, reason(event)}, options.json);
-    return 0;
-}
-
-int execute(const PortsOptions &options) {
-    show(port_table(options), options.json);
     return 0;
 }

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // ddspart doctor: what keeps a participant from finding others.
+#include <optional>
 #include <stdexcept>
-
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include "commands.h"
 #include "doctor/checks.h"
@@ -13,6 +11,7 @@
 #include "output.h"
 #include "participant.h"
 #include "ports.h"
+#include "table.h"
 
 namespace {
 
@@ -33,21 +32,12 @@ doctor::Wishes wishes_of(const DoctorOptions &options) {
     return doctor::wishes_of(*qos.get(), options.domain);
 }
 
-/** The width of the terminal that stdout is; none where it is none. */
-std::optional<std::size_t> columns() {
-    winsize size = {};
-
-    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0
-               ? std::optional<std::size_t>(size.ws_col)
-               : std::nullopt;
-}
-
 } // namespace
 
 int execute(const DoctorOptions &options) {
     const doctor::Wishes wishes = wishes_of(options);
     const doctor::Diagnosis diagnosis = doctor::diagnose(doctor::gather(wishes), wishes);
-    const std::optional<std::size_t> width = options.json ? std::nullopt : columns();
+    const std::optional<std::size_t> width = options.json ? std::nullopt : terminal_columns();
 
     if (width) {
         write_data(wrapped(as_text(diagnosis), *width));

@@ -278,11 +278,33 @@ CLI::App *add_ports(CommandLine &line) {
     ports->footer(
         "Example: the ports of participants 0 to 3 in domain 7\n  ddspart ports --domain 7 "
         "--index 0-3");
-    add_port_settings(*ports, options);
+    add_words(line, *ports, "--domain", "N|FIRST-LAST|all",
+              "domain, or several at once; 'all' are 0 to 232; 0 unless given", {"all"},
+              [&](const std::string &value) {
+                  const Domains domains = to_domains_of_ports(value);
+
+                  options.domain = domains.first;
+                  options.last_domain = domains.last;
+              })
+        ->envname("NUVDDS_DOMAIN");
+    add_well_known_ports(*ports, options.well_known_ports);
     add(*ports, "--index", "FIRST[-LAST]",
-        "participant indices; unless given, the first ten as far as they are usable",
+        "participant indices; unless given, the first ten as far as they are usable, or all these "
+        "with --check and --nft",
         [&](const std::string &value) { options.indices = to_index_range(value); });
-    add_json(*ports, options.json);
+    CLI::Option *const check = ports->add_flag(
+        "--check", options.check,
+        "say which indices are safe on this host: whose ports the kernel gives to nobody else, no "
+        "stranger holds and no other index or domain that is asked for has as well");
+    CLI::Option *const nft =
+        ports
+            ->add_flag(
+                "--nft", options.nft,
+                "print rules for nft -f that let the ports through: a chain for each "
+                "domain, to which the chain \"input\" of the table \"inet filter\" jumps first")
+            ->excludes(check);
+    ports->add_flag("--json", options.json, "print one JSON object per line")->excludes(nft);
+    line.findings[ports] = "With --check, an index is not safe.";
     return ports;
 }
 
@@ -355,7 +377,8 @@ Answer answer(const CLI::App &app, const CLI::ParseError &error) {
 } // namespace
 
 CommandLine::CommandLine()
-    : app("Join a DDS domain, look at its participants, their ports and who holds these, or for what "
+    : app("Join a DDS domain, look at its participants, their ports and who holds these, or for "
+          "what "
           "keeps them apart.",
           "ddspart") {
     app.footer("ddspart COMMAND --help shows the options of a command.");

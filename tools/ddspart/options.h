@@ -90,8 +90,22 @@ struct PortsOptions : PortSettings {
         DDS_Long first;
         DDS_Long last;
     };
-    std::optional<Range> indices; // none: the first ten, as far as they are usable
+    std::optional<DDS_DomainId_t> last_domain; // none: the one domain
+    std::optional<Range> indices; // none: the first ten, as far as they are usable, or to check all
+    bool check = false;
+    bool nft = false;
     bool json = false;
+
+    /** The settings of each of the domains. */
+    std::vector<PortSettings> each_domain() const {
+        std::vector<PortSettings> all;
+
+        for (DDS_DomainId_t each = domain; each < last_domain.value_or(domain); ++each) {
+            all.push_back({each, well_known_ports});
+        }
+        all.push_back({last_domain.value_or(domain), well_known_ports});
+        return all;
+    }
 };
 
 /** ddspart doctor */

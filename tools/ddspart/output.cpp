@@ -22,6 +22,8 @@ using Json = nlohmann::ordered_json;
 
 /** Of what an object of held ports has in it; higher when a program that reads it has to change. */
 constexpr int HELD_VERSION = 1;
+/** The same of a check of ports. */
+constexpr int CHECK_VERSION = 1;
 
 /** "builtin_unicast" as "builtin unicast". */
 std::string spoken(std::string_view kind) {
@@ -162,6 +164,16 @@ Json object(const Sighting &other) {
             {"default_unicast_locators", other.default_unicast_locators},
             {"default_multicast_locators", other.default_multicast_locators},
             {"properties", properties(other)}};
+}
+
+/** As [[0, 3], [5, 5]]. */
+Json ranges(const std::vector<host::PortRange> &all) {
+    Json array = Json::array();
+
+    for (const host::PortRange &range : all) {
+        array.push_back({range.first, range.last});
+    }
+    return array;
 }
 
 Json object(const Holder &holder) {
@@ -316,6 +328,28 @@ std::string as_text(const PortTable &table) {
     return text.str();
 }
 
+std::string as_text(const PortCheck &check) {
+    std::ostringstream text;
+
+    for (const DomainCheck &domain : check.domains) {
+        text << "Domain " << domain.domain
+             << ": safe indices: " << (domain.safe.empty() ? "none" : to_text(domain.safe));
+        if (!domain.in_use.empty()) {
+            text << "; in use: " << to_text(domain.in_use);
+        }
+        text << '\n';
+        for (const PortFinding &finding : domain.findings) {
+            text << "  " << finding.text << '\n';
+        }
+    }
+    if (check.domains.size() > 1) {
+        const auto safe = safe_domains(check);
+
+        text << "Domains without a finding: " << (safe.empty() ? "none" : to_text(safe)) << '\n';
+    }
+    return text.str();
+}
+
 std::string as_text(const doctor::Diagnosis &diagnosis) {
     std::string lines;
 
@@ -412,6 +446,27 @@ std::string as_json(const PortTable &table) {
                        {"index", row.index},
                        {"ports", numbers(row.ports)},
                        {"valid", validity(row.ports)}});
+    }
+    return lines;
+}
+
+std::string as_json(const PortCheck &check) {
+    std::string lines;
+
+    for (const DomainCheck &domain : check.domains) {
+        Json findings = Json::array();
+
+        for (const PortFinding &finding : domain.findings) {
+            findings.push_back({{"cause", finding.cause},
+                                {"ports", ranges(finding.ports)},
+                                {"text", finding.text}});
+        }
+        lines += line({{"event", "check"},
+                       {"version", CHECK_VERSION},
+                       {"domain", domain.domain},
+                       {"safe", ranges(domain.safe)},
+                       {"in_use", ranges(domain.in_use)},
+                       {"findings", findings}});
     }
     return lines;
 }

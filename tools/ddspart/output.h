@@ -8,6 +8,7 @@
 #include "dds_c/dds_c_domainparticipantqos.h"
 #include "doctor/checks.h"
 #include "held_ports.h"
+#include "port_check.h"
 #include "ports.h"
 #include "sighting.h"
 
@@ -86,6 +87,7 @@ std::string as_text(const Listing &listing);
 std::string as_text(const HeldListing &listing);
 std::string as_text(const HeldChange &change);
 std::string as_text(const PortTable &table);
+std::string as_text(const PortCheck &check);
 std::string as_text(const doctor::Diagnosis &diagnosis);
 std::string as_json(const Joined &joined);
 std::string as_json(const QosShown &shown);
@@ -97,6 +99,7 @@ std::string as_json(const Listing &listing);
 std::string as_json(const HeldListing &listing);
 std::string as_json(const HeldChange &change);
 std::string as_json(const PortTable &table);
+std::string as_json(const PortCheck &check);
 std::string as_json(const doctor::Diagnosis &diagnosis);
 
 /** The lines, those that are longer than @p columns broken between words and indented. */

@@ -21,15 +21,20 @@ void add(PortMap &map, const PortSettings &settings, DDS_Long index) {
 
 } // namespace
 
+void add_ports(PortMap &map, const PortSettings &settings, const PortsOptions::Range &indices) {
+    add(map, settings, NO_INDEX);
+    for (DDS_Long index = indices.first; index <= indices.last; ++index) {
+        add(map, settings, index);
+    }
+}
+
 PortMap port_map(const DDS_RtpsWellKnownPorts_t &settings) {
     PortMap map;
     PortSettings in_domain = {0, settings};
 
     // Ports rise with the domain, so that the first one without any is beyond the last.
     while (const auto highest = highest_usable_index(in_domain)) {
-        for (DDS_Long index = NO_INDEX; index <= *highest; ++index) {
-            add(map, in_domain, index);
-        }
+        add_ports(map, in_domain, {0, *highest});
         ++in_domain.domain;
     }
     return map;

@@ -20,6 +20,9 @@ struct PortUse {
 /** By number. With some settings a port has several uses, in one domain or in several. */
 using PortMap = std::multimap<unsigned, PortUse>;
 
+/** Adds the valid ports of some indices of a domain, and its multicast ports. */
+void add_ports(PortMap &map, const PortSettings &settings, const PortsOptions::Range &indices);
+
 /**
  * The valid ports of all domains, each with those indices that an automatic choice may come to.
  * Throws when the settings give none; the log then says why.

@@ -47,13 +47,14 @@ std::optional<DDS_Long> highest_usable_index(const PortSettings &settings) {
     return index >= 0 ? std::optional(index) : std::nullopt;
 }
 
-PortTable port_table(const PortsOptions &options) {
-    PortTable table = {options.domain, highest_usable_index(options), {}};
-    const PortsOptions::Range indices = options.indices.value_or(PortsOptions::Range{
+PortTable port_table(const PortSettings &settings,
+                     const std::optional<PortsOptions::Range> &asked) {
+    PortTable table = {settings.domain, highest_usable_index(settings), {}};
+    const PortsOptions::Range indices = asked.value_or(PortsOptions::Range{
         0, std::min(table.highest_usable_index.value_or(LAST_INDEX_SHOWN), LAST_INDEX_SHOWN)});
 
     for (DDS_Long index = indices.first; index <= indices.last; ++index) {
-        table.rows.push_back({index, ports_of(options, index)});
+        table.rows.push_back({index, ports_of(settings, index)});
     }
     return table;
 }

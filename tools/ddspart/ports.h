@@ -40,4 +40,5 @@ struct PortTable {
  */
 std::optional<DDS_Long> highest_usable_index(const PortSettings &settings);
 
-PortTable port_table(const PortsOptions &options);
+/** Of the indices asked for, else of the first ten as far as they are usable. */
+PortTable port_table(const PortSettings &settings, const std::optional<PortsOptions::Range> &asked);

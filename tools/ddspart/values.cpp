@@ -168,6 +168,12 @@ Domains to_domains(const std::string &text) {
     return {range->first, range->second, false};
 }
 
+Domains to_domains_of_ports(const std::string &text) {
+    const auto domain = to_number<DDS_DomainId_t>(text);
+
+    return domain && *domain >= 0 ? Domains{*domain, *domain, false} : to_domains(text);
+}
+
 DDS_Long to_port_setting(const std::string &text) {
     return to_long(text, LONG_LOWEST, LONG_HIGHEST);
 }

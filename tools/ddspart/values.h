@@ -18,6 +18,8 @@ public:
 
 DDS_DomainId_t to_domain(const std::string &text);
 Domains to_domains(const std::string &text);
+/** The same, and any single domain, of which the library may judge. */
+Domains to_domains_of_ports(const std::string &text);
 DDS_Long to_port_setting(const std::string &text);
 DDS_Long to_index(const std::string &text);
 PortsOptions::Range to_index_range(const std::string &text);

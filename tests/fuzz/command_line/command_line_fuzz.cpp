@@ -82,11 +82,15 @@ void add_flag(Arguments &arguments, const std::string &option, bool is_given) {
     }
 }
 
+void add_well_known_ports(Arguments &arguments, const DDS_RtpsWellKnownPorts_t &ports) {
+    for (const PortSetting &setting : PORT_SETTINGS) {
+        add(arguments, setting.option, std::to_string(ports.*setting.member));
+    }
+}
+
 void add_port_settings(Arguments &arguments, const PortSettings &settings) {
     add(arguments, "--domain", std::to_string(settings.domain));
-    for (const PortSetting &setting : PORT_SETTINGS) {
-        add(arguments, setting.option, std::to_string(settings.well_known_ports.*setting.member));
-    }
+    add_well_known_ports(arguments, settings.well_known_ports);
 }
 
 std::string seconds(std::chrono::nanoseconds duration) {
@@ -133,11 +137,18 @@ Arguments arguments_of(const RunOptions &options) {
 
 Arguments arguments_of(const PortsOptions &options) {
     Arguments arguments = {"ports"};
-    add_port_settings(arguments, options);
+    add_well_known_ports(arguments, options.well_known_ports);
+    add(arguments, "--domain",
+        std::to_string(options.domain) +
+            (options.last_domain && *options.last_domain != options.domain
+                 ? "-" + std::to_string(*options.last_domain)
+                 : ""));
     if (options.indices) {
         add(arguments, "--index",
             std::to_string(options.indices->first) + "-" + std::to_string(options.indices->last));
     }
+    add_flag(arguments, "--check", options.check);
+    add_flag(arguments, "--nft", options.nft);
     add_flag(arguments, "--json", options.json);
     return arguments;
 }
@@ -176,7 +187,8 @@ bool is_equal(const PortsOptions &left, const PortsOptions &right) {
            left.indices.has_value() == right.indices.has_value() &&
            (!left.indices || (left.indices->first == right.indices->first &&
                               left.indices->last == right.indices->last)) &&
-           left.json == right.json;
+           left.last_domain.value_or(left.domain) == right.last_domain.value_or(right.domain) &&
+           left.check == right.check && left.nft == right.nft && left.json == right.json;
 }
 
 void check(const Answer &answer, unsigned /*variation*/) {

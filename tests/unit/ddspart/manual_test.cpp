@@ -62,7 +62,7 @@ TEST(ManualPage, OfACommandHasItsOptionsWithTheirValuesAndWhatTheyMean) {
 }
 
 TEST(ManualPage, OfACommandNamesTheVariableOfAnOption) {
-    EXPECT_THAT(manual_page("ports"),
+    EXPECT_THAT(manual_page("run"),
                 HasSubstr("Domain id; 0 unless given.\nWhere it is not given, the variable\n"
                           ".B NUVDDS_DOMAIN\nof the environment is its value, if that is set.\n"));
 }

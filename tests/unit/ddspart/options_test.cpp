@@ -308,6 +308,25 @@ TEST(PortsOptions, TakePortSettings) {
     EXPECT_TRUE(options.json);
 }
 
+TEST(PortsOptions, TakeSeveralDomains) {
+    EXPECT_EQ(parse_ports({"--domain", "3-7"}).each_domain().size(), 5u);
+    EXPECT_EQ(parse_ports({"--domain", "3-7"}).each_domain().back().domain, 7);
+    EXPECT_EQ(parse_ports({"--domain", "all"}).each_domain().size(), 233u);
+    EXPECT_EQ(parse_ports({}).each_domain().size(), 1u);
+}
+
+TEST(PortsOptions, TakeAnySingleDomainThatTheLibraryMayJudge) {
+    EXPECT_EQ(parse_ports({"--domain", "2147483647"}).each_domain().size(), 1u);
+    EXPECT_EQ(parse_ports({"--domain", "233"}).domain, 233);
+}
+
+TEST(PortsOptions, TakeWhatToDoWithThePorts) {
+    EXPECT_FALSE(parse_ports({}).check);
+    EXPECT_TRUE(parse_ports({"--check"}).check);
+    EXPECT_FALSE(parse_ports({}).nft);
+    EXPECT_TRUE(parse_ports({"--nft"}).nft);
+}
+
 /** What is refused: the command line, and what the answer says of it. */
 struct Refused {
     std::vector<const char *> arguments;
@@ -370,6 +389,10 @@ TEST(WrongUsage, IsAnsweredWithOptionValueAndWhatIsAllowed) {
         {{"list", "--index", "1"}, {"ddspart list: ", "--index"}},
         {{"who", "--domain", "233"}, {"ddspart who: --domain: '233' is not a domain or a range"}},
         {{"who", "--watch", "--for", "1"}, {"--watch", "--for"}},
+        {{"ports", "--domain", "x"}, {"ddspart ports: --domain: 'x' is not a domain or a range"}},
+        {{"ports", "--domain", "0-233"}, {"--domain: '0-233' is not "}},
+        {{"ports", "--nft", "--check"}, {"--nft", "--check"}},
+        {{"ports", "--nft", "--json"}, {"--nft", "--json"}},
         {{"ports", "--for", "1"}, {"ddspart ports: ", "--for"}},
         {{"ports", "--show-qos"}, {"ddspart ports: ", "--show-qos"}},
         {{"ports", "--index", "auto"}, {"--index: 'auto' is not an index or a range FIRST-LAST"}},

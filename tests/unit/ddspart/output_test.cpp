@@ -250,6 +250,27 @@ TEST(Json, HasTheChangeOfHeldPorts) {
     EXPECT_EQ(object.at("change"), "gone");
 }
 
+PortCheck a_check() {
+    return {{{7, {{0, 1}, {3, 119}}, {{1, 1}}, {{"held", {{9164, 9164}}, "9164 is held"}}},
+             {8, {{0, 119}}, {}, {}}}};
+}
+
+TEST(Text, SaysWhichIndicesAreSafe) {
+    EXPECT_EQ(as_text(a_check()), "Domain 7: safe indices: 0-1, 3-119; in use: 1\n"
+                                  "  9164 is held\n"
+                                  "Domain 8: safe indices: 0-119\n"
+                                  "Domains without a finding: 8\n");
+}
+
+TEST(Json, HasAnObjectForEachDomainThatWasChecked) {
+    const std::string lines = as_json(a_check());
+
+    EXPECT_EQ(json::parse(lines.substr(0, lines.find('\n'))), json::parse(R"({
+        "event": "check", "version": 1, "domain": 7, "safe": [[0, 1], [3, 119]],
+        "in_use": [[1, 1]],
+        "findings": [{"cause": "held", "ports": [[9164, 9164]], "text": "9164 is held"}]})"));
+}
+
 TEST(Text, SaysWhatHasBecomeOfHeldPorts) {
     const HeldPorts held = held_by_a_process();
 

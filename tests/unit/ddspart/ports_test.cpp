@@ -61,7 +61,7 @@ TEST(HighestUsableIndex, IsTheFirstWhereOnlyThatIsUsable) {
 
     options.well_known_ports.port_base = 65535 - 232 * 250 - 11; // the last port is that of index 0
     EXPECT_EQ(highest_usable_index(options), 0);
-    EXPECT_EQ(port_table(options).rows.size(), 1u);
+    EXPECT_EQ(port_table(options, options.indices).rows.size(), 1u);
 }
 
 TEST(HighestUsableIndex, IsTheFirstWhereTheGainsLeaveNoOther) {
@@ -98,7 +98,7 @@ TEST(HighestUsableIndex, OfImpossibleSettingsIsAFailureThatTheLogExplains) {
 }
 
 TEST(PortTable, ShowsTenIndicesUnlessAsked) {
-    const PortTable table = port_table(in_domain(7));
+    const PortTable table = port_table(in_domain(7), std::nullopt);
 
     ASSERT_EQ(table.rows.size(), 10u);
     EXPECT_EQ(table.domain, 7);
@@ -111,11 +111,11 @@ TEST(PortTable, EndsAtTheHighestUsableIndexWhenThatIsLower) {
     PortsOptions options = in_domain(0);
 
     options.well_known_ports.domain_id_gain = 20;
-    EXPECT_EQ(port_table(options).rows.size(), 5u); // 20 / 2 - 1 - 11 / 2 is 4
+    EXPECT_EQ(port_table(options, options.indices).rows.size(), 5u); // 20 / 2 - 1 - 11 / 2 is 4
 }
 
 TEST(PortTable, ShowsInvalidPortsOfADomainWithoutUsableIndex) {
-    const PortTable table = port_table(in_domain(233));
+    const PortTable table = port_table(in_domain(233), std::nullopt);
 
     ASSERT_EQ(table.rows.size(), 10u);
     EXPECT_FALSE(table.rows.front().ports.front().is_valid());
@@ -125,7 +125,7 @@ TEST(PortTable, ShowsTheRangeAskedForEvenWhereItIsNotUsable) {
     PortsOptions options = in_domain(0);
 
     options.indices = {118, 120};
-    const PortTable table = port_table(options);
+    const PortTable table = port_table(options, options.indices);
 
     ASSERT_EQ(table.rows.size(), 3u);
     EXPECT_EQ(table.rows.back().index, 120);

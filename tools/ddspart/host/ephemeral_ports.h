@@ -8,7 +8,7 @@
 
 namespace host {
 
-/** From first to last, both included. */
+/** Ports, or other numbers, from first to last, both included. */
 struct PortRange {
     unsigned first;
     unsigned last;
