@@ -7,10 +7,12 @@
 #include <nlohmann/json.hpp>
 
 #include "network.h"
+#include "port_holder.h"
 #include "process.h"
 
 using nlohmann::json;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::IsSupersetOf;
@@ -168,6 +170,24 @@ TEST_F(Run, TakesTheNextIndexBesideAnother) {
     EXPECT_THAT(udp_ports(), ElementsAre(9150, 9162, 9163));
     EXPECT_EQ(second.stop(SIGTERM).code, 0);
     EXPECT_THAT(udp_ports(), IsEmpty());
+}
+
+TEST_F(Run, SaysWhoHoldsThePortsOfTheIndexThatItDidNotGet) {
+    const PortHolder stranger("stranger", {7414});
+    Process process = ddspart({"run", "--index", "2", "--verbosity", "error"});
+
+    EXPECT_EQ(process.wait().code, 1);
+    EXPECT_THAT(process.errors(), EndsWith("\nddspart: index 2 tried; 7414 is held by process " +
+                                           std::to_string(stranger.id()) + " (stranger)\n"));
+}
+
+TEST_F(Run, SaysWhoHoldsTheMulticastPortThatItDidNotGet) {
+    const PortHolder stranger("stranger", {7400});
+    Process process = ddspart({"run", "--verbosity", "silent"});
+
+    EXPECT_EQ(process.wait().code, 1);
+    EXPECT_THAT(process.errors(), EndsWith("\nddspart: multicast port 7400 is held by process " +
+                                           std::to_string(stranger.id()) + " (stranger)\n"));
 }
 
 TEST_F(Run, FailsWhenItsFixedIndexIsTaken) {

@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "commands.h"
 
+#include <exception>
+#include <memory>
+#include <string>
 #include <utility>
 
 #include "log.h"
 #include "output.h"
 #include "participant.h"
 #include "signals.h"
+#include "taken_ports.h"
 
 namespace {
 
@@ -33,17 +37,38 @@ void show(Encounters &encounters, bool json) {
     }
 }
 
+/** What the tool can say of a participant's failure; nothing where it cannot look. */
+std::string remark_on_failure(const RunOptions &options) {
+    const Silence silence; // the library has said what it has to say
+
+    try {
+        return taken_ports(options, holdings(ports_tried(options), false));
+    } catch (const std::exception &) {
+        return "";
+    }
+}
+
+/** Joins; a failure says who holds the ports. */
+std::unique_ptr<Participant> join(const Factory &factory, const RunOptions &options,
+                                  Encounters &encounters) {
+    try {
+        return std::make_unique<Participant>(factory, options, encounters);
+    } catch (const LoggedFailure &) {
+        throw LoggedFailure(remark_on_failure(options));
+    }
+}
+
 } // namespace
 
 int execute(const RunOptions &options) {
     const Factory factory;
     Encounters encounters;
-    Participant participant(factory, options, encounters);
-    Presence presence = participant.describe();
+    const std::unique_ptr<Participant> participant = join(factory, options, encounters);
+    Presence presence = participant->describe();
 
     show(Joined{presence}, options.json);
     if (options.show_qos) {
-        const Qos qos = participant.qos();
+        const Qos qos = participant->qos();
 
         show(QosShown{presence.domain, presence.index, qos.get()}, options.json);
     }
@@ -53,7 +78,7 @@ int execute(const RunOptions &options) {
 
     while ((event = wait_for_event(end)) == Event::NEWS) {
         show(encounters, options.json);
-        Presence now = participant.describe();
+        Presence now = participant->describe();
 
         if (now != presence) { // not so when the network has gone back to what it was
             presence = std::move(now);
@@ -61,8 +86,8 @@ int execute(const RunOptions &options) {
         }
     }
     show(encounters, options.json);
-    show(Discovered{presence.domain, presence.index, participant.statistics()}, options.json);
-    participant.leave();
+    show(Discovered{presence.domain, presence.index, participant->statistics()}, options.json);
+    participant->leave();
     show(Left{presence.domain, presence.index, reason(event)}, options.json);
     return 0;
 }

@@ -39,6 +39,9 @@ void Log::explain(const LoggedFailure &failure) {
         write_message(std::string("ddspart: ") +
                       (first_error_.empty() ? failure.what() : first_error_));
     }
+    if (!failure.remark().empty()) {
+        write_message("ddspart: " + failure.remark());
+    }
 }
 
 void Log::receive(void *log, const KOLS_Config_LogRecord *record) {

@@ -5,13 +5,23 @@
 #include <mutex>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "dds_c/dds_c_logger.h"
 
 /** The library could not do something; why is in its log. */
 class LoggedFailure : public std::runtime_error {
 public:
-    LoggedFailure() : std::runtime_error("the library could not do it") {}
+    /** @param remark what the tool has to say of it besides; empty: nothing. */
+    explicit LoggedFailure(std::string remark = "")
+        : std::runtime_error("the library could not do it"), remark_(std::move(remark)) {}
+
+    const std::string &remark() const {
+        return remark_;
+    }
+
+private:
+    std::string remark_;
 };
 
 /** Writes one line to stderr, in one piece and as KOLS_Config_Logger_write_text does. */
@@ -37,7 +47,7 @@ public:
     Log(const Log &) = delete;
     Log &operator=(const Log &) = delete;
 
-    /** Says why something failed, unless a line that says so has been shown. */
+    /** Says why something failed, unless a line that says so has been shown, and the remark. */
     void explain(const LoggedFailure &failure);
 
 private:
