@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The wrapped functions of discovery, which the public participant asks for.
 #include "disc/disc_participant.h"
+#include "netio/netio_callback.h"
 #include "support/call_site.h"
 
 using support::Failing;
@@ -21,3 +22,6 @@ WRAP(int, DISCParticipant_ignore, Failing::YES,
 
 WRAP_LOWER(DISCDiscovery *, DISCDiscovery_new, (NUVNetioRuntime * runtime, REDAWorker *worker),
            runtime, worker)
+
+WRAP_LOWER(void, NUVNetioRuntime_postCallback,
+           (NUVNetioRuntime * runtime, NUVNetioCallback *callback), runtime, callback)

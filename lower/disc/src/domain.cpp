@@ -398,7 +398,9 @@ void Domain::take_leaving(DISCParticipant &by, const Heard &heard, const RTPSDat
     if (known == nullptr || !by.view_of(*known).has) {
         return; // nobody to forget
     }
-    if (is_stale(known, heard, data.writerSN)) {
+    const bool is_of_former_life =
+        data.writerSN == known->sequence && compare_time(known->word(), heard) < 0;
+    if (is_of_former_life || is_stale(known, heard, data.writerSN)) {
         count_one(by.statistics.refused[DISC_REFUSED_STALE]);
     } else if (is_its(by, *known, heard.source)) {
         drop_with(*known, {data.writerSN, heard.context.timestamp}, heard.now);
@@ -407,11 +409,17 @@ void Domain::take_leaving(DISCParticipant &by, const Heard &heard, const RTPSDat
     }
 }
 
+/** Above 0: later than what was said last; below: earlier; 0: the times do not tell. */
+int Domain::compare_time(const Word &last, const Heard &heard) {
+    const RTPSTime &timestamp = heard.context.timestamp;
+    return RTPSTime_isValid(&timestamp) != 0 && RTPSTime_isValid(&last.timestamp) != 0
+               ? RTPSTime_compare(&timestamp, &last.timestamp)
+               : 0;
+}
+
 /** With a newer time even a lower number is of another life under the same identity. */
 bool Domain::is_newer(const Word &last, const Heard &heard) {
-    const RTPSTime &timestamp = heard.context.timestamp;
-    return RTPSTime_isValid(&timestamp) != 0 && RTPSTime_isValid(&last.timestamp) != 0 &&
-           RTPSTime_compare(&timestamp, &last.timestamp) > 0;
+    return compare_time(last, heard) > 0;
 }
 
 /** Some leave with the number of what they have announced last. */
@@ -825,7 +833,7 @@ void Domain::on_lease(void *owner, NUV_INT64 now) {
         return;
     }
     if (known.lease_end > now) {
-        (void)self.send_question(known, known.lease_questions);
+        (void)self.send_question(known, known.lease_questions, false);
         ++known.lease_questions;
         self.schedule_lease(known);
         return;
@@ -973,7 +981,7 @@ DISCParticipant *Domain::find_asker(const Known &known, int nth) const {
 /**
  * By another one each time: it answers only those that it knows. False when nothing could be sent.
  */
-bool Domain::send_question(const Known &known, int time) {
+bool Domain::send_question(const Known &known, int time, bool is_everywhere) {
     constexpr int TRIES_MAX = 3;
     for (int tries = 0; tries < TRIES_MAX; ++tries) {
         DISCParticipant *one = find_asker(known, time + tries);
@@ -981,7 +989,7 @@ bool Domain::send_question(const Known &known, int time) {
         if (one == nullptr) {
             return false;
         }
-        if (one->ask(known)) {
+        if (one->ask(known, is_everywhere)) {
             return true;
         }
     }
@@ -1028,7 +1036,7 @@ void Domain::on_question(void *owner, NUV_INT64 now) {
     Domain &self = known.domain;
     if (known.next_question <= now) {
         known.was_asked =
-            self.send_question(known, QUESTIONS - known.questions_left) || known.was_asked;
+            self.send_question(known, QUESTIONS - known.questions_left, true) || known.was_asked;
         --known.questions_left;
         known.next_question = known.questions_left != 0 ? now + known.question_pause : NEVER;
     }

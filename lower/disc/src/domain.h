@@ -92,6 +92,7 @@ private:
 
     void take_leaving(DISCParticipant &by, const Heard &heard, const RTPSData &data,
                       const RTPSInlineQos &qos);
+    static int compare_time(const Word &last, const Heard &heard);
     static bool is_newer(const Word &last, const Heard &heard);
     bool is_stale(const Known *known, const Heard &heard, RTPSSequenceNumber sequence) const;
     void take_announcement(DISCParticipant &by, const Heard &heard, const RTPSData &data);
@@ -130,7 +131,7 @@ private:
     void ask(Known &known, NUV_INT64 first, NUV_INT64 pause);
     static bool can_ask(const DISCParticipant &one, const Known &known);
     DISCParticipant *find_asker(const Known &known, int nth) const;
-    bool send_question(const Known &known, int time);
+    bool send_question(const Known &known, int time, bool is_everywhere);
     static bool is_of_same_process(const Known &left, const Known &right);
     void ask_former(const Known &newcomer, NUV_INT64 now);
     void note_life(Known &known);

@@ -2,13 +2,17 @@
 // The search for the addresses of a participant's peers, which takes as long as name servers do.
 #include "lookup.h"
 
+#include <utility>
+
 #include "participant.h"
 
 namespace disc {
 
 void Lookup::start() {
-    is_posted_ = true;
-    NUVNetioRuntime_postCallback(domain.runtime(), &callback_);
+    // One that waits for the area is posted no more, and reads the names when it has it.
+    if (!std::exchange(is_posted_, true)) {
+        NUVNetioRuntime_postCallback(domain.runtime(), &callback_);
+    }
 }
 
 void Lookup::leave_behind() {

@@ -510,9 +510,13 @@ void DISCParticipant::greet(const Known &known) {
     }
 }
 
-bool DISCParticipant::ask(const Known &known) {
+/** Everywhere: at each of its places. */
+bool DISCParticipant::ask(const Known &known, bool is_everywhere) {
     disc::ShortMessage message(prefix(), &known.prefix);
     message.add_question(++count_);
+    if (!is_everywhere) {
+        return send_to(known, message.octets()) != 0;
+    }
     bool is_sent = false;
     for (const Place &place : known.record->metatraffic()) {
         is_sent = (!disc::is_far(known, place) && domain_.admits(*this, place) &&
@@ -552,7 +556,7 @@ NUV_INT32 DISCParticipant::network_of(const Place &place) const {
 
 /**
  * Where it was heard from, when that is a place of its own; else at one place of each network that
- * we share; else at each.
+ * we share; else, also when nothing can be sent there, at each.
  */
 NUV_UINT64 DISCParticipant::send_to(const Known &known, std::span<const NUV_UINT8> message) {
     const auto places = known.record->metatraffic();
@@ -567,20 +571,36 @@ NUV_UINT64 DISCParticipant::send_to(const Known &known, std::span<const NUV_UINT
     NUV_ASSERT(places.size() <= networks.size());
     const auto end =
         std::transform(places.begin(), places.end(), networks.begin(), [&](const Place &place) {
-            return disc::is_far(known, place) ? NONE : network_of(place);
+            return disc::is_far(known, place) || is_twin(known, place) ? NONE : network_of(place);
         });
-    const bool shares_network =
-        std::any_of(networks.begin(), end, [](NUV_INT32 one) { return one != NONE; });
+    const auto send_at = [&](const Place &place) {
+        return !disc::is_far(known, place) && domain_.admits(*this, place) && send(place, message);
+    };
     NUV_UINT64 sent = 0;
     for (std::size_t i = 0; i < places.size(); ++i) {
-        const NUV_INT32 network = networks[i];
-        if (!disc::is_far(known, places[i]) && (network != NONE || !shares_network) &&
-            domain_.admits(*this, places[i]) && send(places[i], message)) {
+        if (networks[i] != NONE && send_at(places[i])) {
             ++sent;
-            std::replace(networks.begin(), end, network, NONE); // it is reached there
+            std::replace(networks.begin(), end, NUV_INT32{networks[i]}, NONE); // reached there
         }
     }
+    if (sent != 0) {
+        return sent;
+    }
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        sent += networks[i] == NONE && send_at(places[i]) ? 1 : 0;
+    }
     return sent;
+}
+
+/** Whether another host has an address that we have as well, on a network of its own. */
+bool DISCParticipant::is_twin(const Known &known, const Place &place) const {
+    const auto own = record_->metatraffic();
+    const auto has = [&](const Place &address) {
+        return std::any_of(own.begin(), own.end(),
+                           [&](const Place &one) { return one.has_same_address(address); });
+    };
+    return has(place) && !has(known.source) && !known.source.is_loopback() &&
+           !known.source.is_any();
 }
 
 bool DISCParticipant::reaches(const DISCParticipant &other) const {

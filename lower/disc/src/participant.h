@@ -124,7 +124,7 @@ public:
     // What it sends to one that is known.
     void greet(const disc::Known &known);
     /** Whether something was sent. */
-    bool ask(const disc::Known &known);
+    bool ask(const disc::Known &known, bool is_everywhere);
     void answer(const disc::Known &known, RTPSEntityId reader, RTPSEntityId writer);
 
     // Its view.
@@ -202,6 +202,7 @@ private:
     void announce_to(const disc::Known &known);
     void leave(const Leaving &leaving);
     bool admits_answer(const disc::Asker &asker);
+    bool is_twin(const disc::Known &known, const disc::Place &place) const;
     template <typename Visitor>
     void visit_known(Visitor visitor);
     bool send(const disc::Place &place, std::span<const NUV_UINT8> message);

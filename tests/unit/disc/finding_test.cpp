@@ -7,6 +7,8 @@
 
 #include <netdb.h>
 
+#include "netio/netio_callback.h"
+
 namespace {
 
 using namespace sim;
@@ -230,6 +232,25 @@ TEST_F(Finding, WhoEndsWhileANameIsLookedUpLeavesNothing) {
         blocks.push_back(statistics.liveBlocks);
     }
     EXPECT_EQ(blocks.back(), blocks.front());
+}
+
+/** When it was posted again it could be under way after it has been freed. */
+TEST_F(Finding, ASearchThatHasNotBegunIsNotPostedAgain) {
+    const Names names("192.0.2.2");
+    int posts = 0;
+    faults::replace("NUVNetioRuntime_postCallback",
+                    [&](NUVNetioRuntime *runtime, NUVNetioCallback *callback) {
+                        ++posts;
+                        NUVNetioRuntime_postCallback(runtime, callback);
+                    });
+    Settings settings;
+    settings.peers = {"there"};
+    Party a(left, settings);
+    a.set_peers({"there"});
+    EXPECT_EQ(posts, 1);
+    net.world.run_for(MS);
+    a.set_peers({"there:7410"});
+    EXPECT_EQ(posts, 2);
 }
 
 TEST_F(Finding, ANameIsFollowedToItsNewAddress) {

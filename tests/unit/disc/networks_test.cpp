@@ -69,6 +69,19 @@ TEST_F(Networks, AnotherPlaceIsSentToWhereTheFirstCannotBe) {
     EXPECT_THAT(greeted({"192.0.2.8:7410", "192.0.2.9:7410"}), ElementsAre("192.0.2.9:7410"));
 }
 
+TEST_F(Networks, AllOthersAreSentToWhereThatOnTheSharedOneCannotBe) {
+    here.fail({.call = Call::SEND, .error = EPERM, .times = 1});
+    EXPECT_THAT(greeted({"192.0.2.8:7410", "203.0.113.9:7410"}), ElementsAre("203.0.113.9:7410"));
+}
+
+TEST_F(Networks, OneThatBothHostsHaveForThemselvesIsNotShared) {
+    here.host().add_interface("br0", &net.world.add_segment("br0"), {"172.17.0.1/16"});
+    there.host().add_interface("br0", &net.world.add_segment("other"), {"172.17.0.1/16"});
+    party->set_addresses({"192.0.2.1", "198.51.100.1", "172.17.0.1"});
+    net.world.run_for(SECOND);
+    EXPECT_THAT(greeted({"172.17.0.1:7410", "203.0.113.9:7410"}), ElementsAre("203.0.113.9:7410"));
+}
+
 TEST_F(Networks, PlacesOnOursAreKeptInFrontOfOthers) {
     Made made;
     made.metatraffic = {"127.0.0.1:7410", "203.0.113.8:7410", "198.51.100.8:7410",

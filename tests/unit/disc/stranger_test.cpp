@@ -288,6 +288,14 @@ TEST_F(Stranger, MayLeaveWithTheNumberOfItsLastAnnouncement) {
     EXPECT_EQ(party.news(), (std::vector<std::string>{"came", "left"}));
 }
 
+TEST_F(Stranger, IsNotEndedByALeavingOfItsFormerLife) {
+    say(announcement(made));
+    made.timestamp.seconds -= 1;
+    say(leaving(made));
+    EXPECT_TRUE(is_known());
+    EXPECT_EQ(refused(DISC_REFUSED_STALE), 1u);
+}
+
 TEST_F(Stranger, IsNotBackByWhatItsLeavingOfTheSameNumberHasOvertaken) {
     say(announcement(made));
     say(leaving(made));

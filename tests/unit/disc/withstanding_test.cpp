@@ -122,6 +122,28 @@ TEST_F(Withstanding, OneThatIsRestartedElsewhereIsAnnouncedToThere) {
     EXPECT_EQ(heard, (std::vector<std::string>{"DST TS DATA"}));
 }
 
+TEST_F(Withstanding, TheEndOfALeaseOfOneWithManyPorts) {
+    Party party(machine);
+    Process &process = add(2);
+    Made made = made_at(2);
+    made.lease = {1, 0};
+    made.metatraffic.clear();
+    std::vector<std::unique_ptr<Udp>> ports;
+    for (int port = 8000; port < 8016; ++port) {
+        made.metatraffic.push_back("192.0.2.2:" + std::to_string(port));
+        ports.push_back(std::make_unique<Udp>(process, "0.0.0.0:" + std::to_string(port)));
+    }
+    say_from(*ports[0], announcement(made));
+    net.world.run_for(2 * SECOND);
+    std::size_t questions = 0;
+    for (const auto &port : ports) {
+        for (const std::string &message : port->take_all()) {
+            questions += kinds(message) == "DST ACKNACK" ? 1 : 0;
+        }
+    }
+    EXPECT_EQ(questions, 3u);
+}
+
 TEST_F(Withstanding, AFormerSelfOnTheSamePortsIsGoneWhenItIsSilent) {
     Party party(machine);
     const Udp home(add(2), "0.0.0.0:7410");
