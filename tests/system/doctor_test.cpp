@@ -1,9 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // ddspart doctor on hosts to which something has been done, and on hosts that are well.
+#include <algorithm>
+#include <csignal>
+
 #include <gmock/gmock.h>
 #include <netinet/in.h>
+#include <unistd.h>
 
 #include "doctor_network.h"
+#include "following_network.h"
 #include "network.h"
 #include "process.h"
 
@@ -184,6 +189,73 @@ TEST_F(Doctor, SaysWhenNobodyIsAnnouncedTo) {
     ip({"address", "add", "fd00::2/64", "dev", "net0", "nodad"});
     EXPECT_THAT(found({"--transport", "udpv6"}), ElementsAre("nobody-announced-to"));
     EXPECT_THAT(found({"--transport", "udpv6", "--peer", "ff05::1"}), IsEmpty());
+}
+
+TEST_F(Doctor, NamesAStrangerAtThePortOfAnIndex) {
+    {
+        const following::TakenPort stranger(7411);
+
+        EXPECT_THAT(found(), ElementsAre("index-blocked"));
+        EXPECT_THAT(diagnose().output,
+                    HasSubstr("is held by test_system (" + std::to_string(getpid()) + ")"));
+    }
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(Doctor, HasNothingAgainstAStrangerAtFarPorts) {
+    const following::TakenPort near(7600);
+    const following::TakenPort far(12345);
+
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(Doctor, NamesWhoDoesNotShareThePortOfTheGroup) {
+    {
+        const following::TakenPort stranger(7400);
+
+        EXPECT_THAT(found(), ElementsAre("group-port-taken"));
+    }
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(Doctor, SaysWhoHasAllIndices) {
+    const Texts few = {"--domain-gain", "14"}; // there are two indices then
+    const auto join = [&] {
+        Process process = ddspart({"run", "--domain-gain", "14", "--verbosity", "error"});
+
+        EXPECT_TRUE(process.wait_for_output("Default multicast locators")) << process.errors();
+        return process;
+    };
+    const Process one = join();
+
+    EXPECT_THAT(found(few), IsEmpty());
+    {
+        const Process other = join();
+
+        EXPECT_THAT(found(few), ElementsAre("no-free-index"));
+    }
+    EXPECT_THAT(found(few), IsEmpty());
+}
+
+TEST_F(Doctor, NamesWhoHasLostDatagrams) {
+    Process participant = ddspart({"run", "--verbosity", "error"});
+    const auto has_lost = [] {
+        return std::ranges::any_of(udp_sockets(),
+                                   [](const Socket &socket) { return socket.drops > 0; });
+    };
+
+    ASSERT_TRUE(participant.wait_for_output("Default multicast locators"));
+    participant.send(SIGSTOP);
+    ASSERT_TRUE(eventually([&] {
+        for (int i = 0; i < 100; ++i) {
+            (void)send_datagram("udpv4://192.0.2.2:7410", "net0");
+        }
+        return has_lost();
+    }));
+    EXPECT_THAT(found(), ElementsAre("datagrams-lost"));
+    participant.send(SIGCONT);
+    EXPECT_EQ(participant.stop(SIGTERM).code, 0);
+    EXPECT_THAT(found(), IsEmpty());
 }
 
 TEST_F(Doctor, ObjectsToPortsThatTheKernelGivesAway) {

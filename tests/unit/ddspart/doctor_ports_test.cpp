@@ -8,6 +8,7 @@
 #include "doctor_facts.h"
 
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
@@ -19,6 +20,75 @@ using std::chrono::milliseconds;
 
 Facts good_host() {
     return host_with({good_interface("net0", 2)});
+}
+
+/** Ports of an index that a process holds, or without one a multicast port. */
+HeldPorts held(std::optional<DDS_Long> index, const std::vector<Port> &ports, pid_t process,
+               HeldPorts::Evidence evidence) {
+    HeldPorts row;
+
+    row.index = index;
+    row.ports = ports;
+    row.holders = {Holder{host::HostProcess{process, "demo", 0, ""}, 0}};
+    row.evidence = evidence;
+    return row;
+}
+
+TEST(DoctorOfPorts, NamesAStrangerAtOneOfTheFirstIndices) {
+    Facts facts = good_host();
+
+    facts.held = {held(0, {{"user_unicast", 7411}}, 4711, HeldPorts::Evidence::NONE),
+                  held(1, {{"builtin_unicast", 7412}, {"user_unicast", 7413}}, 1,
+                       HeldPorts::Evidence::BOTH_UNICAST_PORTS),
+                  held(5, {{"user_unicast", 7421}}, 2, HeldPorts::Evidence::NONE)};
+    const Diagnosis diagnosis = diagnose(facts, usual_wishes());
+
+    ASSERT_THAT(diagnosis.findings, SizeIs(1));
+    EXPECT_EQ(diagnosis.findings.front().id, "index-blocked");
+    EXPECT_THAT(diagnosis.findings.front().cause,
+                HasSubstr("UDP port 7411 of participant index 0 is held by demo (4711), "));
+}
+
+TEST(DoctorOfPorts, SaysWhoDoesNotShareThePortOfTheGroup) {
+    Facts facts = good_host();
+
+    facts.probes = {group_probe(7400, Probe::Outcome::HELD, EADDRINUSE)};
+    facts.held = {
+        held(std::nullopt, {{"builtin_multicast", 7400}}, 4711, HeldPorts::Evidence::NONE)};
+    const Diagnosis diagnosis = diagnose(facts, usual_wishes());
+
+    ASSERT_THAT(diagnosis.findings, SizeIs(1));
+    EXPECT_EQ(diagnosis.findings.front().id, "group-port-taken");
+    EXPECT_THAT(diagnosis.findings.front().cause, HasSubstr("is held by demo (4711), "));
+}
+
+TEST(DoctorOfPorts, SaysWhoHasAllIndices) {
+    constexpr auto BOTH = HeldPorts::Evidence::BOTH_UNICAST_PORTS;
+    const auto ports_of_index = [](DDS_Long index) {
+        return std::vector<Port>{{"builtin_unicast", 7410 + 2 * index},
+                                 {"user_unicast", 7411 + 2 * index}};
+    };
+    Facts facts = good_host();
+
+    facts.highest_index = 2;
+    facts.held = {held(0, ports_of_index(0), 1, BOTH), held(1, ports_of_index(1), 2, BOTH)};
+    EXPECT_THAT(found(facts, usual_wishes()), IsEmpty());
+    facts.held.push_back(held(2, ports_of_index(2), 2, BOTH));
+    const Diagnosis diagnosis = diagnose(facts, usual_wishes());
+
+    ASSERT_THAT(diagnosis.findings, SizeIs(1));
+    EXPECT_EQ(diagnosis.findings.front().id, "no-free-index");
+    EXPECT_THAT(diagnosis.findings.front().cause, HasSubstr("are taken on this host: 2 by demo (2), 1 by demo (1)."));
+}
+
+TEST(DoctorOfPorts, NamesWhoHasLostDatagrams) {
+    Facts facts = good_host();
+
+    facts.held = {held(std::nullopt, {{"builtin_multicast", 7400}}, 4711,
+                       HeldPorts::Evidence::DISCOVERY_BY_MULTICAST)};
+    EXPECT_THAT(found(facts, usual_wishes()), IsEmpty());
+    facts.held.front().drops = 3;
+    EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("datagrams-lost 7400"));
 }
 
 TEST(DoctorOfPorts, ObjectsToThoseThatTheKernelGivesAway) {

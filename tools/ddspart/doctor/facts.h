@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "doctor/wishes.h"
+#include "held_ports.h"
 #include "host/ephemeral_ports.h"
 #include "host/files.h"
 
@@ -20,6 +21,9 @@ struct Address {
     std::string text;
     unsigned prefix_length;
 };
+
+/** The last index at which a participant is looked for by peers that are told no port, usually. */
+constexpr DDS_Long HIGHEST_PEER_INDEX = 4;
 
 enum class ReversePath { OFF, STRICT, LOOSE }; // as the kernel numbers them
 
@@ -87,6 +91,8 @@ struct Facts {
     std::set<unsigned> ports; // of the domain: for groups, and of the first indices
     std::vector<Probe> probes;
     std::vector<PeerTrial> peers;
+    std::vector<HeldPorts> held;           // of the domain, by others
+    std::optional<DDS_Long> highest_index; // that an automatic choice may come to
     std::optional<host::EphemeralPorts> ephemeral;
     std::optional<std::size_t> descriptor_limit; // of files that a program may have open
     std::vector<FirewallRule> rules;             // those that drop one of the domain's ports

@@ -3,11 +3,14 @@
 #include <set>
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include "doctor/facts.h"
 #include "doctor/firewall.h"
 #include "doctor/peers.h"
 #include "doctor/probes.h"
+#include "holdings.h"
+#include "port_map.h"
 #include "ports.h"
 
 namespace doctor {
@@ -16,14 +19,12 @@ namespace {
 
 constexpr std::chrono::milliseconds TIME_FOR_PROBES(500);
 constexpr std::chrono::milliseconds TIME_FOR_PEERS(500);
-/** Those at which a participant is looked for by peers that are told no port, by default. */
-constexpr DDS_Long HIGHEST_INDEX = 4;
 
 /** The unicast ports of the first indices, as far as they are valid. */
 std::vector<unsigned> unicast_ports(const Wishes &wishes) {
     std::vector<unsigned> ports;
 
-    for (DDS_Long index = 0; index <= HIGHEST_INDEX; ++index) {
+    for (DDS_Long index = 0; index <= HIGHEST_PEER_INDEX; ++index) {
         for (const Port &port : ports_of(wishes, index)) {
             if (port.kind.ends_with("_unicast") && port.is_valid()) {
                 ports.push_back(static_cast<unsigned>(port.number));
@@ -39,6 +40,15 @@ std::optional<std::size_t> descriptor_limit() {
 
     return getrlimit(RLIMIT_NOFILE, &limit) == 0 ? std::optional<std::size_t>(limit.rlim_cur)
                                                  : std::nullopt;
+}
+
+/** The ports of the domain that others hold in the caller's network. */
+std::vector<HeldPorts> held_by_others(const Wishes &wishes) {
+    const PortMap map = port_map(wishes.well_known_ports);
+    std::vector<HeldPorts> all = held_ports(holdings(map, false, getpid()), map, {}, {});
+
+    keep_domains(all, {wishes.domain, wishes.domain});
+    return all;
 }
 
 /** The rules by which datagrams were dropped; the firewall is only asked where some were. */
@@ -73,6 +83,8 @@ Facts gather(const Wishes &wishes) {
     for (const Group &group : wishes.groups) {
         facts.ports.insert(group.port);
     }
+    facts.held = held_by_others(wishes);
+    facts.highest_index = highest_usable_index(wishes);
     facts.ephemeral = host::ephemeral_ports();
     facts.descriptor_limit = descriptor_limit();
     facts.probes = probe({facts.interfaces, wishes, unicast}, TIME_FOR_PROBES, facts.unseen);

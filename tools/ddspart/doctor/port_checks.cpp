@@ -1,9 +1,156 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "doctor/port_checks.h"
 
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <string>
+
 #include "doctor/texts.h"
+#include "host/processes.h"
+#include "words.h"
 
 namespace doctor {
+
+namespace {
+
+std::string name_of(const Holder &holder) {
+    const std::string process = process_of(holder);
+
+    return process.empty() ? "a process of " + host::user_name(holder.user) : process;
+}
+
+/** The names, those beyond the first ones only counted. */
+std::string some_of(const std::vector<std::string> &names) {
+    constexpr std::size_t MOST = 3;
+
+    if (names.size() <= MOST) {
+        return join(names, ", ");
+    }
+    return join({names.begin(), names.begin() + MOST}, ", ") + " and " +
+           std::to_string(names.size() - MOST) + " more";
+}
+
+std::string holders_of(const HeldPorts &held) {
+    std::vector<std::string> names;
+
+    names.reserve(held.holders.size());
+    for (const Holder &holder : held.holders) {
+        names.push_back(name_of(holder));
+    }
+    return some_of(names);
+}
+
+std::set<unsigned> numbers_of(const HeldPorts &held) {
+    std::set<unsigned> numbers;
+
+    for (const Port &port : held.ports) {
+        numbers.insert(static_cast<unsigned>(port.number));
+    }
+    return numbers;
+}
+
+/** Who holds a port of a group, in words. */
+std::string holders_of_group_port(const Facts &facts, unsigned port) {
+    for (const HeldPorts &held : facts.held) {
+        if (!held.index && numbers_of(held).contains(port)) {
+            return holders_of(held);
+        }
+    }
+    return "somebody";
+}
+
+} // namespace
+
+std::vector<Finding> find_group_port_taken(const Facts &facts, const Wishes &wishes) {
+    std::vector<Finding> findings;
+
+    for (const Group &group : wishes.groups) {
+        const bool is_taken = std::ranges::any_of(facts.probes, [&](const Probe &probe) {
+            return probe.outcome == Probe::Outcome::HELD && probe.port == group.port &&
+                   probe.destination == group.address;
+        });
+
+        if (is_taken && group.is_received) {
+            findings.push_back({"", std::to_string(group.port),
+                                "UDP port " + std::to_string(group.port) +
+                                    ", at which announcements to " + group.address +
+                                    " arrive, is held by " +
+                                    holders_of_group_port(facts, group.port) +
+                                    ", which does not share it: no participant of the domain can "
+                                    "be created.",
+                                "Have it use another port, or use another domain."});
+        }
+    }
+    return findings;
+}
+
+std::vector<Finding> find_index_blocked(const Facts &facts, const Wishes &) {
+    std::vector<Finding> findings;
+
+    for (const HeldPorts &held : facts.held) {
+        const std::string ports = port_list(numbers_of(held));
+
+        // At the first ones a participant is looked for by peers that are told no port.
+        if (!held.are_blocked() || *held.index > HIGHEST_PEER_INDEX) {
+            continue;
+        }
+        findings.push_back(
+            {"", ports,
+             "UDP port " + ports + " of participant index " + std::to_string(*held.index) +
+                 " is held by " + holders_of(held) + ", which is no participant of the domain: " +
+                 "no participant can have the index, and whoever looks for one there finds none.",
+             "Have it use another port, or use another domain."});
+    }
+    return findings;
+}
+
+std::vector<Finding> find_no_free_index(const Facts &facts, const Wishes &wishes) {
+    std::set<DDS_Long> taken;
+    std::map<std::string, std::size_t> by_holder;
+
+    for (const HeldPorts &held : facts.held) {
+        if (held.index && taken.insert(*held.index).second) {
+            ++by_holder[holders_of(held)];
+        }
+    }
+    std::vector<std::pair<std::size_t, std::string>> most;
+    std::vector<std::string> names;
+
+    if (!facts.highest_index || taken.size() <= static_cast<std::size_t>(*facts.highest_index)) {
+        return {};
+    }
+    for (const auto &[holder, times] : by_holder) {
+        most.emplace_back(times, holder);
+    }
+    std::ranges::sort(most, std::greater());
+    for (const auto &[times, holder] : most) {
+        names.push_back(std::to_string(times) + " by " + holder);
+    }
+    return {{"", std::to_string(wishes.domain),
+             "All " + std::to_string(taken.size()) + " participant indices of domain " +
+                 std::to_string(wishes.domain) + " are taken on this host: " + some_of(names) + ".",
+             "End some of them, put participants into other domains, or raise --domain-gain "
+             "everywhere."}};
+}
+
+std::vector<Finding> find_datagrams_lost(const Facts &facts, const Wishes &) {
+    std::vector<Finding> findings;
+
+    for (const HeldPorts &held : facts.held) {
+        const std::string ports = port_list(numbers_of(held));
+
+        if (held.drops > 0) {
+            findings.push_back({"", ports,
+                                holders_of(held) + " has lost " + std::to_string(held.drops) +
+                                    " datagrams at UDP port " + ports +
+                                    ": its sockets had no room for them.",
+                                "Give sockets more room, net.core.rmem_default, and start it anew; "
+                                "or find out what keeps it from reading."});
+        }
+    }
+    return findings;
+}
 
 std::vector<Finding> find_ephemeral_ports(const Facts &facts, const Wishes &wishes) {
     std::set<unsigned> ports;
