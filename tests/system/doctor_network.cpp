@@ -35,6 +35,9 @@ Texts Diagnosis::ids() const {
 Diagnosis diagnose(const Texts &options) {
     Texts arguments = {"doctor"};
 
+    if (std::ranges::find(options, "--for") == options.end()) {
+        arguments.insert(arguments.end(), {"--for", "0"});
+    }
     arguments.insert(arguments.end(), options.begin(), options.end());
     Process process = ddspart(arguments);
     const int code = process.wait().code;

@@ -20,7 +20,7 @@ struct Diagnosis {
     Texts ids() const;
 };
 
-/** Runs it in the calling thread's network. */
+/** Runs it in the calling thread's network; it listens to nobody unless told how long. */
 Diagnosis diagnose(const Texts &options = {});
 
 /** The ids of its findings; it has ended with 3 if there are some, else with 0. */

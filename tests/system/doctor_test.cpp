@@ -2,16 +2,21 @@
 // ddspart doctor on hosts to which something has been done, and on hosts that are well.
 #include <algorithm>
 #include <csignal>
+#include <memory>
 
 #include <gmock/gmock.h>
 #include <netinet/in.h>
 #include <unistd.h>
 
+#include "discovery_network.h"
 #include "doctor_network.h"
 #include "following_network.h"
 #include "network.h"
 #include "process.h"
 
+using discovery::Host;
+using discovery::json;
+using discovery::Neighbour;
 using doctor::diagnose;
 using doctor::found;
 using doctor::nft;
@@ -269,7 +274,7 @@ TEST_F(Doctor, ObjectsToPortsThatTheKernelGivesAway) {
 }
 
 TEST_F(Doctor, ObjectsToALimitOfFilesThatIsTooLow) {
-    Process process({"prlimit", "--nofile=12:12", DDSPART_PATH, "doctor"});
+    Process process({"prlimit", "--nofile=12:12", DDSPART_PATH, "doctor", "--for", "0"});
 
     EXPECT_EQ(process.wait().code, 3) << process.errors();
     EXPECT_THAT(process.output(), HasSubstr("few-descriptors: "));
@@ -278,13 +283,73 @@ TEST_F(Doctor, ObjectsToALimitOfFilesThatIsTooLow) {
 
 TEST_F(Doctor, NeedsNoRights) {
     Process process({"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
-                     "--inh-caps=-all", "--bounding-set=-all", DDSPART_PATH, "doctor"});
+                     "--inh-caps=-all", "--bounding-set=-all", DDSPART_PATH, "doctor", "--for",
+                     "0"});
 
     if (process.wait().code == 127 || process.wait().code == 126) {
         GTEST_SKIP() << "others may not run the program here: " << process.errors();
     }
     EXPECT_EQ(process.wait().code, 0) << process.errors();
     EXPECT_EQ(process.output(), "Well: interfaces, multicast, firewall, ports, peers\n");
+}
+
+/** Three hosts on a wire; the doctor is on the first. */
+class DoctorOfADomain : public discovery::WireTest {
+protected:
+    void SetUp() override {
+        discovery::WireTest::SetUp();
+        if (!IsSkipped()) {
+            here = std::make_unique<Host>("here", Texts{"192.0.2.1/24"});
+            there = std::make_unique<Host>("there", Texts{"192.0.2.2/24"});
+        }
+    }
+
+    Texts found_here(const Texts &options) const {
+        const Host::Stay stay(*here);
+        Texts all = {"--for", "0.3"};
+
+        all.insert(all.end(), options.begin(), options.end());
+        return found(all);
+    }
+
+    std::unique_ptr<Host> here;
+    std::unique_ptr<Host> there;
+};
+
+TEST_F(DoctorOfADomain, FindsNothingWhereParticipantsFindEachOther) {
+    const Neighbour neighbour(*there, {{"period", 0.1}});
+
+    EXPECT_THAT(found_here({}), IsEmpty());
+    EXPECT_THAT(found_here({"--peer", "192.0.2.2"}), IsEmpty());
+}
+
+TEST_F(DoctorOfADomain, NamesAPeerThatDoesNotAnswer) {
+    EXPECT_THAT(found_here({"--peer", "192.0.2.2"}), ElementsAre("silent-peer"));
+    const Neighbour neighbour(*there, json::object());
+
+    EXPECT_THAT(found_here({"--peer", "192.0.2.2"}), IsEmpty());
+}
+
+TEST_F(DoctorOfADomain, SaysThatThereAreParticipantsWithADomainTag) {
+    {
+        const Neighbour neighbour(*there, {{"tag", "blue"}, {"period", 0.1}});
+
+        EXPECT_THAT(found_here({}), ElementsAre("refused-participants"));
+    }
+    const Neighbour neighbour(*there, {{"period", 0.1}});
+
+    EXPECT_THAT(found_here({}), IsEmpty());
+}
+
+TEST_F(DoctorOfADomain, NamesTwoThatHaveOneAddress) {
+    const Host copy("copy", {"192.0.2.2/24"});
+    const Neighbour one(*there, {{"name", "one"}, {"period", 0.1}});
+    {
+        const Neighbour other(copy, {{"name", "other"}, {"period", 0.1}});
+
+        EXPECT_THAT(found_here({}), ElementsAre("shared-locator"));
+    }
+    EXPECT_THAT(found_here({}), IsEmpty());
 }
 
 class DoctorOfAFirewall : public Doctor {
@@ -343,7 +408,8 @@ TEST_F(DoctorOfAFirewall, SaysThatItsRulesMayNotBeRead) {
         GTEST_SKIP() << "needs nft";
     }
     Process process({"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups",
-                     "--inh-caps=-all", "--bounding-set=-all", DDSPART_PATH, "doctor"});
+                     "--inh-caps=-all", "--bounding-set=-all", DDSPART_PATH, "doctor", "--for",
+                     "0"});
 
     if (process.wait().code == 127 || process.wait().code == 126) {
         GTEST_SKIP() << "others may not run the program here: " << process.errors();

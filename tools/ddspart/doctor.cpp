@@ -1,21 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 // ddspart doctor: what keeps a participant from finding others.
+#include <memory>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 #include "commands.h"
 #include "doctor/checks.h"
 #include "doctor/facts.h"
 #include "doctor/wishes.h"
+#include "listening.h"
 #include "log.h"
 #include "output.h"
 #include "participant.h"
 #include "ports.h"
+#include "signals.h"
 #include "table.h"
 
 namespace {
 
 constexpr int FINDINGS = 3;
+constexpr std::chrono::milliseconds USUAL_TIME(2500);
 
 /** What a participant with the options would ask for; throws when no participant can. */
 doctor::Wishes wishes_of(const DoctorOptions &options) {
@@ -32,11 +37,47 @@ doctor::Wishes wishes_of(const DoctorOptions &options) {
     return doctor::wishes_of(*qos.get(), options.domain);
 }
 
+/**
+ * Listens to the domain, and announces itself to peers if some were named, so that they answer.
+ * None if no participant can be had, or nobody is to listen.
+ */
+std::optional<doctor::Heard> hear(const DoctorOptions &options, Moment end) {
+    const Moment start = Moment::clock::now();
+
+    if (end <= start) {
+        return std::nullopt;
+    }
+    const Factory factory;
+    ParticipantOptions own = options;
+    doctor::Heard heard;
+
+    own.tool = "ddspart doctor";
+    heard.is_announced = !options.peers.empty();
+    const std::unique_ptr<Participant> participant =
+        heard.is_announced ? join_at_highest_index(factory, own)
+                           : std::make_unique<Participant>(factory, listening_only(std::move(own)));
+
+    while (wait_for_poll(end) == Event::NEWS) {}
+    heard.others = participant->others();
+    heard.statistics = participant->statistics();
+    heard.duration = Moment::clock::now() - start;
+    return heard;
+}
+
 } // namespace
 
 int execute(const DoctorOptions &options) {
+    const Moment start = Moment::clock::now();
     const doctor::Wishes wishes = wishes_of(options);
-    const doctor::Diagnosis diagnosis = doctor::diagnose(doctor::gather(wishes), wishes);
+    doctor::Facts facts = doctor::gather(wishes);
+
+    try {
+        facts.heard = hear(options, options.duration ? Moment::clock::now() + *options.duration
+                                                     : start + USUAL_TIME);
+    } catch (const LoggedFailure &) {
+        facts.unseen.emplace_back("who is in the domain: no participant can be created here");
+    }
+    const doctor::Diagnosis diagnosis = doctor::diagnose(facts, wishes);
     const std::optional<std::size_t> width = options.json ? std::nullopt : terminal_columns();
 
     if (width) {

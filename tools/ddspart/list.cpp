@@ -31,21 +31,6 @@ constexpr std::chrono::seconds TIME_TO_LISTEN(5);
 
 using Joined = std::unique_ptr<Participant>;
 
-/** Its index is the last one that an application's participant would come to. */
-Joined join_at_highest_index(const Factory &factory, ParticipantOptions options) {
-    for (options.index = highest_usable_index(options).value_or(0); options.index > 0;
-         --options.index) {
-        const Silence silence; // a taken index is no error
-
-        try {
-            return std::make_unique<Participant>(factory, options);
-        } catch (const LoggedFailure &) {
-            continue;
-        }
-    }
-    return std::make_unique<Participant>(factory, options);
-}
-
 Joined join(const Factory &factory, const ListOptions &list, DDS_DomainId_t domain) {
     ParticipantOptions options;
 

@@ -5,11 +5,29 @@
 
 #include <sys/resource.h>
 
+#include "log.h"
+#include "ports.h"
+
 ParticipantOptions listening_only(ParticipantOptions options) {
     options.is_announced = false;
     options.reserved_ports = DDS_RTPS_RESERVED_PORT_BUILTIN_MULTICAST;
     options.index = 0; // one is not looked for then, and none is taken
     return options;
+}
+
+std::unique_ptr<Participant> join_at_highest_index(const Factory &factory,
+                                                   ParticipantOptions options) {
+    for (options.index = highest_usable_index(options).value_or(0); options.index > 0;
+         --options.index) {
+        const Silence silence; // a taken index is no error
+
+        try {
+            return std::make_unique<Participant>(factory, options);
+        } catch (const LoggedFailure &) {
+            continue;
+        }
+    }
+    return std::make_unique<Participant>(factory, options);
 }
 
 void take_all_descriptors() {

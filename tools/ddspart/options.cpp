@@ -321,6 +321,10 @@ CLI::App *add_doctor(CommandLine &line) {
     add_peers(*command, options.peers);
     add_multicast(*command, options);
     add_properties(*command, options.properties);
+    add_duration(*command,
+                 "how long to listen to the domain, after all else; unless given, until 2.5 have "
+                 "passed since the start",
+                 options.duration);
     add_json(*command, options.json);
     line.findings[command] = "There are findings.";
     for (const doctor::Check &check : doctor::checks()) {

@@ -110,6 +110,7 @@ struct PortsOptions : PortSettings {
 
 /** ddspart doctor */
 struct DoctorOptions : ParticipantOptions {
+    std::optional<std::chrono::nanoseconds> duration; // none: as long as it usually takes
     bool json = false;
 };
 

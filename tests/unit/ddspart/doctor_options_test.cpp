@@ -30,6 +30,12 @@ TEST(DoctorOptions, DescribeAParticipant) {
     EXPECT_FALSE(options.json);
 }
 
+TEST(DoctorOptions, MaySayHowLongToListen) {
+    EXPECT_EQ(std::get<DoctorOptions>(parse({})).duration, std::nullopt);
+    EXPECT_EQ(std::get<DoctorOptions>(parse({"--for", "0.5"})).duration,
+              std::chrono::milliseconds(500));
+}
+
 TEST(DoctorOptions, MayDoWithoutMulticast) {
     EXPECT_FALSE(std::get<DoctorOptions>(parse({"--no-multicast"})).multicast);
 }

@@ -78,7 +78,8 @@ TEST(DoctorOfPorts, SaysWhoHasAllIndices) {
 
     ASSERT_THAT(diagnosis.findings, SizeIs(1));
     EXPECT_EQ(diagnosis.findings.front().id, "no-free-index");
-    EXPECT_THAT(diagnosis.findings.front().cause, HasSubstr("are taken on this host: 2 by demo (2), 1 by demo (1)."));
+    EXPECT_THAT(diagnosis.findings.front().cause,
+                HasSubstr("are taken on this host: 2 by demo (2), 1 by demo (1)."));
 }
 
 TEST(DoctorOfPorts, NamesWhoHasLostDatagrams) {

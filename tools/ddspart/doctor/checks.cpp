@@ -7,6 +7,7 @@
 
 #include "doctor/interface_checks.h"
 #include "doctor/multicast_checks.h"
+#include "doctor/participant_checks.h"
 #include "doctor/peer_checks.h"
 #include "doctor/port_checks.h"
 
@@ -26,10 +27,15 @@ bool has_peers(const Facts &facts, const Wishes & /*wishes*/) {
     return !facts.peers.empty();
 }
 
+bool has_listened(const Facts &facts, const Wishes & /*wishes*/) {
+    return facts.heard.has_value();
+}
+
 constexpr Subject INTERFACES = {"interfaces", always};
 constexpr Subject MULTICAST = {"multicast", is_multicast_tried};
 constexpr Subject PORTS = {"ports", always};
 constexpr Subject PEERS = {"peers", has_peers};
+constexpr Subject PARTICIPANTS = {"participants", has_listened};
 constexpr Subject FIREWALL = {"firewall", is_multicast_tried};
 
 // clang-format off
@@ -104,6 +110,15 @@ constexpr std::array CHECKS = {
     Check{"no-route-to-peer", &PEERS,
           "The kernel has no way to a peer, or one that forbids it.",
           find_no_route_to_peer},
+    Check{"silent-peer", &PEERS,
+          "A peer that was named has not answered.",
+          find_silent_peer},
+    Check{"refused-participants", &PARTICIPANTS,
+          "Participants are heard that have another domain, domain tag, or another's GUID.",
+          find_refused_participants},
+    Check{"shared-locator", &PARTICIPANTS,
+          "Two participants announce the same address and port.",
+          find_shared_locator},
 };
 // clang-format on
 

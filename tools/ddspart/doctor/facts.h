@@ -2,6 +2,7 @@
 // What the host is like, for whoever looks for what keeps participants apart.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <set>
@@ -12,6 +13,7 @@
 #include "held_ports.h"
 #include "host/ephemeral_ports.h"
 #include "host/files.h"
+#include "sighting.h"
 
 namespace doctor {
 
@@ -86,6 +88,14 @@ struct FirewallRule {
     std::string text;  // as the firewall lists it
 };
 
+/** What a participant of the tool's own has heard in the domain. */
+struct Heard {
+    std::vector<Sighting> others;
+    DDS_DiscoveryStatistics statistics = {};
+    bool is_announced = false; // to the peers, which answer then
+    std::chrono::duration<double> duration{};
+};
+
 struct Facts {
     std::vector<Interface> interfaces;
     std::set<unsigned> ports; // of the domain: for groups, and of the first indices
@@ -96,6 +106,7 @@ struct Facts {
     std::optional<host::EphemeralPorts> ephemeral;
     std::optional<std::size_t> descriptor_limit; // of files that a program may have open
     std::vector<FirewallRule> rules;             // those that drop one of the domain's ports
+    std::optional<Heard> heard;                  // none: nobody has listened
     /** What could not be looked at, and why: "firewall rules: only root may read them". */
     std::vector<std::string> unseen;
 };
