@@ -35,6 +35,13 @@ TEST_F(Ports, AreNotSafeWhereAStrangerHoldsThem) {
                 HasSubstr("held by stranger (" + std::to_string(stranger.id()) + ")"));
 }
 
+TEST_F(Ports, AreSafeBesideAToolThatListens) {
+    const Process listener = ddspart({"list", "--listen-only", "--watch"});
+
+    ASSERT_TRUE(eventually([] { return udp_ports().contains(7400); }));
+    EXPECT_EQ(ddspart({"ports", "--check"}).wait().code, 0);
+}
+
 TEST_F(Ports, AreNotSafeWhereTheKernelGivesThemAway) {
     std::ofstream range("/proc/sys/net/ipv4/ip_local_port_range");
 

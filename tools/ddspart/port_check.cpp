@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "held_ports.h"
+#include "host/addresses.h"
 #include "ports.h"
 #include "words.h"
 
@@ -80,6 +81,11 @@ std::string names_of(const HeldPorts &held) {
     return join(names, ", ");
 }
 
+/** Whoever is bound to a group receives it, and lets others do so; a stranger takes any address. */
+bool is_of_groups_only(const HeldPorts &held) {
+    return std::ranges::all_of(held.addresses, host::is_group);
+}
+
 void find_held(AllObjections &against, const PortMap &map, const Holdings &holdings) {
     for (const HeldPorts &held : held_ports(holdings, map, {}, {})) {
         Objections &of_domain = against[held.domain];
@@ -92,7 +98,7 @@ void find_held(AllObjections &against, const PortMap &map, const Holdings &holdi
             object_to(of_domain, held.index);
             of_domain.held.push_back(
                 {"held", {{port, port}}, by + ": blocks index " + std::to_string(*held.index)});
-        } else if (held.evidence == HeldPorts::Evidence::NONE) {
+        } else if (held.evidence == HeldPorts::Evidence::NONE && !is_of_groups_only(held)) {
             object_to(of_domain, held.index);
             of_domain.held.push_back({"held",
                                       {{port, port}},
@@ -232,6 +238,7 @@ std::vector<host::PortRange> ranges_of(const std::set<unsigned> &numbers) {
 std::string to_text(const std::vector<host::PortRange> &ranges) {
     std::vector<std::string> texts;
 
+    texts.reserve(ranges.size());
     for (const host::PortRange &range : ranges) {
         texts.push_back(std::to_string(range.first) +
                         (range.first == range.last ? "" : "-" + std::to_string(range.last)));

@@ -12,7 +12,7 @@ namespace {
 
 constexpr const char *TABLE = "inet filter";
 
-/** Of a chain, which is emptied first, so that loading the rules again replaces them. */
+/** Of a chain, which is emptied first: the rules may be loaded again with other indices. */
 void write_chain(std::ostream &rules, const PortSettings &settings,
                  const PortsOptions::Range &indices) {
     const std::string name = "dds_domain_" + std::to_string(settings.domain);
@@ -44,6 +44,9 @@ std::string nft_rules(const PortsOptions &options) {
     std::ostringstream rules;
 
     rules << "# The UDP ports of DDS participants, and the queries of multicast that they answer.\n"
+          << "# Loaded again, they replace what was loaded, but for a further jump, which does no "
+             "harm.\n"
+          << "# Where the chain \"input\" has another priority, nft refuses: put in that one.\n"
           << "add table " << TABLE << "\nadd chain " << TABLE
           << " input { type filter hook input priority filter; }\n";
     for (const PortSettings &settings : options.each_domain()) {

@@ -132,9 +132,9 @@ std::string table_of(const std::vector<TableColumn> &columns, const std::vector<
         if (remark.empty()) {
             text += without_blanks_at_end(line) + "\n";
         } else if (has_room_for_remarks) {
-            text += line + BETWEEN + remark + "\n";
+            text += join({line, remark}, BETWEEN) + "\n";
         } else {
-            text += without_blanks_at_end(line) + "\n" + INDENTATION + remark + "\n";
+            text += join({without_blanks_at_end(line), INDENTATION + remark}, "\n") + "\n";
         }
     }
     return text;

@@ -76,6 +76,7 @@ std::string in_words(const Obstacles &obstacles) {
             ++found->others;
         }
     }
+    texts.reserve(groups.size());
     for (const Group &group : groups) {
         texts.push_back(std::to_string(group.first) +
                         (group.others == 0
@@ -110,7 +111,7 @@ std::string taken_ports(const ParticipantOptions &options, const Holdings &holdi
     };
 
     if (tried.first <= tried.last &&
-        obstacles.size() == static_cast<std::size_t>(tried.last - tried.first + 1)) {
+        static_cast<DDS_Long>(obstacles.size()) == tried.last - tried.first + 1) {
         return "index " + std::to_string(tried.first) +
                (tried.first == tried.last ? "" : " to " + std::to_string(tried.last)) + " tried; " +
                in_words(obstacles);

@@ -32,6 +32,13 @@ TEST_F(MulticastMemberships, AreThoseOfEachInterface) {
                             MulticastMembership{"eth0", "224.0.0.1", 1}));
 }
 
+TEST_F(MulticastMemberships, AreThoseOfInterfacesWithLongNames) {
+    host_.put("net/igmp", "4\teth0.1234567: 1      V3\n"
+                          "\t\t\t\t0100FFEF     3 0:00000000\t\t0\n");
+    EXPECT_THAT(multicast_memberships(net_),
+                ElementsAre(MulticastMembership{"eth0.1234567", "239.255.0.1", 3}));
+}
+
 TEST_F(MulticastMemberships, OfIPv6AreAmongThem) {
     host_.put("net/igmp", "");
     host_.put("net/igmp6",

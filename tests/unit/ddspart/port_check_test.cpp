@@ -75,6 +75,16 @@ TEST_F(PortCheckTest, FindsAMulticastPortOfSomebodyWithoutAnIndex) {
                                             "index: blocks the domain unless shared");
 }
 
+TEST_F(PortCheckTest, FindsNothingWrongWithWhoeverOnlyReceivesTheGroup) {
+    hold(9150);
+    holdings_.all[0].socket.address = "239.255.0.1";
+    EXPECT_FALSE(check().has_findings());
+    holdings_.all[0].socket.address = "ff02::1";
+    EXPECT_FALSE(check().has_findings());
+    holdings_.all[0].socket.address = "fd00::1";
+    EXPECT_TRUE(check().has_findings());
+}
+
 TEST_F(PortCheckTest, FindsPortsThatTheKernelGivesAway) {
     ephemeral_ = {{9163, 9166}, {}};
     EXPECT_THAT(of_domain().safe, ElementsAre(PortRange{0, 0}, PortRange{4, 119}));

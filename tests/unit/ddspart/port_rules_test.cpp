@@ -23,6 +23,9 @@ TEST(PortRules, LetThePortsOfADomainThrough) {
     EXPECT_EQ(
         nft_rules(options),
         "# The UDP ports of DDS participants, and the queries of multicast that they answer.\n"
+        "# Loaded again, they replace what was loaded, but for a further jump, which does no "
+        "harm.\n"
+        "# Where the chain \"input\" has another priority, nft refuses: put in that one.\n"
         "add table inet filter\n"
         "add chain inet filter input { type filter hook input priority filter; }\n"
         "\n"

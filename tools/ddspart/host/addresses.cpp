@@ -46,6 +46,16 @@ std::string text_of_address(const std::vector<std::uint32_t> &words) {
 
 } // namespace
 
+bool is_group(const std::string &address) {
+    in_addr ipv4 = {};
+    in6_addr ipv6 = {};
+
+    if (inet_pton(AF_INET, address.c_str(), &ipv4) == 1) {
+        return IN_MULTICAST(ntohl(ipv4.s_addr));
+    }
+    return inet_pton(AF_INET6, address.c_str(), &ipv6) == 1 && IN6_IS_ADDR_MULTICAST(&ipv6);
+}
+
 std::string address_of_words(std::string_view hexadecimal) {
     return text_of_address(words_of(hexadecimal));
 }

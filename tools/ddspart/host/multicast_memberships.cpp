@@ -19,6 +19,11 @@ void add(std::vector<MulticastMembership> &memberships, const std::string &inter
     }
 }
 
+/** A name of ten characters and more has the colon behind it without a blank between them. */
+std::string without_colon(const std::string &name) {
+    return name.substr(0, name.find(':'));
+}
+
 /** A line with an interface is followed by one for each of its groups, which begin with a tab. */
 void add_ipv4(std::vector<MulticastMembership> &memberships, const std::string &table) {
     std::string interface;
@@ -32,7 +37,7 @@ void add_ipv4(std::vector<MulticastMembership> &memberships, const std::string &
         if (line.starts_with('\t')) { // group users timer reporter
             add(memberships, interface, address_of_words(fields[0]), fields[1]);
         } else { // index name : count querier
-            interface = printable(fields[1]);
+            interface = printable(without_colon(fields[1]));
         }
     }
 }
