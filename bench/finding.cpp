@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -81,8 +82,7 @@ void come_later(Channel &parent) {
     }
 }
 
-void measure_hosts() {
-    Hosts hosts(be_found, come_later);
+void measure_hosts(Hosts &hosts) {
     Series found, bare;
 
     for (int i = 0; i < TURNS; ++i) {
@@ -192,11 +192,17 @@ void measure_processes() {
 } // namespace
 
 void measure_finding() {
+    std::optional<Hosts> hosts;
+
     try {
-        measure_hosts();
+        hosts.emplace(be_found, come_later);
     } catch (const std::exception &error) {
         std::cout << "two hosts: skipped, " << error.what() << std::endl;
     }
+    if (hosts) {
+        measure_hosts(*hosts);
+    }
+    hosts.reset();
     measure_processes();
 }
 

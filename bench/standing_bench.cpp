@@ -20,7 +20,7 @@ constexpr double ALLOWED_THREADS = 1.0;
 constexpr double GOAL_KIB = 16.0;
 constexpr double ALLOWED_KIB = 24.0;
 constexpr double GOAL_100_MS = 8;
-constexpr double ALLOWED_100_MS = 150;
+constexpr double ALLOWED_100_MS = 80;
 
 /** Reports what standing participants keep; the child processes that tell ran ahead. */
 void report_standing(benchmark::State &state, int count) {
