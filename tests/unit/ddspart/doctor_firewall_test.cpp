@@ -50,6 +50,19 @@ TEST(DroppingRules, AreShownWithoutTheirCounters) {
                 ElementsAre(CHAIN + "udp dport 7400 drop"));
 }
 
+TEST(DroppingRules, AreNotThoseThatOnlyWriteOrMentionTheWord) {
+    EXPECT_THAT(dropping(ruleset("udp dport 7400 log prefix \"will drop this\" accept")),
+                IsEmpty());
+}
+
+TEST(DroppingRules, AreNotThoseOfWhatIsForwarded) {
+    EXPECT_THAT(dropping("table ip filter {\n\tchain forward {\n"
+                         "\t\ttype filter hook forward priority filter; policy drop;\n"
+                         "\t\tudp dport 7400 drop\n\t}\n"
+                         "\tchain jumped {\n\t\tudp dport 7410 drop\n\t}\n}\n"),
+                ElementsAre("chain jumped of table ip filter: udp dport 7410 drop"));
+}
+
 TEST(DroppingRules, ComeBeforeThePolicyThatDropsWhatNoneAccepts) {
     EXPECT_THAT(dropping(ruleset("udp dport 7400 drop", "drop")),
                 ElementsAre(CHAIN + "udp dport 7400 drop", CHAIN + "policy drop"));

@@ -139,6 +139,15 @@ TEST(DoctorOfInterfaces, NeedsNoMulticastOfOneBesideAnotherThatHasIt) {
     EXPECT_THAT(found(host_with({good_interface("net0", 2), tunnel}), usual_wishes()), IsEmpty());
 }
 
+TEST(DoctorOfInterfaces, NeedsNoMulticastWhereAPeerIsNamed) {
+    Wishes wishes = usual_wishes();
+    Interface interface = good_interface("net0", 2);
+
+    interface.is_multicast = false;
+    wishes.peers = {to_peer("192.0.2.9")};
+    EXPECT_THAT(found(host_with({interface}), wishes), IsEmpty());
+}
+
 TEST(DoctorOfInterfaces, NeedsNoMulticastWhereNobodyWantsIt) {
     Wishes wishes = usual_wishes();
     Interface interface = good_interface("net0", 2);
@@ -156,6 +165,15 @@ TEST(DoctorOfInterfaces, ObjectsToAStrictReversePathWhereTwoShareASubnet) {
                 ElementsAre("strict-reverse-path net1"));
     second.reverse_path = ReversePath::LOOSE;
     EXPECT_THAT(found(host_with({good_interface("net0", 2), second}), usual_wishes()), IsEmpty());
+}
+
+TEST(DoctorOfInterfaces, GoesByTheLongerPrefixOfTwoSubnets) {
+    Interface wide = good_interface("net0", 2, "10.0.0.1");
+    Interface narrow = good_interface("net1", 3, "10.1.0.1");
+
+    wide.addresses.front().prefix_length = 8;
+    narrow.reverse_path = ReversePath::STRICT;
+    EXPECT_THAT(found(host_with({wide, narrow}), usual_wishes()), IsEmpty());
 }
 
 TEST(DoctorOfInterfaces, HasNothingAgainstAStrictReversePathBetweenSubnets) {

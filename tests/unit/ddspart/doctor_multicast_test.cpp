@@ -69,6 +69,20 @@ TEST(DoctorOfMulticast, NamesTheInterfaceByWhichNothingReturns) {
                 ElementsAre("multicast-not-returning net0"));
 }
 
+TEST(DoctorOfMulticast, IsWellWhereOnlyTheDomainsPortsAreLetThrough) {
+    EXPECT_THAT(found(host_that_answers({group_probe(CONTROL, LOST), group_probe(7400, RETURNED),
+                                         group_probe(7410, RETURNED)}),
+                      usual_wishes()),
+                IsEmpty());
+}
+
+TEST(DoctorOfMulticast, NamesPortsThatAreFilteredWhereOnlyOthersOfTheDomainAreLetThrough) {
+    EXPECT_THAT(found(host_that_answers({group_probe(CONTROL, LOST), group_probe(7400, RETURNED),
+                                         group_probe(7410, LOST)}),
+                      usual_wishes()),
+                ElementsAre("ports-filtered 7410"));
+}
+
 TEST(DoctorOfMulticast, NamesThePortsThatAreFiltered) {
     EXPECT_THAT(found(host_that_answers({group_probe(CONTROL, RETURNED), group_probe(7400, LOST),
                                          group_probe(7410, LOST), group_probe(7411, LOST),

@@ -77,7 +77,7 @@ struct Probe {
 /** What became of the search for a peer. */
 struct PeerTrial {
     Peer peer;
-    std::string failure;                // why the name has no address; empty: it has one
+    std::string failure;                // why the name has no address; empty: none is known
     std::vector<std::string> addresses; // of the families asked for; one if it is an address
     int route_error = 0;                // of the way to the first of them
 };

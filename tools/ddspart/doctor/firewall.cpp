@@ -77,6 +77,25 @@ std::string without_counters(const Words &words) {
     return join(rest, " ");
 }
 
+/** A rule without what is in quotes: a comment, or a prefix for the log. */
+std::string without_quotes(const std::string &rule) {
+    std::string rest;
+    bool is_quoted = false;
+
+    for (const char character : rule) {
+        is_quoted = is_quoted != (character == '"');
+        if (!is_quoted && character != '"') {
+            rest += character;
+        }
+    }
+    return rest;
+}
+
+/** Whether what comes in or goes out passes it; a chain without a hook may be jumped to. */
+bool is_of_this_host(const Words &words) {
+    return !has(words, "forward") && !has(words, "postrouting");
+}
+
 /** The program's end of a pipe is closed with the object. */
 class Pipe {
 public:
@@ -167,6 +186,7 @@ std::vector<FirewallRule> dropping_rules(const std::string &ruleset,
     std::vector<FirewallRule> policies;
     std::string table;
     std::string chain;
+    bool is_passed = true; // the chain, by what this host sends itself
 
     for (const std::string &line : host::lines_of(ruleset)) {
         const Words words = host::fields_of(line);
@@ -174,13 +194,15 @@ std::vector<FirewallRule> dropping_rules(const std::string &ruleset,
         if (words.size() == 4 && words[0] == "table" && words[3] == "{") {
             table = words[1] + " " + words[2];
         } else if (words.size() == 3 && words[0] == "chain" && words[2] == "{") {
+            is_passed = true;
             chain = "chain " + words[1] + " of table " + table;
         } else if (!words.empty() && words[0] == "type") {
+            is_passed = is_of_this_host(words);
             if (line.find("policy drop;") != std::string::npos &&
                 (has(words, "input") || has(words, "prerouting") || has(words, "output"))) {
                 policies.push_back({chain, "policy drop"});
             }
-        } else if (is_dropping(words, ports)) {
+        } else if (is_passed && is_dropping(host::fields_of(without_quotes(line)), ports)) {
             rules.push_back({chain, without_counters(words)});
         }
     }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // All that the host tells.
 #include <set>
+#include <string>
+#include <system_error>
 
 #include <sys/resource.h>
 #include <unistd.h>
@@ -17,21 +19,23 @@ namespace doctor {
 
 namespace {
 
-constexpr std::chrono::milliseconds TIME_FOR_PROBES(500);
+constexpr std::chrono::milliseconds TIME_FOR_PROBES(1300);
 constexpr std::chrono::milliseconds TIME_FOR_PEERS(500);
 
-/** The unicast ports of the first indices, as far as they are valid. */
-std::vector<unsigned> unicast_ports(const Wishes &wishes) {
-    std::vector<unsigned> ports;
+/** The unicast ports of each of the first indices, as far as they are valid. */
+std::vector<std::vector<unsigned>> unicast_ports(const Wishes &wishes) {
+    std::vector<std::vector<unsigned>> all;
 
     for (DDS_Long index = 0; index <= HIGHEST_PEER_INDEX; ++index) {
+        std::vector<unsigned> &ports = all.emplace_back();
+
         for (const Port &port : ports_of(wishes, index)) {
             if (port.kind.ends_with("_unicast") && port.is_valid()) {
                 ports.push_back(static_cast<unsigned>(port.number));
             }
         }
     }
-    return ports;
+    return all;
 }
 
 /** How many files a program may have open that is started as this one was. */
@@ -72,14 +76,30 @@ void read_firewall(Facts &facts) {
     }
 }
 
+void read_peers(Facts &facts, const Wishes &wishes) {
+    try {
+        facts.peers = try_peers(wishes, TIME_FOR_PEERS);
+    } catch (const std::system_error &error) {
+        facts.unseen.push_back(std::string("peers: ") + error.what());
+    }
+    for (const PeerTrial &trial : facts.peers) {
+        if (trial.failure.empty() && trial.addresses.empty()) {
+            facts.unseen.push_back("the peer " + trial.peer.text +
+                                   ": no name server has answered in time");
+        }
+    }
+}
+
 } // namespace
 
 Facts gather(const Wishes &wishes) {
-    const std::vector<unsigned> unicast = unicast_ports(wishes);
+    const std::vector<std::vector<unsigned>> unicast = unicast_ports(wishes);
     Facts facts;
 
     facts.interfaces = list_interfaces();
-    facts.ports.insert(unicast.begin(), unicast.end());
+    for (const std::vector<unsigned> &ports : unicast) {
+        facts.ports.insert(ports.begin(), ports.end());
+    }
     for (const Group &group : wishes.groups) {
         facts.ports.insert(group.port);
     }
@@ -89,7 +109,7 @@ Facts gather(const Wishes &wishes) {
     facts.descriptor_limit = descriptor_limit();
     facts.probes = probe({facts.interfaces, wishes, unicast}, TIME_FOR_PROBES, facts.unseen);
     read_firewall(facts);
-    facts.peers = try_peers(wishes, TIME_FOR_PEERS);
+    read_peers(facts, wishes);
     return facts;
 }
 

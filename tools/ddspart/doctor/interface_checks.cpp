@@ -100,11 +100,26 @@ std::vector<Finding> find_missed(const Facts &facts, const Wishes &wishes, Condi
     return findings;
 }
 
+/** The interface in the name of a setting, where a dot would separate. */
+std::string setting_name(const Interface &interface) {
+    std::string name = interface.name;
+
+    std::ranges::replace(name, '.', '/');
+    return name;
+}
+
+/** Whether somebody is found without multicast: a peer that is named and is not this host. */
+bool has_far_peer(const Wishes &wishes) {
+    return std::ranges::any_of(wishes.peers, [](const Peer &peer) {
+        return !peer.is_group && !peer.host.starts_with("127.") && peer.host != "::1";
+    });
+}
+
 /** Whether two addresses are in the same subnet, by the longer one of their prefixes. */
 bool are_in_one_subnet(const Address &left, const Address &right) {
     in_addr first = {};
     in_addr second = {};
-    const unsigned length = std::min(left.prefix_length, right.prefix_length);
+    const unsigned length = std::max(left.prefix_length, right.prefix_length);
     constexpr unsigned BITS = 32;
 
     if (left.family != Family::IPV4 || right.family != Family::IPV4 || length == 0 ||
@@ -210,7 +225,7 @@ std::vector<Finding> find_ipv6_off(const Facts &facts, const Wishes &wishes) {
             findings.push_back({"", interface.name,
                                 "The transport udpv6 is asked for, but IPv6 is switched off on " +
                                     interface.name + ".",
-                                "Switch it on: sysctl net.ipv6.conf." + interface.name +
+                                "Switch it on: sysctl net.ipv6.conf." + setting_name(interface) +
                                     ".disable_ipv6=0; or leave udpv6 out of --transport."});
         }
     }
@@ -220,6 +235,9 @@ std::vector<Finding> find_ipv6_off(const Facts &facts, const Wishes &wishes) {
 std::vector<Finding> find_interface_without_multicast(const Facts &facts, const Wishes &wishes) {
     std::vector<Finding> findings;
 
+    if (has_far_peer(wishes)) {
+        return findings;
+    }
     for (const Family family : wishes.families) {
         const auto chosen = multicast_interfaces(facts.interfaces, wishes, family);
         const bool is_any = std::ranges::any_of(
@@ -269,7 +287,7 @@ std::vector<Finding> find_strict_reverse_path(const Facts &facts, const Wishes &
                          " are in one subnet, and the reverse-path filter of " + interface.name +
                          " is strict: what comes in by the one that the kernel would not answer "
                          "by is dropped without a word.",
-                     "Make it loose: sysctl net.ipv4.conf." + interface.name +
+                     "Make it loose: sysctl net.ipv4.conf." + setting_name(interface) +
                          ".rp_filter=2; or use one of the two: --interface " + other.name});
                 break;
             }

@@ -2,6 +2,7 @@
 #include "doctor/multicast_checks.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <set>
 #include <tuple>
@@ -23,19 +24,21 @@ bool is_control(const Probe &probe) {
 }
 
 bool is_unrouted(const Probe &probe) {
-    return is_by_group(probe) && probe.outcome == Probe::Outcome::NOT_SENT && !probe.is_dropped();
+    constexpr std::array ERRORS = {ENETUNREACH, EHOSTUNREACH, EACCES, EINVAL};
+
+    return is_by_group(probe) && probe.outcome == Probe::Outcome::NOT_SENT &&
+           std::ranges::find(ERRORS, probe.error) != ERRORS.end();
 }
 
-/** The control that went the same way to a port of its own. */
-const Probe *control_of(const Facts &facts, const Probe &probe) {
+/** Whether anything has come back of what went the same way, to whatever port. */
+bool is_any_returned(const Facts &facts, const Probe &probe) {
     const auto key = [](const Probe &each) {
         return std::tie(each.family, each.interface, each.road, each.destination);
     };
-    const auto found = std::ranges::find_if(facts.probes, [&](const Probe &other) {
-        return is_control(other) && key(other) == key(probe);
-    });
 
-    return found != facts.probes.end() ? &*found : nullptr;
+    return std::ranges::any_of(facts.probes, [&](const Probe &other) {
+        return other.outcome == Probe::Outcome::RETURNED && key(other) == key(probe);
+    });
 }
 
 /** One finding for each interface and group with such a probe. */
@@ -109,9 +112,9 @@ std::vector<Finding> find_group_not_joined(const Facts &facts, const Wishes &) {
 std::vector<Finding> find_multicast_not_returning(const Facts &facts, const Wishes &) {
     return find_by_interface(
         facts,
-        [](const Probe &probe) {
-            return is_by_group(probe) && is_control(probe) && !probe.is_loopback &&
-                   probe.is_dropped();
+        [&](const Probe &probe) {
+            return is_by_group(probe) && !probe.is_loopback && probe.is_dropped() &&
+                   !is_any_returned(facts, probe);
         },
         [&](const Probe &probe) {
             return Finding{"", probe.interface,
@@ -131,10 +134,7 @@ std::vector<Finding> find_ports_filtered(const Facts &facts, const Wishes &wishe
     std::set<std::string> interfaces;
 
     for (const Probe &probe : facts.probes) {
-        const Probe *const control = control_of(facts, probe);
-
-        if (!is_control(probe) && probe.is_dropped() && control != nullptr &&
-            !control->is_dropped()) {
+        if (!is_control(probe) && probe.is_dropped() && is_any_returned(facts, probe)) {
             ports.insert(probe.port);
             interfaces.insert(probe.interface);
         }
@@ -154,7 +154,7 @@ std::vector<Finding> find_ports_filtered(const Facts &facts, const Wishes &wishe
 }
 
 std::vector<Finding> find_ttl_zero(const Facts &, const Wishes &wishes) {
-    if (wishes.multicast_ttl != 0) {
+    if (wishes.multicast_ttl != 0 || wishes.groups.empty()) {
         return {};
     }
     return {{"", "dds.transport.multicast_ttl",

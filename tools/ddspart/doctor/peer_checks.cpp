@@ -26,12 +26,12 @@ std::vector<Finding> find_unresolved_peer(const Facts &facts, const Wishes &wish
 
     for (const PeerTrial &trial : facts.peers) {
         if (!trial.failure.empty()) {
-            findings.push_back({"", trial.peer.text,
-                                "The name of the peer " + trial.peer.text + " has no " +
-                                    family_names(wishes.families) + " address: " + trial.failure +
-                                    ".",
-                                "Correct the name, or give it an address in /etc/hosts or in the "
-                                "domain name system, or name the peer's address."});
+            findings.push_back(
+                {"", trial.peer.text,
+                 "The name of the peer " + trial.peer.text + " has no " +
+                     family_names(wishes.families) + " address: " + trial.failure + ".",
+                 "Correct the name, see that a name server can be reached, give the name "
+                 "an address in /etc/hosts, or name the peer's address."});
         }
     }
     return findings;

@@ -23,7 +23,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 struct Answer {
-    std::string failure; // empty: there are addresses
+    std::string failure; // with neither it is not known yet
     std::vector<std::string> addresses;
 };
 
@@ -74,7 +74,7 @@ public:
 
         return state_->is_there.wait_until(lock, end, [&] { return state_->answer.has_value(); })
                    ? *state_->answer
-                   : Answer{"no answer in time", {}};
+                   : Answer{};
     }
 
 private:

@@ -22,7 +22,6 @@ using Clock = std::chrono::steady_clock;
 
 /** On one host a datagram is there before the call that sends it returns, or soon. */
 constexpr std::chrono::milliseconds TIME_TO_RETURN(100);
-constexpr int TRIES = 2;
 
 /** The header of an RTPS message with nothing behind it; its prefix tells it from all others. */
 constexpr std::size_t MESSAGE_SIZE = 20;
@@ -53,9 +52,15 @@ unsigned port_of(const Socket &socket) {
 Socket open_sender(Family family) {
     Socket sender(family);
     const int none = 0;
+    const int one = 1; // what is sent to an own address has none to go through
 
-    (void)(family == Family::IPV4 ? sender.set(IPPROTO_IP, IP_MULTICAST_TTL, none)
-                                  : sender.set(IPPROTO_IPV6, IPV6_MULTICAST_HOPS, none));
+    if (family == Family::IPV4) {
+        (void)sender.set(IPPROTO_IP, IP_MULTICAST_TTL, none);
+        (void)sender.set(IPPROTO_IP, IP_TTL, one);
+    } else {
+        (void)sender.set(IPPROTO_IPV6, IPV6_MULTICAST_HOPS, none);
+        (void)sender.set(IPPROTO_IPV6, IPV6_UNICAST_HOPS, one);
+    }
     return sender;
 }
 
@@ -159,8 +164,8 @@ public:
         trials_.push_back(std::move(trial));
     }
 
-    void conduct() {
-        for (int i = 0; i < TRIES && !is_over(); ++i) {
+    void conduct(int tries) {
+        for (int i = 0; i < tries && !is_over(); ++i) {
             for (Trial &trial : trials_) {
                 if (!trial.is_over) {
                     send(trial);
@@ -249,42 +254,62 @@ std::set<std::string> group_addresses(const Wishes &wishes, Family family) {
 
 constexpr unsigned CONTROL = 0;
 
-void probe_groups(const ProbePlan &plan, const Interface &interface, Family family,
-                  const Message &message, std::vector<Probe> &probes) {
-    using enum Probe::Road;
+/** What all interviews of an interface have in common. */
+struct Scene {
+    const ProbePlan &plan;
+    const Interface &interface;
+    Family family;
+    const Message &message;
+    Clock::time_point end;
+    std::vector<Probe> &probes;
+};
 
-    for (const std::string &address : group_addresses(plan.wishes, family)) {
-        Interview interview(interface, family, message);
+/** To the ports of one index after the other, so that participants find others; the first last. */
+void probe_indices(const Scene &scene, Probe::Road road, const std::string &destination) {
+    const auto &all = scene.plan.unicast_ports;
 
-        interview.plan(GROUP, address, CONTROL, true);
-        for (const Group &group : plan.wishes.groups) {
-            if (group.address == address) {
-                interview.plan(GROUP, address, group.port, true);
-            }
+    for (auto ports = all.rbegin(); ports != all.rend() && Clock::now() < scene.end; ++ports) {
+        Interview interview(scene.interface, scene.family, scene.message);
+
+        for (const unsigned port : *ports) {
+            interview.plan(road, destination, port, false);
         }
-        for (const unsigned port : plan.unicast_ports) {
-            interview.plan(GROUP, address, port, false);
-        }
-        interview.conduct();
-        interview.collect(probes);
+        interview.conduct(1); // a second try would hold the ports for longer
+        interview.collect(scene.probes);
     }
 }
 
-void probe_addresses(const ProbePlan &plan, const Interface &interface, Family family,
-                     const Message &message, std::vector<Probe> &probes) {
-    const auto own = std::ranges::find(interface.addresses, family, &Address::family);
+void probe_groups(const Scene &scene) {
+    for (const std::string &address : group_addresses(scene.plan.wishes, scene.family)) {
+        Interview interview(scene.interface, scene.family, scene.message);
 
-    if (own == interface.addresses.end()) {
+        interview.plan(Probe::Road::GROUP, address, CONTROL, true);
+        for (const Group &group : scene.plan.wishes.groups) {
+            if (group.address == address) {
+                interview.plan(Probe::Road::GROUP, address, group.port, true);
+            }
+        }
+        interview.conduct(2);
+        interview.collect(scene.probes);
+        probe_indices(scene, Probe::Road::GROUP, address);
+        if (Clock::now() >= scene.end) {
+            return;
+        }
+    }
+}
+
+void probe_addresses(const Scene &scene) {
+    const auto own = std::ranges::find(scene.interface.addresses, scene.family, &Address::family);
+
+    if (own == scene.interface.addresses.end()) {
         return;
     }
-    Interview interview(interface, family, message);
+    Interview interview(scene.interface, scene.family, scene.message);
 
     interview.plan(Probe::Road::OWN_ADDRESS, own->text, CONTROL, false);
-    for (const unsigned port : plan.unicast_ports) {
-        interview.plan(Probe::Road::OWN_ADDRESS, own->text, port, false);
-    }
-    interview.conduct();
-    interview.collect(probes);
+    interview.conduct(1);
+    interview.collect(scene.probes);
+    probe_indices(scene, Probe::Road::OWN_ADDRESS, own->text);
 }
 
 } // namespace
@@ -306,7 +331,9 @@ std::vector<Probe> probe(const ProbePlan &plan, std::chrono::milliseconds most_t
             const bool has_groups =
                 std::ranges::find(multicast, interface.name, &Interface::name) != multicast.end();
 
-            if (!interface.is_usable(family) || !is_allowed(interface, plan.wishes)) {
+            // What is for an own address goes over loopback anyway.
+            if (!interface.is_usable(family) || !is_allowed(interface, plan.wishes) ||
+                (interface.is_loopback && !has_groups)) {
                 continue;
             }
             if (Clock::now() >= end) {
@@ -314,10 +341,15 @@ std::vector<Probe> probe(const ProbePlan &plan, std::chrono::milliseconds most_t
                 continue;
             }
             try {
+                const Scene scene = {plan, interface, family, message, end, probes};
+
                 if (has_groups) {
-                    probe_groups(plan, interface, family, message, probes);
+                    probe_groups(scene);
                 }
-                probe_addresses(plan, interface, family, message, probes);
+                probe_addresses(scene);
+                if (Clock::now() >= end) {
+                    unseen.push_back("all traffic over " + interface.name + ": too little time");
+                }
             } catch (const std::system_error &error) { // there are no descriptors left
                 unseen.push_back("traffic over " + interface.name + ": " + error.what());
             }

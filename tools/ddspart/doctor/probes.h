@@ -14,7 +14,8 @@ namespace doctor {
 struct ProbePlan {
     std::vector<Interface> interfaces; // of the host
     Wishes wishes;
-    std::vector<unsigned> unicast_ports; // those that are somebody's are left alone
+    /** Of the first participant indices, in order; those that are somebody's are left alone. */
+    std::vector<std::vector<unsigned>> unicast_ports;
 };
 
 /**
@@ -23,8 +24,9 @@ struct ProbePlan {
  * ports at the address of each interface. None leaves the host, since their time to live is 0, and
  * whoever else is here and receives one has a message without anything in it.
  *
- * A port that is free is held meanwhile, for some milliseconds where all is well. Takes
- * @p most_time at most; an interface for which there is none left is named in @p unseen.
+ * Ports that are free are held meanwhile, those of one index after the other: for less than a
+ * millisecond where all is well, and for a tenth of a second where nothing comes back. Takes little
+ * more than @p most_time; an interface for which that is too little is named in @p unseen.
  */
 std::vector<Probe> probe(const ProbePlan &plan, std::chrono::milliseconds most_time,
                          std::vector<std::string> &unseen);

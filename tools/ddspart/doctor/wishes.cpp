@@ -154,7 +154,7 @@ Wishes wishes_of(const DDS_DomainParticipantQos &qos, DDS_DomainId_t domain) {
     if ((qos.transport_builtin.mask & DDS_TRANSPORTBUILTIN_UDPv6) != 0) {
         wishes.families.push_back(Family::IPV6);
     }
-    if (const auto allowed = property(qos, ALLOW_INTERFACES)) {
+    if (const auto allowed = property(qos, ALLOW_INTERFACES); allowed && !allowed->empty()) {
         wishes.interfaces = split(*allowed, ',');
     }
     if (const auto ttl = property(qos, MULTICAST_TTL)) {
