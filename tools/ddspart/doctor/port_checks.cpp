@@ -120,18 +120,19 @@ std::vector<Finding> find_no_free_index(const Facts &facts, const Wishes &wishes
     if (!facts.highest_index || taken.size() <= static_cast<std::size_t>(*facts.highest_index)) {
         return {};
     }
+    most.reserve(by_holder.size());
     for (const auto &[holder, times] : by_holder) {
         most.emplace_back(times, holder);
     }
     std::ranges::sort(most, std::greater());
+    names.reserve(most.size());
     for (const auto &[times, holder] : most) {
         names.push_back(std::to_string(times) + " by " + holder);
     }
     return {{"", std::to_string(wishes.domain),
              "All " + std::to_string(taken.size()) + " participant indices of domain " +
                  std::to_string(wishes.domain) + " are taken on this host: " + some_of(names) + ".",
-             "End some of them, put participants into other domains, or raise --domain-gain "
-             "everywhere."}};
+             "End some of them, or put participants into other domains."}};
 }
 
 std::vector<Finding> find_datagrams_lost(const Facts &facts, const Wishes &) {
