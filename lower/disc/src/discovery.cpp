@@ -162,13 +162,13 @@ void DISCDiscovery::release_ended(REDAWorker *worker) {
 }
 
 bool DISCDiscovery::release_left_behind() {
-    for (Lookup *lookup = take_left_behind(); lookup != nullptr;) {
-        if (!lookup->end()) {
-            return false;
-        }
+    Lookup *lookup = take_left_behind();
+    while (lookup != nullptr && lookup->end()) {
         free(std::exchange(lookup, lookup->next));
     }
-    return true;
+    const std::lock_guard lock(mutex_);
+    left_behind_ = lookup;
+    return lookup == nullptr;
 }
 
 DISCDiscovery *DISCDiscovery_new(NUVNetioRuntime *runtime, REDAWorker * /*worker*/) {

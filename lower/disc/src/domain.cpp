@@ -16,7 +16,9 @@ namespace {
 /** When those who have come are announced to. */
 constexpr NUV_UINT16 GREETINGS[] = {0, 150, 250, 500}; // milliseconds, from the one before it on
 constexpr NUV_UINT8 LAST_GREETING = std::size(GREETINGS) - 1;
-constexpr NUV_UINT16 LONGEST_PAUSE = 500;
+constexpr NUV_INT64 LONGEST_PAUSE = 1500; // of one that is greeted anew, and spread
+/** One that is restarted again and again is greeted anew after so long. */
+constexpr NUV_INT64 GREETED_FOR = SECOND;
 
 /** From so many known ones on greetings are spread. */
 constexpr std::size_t SPREAD_FROM = 16;
@@ -521,13 +523,20 @@ void Domain::take_newer(DISCParticipant &by, const Heard &heard, const RTPSData 
     }
 }
 
-/** It knows nobody, but for whom it has said so to, if anybody. */
+/**
+ * It knows nobody, but for whom it has said so to, if anybody. One that is restarted again and
+ * again is greeted once in a second.
+ */
 void Domain::greet_anew(Known &known, const DISCParticipant *known_to_it, NUV_INT64 now) {
+    const NUV_INT64 first = std::max(now, known.greeted_until);
+    if (first == now) {
+        known.greeted_until = now + GREETED_FOR;
+    }
     for (DISCParticipant *one = participants_; one != nullptr; one = one->next) {
         View &view = one->view_of(known);
         if (view.has) {
             view.is_heard = false;
-            begin_greeting(*one, known, one == known_to_it, now);
+            begin_greeting(*one, known, one == known_to_it, first);
         }
     }
 }
@@ -809,11 +818,16 @@ void Domain::renew(Known &known, const Heard &heard) {
     known.was_heard_by_group = known.was_heard_by_group || heard.is_by_group;
 }
 
+/** Between two questions to one that is silent. */
+NUV_INT64 Domain::question_pause(const Known &known) {
+    return known.record->lease() / LAST_OF_LEASE / QUESTIONS;
+}
+
 /** When one that stays silent is asked the next time, or else when its lease ends. */
 NUV_INT64 Domain::next_doubt(const Known &known) {
-    const NUV_INT64 pause = known.record->lease() / LAST_OF_LEASE / QUESTIONS;
-    return known.lease_end == NEVER ? NEVER
-                                    : known.lease_end - (QUESTIONS - known.lease_questions) * pause;
+    return known.lease_end == NEVER
+               ? NEVER
+               : known.lease_end - (QUESTIONS - known.lease_questions) * question_pause(known);
 }
 
 /** A timer that runs out too early looks again; so renewing sets none. */
@@ -835,7 +849,10 @@ void Domain::on_lease(void *owner, NUV_INT64 now) {
     if (known.lease_end > now) {
         (void)self.send_question(known, known.lease_questions, false);
         ++known.lease_questions;
-        self.schedule_lease(known);
+        // When a turn was late they would all be due at once, and be lost together.
+        self.schedule.set_no_later(
+            known.lease,
+            std::max(next_doubt(known), std::min(now + question_pause(known), known.lease_end)));
         return;
     }
     if ((self.is_late_ || now - known.lease_end > LATE) && !known.was_graced) {
@@ -847,6 +864,7 @@ void Domain::on_lease(void *owner, NUV_INT64 now) {
     if (lost != known.lost_datagrams && known.prolongations < PROLONGATIONS_MAX) {
         known.lost_datagrams = lost; // it may have been among them
         ++known.prolongations;
+        known.lease_questions = 0; // an answer may have been, too
         known.lease_end = later(now, std::max(known.record->lease() / 4, MILLISECOND));
         self.schedule_lease(known);
         return;

@@ -136,6 +136,7 @@ private:
     void ask_former(const Known &newcomer, NUV_INT64 now);
     void note_life(Known &known);
     void schedule_question(Known &known);
+    static NUV_INT64 question_pause(const Known &known);
     static NUV_INT64 next_doubt(const Known &known);
     void schedule_lease(Known &known);
     void introduce_to(DISCParticipant &participant, Known &known);

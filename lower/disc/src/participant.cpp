@@ -194,7 +194,8 @@ void DISCParticipant::change(const PRESParticipantProperty &property) {
     // What it says afterwards is newer than its leaving, by number and by time.
     const Leaving leaving = {moves ? ++sequence_ : 0, disc::wall_time()};
     const bool is_first = !record_;
-    if (say(std::move(record)) && !is_first) {
+    // Who was known already was greeted with nothing.
+    if (say(std::move(record)) && (!is_first || known_count() != 0)) {
         leaves_first_ = moves ? leaving : leaves_first_;
         announce_change();
     }

@@ -64,7 +64,8 @@ public:
     bool was_heard_again = false;
     bool was_heard_by_group = false;
 
-    Timer greeting; // the next announcement to it
+    Timer greeting;              // the next announcement to it
+    NUV_INT64 greeted_until = 0; // it is not greeted anew before
     Timer lease;
     Timer question;                // until when it may show that it lives where it was
     NUV_INT64 asked_until = NEVER; // whether it lives, as another one is where it was

@@ -200,6 +200,30 @@ TEST_F(Faults, OneThatIsEnabledWithoutMemoryIsKnownWhenThereIsSome) {
     EXPECT_GE(nth, 5);
 }
 
+TEST_F(Faults, WhoNamesOneThatIsEnabledWithoutMemoryHearsOfItWhenThereIsSome) {
+    Settings settings;
+    settings.peers = {"192.0.2.8:7410"}; // who is there hears of nothing else
+    settings.property.announcementPeriod = {5, 0};
+    settings.property.initialAnnouncements = 0;
+    int nth = 0;
+    settings.before_enabling = [&] { faults::fail_allocation(nth); };
+    do {
+        ++nth;
+        Party party(machine, settings);
+        faults::stop();
+        ++made.prefix.instanceId;
+        say(announcement(made));
+        (void)socket.take_all();
+        net.world.run_for(5 * SECOND);
+        std::vector<std::string> heard;
+        for (const std::string &message : socket.take_all()) {
+            heard.push_back(kinds(message));
+        }
+        EXPECT_TRUE(std::ranges::count(heard, "DST TS DATA") != 0) << faults::failed();
+    } while (faults::happened());
+    EXPECT_GE(nth, 5);
+}
+
 TEST_F(Faults, ThoseOfOneProcessMeetWhenThereIsMemory) {
     Settings settings;
     settings.peers = {"192.0.2.9:7411"};

@@ -350,6 +350,18 @@ TEST_F(Stranger, ThatFallsSilentIsAskedThreeTimesBeforeItsLeaseEnds) {
     EXPECT_FALSE(is_known());
 }
 
+TEST_F(Stranger, ThatFallsSilentIsNotAskedAllAtOnceByALateTurn) {
+    made.lease = {9, 0};
+    say(announcement(made));
+    net.world.run_for(8 * SECOND);
+    (void)heard();
+    machine.process.stop();
+    net.world.run_for(750 * MS);
+    machine.process.resume();
+    net.world.run_for(100 * MS);
+    EXPECT_EQ(heard(), std::vector<std::string>{"DST ACKNACK"});
+}
+
 TEST_F(Stranger, ThatAnswersIsNotAskedAgainBeforeItsNewLeaseEnds) {
     made.lease = {9, 0};
     say(announcement(made));
@@ -480,6 +492,23 @@ TEST_F(Stranger, ThatHasBeenRestartedIsAnnouncedToAtOnce) {
     made.timestamp.seconds += 1;
     say(announcement(made));
     EXPECT_EQ(heard(), (std::vector<std::string>{"DST TS DATA"}));
+}
+
+TEST_F(Stranger, ThatIsRestartedAgainAndAgainIsAnnouncedToOnceInASecond) {
+    made.sequence = 100;
+    say(announcement(made));
+    net.world.run_for(2 * SECOND);
+    (void)heard();
+    for (int i = 0; i < 20; ++i) {
+        --made.sequence;
+        made.name = "life " + std::to_string(i);
+        made.timestamp.seconds += 1;
+        say(announcement(made));
+        net.world.run_for(SECOND / 100);
+    }
+    EXPECT_EQ(heard(), (std::vector<std::string>{"DST TS DATA"}));
+    net.world.run_for(SECOND);
+    EXPECT_NE(heard(), std::vector<std::string>());
 }
 
 TEST_F(Stranger, ThatHasBeenRestartedWithTheSameNumberIsRead) {

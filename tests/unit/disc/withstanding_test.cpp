@@ -509,8 +509,15 @@ TEST_F(Withstanding, LeasesOfThoseWhoMayHaveBeenLostAreProlonged) {
     EXPECT_EQ(flood.send("192.0.2.1:7410", "x"), 0); // which tells of those that were lost
     net.world.run_for(600 * MS);
     EXPECT_TRUE(party.knows(made.prefix));
+    (void)home.take_all();
     net.world.run_for(250 * MS);
     EXPECT_FALSE(party.knows(made.prefix));
+    // It was asked once more, as its answer may have been lost as well.
+    std::vector<std::string> heard;
+    for (const std::string &message : home.take_all()) {
+        heard.push_back(kinds(message));
+    }
+    EXPECT_EQ(heard, std::vector<std::string>(3, "DST ACKNACK"));
 }
 
 TEST_F(Withstanding, WhatWaitsInTheSocketsIsReadBeforeLeasesAreJudged) {
