@@ -28,7 +28,7 @@ struct NUVNetioTransportClass {
     const char *alias;        /**< "udpv4" */
     const char *addressName;  /**< what its addresses are called, as "IPv4" */
     NUV_INT32 isBracketed;    /**< its addresses may have colons, and stand in brackets */
-    NUV_UINT32 addressOffset; /**< where its addresses are within a locator's; in front are zeroes */
+    NUV_UINT32 addressOffset; /**< of its addresses within a locator's; in front are zeroes */
     NUV_INT32 messageSizeMax; /**< bytes of the largest message */
 
     /** Writes an address into NUV_NETIO_ADDRESS_STRING_SIZE bytes, without brackets. */
