@@ -849,6 +849,9 @@ void Domain::on_lease(void *owner, NUV_INT64 now) {
     if (known.lease_end > now) {
         (void)self.send_question(known, known.lease_questions, false);
         ++known.lease_questions;
+        if (self.is_late_) {
+            known.lease_end = std::max(known.lease_end, now + LATE); // time for an answer
+        }
         // When a turn was late they would all be due at once, and be lost together.
         self.schedule.set_no_later(
             known.lease,
@@ -857,6 +860,7 @@ void Domain::on_lease(void *owner, NUV_INT64 now) {
     }
     if ((self.is_late_ || now - known.lease_end > LATE) && !known.was_graced) {
         known.was_graced = true; // what it has said may still wait in the sockets
+        (void)self.send_question(known, known.lease_questions, false);
         self.schedule.set(known.lease, now + LATE);
         return;
     }

@@ -59,7 +59,7 @@ public:
     NUV_UINT64 arrival = 0;        // of the last datagram that it was heard by
     NUV_UINT64 lost_datagrams = 0; // of the runtime, when its lease was last renewed
     NUV_UINT8 prolongations = 0;   // of the lease since then
-    NUV_UINT8 lease_questions = 0; // that it was asked since then, as its lease comes to its end
+    NUV_UINT8 lease_questions = 0; // that it was asked since its end was set
     bool was_graced = false;       // a late turn has not judged its lease
     bool was_heard_again = false;
     bool was_heard_by_group = false;

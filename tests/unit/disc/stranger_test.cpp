@@ -362,6 +362,34 @@ TEST_F(Stranger, ThatFallsSilentIsNotAskedAllAtOnceByALateTurn) {
     EXPECT_EQ(heard(), std::vector<std::string>{"DST ACKNACK"});
 }
 
+TEST_F(Stranger, ThatFallsSilentIsAskedByATurnThatIsLateForItsWholeEnd) {
+    made.lease = {3, 0};
+    say(announcement(made));
+    net.world.run_for(2600 * MS);
+    (void)heard();
+    machine.process.stop();
+    net.world.run_for(600 * MS);
+    machine.process.resume();
+    net.world.run_for(10 * MS);
+    EXPECT_EQ(heard(), std::vector<std::string>{"DST ACKNACK"});
+    EXPECT_TRUE(is_known());
+    net.world.run_for(50 * MS);
+    EXPECT_FALSE(is_known());
+}
+
+TEST_F(Stranger, ThatIsAskedByALateTurnHasTimeToAnswer) {
+    made.lease = {9, 0};
+    say(announcement(made));
+    net.world.run_for(8 * SECOND);
+    machine.process.stop();
+    net.world.run_for(990 * MS);
+    machine.process.resume();
+    net.world.run_for(40 * MS);
+    EXPECT_TRUE(is_known());
+    net.world.run_for(20 * MS);
+    EXPECT_FALSE(is_known());
+}
+
 TEST_F(Stranger, ThatAnswersIsNotAskedAgainBeforeItsNewLeaseEnds) {
     made.lease = {9, 0};
     say(announcement(made));
