@@ -172,6 +172,21 @@ TEST_F(Doctor, ObjectsToAStrictReversePathWhereTwoInterfacesShareASubnet) {
     EXPECT_THAT(found(), IsEmpty());
 }
 
+TEST_F(Doctor, NamesTheOneByWhichTheKernelAnswersBesideAStrictReversePath) {
+    add_interface("net1", {"192.0.2.3/24"});
+    if (!set("net.ipv4.conf.net0.rp_filter", "1")) {
+        GTEST_SKIP() << "settings of the network may not be changed here";
+    }
+    EXPECT_THAT(found(), IsEmpty());
+    ip({"route", "add", "192.0.2.0/24", "dev", "net0", "src", "192.0.2.2", "metric", "200"});
+    ip({"route", "del", "192.0.2.0/24", "dev", "net0", "metric", "0"});
+    const doctor::Diagnosis diagnosis = diagnose();
+
+    EXPECT_THAT(diagnosis.ids(), ElementsAre("strict-reverse-path"));
+    EXPECT_THAT(diagnosis.output, HasSubstr("--interface net1"));
+    EXPECT_THAT(found({"--interface", "net1"}), IsEmpty());
+}
+
 TEST_F(Doctor, SaysThatAPropertyKeepsMulticastOnTheHost) {
     EXPECT_THAT(found({"--property", "dds.transport.multicast_ttl=0"}), ElementsAre("ttl-zero"));
     EXPECT_THAT(found({"--property", "dds.transport.multicast_ttl=1"}), IsEmpty());

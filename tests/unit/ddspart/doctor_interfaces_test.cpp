@@ -2,7 +2,11 @@
 // What ddspart doctor makes of the interfaces of a host.
 #include "doctor_facts.h"
 
+#include <algorithm>
+
 #include <gmock/gmock.h>
+
+#include "fed_host.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -157,32 +161,160 @@ TEST(DoctorOfInterfaces, NeedsNoMulticastWhereNobodyWantsIt) {
     EXPECT_THAT(found(host_with({interface}), wishes), IsEmpty());
 }
 
-TEST(DoctorOfInterfaces, ObjectsToAStrictReversePathWhereTwoShareASubnet) {
-    Interface second = good_interface("net1", 3, "192.0.2.3");
+/** A strict one, whose neighbours are answered by another. */
+Interface strict_interface(const std::string &name, unsigned index, const std::string &address,
+                           const std::string &answering) {
+    Interface interface = good_interface(name, index, address);
 
-    second.reverse_path = ReversePath::STRICT;
+    interface.reverse_path = ReversePath::STRICT;
+    interface.addresses.front().answering_interface = answering;
+    return interface;
+}
+
+TEST(DoctorOfInterfaces, ObjectsToAStrictReversePathWhereTheKernelAnswersByAnother) {
+    Interface second = strict_interface("net1", 3, "192.0.2.3", "net0");
+
     EXPECT_THAT(found(host_with({good_interface("net0", 2), second}), usual_wishes()),
                 ElementsAre("strict-reverse-path net1"));
     second.reverse_path = ReversePath::LOOSE;
     EXPECT_THAT(found(host_with({good_interface("net0", 2), second}), usual_wishes()), IsEmpty());
 }
 
+TEST(DoctorOfInterfaces, SaysWhichOfTwoInOneSubnetTheKernelAnswersBy) {
+    const Diagnosis diagnosis =
+        diagnose(host_with({strict_interface("net0", 2, "192.0.2.2", "net1"),
+                            strict_interface("net1", 3, "192.0.2.3", "net1")}),
+                 usual_wishes());
+
+    ASSERT_EQ(diagnosis.findings.size(), 1U);
+    EXPECT_EQ(diagnosis.findings.front().subject, "net0");
+    EXPECT_THAT(diagnosis.findings.front().remedy, HasSubstr("--interface net1"));
+}
+
+TEST(DoctorOfInterfaces, SaysNothingOfAReversePathWhoseAnswersAreNotKnown) {
+    EXPECT_THAT(
+        found(host_with({good_interface("net0", 2), strict_interface("net1", 3, "192.0.2.3", "")}),
+              usual_wishes()),
+        IsEmpty());
+}
+
 TEST(DoctorOfInterfaces, GoesByTheLongerPrefixOfTwoSubnets) {
     Interface wide = good_interface("net0", 2, "10.0.0.1");
-    Interface narrow = good_interface("net1", 3, "10.1.0.1");
+    Interface narrow = strict_interface("net1", 3, "10.1.0.1", "net0");
 
     wide.addresses.front().prefix_length = 8;
-    narrow.reverse_path = ReversePath::STRICT;
     EXPECT_THAT(found(host_with({wide, narrow}), usual_wishes()), IsEmpty());
 }
 
 TEST(DoctorOfInterfaces, HasNothingAgainstAStrictReversePathBetweenSubnets) {
-    Interface first = good_interface("net0", 2);
-    Interface second = good_interface("net1", 3, "198.51.100.2");
+    EXPECT_THAT(found(host_with({strict_interface("net0", 2, "192.0.2.2", "net1"),
+                                 strict_interface("net1", 3, "198.51.100.2", "net0")}),
+                      usual_wishes()),
+                IsEmpty());
+}
 
-    first.reverse_path = ReversePath::STRICT;
-    second.reverse_path = ReversePath::STRICT;
-    EXPECT_THAT(found(host_with({first, second}), usual_wishes()), IsEmpty());
+TEST(DoctorOfInterfaces, WritesNamesWithDotsForSysctl) {
+    const Diagnosis diagnosis =
+        diagnose(host_with({good_interface("net0", 2),
+                            strict_interface("eth0.100", 3, "192.0.2.3", "net0")}),
+                 usual_wishes());
+
+    ASSERT_EQ(diagnosis.findings.size(), 1U);
+    EXPECT_THAT(diagnosis.findings.front().remedy, HasSubstr("net.ipv4.conf.eth0/100.rp_filter=2"));
+}
+
+/** A bridge for containers, or a tunnel. */
+Interface auxiliary_interface(const std::string &name) {
+    Interface interface = good_interface(name, 7, "198.51.100.1");
+
+    interface.is_auxiliary = true;
+    return interface;
+}
+
+TEST(DoctorOfInterfaces, MissesTheCableRatherThanAnIdleBridge) {
+    Interface cable = good_interface("net0", 2);
+    Interface bridge = auxiliary_interface("bridge");
+
+    cable.is_running = false;
+    cable.addresses.clear();
+    bridge.is_running = false;
+    EXPECT_THAT(found(host_with({cable, bridge}), usual_wishes()),
+                ElementsAre("interface-without-carrier net0", "interface-without-address net0"));
+}
+
+TEST(DoctorOfInterfaces, IsNotWellByABridgeAloneWhereThereIsACable) {
+    Interface cable = good_interface("net0", 2);
+
+    cable.is_up = false;
+    EXPECT_THAT(found(host_with({cable, auxiliary_interface("bridge")}), usual_wishes()),
+                ElementsAre("interface-down net0"));
+}
+
+TEST(DoctorOfInterfaces, IsWellByABridgeOrTunnelThatIsAskedFor) {
+    Wishes wishes = usual_wishes();
+    Interface cable = good_interface("net0", 2);
+
+    cable.is_up = false;
+    wishes.interfaces = {"tunnel"};
+    EXPECT_THAT(found(host_with({cable, auxiliary_interface("tunnel")}), wishes), IsEmpty());
+}
+
+TEST(DoctorOfInterfaces, IsWellByABridgeWhosePortsHaveNoAddress) {
+    Interface port = good_interface("net0", 2);
+
+    port.addresses.clear();
+    port.master = "bridge";
+    EXPECT_THAT(found(host_with({port, auxiliary_interface("bridge")}), usual_wishes()), IsEmpty());
+}
+
+TEST(DoctorOfInterfaces, NamesTheMasterInPlaceOfAPortThatIsAskedFor) {
+    Wishes wishes = usual_wishes();
+    Interface port = good_interface("net0", 2);
+
+    port.addresses.clear();
+    port.master = "bridge";
+    wishes.interfaces = {"net0"};
+    const Diagnosis diagnosis = diagnose(host_with({port}), wishes);
+
+    ASSERT_EQ(diagnosis.findings.size(), 1U);
+    EXPECT_EQ(diagnosis.findings.front().remedy, "It is a port of bridge: name that instead.");
+}
+
+/** Loopback, which every network has, as files say that it is something else. */
+Interface listed_loopback(const FedHost &host) {
+    const std::vector<Interface> all = list_interfaces(host.files());
+
+    return *std::ranges::find(all, true, &Interface::is_loopback);
+}
+
+TEST(InterfaceList, TellsBridgesWithoutACableFromThoseWithOne) {
+    const FedHost host;
+
+    host.put("sys/class/net/lo/ifindex", "1\n");
+    host.put("sys/class/net/lo/bridge/bridge_id", "");
+    host.put("sys/class/net/lo/lower_net0/ifindex", "");
+    EXPECT_TRUE(listed_loopback(host).is_auxiliary);
+    host.put("sys/class/net/net0/device/driver", "");
+    EXPECT_FALSE(listed_loopback(host).is_auxiliary);
+}
+
+TEST(InterfaceList, TellsTunnelsAndPorts) {
+    const FedHost host;
+
+    host.put("sys/class/net/lo/ifindex", "1\n");
+    EXPECT_FALSE(listed_loopback(host).is_auxiliary);
+    host.put("sys/class/net/lo/tun_flags", "0x1001\n");
+    host.link("sys/class/net/lo/master", "../bridge");
+    EXPECT_TRUE(listed_loopback(host).is_auxiliary);
+    EXPECT_EQ(listed_loopback(host).master, "bridge");
+}
+
+TEST(InterfaceList, BelievesNoFilesOfAnotherNetwork) {
+    const FedHost host;
+
+    host.put("sys/class/net/lo/ifindex", "2\n");
+    host.put("sys/class/net/lo/tun_flags", "0x1001\n");
+    EXPECT_FALSE(listed_loopback(host).is_auxiliary);
 }
 
 } // namespace

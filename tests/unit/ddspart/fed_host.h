@@ -27,7 +27,7 @@ public:
     FedHost &operator=(const FedHost &) = delete;
 
     host::Files files() const {
-        return {path("proc"), path("run")};
+        return {path("proc"), path("run"), path("sys")};
     }
 
     std::filesystem::path path(const std::string &name) const {

@@ -60,7 +60,7 @@ constexpr std::array CHECKS = {
           find_ipv6_off},
     Check{"strict-reverse-path", &INTERFACES,
           "Two interfaces are in one subnet, and a strict reverse-path filter drops what comes in "
-          "by one of them.",
+          "by the one that the kernel does not answer by.",
           find_strict_reverse_path},
     Check{"interface-without-multicast", &MULTICAST,
           "An interface that would be needed has multicast switched off.",

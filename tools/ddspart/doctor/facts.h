@@ -22,6 +22,8 @@ struct Address {
     Family family;
     std::string text;
     unsigned prefix_length;
+    /** The interface by which the kernel answers neighbours in its subnet; empty: not known. */
+    std::string answering_interface = {};
 };
 
 /** The last index at which a participant is looked for by peers that are told no port, usually. */
@@ -36,12 +38,18 @@ struct Interface {
     bool is_running = false; // has a carrier
     bool is_loopback = false;
     bool is_multicast = false;
+    /** A tunnel, or a bridge that no cable leads to: it is there for guests, or on top of others.
+     */
+    bool is_auxiliary = false;
+    std::string master;          // the bridge (or the like) that it is a port of
     bool has_link_local = false; // an address of IPv6 that is no use
     bool ipv6_is_off = false;
     ReversePath reverse_path = ReversePath::OFF;
     std::vector<Address> addresses;
 
     bool has(Family family) const;
+    /** Whether what it carries is its master's business, which has the address. */
+    bool is_port() const;
     /** Whether a participant can use it for a family, if it may. */
     bool is_usable(Family family) const;
 };
@@ -113,6 +121,9 @@ struct Facts {
 
 /** The interfaces of the caller's network. Throws std::system_error. */
 std::vector<Interface> list_interfaces(const host::Files &files = {});
+
+/** Asks the kernel which interface it answers the neighbours of each IPv4 address by. */
+void find_answering_interfaces(std::vector<Interface> &interfaces);
 
 /** Whether an entry of the setting is the name of the interface, or an address of it. */
 bool is_named(const Interface &interface, const std::string &entry);

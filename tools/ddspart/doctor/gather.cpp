@@ -97,6 +97,7 @@ Facts gather(const Wishes &wishes) {
     Facts facts;
 
     facts.interfaces = list_interfaces();
+    find_answering_interfaces(facts.interfaces);
     for (const std::vector<unsigned> &ports : unicast) {
         facts.ports.insert(ports.begin(), ports.end());
     }

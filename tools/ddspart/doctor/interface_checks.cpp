@@ -2,6 +2,7 @@
 #include "doctor/interface_checks.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 
 #include <arpa/inet.h>
@@ -28,7 +29,24 @@ bool is_asked_for(const Interface &interface, const Wishes &wishes) {
 }
 
 bool is_candidate(const Interface &interface, const Wishes &wishes) {
-    return !interface.is_loopback && is_allowed(interface, wishes);
+    return !interface.is_loopback && is_allowed(interface, wishes) &&
+           (!interface.is_port() || is_asked_for(interface, wishes));
+}
+
+/** The candidates; bridges and tunnels only where there is nothing else, or they are asked for. */
+std::vector<Interface> candidates(const Facts &facts, const Wishes &wishes) {
+    const bool is_main_there =
+        std::ranges::any_of(facts.interfaces, [&](const Interface &interface) {
+            return is_candidate(interface, wishes) && !interface.is_auxiliary;
+        });
+    std::vector<Interface> all;
+
+    std::ranges::copy_if(
+        facts.interfaces, std::back_inserter(all), [&](const Interface &interface) {
+            return is_candidate(interface, wishes) &&
+                   (!is_main_there || !interface.is_auxiliary || is_asked_for(interface, wishes));
+        });
+    return all;
 }
 
 /** Whether a participant gets along without any interface but loopback, having been told to. */
@@ -39,12 +57,6 @@ bool is_confined_to_loopback(const Facts &facts, const Wishes &wishes) {
                    return interface.is_loopback && is_named(interface, entry);
                });
            });
-}
-
-bool is_any_usable(const Facts &facts, const Wishes &wishes, Family family) {
-    return std::ranges::any_of(facts.interfaces, [&](const Interface &interface) {
-        return is_candidate(interface, wishes) && interface.is_usable(family);
-    });
 }
 
 /**
@@ -59,20 +71,21 @@ std::vector<Interface> missed_interfaces(const Facts &facts, const Wishes &wishe
     if (is_confined_to_loopback(facts, wishes)) {
         return missed;
     }
-    const bool is_any = is_any_usable(facts, wishes, family);
+    const std::vector<Interface> all = candidates(facts, wishes);
+    const bool is_any = std::ranges::any_of(
+        all, [&](const Interface &interface) { return interface.is_usable(family); });
 
-    for (const Interface &interface : facts.interfaces) {
-        if (is_candidate(interface, wishes) && !interface.is_usable(family)) {
+    for (const Interface &interface : all) {
+        if (!interface.is_usable(family)) {
             least = std::min(least, lacks(interface, family));
         }
     }
-    for (const Interface &interface : facts.interfaces) {
+    for (const Interface &interface : all) {
         const bool is_useless = std::ranges::none_of(
             wishes.families, [&](Family each) { return interface.is_usable(each); });
 
-        if (is_candidate(interface, wishes) && !interface.is_usable(family) &&
-            ((is_asked_for(interface, wishes) && is_useless) ||
-             (!is_any && lacks(interface, family) == least))) {
+        if (!interface.is_usable(family) && ((is_asked_for(interface, wishes) && is_useless) ||
+                                             (!is_any && lacks(interface, family) == least))) {
             missed.push_back(interface);
         }
     }
@@ -210,7 +223,10 @@ std::vector<Finding> find_interface_without_address(const Facts &facts, const Wi
                            "Interface " + interface.name + " has no " + kind + " address" +
                                (is_local ? " but a link-local one, which is not used" : "") +
                                ": participants do not use it for " + kind + ".",
-                           "Give it one: ip address add ADDRESS/PREFIX dev " + interface.name};
+                           interface.is_port()
+                               ? "It is a port of " + interface.master + ": name that instead."
+                               : "Give it one: ip address add ADDRESS/PREFIX dev " +
+                                     interface.name};
         });
 }
 
@@ -273,24 +289,26 @@ std::vector<Finding> find_strict_reverse_path(const Facts &facts, const Wishes &
             continue;
         }
         for (const Interface &other : facts.interfaces) {
-            const auto shares = [&](const Address &address) {
-                return std::ranges::any_of(other.addresses, [&](const Address &its) {
-                    return are_in_one_subnet(address, its);
-                });
+            const auto has_it_answered = [&](const Address &address) {
+                return address.answering_interface == other.name &&
+                       std::ranges::any_of(other.addresses, [&](const Address &its) {
+                           return are_in_one_subnet(address, its);
+                       });
             };
 
-            if (other.index < interface.index && !other.is_loopback &&
-                other.is_usable(Family::IPV4) && std::ranges::any_of(interface.addresses, shares)) {
-                findings.push_back(
-                    {"", interface.name,
-                     "Interfaces " + other.name + " and " + interface.name +
-                         " are in one subnet, and the reverse-path filter of " + interface.name +
-                         " is strict: what comes in by the one that the kernel would not answer "
-                         "by is dropped without a word.",
-                     "Make it loose: sysctl net.ipv4.conf." + setting_name(interface) +
-                         ".rp_filter=2; or use one of the two: --interface " + other.name});
-                break;
+            if (other.name == interface.name ||
+                std::ranges::none_of(interface.addresses, has_it_answered)) {
+                continue;
             }
+            findings.push_back(
+                {"", interface.name,
+                 "Interfaces " + other.name + " and " + interface.name +
+                     " are in one subnet, whose hosts the kernel answers by " + other.name +
+                     ", and the reverse-path filter of " + interface.name +
+                     " is strict: what comes in there is dropped without a word.",
+                 "Make it loose: sysctl net.ipv4.conf." + setting_name(interface) +
+                     ".rp_filter=2; or use the other one alone: --interface " + other.name});
+            break;
         }
     }
     return findings;

@@ -112,7 +112,50 @@ void read_settings(Interface &interface, const host::Files &files) {
         std::clamp(std::max(reverse_path("all"), reverse_path(interface.name)), 0, LARGEST));
 }
 
+/** Whether a cable (or the like) leads to it, itself or by way of what it is on top of. */
+bool leads_to_hardware(const std::filesystem::path &interface, int most_levels) {
+    constexpr std::string_view LOWER = "lower_";
+    std::error_code error;
+
+    if (std::filesystem::exists(interface / "device", error)) {
+        return true;
+    }
+    for (const auto &entry : std::filesystem::directory_iterator(interface, error)) {
+        const std::string name = entry.path().filename();
+
+        if (most_levels > 0 && name.starts_with(LOWER) &&
+            leads_to_hardware(interface.parent_path() / name.substr(LOWER.size()),
+                              most_levels - 1)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/** What is on top of what; nothing is known where the files are those of another network. */
+void read_relations(Interface &interface, const host::Files &files) {
+    constexpr int MOST_LEVELS = 8; // as the kernel has it
+    const std::filesystem::path directory = files.sys / "class" / "net" / interface.name;
+    const auto index = host::text_or_none(directory / "ifindex");
+    std::error_code error;
+
+    if (!index || host::fields_of(*index) != std::vector{std::to_string(interface.index)}) {
+        return;
+    }
+    const bool is_bridge = std::filesystem::exists(directory / "bridge", error);
+    const bool is_tunnel = std::filesystem::exists(directory / "tun_flags", error);
+
+    interface.is_auxiliary = is_tunnel || (is_bridge && !leads_to_hardware(directory, MOST_LEVELS));
+    if (const auto master = host::link_or_none(directory / "master")) {
+        interface.master = std::filesystem::path(*master).filename();
+    }
+}
+
 } // namespace
+
+bool Interface::is_port() const {
+    return !master.empty() && addresses.empty();
+}
 
 bool Interface::has(Family family) const {
     return std::ranges::find(addresses, family, &Address::family) != addresses.end();
@@ -139,6 +182,7 @@ std::vector<Interface> list_interfaces(const host::Files &files) {
         interface.is_loopback = (link->ifa_flags & IFF_LOOPBACK) != 0;
         interface.is_multicast = (link->ifa_flags & IFF_MULTICAST) != 0;
         read_settings(interface, files);
+        read_relations(interface, files);
         for (const ifaddrs *each = list.get(); each != nullptr; each = each->ifa_next) {
             if (each->ifa_addr != nullptr && name_of(*each) == interface.name) {
                 add_address(interface, *each);

@@ -13,6 +13,7 @@ namespace host {
 struct Files {
     std::filesystem::path proc = "/proc";
     std::filesystem::path run = "/run";
+    std::filesystem::path sys = "/sys";
 
     /** The directory of a process; that of the caller has no number. */
     std::filesystem::path of_process(std::optional<int> process = std::nullopt) const {
