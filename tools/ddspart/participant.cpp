@@ -6,14 +6,13 @@
 
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "log.h"
+#include "properties.h"
 #include "signals.h"
 #include "words.h"
 
 namespace {
 
 constexpr const char *MULTICAST_PEER = "239.255.0.1";
-constexpr const char *ALLOW_INTERFACES = "dds.transport.allow_interfaces";
-constexpr const char *ANNOUNCE = "dds.discovery.announce";
 /** More than anybody reads; a reader that takes nothing makes them wait. */
 constexpr std::size_t ENCOUNTERS_HIGHEST = 4096;
 

@@ -8,6 +8,7 @@
 #include <arpa/inet.h>
 
 #include "doctor/texts.h"
+#include "properties.h"
 #include "words.h"
 
 namespace doctor {
@@ -179,8 +180,8 @@ std::vector<Finding> find_no_such_interface(const Facts &facts, const Wishes &wi
                                 "Of the interfaces that may be used, '" + entry +
                                     "' is not there: neither a name nor an address of one.",
                                 "Name one of " + listed(names) +
-                                    ", or an address of it, by --interface, NUVDDS_INTERFACES or "
-                                    "dds.transport.allow_interfaces."});
+                                    ", or an address of it, by --interface, NUVDDS_INTERFACES or " +
+                                    ALLOW_INTERFACES + "."});
         }
     }
     return findings;

@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "doctor/texts.h"
+#include "properties.h"
 #include "words.h"
 
 namespace doctor {
@@ -157,10 +158,12 @@ std::vector<Finding> find_ttl_zero(const Facts &, const Wishes &wishes) {
     if (wishes.multicast_ttl != 0 || wishes.groups.empty()) {
         return {};
     }
-    return {{"", "dds.transport.multicast_ttl",
-             "dds.transport.multicast_ttl is 0: what is sent to a group does not leave this host.",
-             "Leave it out, or make it 1 for the local network and more for what lies behind "
-             "routers."}};
+    Finding finding = {"", MULTICAST_TTL, MULTICAST_TTL,
+                       "Leave it out, or make it 1 for the local network and more for what lies "
+                       "behind routers."};
+
+    finding.cause += " is 0: what is sent to a group does not leave this host.";
+    return {finding};
 }
 
 } // namespace doctor

@@ -8,14 +8,12 @@
 
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
 #include "numbers.h"
+#include "properties.h"
 #include "words.h"
 
 namespace doctor {
 
 namespace {
-
-constexpr const char *ALLOW_INTERFACES = "dds.transport.allow_interfaces";
-constexpr const char *MULTICAST_TTL = "dds.transport.multicast_ttl";
 
 struct Scheme {
     const char *text;
