@@ -91,7 +91,9 @@ const Sighting *announcement_of(const HeldPorts &row, const std::vector<Sighting
         return other.domain == row.domain &&
                (has_port(row, other.builtin_unicast_port) ||
                 has_port(row, other.user_unicast_port)) &&
-               std::ranges::any_of(other.addresses, [&](const std::string &address) {
+               !other.addresses.empty() &&
+               // One alone may be of another host as well, as those of bridges for containers are.
+               std::ranges::all_of(other.addresses, [&](const std::string &address) {
                    return own_addresses.contains(address);
                });
     };

@@ -136,10 +136,18 @@ void write_ending(std::ostream &page, const CommandLine &line, const std::string
             ".TP\n0\nAll is done.\n"
             ".TP\n1\nIt could not be done; a line on standard error says why.\n"
             ".TP\n2\nWrong usage; a line on standard error says what is allowed.\n";
+    if (command.empty()) {
+        page << ".TP\n3\nThere are findings:\n";
+    }
     for (const CLI::App *each : commands_of(line)) {
         const auto finding = line.findings.find(each);
 
-        if (finding != line.findings.end() && (command.empty() || each->get_name() == command)) {
+        if (finding == line.findings.end()) {
+            continue;
+        }
+        if (command.empty()) {
+            page << ".br\n" << each->get_name() << ": " << escaped(finding->second) << '\n';
+        } else if (each->get_name() == command) {
             page << ".TP\n3\n" << escaped(finding->second) << '\n';
         }
     }

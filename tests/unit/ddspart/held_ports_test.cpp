@@ -154,6 +154,13 @@ TEST_F(HeldPortsTest, HaveNotTheAnnouncementOfAnotherHost) {
     EXPECT_FALSE(all()[0].announced);
 }
 
+TEST_F(HeldPortsTest, HaveNotTheAnnouncementOfAnotherHostWithAnAddressThatThisOneHasToo) {
+    hold(7410, 812);
+    hear(0, 7410, "192.0.2.2");
+    heard_[0].addresses.emplace_back("192.0.2.3");
+    EXPECT_FALSE(all()[0].announced);
+}
+
 TEST_F(HeldPortsTest, HaveNotTheAnnouncementOfAnotherDomain) {
     hold(7414, 812);
     hear(1, 7414, "192.0.2.2");

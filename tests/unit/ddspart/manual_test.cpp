@@ -76,6 +76,8 @@ TEST(ManualPage, HasAnExitStatusForFindingsWhereThereMayBeSome) {
     EXPECT_THAT(manual_page("list"),
                 HasSubstr(".TP\n3\nThere are fewer participants than \\-\\-expect asks for.\n"));
     EXPECT_THAT(manual_page("run"), Not(HasSubstr(".TP\n3\n")));
+    EXPECT_THAT(manual_page(""),
+                HasSubstr(".TP\n3\nThere are findings:\n.br\nlist: There are fewer participants"));
 }
 
 TEST(Completion, OffersTheCommandsFirst) {
