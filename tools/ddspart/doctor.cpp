@@ -77,6 +77,7 @@ int execute(const DoctorOptions &options) {
     } catch (const LoggedFailure &) {
         facts.unseen.emplace_back("who is in the domain: no participant can be created here");
     }
+    doctor::look_again(facts, wishes);
     const doctor::Diagnosis diagnosis = doctor::diagnose(facts, wishes);
     const std::optional<std::size_t> width = options.json ? std::nullopt : terminal_columns();
 

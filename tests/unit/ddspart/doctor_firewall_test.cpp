@@ -2,7 +2,13 @@
 // The rules of a firewall, as nft lists them.
 #include "doctor/firewall.h"
 
+#include <cstdlib>
+#include <filesystem>
+
 #include <gmock/gmock.h>
+#include <unistd.h>
+
+#include "fed_host.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -66,6 +72,45 @@ TEST(DroppingRules, AreNotThoseOfWhatIsForwarded) {
 TEST(DroppingRules, ComeBeforeThePolicyThatDropsWhatNoneAccepts) {
     EXPECT_THAT(dropping(ruleset("udp dport 7400 drop", "drop")),
                 ElementsAre(CHAIN + "udp dport 7400 drop", CHAIN + "policy drop"));
+}
+
+/** While it is there the program nft is a script of the test's. */
+class OwnNft {
+public:
+    explicit OwnNft(const std::string &script) : path_(std::getenv("PATH")) {
+        host_.put("nft", "#!/bin/sh\n" + script + "\n");
+        std::filesystem::permissions(host_.path("nft"), std::filesystem::perms::owner_all);
+        (void)setenv("PATH", host_.path("").c_str(), 1);
+    }
+    ~OwnNft() {
+        (void)setenv("PATH", path_.c_str(), 1);
+    }
+    OwnNft(const OwnNft &) = delete;
+    OwnNft &operator=(const OwnNft &) = delete;
+
+private:
+    const FedHost host_;
+    const std::string path_;
+};
+
+TEST(FirewallRuleset, IsWhatTheProgramWrites) {
+    const OwnNft nft("echo table");
+
+    EXPECT_EQ(read_ruleset().text, "table\n");
+}
+
+TEST(FirewallRuleset, IsNoneOfAProgramThatWritesAllAndDoesNotEnd) {
+    const OwnNft nft("exec /bin/sleep 60 >&-");
+    const Ruleset ruleset = read_ruleset();
+
+    EXPECT_EQ(ruleset.text, std::nullopt);
+    EXPECT_EQ(ruleset.failure, "the program nft has come to no end in time");
+}
+
+TEST(FirewallRuleset, LacksRightsOnlyWhereTheCallerIsNotRoot) {
+    const OwnNft nft("exit 1");
+
+    EXPECT_EQ(read_ruleset().failure.find("root") == std::string::npos, geteuid() == 0);
 }
 
 TEST(DroppingRules, AreNoneOfAnEmptyRuleset) {

@@ -152,6 +152,25 @@ TEST(DoctorOfInterfaces, NeedsNoMulticastWhereAPeerIsNamed) {
     EXPECT_THAT(found(host_with({interface}), wishes), IsEmpty());
 }
 
+TEST(DoctorOfInterfaces, NeedsMulticastWhereTheOnlyPeerIsThisHost) {
+    Wishes wishes = usual_wishes();
+    Interface interface = good_interface("net0", 2);
+
+    interface.is_multicast = false;
+    Facts facts = host_with({interface});
+
+    wishes.peers = {to_peer("192.0.2.2"), to_peer("localhost")};
+    facts.peers = {{wishes.peers.back(), "", {"127.0.0.1"}, 0}};
+    EXPECT_THAT(found(facts, wishes), ElementsAre("interface-without-multicast net0"));
+}
+
+TEST(DoctorOfInterfaces, KnowsAnAddressInWhateverWayItIsWritten) {
+    const Interface interface = good_interface("net0", 2, "fd00::2");
+
+    EXPECT_TRUE(is_named(interface, "FD00:0:0::0002"));
+    EXPECT_FALSE(is_named(interface, "fd00::3"));
+}
+
 TEST(DoctorOfInterfaces, NeedsNoMulticastWhereNobodyWantsIt) {
     Wishes wishes = usual_wishes();
     Interface interface = good_interface("net0", 2);

@@ -63,6 +63,52 @@ TEST(DoctorOfMulticast, NamesTheInterfaceOnWhichTheGroupCannotBeJoined) {
         ElementsAre("group-not-joined net0"));
 }
 
+TEST(DoctorOfMulticast, BlamesLimitsOnlyWhereThereIsNoRoomForTheMembership) {
+    const auto remedy = [](int error) {
+        return diagnose(host_that_answers({group_probe(CONTROL, NOT_JOINED, error)}),
+                        usual_wishes())
+            .findings.front()
+            .remedy;
+    };
+
+    EXPECT_THAT(remedy(ENOBUFS), HasSubstr("igmp_max_memberships"));
+    EXPECT_THAT(remedy(ENODEV), Not(HasSubstr("sysctl")));
+}
+
+TEST(DoctorOfMulticast, NamesTheInterfaceWhoseAddressIsNotReady) {
+    EXPECT_THAT(
+        found(host_that_answers({group_probe(CONTROL, NOT_SENT, EADDRNOTAVAIL)}), usual_wishes()),
+        ElementsAre("address-not-ready net0"));
+}
+
+TEST(DoctorOfMulticast, HasNotSeenWhatCouldNotBeSentForOtherReasons) {
+    const Diagnosis diagnosis =
+        diagnose(host_that_answers({group_probe(CONTROL, NOT_SENT, ENOBUFS)}), usual_wishes());
+
+    EXPECT_THAT(diagnosis.findings, IsEmpty());
+    EXPECT_THAT(diagnosis.unseen, ElementsAre(HasSubstr("traffic to 239.255.0.1 over net0: ")));
+    EXPECT_THAT(diagnosis.well, Not(Contains("multicast")));
+}
+
+TEST(DoctorOfMulticast, IsNotCalledWellWhereNoPortCouldBeTried) {
+    EXPECT_THAT(diagnose(host_that_answers({group_probe(7400, HELD, EADDRINUSE),
+                                            group_probe(7410, NOT_BOUND, EACCES)}),
+                         usual_wishes())
+                    .well,
+                Not(Contains(AnyOf("multicast", "firewall"))));
+}
+
+TEST(DoctorOfMulticast, IsWellWithoutAWordOfTheFirewallWhereOnlyOtherPortsWereTried) {
+    const std::vector<std::string> well =
+        diagnose(host_that_answers(
+                     {group_probe(CONTROL, RETURNED), group_probe(7400, NOT_BOUND, EACCES)}),
+                 usual_wishes())
+            .well;
+
+    EXPECT_THAT(well, Contains("multicast"));
+    EXPECT_THAT(well, Not(Contains("firewall")));
+}
+
 TEST(DoctorOfMulticast, NamesTheInterfaceByWhichNothingReturns) {
     EXPECT_THAT(found(host_that_answers({group_probe(CONTROL, LOST), group_probe(7400, LOST)}),
                       usual_wishes()),
@@ -112,6 +158,8 @@ TEST(DoctorOfMulticast, SaysWhenAPropertyKeepsItOnTheHost) {
     wishes.multicast_ttl = 0;
     EXPECT_THAT(found(host_that_answers({}), wishes),
                 ElementsAre("ttl-zero dds.transport.multicast_ttl"));
+    wishes.groups.clear();
+    EXPECT_THAT(found(host_that_answers({}), wishes), IsEmpty());
 }
 
 } // namespace

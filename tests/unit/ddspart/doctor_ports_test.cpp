@@ -92,6 +92,35 @@ TEST(DoctorOfPorts, NamesWhoHasLostDatagrams) {
     EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("datagrams-lost 7400"));
 }
 
+TEST(DoctorOfPorts, CountsWhatWasLostBetweenTwoLooks) {
+    const auto BOTH = HeldPorts::Evidence::BOTH_UNICAST_PORTS;
+    std::vector<HeldPorts> begin = {held(0, {{"builtin_unicast", 7410}}, 1, BOTH),
+                                    held(1, {{"builtin_unicast", 7412}}, 2, BOTH),
+                                    held(2, {{"builtin_unicast", 7414}}, 3, BOTH)};
+    std::vector<HeldPorts> end = {begin[0], begin[1]};
+
+    begin[0].drops = 3;
+    begin[1].drops = 3;
+    begin[2].drops = 3;
+    end[0].drops = 3;
+    end[1].drops = 5;
+    keep_new_drops(begin, end);
+    EXPECT_EQ(begin[0].drops, 0U);
+    EXPECT_EQ(begin[1].drops, 2U);
+    EXPECT_EQ(begin[2].drops, 0U); // its holder has gone
+}
+
+TEST(DoctorOfPorts, NamesThoseThatMayNotBeBound) {
+    Facts facts = good_host();
+
+    facts.probes = {group_probe(500, Probe::Outcome::NOT_BOUND, EACCES),
+                    group_probe(510, Probe::Outcome::NOT_BOUND, EACCES)};
+    const Diagnosis diagnosis = diagnose(facts, usual_wishes());
+
+    EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("port-not-bound 500, 510"));
+    EXPECT_THAT(diagnosis.findings.front().remedy, HasSubstr("--port-base"));
+}
+
 TEST(DoctorOfPorts, ObjectsToThoseThatTheKernelGivesAway) {
     Facts facts = good_host();
 
@@ -116,6 +145,17 @@ TEST(DoctorOfPeers, NamesThoseWithoutAnAddress) {
 
     facts.peers = {{to_peer("beta"), "no such name", {}, 0}};
     EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("unresolved-peer beta"));
+}
+
+TEST(DoctorOfPeers, DoesNotBlameANameForWhichNoServerHasAnswered) {
+    Facts facts = good_host();
+
+    facts.peers = {{to_peer("beta"), "try again", {}, 0, true}};
+    const Diagnosis diagnosis = diagnose(facts, usual_wishes());
+
+    ASSERT_THAT(diagnosis.findings, SizeIs(1));
+    EXPECT_THAT(diagnosis.findings.front().cause, HasSubstr("No name server has answered"));
+    EXPECT_EQ(diagnosis.findings.front().remedy.find("Correct"), std::string::npos);
 }
 
 TEST(DoctorOfPeers, NamesThoseToWhichThereIsNoWay) {

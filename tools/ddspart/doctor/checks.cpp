@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <set>
 
 #include "doctor/interface_checks.h"
@@ -19,8 +20,21 @@ bool always(const Facts & /*facts*/, const Wishes & /*wishes*/) {
     return true;
 }
 
+/** A port that somebody holds, or that cannot be bound, tells nothing of the way to it. */
+bool has_taken_its_way(const Probe &probe) {
+    return probe.outcome == Probe::Outcome::RETURNED || probe.outcome == Probe::Outcome::LOST;
+}
+
 bool is_multicast_tried(const Facts &facts, const Wishes & /*wishes*/) {
-    return std::ranges::find(facts.probes, Probe::Road::GROUP, &Probe::road) != facts.probes.end();
+    return std::ranges::any_of(facts.probes, [](const Probe &probe) {
+        return probe.road == Probe::Road::GROUP && has_taken_its_way(probe);
+    });
+}
+
+bool are_ports_tried(const Facts &facts, const Wishes & /*wishes*/) {
+    return std::ranges::any_of(facts.probes, [](const Probe &probe) {
+        return probe.port != 0 && has_taken_its_way(probe);
+    });
 }
 
 bool has_peers(const Facts &facts, const Wishes & /*wishes*/) {
@@ -36,7 +50,7 @@ constexpr Subject MULTICAST = {"multicast", is_multicast_tried};
 constexpr Subject PORTS = {"ports", always};
 constexpr Subject PEERS = {"peers", has_peers};
 constexpr Subject PARTICIPANTS = {"participants", has_listened};
-constexpr Subject FIREWALL = {"firewall", is_multicast_tried};
+constexpr Subject FIREWALL = {"firewall", are_ports_tried};
 
 // clang-format off
 constexpr std::array CHECKS = {
@@ -62,6 +76,9 @@ constexpr std::array CHECKS = {
           "Two interfaces are in one subnet, and a strict reverse-path filter drops what comes in "
           "by the one that the kernel does not answer by.",
           find_strict_reverse_path},
+    Check{"address-not-ready", &INTERFACES,
+          "Nothing can be sent from an address: it is not ready, or somebody else has it.",
+          find_address_not_ready},
     Check{"interface-without-multicast", &MULTICAST,
           "An interface that would be needed has multicast switched off.",
           find_interface_without_multicast},
@@ -86,6 +103,9 @@ constexpr std::array CHECKS = {
     Check{"group-port-taken", &PORTS,
           "Somebody who does not share it has the port for announcements to the group.",
           find_group_port_taken},
+    Check{"port-not-bound", &PORTS,
+          "A port of the domain is free and may not be bound, as one that is root's.",
+          find_port_not_bound},
     Check{"index-blocked", &PORTS,
           "Somebody who is no participant has a port of one of the first participant indices.",
           find_index_blocked},
@@ -93,7 +113,7 @@ constexpr std::array CHECKS = {
           "All participant indices of the domain are taken on this host.",
           find_no_free_index},
     Check{"datagrams-lost", &PORTS,
-          "Sockets at ports of the domain had no room for datagrams.",
+          "Sockets at ports of the domain had no room for datagrams while it looked.",
           find_datagrams_lost},
     Check{"ports-ephemeral", &PORTS,
           "The kernel may give ports of the domain to whoever asks for none.",
@@ -130,6 +150,7 @@ std::span<const Check> checks() {
 
 Diagnosis diagnose(const Facts &facts, const Wishes &wishes) {
     Diagnosis diagnosis = {wishes.domain, {}, {}, facts.unseen};
+    std::ranges::move(unexplained_probes(facts), std::back_inserter(diagnosis.unseen));
     std::set<const Subject *> told; // of which something has been said
 
     for (const Check &check : CHECKS) {

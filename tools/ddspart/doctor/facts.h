@@ -88,6 +88,7 @@ struct PeerTrial {
     std::string failure;                // why the name has no address; empty: none is known
     std::vector<std::string> addresses; // of the families asked for; one if it is an address
     int route_error = 0;                // of the way to the first of them
+    bool is_unanswered = false;         // no name server could be asked: the name may be right
 };
 
 /** A rule of the firewall that drops or rejects. */
@@ -109,7 +110,7 @@ struct Facts {
     std::set<unsigned> ports; // of the domain: for groups, and of the first indices
     std::vector<Probe> probes;
     std::vector<PeerTrial> peers;
-    std::vector<HeldPorts> held;           // of the domain, by others
+    std::vector<HeldPorts> held;           // of the domain, by others; see keep_new_drops()
     std::optional<DDS_Long> highest_index; // that an automatic choice may come to
     std::optional<host::EphemeralPorts> ephemeral;
     std::optional<std::size_t> descriptor_limit; // of files that a program may have open
@@ -125,6 +126,9 @@ std::vector<Interface> list_interfaces(const host::Files &files = {});
 /** Asks the kernel which interface it answers the neighbours of each IPv4 address by. */
 void find_answering_interfaces(std::vector<Interface> &interfaces);
 
+/** Whether an address, in whatever way it is written, is one of the interface. */
+bool has_address(const Interface &interface, const std::string &address);
+
 /** Whether an entry of the setting is the name of the interface, or an address of it. */
 bool is_named(const Interface &interface, const std::string &entry);
 
@@ -137,5 +141,11 @@ std::vector<Interface> multicast_interfaces(const std::vector<Interface> &interf
 
 /** All that the host tells, and what has to be tried. Takes two seconds at most. */
 Facts gather(const Wishes &wishes);
+
+/** Leaves of the datagrams that were lost those that were lost between two looks. */
+void keep_new_drops(std::vector<HeldPorts> &held, const std::vector<HeldPorts> &later);
+
+/** The second look, at the end of the diagnosis. */
+void look_again(Facts &facts, const Wishes &wishes);
 
 } // namespace doctor

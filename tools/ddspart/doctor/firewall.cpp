@@ -6,6 +6,9 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <system_error>
+#include <thread>
+#include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -178,6 +181,22 @@ std::optional<std::string> read_all(int descriptor, std::chrono::steady_clock::t
     }
 }
 
+/** How the program has ended; none when it had to be killed, since it had not in time. */
+std::optional<int> wait_for(pid_t id, std::chrono::steady_clock::time_point end) {
+    constexpr std::chrono::milliseconds PAUSE(1);
+    int status = 0;
+
+    do {
+        if (waitpid(id, &status, WNOHANG) == id) {
+            return status;
+        }
+        std::this_thread::sleep_for(PAUSE);
+    } while (std::chrono::steady_clock::now() < end);
+    (void)kill(id, SIGKILL);
+    while (waitpid(id, &status, 0) < 0 && errno == EINTR) {}
+    return std::nullopt;
+}
+
 } // namespace
 
 std::vector<FirewallRule> dropping_rules(const std::string &ruleset,
@@ -210,12 +229,13 @@ std::vector<FirewallRule> dropping_rules(const std::string &ruleset,
     return rules;
 }
 
-std::optional<std::string> read_ruleset() {
+Ruleset read_ruleset() {
     constexpr std::chrono::milliseconds LONGEST(500);
+    const auto end = std::chrono::steady_clock::now() + LONGEST;
     Pipe output;
 
     if (!output.is_open()) {
-        return std::nullopt;
+        return {std::nullopt, std::generic_category().message(errno)};
     }
     pid_t id = start("nft", output);
 
@@ -223,18 +243,20 @@ std::optional<std::string> read_ruleset() {
         id = start("/usr/sbin/nft", output); // where it is, though not for everybody's PATH
     }
     if (id == 0) {
-        return std::nullopt;
+        return {std::nullopt, "there is no program nft"};
     }
     output.close_end(1);
-    std::optional<std::string> text =
-        read_all(output.end(0), std::chrono::steady_clock::now() + LONGEST);
-    int status = 0;
+    std::optional<std::string> text = read_all(output.end(0), end);
+    const std::optional<int> status = wait_for(id, end);
 
-    if (!text) {
-        (void)kill(id, SIGKILL);
+    if (!text || !status) {
+        return {std::nullopt, "the program nft has come to no end in time"};
     }
-    while (waitpid(id, &status, 0) < 0 && errno == EINTR) {}
-    return status == 0 ? text : std::nullopt;
+    if (*status != 0) {
+        return {std::nullopt, std::string("the program nft did not list them") +
+                                  (geteuid() != 0 ? ", which takes root's rights" : "")};
+    }
+    return {std::move(text), ""};
 }
 
 } // namespace doctor

@@ -18,10 +18,12 @@ namespace doctor {
 std::vector<FirewallRule> dropping_rules(const std::string &ruleset,
                                          const std::set<unsigned> &ports);
 
-/**
- * What "nft list ruleset" shows; none where the program is not there or the caller has no right to
- * that. Waits half a second at most.
- */
-std::optional<std::string> read_ruleset();
+struct Ruleset {
+    std::optional<std::string> text; // what "nft list ruleset" shows
+    std::string failure;             // why there is none: "there is no program nft"
+};
+
+/** Waits half a second at most, whatever the program does. */
+Ruleset read_ruleset();
 
 } // namespace doctor

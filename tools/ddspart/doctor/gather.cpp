@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // All that the host tells.
+#include <algorithm>
 #include <set>
 #include <string>
 #include <system_error>
+#include <tuple>
 
 #include <sys/resource.h>
 #include <unistd.h>
@@ -67,12 +69,13 @@ void read_firewall(Facts &facts) {
     if (ports.empty()) {
         return;
     }
-    if (const std::optional<std::string> ruleset = read_ruleset()) {
+    const Ruleset ruleset = read_ruleset();
+
+    if (ruleset.text) {
         ports.erase(0); // the control's own port no rule names
-        facts.rules = dropping_rules(*ruleset, ports.empty() ? facts.ports : ports);
+        facts.rules = dropping_rules(*ruleset.text, ports.empty() ? facts.ports : ports);
     } else {
-        facts.unseen.emplace_back("firewall rules: the program nft did not list them, which takes "
-                                  "root's rights");
+        facts.unseen.push_back("firewall rules: " + ruleset.failure);
     }
 }
 
@@ -112,6 +115,24 @@ Facts gather(const Wishes &wishes) {
     read_firewall(facts);
     read_peers(facts, wishes);
     return facts;
+}
+
+void keep_new_drops(std::vector<HeldPorts> &held, const std::vector<HeldPorts> &later) {
+    const auto key = [](const HeldPorts &row) {
+        return std::tie(row.index, row.ports, row.holders);
+    };
+
+    for (HeldPorts &row : held) {
+        const auto same = std::ranges::find_if(
+            later, [&](const HeldPorts &other) { return key(other) == key(row); });
+        const std::uint64_t now = same != later.end() ? same->drops : 0;
+
+        row.drops = now > row.drops ? now - row.drops : 0;
+    }
+}
+
+void look_again(Facts &facts, const Wishes &wishes) {
+    keep_new_drops(facts.held, held_by_others(wishes));
 }
 
 } // namespace doctor

@@ -122,10 +122,24 @@ std::string setting_name(const Interface &interface) {
     return name;
 }
 
+bool is_of_this_host(const Facts &facts, const std::string &address) {
+    return address.starts_with("127.") ||
+           std::ranges::any_of(facts.interfaces, [&](const Interface &interface) {
+               return has_address(interface, address);
+           });
+}
+
 /** Whether somebody is found without multicast: a peer that is named and is not this host. */
-bool has_far_peer(const Wishes &wishes) {
-    return std::ranges::any_of(wishes.peers, [](const Peer &peer) {
-        return !peer.is_group && !peer.host.starts_with("127.") && peer.host != "::1";
+bool has_far_peer(const Facts &facts, const Wishes &wishes) {
+    return std::ranges::any_of(wishes.peers, [&](const Peer &peer) {
+        const auto trial = std::ranges::find(facts.peers, peer, &PeerTrial::peer);
+        const auto addresses = trial != facts.peers.end() && !trial->addresses.empty()
+                                   ? trial->addresses
+                                   : std::vector{peer.host};
+
+        return !peer.is_group && !std::ranges::all_of(addresses, [&](const std::string &address) {
+            return is_of_this_host(facts, address);
+        });
     });
 }
 
@@ -252,7 +266,7 @@ std::vector<Finding> find_ipv6_off(const Facts &facts, const Wishes &wishes) {
 std::vector<Finding> find_interface_without_multicast(const Facts &facts, const Wishes &wishes) {
     std::vector<Finding> findings;
 
-    if (has_far_peer(wishes)) {
+    if (has_far_peer(facts, wishes)) {
         return findings;
     }
     for (const Family family : wishes.families) {
@@ -267,12 +281,13 @@ std::vector<Finding> find_interface_without_multicast(const Facts &facts, const 
                 (is_any && !is_asked_for(interface, wishes))) {
                 continue;
             }
-            findings.push_back({"", interface.name,
-                                "Interface " + interface.name +
-                                    " has multicast switched off: nobody is found over it by " +
-                                    name_of(family) + " multicast.",
-                                "Switch it on: ip link set dev " + interface.name +
-                                    " multicast on; or name the others by --peer."});
+            findings.push_back(
+                {"", interface.name,
+                 "Interface " + interface.name +
+                     " has multicast switched off: nobody is found over it by " + name_of(family) +
+                     " multicast.",
+                 "Switch it on: ip link set dev " + interface.name +
+                     " multicast on; or do without multicast: --peer HOST --no-multicast"});
         }
     }
     return findings;

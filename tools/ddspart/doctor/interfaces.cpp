@@ -8,6 +8,7 @@
 #include <memory>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>
@@ -48,6 +49,19 @@ std::string text_of(int family, const void *address) {
 
     (void)inet_ntop(family, address, text.data(), text.size());
     return text.data();
+}
+
+/** Of an address, with its family; none where the text is no address. */
+std::optional<std::pair<Family, std::array<std::uint8_t, sizeof(in6_addr)>>>
+octets_of(const std::string &address) {
+    const std::optional<Family> family = family_of(address);
+    in6_addr octets = {}; // has room for either
+
+    if (!family) {
+        return std::nullopt;
+    }
+    (void)inet_pton(*family == Family::IPV4 ? AF_INET : AF_INET6, address.c_str(), &octets);
+    return std::pair(*family, std::bit_cast<std::array<std::uint8_t, sizeof(in6_addr)>>(octets));
 }
 
 template <class Octets>
@@ -193,10 +207,16 @@ std::vector<Interface> list_interfaces(const host::Files &files) {
     return interfaces;
 }
 
+bool has_address(const Interface &interface, const std::string &address) {
+    const auto octets = octets_of(address);
+
+    return octets && std::ranges::any_of(interface.addresses, [&](const Address &its) {
+               return octets_of(its.text) == octets;
+           });
+}
+
 bool is_named(const Interface &interface, const std::string &entry) {
-    return entry == interface.name ||
-           std::ranges::find(interface.addresses, entry, &Address::text) !=
-               interface.addresses.end();
+    return entry == interface.name || has_address(interface, entry);
 }
 
 bool is_allowed(const Interface &interface, const Wishes &wishes) {

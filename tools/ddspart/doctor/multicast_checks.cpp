@@ -24,6 +24,10 @@ bool is_control(const Probe &probe) {
     return probe.port == 0;
 }
 
+bool is_not_sent(const Probe &probe, int error) {
+    return probe.outcome == Probe::Outcome::NOT_SENT && probe.error == error;
+}
+
 bool is_unrouted(const Probe &probe) {
     constexpr std::array ERRORS = {ENETUNREACH, EHOSTUNREACH, EACCES, EINVAL};
 
@@ -98,16 +102,53 @@ std::vector<Finding> find_group_not_joined(const Facts &facts, const Wishes &) {
     return find_by_interface(
         facts, [](const Probe &probe) { return probe.outcome == Probe::Outcome::NOT_JOINED; },
         [](const Probe &probe) {
-            const bool is_limit = probe.error == ENOBUFS && probe.family == Family::IPV4;
+            const bool is_limit = probe.error == ENOBUFS;
+            const bool is_ipv4 = probe.family == Family::IPV4;
 
             return Finding{"", probe.interface,
                            "The group " + probe.destination + " cannot be joined on " +
                                probe.interface + ": " + error_text(probe.error) + ".",
-                           is_limit ? "Let a socket have more memberships: sysctl "
-                                      "net.ipv4.igmp_max_memberships=20"
-                                    : "Let the kernel have more memory for options of sockets: "
-                                      "sysctl net.core.optmem_max=131072"};
+                           !is_limit ? "See that the interface is still there and can do it; or do "
+                                       "without multicast: --peer HOST --no-multicast"
+                           : is_ipv4 ? "Let a socket have more memberships: sysctl "
+                                       "net.ipv4.igmp_max_memberships=20"
+                                     : "Let the kernel have more memory for options of sockets: "
+                                       "sysctl net.core.optmem_max=131072"};
         });
+}
+
+std::vector<Finding> find_address_not_ready(const Facts &facts, const Wishes &) {
+    return find_by_interface(
+        facts, [](const Probe &probe) { return is_not_sent(probe, EADDRNOTAVAIL); },
+        [](const Probe &probe) {
+            return Finding{"", probe.interface,
+                           "Nothing can be sent to " + probe.destination + " over " +
+                               probe.interface +
+                               ": its address is not ready yet, or somebody else has it.",
+                           "Wait a few seconds; where ip address show dev " + probe.interface +
+                               " still has \"tentative\" or \"dadfailed\" then, give it another "
+                               "address."};
+        });
+}
+
+std::vector<std::string> unexplained_probes(const Facts &facts) {
+    std::vector<std::string> all;
+
+    for (const Finding &each : find_by_interface(
+             facts,
+             [](const Probe &probe) {
+                 return probe.outcome == Probe::Outcome::NOT_SENT && !probe.is_dropped() &&
+                        !is_unrouted(probe) && probe.error != EADDRNOTAVAIL;
+             },
+             [](const Probe &probe) {
+                 return Finding{"", probe.interface,
+                                "traffic to " + probe.destination + " over " + probe.interface +
+                                    ": " + error_text(probe.error),
+                                ""};
+             })) {
+        all.push_back(each.cause);
+    }
+    return all;
 }
 
 std::vector<Finding> find_multicast_not_returning(const Facts &facts, const Wishes &) {

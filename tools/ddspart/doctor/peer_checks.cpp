@@ -25,13 +25,20 @@ std::vector<Finding> find_unresolved_peer(const Facts &facts, const Wishes &wish
     std::vector<Finding> findings;
 
     for (const PeerTrial &trial : facts.peers) {
-        if (!trial.failure.empty()) {
+        if (trial.is_unanswered) {
+            findings.push_back(
+                {"", trial.peer.text,
+                 "No name server has answered for the peer " + trial.peer.text + ": " +
+                     trial.failure + ".",
+                 "See that a name server can be reached (/etc/resolv.conf), give the "
+                 "name an address in /etc/hosts, or name the peer's address."});
+        } else if (!trial.failure.empty()) {
             findings.push_back(
                 {"", trial.peer.text,
                  "The name of the peer " + trial.peer.text + " has no " +
                      family_names(wishes.families) + " address: " + trial.failure + ".",
-                 "Correct the name, see that a name server can be reached, give the name "
-                 "an address in /etc/hosts, or name the peer's address."});
+                 "Correct the name, give it an address in /etc/hosts, or name the peer's "
+                 "address."});
         }
     }
     return findings;

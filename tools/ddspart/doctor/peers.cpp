@@ -24,6 +24,7 @@ using Clock = std::chrono::steady_clock;
 
 struct Answer {
     std::string failure; // with neither it is not known yet
+    bool is_unanswered = false;
     std::vector<std::string> addresses;
 };
 
@@ -45,6 +46,7 @@ Answer look_up(const std::string &name, int family) {
     const int code = getaddrinfo(name.c_str(), nullptr, &hints, &first);
 
     if (code != 0) {
+        answer.is_unanswered = code == EAI_AGAIN;
         answer.failure = code == EAI_SYSTEM ? "no answer" : gai_strerror(code);
         return answer;
     }
@@ -130,6 +132,7 @@ std::vector<PeerTrial> try_peers(const Wishes &wishes, std::chrono::milliseconds
         Answer answer = lookup.wait(end);
 
         trials[number].failure = std::move(answer.failure);
+        trials[number].is_unanswered = answer.is_unanswered;
         trials[number].addresses = std::move(answer.addresses);
     }
     for (PeerTrial &trial : trials) {

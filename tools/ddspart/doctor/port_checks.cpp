@@ -2,6 +2,7 @@
 #include "doctor/port_checks.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <functional>
 #include <map>
 #include <string>
@@ -85,6 +86,28 @@ std::vector<Finding> find_group_port_taken(const Facts &facts, const Wishes &wis
     return findings;
 }
 
+std::vector<Finding> find_port_not_bound(const Facts &facts, const Wishes &) {
+    std::map<int, std::set<unsigned>> ports;
+    std::vector<Finding> findings;
+
+    for (const Probe &probe : facts.probes) {
+        if (probe.outcome == Probe::Outcome::NOT_BOUND && probe.port != 0) {
+            ports[probe.error].insert(probe.port);
+        }
+    }
+    for (const auto &[error, numbers] : ports) {
+        const std::string all = port_list(numbers);
+
+        findings.push_back(
+            {"", all,
+             "UDP port " + all + " of the domain cannot be bound: " + error_text(error) + ".",
+             error == EACCES ? "Ports below net.ipv4.ip_unprivileged_port_start are root's: use "
+                               "a higher --port-base."
+                             : "Use other ports: another --domain, or another --port-base."});
+    }
+    return findings;
+}
+
 std::vector<Finding> find_index_blocked(const Facts &facts, const Wishes &) {
     std::vector<Finding> findings;
 
@@ -145,7 +168,7 @@ std::vector<Finding> find_datagrams_lost(const Facts &facts, const Wishes &) {
             findings.push_back({"", ports,
                                 holders_of(held) + " has lost " + std::to_string(held.drops) +
                                     " datagrams at UDP port " + ports +
-                                    ": its sockets had no room for them.",
+                                    " meanwhile: its sockets had no room for them.",
                                 "Give sockets more room, net.core.rmem_default, and start it anew; "
                                 "or find out what keeps it from reading."});
         }

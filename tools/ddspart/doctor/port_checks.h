@@ -12,6 +12,7 @@
 namespace doctor {
 
 std::vector<Finding> find_group_port_taken(const Facts &facts, const Wishes &wishes);
+std::vector<Finding> find_port_not_bound(const Facts &facts, const Wishes &wishes);
 std::vector<Finding> find_index_blocked(const Facts &facts, const Wishes &wishes);
 std::vector<Finding> find_no_free_index(const Facts &facts, const Wishes &wishes);
 std::vector<Finding> find_datagrams_lost(const Facts &facts, const Wishes &wishes);

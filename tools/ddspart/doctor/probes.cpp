@@ -301,7 +301,7 @@ void probe_groups(const Scene &scene) {
 void probe_addresses(const Scene &scene) {
     const auto own = std::ranges::find(scene.interface.addresses, scene.family, &Address::family);
 
-    if (own == scene.interface.addresses.end()) {
+    if (own == scene.interface.addresses.end() || Clock::now() >= scene.end) {
         return;
     }
     Interview interview(scene.interface, scene.family, scene.message);
