@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "port_map.h"
 
+#include <stdexcept>
+#include <string>
+
 #include "ports.h"
 
 namespace {
 
 constexpr DDS_Long NO_INDEX = -1;
+/** Usual settings give less than a tenth; gains of a few ports a thousand times as many. */
+constexpr std::size_t USES_HIGHEST = 1'000'000;
 
 void add(PortMap &map, const PortSettings &settings, DDS_Long index) {
     for (const Port &port : ports_of(settings, index)) {
@@ -35,6 +40,12 @@ PortMap port_map(const DDS_RtpsWellKnownPorts_t &settings) {
     // Ports rise with the domain, so that the first one without any is beyond the last.
     while (const auto highest = highest_usable_index(in_domain)) {
         add_ports(map, in_domain, {0, *highest});
+        if (map.size() > USES_HIGHEST) {
+            throw std::runtime_error(
+                "--domain-gain is " + std::to_string(settings.domain_id_gain) +
+                ": the domains have more than " + std::to_string(USES_HIGHEST) +
+                " uses for the same ports; allowed are gains with which they have less");
+        }
         ++in_domain.domain;
     }
     return map;

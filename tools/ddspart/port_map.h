@@ -25,6 +25,7 @@ void add_ports(PortMap &map, const PortSettings &settings, const PortsOptions::R
 
 /**
  * The valid ports of all domains, each with those indices that an automatic choice may come to.
- * Throws when the settings give none; the log then says why.
+ * Throws when the settings give none, and the log then says why; also when they give the same ports
+ * to so many domains that their uses could not be held in memory.
  */
 PortMap port_map(const DDS_RtpsWellKnownPorts_t &settings);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "port_map.h"
 
+#include <stdexcept>
+
 #include <gmock/gmock.h>
 
 #include "log.h"
@@ -61,6 +63,15 @@ TEST(PortMap, LeavesOutWhatIsNoValidPort) {
 
     settings.user_multicast_port_offset = -7400;
     EXPECT_TRUE(uses_of(0, settings).empty());
+}
+
+TEST(PortMap, OfDomainsThatAllHaveTheSamePortsIsRefused) {
+    DDS_RtpsWellKnownPorts_t settings = DDS_RTPS_WELL_KNOWN_PORTS_INITIALIZER;
+
+    settings.domain_id_gain = 1;
+    EXPECT_THAT([&] { (void)port_map(settings); },
+                testing::ThrowsMessage<std::runtime_error>(
+                    testing::StartsWith("--domain-gain is 1: the domains have more than ")));
 }
 
 TEST(PortMap, OfImpossibleSettingsIsAFailure) {
