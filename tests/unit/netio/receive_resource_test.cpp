@@ -768,6 +768,7 @@ TEST(RestrictedAddressTest, AddressThatIsGivenBackCanBeHadAgainAtOnce) {
             EXPECT_TRUE(net::PlainSocket().bind_to("192.0.2.2", 7410));
         }
         inbox.release(resource, runtime.worker());
+        EXPECT_TRUE(inbox.wait_for_close());
     });
 }
 
@@ -813,6 +814,7 @@ TEST(ReceiveResourceV6Test, GroupIsReceived) {
         EXPECT_EQ(inbox.messages()[0].data, "hi");
         EXPECT_THAT(net::text(inbox.messages()[0].source), HasSubstr("udpv6://["));
         inbox.release(resource, runtime.worker());
+        EXPECT_TRUE(inbox.wait_for_close());
     });
 }
 
