@@ -118,7 +118,7 @@ TEST(DoctorOfPorts, NamesThoseThatMayNotBeBound) {
     const Diagnosis diagnosis = diagnose(facts, usual_wishes());
 
     EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("port-not-bound 500, 510"));
-    EXPECT_THAT(diagnosis.findings.front().remedy, HasSubstr("--port-base"));
+    EXPECT_THAT(diagnosis.findings.front().remedy, HasSubstr("ip_unprivileged_port_start"));
 }
 
 TEST(DoctorOfPorts, ObjectsToThoseThatTheKernelGivesAway) {
