@@ -88,6 +88,7 @@ TEST(ProcessTest, CancellationIsHeldOffAndReleasedAsItWas) {
 
 TEST(ProcessTest, ForkedChildHasAHeapAlthoughAnotherThreadWasInItDuringTheFork) {
     constexpr unsigned FAR_TOO_LONG = 60; // seconds
+    std::atomic<bool> is_in_it = false;
     std::atomic<bool> over = false;
     const auto use_heap = [] {
         char *text = nullptr;
@@ -98,9 +99,13 @@ TEST(ProcessTest, ForkedChildHasAHeapAlthoughAnotherThreadWasInItDuringTheFork) 
     std::thread other([&] {
         while (!over) {
             use_heap();
+            is_in_it = true;
         }
     });
 
+    while (!is_in_it) { // a fork while the thread is being made would try a sanitizer, not the heap
+        std::this_thread::yield();
+    }
     for (int i = 0; i < 200 && !testing::Test::HasFailure(); ++i) {
         EXPECT_EQ(in_child([&] {
                       alarm(FAR_TOO_LONG);
