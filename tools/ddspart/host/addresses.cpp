@@ -60,13 +60,4 @@ std::string address_of_words(std::string_view hexadecimal) {
     return text_of_address(words_of(hexadecimal));
 }
 
-std::string address_of_octets(std::string_view hexadecimal) {
-    std::vector<std::uint32_t> words = words_of(hexadecimal);
-
-    for (std::uint32_t &word : words) {
-        word = htonl(word);
-    }
-    return text_of_address(words);
-}
-
 } // namespace host

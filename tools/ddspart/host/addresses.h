@@ -13,9 +13,6 @@ namespace host {
  */
 std::string address_of_words(std::string_view hexadecimal);
 
-/** The address of the 16 octets of IPv6, in order. Empty for what is no address. */
-std::string address_of_octets(std::string_view hexadecimal);
-
 /** Whether an address, as text, is that of a multicast group. */
 bool is_group(const std::string &address);
 
