@@ -89,6 +89,19 @@ TEST_F(DoctorOfALonelyHost, MissesAnInterface) {
     EXPECT_THAT(found(), IsEmpty());
 }
 
+TEST_F(DoctorOfALonelyHost, DoesNotTakeAnIdleTunnelForACable) {
+    Process tunnel({"ip", "tuntap", "add", "mode", "tun", "name", "tunnel"});
+
+    if (tunnel.wait().code != 0) {
+        GTEST_SKIP() << "no tunnel can be made here: " << tunnel.errors();
+    }
+    EXPECT_THAT(found(), ElementsAre("no-usable-interface"));
+    add_interface("net0", {"192.0.2.2/24"});
+    ip({"link", "set", "tunnel", "up"}); // without a carrier
+    ip({"link", "set", "net0", "down"});
+    EXPECT_THAT(found(), ElementsAre("interface-down"));
+}
+
 TEST_F(DoctorOfALonelyHost, SaysThatLoopbackCarriesNoMulticastOfIPv6) {
     const Texts by_loopback = {"--transport",         "udpv6",   "--interface", "lo",
                                "--multicast-address", "ff05::1", "--peer",      "ff05::1"};
@@ -220,6 +233,25 @@ TEST_F(Doctor, NamesAStrangerAtThePortOfAnIndex) {
                     HasSubstr("is held by test_system (" + std::to_string(getpid()) + ")"));
     }
     EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(Doctor, AsksWhoeverHasAPortBeforeItCallsHimAStranger) {
+    Process silent = ddspart({"run", "--reserve", "builtin_unicast", "--no-multicast", "--peer",
+                              "192.0.2.9", "--verbosity", "error"});
+
+    ASSERT_TRUE(silent.wait_for_output("Default multicast locators"));
+    EXPECT_THAT(found(), IsEmpty());
+    silent.send(SIGSTOP); // now it is as silent as a stranger
+    EXPECT_THAT(found(), Contains("index-blocked"));
+}
+
+TEST_F(Doctor, SaysWhatGainsItCanTellTheHoldersOfPortsWith) {
+    const doctor::Diagnosis diagnosis = diagnose({"--domain-gain", "1", "--participant-gain", "1"});
+
+    EXPECT_EQ(diagnosis.code, 0);
+    EXPECT_THAT(diagnosis.output, HasSubstr("Not looked at: who holds the ports: --domain-gain is "
+                                            "1: "));
+    EXPECT_THAT(diagnosis.output, HasSubstr("allowed are gains with which they have less"));
 }
 
 TEST_F(Doctor, HasNothingAgainstAStrangerAtFarPorts) {

@@ -112,6 +112,19 @@ TEST_F(Who, FindsAStrangerThatBlocksAnIndex) {
     EXPECT_THAT(said.rows[0].at("remarks"), ElementsAre("announces nothing: blocks index 2"));
 }
 
+TEST_F(Who, AsksWhoeverHasAPortBeforeItCallsHimAStranger) {
+    Process silent = ddspart({"run", "--reserve", "builtin_unicast", "--no-multicast", "--peer",
+                              "192.0.2.9", "--verbosity", "error"});
+
+    ASSERT_TRUE(silent.wait_for_output("Default multicast locators"));
+    const Said said = who({"--for", "0"});
+
+    EXPECT_EQ(said.code, 0);
+    ASSERT_THAT(said.rows, SizeIs(1));
+    EXPECT_EQ(said.rows[0].at("blocked"), false);
+    EXPECT_EQ(said.rows[0].at("vendor"), "0.0");
+}
+
 TEST_F(Who, PassesOverOtherDomainsOnRequest) {
     const PortHolder stranger("stranger", {7414});
 

@@ -4,6 +4,7 @@
 #include <optional>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include "commands.h"
 #include "doctor/checks.h"
@@ -20,6 +21,7 @@
 namespace {
 
 constexpr int FINDINGS = 3;
+constexpr const char *TOOL = "ddspart doctor";
 constexpr std::chrono::milliseconds USUAL_TIME(2500);
 
 /** What a participant with the options would ask for; throws when no participant can. */
@@ -37,6 +39,15 @@ doctor::Wishes wishes_of(const DoctorOptions &options) {
     return doctor::wishes_of(*qos.get(), options.domain);
 }
 
+/** Those that hold ports, were not seen to be participants, and say so when they are asked. */
+std::vector<Sighting> ask_holders(const DoctorOptions &options, const doctor::Facts &facts) {
+    const std::vector<std::string> places = places_to_ask(facts.held);
+    ParticipantOptions own = options;
+
+    own.tool = TOOL;
+    return places.empty() ? std::vector<Sighting>() : ask(Factory(), std::move(own), places);
+}
+
 /**
  * Listens to the domain, and announces itself to peers if some were named, so that they answer.
  * None if no participant can be had, or nobody is to listen.
@@ -51,7 +62,7 @@ std::optional<doctor::Heard> hear(const DoctorOptions &options, Moment end) {
     ParticipantOptions own = options;
     doctor::Heard heard;
 
-    own.tool = "ddspart doctor";
+    own.tool = TOOL;
     heard.is_announced = !options.peers.empty();
     const std::unique_ptr<Participant> participant =
         heard.is_announced ? join_at_highest_index(factory, own)
@@ -70,14 +81,19 @@ int execute(const DoctorOptions &options) {
     const Moment start = Moment::clock::now();
     const doctor::Wishes wishes = wishes_of(options);
     doctor::Facts facts = doctor::gather(wishes);
+    std::vector<Sighting> heard;
 
     try {
+        heard = ask_holders(options, facts);
         facts.heard = hear(options, options.duration ? Moment::clock::now() + *options.duration
                                                      : start + USUAL_TIME);
     } catch (const LoggedFailure &) {
         facts.unseen.emplace_back("who is in the domain: no participant can be created here");
     }
-    doctor::look_again(facts, wishes);
+    if (facts.heard) {
+        heard.insert(heard.end(), facts.heard->others.begin(), facts.heard->others.end());
+    }
+    doctor::look_again(facts, wishes, heard);
     const doctor::Diagnosis diagnosis = doctor::diagnose(facts, wishes);
     const std::optional<std::size_t> width = options.json ? std::nullopt : terminal_columns();
 

@@ -30,6 +30,54 @@ std::unique_ptr<Participant> join_at_highest_index(const Factory &factory,
     return std::make_unique<Participant>(factory, options);
 }
 
+std::vector<std::string> places_to_ask(const std::vector<HeldPorts> &all) {
+    std::vector<std::string> places;
+
+    for (const HeldPorts &held : all) {
+        if (!held.are_blocked() || held.use_of_holder || !held.network.is_own) {
+            continue;
+        }
+        for (const Port &port : held.ports) {
+            if (port.kind != "builtin_unicast") {
+                continue;
+            }
+            for (const std::string &address : held.addresses) {
+                const bool is_ipv6 = address.find(':') != std::string::npos;
+                const std::string host = address == "0.0.0.0" ? "127.0.0.1"
+                                         : address == "::"    ? "::1"
+                                                              : address;
+
+                places.push_back((is_ipv6 ? "udpv6://[" + host + "]" : "udpv4://" + host) + ":" +
+                                 std::to_string(port.number));
+            }
+        }
+    }
+    return places;
+}
+
+std::vector<Sighting> ask(const Factory &factory, ParticipantOptions options,
+                          const std::vector<std::string> &places) {
+    constexpr std::chrono::milliseconds TIME_TO_ANSWER(300); // it may be busy
+    constexpr std::chrono::milliseconds PERIOD(5);
+    const Moment end = Moment::clock::now() + TIME_TO_ANSWER;
+    const Silence silence; // who cannot be asked has not answered
+    std::vector<Sighting> answers;
+
+    options.peers = places;
+    options.multicast_addresses.clear();
+    options.multicast = false;
+    try {
+        const auto participant = join_at_highest_index(factory, std::move(options));
+
+        while (answers.size() < places.size() && wait_for_poll(end, PERIOD) == Event::NEWS) {
+            answers = participant->others();
+        }
+    } catch (const LoggedFailure &) {
+        answers.clear();
+    }
+    return answers;
+}
+
 void take_all_descriptors() {
     rlimit limit = {};
 

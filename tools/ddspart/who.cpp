@@ -31,6 +31,24 @@ class Listeners {
 public:
     explicit Listeners(const WhoOptions &options) : options_(options) {}
 
+    /** Asks those who may be participants that have not spoken yet; what they say is heard. */
+    void ask_about(const std::vector<HeldPorts> &all) {
+        std::map<DDS_DomainId_t, std::vector<HeldPorts>> by_domain;
+
+        for (const HeldPorts &held : all) {
+            by_domain[held.domain].push_back(held);
+        }
+        for (const auto &[domain, its] : by_domain) {
+            if (const std::vector<std::string> places = places_to_ask(its); !places.empty()) {
+                ParticipantOptions options = options_for(domain);
+
+                options.tool = "ddspart who";
+                std::ranges::move(ask(factory(), std::move(options), places),
+                                  std::back_inserter(answers_));
+            }
+        }
+    }
+
     /** Listens from now on in each domain in which somebody there has an index. */
     void listen_to(const std::vector<HeldPorts> &all) {
         for (const HeldPorts &held : all) {
@@ -41,7 +59,7 @@ public:
     }
 
     std::vector<Sighting> heard() const {
-        std::vector<Sighting> all;
+        std::vector<Sighting> all = answers_;
 
         for (const auto &[domain, participant] : participants_) {
             if (participant != nullptr) {
@@ -52,18 +70,26 @@ public:
     }
 
 private:
-    /** None where that cannot be done, for which the log has a reason. */
-    std::unique_ptr<Participant> listen_in(DDS_DomainId_t domain) {
+    const Factory &factory() {
+        if (factory_ == nullptr) {
+            factory_ = std::make_unique<Factory>();
+        }
+        return *factory_;
+    }
+
+    ParticipantOptions options_for(DDS_DomainId_t domain) const {
         ParticipantOptions options;
 
         options.domain = domain;
         options.well_known_ports = options_.well_known_ports;
         options.transports = options_.transports;
-        if (factory_ == nullptr) {
-            factory_ = std::make_unique<Factory>();
-        }
+        return options;
+    }
+
+    /** None where that cannot be done, for which the log has a reason. */
+    std::unique_ptr<Participant> listen_in(DDS_DomainId_t domain) {
         try {
-            return std::make_unique<Participant>(*factory_, listening_only(options));
+            return std::make_unique<Participant>(factory(), listening_only(options_for(domain)));
         } catch (const LoggedFailure &) {
             write_message("ddspart: domain " + std::to_string(domain) +
                           " cannot be listened to: what is announced there is not known");
@@ -74,6 +100,7 @@ private:
     const WhoOptions &options_;
     std::unique_ptr<Factory> factory_;
     std::map<DDS_DomainId_t, std::unique_ptr<Participant>> participants_;
+    std::vector<Sighting> answers_;
 };
 
 /** Looks at the host, again and again. */
@@ -132,6 +159,8 @@ bool look_once(Look &look, const WhoOptions &options) {
     do {
         all = look.held();
     } while (!are_all_heard(all) && wait_for_poll(end) == Event::NEWS);
+    look.listeners().ask_about(all);
+    all = look.held();
     show(HeldListing{all, look.shows_all_processes()}, options.json);
     return std::ranges::any_of(all, &HeldPorts::are_blocked);
 }

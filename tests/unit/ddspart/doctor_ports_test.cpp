@@ -104,7 +104,7 @@ TEST(DoctorOfPorts, CountsWhatWasLostBetweenTwoLooks) {
     begin[2].drops = 3;
     end[0].drops = 3;
     end[1].drops = 5;
-    keep_new_drops(begin, end);
+    compare(begin, end);
     EXPECT_EQ(begin[0].drops, 0U);
     EXPECT_EQ(begin[1].drops, 2U);
     EXPECT_EQ(begin[2].drops, 0U); // its holder has gone

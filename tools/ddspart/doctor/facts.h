@@ -110,7 +110,7 @@ struct Facts {
     std::set<unsigned> ports; // of the domain: for groups, and of the first indices
     std::vector<Probe> probes;
     std::vector<PeerTrial> peers;
-    std::vector<HeldPorts> held;           // of the domain, by others; see keep_new_drops()
+    std::vector<HeldPorts> held;           // of the domain, by others; see compare()
     std::optional<DDS_Long> highest_index; // that an automatic choice may come to
     std::optional<host::EphemeralPorts> ephemeral;
     std::optional<std::size_t> descriptor_limit; // of files that a program may have open
@@ -142,10 +142,13 @@ std::vector<Interface> multicast_interfaces(const std::vector<Interface> &interf
 /** All that the host tells, and what has to be tried. Takes two seconds at most. */
 Facts gather(const Wishes &wishes);
 
-/** Leaves of the datagrams that were lost those that were lost between two looks. */
-void keep_new_drops(std::vector<HeldPorts> &held, const std::vector<HeldPorts> &later);
+/**
+ * Leaves of the datagrams that were lost those that were lost between two looks, and takes what the
+ * second one knows of who has the ports.
+ */
+void compare(std::vector<HeldPorts> &held, const std::vector<HeldPorts> &later);
 
-/** The second look, at the end of the diagnosis. */
-void look_again(Facts &facts, const Wishes &wishes);
+/** The second look, at the end of the diagnosis; @p heard are all that have spoken meanwhile. */
+void look_again(Facts &facts, const Wishes &wishes, const std::vector<Sighting> &heard);
 
 } // namespace doctor

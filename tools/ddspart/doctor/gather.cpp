@@ -2,6 +2,7 @@
 // All that the host tells.
 #include <algorithm>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <tuple>
@@ -14,6 +15,7 @@
 #include "doctor/peers.h"
 #include "doctor/probes.h"
 #include "holdings.h"
+#include "host/interface_addresses.h"
 #include "port_map.h"
 #include "ports.h"
 
@@ -49,9 +51,10 @@ std::optional<std::size_t> descriptor_limit() {
 }
 
 /** The ports of the domain that others hold in the caller's network. */
-std::vector<HeldPorts> held_by_others(const Wishes &wishes) {
+std::vector<HeldPorts> held_by_others(const Wishes &wishes, const std::vector<Sighting> &heard) {
     const PortMap map = port_map(wishes.well_known_ports);
-    std::vector<HeldPorts> all = held_ports(holdings(map, false, getpid()), map, {}, {});
+    std::vector<HeldPorts> all =
+        held_ports(holdings(map, false, getpid()), map, heard, host::interface_addresses());
 
     keep_domains(all, {wishes.domain, wishes.domain});
     return all;
@@ -107,7 +110,11 @@ Facts gather(const Wishes &wishes) {
     for (const Group &group : wishes.groups) {
         facts.ports.insert(group.port);
     }
-    facts.held = held_by_others(wishes);
+    try {
+        facts.held = held_by_others(wishes, {});
+    } catch (const std::runtime_error &error) { // the settings give too many uses to each port
+        facts.unseen.push_back(std::string("who holds the ports: ") + error.what());
+    }
     facts.highest_index = highest_usable_index(wishes);
     facts.ephemeral = host::ephemeral_ports();
     facts.descriptor_limit = descriptor_limit();
@@ -117,7 +124,7 @@ Facts gather(const Wishes &wishes) {
     return facts;
 }
 
-void keep_new_drops(std::vector<HeldPorts> &held, const std::vector<HeldPorts> &later) {
+void compare(std::vector<HeldPorts> &held, const std::vector<HeldPorts> &later) {
     const auto key = [](const HeldPorts &row) {
         return std::tie(row.index, row.ports, row.holders);
     };
@@ -128,11 +135,16 @@ void keep_new_drops(std::vector<HeldPorts> &held, const std::vector<HeldPorts> &
         const std::uint64_t now = same != later.end() ? same->drops : 0;
 
         row.drops = now > row.drops ? now - row.drops : 0;
+        if (same != later.end()) {
+            row.evidence = same->evidence;
+        }
     }
 }
 
-void look_again(Facts &facts, const Wishes &wishes) {
-    keep_new_drops(facts.held, held_by_others(wishes));
+void look_again(Facts &facts, const Wishes &wishes, const std::vector<Sighting> &heard) {
+    if (!facts.held.empty()) {
+        compare(facts.held, held_by_others(wishes, heard));
+    }
 }
 
 } // namespace doctor

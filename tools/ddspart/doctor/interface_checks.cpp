@@ -29,6 +29,11 @@ bool is_asked_for(const Interface &interface, const Wishes &wishes) {
         wishes.interfaces, [&](const std::string &entry) { return is_named(interface, entry); });
 }
 
+/** Whether nobody has set it up for anything: the kernel has such tunnels of its own. */
+bool is_idle(const Interface &interface) {
+    return interface.is_auxiliary && !interface.is_up && interface.addresses.empty();
+}
+
 bool is_candidate(const Interface &interface, const Wishes &wishes) {
     return !interface.is_loopback && is_allowed(interface, wishes) &&
            (!interface.is_port() || is_asked_for(interface, wishes));
@@ -42,11 +47,12 @@ std::vector<Interface> candidates(const Facts &facts, const Wishes &wishes) {
         });
     std::vector<Interface> all;
 
-    std::ranges::copy_if(
-        facts.interfaces, std::back_inserter(all), [&](const Interface &interface) {
-            return is_candidate(interface, wishes) &&
-                   (!is_main_there || !interface.is_auxiliary || is_asked_for(interface, wishes));
-        });
+    std::ranges::copy_if(facts.interfaces, std::back_inserter(all),
+                         [&](const Interface &interface) {
+                             return is_candidate(interface, wishes) &&
+                                    (!interface.is_auxiliary || is_asked_for(interface, wishes) ||
+                                     (!is_main_there && !is_idle(interface)));
+                         });
     return all;
 }
 
@@ -162,8 +168,9 @@ bool are_in_one_subnet(const Address &left, const Address &right) {
 } // namespace
 
 std::vector<Finding> find_no_usable_interface(const Facts &facts, const Wishes &wishes) {
-    const bool is_there = std::ranges::any_of(
-        facts.interfaces, [](const Interface &interface) { return !interface.is_loopback; });
+    const bool is_there = std::ranges::any_of(facts.interfaces, [](const Interface &interface) {
+        return !interface.is_loopback && !is_idle(interface);
+    });
 
     if (is_there || !wishes.interfaces.empty()) {
         return {}; // what it lacks, or that it is not there, others say

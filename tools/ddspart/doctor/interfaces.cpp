@@ -13,6 +13,8 @@
 #include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <net/if.h>
+#include <net/if_arp.h>
+#include <netpacket/packet.h>
 
 #include "doctor/facts.h"
 #include "numbers.h"
@@ -146,6 +148,15 @@ bool leads_to_hardware(const std::filesystem::path &interface, int most_levels) 
     return false;
 }
 
+/** Whether what an interface sends goes into packets of others; @p type is that of its hardware. */
+bool is_encapsulating(unsigned type) {
+    constexpr unsigned IPV6_GRE = 823; // ARPHRD_IP6GRE, which not every C library has
+    constexpr std::array<unsigned, 6> TYPES = {ARPHRD_NONE, ARPHRD_TUNNEL, ARPHRD_TUNNEL6,
+                                               ARPHRD_SIT,  ARPHRD_IPGRE,  IPV6_GRE};
+
+    return std::ranges::find(TYPES, type) != TYPES.end();
+}
+
 /** What is on top of what; nothing is known where the files are those of another network. */
 void read_relations(Interface &interface, const host::Files &files) {
     constexpr int MOST_LEVELS = 8; // as the kernel has it
@@ -159,7 +170,9 @@ void read_relations(Interface &interface, const host::Files &files) {
     const bool is_bridge = std::filesystem::exists(directory / "bridge", error);
     const bool is_tunnel = std::filesystem::exists(directory / "tun_flags", error);
 
-    interface.is_auxiliary = is_tunnel || (is_bridge && !leads_to_hardware(directory, MOST_LEVELS));
+    // A modem may have the type of a tunnel.
+    interface.is_auxiliary = is_tunnel || ((is_bridge || interface.is_auxiliary) &&
+                                           !leads_to_hardware(directory, MOST_LEVELS));
     if (const auto master = host::link_or_none(directory / "master")) {
         interface.master = std::filesystem::path(*master).filename();
     }
@@ -195,6 +208,7 @@ std::vector<Interface> list_interfaces(const host::Files &files) {
         interface.is_running = (link->ifa_flags & IFF_RUNNING) != 0;
         interface.is_loopback = (link->ifa_flags & IFF_LOOPBACK) != 0;
         interface.is_multicast = (link->ifa_flags & IFF_MULTICAST) != 0;
+        interface.is_auxiliary = is_encapsulating(read<sockaddr_ll>(link->ifa_addr).sll_hatype);
         read_settings(interface, files);
         read_relations(interface, files);
         for (const ifaddrs *each = list.get(); each != nullptr; each = each->ifa_next) {
