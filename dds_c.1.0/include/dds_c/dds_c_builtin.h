@@ -67,7 +67,7 @@ typedef struct DDS_ParticipantBuiltinTopicData {
     struct DDS_GUID_t guid;
     struct DDS_VendorId_t rtps_vendor_id;
     struct DDS_ProtocolVersion_t rtps_protocol_version;
-    DDS_DomainId_t domain_id;   /**< the domain that it was heard in */
+    DDS_DomainId_t domain_id;   /**< the domain that it says, or else that it was heard in */
     DDS_Boolean says_domain_id; /**< true when it says so itself; older ones do not */
     char *domain_tag;           /**< null when it has none */
     char *participant_name;     /**< null when it has none */
@@ -88,6 +88,11 @@ typedef struct DDS_ParticipantBuiltinTopicData {
      */
     struct DDS_Locator_t source;
     DDS_Boolean is_local; /**< true for a participant of this process, until it is gone */
+    /**
+     * True when it has said something to this participant alone, or by unicast: what this one says
+     * reaches it. False once it is gone.
+     */
+    DDS_Boolean has_addressed;
 } DDS_ParticipantBuiltinTopicData;
 
 /** The initializer of data that says nothing. */
@@ -97,7 +102,7 @@ typedef struct DDS_ParticipantBuiltinTopicData {
             DDS_BOOLEAN_FALSE, NULL, NULL, DDS_PROPERTY_QOS_POLICY_INITIALIZER,                    \
             DDS_SEQUENCE_INITIALIZER, DDS_SEQUENCE_INITIALIZER, DDS_SEQUENCE_INITIALIZER,          \
             DDS_SEQUENCE_INITIALIZER, DDS_DURATION_ZERO, DDS_TIME_INVALID, DDS_TIME_INVALID,       \
-            DDS_LOCATOR_INVALID, DDS_BOOLEAN_FALSE                                                 \
+            DDS_LOCATOR_INVALID, DDS_BOOLEAN_FALSE, DDS_BOOLEAN_FALSE                              \
     }
 
 /** Makes storage without a value the one of the initializer. Allocates nothing. */

@@ -104,6 +104,8 @@ private:
         property_.announces = is_true(properties, Property::ANNOUNCE, true) ? 1 : 0;
         property_.logsMismatch =
             is_true(properties, Property::LOG_DISCOVERY_MISMATCH, false) ? 1 : 0;
+        property_.acceptsMismatch = is_true(properties, Property::ACCEPT_MISMATCH, false) ? 1 : 0;
+        property_.answers = is_true(properties, Property::ANSWER_QUESTIONS, true) ? 1 : 0;
         if (is_true(properties, Property::ANNOUNCE_PROCESS, true)) {
             announce_process();
         }

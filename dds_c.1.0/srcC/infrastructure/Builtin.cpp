@@ -100,6 +100,7 @@ void take_status(DDS_ParticipantBuiltinTopicData &dst, const DISCRemoteStatus &s
     dst.first_heard = time_of(status.firstHeard);
     dst.last_heard = time_of(status.lastHeard);
     dst.is_local = to_boolean(status.isLocal != 0);
+    dst.has_addressed = to_boolean(status.hasAddressed != 0);
     if (status.isLocal == 0) {
         DDS_Locator_from_netio_locatorI(&dst.source, &status.source);
     }
@@ -226,7 +227,8 @@ int DDS_ParticipantBuiltinTopicData_from_remoteI(DDS_ParticipantBuiltinTopicData
                 taken.rtps_vendor_id.value);
     taken.rtps_protocol_version = {announced.protocolVersion.major,
                                    announced.protocolVersion.minor};
-    taken.domain_id = domain_id;
+    taken.domain_id =
+        announced.hasDomainId != 0 ? static_cast<DDS_DomainId_t>(announced.domainId) : domain_id;
     taken.says_domain_id = to_boolean(announced.hasDomainId != 0);
     DDS_Duration_from_ntp_time(&taken.lease_duration, &announced.leaseDuration);
     if (status != nullptr) {

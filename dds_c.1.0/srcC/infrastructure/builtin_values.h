@@ -26,7 +26,7 @@ DDS_RECORD(DDS_ParticipantBuiltinTopicData, DDS_FIELD(key), DDS_FIELD(user_data)
            DDS_FIELD(property), DDS_FIELD(metatraffic_unicast_locators),
            DDS_FIELD(metatraffic_multicast_locators), DDS_FIELD(default_unicast_locators),
            DDS_FIELD(default_multicast_locators), DDS_FIELD(lease_duration), DDS_FIELD(first_heard),
-           DDS_FIELD(last_heard), DDS_FIELD(source), DDS_FIELD(is_local));
+           DDS_FIELD(last_heard), DDS_FIELD(source), DDS_FIELD(is_local), DDS_FIELD(has_addressed));
 
 } // namespace dds::value
 

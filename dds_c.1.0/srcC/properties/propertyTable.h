@@ -33,6 +33,8 @@ enum class Property {
     LOG_DISCOVERY_MISMATCH,
     ANNOUNCE,
     ANNOUNCE_PROCESS,
+    ANSWER_QUESTIONS,
+    ACCEPT_MISMATCH,
     MAX_PEER_INDEX,
     DIRECTED_WRITE_SERIALIZATION_KIND,
     THREAD_DESTRUCTION_TIMEOUT,
@@ -137,6 +139,16 @@ constexpr PropertyRow PROPERTIES[] = {
      PropertyRow::Kind::BOOLEAN, PropertyRow::Reader::ENCLOSING_PARTICIPANT, 0, 0, 0,
      "`true` or `false`",
      "announce the process as `__Pid`, `__ProcessName` and `__Hostname`; `true` unless given"},
+
+    {Property::ANSWER_QUESTIONS, "dds.discovery.answer_questions",
+     PropertyRow::Kind::BOOLEAN, PropertyRow::Reader::ENCLOSING_PARTICIPANT, 0, 0, 0,
+     "`true` or `false`",
+     "tell tools that ask, as `ddspart why`, whom the participant knows; `true` unless given"},
+
+    {Property::ACCEPT_MISMATCH, "dds.discovery.accept_mismatch",
+     PropertyRow::Kind::BOOLEAN, PropertyRow::Reader::ENCLOSING_PARTICIPANT, 0, 0, 0,
+     "`true` or `false`",
+     "know participants of other domains and tags as well, for tools that show them; they do not know it"},
 
     {Property::MAX_PEER_INDEX, "dds.discovery.max_peer_index",
      PropertyRow::Kind::NUMBER, PropertyRow::Reader::ENCLOSING_PARTICIPANT,

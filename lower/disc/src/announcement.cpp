@@ -34,18 +34,40 @@ void add_properties(RTPSPropertyWriter *writer, const PRESPropertyList &list,
 
 } // namespace
 
-bool PropertyOctets::fill(const PRESPropertyList &list, const DISCParticipantProperty &own,
-                          RTPSPropertyList *out) {
+/** Once to learn how long they are, and then into the room that they take. */
+template <typename Add>
+bool PropertyOctets::write(Add add_all, RTPSPropertyList *out) {
     RTPSPropertyWriter writer;
     RTPSPropertyWriter_initialize(&writer, nullptr, 0, RTPS_LITTLE_ENDIAN);
-    add_properties(&writer, list, own);
+    add_all(&writer);
     const std::size_t size = RTPSPropertyWriter_finish(&writer, out);
     if (size == RTPS_SIZE_IMPOSSIBLE || !octets_.resize(size)) {
         return false;
     }
     RTPSPropertyWriter_initialize(&writer, octets_.begin(), octets_.size(), RTPS_LITTLE_ENDIAN);
-    add_properties(&writer, list, own);
+    add_all(&writer);
     return RTPSPropertyWriter_finish(&writer, out) == size;
+}
+
+bool PropertyOctets::fill(const PRESPropertyList &list, const DISCParticipantProperty &own,
+                          RTPSPropertyList *out) {
+    return write([&](RTPSPropertyWriter *writer) { add_properties(writer, list, own); }, out);
+}
+
+bool PropertyOctets::fill(const RTPSPropertyList &list, std::span<const RTPSProperty> more,
+                          RTPSPropertyList *out) {
+    const auto add_all = [&](RTPSPropertyWriter *writer) {
+        RTPSPropertyReader reader;
+        RTPSProperty property;
+        RTPSPropertyReader_initialize(&reader, &list);
+        while (RTPSPropertyReader_next(&reader, &property) != 0) {
+            RTPSPropertyWriter_add(writer, &property);
+        }
+        for (const RTPSProperty &one : more) {
+            RTPSPropertyWriter_add(writer, &one);
+        }
+    };
+    return write(add_all, out);
 }
 
 RTPSParticipantData data_of(const PRESParticipantProperty &property,

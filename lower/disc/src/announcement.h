@@ -19,8 +19,14 @@ public:
     /** False when memory runs out, or they are too long for any announcement. */
     bool fill(const PRESPropertyList &list, const DISCParticipantProperty &own,
               RTPSPropertyList *out);
+    /** The same of a list that there is, with more behind it. */
+    bool fill(const RTPSPropertyList &list, std::span<const RTPSProperty> more,
+              RTPSPropertyList *out);
 
 private:
+    template <typename Add>
+    bool write(Add add_all, RTPSPropertyList *out);
+
     Array<NUV_UINT8> octets_;
 };
 

@@ -320,7 +320,7 @@ const DISCRemote *DISCParticipant_findRemote(DISCParticipant *self,
     if (status != nullptr) {
         *status = {wall_time_of(domain, known->first_heard),
                    wall_time_of(domain, known->last_heard), known->source.locator(),
-                   known->local != nullptr ? 1 : 0};
+                   known->local != nullptr ? 1 : 0, self->view_of(*known).has_addressed ? 1 : 0};
     }
     return DISCRemote_retain(known->record.get());
 }

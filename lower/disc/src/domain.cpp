@@ -100,6 +100,11 @@ struct Domain::Heard {
     const bool is_by_group;
 };
 
+/** Whether it was not said to everybody. */
+bool Domain::is_addressed(const Heard &heard) {
+    return heard.is_directed || !heard.is_by_group;
+}
+
 Domain::Domain(NUVNetioRuntime *runtime, NUV_INT32 its_id, Unasked &unasked, NUV_UINT64 secret)
     : table(secret), id(its_id), runtime_(runtime),
       clock_(NUVNetioRuntime_getClock(runtime)), event_{on_time, this, 0, nullptr, 0},
@@ -322,7 +327,7 @@ void Domain::replace(Known &known, HeldRemote record) {
     for (DISCParticipant *one = participants_; one != nullptr; one = one->next) {
         if (one->view_of(known).has) {
             one->count_bytes(known.record->size(), before);
-            if (one->has_tag(known.tag) && one->known_bytes() <= KNOWN_BYTES_MAX) {
+            if (one->accepts_tag(known.tag) && one->known_bytes() <= KNOWN_BYTES_MAX) {
                 one->note_change(known);
             } else {
                 one->remove(known, DISC_CHANGE_LOST);
@@ -353,6 +358,7 @@ void Domain::receive(DISCParticipant &by, const COMMENDMessageContext &context,
         count_one(by.statistics.refused[DISC_REFUSED_ECHO]);
         return;
     }
+    answer(by, heard, data, known);
     if (by.ignores(heard.prefix)) {
         count_one(by.statistics.refused[DISC_REFUSED_IGNORED]);
         return;
@@ -373,6 +379,58 @@ void Domain::receive(DISCParticipant &by, const COMMENDMessageContext &context,
     } else {
         count_one(by.statistics.unreadable[RTPS_REFUSED_ENCAPSULATION]);
     }
+}
+
+/**
+ * Whoever asks may be one that is ignored, finds no room or is of another domain: the answer says
+ * so, and nothing is kept of it.
+ */
+void Domain::answer(DISCParticipant &by, const Heard &heard, const RTPSData &data,
+                    const Known *known) {
+    const bool is_repeated = known != nullptr && known->sequence == data.writerSN;
+    if (data.payloadKind != RTPS_PAYLOAD_DATA || (is_repeated && !known->record->asks()) ||
+        heard.source.is_any() || heard.source.is_group()) {
+        return;
+    }
+    const Questions questions = Questions::of_payload(data.payload);
+    if (questions.all().empty() || !by.admits_question(heard.prefix) || !admits(by, heard.source)) {
+        return;
+    }
+    std::array<Answer, Questions::MOST> answers;
+    std::array<RTPSProperty, Questions::MOST> properties;
+    std::size_t count = 0;
+    for (const Question &question : questions.all()) {
+        answers[count] = answer_to(by, question);
+        properties[count] = answers[count].property();
+        ++count;
+    }
+    by.answer(heard.prefix, heard.source, {properties.data(), count});
+}
+
+Answer Domain::answer_to(DISCParticipant &by, const Question &question) const {
+    bool is_local = false; // for those there is always room
+    for (std::size_t slot = 0; slot < table.slots(); ++slot) {
+        const Known *const known = table.at(slot);
+        if (known == nullptr || !known->record->is(question.about)) {
+            continue;
+        }
+        is_local = is_local || known->local != nullptr;
+        const View &view = by.view_of(*known);
+        const State state = known->local == &by                         ? State::SELF
+                            : view.ignores || by.ignores(known->prefix) ? State::IGNORED
+                            : view.has                                  ? State::KNOWN
+                                                                        : State::UNKNOWN;
+        if (state != State::UNKNOWN) {
+            return {question, state, known->prefix,
+                    known->lease_end == NEVER ? NEVER
+                                              : std::max<NUV_INT64>(known->lease_end - now(), 0)};
+        }
+    }
+    const NUVOsapiRtpsGuidPrefix &prefix = question.about.prefix;
+    if (question.about.kind == Subject::Kind::PARTICIPANT && by.ignores(prefix)) {
+        return {question, State::IGNORED, prefix, NEVER};
+    }
+    return {question, is_local || has_room(by, 0) ? State::UNKNOWN : State::FULL, prefix, NEVER};
 }
 
 /** Who leaves is told by the key, or else by its hash; it can only be the sender. */
@@ -476,7 +534,7 @@ bool Domain::is_its(const DISCParticipant &by, const Known &known, const Place &
 
 /** What was read already: by itself once before, or for another participant of this process. */
 void Domain::take_repetition(DISCParticipant &by, const Heard &heard, Known &known) {
-    if (!by.has_tag(known.tag)) {
+    if (!by.accepts_tag(known.tag)) {
         count_one(by.statistics.refused[DISC_REFUSED_DOMAIN_TAG]);
         return;
     }
@@ -536,6 +594,7 @@ void Domain::greet_anew(Known &known, const DISCParticipant *known_to_it, NUV_IN
         View &view = one->view_of(known);
         if (view.has) {
             view.is_heard = false;
+            view.has_addressed = false;
             begin_greeting(*one, known, one == known_to_it, first);
         }
     }
@@ -600,6 +659,9 @@ HeldRemote Domain::keep(DISCParticipant &by, const RTPSParticipantData &data) {
 bool Domain::is_ours(DISCParticipant &by, const Heard &heard, const RTPSParticipantData &data) {
     constexpr const char *LOG_METHOD = "receive";
     const bool is_logged = by.property().logsMismatch != 0;
+    if (by.property().acceptsMismatch != 0) {
+        return true;
+    }
     if (data.hasDomainId != 0 && data.domainId != static_cast<NUV_UINT32>(id)) {
         count_one(by.statistics.refused[DISC_REFUSED_DOMAIN_ID]);
         if (is_logged) {
@@ -636,6 +698,7 @@ bool Domain::look(DISCParticipant &by, const Heard &heard, Known &known) {
         View &view = by.view_of(known);
         const bool shows_that_it_knows = heard.is_directed && is_its(by, known, heard.source);
         view.is_heard = view.is_heard || shows_that_it_knows;
+        view.has_addressed = view.has_addressed || is_addressed(heard);
         if (shows_that_it_knows && view.greets) {
             // It knows us. It does not know that we know it, unless we have said something to it.
             view.greets = view.greeting == 0;
@@ -657,6 +720,7 @@ bool Domain::look(DISCParticipant &by, const Heard &heard, Known &known) {
     }
     by.add(known);
     by.view_of(known).is_heard = heard.is_directed;
+    by.view_of(known).has_addressed = is_addressed(heard);
     begin_greeting(by, known, heard.is_directed, heard.now);
     return true;
 }
@@ -688,24 +752,26 @@ Known *Domain::note_sign_of_life(DISCParticipant &by, const COMMENDMessageContex
     note_life(*known);
     View &view = by.view_of(*known);
     view.is_heard = view.is_heard || heard.is_directed;
+    view.has_addressed = view.has_addressed || is_addressed(heard);
     return known;
 }
 
 // ---- Limits
 
+bool Domain::has_room(const DISCParticipant &by, std::size_t bytes) {
+    return by.known_bytes() + bytes <= KNOWN_BYTES_MAX &&
+           by.remote_count() < static_cast<std::size_t>(by.property().remoteParticipantsMax);
+}
+
 bool Domain::has_room_for(DISCParticipant &by, const Heard &heard, const DISCRemote &record) {
     constexpr const char *LOG_METHOD = "receive";
     const NUV_INT32 most = by.property().remoteParticipantsMax;
-    const auto has_room = [&] {
-        return by.known_bytes() + record.size() <= KNOWN_BYTES_MAX &&
-               by.remote_count() < static_cast<std::size_t>(most);
-    };
-    if (has_room()) {
+    if (has_room(by, record.size())) {
         return true;
     }
     if (by.is_heard_again(heard.prefix, heard.context.message->arrival, heard.now)) {
-        while (!has_room() && make_place(by)) {}
-        if (has_room()) {
+        while (!has_room(by, record.size()) && make_place(by)) {}
+        if (has_room(by, record.size())) {
             return true;
         }
     }

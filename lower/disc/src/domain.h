@@ -92,6 +92,7 @@ private:
 
     void take_leaving(DISCParticipant &by, const Heard &heard, const RTPSData &data,
                       const RTPSInlineQos &qos);
+    static bool is_addressed(const Heard &heard);
     static int compare_time(const Word &last, const Heard &heard);
     static bool is_newer(const Word &last, const Heard &heard);
     bool is_stale(const Known *known, const Heard &heard, RTPSSequenceNumber sequence) const;
@@ -103,6 +104,9 @@ private:
               RTPSParticipantData *out);
     bool is_ours(DISCParticipant &by, const Heard &heard, const RTPSParticipantData &data);
 
+    void answer(DISCParticipant &by, const Heard &heard, const RTPSData &data, const Known *known);
+    Answer answer_to(DISCParticipant &by, const Question &question) const;
+    static bool has_room(const DISCParticipant &by, std::size_t bytes);
     bool has_room_for(DISCParticipant &by, const Heard &heard, const DISCRemote &record);
     bool has_share_of_table(DISCParticipant &by, const Heard &heard);
     bool make_place(DISCParticipant &by);

@@ -23,6 +23,8 @@ constexpr NUV_INT64 PERIODS_WITHOUT_GROUP = 2;
 
 /** Between answers to one asker of a writer that there is not. */
 constexpr NUV_INT64 ANSWER_PAUSE = SECOND;
+/** Between answers to one that asks what has become of somebody. */
+constexpr NUV_INT64 QUESTION_PAUSE = 200 * MILLISECOND;
 /** Until what could not be said for lack of memory is tried again. */
 constexpr NUV_INT64 SAY_AGAIN_PAUSE = SECOND;
 /** A period of nothing would never end. */
@@ -533,6 +535,32 @@ void DISCParticipant::answer(const Known &known, RTPSEntityId reader, RTPSEntity
     statistics.heartbeatsSent += send_to(known, message.octets());
 }
 
+bool DISCParticipant::admits_question(const NUVOsapiRtpsGuidPrefix &asker) {
+    return announces() && record_ && property().answers != 0 &&
+           admits_answer({asker, RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER},
+                         disc::QUESTION_PAUSE);
+}
+
+/**
+ * Under the number of what it has announced, but with a time of its own: for the asker that is
+ * news, and what is announced to all afterwards is a repetition. Without memory nobody is answered.
+ */
+void DISCParticipant::answer(const NUVOsapiRtpsGuidPrefix &asker, const Place &place,
+                             std::span<const RTPSProperty> answers) {
+    RTPSParticipantData data;
+    disc::PropertyOctets octets;
+    DISCRemote_read(record_.get(), &data);
+    if (!octets.fill(RTPSPropertyList(data.properties), answers, &data.properties)) {
+        return;
+    }
+    const disc::HeldRemote record(DISCRemote::make(data));
+    disc::Announcement announcement;
+    if (record && announcement.set(*record, sequence_, disc::wall_time())) {
+        leave_first();
+        statistics.announcementsSent += send(place, announcement.to(asker)) ? 1 : 0;
+    }
+}
+
 /** From its own port, so that firewalls can be told. */
 bool DISCParticipant::send(const Place &place, std::span<const NUV_UINT8> message) {
     if ((transports_ & disc::bit_of(place.transport)) == 0) {
@@ -709,13 +737,13 @@ void DISCParticipant::on_acknack(void *param, const COMMENDMessageContext *conte
     }
     // Whether it lives is answered each time: whoever asks that acts on silence.
     if (acknack->writerId == RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER ||
-        self->admits_answer({asker->prefix, acknack->writerId})) {
+        self->admits_answer({asker->prefix, acknack->writerId}, disc::ANSWER_PAUSE)) {
         self->answer(*asker, acknack->readerId, acknack->writerId);
     }
 }
 
 /** Without memory nobody is answered who may ask again at once. */
-bool DISCParticipant::admits_answer(const disc::Asker &asker) {
+bool DISCParticipant::admits_answer(const disc::Asker &asker, NUV_INT64 pause) {
     auto *const answered = answered_.get();
-    return answered != nullptr && answered->admits(asker, domain_.now(), disc::ANSWER_PAUSE);
+    return answered != nullptr && answered->admits(asker, domain_.now(), pause);
 }

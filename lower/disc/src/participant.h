@@ -42,6 +42,7 @@ struct View {
     bool greets : 1;        // it announces itself to it, and it has not shown that it knows that
     bool is_heard : 1;      // the other one has said something to this one alone
     NUV_UINT8 greeting : 2; // which time
+    bool has_addressed : 1; // the other one has said something to it alone, or by unicast
     NUV_UINT16 due;         // when that is: the last digits of the domain's milliseconds
 };
 
@@ -82,6 +83,10 @@ public:
         return property().announces != 0;
     }
     bool has_tag(const RTPSText &tag) const;
+    /** Whether it may know one with that tag. */
+    bool accepts_tag(const RTPSText &tag) const {
+        return property().acceptsMismatch != 0 || has_tag(tag);
+    }
     DISCDiscovery &discovery() const {
         return discovery_;
     }
@@ -126,6 +131,11 @@ public:
     /** Whether something was sent. */
     bool ask(const disc::Known &known, bool is_everywhere);
     void answer(const disc::Known &known, RTPSEntityId reader, RTPSEntityId writer);
+    /** Whether a question of one that need not be known is answered now. */
+    bool admits_question(const NUVOsapiRtpsGuidPrefix &asker);
+    /** What it says of itself, and the answers behind it. */
+    void answer(const NUVOsapiRtpsGuidPrefix &asker, const disc::Place &place,
+                std::span<const RTPSProperty> answers);
 
     // Its view.
     disc::View &view_of(const disc::Known &known) {
@@ -201,7 +211,7 @@ private:
     void announce_to_unreached(NUV_INT64 now);
     void announce_to(const disc::Known &known);
     void leave(const Leaving &leaving);
-    bool admits_answer(const disc::Asker &asker);
+    bool admits_answer(const disc::Asker &asker, NUV_INT64 pause);
     bool is_twin(const disc::Known &known, const disc::Place &place) const;
     template <typename Visitor>
     void visit_known(Visitor visitor);

@@ -2,7 +2,9 @@
 // What a participant has announced, as it is kept.
 #include "remote.h"
 
+#include <charconv>
 #include <cstring>
+#include <functional>
 #include <new>
 
 #include "osapi/osapi_assert.h"
@@ -17,6 +19,35 @@ NUV_INT64 nanoseconds_of(const NUVNtpTime &lease) {
     return NUVNtpTime_isInfinite(&lease) != 0 ? disc::NEVER : NUVNtpTime_toNanoseconds(&lease);
 }
 
+std::size_t hash_of(std::string_view text) {
+    return std::hash<std::string_view>{}(text);
+}
+
+std::string_view view_of(const RTPSText &text) {
+    return {text.text, text.length};
+}
+
+/** The value of a property; empty without it. */
+std::string_view value_of(const RTPSPropertyList &properties, std::string_view name) {
+    RTPSPropertyReader reader;
+    RTPSProperty property;
+    RTPSPropertyReader_initialize(&reader, &properties);
+    while (RTPSPropertyReader_next(&reader, &property) != 0) {
+        if (view_of(property.name) == name) {
+            return view_of(property.value);
+        }
+    }
+    return {};
+}
+
+/** 0: it does not say. */
+NUV_UINT32 process_of(const RTPSPropertyList &properties) {
+    const std::string_view text = value_of(properties, "__Pid");
+    NUV_UINT32 process = 0;
+    (void)std::from_chars(text.data(), text.data() + text.size(), process);
+    return process;
+}
+
 std::span<const NUVNetioLocator> list_of(const RTPSLocators &locators) {
     return {locators.locators, locators.count};
 }
@@ -24,7 +55,9 @@ std::span<const NUVNetioLocator> list_of(const RTPSLocators &locators) {
 } // namespace
 
 DISCRemote::DISCRemote(const RTPSParticipantData &data)
-    : prefix_(data.guid.prefix), lease_(nanoseconds_of(data.leaseDuration)) {
+    : prefix_(data.guid.prefix), lease_(nanoseconds_of(data.leaseDuration)),
+      name_hash_(hash_of(view_of(data.entityName))), process_(process_of(data.properties)),
+      asks_(!disc::Questions::of(data.properties).all().empty()) {
     metatraffic_count_ = add_places(data.metatrafficUnicast, false);
     unicast_count_ = add_places(data.defaultUnicast, false);
     (void)add_places(data.metatrafficMulticast, true);
@@ -65,6 +98,28 @@ DISCRemote *DISCRemote::make(const RTPSParticipantData &data) {
 bool DISCRemote::says_the_same_as(const DISCRemote &other) const {
     return length_ == other.length_ &&
            std::memcmp(octets().data, other.octets().data, length_) == 0;
+}
+
+/** Its texts are read only if they may be the right ones. */
+bool DISCRemote::is(const disc::Subject &subject) const {
+    RTPSParticipantData data;
+    switch (subject.kind) {
+    case disc::Subject::Kind::NAME:
+        if (name_hash_ != hash_of(subject.text)) {
+            return false;
+        }
+        DISCRemote_read(this, &data);
+        return view_of(data.entityName) == subject.text;
+    case disc::Subject::Kind::PROCESS:
+        if (process_ != subject.process) {
+            return false;
+        }
+        DISCRemote_read(this, &data);
+        return value_of(data.properties, "__Hostname") == subject.text;
+    case disc::Subject::Kind::PARTICIPANT:
+        break;
+    }
+    return NUVOsapiRtpsGuidPrefix_isSame(&prefix_, &subject.prefix) != 0;
 }
 
 const DISCRemote *DISCRemote_retain(const DISCRemote *self) {

@@ -8,6 +8,7 @@
 
 #include "disc/disc_remote.h"
 #include "place.h"
+#include "question.h"
 
 /** One block of memory, which ends with the unicast places and the octets of the announcement. */
 struct DISCRemote {
@@ -45,6 +46,12 @@ public:
     NUV_INT64 lease() const {
         return lease_;
     }
+    /** Whether it asks anything. */
+    bool asks() const {
+        return asks_;
+    }
+    /** Whether it is the one that somebody asks about. */
+    bool is(const disc::Subject &subject) const;
     /** What it says of itself, whatever says it. */
     bool says_the_same_as(const DISCRemote &other) const;
 
@@ -66,6 +73,9 @@ private:
     NUV_UINT32 unicast_count_ = 0;
     NUV_UINT32 place_count_ = 0;
     std::size_t length_ = 0;
+    std::size_t name_hash_;
+    NUV_UINT32 process_;
+    bool asks_;
 };
 
 namespace disc {

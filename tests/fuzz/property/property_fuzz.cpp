@@ -155,6 +155,8 @@ private:
             "participant.discovery_config.log_discovery_mismatch",
             "discovery.announce",
             "discovery.announce_process",
+            "discovery.answer_questions",
+            "discovery.accept_mismatch",
         };
         static constexpr const char *DURATIONS[] = {"send", "ea", "process_received_message",
                                                     "authentication"};

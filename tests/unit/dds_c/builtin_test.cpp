@@ -33,6 +33,7 @@ protected:
         data.last_heard = {3, 4};
         data.source = locator;
         data.is_local = DDS_BOOLEAN_TRUE;
+        data.has_addressed = DDS_BOOLEAN_TRUE;
         ASSERT_TRUE(DDS_OctetSeq_from_array(&data.user_data.value, octets, 2));
         ASSERT_TRUE(DDS_String_replace(&data.domain_tag, "tag"));
         ASSERT_TRUE(DDS_String_replace(&data.participant_name, "name"));
@@ -127,6 +128,7 @@ TEST_F(BuiltinTest, EachFieldOfDataCountsForEquality) {
         [](Data &data) { data.last_heard.nanosec = 1; },
         [](Data &data) { data.source.port = 1; },
         [](Data &data) { data.is_local = DDS_BOOLEAN_TRUE; },
+        [](Data &data) { data.has_addressed = DDS_BOOLEAN_TRUE; },
     };
     for (const auto &change : changes) {
         DDS_ParticipantBuiltinTopicData_finalize(&other_);

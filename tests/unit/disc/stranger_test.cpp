@@ -57,6 +57,48 @@ TEST_F(Stranger, IsKnownAndAnnouncedTo) {
     EXPECT_EQ(heard(), (std::vector<std::string>{"DST TS DATA"}));
 }
 
+TEST_F(Stranger, HasAddressedWhomItSpeaksToByUnicast) {
+    say(announcement(made));
+    EXPECT_NE(party.see(made.prefix).status.hasAddressed, 0);
+}
+
+TEST_F(Stranger, ThatSpeaksToTheGroupHasAddressedNobody) {
+    EXPECT_EQ(socket.send("239.255.0.1:7400", announcement(made)), 0);
+    net.world.run_for(MS);
+    EXPECT_EQ(party.see(made.prefix).status.hasAddressed, 0);
+}
+
+TEST_F(Stranger, HasAddressedWhomItNamesToTheGroup) {
+    made.directed_at = party.prefix();
+    EXPECT_EQ(socket.send("239.255.0.1:7400", announcement(made)), 0);
+    net.world.run_for(MS);
+    EXPECT_NE(party.see(made.prefix).status.hasAddressed, 0);
+}
+
+TEST_F(Stranger, ThatSpokeToTheGroupAndAnswersHasAddressed) {
+    EXPECT_EQ(socket.send("239.255.0.1:7400", announcement(made)), 0);
+    net.world.run_for(MS);
+    say(heartbeat(made, RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER));
+    EXPECT_NE(party.see(made.prefix).status.hasAddressed, 0);
+}
+
+TEST_F(Stranger, OfAnotherDomainOrTagIsKnownToWhomeverAcceptsThat) {
+    Settings settings;
+    settings.index = 1;
+    settings.property.acceptsMismatch = 1;
+    Party any(machine, settings);
+    made.domain = 7;
+    made.tag = "night";
+    EXPECT_EQ(socket.send("192.0.2.1:7412", announcement(made)), 0);
+    net.world.run_for(MS);
+    EXPECT_EQ(any.see(made.prefix).tag, "night");
+    EXPECT_FALSE(is_known());
+    EXPECT_EQ(socket.send("192.0.2.1:7412", announcement(made)), 0); // and stays so
+    net.world.run_for(MS);
+    EXPECT_TRUE(any.knows(made.prefix));
+    EXPECT_EQ(any.statistics().refused[DISC_REFUSED_DOMAIN_TAG], 0u);
+}
+
 TEST_F(Stranger, IsAnnouncedToFourTimesUntilItShowsThatItKnows) {
     say(announcement(made));
     EXPECT_EQ(heard().size(), 1u);

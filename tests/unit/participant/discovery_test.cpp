@@ -333,6 +333,8 @@ TEST_F(Discovery, GoesByTheQos) {
     qos->wire_protocol.rtps_well_known_ports = {10000, 100, 4, 1, 20, 2, 21};
     set_property("dds.discovery.max_peer_index", "9", DDS_BOOLEAN_FALSE);
     set_property("dds.participant.discovery_config.log_discovery_mismatch", "1", DDS_BOOLEAN_FALSE);
+    set_property("dds.discovery.accept_mismatch", "1", DDS_BOOLEAN_FALSE);
+    set_property("dds.discovery.answer_questions", "0", DDS_BOOLEAN_FALSE);
 
     ASSERT_NE(create(), nullptr);
     EXPECT_EQ(NUVNtpTime_toNanoseconds(&made.property.leaseDuration), 8'500'000'000);
@@ -345,6 +347,8 @@ TEST_F(Discovery, GoesByTheQos) {
     EXPECT_EQ(made.property.participantIdGain, 4);
     EXPECT_EQ(made.property.peerIndexMax, 9);
     EXPECT_EQ(made.property.logsMismatch, 1);
+    EXPECT_EQ(made.property.acceptsMismatch, 1);
+    EXPECT_EQ(made.property.answers, 0);
     EXPECT_EQ(made.property.announces, 1);
     EXPECT_FALSE(made.hasListener);
 }

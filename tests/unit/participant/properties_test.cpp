@@ -92,6 +92,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadValue{"dds.transport.dscp", "EF", "a number from 0 to 63"},
         BadValue{"dds.discovery.announce", "", BOOLEANS},
         BadValue{"dds.discovery.announce_process", "maybe", BOOLEANS},
+        BadValue{"dds.discovery.answer_questions", "never", BOOLEANS},
+        BadValue{"dds.discovery.accept_mismatch", "any", BOOLEANS},
         BadValue{"dds.discovery.max_peer_index", "120", "a number from 0 to 119"},
         BadValue{"dds.discovery.max_peer_index", "-1", "a number from 0 to 119"},
         BadValue{THREAD_TIMEOUT, "61", "a number from 0 to 60"},

@@ -61,6 +61,9 @@ struct DISCParticipantProperty {
     NUV_INT32 remoteParticipantsMax;             /**< 0 or more */
     NUV_INT32 announces;    /**< 0: it listens only, and sends nothing at all */
     NUV_INT32 logsMismatch; /**< non-zero: another domain or tag is said in the log */
+    /** Non-zero: it knows participants of other domains and tags as well, which do not know it. */
+    NUV_INT32 acceptsMismatch;
+    NUV_INT32 answers; /**< non-zero: it answers what is asked by DISC_QUESTION_PROPERTY */
     /** Properties that are announced in front of those that propagate. */
     const struct RTPSProperty *ownProperties;
     NUV_UINT32 ownPropertyCount;
@@ -75,9 +78,24 @@ struct DISCParticipantProperty {
     {                                                                                              \
         DISC_LEASE_DURATION_DEFAULT, DISC_ANNOUNCEMENT_PERIOD_DEFAULT,                             \
             DISC_INITIAL_ANNOUNCEMENTS_DEFAULT, DISC_INITIAL_ANNOUNCEMENT_PERIOD_DEFAULT, NULL,    \
-            DISC_REMOTE_PARTICIPANTS_MAX_DEFAULT, 1, 0, NULL, 0u, 7400, 7410, 2,                   \
+            DISC_REMOTE_PARTICIPANTS_MAX_DEFAULT, 1, 0, 0, 1, NULL, 0u, 7400, 7410, 2,             \
             DISC_PEER_INDEX_MAX_DEFAULT                                                            \
     }
+
+/**
+ * @brief An announced property whose name begins so asks everybody whom the announcement reaches
+ * what has become of somebody in them; the name ends in a word of 16 characters at most.
+ *
+ * Its value is "guid:01020304.05060708.090a0b0c", "name:" and a participant's name, or "process:"
+ * and "812@host". Who answers announces itself to the asker alone, where the question came from,
+ * with a property of the other name and the same word: "self", "known", "ignored", "full" when
+ * there is no room for anybody, or "unknown". Behind "known" and "ignored" stands the GUID prefix,
+ * and behind that of one that is known the milliseconds until its lease ends, or "infinite". Four
+ * questions of an announcement are answered at most, one in 200 ms by each participant, and as any
+ * that is sent to one who was not asked.
+ */
+#define DISC_QUESTION_PROPERTY "nuvdds.discovery.question."
+#define DISC_ANSWER_PROPERTY "nuvdds.discovery.answer."
 
 /** What has become of a participant that is known. */
 enum DISCChange {

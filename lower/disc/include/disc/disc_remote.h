@@ -42,6 +42,8 @@ struct DISCRemoteStatus {
     /** Where its last announcement came from; invalid for a participant of this process. */
     struct NUVNetioLocator source;
     NUV_INT32 isLocal; /**< it is a participant of this process */
+    /** It has said something to the asking participant alone, or by unicast: it knows of it. */
+    NUV_INT32 hasAddressed;
 };
 
 #ifdef __cplusplus
