@@ -28,7 +28,7 @@ protected:
                 EXPECT_TRUE(nodes_.back()->open(at));
             }
         }
-        net_.world.capture(&capture_);
+        net_.world.tap(&capture_);
         for (const auto &node : nodes_) {
             for (const char *to :
                  {"239.255.0.1:17400", "[ff15::1]:17401", "192.0.2.3:17410", "[fd00::8]:17411"}) {
@@ -39,7 +39,7 @@ protected:
             }
         }
         net_.world.run_for(simnet::SECOND);
-        net_.world.capture(nullptr);
+        net_.world.tap(nullptr);
         capture_.close();
     }
     ~CaptureTest() override {

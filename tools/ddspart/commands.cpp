@@ -10,6 +10,7 @@
 #include "output.h"
 #include "participant.h"
 #include "signals.h"
+#include "streams.h"
 #include "taken_ports.h"
 
 namespace {

@@ -16,6 +16,7 @@
 #include "participant.h"
 #include "ports.h"
 #include "signals.h"
+#include "streams.h"
 #include "table.h"
 
 namespace {

@@ -19,6 +19,7 @@
 #include "participant.h"
 #include "ports.h"
 #include "signals.h"
+#include "streams.h"
 
 namespace {
 

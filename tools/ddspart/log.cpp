@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "log.h"
 
+#include "streams.h"
+
 namespace {
 
 constexpr KOLS_Config_LogVerbosity ERRORS = KOLS_CONFIG_LOG_VERBOSITY_ERROR;
@@ -8,10 +10,6 @@ constexpr KOLS_Config_LogVerbosity ERRORS = KOLS_CONFIG_LOG_VERBOSITY_ERROR;
 thread_local bool is_silent = false; // a message is received by the thread that it is from
 
 } // namespace
-
-void write_message(const std::string &line) {
-    KOLS_Config_Logger_write_text(line.c_str());
-}
 
 Silence::Silence() {
     is_silent = true;

@@ -24,9 +24,6 @@ private:
     std::string remark_;
 };
 
-/** Writes one line to stderr, in one piece and as KOLS_Config_Logger_write_text does. */
-void write_message(const std::string &line);
-
 /** As long as it lives, the calling thread's messages of the library are not for anybody. */
 class Silence {
 public:

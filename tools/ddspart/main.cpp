@@ -4,33 +4,17 @@
 //
 // Data goes to stdout, messages to stderr. The exit code is 0 when all is done, 1 when it could not
 // be done, 2 for wrong usage, 3 when there are findings.
-#include <cerrno>
 #include <exception>
 #include <string>
-#include <system_error>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 #include "commands.h"
 #include "log.h"
 #include "options.h"
 #include "output.h"
 #include "signals.h"
+#include "streams.h"
 
 namespace {
-
-/**
- * So that nothing that is opened gets the number of a stream and what is written to it. Writing to
- * a stream that was closed goes on failing.
- */
-void occupy_closed_streams() {
-    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(stream, F_GETFD) < 0 && open("/dev/null", O_RDONLY) != stream) {
-            throw std::system_error(errno, std::generic_category(), "cannot open /dev/null");
-        }
-    }
-}
 
 int perform(const Answer &answer) {
     if (answer.exit_code == 0) {

@@ -6,71 +6,19 @@
 #include <string_view>
 
 #include "commandLine.h"
+#include "man_page.h"
 #include "words.h"
 
 namespace {
 
 constexpr const char *PROGRAM = "ddspart";
 
-/** Text that means nothing but itself to the formatter. */
-std::string escaped(std::string_view text) {
-    std::string result = text.starts_with('.') || text.starts_with('\'') ? "\\&" : "";
-
-    for (const char character : text) {
-        if (character == '\\') {
-            result += "\\e";
-        } else if (character == '-') {
-            result += "\\-";
-        } else {
-            result += character;
-        }
-    }
-    return result;
-}
-
 std::vector<const CLI::App *> commands_of(const CommandLine &line) {
     return line.app.get_subcommands([](const CLI::App *) { return true; });
 }
 
-std::vector<const CLI::Option *> options_of(const CLI::App &app) {
-    return app.get_options([](const CLI::Option *option) { return option->nonpositional(); });
-}
-
-bool takes_value(const CLI::Option &option) {
-    return option.get_items_expected_max() > 0;
-}
-
 std::string page_name(const std::string &command) {
     return command.empty() ? PROGRAM : PROGRAM + ("-" + command);
-}
-
-/** A description as a sentence. */
-std::string sentence(std::string text) {
-    if (!text.empty() && text.front() >= 'a' && text.front() <= 'z') {
-        text.front() = static_cast<char>(text.front() - 'a' + 'A');
-    }
-    return text.ends_with('.') ? text : text + '.';
-}
-
-/** A description as what follows a name and a dash. */
-std::string phrase(std::string text) {
-    if (!text.empty() && text.front() >= 'A' && text.front() <= 'Z') {
-        text.front() = static_cast<char>(text.front() - 'A' + 'a');
-    }
-    return text.substr(0, text.find_last_not_of('.') + 1);
-}
-
-/** All names of an option, as "-h, --help". */
-std::string names_of(const CLI::Option &option) {
-    std::vector<std::string> names;
-
-    for (const std::string &name : option.get_snames()) {
-        names.push_back("-" + name);
-    }
-    for (const std::string &name : option.get_lnames()) {
-        names.push_back("--" + name);
-    }
-    return join(names, ", ");
 }
 
 void write_synopsis(std::ostream &page, const std::string &command) {
@@ -89,21 +37,6 @@ void write_commands(std::ostream &page, const CommandLine &line) {
         page << ".TP\n.B " << escaped(command->get_name()) << '\n'
              << escaped(sentence(command->get_description())) << "\nSee\n.BR "
              << escaped(page_name(command->get_name())) << " (1).\n";
-    }
-}
-
-void write_options(std::ostream &page, const CLI::App &app) {
-    page << ".SH OPTIONS\n";
-    for (const CLI::Option *option : options_of(app)) {
-        page << ".TP\n\\fB" << escaped(names_of(*option)) << "\\fR";
-        if (takes_value(*option)) {
-            page << " \\fI" << escaped(option->get_type_name()) << "\\fR";
-        }
-        page << '\n' << escaped(sentence(option->get_description())) << '\n';
-        if (!option->get_envname().empty()) {
-            page << "Where it is not given, the variable\n.B " << option->get_envname()
-                 << "\nof the environment is its value, if that is set.\n";
-        }
     }
 }
 
@@ -161,18 +94,6 @@ void write_ending(std::ostream &page, const CommandLine &line, const std::string
         }
     }
     page << ".BR nuvdds (7)\n";
-}
-
-/** The names of options that are typed out, as "--domain", each followed by a space. */
-std::string long_options(const CLI::App &app) {
-    std::string names;
-
-    for (const CLI::Option *option : options_of(app)) {
-        for (const std::string &name : option->get_lnames()) {
-            names += "--" + name + ' ';
-        }
-    }
-    return names;
 }
 
 /** The branches of a shell's "case" for the options of a command that take a value. */

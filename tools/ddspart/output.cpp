@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "output.h"
 
-#include <cerrno>
-#include <cstdio>
 #include <iomanip>
 #include <sstream>
-#include <system_error>
 
 #include <nlohmann/json.hpp>
 
@@ -515,11 +512,4 @@ std::string wrapped(const std::string &lines, std::size_t columns) {
         result += '\n';
     }
     return result;
-}
-
-void write_data(const std::string &lines) {
-    if (std::fwrite(lines.data(), 1, lines.size(), stdout) != lines.size() ||
-        std::fflush(stdout) != 0) {
-        throw std::system_error(errno, std::generic_category(), "cannot write to stdout");
-    }
 }

@@ -11,6 +11,7 @@
 #include "port_check.h"
 #include "ports.h"
 #include "sighting.h"
+#include "streams.h"
 
 /** A participant in its domain. */
 struct Presence {
@@ -104,9 +105,6 @@ std::string as_json(const doctor::Diagnosis &diagnosis);
 
 /** The lines, those that are longer than @p columns broken between words and indented. */
 std::string wrapped(const std::string &lines, std::size_t columns);
-
-/** Writes to stdout, at once; throws when that fails. */
-void write_data(const std::string &lines);
 
 template <class Event>
 void show(const Event &event, bool json) {

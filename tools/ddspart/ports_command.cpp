@@ -5,6 +5,7 @@
 #include "port_check.h"
 #include "port_rules.h"
 #include "ports.h"
+#include "streams.h"
 
 namespace {
 

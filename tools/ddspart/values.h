@@ -2,19 +2,12 @@
 // The values of the options, from their text. A text that is not allowed is a Refusal.
 #pragma once
 
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "options.h"
-
-/** A value that an option can't have: says so, and what is allowed. */
-class Refusal : public std::runtime_error {
-public:
-    Refusal(const std::string &value, const std::string &allowed)
-        : std::runtime_error("'" + value + "' is not " + allowed) {}
-};
+#include "refusal.h"
 
 DDS_DomainId_t to_domain(const std::string &text);
 Domains to_domains(const std::string &text);

@@ -19,6 +19,7 @@
 #include "log.h"
 #include "output.h"
 #include "participant.h"
+#include "streams.h"
 
 namespace {
 

@@ -6,7 +6,6 @@
 #include <limits>
 #include <stdexcept>
 
-#include "simnet/simnet_capture.h"
 #include "simnet/simnet_world.h"
 
 namespace simnet {
@@ -93,8 +92,8 @@ void Segment::send(Station &from, const Packet &packet, const Address &next_hop)
         world_.trace_drop(packet, Drop::NO_STATION); // it cannot even be asked for its MAC address
         return;
     }
-    if (world_.capture_ != nullptr) {
-        world_.capture_->add(world_.now(), *this, from, to, packet);
+    if (world_.tap_ != nullptr) {
+        world_.tap_->add(world_.now(), *this, from, to, packet);
     }
     const Link::Passage passage = from.to_segment.pass(world_.now(), packets, world_.random());
     if (passage.count == 0) {

@@ -30,10 +30,10 @@ protected:
     SimCapture() {
         eth0(a).set_addresses({"192.0.2.1/24", "fd00::1/64"});
         eth0(b).set_addresses({"192.0.2.2/24", "fd00::2/64"});
-        world.capture(&capture);
+        world.tap(&capture);
     }
     ~SimCapture() override {
-        world.capture(nullptr);
+        world.tap(nullptr);
         std::filesystem::remove(path);
     }
 
@@ -221,11 +221,11 @@ TEST_F(SimCapture, HasEachSegmentAsAnInterface) {
 }
 
 TEST_F(SimCapture, BeginsAndEndsWhenItIsWanted) {
-    world.capture(nullptr);
+    world.tap(nullptr);
     EXPECT_EQ(Udp(a).send("192.0.2.2:7410", "before"), 0);
-    world.capture(&capture);
+    world.tap(&capture);
     EXPECT_EQ(Udp(a).send("192.0.2.2:7410", "meanwhile"), 0);
-    world.capture(nullptr);
+    world.tap(nullptr);
     EXPECT_EQ(Udp(a).send("192.0.2.2:7410", "afterwards"), 0);
     const std::vector<Datagram> all = pcapng::datagrams(frames());
     ASSERT_THAT(all, SizeIs(1));

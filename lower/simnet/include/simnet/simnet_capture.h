@@ -20,16 +20,17 @@ namespace simnet {
  * checksums, and goes in fragments where it is larger than the link's MTU. Times are those of a
  * world that began on 2026-01-01.
  */
-class Capture {
+class Capture final : public Tap {
 public:
     /** Throws std::system_error when the file cannot be written. */
     explicit Capture(const std::string &path);
-    Capture(const Capture &) = delete;
-    Capture &operator=(const Capture &) = delete;
 
-    /** Adds a datagram that a station sends to another one; null: to all. */
     void add(Time now, const Segment &segment, const Station &from, const Station *to,
-             const Packet &packet);
+             const Packet &packet) override;
+    /** Whether something could not be written: close says what. */
+    bool has_failed() const {
+        return error_ != 0;
+    }
     /**
      * Ends the file: nothing can be added any more. Throws std::system_error when not all could be
      * written. Who does not call it has no way to know.

@@ -82,6 +82,22 @@ private:
     NUV_UINT64 side_ = 0; // a bit for each partition
 };
 
+/** Sees what is sent over segments. */
+class Tap {
+public:
+    Tap() = default;
+    virtual ~Tap() = default;
+    Tap(const Tap &) = delete;
+    Tap &operator=(const Tap &) = delete;
+
+    /**
+     * A station sends a datagram to another one; null: to all. It may get lost yet. Called within
+     * the library's sending: nothing may be thrown.
+     */
+    virtual void add(Time now, const Segment &segment, const Station &from, const Station *to,
+                     const Packet &packet) = 0;
+};
+
 /** What a switch does with what is sent to a group. */
 enum class Multicast {
     FLOODS, /**< passes it to all */

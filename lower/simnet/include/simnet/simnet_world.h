@@ -32,8 +32,6 @@
 
 namespace simnet {
 
-class Capture;
-
 /** 2026-01-01T00:00:00Z: what wall clocks show when a world begins. */
 constexpr Time EPOCH = 1'767'225'600 * SECOND;
 
@@ -92,9 +90,9 @@ public:
     void observe(Action observer) {
         observer_ = std::move(observer);
     }
-    /** Writes what goes over the segments from now on; null: no more. Borrowed. */
-    void capture(Capture *capture) {
-        capture_ = capture;
+    /** Has one see what goes over the segments from now on; null: none any more. Borrowed. */
+    void tap(Tap *tap) {
+        tap_ = tap;
     }
 
 private:
@@ -138,7 +136,7 @@ private:
     NUV_UINT32 last_mac_ = 0;
     std::vector<Planned> planned_; // a heap by Later
     Action observer_;
-    Capture *capture_ = nullptr;
+    Tap *tap_ = nullptr;
     Process *current_ = nullptr;
 
     std::vector<std::unique_ptr<Segment>> segments_;

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "progress.h"
+
+#include <cstdio>
+
+#include <unistd.h>
+
+namespace ddssim {
+
+namespace {
+
+constexpr auto PAUSE = std::chrono::milliseconds(500);
+constexpr int CALLS_BETWEEN_LOOKS = 1'000; // at the clock
+constexpr double PERCENT = 100;
+
+double seconds(simnet::Time time) {
+    return static_cast<double>(time) / simnet::SECOND;
+}
+
+} // namespace
+
+ProgressLine::ProgressLine(simnet::Time duration)
+    : duration_(duration), is_shown_(isatty(STDERR_FILENO) != 0) {}
+
+ProgressLine::~ProgressLine() {
+    if (has_begun_) {
+        (void)std::fputs("\r\x1b[K", stderr);
+    }
+}
+
+void ProgressLine::show(std::int64_t seed, const Progress &progress) {
+    if (!is_shown_ || ++calls_ < CALLS_BETWEEN_LOOKS) {
+        return;
+    }
+    calls_ = 0;
+    if (std::chrono::steady_clock::now() - last_ < PAUSE) {
+        return;
+    }
+    last_ = std::chrono::steady_clock::now();
+    has_begun_ = true;
+    (void)std::fprintf(stderr, "\r\x1b[Kseed %lld: %.3f s", static_cast<long long>(seed),
+                       seconds(progress.time));
+    if (duration_ != 0) {
+        (void)std::fprintf(stderr, " of %.0f s", seconds(duration_));
+    }
+    (void)std::fprintf(stderr, " simulated, %.1f %% known", PERCENT * progress.known);
+    (void)std::fflush(stderr);
+}
+
+} // namespace ddssim

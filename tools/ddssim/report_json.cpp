@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: Apache-2.0
+// Reports for programs.
+#include <nlohmann/json.hpp>
+
+#include "report.h"
+#include "settings.h"
+
+namespace ddssim {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+/** Of what the objects have in them; higher when a program that reads them has to change. */
+constexpr int VERSION = 1;
+
+double seconds(simnet::Time time) {
+    return static_cast<double>(time) / simnet::SECOND;
+}
+
+Json object(const char *record) {
+    return {{"version", VERSION}, {"record", record}};
+}
+
+std::string line(const Json &object) {
+    return object.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n";
+}
+
+Json amount(const Amount &one) {
+    return {{"datagrams", one.datagrams}, {"octets", one.octets}};
+}
+
+/** By kind, those that there were. */
+Json kinds(const Kinds &all) {
+    Json object = Json::object();
+
+    for (std::size_t i = 0; i < KINDS; ++i) {
+        if (all.at(i).datagrams != 0) {
+            object[to_text(static_cast<Kind>(i))] = amount(all.at(i));
+        }
+    }
+    return object;
+}
+
+Json link(const LinkUse &use) {
+    return {{"packets", use.packets}, {"octets_in", use.octets_in}, {"octets_out", use.octets_out}};
+}
+
+Json settings_of(const Scenario &scenario) {
+    Json object = Json::object();
+
+    for (const Setting &setting : settings()) {
+        object[setting.key] = setting.get(scenario);
+    }
+    return object;
+}
+
+Json summary(const Result &result) {
+    Json drops = Json::object();
+    Json line = object("summary");
+
+    for (const DropResult &drop : result.drops) {
+        drops[drop.reason] = drop.datagrams;
+    }
+    line.update({{"seed", result.seed},
+                 {"seconds", seconds(result.duration)},
+                 {"is_over", result.is_over},
+                 {"participants", result.participants},
+                 {"started", seconds(result.started)},
+                 {"all_known", result.all_known ? Json(seconds(*result.all_known)) : Json()},
+                 {"known", result.end.known},
+                 {"wanted", result.end.wanted},
+                 {"lost_living", result.lost_living},
+                 {"sent", amount(sum(result.sent))},
+                 {"kinds", kinds(result.sent)},
+                 {"sent_altogether", result.sent_altogether},
+                 {"received", result.received},
+                 {"dropped", drops},
+                 {"busiest_second", result.busiest_second},
+                 {"busiest", amount(result.busiest)},
+                 {"heap", result.heap},
+                 {"resident_peak", result.resident_peak},
+                 {"processor_seconds", result.processor_seconds},
+                 {"hash", result.hash}});
+    return line;
+}
+
+} // namespace
+
+std::string as_json(const Scenario &scenario, const Result &result) {
+    Json first = object("scenario");
+
+    first["settings"] = settings_of(scenario);
+    first["events"] = scenario.events.size();
+    std::string lines = line(first);
+
+    for (const Moment &moment : result.curve) {
+        Json point = object("known");
+
+        point.update({{"seconds", seconds(moment.time)},
+                      {"known", moment.known},
+                      {"wanted", moment.wanted}});
+        lines += line(point);
+    }
+    for (const HostResult &host : result.hosts) {
+        Json one = object("host");
+
+        one.update({{"host", host.name},
+                    {"kinds", kinds(host.sent)},
+                    {"up", link(host.up)},
+                    {"down", link(host.down)}});
+        lines += line(one);
+    }
+    return lines + line(summary(result));
+}
+
+std::string as_json_line(const Result &result) {
+    return line(summary(result));
+}
+
+std::string spread_as_json(const std::vector<Result> &results) {
+    std::string lines;
+
+    for (const Spread &spread : spreads_of(results)) {
+        Json one = object("spread");
+
+        one.update({{"of", spread.name},
+                    {"runs", spread.values.size()},
+                    {"least", spread.at(0)},
+                    {"middle", spread.at(0.5)},
+                    {"percentile_95", spread.at(0.95)},
+                    {"most", spread.at(1)}});
+        lines += line(one);
+    }
+    return lines;
+}
+
+} // namespace ddssim

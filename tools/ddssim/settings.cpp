@@ -1,0 +1,207 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "settings.h"
+
+#include <algorithm>
+#include <array>
+
+#include "refusal.h"
+#include "words.h"
+
+namespace ddssim {
+
+namespace {
+
+using simnet::MICROSECOND;
+using simnet::MILLISECOND;
+using simnet::SECOND;
+
+constexpr simnet::Time DAY = 24 * 3600 * SECOND;
+
+struct Row {
+    const char *key;
+    const char *type;
+    const char *text;
+    const char *example;
+    bool is_of_link = false;
+};
+
+// Each takes a function that gives a scenario's member, of one that may be changed or not.
+
+template <class Member>
+Setting text(const Row &row, Member member) {
+    return {row.key,        row.type,
+            row.text,       row.example,
+            row.is_of_link, [member](Scenario &all, const std::string &value) { member(all) = value; },
+            [member](const Scenario &all) { return member(all); }};
+}
+
+template <class Member>
+Setting count(const Row &row, Member member, Range<std::int64_t> range) {
+    return {row.key,
+            row.type,
+            row.text,
+            row.example,
+            row.is_of_link,
+            [member, range](Scenario &all, const std::string &value) {
+                member(all) = to_count(value, range);
+            },
+            [member](const Scenario &all) { return std::to_string(member(all)); }};
+}
+
+template <class Member>
+Setting time(const Row &row, Member member, Range<simnet::Time> range) {
+    return {row.key,
+            row.type,
+            row.text,
+            row.example,
+            row.is_of_link,
+            [member, range](Scenario &all, const std::string &value) {
+                member(all) = to_time(value, range);
+            },
+            [member](const Scenario &all) { return text_of_time(member(all)); }};
+}
+
+template <class Member>
+Setting share(const Row &row, Member member) {
+    return {row.key,
+            row.type,
+            row.text,
+            row.example,
+            row.is_of_link,
+            [member](Scenario &all, const std::string &value) { member(all) = to_share(value); },
+            [member](const Scenario &all) { return text_of_share(member(all)); }};
+}
+
+constexpr std::array MULTICAST_WORDS = {
+    std::pair{"flooded", simnet::Multicast::FLOODS},
+    std::pair{"snooped", simnet::Multicast::SNOOPS},
+    std::pair{"none", simnet::Multicast::NONE},
+};
+
+void set_multicast(Scenario &all, const std::string &value) {
+    for (const auto &[word, multicast] : MULTICAST_WORDS) {
+        if (value == word) {
+            all.multicast = multicast;
+            return;
+        }
+    }
+    throw Refusal(value, "one of flooded, snooped, none");
+}
+
+std::string text_of_multicast(const Scenario &all) {
+    for (const auto &[word, multicast] : MULTICAST_WORDS) {
+        if (all.multicast == multicast) {
+            return word;
+        }
+    }
+    return "";
+}
+
+std::vector<Setting> all_settings() {
+    return {
+        text({"title", "TEXT", "what the report is headed with", "a robot"},
+             [](auto &all) -> auto & { return all.title; }),
+        text({"description", "TEXT", "what the scenario shows", "What it takes to start at once."},
+             [](auto &all) -> auto & { return all.description; }),
+        count({"hosts", "N", "how many hosts are on the switch", "250"},
+              [](auto &all) -> auto & { return all.hosts; }, {1, 4'000}),
+        count({"participants", "N", "how many participants each host has", "4"},
+              [](auto &all) -> auto & { return all.participants; }, {1, 119}),
+        count({"participants_per_process", "N", "how many of a host's participants share a process",
+               "4"},
+              [](auto &all) -> auto & { return all.participants_per_process; }, {1, 119}),
+        time({"start_spread", "TIME", "the time within which participants start, at random", "2s"},
+             [](auto &all) -> auto & { return all.start_spread; }, {0, DAY}),
+        time({"for", "TIME",
+              "how long it goes on; 0 is until all know all after the last event, a minute at most",
+              "60"},
+             [](auto &all) -> auto & { return all.duration; }, {0, DAY}),
+        count({"seed", "N", "what all luck is drawn from", "7"},
+              [](auto &all) -> auto & { return all.seed; }, {0, INT64_MAX - 1}),
+        time({"delay", "TIME", "what a datagram takes from one host to another", "1ms", true},
+             [](auto &all) -> auto & { return all.link.delay; }, {0, 10 * SECOND}),
+        time({"jitter", "TIME", "what it may take beside that, at random", "500us", true},
+             [](auto &all) -> auto & { return all.link.jitter; }, {0, 10 * SECOND}),
+        share({"loss", "SHARE", "the share of datagrams that is lost from one host to another",
+               "10%", true},
+              [](auto &all) -> auto & { return all.link.loss; }),
+        {"burst", "N", "how many are lost in a row, on average; 1: each for itself", "8", true,
+         [](Scenario &all, const std::string &value) {
+             all.link.burst = to_factor(value, {1, 10'000});
+         },
+         [](const Scenario &all) { return text_of_factor(all.link.burst); }},
+        share({"duplication", "SHARE", "the share that arrives twice", "1%", true},
+              [](auto &all) -> auto & { return all.link.duplication; }),
+        share({"reordering", "SHARE", "the share that may be overtaken, within a millisecond", "1%",
+               true},
+              [](auto &all) -> auto & { return all.link.reordering; }),
+        {"bandwidth", "RATE", "of the wire of a host, in each direction", "100Mbit/s", true,
+         [](Scenario &all, const std::string &value) { all.link.bandwidth = to_rate(value); },
+         [](const Scenario &all) { return text_of_rate(all.link.bandwidth); }},
+        {"multicast", "WORD",
+         "what the switch does with multicast: flooded to all, snooped and passed to members, none",
+         "none", false, set_multicast, text_of_multicast},
+        {"querier", "yes|no",
+         "whether somebody asks for members; else a snooping switch forgets each after 260 s", "no",
+         false,
+         [](Scenario &all, const std::string &value) { all.querier = to_choice(value); },
+         [](const Scenario &all) { return all.querier ? "yes" : "no"; }},
+        {"peers", "PEER,...",
+         "whom participants announce themselves to: addresses, host1 and so on for hosts, all for "
+         "each of these; 239.255.0.1 and 127.0.0.1 where there is none",
+         "host1,host2", false,
+         [](Scenario &all, const std::string &value) {
+             all.peers = value.empty() ? std::vector<std::string>() : split(value, ',');
+         },
+         [](const Scenario &all) { return join(all.peers, ","); }},
+        time({"lease", "TIME", "how long one is known that is not heard any more", "10s"},
+             [](auto &all) -> auto & { return all.lease; }, {4 * MILLISECOND, DAY}),
+        time({"period", "TIME", "how often each announces itself, a quarter of the lease at most",
+              "2s"},
+             [](auto &all) -> auto & { return all.period; }, {MILLISECOND, DAY}),
+        count({"initial_announcements", "N", "how many announcements follow the first one at once",
+               "3"},
+              [](auto &all) -> auto & { return all.initial_announcements; }, {0, 100}),
+        time({"initial_period", "TIME", "the time between these", "50ms"},
+             [](auto &all) -> auto & { return all.initial_period; }, {MILLISECOND, DAY}),
+        time({"reaction", "TIME", "what a process takes until it acts on what arrives", "200us"},
+             [](auto &all) -> auto & { return all.reaction; }, {MICROSECOND, SECOND}),
+        time({"receive_time", "TIME", "what a datagram that arrives takes of a process", "10us"},
+             [](auto &all) -> auto & { return all.receive_time; }, {0, SECOND}),
+        count({"receive_buffer", "OCTETS", "what waits in a socket until there is no room", "65536"},
+              [](auto &all) -> auto & { return all.receive_buffer; }, {2'048, 1 << 30}),
+    };
+}
+
+} // namespace
+
+std::string Setting::option() const {
+    std::string name = std::string("--") + key;
+
+    std::replace(name.begin(), name.end(), '_', '-');
+    return name;
+}
+
+const std::vector<Setting> &settings() {
+    static const std::vector<Setting> all = all_settings();
+
+    return all;
+}
+
+const Setting *find_setting(const std::string &key) {
+    const auto found = std::find_if(settings().begin(), settings().end(),
+                                    [&key](const Setting &one) { return key == one.key; });
+
+    return found != settings().end() ? &*found : nullptr;
+}
+
+std::string setting_keys() {
+    std::vector<std::string> keys;
+
+    for (const Setting &one : settings()) {
+        keys.emplace_back(one.key);
+    }
+    return join(keys, ", ");
+}
+
+} // namespace ddssim
