@@ -6,7 +6,7 @@
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 
-packages_to_build=(cmake g++ libcli11-dev ninja-build nlohmann-json3-dev)
+packages_to_build=(cmake g++ libcli11-dev libyaml-cpp-dev ninja-build nlohmann-json3-dev)
 packages_to_test=(abigail-tools clang clang-format clang-tidy doxygen iproute2 libbenchmark-dev
     libgmock-dev libgtest-dev libclang-rt-dev nftables pkg-config strace tshark valgrind)
 packages_to_package=(debhelper lintian)

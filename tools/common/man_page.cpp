@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "man_page.h"
 
+#include <fstream>
+#include <iostream>
 #include <ostream>
 
 #include <CLI/CLI.hpp>
@@ -87,3 +89,12 @@ std::string long_options(const CLI::App &app) {
     return names;
 }
 
+bool write_page(const std::string &path, const std::string &text) {
+    std::ofstream file(path);
+
+    file << text << std::flush;
+    if (!file) {
+        std::cerr << "cannot write " << path << '\n';
+    }
+    return file.good();
+}

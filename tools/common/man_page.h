@@ -31,3 +31,6 @@ void write_options(std::ostream &page, const CLI::App &app);
 
 /** The names of options that are typed out, as "--domain", each followed by a space. */
 std::string long_options(const CLI::App &app);
+
+/** Writes a file; false, after a line on stderr, when that fails. */
+bool write_page(const std::string &path, const std::string &text);

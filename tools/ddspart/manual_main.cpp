@@ -2,25 +2,11 @@
 // Writes the manual pages and the shell's completion into a directory; run by the build.
 //
 // usage: ddspart_manual DIRECTORY
-#include <fstream>
 #include <iostream>
 #include <string>
 
+#include "man_page.h"
 #include "manual.h"
-
-namespace {
-
-bool write(const std::string &path, const std::string &text) {
-    std::ofstream file(path);
-
-    file << text << std::flush;
-    if (!file) {
-        std::cerr << "ddspart_manual: cannot write " << path << '\n';
-    }
-    return file.good();
-}
-
-} // namespace
 
 int main(int argc, char **argv) {
     if (argc != 2) {
@@ -28,14 +14,14 @@ int main(int argc, char **argv) {
         return 2;
     }
     const std::string program = std::string(argv[1]) + "/ddspart";
-    bool is_written =
-        write(program + ".1", manual_page("")) && write(program + ".bash", bash_completion());
+    bool is_written = write_page(program + ".1", manual_page("")) &&
+                      write_page(program + ".bash", bash_completion());
 
     for (const std::string &command : command_names()) {
         std::string page = program;
 
         page.append("-").append(command).append(".1");
-        is_written = is_written && write(page, manual_page(command));
+        is_written = is_written && write_page(page, manual_page(command));
     }
     return is_written ? 0 : 1;
 }

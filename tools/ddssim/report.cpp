@@ -16,21 +16,19 @@ namespace {
 constexpr double MIB = 1024 * 1024;
 constexpr std::size_t HOSTS_SHOWN = 5;
 
-/** As "1.234 s". */
-std::string seconds(simnet::Time time) {
-    std::array<char, 32> text{};
-
-    (void)std::snprintf(text.data(), text.size(), "%.3f s",
-                        static_cast<double>(time) / simnet::SECOND);
-    return text.data();
-}
-
 /** With a number of digits behind the point. */
 std::string decimal(double number, int digits) {
     std::array<char, 64> text{};
 
     (void)std::snprintf(text.data(), text.size(), "%.*f", digits, number);
     return text.data();
+}
+
+/** As "1.234 s", "567.8 ms". */
+std::string seconds(simnet::Time time) {
+    return time < simnet::SECOND
+               ? decimal(static_cast<double>(time) / simnet::MILLISECOND, 1) + " ms"
+               : decimal(static_cast<double>(time) / simnet::SECOND, 3) + " s";
 }
 
 /** "1,234,567" */
@@ -68,8 +66,8 @@ std::string rise_of(const Result &result) {
     std::string text;
 
     for (const double share : {0.5, 0.9, 0.99}) {
-        const auto reached = std::find_if(
-            result.curve.begin(), result.curve.end(), [&](const Moment &moment) {
+        const auto reached =
+            std::find_if(result.curve.begin(), result.curve.end(), [&](const Moment &moment) {
                 return moment.time >= result.started && moment.share() >= share;
             });
 
@@ -83,7 +81,8 @@ std::string rise_of(const Result &result) {
 
 /** When some that were there were not known to others, after all had been. */
 std::string gaps_of(const Result &result) {
-    std::string text;
+    constexpr std::size_t MOST = 5;
+    std::vector<std::string> gaps;
     std::optional<simnet::Time> since;
 
     for (const Moment &moment : result.curve) {
@@ -93,12 +92,21 @@ std::string gaps_of(const Result &result) {
         if (!moment.is_complete() && !since) {
             since = moment.time;
         } else if (moment.is_complete() && since) {
-            text += line("not all known", "from " + seconds(*since) + " to " + seconds(moment.time));
+            gaps.push_back("from " + seconds(*since) + " to " + seconds(moment.time));
             since.reset();
         }
     }
     if (since) {
-        text += line("not all known", "from " + seconds(*since) + " on");
+        gaps.push_back("from " + seconds(*since) + " on");
+    }
+    if (gaps.size() > MOST) {
+        gaps[MOST - 1] = "and " + grouped(gaps.size() - MOST + 1) + " times more";
+        gaps.resize(MOST);
+    }
+    std::string text;
+
+    for (const std::string &gap : gaps) {
+        text += line(text.empty() ? "not all known" : "", gap);
     }
     return text;
 }
@@ -110,13 +118,13 @@ std::string traffic_of(const Result &result) {
         const Amount &one = result.sent.at(i);
 
         if (one.datagrams != 0) {
-            rows.push_back({{to_text(static_cast<Kind>(i)), grouped(one.datagrams),
-                             grouped(one.octets)},
-                            ""});
+            rows.push_back(
+                {{to_text(static_cast<Kind>(i)), grouped(one.datagrams), grouped(one.octets)}, ""});
         }
     }
-    return rows.empty() ? ""
-                        : "\n" + table_of({{"kind"}, {"datagrams"}, {"octets"}}, rows, std::nullopt);
+    return rows.empty()
+               ? ""
+               : "\n" + table_of({{"kind"}, {"datagrams"}, {"octets"}}, rows, std::nullopt);
 }
 
 /** Those that had most to carry. */
@@ -135,9 +143,8 @@ std::string hosts_of(const Result &result) {
     for (std::size_t i = 0; i < std::min(hosts.size(), HOSTS_SHOWN); ++i) {
         const HostResult &host = *hosts[i];
 
-        rows.push_back({{host.name, grouped(sum(host.sent).datagrams),
-                         grouped(host.up.octets_in), grouped(host.down.packets),
-                         grouped(host.down.octets_in),
+        rows.push_back({{host.name, grouped(sum(host.sent).datagrams), grouped(host.up.octets_in),
+                         grouped(host.down.packets), grouped(host.down.octets_in),
                          grouped(host.down.octets_in - host.down.octets_out)},
                         ""});
     }
@@ -169,30 +176,30 @@ std::string as_text(const Scenario &scenario, const Result &result) {
                                      std::to_string(result.seed));
     text += line("simulated", seconds(result.duration) + " in " +
                                   decimal(result.processor_seconds, 1) + " s of the processor");
-    text += line("all know all", result.all_known
-                                     ? "after " + seconds(*result.all_known) + ", " +
-                                           seconds(*result.all_known - result.started) +
-                                           " after the last start"
-                                     : "never");
+    text +=
+        line("all know all", result.all_known ? "after " + seconds(*result.all_known) + ", " +
+                                                    seconds(*result.all_known - result.started) +
+                                                    " after the last start"
+                                              : "never");
     text += line("known", rise_of(result));
     text += gaps_of(result);
-    text += line("known at the end", percent(result.end.share()) + " of " +
-                                         grouped(result.end.wanted));
+    text +=
+        line("known at the end", percent(result.end.share()) + " of " + grouped(result.end.wanted));
     text += line("lost though they lived", counted(result.lost_living, "lease"));
     text += line("sent over the network", amount(sum(result.sent)));
-    text += line("sent altogether", counted(result.sent_altogether, "datagram") +
-                                        ", those within hosts among them");
+    text += line("sent altogether",
+                 counted(result.sent_altogether, "datagram") + ", those within hosts among them");
     text += line("received", counted(result.received, "datagram"));
     text += line("dropped", drops_of(result));
-    text += line("busiest second", "from " + std::to_string(result.busiest_second) + " s on: " +
-                                       amount(result.busiest));
-    text += line("memory", decimal(static_cast<double>(result.heap) / 1024 /
-                                       static_cast<double>(std::max<std::size_t>(
-                                           result.participants, 1)),
-                                   1) +
-                               " KiB of the heap for each participant; " +
-                               decimal(static_cast<double>(result.resident_peak) / MIB, 1) +
-                               " MiB for all that was simulated");
+    text += line("busiest second", "from " + std::to_string(result.busiest_second) +
+                                       " s on: " + amount(result.busiest));
+    text += line("memory",
+                 decimal(static_cast<double>(result.heap) / 1024 /
+                             static_cast<double>(std::max<std::size_t>(result.participants, 1)),
+                         1) +
+                     " KiB of the heap for each participant; " +
+                     decimal(static_cast<double>(result.resident_peak) / MIB, 1) +
+                     " MiB for all that was simulated");
     text += line("hash", result.hash);
     return text + traffic_of(result) + hosts_of(result);
 }

@@ -19,9 +19,17 @@ std::string as_json_line(const Result &result);
 std::string spread_as_text(const std::vector<Result> &results);
 std::string spread_as_json(const std::vector<Result> &results);
 
+/** What is in the objects of --json, each beside "version" and "record". */
+struct JsonField {
+    const char *record;
+    const char *name;
+    const char *text;
+};
+const std::vector<JsonField> &json_fields();
+
 /** The values of many runs of something that they may not all have. */
 struct Spread {
-    std::string name; // "all_known"
+    std::string name;           // "all_known"
     std::vector<double> values; // sorted
 
     /** @param share 0: the least; 0.5: the one in the middle; 1: the most */

@@ -135,4 +135,48 @@ std::string spread_as_json(const std::vector<Result> &results) {
     return lines;
 }
 
+const std::vector<JsonField> &json_fields() {
+    static const std::vector<JsonField> fields = {
+        {"scenario", "settings", "all settings, each as a file has it"},
+        {"scenario", "events", "how many events there are"},
+        {"known", "seconds", "when this was so: at each hundredth that is known more or less"},
+        {"known", "known", "how many participants are known to others, counted once for each"},
+        {"known", "wanted", "how many would be if all knew all"},
+        {"host", "host", "its name"},
+        {"host", "kinds", "what it has sent over the network: datagrams and octets, by kind"},
+        {"host", "up",
+         "its wire to the switch: packets, octets_in, and octets_out that were not "
+         "lost"},
+        {"host", "down", "the same from the switch"},
+        {"summary", "seed", "the seed"},
+        {"summary", "seconds", "how much was simulated"},
+        {"summary", "is_over", "false when it was ended before its time"},
+        {"summary", "participants", "how many there are in the end"},
+        {"summary", "started", "when the last one had started that no event starts"},
+        {"summary", "all_known", "when all knew all for the first time since then; null: never"},
+        {"summary", "known", "as above, in the end"},
+        {"summary", "wanted", "as above, in the end"},
+        {"summary", "lost_living", "how often one was taken for gone that was there"},
+        {"summary", "sent", "datagrams and octets over the network"},
+        {"summary", "kinds", "the same by kind"},
+        {"summary", "sent_altogether", "datagrams, those that stayed within a host among them"},
+        {"summary", "received", "datagrams that processes have received"},
+        {"summary", "dropped", "datagrams that did not get there, by the reason"},
+        {"summary", "busiest_second", "the one with most octets, counted from 0"},
+        {"summary", "busiest", "datagrams and octets in it"},
+        {"summary", "heap", "octets that the library had allocated in the end"},
+        {"summary", "resident_peak", "octets of memory that the program had at most"},
+        {"summary", "processor_seconds", "what it took"},
+        {"summary", "hash", "of all that happened"},
+        {"spread", "of", "what was compared, with --seeds"},
+        {"spread", "runs", "in how many runs there was one"},
+        {"spread", "least", "the least"},
+        {"spread", "middle", "the one in the middle"},
+        {"spread", "percentile_95", "the one that 95 of 100 do not exceed"},
+        {"spread", "most", "the most"},
+    };
+
+    return fields;
+}
+
 } // namespace ddssim

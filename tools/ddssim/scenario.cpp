@@ -18,9 +18,9 @@ constexpr std::int64_t PEERS_MOST = 64;
 constexpr std::int64_t PARTICIPANTS_MOST = 4'097;
 
 bool concerns(const std::vector<Range<std::int64_t>> &some, std::int64_t number) {
-    return some.empty() ||
-           std::any_of(some.begin(), some.end(),
-                       [number](const auto &range) { return range.contains(number); });
+    return some.empty() || std::any_of(some.begin(), some.end(), [number](const auto &range) {
+               return range.contains(number);
+           });
 }
 
 std::int64_t last_of(const std::vector<Range<std::int64_t>> &some) {
@@ -106,7 +106,7 @@ bool Event::concerns_process(std::int64_t process) const {
 }
 
 simnet::Time Scenario::last_event() const {
-    simnet::Time last = start_spread;
+    simnet::Time last = 0;
 
     for (const Event &event : events) {
         last = std::max(last, event.at + event.every * (hosts - 1) + event.duration.value_or(0));
@@ -133,8 +133,9 @@ const std::vector<IncidentKind> &incident_kinds() {
          "they are plugged in again"},
         {Incident::FORGET, "forget", "the switch forgets who is a member of which group", nullptr},
         {Incident::MOVE, "move", "hosts get another address in place of theirs", nullptr},
-        {Incident::LINK, "link", "the wires of hosts become others: delay, jitter, loss, burst, "
-                                 "duplication, reordering, bandwidth",
+        {Incident::LINK, "link",
+         "the wires of hosts become others: delay, jitter, loss, burst, "
+         "duplication, reordering, bandwidth",
          "they are as they were at first"},
     };
 

@@ -50,10 +50,10 @@ enum class Incident {
 struct Event {
     Incident incident = Incident::START;
     simnet::Time at = 0;
-    std::vector<Range<std::int64_t>> hosts;     // none: all
-    std::vector<Range<std::int64_t>> processes; // of each of these; none: all
-    simnet::Time every = 0;                     // from one of the hosts to the next
-    std::optional<simnet::Time> duration;       // then it is undone; none: it stays
+    std::vector<Range<std::int64_t>> hosts;                // none: all
+    std::vector<Range<std::int64_t>> processes;            // of each of these; none: all
+    simnet::Time every = 0;                                // from one of the hosts to the next
+    std::optional<simnet::Time> duration;                  // then it is undone; none: it stays
     std::vector<std::pair<std::string, std::string>> link; // settings that change
     Place place;
 
@@ -91,7 +91,7 @@ struct Scenario {
         return std::min(participants_per_process,
                         participants - (process - 1) * participants_per_process);
     }
-    /** When the last event is over. */
+    /** When the last event is over; 0: there is none. */
     simnet::Time last_event() const;
 };
 
@@ -99,7 +99,7 @@ struct Scenario {
 struct IncidentKind {
     Incident incident;
     const char *word;
-    const char *text;  // what it means
+    const char *text;   // what it means
     const char *undone; // what the end of its "for" means; null: it has none
 };
 const std::vector<IncidentKind> &incident_kinds();

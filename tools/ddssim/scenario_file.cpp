@@ -50,14 +50,14 @@ public:
             if (!seen.insert(key).second) {
                 fail(pair.first, "'" + key + "' is there twice");
             }
+            if (pair.second.IsNull()) {
+                fail(pair.first, "'" + key + "' has no value");
+            }
             take(key, pair.first, pair.second);
         }
     }
 
     std::string scalar(const YAML::Node &node, const std::string &what) const {
-        if (node.IsNull()) {
-            fail(node, what + " has no value");
-        }
         if (!node.IsScalar()) {
             fail(node, what + " is not a single value");
         }

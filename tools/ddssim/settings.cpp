@@ -29,9 +29,12 @@ struct Row {
 
 template <class Member>
 Setting text(const Row &row, Member member) {
-    return {row.key,        row.type,
-            row.text,       row.example,
-            row.is_of_link, [member](Scenario &all, const std::string &value) { member(all) = value; },
+    return {row.key,
+            row.type,
+            row.text,
+            row.example,
+            row.is_of_link,
+            [member](Scenario &all, const std::string &value) { member(all) = value; },
             [member](const Scenario &all) { return member(all); }};
 }
 
@@ -99,10 +102,12 @@ std::string text_of_multicast(const Scenario &all) {
 
 std::vector<Setting> all_settings() {
     return {
-        text({"title", "TEXT", "what the report is headed with", "a robot"},
-             [](auto &all) -> auto & { return all.title; }),
-        text({"description", "TEXT", "what the scenario shows", "What it takes to start at once."},
-             [](auto &all) -> auto & { return all.description; }),
+        text(
+            {"title", "TEXT", "what the report is headed with", "a robot"},
+            [](auto &all) -> auto & { return all.title; }),
+        text(
+            {"description", "TEXT", "what the scenario shows", "What it takes to start at once."},
+            [](auto &all) -> auto & { return all.description; }),
         count({"hosts", "N", "how many hosts are on the switch", "250"},
               [](auto &all) -> auto & { return all.hosts; }, {1, 4'000}),
         count({"participants", "N", "how many participants each host has", "4"},
@@ -122,19 +127,22 @@ std::vector<Setting> all_settings() {
              [](auto &all) -> auto & { return all.link.delay; }, {0, 10 * SECOND}),
         time({"jitter", "TIME", "what it may take beside that, at random", "500us", true},
              [](auto &all) -> auto & { return all.link.jitter; }, {0, 10 * SECOND}),
-        share({"loss", "SHARE", "the share of datagrams that is lost from one host to another",
-               "10%", true},
-              [](auto &all) -> auto & { return all.link.loss; }),
+        share(
+            {"loss", "SHARE", "the share of datagrams that is lost from one host to another", "10%",
+             true},
+            [](auto &all) -> auto & { return all.link.loss; }),
         {"burst", "N", "how many are lost in a row, on average; 1: each for itself", "8", true,
          [](Scenario &all, const std::string &value) {
              all.link.burst = to_factor(value, {1, 10'000});
          },
          [](const Scenario &all) { return text_of_factor(all.link.burst); }},
-        share({"duplication", "SHARE", "the share that arrives twice", "1%", true},
-              [](auto &all) -> auto & { return all.link.duplication; }),
-        share({"reordering", "SHARE", "the share that may be overtaken, within a millisecond", "1%",
-               true},
-              [](auto &all) -> auto & { return all.link.reordering; }),
+        share(
+            {"duplication", "SHARE", "the share that arrives twice", "1%", true},
+            [](auto &all) -> auto & { return all.link.duplication; }),
+        share(
+            {"reordering", "SHARE", "the share that may be overtaken, within a millisecond", "1%",
+             true},
+            [](auto &all) -> auto & { return all.link.reordering; }),
         {"bandwidth", "RATE", "of the wire of a host, in each direction", "100Mbit/s", true,
          [](Scenario &all, const std::string &value) { all.link.bandwidth = to_rate(value); },
          [](const Scenario &all) { return text_of_rate(all.link.bandwidth); }},
@@ -143,8 +151,7 @@ std::vector<Setting> all_settings() {
          "none", false, set_multicast, text_of_multicast},
         {"querier", "yes|no",
          "whether somebody asks for members; else a snooping switch forgets each after 260 s", "no",
-         false,
-         [](Scenario &all, const std::string &value) { all.querier = to_choice(value); },
+         false, [](Scenario &all, const std::string &value) { all.querier = to_choice(value); },
          [](const Scenario &all) { return all.querier ? "yes" : "no"; }},
         {"peers", "PEER,...",
          "whom participants announce themselves to: addresses, host1 and so on for hosts, all for "
@@ -154,7 +161,7 @@ std::vector<Setting> all_settings() {
              all.peers = value.empty() ? std::vector<std::string>() : split(value, ',');
          },
          [](const Scenario &all) { return join(all.peers, ","); }},
-        time({"lease", "TIME", "how long one is known that is not heard any more", "10s"},
+        time({"lease", "TIME", "how long one is known that is not heard any more", "30s"},
              [](auto &all) -> auto & { return all.lease; }, {4 * MILLISECOND, DAY}),
         time({"period", "TIME", "how often each announces itself, a quarter of the lease at most",
               "2s"},
@@ -168,8 +175,9 @@ std::vector<Setting> all_settings() {
              [](auto &all) -> auto & { return all.reaction; }, {MICROSECOND, SECOND}),
         time({"receive_time", "TIME", "what a datagram that arrives takes of a process", "10us"},
              [](auto &all) -> auto & { return all.receive_time; }, {0, SECOND}),
-        count({"receive_buffer", "OCTETS", "what waits in a socket until there is no room", "65536"},
-              [](auto &all) -> auto & { return all.receive_buffer; }, {2'048, 1 << 30}),
+        count(
+            {"receive_buffer", "OCTETS", "what waits in a socket until there is no room", "65536"},
+            [](auto &all) -> auto & { return all.receive_buffer; }, {2'048, 1 << 30}),
     };
 }
 

@@ -276,8 +276,7 @@ void Simulation::part() {
         std::vector<simnet::Station *> side;
 
         for (const std::int64_t host : hosts) {
-            simnet::Interface *const one =
-                stations_[static_cast<std::size_t>(host - 1)].interface;
+            simnet::Interface *const one = stations_[static_cast<std::size_t>(host - 1)].interface;
 
             if (one->segment() != nullptr) {
                 side.push_back(one);
@@ -464,8 +463,9 @@ Result Simulation::result(simnet::Time until) {
 }
 
 Result Simulation::run() {
-    const simnet::Time until = scenario_.duration != 0 ? scenario_.duration
-                                                       : last_event_ + WITHOUT_END;
+    const simnet::Time until = scenario_.duration != 0
+                                   ? scenario_.duration
+                                   : std::max(last_event_, scenario_.start_spread) + WITHOUT_END;
     const auto has_ended = [this] {
         return !failure_.empty() || is_done() ||
                !supervision_.goes_on({world_.now(), acquaintance_.now().share()});

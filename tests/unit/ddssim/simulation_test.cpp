@@ -1,0 +1,366 @@
+// SPDX-License-Identifier: Apache-2.0
+// Scenarios as they are run.
+#include "simulation.h"
+
+#include <cmath>
+#include <filesystem>
+#include <limits>
+
+#include <gmock/gmock.h>
+#include <nlohmann/json.hpp>
+
+#include "report.h"
+#include "scenario_file.h"
+
+using namespace ddssim;
+using simnet::MILLISECOND;
+using simnet::SECOND;
+using testing::AllOf;
+using testing::Ge;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Le;
+using testing::Optional;
+
+namespace {
+
+Scenario scenario_of(const std::string &text) {
+    Scenario scenario;
+
+    read_scenario(text, "text", scenario);
+    check(scenario);
+    return scenario;
+}
+
+Result run(const std::string &text, std::int64_t seed = 1) {
+    return simulate(scenario_of(text), seed, {});
+}
+
+/** The first time from @p since on at which all knew all, or did not; none: never. */
+std::optional<simnet::Time> first(const Result &result, bool is_complete, simnet::Time since) {
+    for (const Moment &moment : result.curve) {
+        if (moment.time >= since && moment.is_complete() == is_complete) {
+            return moment.time;
+        }
+    }
+    return std::nullopt;
+}
+
+TEST(Simulation, FollowsFromTheSeed) {
+    const std::string text = "{hosts: 5, participants: 2, loss: 10%, jitter: 1 ms, for: 5 s}";
+
+    EXPECT_EQ(run(text, 7).hash, run(text, 7).hash);
+    EXPECT_NE(run(text, 7).hash, run(text, 8).hash);
+}
+
+TEST(Simulation, IsOverWhenAllKnowAll) {
+    const Result result = run("{hosts: 5, participants: 2, start_spread: 1 s}");
+
+    EXPECT_TRUE(result.is_over);
+    EXPECT_TRUE(result.is_complete());
+    EXPECT_EQ(result.participants, 10u);
+    EXPECT_EQ(result.end.wanted, 90u);
+    EXPECT_THAT(result.all_known, Optional(result.duration));
+}
+
+TEST(Simulation, GoesOnAsLongAsItIsTold) {
+    const Result result = run("{hosts: 2, for: 7 s}");
+
+    EXPECT_EQ(result.duration, 7 * SECOND);
+    EXPECT_TRUE(result.is_over);
+}
+
+TEST(Simulation, EndsWhenItIsNoMoreWanted) {
+    int asked = 0;
+    const Result result = simulate(scenario_of("{hosts: 2, for: 1 h}"), 1,
+                                   {nullptr, [&](const Progress &) { return ++asked < 100; }});
+
+    EXPECT_FALSE(result.is_over);
+    EXPECT_LT(result.duration, 3600 * SECOND);
+}
+
+TEST(Simulation, ParticipantsOfAProcessNeedNotGreetEachOther) {
+    const std::string host = "{hosts: 1, participants: 5, for: 1 s";
+
+    EXPECT_LT(run(host + ", participants_per_process: 5}").sent_altogether,
+              run(host + "}").sent_altogether);
+}
+
+TEST(Simulation, TheLastProcessHasTheRest) {
+    EXPECT_EQ(
+        run("{hosts: 1, participants: 5, participants_per_process: 3, for: 1 s}").participants, 5u);
+}
+
+TEST(Simulation, ADelayIsWhatItTakesFromOneHostToAnother) {
+    const Result near = run("{hosts: 2, delay: 1 ms}");
+    const Result far = run("{hosts: 2, delay: 101 ms}");
+
+    // Greeted as soon as it is heard.
+    EXPECT_NEAR(static_cast<double>(*far.all_known - *near.all_known), 100e6, 1e6);
+}
+
+TEST(Simulation, TheLossIsThatBetweenTwoHosts) {
+    const Result result =
+        run("{hosts: 2, loss: 30%, lease: 1 h, period: 100 ms, for: 10 min, multicast: flooded}");
+    const double sent = static_cast<double>(sum(result.sent).datagrams);
+    double lost = 0;
+
+    for (const DropResult &drop : result.drops) {
+        lost += std::string(drop.reason) == "lost" ? static_cast<double>(drop.datagrams) : 0;
+    }
+    EXPECT_NEAR(lost / sent, 0.3, 0.02);
+}
+
+TEST(Simulation, ByPeersAllFindAllWithoutMulticast) {
+    EXPECT_FALSE(run("{hosts: 4, multicast: none, for: 10 s}").is_complete());
+    EXPECT_TRUE(run("{hosts: 4, multicast: none, peers: all, for: 10 s}").is_complete());
+    EXPECT_TRUE(run("{hosts: 4, participants: 9, multicast: none, peers: all}").is_complete());
+}
+
+TEST(Simulation, WhoIsKilledIsForgottenWithItsLease) {
+    const Result result = run("{hosts: 3, lease: 10 s, period: 1 s, for: 30 s, events: ["
+                              "{at: 5 s, do: kill, hosts: 1}]}");
+
+    EXPECT_EQ(result.participants, 2u);
+    EXPECT_TRUE(result.is_complete());
+    EXPECT_EQ(result.lost_living, 0u);
+    EXPECT_EQ(result.sent.at(static_cast<std::size_t>(Kind::LEAVING)).datagrams, 0u);
+}
+
+TEST(Simulation, WhoLeavesSaysSoAndIsBackWhenItIsToBe) {
+    const Result result = run(
+        "{hosts: 3, for: 20 s, events: [{at: 5 s, do: leave, hosts: 1-2, every: 1 s, for: 3 s}]}");
+
+    EXPECT_GT(result.sent.at(static_cast<std::size_t>(Kind::LEAVING)).datagrams, 0u);
+    EXPECT_EQ(result.participants, 3u);
+    EXPECT_THAT(first(result, false, 5 * SECOND), Optional(8 * SECOND));
+    EXPECT_TRUE(result.is_complete());
+}
+
+TEST(Simulation, WhoseFirstEventIsAStartIsNotThereBefore) {
+    const Result result = run("{hosts: 3, for: 10 s, events: [{at: 5 s, do: start, hosts: 3}]}");
+
+    EXPECT_THAT(result.all_known, Optional(Le(SECOND)));
+    EXPECT_THAT(first(result, false, SECOND), Optional(5 * SECOND));
+    EXPECT_EQ(result.participants, 3u);
+}
+
+TEST(Simulation, AStoppedHostStartsAgain) {
+    const Result result =
+        run("{hosts: 3, for: 60 s, events: [{at: 5 s, do: stop, hosts: 3, for: 40 s}]}");
+
+    EXPECT_EQ(result.participants, 3u);
+    EXPECT_TRUE(result.is_complete());
+    EXPECT_THAT(first(result, false, 5 * SECOND), Optional(45 * SECOND));
+}
+
+TEST(Simulation, APartitionPartsThoseNamedAndEnds) {
+    const Result result = run("{hosts: 4, lease: 10 s, period: 2 s, for: 60 s, events: ["
+                              "{at: 10 s, do: partition, hosts: 1-2, for: 30 s}]}");
+
+    // Each of two forgets two, both ways.
+    EXPECT_EQ(result.lost_living, 8u);
+    EXPECT_THAT(first(result, false, SECOND), Optional(AllOf(Ge(17 * SECOND), Le(21 * SECOND))));
+    EXPECT_TRUE(result.is_complete());
+}
+
+TEST(Simulation, AFrozenHostIsForgottenAndBackWithItsFirstWord) {
+    const Result result = run("{hosts: 3, lease: 10 s, period: 2 s, for: 60 s, events: ["
+                              "{at: 10 s, do: freeze, hosts: 1, for: 30 s}]}");
+
+    EXPECT_GE(result.lost_living, 2u);
+    EXPECT_TRUE(result.is_complete());
+}
+
+TEST(Simulation, ASleepingHostKnowsTheOthersWhenItWakesUp) {
+    const Result result = run("{hosts: 3, lease: 10 s, period: 2 s, for: 60 s, events: ["
+                              "{at: 10 s, do: sleep, hosts: 1, for: 30 s}]}");
+
+    EXPECT_EQ(result.lost_living, 2u); // both others have forgotten it
+    EXPECT_TRUE(result.is_complete());
+}
+
+TEST(Simulation, AnUnpluggedHostIsBackWhenItIsPluggedIn) {
+    const Result result = run("{hosts: 3, lease: 10 s, period: 2 s, for: 60 s, events: ["
+                              "{at: 10 s, do: unplug, hosts: 1, for: 30 s}]}");
+
+    EXPECT_GE(result.lost_living, 2u);
+    EXPECT_TRUE(result.is_complete());
+}
+
+TEST(Simulation, AHostThatMovesIsFollowed) {
+    const Result result = run("{hosts: 3, for: 20 s, events: [{at: 10 s, do: move, hosts: 1}]}");
+
+    EXPECT_TRUE(result.is_complete());
+}
+
+TEST(Simulation, AnEventChangesTheLinkAndItsEndChangesItBack) {
+    const std::string before = "{hosts: 2, lease: 10 s, period: 2 s, for: 100 s, events: ["
+                               "{at: 10 s, do: link, hosts: 1, loss: 100%";
+
+    EXPECT_FALSE(run(before + "}]}").is_complete());
+    EXPECT_TRUE(run(before + ", for: 30 s}]}").is_complete());
+    EXPECT_GT(run(before + ", for: 30 s}]}").lost_living, 0u);
+}
+
+TEST(Simulation, ASwitchThatForgetsPassesNoMulticast) {
+    const std::string text =
+        "{hosts: 3, multicast: snooped, querier: no, for: 30 s, events: [{at: 10 s, do: forget}]}";
+
+    EXPECT_GT(run(text).sent.at(static_cast<std::size_t>(Kind::QUESTION)).datagrams, 0u);
+}
+
+TEST(Simulation, CountsWhatIsSentByHostAndKind) {
+    const Result result = run("{hosts: 3}");
+    Kinds kinds;
+
+    ASSERT_EQ(result.hosts.size(), 3u);
+    for (const HostResult &host : result.hosts) {
+        EXPECT_EQ(sum(host.sent).octets, host.up.octets_in);
+        for (std::size_t i = 0; i < KINDS; ++i) {
+            kinds.at(i) += host.sent.at(i);
+        }
+    }
+    EXPECT_EQ(sum(kinds).datagrams, sum(result.sent).datagrams);
+    EXPECT_EQ(result.sent.at(static_cast<std::size_t>(Kind::ANNOUNCEMENT)).datagrams, 3u);
+    EXPECT_EQ(result.busiest.datagrams, sum(result.sent).datagrams);
+}
+
+// ---- Reports
+
+std::vector<nlohmann::json> objects_of(const std::string &lines) {
+    std::vector<nlohmann::json> objects;
+    std::istringstream stream(lines);
+
+    for (std::string line; std::getline(stream, line);) {
+        objects.push_back(nlohmann::json::parse(line));
+    }
+    return objects;
+}
+
+TEST(JsonReport, HasTheFieldsThatAreDocumentedAndNoOthers) {
+    const Scenario scenario = scenario_of("{hosts: 2, title: two}");
+    const Result result = simulate(scenario, 1, {});
+    std::set<std::string> documented;
+    std::set<std::string> there;
+
+    for (const JsonField &field : json_fields()) {
+        documented.insert(std::string(field.record) + "." + field.name);
+    }
+    for (const nlohmann::json &object :
+         objects_of(as_json(scenario, result) + spread_as_json({result}))) {
+        EXPECT_EQ(object["version"], 1);
+        for (const auto &[key, value] : object.items()) {
+            if (key != "version" && key != "record") {
+                there.insert(object["record"].get<std::string>() + "." + key);
+            }
+        }
+    }
+    EXPECT_EQ(there, documented);
+}
+
+TEST(JsonReport, OfARunThatNeverSucceedsSaysSo) {
+    const Scenario scenario = scenario_of("{hosts: 2, loss: 100%, for: 1 s}");
+    const auto objects = objects_of(as_json(scenario, simulate(scenario, 1, {})));
+
+    EXPECT_TRUE(objects.back()["all_known"].is_null());
+    EXPECT_EQ(objects.back()["known"], 0);
+}
+
+TEST(TextReport, SaysWhenAllKnewAllAndWhenNot) {
+    const Scenario scenario = scenario_of("{title: One leaves, hosts: 3, for: 20 s, events: ["
+                                          "{at: 5 s, do: leave, hosts: 1, for: 3 s}]}");
+    const std::string text = as_text(scenario, simulate(scenario, 1, {}));
+
+    EXPECT_THAT(text, AllOf(HasSubstr("One leaves\n"), HasSubstr("3 on 3 hosts, seed 1"),
+                            HasSubstr("not all known             from 8.000 s to 8.00"),
+                            HasSubstr("known at the end          100.00 % of 6\n"),
+                            HasSubstr("leaving")));
+}
+
+TEST(SpreadOfSeeds, HasTheLeastTheMiddleAndTheMost) {
+    const Spread spread = {"datagrams", {1, 2, 3, 4, 100}};
+
+    EXPECT_EQ(spread.at(0), 1);
+    EXPECT_EQ(spread.at(0.5), 3);
+    EXPECT_EQ(spread.at(1), 100);
+}
+
+TEST(SpreadOfSeeds, LeavesOutWhatThereIsNone) {
+    const Result result = run("{hosts: 2, loss: 100%, for: 1 s}");
+
+    EXPECT_EQ(spreads_of({result}).size(), 3u);
+}
+
+// ---- What comes along
+
+TEST(ShippedScenario, IsReadAndHasTitleAndDescription) {
+    int count = 0;
+
+    for (const auto &file :
+         std::filesystem::directory_iterator(NUVDDS_SOURCE_DIR "/tools/ddssim/scenarios")) {
+        Scenario scenario;
+
+        read_scenario_file(file.path(), scenario);
+        check(scenario);
+        EXPECT_NE(scenario.title, "") << file.path();
+        EXPECT_NE(scenario.description, "") << file.path();
+        ++count;
+    }
+    EXPECT_EQ(count, 7);
+}
+
+Result run_shipped(const std::string &name, std::int64_t hosts_most) {
+    Scenario scenario;
+
+    read_scenario_file(NUVDDS_SOURCE_DIR "/tools/ddssim/scenarios/" + name + ".yaml", scenario);
+    scenario.hosts = std::min(scenario.hosts, hosts_most);
+    return simulate(scenario, scenario.seed, {});
+}
+
+TEST(ShippedScenario, TheRobotIsWholeWithinAMoment) {
+    EXPECT_THAT(run_shipped("robot", 3).all_known, Optional(Le(500 * MILLISECOND)));
+}
+
+TEST(ShippedScenario, ThePlantLosesNobody) {
+    const Result result = run_shipped("plant", 25);
+
+    EXPECT_TRUE(result.is_complete());
+    EXPECT_EQ(result.lost_living, 0u);
+}
+
+TEST(ShippedScenario, TheWirelessLinkLosesSome) {
+    EXPECT_GT(run_shipped("wireless", 12).lost_living, 0u);
+}
+
+TEST(ShippedScenario, TheSnoopingSwitchKeepsThoseWhoKnowEachOther) {
+    const Result result = run_shipped("snooping", 10);
+
+    EXPECT_EQ(result.lost_living, 0u);
+    EXPECT_TRUE(result.is_complete());
+    EXPECT_THAT(first(result, true, 300 * SECOND), Optional(Ge(301 * SECOND)));
+}
+
+TEST(ShippedScenario, TheRollingUpdateLosesNobody) {
+    const Result result = run_shipped("rolling-update", 8);
+
+    EXPECT_EQ(result.lost_living, 0u);
+    EXPECT_TRUE(result.is_complete());
+}
+
+TEST(ShippedScenario, ThePartitionIsForgottenWithinAPeriod) {
+    const Result result = run_shipped("partition", 16);
+
+    EXPECT_THAT(first(result, true, 100 * SECOND),
+                Optional(AllOf(Ge(660 * SECOND), Le(665 * SECOND))));
+}
+
+TEST(ShippedScenario, TheLaptopThatWakesUpIsBack) {
+    const Result result = run_shipped("laptop", 6);
+
+    EXPECT_THAT(first(result, true, 100 * SECOND),
+                Optional(AllOf(Ge(330 * SECOND), Le(335 * SECOND))));
+    EXPECT_TRUE(result.is_complete());
+}
+
+} // namespace
