@@ -7,7 +7,7 @@
 cmake_minimum_required(VERSION 3.25)
 
 set(floors osapi log reda netio rtps commend pres disc dds_c)
-set(above ${floors} domain infrastructure qos properties ddspart simnet)
+set(above ${floors} domain infrastructure qos properties ddspart ddssim simnet)
 set(wrong 0)
 
 # The public header that the log implements; it knows of no floor.
@@ -20,10 +20,10 @@ foreach(floor IN LISTS floors)
     list(POP_FRONT above)
     if(floor STREQUAL "dds_c")
         set(directory ${ROOT}/dds_c.1.0)
-        set(above ddspart simnet)
+        set(above ddspart ddssim simnet)
     elseif(floor STREQUAL "simnet")
         set(directory ${ROOT}/lower/simnet)
-        set(above commend pres disc dds_c domain infrastructure qos properties ddspart)
+        set(above commend pres disc dds_c domain infrastructure qos properties ddspart ddssim)
     else()
         set(directory ${ROOT}/lower/${floor})
     endif()

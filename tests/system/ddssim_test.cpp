@@ -18,13 +18,13 @@ using testing::StartsWith;
 
 namespace {
 
-struct Run {
+struct Outcome {
     int code;
     std::string output;
     std::string errors;
 };
 
-Run run(const std::vector<std::string> &arguments) {
+Outcome run(const std::vector<std::string> &arguments) {
     Process process = ddssim(arguments);
     const int code = process.wait().code;
 
@@ -32,15 +32,15 @@ Run run(const std::vector<std::string> &arguments) {
 }
 
 /** One line on stderr, and nothing on stdout. */
-void expect_refused(const Run &run, int code, const std::string &reason) {
-    EXPECT_EQ(run.code, code);
-    EXPECT_THAT(run.output, IsEmpty());
-    EXPECT_EQ(count(run.errors, "\n"), 1u) << run.errors;
-    EXPECT_THAT(run.errors, AllOf(StartsWith("ddssim: "), HasSubstr(reason)));
+void expect_refused(const Outcome &outcome, int code, const std::string &reason) {
+    EXPECT_EQ(outcome.code, code);
+    EXPECT_THAT(outcome.output, IsEmpty());
+    EXPECT_EQ(count(outcome.errors, "\n"), 1u) << outcome.errors;
+    EXPECT_THAT(outcome.errors, AllOf(StartsWith("ddssim: "), HasSubstr(reason)));
 }
 
 TEST(Ddssim, ShowsAReport) {
-    const Run shown = run({"--hosts", "3"});
+    const Outcome shown = run({"--hosts", "3"});
 
     EXPECT_EQ(shown.code, 0);
     EXPECT_THAT(shown.output, HasSubstr("all know all"));
@@ -116,7 +116,7 @@ TEST(Ddssim, EndsOnASignalWithWhatItHasSoFar) {
 }
 
 TEST(Ddssim, HelpAndVersionGoToStdout) {
-    const Run help = run({"--help"});
+    const Outcome help = run({"--help"});
 
     EXPECT_EQ(help.code, 0);
     EXPECT_THAT(help.output, AllOf(HasSubstr("--hosts"), HasSubstr("Example:")));
