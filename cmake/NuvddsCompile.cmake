@@ -40,11 +40,3 @@ if(NUVDDS_COVERAGE)
     add_compile_options(--coverage -fprofile-update=atomic)
     add_link_options(--coverage)
 endif()
-
-# The compiler command carries a digest of the tidy configuration, so that a change of the
-# configuration checks everything again and otherwise only what changed is checked.
-if(CMAKE_CXX_CLANG_TIDY)
-    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/.clang-tidy)
-    file(SHA1 ${PROJECT_SOURCE_DIR}/.clang-tidy tidy_digest)
-    add_compile_definitions(NUVDDS_TIDY_${tidy_digest})
-endif()
