@@ -217,6 +217,15 @@ TEST_F(Question, TheAnswerLastsWhileTheSameIsAnnouncedToAll) {
     EXPECT_EQ(asker->see(asked->prefix()).properties, answer("unknown"));
 }
 
+TEST_F(Question, IsAnsweredAnewWhenItIsRepeated) {
+    start();
+    (void)answers_about(guid_of_other());
+    ASSERT_TRUE(asked->ignore(other->prefix()));
+    net.world.run_for(5 * SECOND); // longer than the period
+    EXPECT_EQ(asker->see(asked->prefix()).properties,
+              answer("ignored " + text_of(other->prefix())));
+}
+
 TEST_F(Question, OthersLearnNothingOfTheAnswer) {
     start();
     (void)answers_about("name:nobody");
