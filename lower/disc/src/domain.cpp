@@ -407,6 +407,15 @@ void Domain::answer(DISCParticipant &by, const Heard &heard, const RTPSData &dat
     by.answer(heard.prefix, heard.source, {properties.data(), count});
 }
 
+/** Where what is for it alone goes; null when there is no such place. */
+const Place *Domain::place_of(const Known &known) {
+    const auto places = known.record->metatraffic();
+    const auto heard_at = std::find_if(places.begin(), places.end(), [&](const Place &place) {
+        return place.has_same_address(known.source);
+    });
+    return heard_at != places.end() ? &*heard_at : places.empty() ? nullptr : &places.front();
+}
+
 Answer Domain::answer_to(DISCParticipant &by, const Question &question) const {
     bool is_local = false; // for those there is always room
     for (std::size_t slot = 0; slot < table.slots(); ++slot) {
@@ -421,16 +430,16 @@ Answer Domain::answer_to(DISCParticipant &by, const Question &question) const {
                             : view.has                                  ? State::KNOWN
                                                                         : State::UNKNOWN;
         if (state != State::UNKNOWN) {
-            return {question, state, known->prefix,
-                    known->lease_end == NEVER ? NEVER
-                                              : std::max<NUV_INT64>(known->lease_end - now(), 0)};
+            const auto left = std::max<NUV_INT64>(known->lease_end - now(), 0);
+            return {question, state, known->prefix, known->lease_end == NEVER ? NEVER : left,
+                    place_of(*known)};
         }
     }
     const NUVOsapiRtpsGuidPrefix &prefix = question.about.prefix;
     if (question.about.kind == Subject::Kind::PARTICIPANT && by.ignores(prefix)) {
-        return {question, State::IGNORED, prefix, NEVER};
+        return {question, State::IGNORED, prefix};
     }
-    return {question, is_local || has_room(by, 0) ? State::UNKNOWN : State::FULL, prefix, NEVER};
+    return {question, is_local || has_room(by, 0) ? State::UNKNOWN : State::FULL, prefix};
 }
 
 /** Who leaves is told by the key, or else by its hash; it can only be the sender. */

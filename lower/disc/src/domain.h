@@ -106,6 +106,7 @@ private:
 
     void answer(DISCParticipant &by, const Heard &heard, const RTPSData &data, const Known *known);
     Answer answer_to(DISCParticipant &by, const Question &question) const;
+    static const Place *place_of(const Known &known);
     static bool has_room(const DISCParticipant &by, std::size_t bytes);
     bool has_room_for(DISCParticipant &by, const Heard &heard, const DISCRemote &record);
     bool has_share_of_table(DISCParticipant &by, const Heard &heard);

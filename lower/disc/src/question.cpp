@@ -115,35 +115,30 @@ void Questions::take(const RTPSProperty &property) {
 }
 
 Answer::Answer(const Question &question, State state, const NUVOsapiRtpsGuidPrefix &who,
-               NUV_INT64 left) {
+               NUV_INT64 left, const Place *place) {
     static_assert(ANSWER.size() + WORD_LENGTH_MAX < std::tuple_size_v<decltype(name_)>);
     const auto end = std::copy(ANSWER.begin(), ANSWER.end(), name_.begin());
     *std::copy(question.word.begin(), question.word.end(), end) = '\0';
-    const auto say = [this](const char *format, auto... parts) {
-        (void)NUVOsapiUtility_snprintf(value_.data(), value_.size(), format, parts...);
-    };
-    switch (state) {
-    case State::SELF:
-        say("self");
-        break;
-    case State::KNOWN:
-        if (left == NEVER) {
-            say("known %08x.%08x.%08x infinite", who.hostId, who.appId, who.instanceId);
-        } else {
-            say("known %08x.%08x.%08x %lld", who.hostId, who.appId, who.instanceId,
-                static_cast<long long>(left / MILLISECOND));
-        }
-        break;
-    case State::IGNORED:
-        say("ignored %08x.%08x.%08x", who.hostId, who.appId, who.instanceId);
-        break;
-    case State::FULL:
-        say("full");
-        break;
-    case State::UNKNOWN:
-        say("unknown");
-        break;
+    constexpr const char *WORDS[] = {"self", "known", "ignored", "full", "unknown"};
+    add("%s", WORDS[static_cast<std::size_t>(state)]);
+    if (state == State::KNOWN || state == State::IGNORED) {
+        add(" %08x.%08x.%08x", who.hostId, who.appId, who.instanceId);
     }
+    if (state == State::KNOWN && left == NEVER) {
+        add(" infinite");
+    } else if (state == State::KNOWN) {
+        add(" %lld", static_cast<long long>(left / MILLISECOND));
+    }
+    if (state == State::KNOWN && place != nullptr) {
+        add(" %s", netio::LocatorText(place->locator()).get());
+    }
+}
+
+/** There is room for the longest of all answers. */
+template <typename... Parts>
+void Answer::add(const char *format, Parts... parts) {
+    const std::size_t length = std::string_view(value_.data()).size();
+    (void)NUVOsapiUtility_snprintf(value_.data() + length, value_.size() - length, format, parts...);
 }
 
 RTPSProperty Answer::property() const {

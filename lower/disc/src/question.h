@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "osapi/osapi_guid.h"
+#include "place.h"
 #include "rtps/rtps_propertyList.h"
 #include "units.h"
 
@@ -63,16 +64,20 @@ public:
     /**
      * @param who  in the states KNOWN and IGNORED.
      * @param left of its lease, in the state KNOWN; NEVER: it does not end.
+     * @param place where it receives, in the state KNOWN; null when it has none.
      */
     Answer(const Question &question, State state, const NUVOsapiRtpsGuidPrefix &who,
-           NUV_INT64 left);
+           NUV_INT64 left = NEVER, const Place *place = nullptr);
 
     /** A view of this. */
     RTPSProperty property() const;
 
 private:
+    template <typename... Parts>
+    void add(const char *format, Parts... parts);
+
     std::array<char, 64> name_{};
-    std::array<char, 64> value_{};
+    std::array<char, 128> value_{};
 };
 
 } // namespace disc

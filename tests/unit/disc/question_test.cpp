@@ -67,7 +67,9 @@ TEST_F(Question, AboutOneThatIsKnownIsAnsweredWithTheRestOfItsLease) {
     ASSERT_EQ(all.size(), 1u);
     const std::string before = answer("known " + text_of(other->prefix()) + " ")[0];
     ASSERT_EQ(all[0].substr(0, before.size()), before);
-    const int left = std::stoi(all[0].substr(before.size()));
+    std::size_t length = 0;
+    const int left = std::stoi(all[0].substr(before.size()), &length);
+    EXPECT_EQ(all[0].substr(before.size() + length), " udpv4://192.0.2.2:7410");
     EXPECT_GT(left, 4000);
     EXPECT_LE(left, 8000);
 }
@@ -77,7 +79,7 @@ TEST_F(Question, AboutAnEndlessLease) {
     settings.property.leaseDuration = NUV_NTP_TIME_INFINITE;
     start({}, settings);
     EXPECT_EQ(answers_about(guid_of_other()),
-              answer("known " + text_of(other->prefix()) + " infinite"));
+              answer("known " + text_of(other->prefix()) + " infinite udpv4://192.0.2.2:7410"));
 }
 
 TEST_F(Question, AboutAName) {
@@ -86,7 +88,7 @@ TEST_F(Question, AboutAName) {
     settings.property.leaseDuration = NUV_NTP_TIME_INFINITE;
     start({}, settings);
     EXPECT_EQ(answers_about("name:radar, left: upper"),
-              answer("known " + text_of(other->prefix()) + " infinite"));
+              answer("known " + text_of(other->prefix()) + " infinite udpv4://192.0.2.2:7410"));
 }
 
 TEST_F(Question, AboutAProcess) {
@@ -95,7 +97,7 @@ TEST_F(Question, AboutAProcess) {
     settings.property.leaseDuration = NUV_NTP_TIME_INFINITE;
     start({}, settings);
     EXPECT_EQ(answers_about("process:812@beta"),
-              answer("known " + text_of(other->prefix()) + " infinite"));
+              answer("known " + text_of(other->prefix()) + " infinite udpv4://192.0.2.2:7410"));
 }
 
 TEST_F(Question, AboutTheSameProcessIdOnAnotherHost) {

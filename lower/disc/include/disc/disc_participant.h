@@ -89,10 +89,10 @@ struct DISCParticipantProperty {
  * Its value is "guid:01020304.05060708.090a0b0c", "name:" and a participant's name, or "process:"
  * and "812@host". Who answers announces itself to the asker alone, where the question came from,
  * with a property of the other name and the same word: "self", "known", "ignored", "full" when
- * there is no room for anybody, or "unknown". Behind "known" and "ignored" stands the GUID prefix,
- * and behind that of one that is known the milliseconds until its lease ends, or "infinite". Four
- * questions of an announcement are answered at most, one in 200 ms by each participant, and as any
- * that is sent to one who was not asked.
+ * there is no room for anybody, or "unknown". Behind "known" and "ignored" stands the GUID prefix; of
+ * one that is known the milliseconds until its lease ends follow, or "infinite", and where what is
+ * for it alone goes, as "udpv4://192.0.2.2:7410", if it has such a place. Four questions of an
+ * announcement are answered at most, and by each participant one announcement in 200 ms.
  */
 #define DISC_QUESTION_PROPERTY "nuvdds.discovery.question."
 #define DISC_ANSWER_PROPERTY "nuvdds.discovery.answer."
