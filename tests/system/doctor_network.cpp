@@ -39,7 +39,10 @@ Diagnosis diagnose(const Texts &options) {
         arguments.insert(arguments.end(), {"--for", "0"});
     }
     arguments.insert(arguments.end(), options.begin(), options.end());
-    Process process = ddspart(arguments);
+    return said_by(ddspart(arguments));
+}
+
+Diagnosis said_by(Process process) {
     const int code = process.wait().code;
 
     return {code, process.output(), process.errors()};

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "process.h"
+
 namespace doctor {
 
 using Texts = std::vector<std::string>;
@@ -25,6 +27,9 @@ Diagnosis diagnose(const Texts &options = {});
 
 /** The ids of its findings; it has ended with 3 if there are some, else with 0. */
 Texts found(const Texts &options = {});
+
+/** What it has said when it was run with these arguments. */
+Diagnosis said_by(Process process);
 
 /** Changes a setting of the network, "net.ipv4.ip_forward"; false where that is not allowed. */
 bool set(const std::string &name, const std::string &value);

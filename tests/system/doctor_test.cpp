@@ -1,11 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 // ddspart doctor on hosts to which something has been done, and on hosts that are well.
 #include <algorithm>
+#include <chrono>
 #include <csignal>
+#include <fstream>
+#include <iterator>
 #include <memory>
+#include <string>
+#include <utility>
 
+#include <arpa/inet.h>
 #include <gmock/gmock.h>
+#include <net/if.h>
 #include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include "discovery_network.h"
@@ -67,6 +76,11 @@ TEST_F(Doctor, FindsNothingWhereThereIsIPv6) {
     ip({"address", "add", "fd00::2/64", "dev", "net0", "nodad"});
     EXPECT_THAT(found(BY_IPV6), IsEmpty());
     EXPECT_THAT(found({"--transport", "udpv4,udpv6"}), IsEmpty());
+}
+
+TEST_F(DoctorOfALonelyHost, FindsNothingWhereThereIsIPv6Alone) {
+    add_interface("net0", {"fd00::2/64"});
+    EXPECT_THAT(found(BY_IPV6), IsEmpty());
 }
 
 TEST_F(Doctor, FindsNothingWithoutMulticast) {
@@ -304,11 +318,36 @@ TEST_F(Doctor, NamesWhoHasLostDatagrams) {
         }
         return has_lost();
     }));
-    EXPECT_THAT(found(), IsEmpty());                            // what has been is over
+    EXPECT_THAT(found(), Not(Contains("datagrams-lost")));      // what has been is over
     EXPECT_THAT(found({"--for", "0.1", "--peer", "192.0.2.2"}), // is announced to, which is lost
-                ElementsAre("datagrams-lost", "silent-peer"));
+                ElementsAre("suspended-process", "datagrams-lost", "silent-peer"));
     participant.send(SIGCONT);
     EXPECT_EQ(participant.stop(SIGTERM).code, 0);
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(Doctor, NamesAParticipantThatIsStopped) {
+    Process participant = ddspart({"run", "--verbosity", "error"});
+    const auto is_stopped = [&] {
+        std::ifstream file("/proc/" + std::to_string(participant.id()) + "/stat");
+        const std::string text{std::istreambuf_iterator<char>(file), {}};
+
+        return text.find(") T ") != std::string::npos;
+    };
+
+    ASSERT_TRUE(participant.wait_for_output("Default multicast locators"));
+    participant.send(SIGSTOP);
+    ASSERT_TRUE(eventually(is_stopped));
+    const doctor::Diagnosis diagnosis = diagnose();
+    const std::string id = std::to_string(participant.id());
+
+    EXPECT_THAT(diagnosis.ids(), ElementsAre("suspended-process"));
+    EXPECT_THAT(diagnosis.output, HasSubstr("ddspart (" + id +
+                                            "), which holds UDP port 7410-7411, "
+                                            "is stopped"));
+    EXPECT_THAT(diagnosis.output, HasSubstr("kill -CONT " + id));
+    participant.send(SIGCONT);
+    ASSERT_TRUE(eventually([&] { return !is_stopped(); }));
     EXPECT_THAT(found(), IsEmpty());
 }
 
@@ -407,9 +446,143 @@ TEST_F(DoctorOfADomain, NamesTwoThatHaveOneAddress) {
     {
         const Neighbour other(copy, {{"name", "other"}, {"period", 0.1}});
 
-        EXPECT_THAT(found_here({}), ElementsAre("shared-locator"));
+        EXPECT_THAT(found_here({}), ElementsAre("network-twice", "shared-locator"));
     }
     EXPECT_THAT(found_here({}), IsEmpty());
+}
+
+TEST_F(DoctorOfADomain, NamesANetworkThatHasTheAddressOfThisOne) {
+    const Host copy("copy", {"192.0.2.1/24"});
+    const Neighbour other(copy, json::object());
+
+    EXPECT_THAT(found_here({}), ElementsAre("network-twice"));
+    copy.replace_address("192.0.2.1/24", "192.0.2.3/24");
+    EXPECT_THAT(found_here({}), IsEmpty());
+}
+
+TEST_F(DoctorOfADomain, FindsNothingOnAHostWithContainersOnABridge) {
+    ip({"address", "add", "192.0.2.254/24", "dev", "wire"});
+    const Neighbour one(*here, {{"period", 0.1}});
+    const Neighbour other(*there, {{"period", 0.1}});
+
+    EXPECT_THAT(found({"--for", "0.3"}), IsEmpty());
+}
+
+TEST_F(DoctorOfADomain, FindsNothingInABusyDomain) {
+    const Neighbour many(*there, {{"count", 60}, {"period", 0.2}, {"listens", false}});
+    const Neighbour more(*here, {{"count", 20}, {"period", 0.2}, {"listens", false}});
+
+    EXPECT_THAT(found_here({}), IsEmpty());
+    EXPECT_THAT(found_here({"--peer", "192.0.2.2"}), IsEmpty());
+}
+
+/** Says again, from a host, what a participant has said to the group. */
+class Parrot {
+public:
+    explicit Parrot(const Host &host) {
+        const Host::Stay stay(host);
+        const int on = 1;
+        const ip_mreqn group = {{inet_addr(GROUP)}, {}, static_cast<int>(if_nametoindex("net0"))};
+        const sockaddr_in own = name();
+
+        socket_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        (void)setsockopt(socket_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+        EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr *>(&own), sizeof own), 0);
+        EXPECT_EQ(setsockopt(socket_, IPPROTO_IP, IP_ADD_MEMBERSHIP, &group, sizeof group), 0);
+        EXPECT_EQ(setsockopt(socket_, IPPROTO_IP, IP_MULTICAST_IF, &group, sizeof group), 0);
+    }
+    ~Parrot() {
+        (void)close(socket_);
+    }
+    Parrot(const Parrot &) = delete;
+    Parrot &operator=(const Parrot &) = delete;
+
+    /** Waits for an announcement. */
+    void listen() {
+        pollfd waiting = {socket_, POLLIN, 0};
+
+        announcement_.resize(2048);
+        ASSERT_EQ(poll(&waiting, 1, std::chrono::milliseconds(PATIENCE).count()), 1);
+        announcement_.resize(
+            static_cast<std::size_t>(recv(socket_, announcement_.data(), announcement_.size(), 0)));
+    }
+
+    /** As if it were a newer one. */
+    void renew() {
+        // Behind the header and INFO_TS: of DATA the low half of the sequence number.
+        constexpr std::size_t SEQUENCE_NUMBER = 20 + 12 + 4 + 4 + 8 + 4;
+
+        ASSERT_GT(announcement_.size(), SEQUENCE_NUMBER);
+        announcement_[SEQUENCE_NUMBER] = 100;
+    }
+
+    void say() const {
+        const sockaddr_in group = name();
+
+        EXPECT_EQ(sendto(socket_, announcement_.data(), announcement_.size(), 0,
+                         reinterpret_cast<const sockaddr *>(&group), sizeof group),
+                  static_cast<ssize_t>(announcement_.size()));
+    }
+
+private:
+    static constexpr const char *GROUP = "239.255.0.1";
+
+    static sockaddr_in name() {
+        sockaddr_in group{};
+
+        group.sin_family = AF_INET;
+        group.sin_port = htons(7400);
+        group.sin_addr.s_addr = inet_addr(GROUP);
+        return group;
+    }
+
+    int socket_ = -1;
+    std::string announcement_;
+};
+
+TEST_F(DoctorOfADomain, SaysThatTwoParticipantsHaveOneGuid) {
+    const Host copy("copy", {"192.0.2.3/24"});
+    Neighbour original(*there, {{"period", 0.1}});
+    Parrot parrot(copy);
+
+    parrot.listen();
+    parrot.renew();
+    Process process = here->ddspart({"doctor", "--for", "0.5", "--peer", "192.0.2.2"});
+
+    // Whom it hears first it takes for the one.
+    (void)original.wait_for([](const json &line) { return line.value("change", "") == "came"; });
+    ASSERT_TRUE(eventually([&] {
+        parrot.say();
+        return process.has_ended();
+    }));
+    EXPECT_THAT(doctor::said_by(std::move(process)).output,
+                HasSubstr("come from elsewhere than where their participant lives: two have one "
+                          "GUID"));
+    EXPECT_THAT(found_here({"--peer", "192.0.2.2"}), IsEmpty());
+}
+
+TEST_F(DoctorOfADomain, NamesAParticipantWhoseLeaseEndsBeforeItSpeaksAgain) {
+    using Clock = std::chrono::steady_clock;
+    Parrot parrot(*there);
+    {
+        Neighbour original(*there, {{"name", "talker"}, {"lease", 0.2}, {"period", 0.05}});
+
+        parrot.listen();
+        EXPECT_THAT(found_here({}), IsEmpty());
+        (void)original.process().stop(SIGKILL);
+    }
+    Process process = here->ddspart({"doctor", "--for", "1.3"});
+    Clock::time_point next = Clock::now();
+
+    ASSERT_TRUE(eventually([&] {
+        if (Clock::now() >= next) {
+            parrot.say();
+            next += std::chrono::milliseconds(500);
+        }
+        return process.has_ended();
+    }));
+    EXPECT_THAT(doctor::said_by(std::move(process)).output,
+                HasSubstr("lease-too-short: talker on "));
 }
 
 class DoctorOfAFirewall : public Doctor {

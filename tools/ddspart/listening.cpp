@@ -2,6 +2,8 @@
 #include "listening.h"
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 #include <sys/resource.h>
 
@@ -30,26 +32,36 @@ std::unique_ptr<Participant> join_at_highest_index(const Factory &factory,
     return std::make_unique<Participant>(factory, options);
 }
 
+std::string place_at(const std::string &address, DDS_LongLong port) {
+    const bool is_ipv6 = address.find(':') != std::string::npos;
+
+    return (is_ipv6 ? "udpv6://[" + address + "]:" : "udpv4://" + address + ":") +
+           std::to_string(port);
+}
+
+std::vector<std::string> places_of(const HeldPorts &held) {
+    std::vector<std::string> places;
+
+    for (const Port &port : held.ports) {
+        if (port.kind != "builtin_unicast") {
+            continue;
+        }
+        for (const std::string &address : held.addresses) {
+            places.push_back(place_at(address == "0.0.0.0" ? "127.0.0.1"
+                                      : address == "::"    ? "::1"
+                                                           : address,
+                                      port.number));
+        }
+    }
+    return places;
+}
+
 std::vector<std::string> places_to_ask(const std::vector<HeldPorts> &all) {
     std::vector<std::string> places;
 
     for (const HeldPorts &held : all) {
-        if (!held.are_blocked() || held.use_of_holder || !held.network.is_own) {
-            continue;
-        }
-        for (const Port &port : held.ports) {
-            if (port.kind != "builtin_unicast") {
-                continue;
-            }
-            for (const std::string &address : held.addresses) {
-                const bool is_ipv6 = address.find(':') != std::string::npos;
-                const std::string host = address == "0.0.0.0" ? "127.0.0.1"
-                                         : address == "::"    ? "::1"
-                                                              : address;
-
-                places.push_back((is_ipv6 ? "udpv6://[" + host + "]" : "udpv4://" + host) + ":" +
-                                 std::to_string(port.number));
-            }
+        if (held.are_blocked() && !held.use_of_holder && held.network.is_own) {
+            std::ranges::move(places_of(held), std::back_inserter(places));
         }
     }
     return places;

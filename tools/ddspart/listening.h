@@ -20,6 +20,12 @@ ParticipantOptions listening_only(ParticipantOptions options);
 std::unique_ptr<Participant> join_at_highest_index(const Factory &factory,
                                                    ParticipantOptions options);
 
+/** A port at a numeric address as a peer: "udpv4://127.0.0.1:7412". */
+std::string place_at(const std::string &address, DDS_LongLong port);
+
+/** Where the one is asked in the caller's network who holds a port for discovery. */
+std::vector<std::string> places_of(const HeldPorts &held);
+
 /**
  * Where those can be asked whether they are participants who hold ports for discovery in the
  * caller's network and have nothing else to show for it: as "udpv4://127.0.0.1:7412".

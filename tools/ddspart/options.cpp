@@ -9,6 +9,7 @@
 #include "commandLine.h"
 #include "dds_c/dds_c_productversion.h"
 #include "doctor/checks.h"
+#include "ports.h"
 #include "values.h"
 #include "words.h"
 
@@ -308,6 +309,44 @@ CLI::App *add_ports(CommandLine &line) {
     return ports;
 }
 
+void add_two_ends(CLI::App &app, DoctorOptions &options) {
+    CLI::Option *const with =
+        add(app, "--with", "HOST",
+            "look at another host as well, and at the way there and back; it runs ddspart doctor "
+            "--serve meanwhile, with the address of this host and the same --domain",
+            [&](const std::string &value) { options.with = to_host(value); });
+    CLI::Option *const serve =
+        add(app, "--serve", "HOST",
+            "look at this host, then answer that one, and no other, for 60 seconds, or as long as "
+            "--for says",
+            [&](const std::string &value) { options.serve = to_host(value); })
+            ->excludes(with);
+    CLI::Option *const control_port = add(
+        app, "--control-port", "N",
+        "UDP port by which the two talk; 7399 unless given, which is the last one below those of "
+        "all domains, and above those that are root's",
+        [&](const std::string &value) { options.control_port = to_port(value); });
+
+    app.final_callback([&options, with, serve, control_port] {
+        if (control_port->count() > 0 && with->count() == 0 && serve->count() == 0) {
+            throw CLI::ValidationError("--control-port", "is for --with and --serve");
+        }
+        if (with->count() == 0 && serve->count() == 0) {
+            return;
+        }
+        for (DDS_Long index = 0; index <= doctor::HIGHEST_PEER_INDEX; ++index) {
+            for (const Port &port : ports_of(options, index)) {
+                if (port.number == options.control_port) {
+                    throw CLI::ValidationError("--control-port",
+                                               "'" + std::to_string(options.control_port) +
+                                                   "' is not outside the ports of domain " +
+                                                   std::to_string(options.domain));
+                }
+            }
+        }
+    });
+}
+
 CLI::App *add_doctor(CommandLine &line) {
     DoctorOptions &options = line.doctor;
     CLI::App *const command = line.app.add_subcommand(
@@ -325,6 +364,7 @@ CLI::App *add_doctor(CommandLine &line) {
                  "how long to listen to the domain, after all else; unless given, until 2.5 have "
                  "passed since the start",
                  options.duration);
+    add_two_ends(*command, options);
     add_json(*command, options.json);
     line.findings[command] = "There are findings.";
     for (const doctor::Check &check : doctor::checks()) {

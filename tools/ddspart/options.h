@@ -111,6 +111,9 @@ struct PortsOptions : PortSettings {
 /** ddspart doctor */
 struct DoctorOptions : ParticipantOptions {
     std::optional<std::chrono::nanoseconds> duration; // none: as long as it usually takes
+    std::string with;                                 // the host to look at as well; empty: none
+    std::string serve;                                // the host to answer; empty: none
+    unsigned control_port = 7399;                     // see --control-port
     bool json = false;
 };
 

@@ -21,6 +21,8 @@ using Json = nlohmann::ordered_json;
 constexpr int HELD_VERSION = 1;
 /** The same of a check of ports. */
 constexpr int CHECK_VERSION = 1;
+/** That of what ddspart doctor says: the same. */
+constexpr int DIAGNOSIS_VERSION = 1;
 
 /** "builtin_unicast" as "builtin unicast". */
 std::string spoken(std::string_view kind) {
@@ -362,6 +364,14 @@ std::string as_text(const doctor::Diagnosis &diagnosis) {
     return lines;
 }
 
+std::string as_text(const doctor::Serving &serving) {
+    std::ostringstream text;
+
+    text << "Answers " << printable(serving.host) << " at UDP port " << serving.port << " for "
+         << std::chrono::duration<double>(serving.duration).count() << " s\n";
+    return text.str();
+}
+
 std::string as_json(const Joined &joined) {
     return line(object("joined", joined.presence));
 }
@@ -469,12 +479,11 @@ std::string as_json(const PortCheck &check) {
 }
 
 std::string as_json(const doctor::Diagnosis &diagnosis) {
-    constexpr int VERSION = 1; // goes up when a member changes or goes
     std::string lines;
 
     for (const doctor::Finding &finding : diagnosis.findings) {
         lines += line({{"event", "finding"},
-                       {"version", VERSION},
+                       {"version", DIAGNOSIS_VERSION},
                        {"domain", diagnosis.domain},
                        {"id", finding.id},
                        {"subject", finding.subject},
@@ -482,11 +491,20 @@ std::string as_json(const doctor::Diagnosis &diagnosis) {
                        {"remedy", finding.remedy}});
     }
     return lines + line({{"event", "diagnosis"},
-                         {"version", VERSION},
+                         {"version", DIAGNOSIS_VERSION},
                          {"domain", diagnosis.domain},
                          {"findings", diagnosis.findings.size()},
                          {"well", diagnosis.well},
                          {"unseen", diagnosis.unseen}});
+}
+
+std::string as_json(const doctor::Serving &serving) {
+    return line({{"event", "serving"},
+                 {"version", DIAGNOSIS_VERSION},
+                 {"domain", serving.domain},
+                 {"host", serving.host},
+                 {"port", serving.port},
+                 {"seconds", seconds(serving.duration)}});
 }
 
 std::string wrapped(const std::string &lines, std::size_t columns) {

@@ -2,6 +2,7 @@
 // What goes to stdout: text for people, or one JSON object per line.
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -77,6 +78,18 @@ struct HeldChange {
     bool shows_all_processes;
 };
 
+namespace doctor {
+
+/** Another host may ask from now on. */
+struct Serving {
+    DDS_DomainId_t domain;
+    const std::string &host;
+    unsigned port;
+    std::chrono::nanoseconds duration;
+};
+
+} // namespace doctor
+
 /** Each returns its lines, with line ends. */
 std::string as_text(const Joined &joined);
 std::string as_text(const QosShown &shown);
@@ -90,6 +103,7 @@ std::string as_text(const HeldChange &change);
 std::string as_text(const PortTable &table);
 std::string as_text(const PortCheck &check);
 std::string as_text(const doctor::Diagnosis &diagnosis);
+std::string as_text(const doctor::Serving &serving);
 std::string as_json(const Joined &joined);
 std::string as_json(const QosShown &shown);
 std::string as_json(const Changed &changed);
@@ -102,6 +116,7 @@ std::string as_json(const HeldChange &change);
 std::string as_json(const PortTable &table);
 std::string as_json(const PortCheck &check);
 std::string as_json(const doctor::Diagnosis &diagnosis);
+std::string as_json(const doctor::Serving &serving);
 
 /** The lines, those that are longer than @p columns broken between words and indented. */
 std::string wrapped(const std::string &lines, std::size_t columns);

@@ -178,6 +178,19 @@ DDS_Long to_port_setting(const std::string &text) {
     return to_long(text, LONG_LOWEST, LONG_HIGHEST);
 }
 
+unsigned to_port(const std::string &text) {
+    return static_cast<unsigned>(to_long(text, DDS_RTPS_PORT_MIN, DDS_RTPS_PORT_MAX));
+}
+
+std::string to_host(const std::string &text) {
+    const bool has_port = std::ranges::count(text, ':') == 1;
+
+    if (text.empty() || has_port || text.find_first_of("/[] \t") != std::string::npos) {
+        throw Refusal(text, "the name or the address of a host, without a port");
+    }
+    return text;
+}
+
 DDS_Long to_index(const std::string &text) {
     const auto number = to_number<DDS_Long>(text);
 

@@ -14,6 +14,10 @@ Domains to_domains(const std::string &text);
 /** The same, and any single domain, of which the library may judge. */
 Domains to_domains_of_ports(const std::string &text);
 DDS_Long to_port_setting(const std::string &text);
+/** Of UDP. */
+unsigned to_port(const std::string &text);
+/** A name or an address, without a port. */
+std::string to_host(const std::string &text);
 DDS_Long to_index(const std::string &text);
 PortsOptions::Range to_index_range(const std::string &text);
 std::size_t to_number_of_participants(const std::string &text);

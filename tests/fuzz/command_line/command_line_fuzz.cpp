@@ -278,6 +278,9 @@ void check(const DoctorOptions &options, unsigned /*variation*/) {
     fuzz::must(options.domain >= 0, "a domain is 0 or more");
     fuzz::must(options.multicast || options.multicast_addresses.empty(),
                "whoever does without multicast receives it nowhere");
+    fuzz::must(options.with.empty() || options.serve.empty(), "nobody asks and answers at once");
+    fuzz::must(1 <= options.control_port && options.control_port <= DDS_RTPS_PORT_MAX,
+               "the port is one");
 }
 
 void check(const PortsOptions &options, unsigned /*variation*/) {

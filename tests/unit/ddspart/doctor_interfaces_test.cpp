@@ -336,6 +336,20 @@ TEST(InterfaceList, BelievesNoFilesOfAnotherNetwork) {
     EXPECT_FALSE(listed_loopback(host).is_auxiliary);
 }
 
+TEST(DoctorOfNetworks, NamesOneWhoseAddressesAnotherOneHas) {
+    Facts facts = host_with({good_interface("net0", 2)});
+
+    facts.networks = {{"own", true, {"172.17.0.1", "192.0.2.2"}},
+                      {"box", false, {"172.17.0.1", "192.0.2.3"}}, // one in common harms nobody
+                      {"empty", false, {}}};
+    EXPECT_THAT(found(facts, usual_wishes()), IsEmpty());
+    facts.networks.push_back({"copy", false, {"192.0.2.2"}});
+    EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("network-twice 192.0.2.2"));
+    EXPECT_THAT(diagnose(facts, usual_wishes()).findings.front().cause,
+                testing::HasSubstr("Participants of the network copy of this host have the "
+                                   "addresses of this network (192.0.2.2)"));
+}
+
 } // namespace
 
 } // namespace doctor

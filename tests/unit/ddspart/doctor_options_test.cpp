@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The options of ddspart doctor, which are those of ddspart run as far as they matter.
+#include <utility>
+
 #include <gmock/gmock.h>
 
 #include "options.h"
@@ -38,6 +40,38 @@ TEST(DoctorOptions, MaySayHowLongToListen) {
 
 TEST(DoctorOptions, MayDoWithoutMulticast) {
     EXPECT_FALSE(std::get<DoctorOptions>(parse({"--no-multicast"})).multicast);
+}
+
+std::string refused(std::vector<const char *> arguments) {
+    const Command command = parse(std::move(arguments));
+    const auto *const answer = std::get_if<Answer>(&command);
+
+    return answer != nullptr && answer->exit_code == 2 ? answer->text : "";
+}
+
+TEST(DoctorOptions, NameAnotherHost) {
+    EXPECT_EQ(std::get<DoctorOptions>(parse({"--with", "beta"})).with, "beta");
+    EXPECT_EQ(std::get<DoctorOptions>(parse({"--serve", "fd00::2"})).serve, "fd00::2");
+    EXPECT_THAT(refused({"--with", "beta:7399"}), HasSubstr("the name or the address of a host"));
+    EXPECT_THAT(refused({"--with", "udpv4://192.0.2.2"}), HasSubstr("without a port"));
+    EXPECT_THAT(refused({"--serve", ""}), HasSubstr("without a port"));
+    EXPECT_THAT(refused({"--serve", "beta", "--with", "beta"}), HasSubstr("excludes"));
+}
+
+TEST(DoctorOptions, NameAPortThatNoParticipantHas) {
+    const auto port = [](std::vector<const char *> arguments) {
+        return std::get<DoctorOptions>(parse(std::move(arguments))).control_port;
+    };
+
+    EXPECT_EQ(port({"--with", "beta"}), 7399U);
+    EXPECT_EQ(port({"--with", "beta", "--control-port", "9000"}), 9000U);
+    EXPECT_EQ(port({"--serve", "beta", "--control-port", "9000"}), 9000U);
+    EXPECT_THAT(refused({"--control-port", "9000"}), HasSubstr("is for --with and --serve"));
+    EXPECT_THAT(refused({"--with", "beta", "--control-port", "0"}), HasSubstr("1 to 65535"));
+    EXPECT_THAT(refused({"--with", "beta", "--control-port", "7412"}),
+                HasSubstr("'7412' is not outside the ports of domain 0"));
+    EXPECT_THAT(refused({"--with", "beta", "--port-base", "7389"}),
+                HasSubstr("'7399' is not outside the ports of domain 0"));
 }
 
 TEST(DoctorOptions, RefuseWhatNoParticipantCanHave) {

@@ -56,6 +56,19 @@ TEST(DoctorOutput, IsObjectsForPrograms) {
                                                     {"unseen", {"names: no time"}}}));
 }
 
+TEST(DoctorOutput, SaysWhenAnotherHostMayAsk) {
+    const std::string host = "beta";
+    const Serving serving = {7, host, 7399, std::chrono::milliseconds(1500)};
+
+    EXPECT_EQ(as_text(serving), "Answers beta at UDP port 7399 for 1.5 s\n");
+    EXPECT_EQ(json::parse(as_json(serving)), (json{{"event", "serving"},
+                                                   {"version", 1},
+                                                   {"domain", 7},
+                                                   {"host", "beta"},
+                                                   {"port", 7399},
+                                                   {"seconds", 1.5}}));
+}
+
 TEST(DoctorOutput, IsWrappedBetweenWords) {
     EXPECT_EQ(wrapped("one two three\nfour\n", 9), "one two\n    three\nfour\n");
     EXPECT_EQ(wrapped("one two three\n", 13), "one two three\n");

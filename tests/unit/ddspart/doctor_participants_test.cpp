@@ -26,7 +26,7 @@ Sighting participant_at(const std::vector<std::string> &addresses) {
 Facts host_that_heard(const std::vector<Sighting> &others) {
     Facts facts = host_with({good_interface("net0", 2)});
 
-    facts.heard = Heard{others, {}, true, std::chrono::seconds(1)};
+    facts.heard = Heard{others, {}, {}, true, std::chrono::seconds(1)};
     return facts;
 }
 
@@ -65,6 +65,21 @@ TEST(DoctorOfParticipants, SaysWhyAnnouncementsAreRefused) {
     ASSERT_EQ(diagnosis.findings.size(), 2U);
     EXPECT_THAT(diagnosis.findings[0].cause, HasSubstr("2 announcements that were heard"));
     EXPECT_THAT(diagnosis.findings[1].cause, HasSubstr("two have one GUID"));
+}
+
+TEST(DoctorOfParticipants, NamesOneThatWasLostAndCameBack) {
+    Facts facts = host_that_heard({});
+    Sighting other = participant_at({"192.0.2.8"});
+
+    other.guid = "guid";
+    other.lease = std::chrono::milliseconds(1500);
+    facts.heard->returned = {other};
+    const Diagnosis diagnosis = diagnose(facts, usual_wishes());
+
+    EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("lease-too-short guid"));
+    EXPECT_EQ(diagnosis.findings.front().cause,
+              "talker was lost and came back: its lease of 1.5 s ends before it announces itself "
+              "again.");
 }
 
 TEST(DoctorOfParticipants, NamesTwoWithTheSameLocators) {

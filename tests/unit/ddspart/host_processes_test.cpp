@@ -45,6 +45,15 @@ TEST_F(Processes, HaveNamesThatSteerNoTerminal) {
     EXPECT_EQ(process_of(812, host_.files())->name, "a\\x1b[2J\\x0ab");
 }
 
+TEST_F(Processes, AreStoppedBySignalsAndByThoseWhoTraceThem) {
+    host_.put_process(812, "talker", 1000);
+    EXPECT_FALSE(host::is_stopped(812, host_.files()));
+    for (const char *const state : {"T (stopped)", "t (tracing stop)", "S (sleeping)"}) {
+        host_.put("proc/812/status", "Name:\ttalker\nState:\t" + std::string(state) + "\n");
+        EXPECT_EQ(host::is_stopped(812, host_.files()), *state != 'S') << state;
+    }
+}
+
 TEST_F(Processes, AreNoneOnceTheyAreGone) {
     EXPECT_EQ(process_of(812, host_.files()), std::nullopt);
 }

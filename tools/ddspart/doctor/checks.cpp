@@ -6,6 +6,7 @@
 #include <iterator>
 #include <set>
 
+#include "doctor/end_checks.h"
 #include "doctor/interface_checks.h"
 #include "doctor/multicast_checks.h"
 #include "doctor/participant_checks.h"
@@ -45,12 +46,17 @@ bool has_listened(const Facts &facts, const Wishes & /*wishes*/) {
     return facts.heard.has_value();
 }
 
+bool is_other_end_asked(const Facts &facts, const Wishes & /*wishes*/) {
+    return facts.ends.has_value();
+}
+
 constexpr Subject INTERFACES = {"interfaces", always};
 constexpr Subject MULTICAST = {"multicast", is_multicast_tried};
 constexpr Subject PORTS = {"ports", always};
 constexpr Subject PEERS = {"peers", has_peers};
 constexpr Subject PARTICIPANTS = {"participants", has_listened};
 constexpr Subject FIREWALL = {"firewall", are_ports_tried};
+constexpr Subject OTHER_END = {"the way to the other host and back", is_other_end_asked};
 
 // clang-format off
 constexpr std::array CHECKS = {
@@ -79,6 +85,9 @@ constexpr std::array CHECKS = {
     Check{"address-not-ready", &INTERFACES,
           "Nothing can be sent from an address: it is not ready, or somebody else has it.",
           find_address_not_ready},
+    Check{"network-twice", &INTERFACES,
+          "Two networks of the host that have participants have the same addresses.",
+          find_network_twice},
     Check{"interface-without-multicast", &MULTICAST,
           "An interface that would be needed has multicast switched off.",
           find_interface_without_multicast},
@@ -112,6 +121,9 @@ constexpr std::array CHECKS = {
     Check{"no-free-index", &PORTS,
           "All participant indices of the domain are taken on this host.",
           find_no_free_index},
+    Check{"suspended-process", &PORTS,
+          "A process that holds ports of the domain is stopped.",
+          find_suspended_process},
     Check{"datagrams-lost", &PORTS,
           "Sockets at ports of the domain had no room for datagrams while it looked.",
           find_datagrams_lost},
@@ -136,9 +148,36 @@ constexpr std::array CHECKS = {
     Check{"refused-participants", &PARTICIPANTS,
           "Participants are heard that have another domain, domain tag, or another's GUID.",
           find_refused_participants},
+    Check{"lease-too-short", &PARTICIPANTS,
+          "The lease of a participant ends before it announces itself again.",
+          find_lease_too_short},
     Check{"shared-locator", &PARTICIPANTS,
           "Two participants announce the same address and port.",
           find_shared_locator},
+    Check{"unicast-lost", &OTHER_END,
+          "What one of two hosts sends to free ports of the other does not arrive.",
+          find_unicast_lost},
+    Check{"large-datagrams-lost", &OTHER_END,
+          "Of what one of two hosts sends to the other only small datagrams arrive.",
+          find_large_lost},
+    Check{"address-translated", &OTHER_END,
+          "What one of two hosts sends arrives at the other as from another address or port.",
+          find_address_translated},
+    Check{"multicast-lost", &OTHER_END,
+          "What one of two hosts sends to the group does not arrive at the other.",
+          find_multicast_lost},
+    Check{"ttl-too-small", &OTHER_END,
+          "What one of two hosts sends to the group arrives only with a greater time to live.",
+          find_ttl_too_small},
+    Check{"domains-differ", &OTHER_END,
+          "The participants of two hosts are in different domains.",
+          find_domains_differ},
+    Check{"tags-differ", &OTHER_END,
+          "The participants of one of two hosts have a domain tag, those of the other none.",
+          find_tags_differ},
+    Check{"participant-out-of-reach", &OTHER_END,
+          "A participant of one of two hosts announces no address that the other reaches.",
+          find_participant_out_of_reach},
 };
 // clang-format on
 

@@ -3,11 +3,14 @@
 #pragma once
 
 #include <chrono>
+#include <compare>
 #include <cstdint>
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
+
+#include <sys/types.h>
 
 #include "doctor/wishes.h"
 #include "held_ports.h"
@@ -97,12 +100,76 @@ struct FirewallRule {
     std::string text;  // as the firewall lists it
 };
 
+/** A network of the host in which somebody has ports of the domain. */
+struct PopulatedNetwork {
+    std::string name; // as host::label_of()
+    bool is_own = false;
+    std::set<std::string> addresses;
+};
+
 /** What a participant of the tool's own has heard in the domain. */
 struct Heard {
     std::vector<Sighting> others;
+    std::vector<Sighting> returned; // each once: they had been lost, and announced themselves anew
     DDS_DiscoveryStatistics statistics = {};
     bool is_announced = false; // to the peers, which answer then
     std::chrono::duration<double> duration{};
+};
+
+/** What a datagram of a trial is about. */
+struct Shot {
+    enum class Kind : std::uint8_t {
+        PORT,  // for this port
+        LARGE, // of so many octets, for the first port
+        GROUP  // for the group, with this time to live
+    };
+    Kind kind;
+    unsigned value;
+
+    auto operator<=>(const Shot &) const = default;
+};
+
+/** What one of two hosts that are looked at tells of itself. */
+struct End {
+    /** A participant that is on the host. */
+    struct Resident {
+        std::string guid;
+        std::string name;
+        std::vector<std::string> locators; // for discovery by unicast
+
+        bool operator==(const Resident &) const = default;
+    };
+    std::set<std::string> addresses;    // of its networks that have participants, its own first
+    std::set<unsigned> discovery_ports; // of its participants
+    std::vector<Resident> residents;    // as far as they were heard there
+    std::set<std::string> heard;        // the GUIDs of all participants that were heard there
+    std::set<DDS_DomainId_t> domains;   // in which it has participants
+    bool is_tagged = false;             // what it has heard of these has a domain tag
+    bool needs_multicast = false;       // no peers on other hosts are named there
+    bool is_whole = true;               // else it has heard too many to tell of all
+
+    bool operator==(const End &) const = default;
+};
+
+/** What became of what one end has sent to the other. */
+struct Direction {
+    std::set<unsigned> ports; // those that the receiving end had free
+    bool has_group = false;   // and whether it received a group
+    std::set<Shot> sent;
+    std::set<Shot> arrived;
+    std::string source;      // of what was sent, as the sender knows it
+    std::string seen_source; // the same as it arrived; empty: nothing did
+};
+
+/** What two hosts have found out with each other. */
+struct Ends {
+    std::string name; // of the other one, as it was given
+    End here;
+    End there;
+    Direction out;
+    Direction in;
+    std::set<std::string> asked_here;  // locators at which this end has announced itself there
+    std::set<std::string> asked_there; // and the other one here
 };
 
 struct Facts {
@@ -110,12 +177,15 @@ struct Facts {
     std::set<unsigned> ports; // of the domain: for groups, and of the first indices
     std::vector<Probe> probes;
     std::vector<PeerTrial> peers;
-    std::vector<HeldPorts> held;           // of the domain, by others; see compare()
-    std::optional<DDS_Long> highest_index; // that an automatic choice may come to
+    std::vector<HeldPorts> held;            // of the domain, by others; see compare()
+    std::set<pid_t> stopped;                // the processes among their holders that are
+    std::vector<PopulatedNetwork> networks; // the caller's own in any case
+    std::optional<DDS_Long> highest_index;  // that an automatic choice may come to
     std::optional<host::EphemeralPorts> ephemeral;
     std::optional<std::size_t> descriptor_limit; // of files that a program may have open
     std::vector<FirewallRule> rules;             // those that drop one of the domain's ports
     std::optional<Heard> heard;                  // none: nobody has listened
+    std::optional<Ends> ends;                    // none: no other host was to be looked at
     /** What could not be looked at, and why: "firewall rules: only root may read them". */
     std::vector<std::string> unseen;
 };
@@ -138,6 +208,9 @@ bool is_allowed(const Interface &interface, const Wishes &wishes);
 /** The interfaces that a group of a family is sent and received by, in the library's way. */
 std::vector<Interface> multicast_interfaces(const std::vector<Interface> &interfaces,
                                             const Wishes &wishes, Family family);
+
+/** The unicast ports of each of the first participant indices, as far as they are valid. */
+std::vector<std::vector<unsigned>> unicast_ports(const Wishes &wishes);
 
 /** All that the host tells, and what has to be tried. Takes two seconds at most. */
 Facts gather(const Wishes &wishes);

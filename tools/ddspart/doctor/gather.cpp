@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // All that the host tells.
 #include <algorithm>
+#include <map>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -16,6 +17,7 @@
 #include "doctor/probes.h"
 #include "holdings.h"
 #include "host/interface_addresses.h"
+#include "host/network_addresses.h"
 #include "port_map.h"
 #include "ports.h"
 
@@ -26,22 +28,6 @@ namespace {
 constexpr std::chrono::milliseconds TIME_FOR_PROBES(1300);
 constexpr std::chrono::milliseconds TIME_FOR_PEERS(500);
 
-/** The unicast ports of each of the first indices, as far as they are valid. */
-std::vector<std::vector<unsigned>> unicast_ports(const Wishes &wishes) {
-    std::vector<std::vector<unsigned>> all;
-
-    for (DDS_Long index = 0; index <= HIGHEST_PEER_INDEX; ++index) {
-        std::vector<unsigned> &ports = all.emplace_back();
-
-        for (const Port &port : ports_of(wishes, index)) {
-            if (port.kind.ends_with("_unicast") && port.is_valid()) {
-                ports.push_back(static_cast<unsigned>(port.number));
-            }
-        }
-    }
-    return all;
-}
-
 /** How many files a program may have open that is started as this one was. */
 std::optional<std::size_t> descriptor_limit() {
     rlimit limit = {};
@@ -50,14 +36,58 @@ std::optional<std::size_t> descriptor_limit() {
                                                  : std::nullopt;
 }
 
-/** The ports of the domain that others hold in the caller's network. */
-std::vector<HeldPorts> held_by_others(const Wishes &wishes, const std::vector<Sighting> &heard) {
+/** The ports of the domain that others hold, in the caller's network or in all of the host's. */
+std::vector<HeldPorts> held_by_others(const Wishes &wishes, bool all_networks,
+                                      const std::vector<Sighting> &heard) {
     const PortMap map = port_map(wishes.well_known_ports);
     std::vector<HeldPorts> all =
-        held_ports(holdings(map, false, getpid()), map, heard, host::interface_addresses());
+        held_ports(holdings(map, all_networks, getpid()), map, heard, host::interface_addresses());
 
     keep_domains(all, {wishes.domain, wishes.domain});
     return all;
+}
+
+std::set<std::string> addresses_of(const std::vector<Interface> &interfaces) {
+    std::set<std::string> addresses;
+
+    for (const Interface &interface : interfaces) {
+        for (const Address &address : interface.addresses) {
+            if (!interface.is_loopback) {
+                addresses.insert(address.text);
+            }
+        }
+    }
+    return addresses;
+}
+
+/** Who has the ports of the domain, and the networks in which somebody has. */
+void read_held(Facts &facts, const Wishes &wishes) {
+    std::map<std::string, PopulatedNetwork> others;
+
+    facts.networks = {{"own", true, addresses_of(facts.interfaces)}};
+    for (HeldPorts &row : held_by_others(wishes, true, {})) {
+        if (row.network.is_own) {
+            facts.held.push_back(std::move(row));
+            continue;
+        }
+        const std::string name = host::label_of(row.network);
+        const auto [found, is_new] = others.try_emplace(name, PopulatedNetwork{name, false, {}});
+        const auto net = is_new ? host::net_directory(row.network) : std::nullopt;
+
+        if (net) {
+            found->second.addresses = host::network_addresses(*net);
+        }
+    }
+    for (auto &[name, network] : others) {
+        facts.networks.push_back(std::move(network));
+    }
+    for (const HeldPorts &row : facts.held) {
+        for (const Holder &holder : row.holders) {
+            if (holder.process && host::is_stopped(holder.process->id)) {
+                facts.stopped.insert(holder.process->id);
+            }
+        }
+    }
 }
 
 /** The rules by which datagrams were dropped; the firewall is only asked where some were. */
@@ -98,6 +128,21 @@ void read_peers(Facts &facts, const Wishes &wishes) {
 
 } // namespace
 
+std::vector<std::vector<unsigned>> unicast_ports(const Wishes &wishes) {
+    std::vector<std::vector<unsigned>> all;
+
+    for (DDS_Long index = 0; index <= HIGHEST_PEER_INDEX; ++index) {
+        std::vector<unsigned> &ports = all.emplace_back();
+
+        for (const Port &port : ports_of(wishes, index)) {
+            if (port.kind.ends_with("_unicast") && port.is_valid()) {
+                ports.push_back(static_cast<unsigned>(port.number));
+            }
+        }
+    }
+    return all;
+}
+
 Facts gather(const Wishes &wishes) {
     const std::vector<std::vector<unsigned>> unicast = unicast_ports(wishes);
     Facts facts;
@@ -111,7 +156,7 @@ Facts gather(const Wishes &wishes) {
         facts.ports.insert(group.port);
     }
     try {
-        facts.held = held_by_others(wishes, {});
+        read_held(facts, wishes);
     } catch (const std::runtime_error &error) { // the settings give too many uses to each port
         facts.unseen.push_back(std::string("who holds the ports: ") + error.what());
     }
@@ -143,7 +188,7 @@ void compare(std::vector<HeldPorts> &held, const std::vector<HeldPorts> &later) 
 
 void look_again(Facts &facts, const Wishes &wishes, const std::vector<Sighting> &heard) {
     if (!facts.held.empty()) {
-        compare(facts.held, held_by_others(wishes, heard));
+        compare(facts.held, held_by_others(wishes, false, heard));
     }
 }
 

@@ -135,20 +135,6 @@ bool is_of_this_host(const Facts &facts, const std::string &address) {
            });
 }
 
-/** Whether somebody is found without multicast: a peer that is named and is not this host. */
-bool has_far_peer(const Facts &facts, const Wishes &wishes) {
-    return std::ranges::any_of(wishes.peers, [&](const Peer &peer) {
-        const auto trial = std::ranges::find(facts.peers, peer, &PeerTrial::peer);
-        const auto addresses = trial != facts.peers.end() && !trial->addresses.empty()
-                                   ? trial->addresses
-                                   : std::vector{peer.host};
-
-        return !peer.is_group && !std::ranges::all_of(addresses, [&](const std::string &address) {
-            return is_of_this_host(facts, address);
-        });
-    });
-}
-
 /** Whether two addresses are in the same subnet, by the longer one of their prefixes. */
 bool are_in_one_subnet(const Address &left, const Address &right) {
     in_addr first = {};
@@ -166,6 +152,19 @@ bool are_in_one_subnet(const Address &left, const Address &right) {
 }
 
 } // namespace
+
+bool has_far_peer(const Facts &facts, const Wishes &wishes) {
+    return std::ranges::any_of(wishes.peers, [&](const Peer &peer) {
+        const auto trial = std::ranges::find(facts.peers, peer, &PeerTrial::peer);
+        const auto addresses = trial != facts.peers.end() && !trial->addresses.empty()
+                                   ? trial->addresses
+                                   : std::vector{peer.host};
+
+        return !peer.is_group && !std::ranges::all_of(addresses, [&](const std::string &address) {
+            return is_of_this_host(facts, address);
+        });
+    });
+}
 
 std::vector<Finding> find_no_usable_interface(const Facts &facts, const Wishes &wishes) {
     const bool is_there = std::ranges::any_of(facts.interfaces, [](const Interface &interface) {
@@ -332,6 +331,35 @@ std::vector<Finding> find_strict_reverse_path(const Facts &facts, const Wishes &
                  "Make it loose: sysctl net.ipv4.conf." + setting_name(interface) +
                      ".rp_filter=2; or use the other one alone: --interface " + other.name});
             break;
+        }
+    }
+    return findings;
+}
+
+std::vector<Finding> find_network_twice(const Facts &facts, const Wishes &) {
+    std::vector<Finding> findings;
+    const auto name_of = [](const PopulatedNetwork &network) {
+        return network.is_own ? std::string("this network") : "the network " + network.name;
+    };
+
+    for (auto one = facts.networks.begin(); one != facts.networks.end(); ++one) {
+        for (auto other = std::next(one); other != facts.networks.end(); ++other) {
+            // One address alone may be that of a bridge that each of them has.
+            if (other->addresses.empty() ||
+                !std::ranges::includes(one->addresses, other->addresses)) {
+                continue;
+            }
+            const std::string all = join({other->addresses.begin(), other->addresses.end()}, ", ");
+
+            findings.push_back({"", all,
+                                "Participants of " + name_of(*other) +
+                                    " of this host have the "
+                                    "addresses of " +
+                                    name_of(*one) + " (" + all +
+                                    "): what is for the one goes to the other.",
+                                "Give each container and each network namespace an address of "
+                                "its own, or have its participants run in the network of the "
+                                "host."});
         }
     }
     return findings;

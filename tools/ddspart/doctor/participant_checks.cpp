@@ -7,6 +7,7 @@
 #include <map>
 #include <sstream>
 
+#include "doctor/texts.h"
 #include "words.h"
 
 namespace doctor {
@@ -42,11 +43,6 @@ bool is_heard(const Facts &facts, const std::string &address) {
             return its == address || (is_here && is_own_address(facts, its));
         });
     });
-}
-
-bool is_loopback_locator(const std::string &locator) {
-    return locator.find("//127.") != std::string::npos ||
-           locator.find("//[::1]") != std::string::npos;
 }
 
 std::string name_of(const Sighting &other) {
@@ -114,6 +110,23 @@ std::vector<Finding> find_refused_participants(const Facts &facts, const Wishes 
                                     std::to_string(wishes.domain) + " " + reason.cause,
                                 reason.remedy});
         }
+    }
+    return findings;
+}
+
+std::vector<Finding> find_lease_too_short(const Facts &facts, const Wishes &) {
+    std::vector<Finding> findings;
+
+    if (!facts.heard) {
+        return findings;
+    }
+    for (const Sighting &other : facts.heard->returned) {
+        findings.push_back({"", other.guid,
+                            name_of(other) + " was lost and came back: its lease" +
+                                (other.lease ? " of " + text_of(*other.lease) : "") +
+                                " ends before it announces itself again.",
+                            "Give it a longer lease, discovery_config.lease_duration, or have it "
+                            "announce itself more often, at least four times in a lease."});
     }
     return findings;
 }

@@ -12,6 +12,7 @@ namespace doctor {
 
 std::vector<Finding> find_silent_peer(const Facts &facts, const Wishes &wishes);
 std::vector<Finding> find_refused_participants(const Facts &facts, const Wishes &wishes);
+std::vector<Finding> find_lease_too_short(const Facts &facts, const Wishes &wishes);
 std::vector<Finding> find_shared_locator(const Facts &facts, const Wishes &wishes);
 
 } // namespace doctor

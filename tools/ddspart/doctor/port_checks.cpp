@@ -158,6 +158,28 @@ std::vector<Finding> find_no_free_index(const Facts &facts, const Wishes &wishes
              "End some of them, or put participants into other domains."}};
 }
 
+std::vector<Finding> find_suspended_process(const Facts &facts, const Wishes &) {
+    std::vector<Finding> findings;
+    std::set<pid_t> told;
+
+    for (const HeldPorts &held : facts.held) {
+        for (const Holder &holder : held.holders) {
+            if (!held.index || !holder.process || !facts.stopped.contains(holder.process->id) ||
+                !told.insert(holder.process->id).second) {
+                continue;
+            }
+            findings.push_back({"", std::to_string(holder.process->id),
+                                process_of(holder) + ", which holds UDP port " +
+                                    port_list(numbers_of(held)) +
+                                    ", is stopped: it neither announces itself nor answers, and "
+                                    "others drop it when its lease ends.",
+                                "Have it go on: kill -CONT " + std::to_string(holder.process->id) +
+                                    ", or by the debugger that has stopped it; or end it."});
+        }
+    }
+    return findings;
+}
+
 std::vector<Finding> find_datagrams_lost(const Facts &facts, const Wishes &) {
     std::vector<Finding> findings;
 

@@ -15,6 +15,7 @@ std::vector<Finding> find_group_port_taken(const Facts &facts, const Wishes &wis
 std::vector<Finding> find_port_not_bound(const Facts &facts, const Wishes &wishes);
 std::vector<Finding> find_index_blocked(const Facts &facts, const Wishes &wishes);
 std::vector<Finding> find_no_free_index(const Facts &facts, const Wishes &wishes);
+std::vector<Finding> find_suspended_process(const Facts &facts, const Wishes &wishes);
 std::vector<Finding> find_datagrams_lost(const Facts &facts, const Wishes &wishes);
 std::vector<Finding> find_ephemeral_ports(const Facts &facts, const Wishes &wishes);
 std::vector<Finding> find_few_descriptors(const Facts &facts, const Wishes &wishes);

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <span>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -90,5 +91,18 @@ private:
     sockaddr_storage storage_ = {};
     socklen_t length_ = 0;
 };
+
+/** The port that a socket is bound to, or that the kernel has given it. */
+unsigned port_of(const Socket &socket);
+
+/** Restricts it to groups that it has joined itself, and to its own family, as participants do. */
+bool receive_own_groups(const Socket &socket, Family family);
+
+/** Joins a group on the interface with this index. */
+bool join(const Socket &socket, Family family, const std::string &group, unsigned interface);
+
+/** Sends by way of an interface; whatever interface where there is none, which is number 0. */
+bool send(const Socket &sender, std::span<const unsigned char> message, const SocketName &to,
+          Family family, unsigned interface);
 
 } // namespace doctor

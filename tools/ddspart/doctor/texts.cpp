@@ -47,4 +47,9 @@ std::string rule_text(const Facts &facts) {
     return " (\"" + rule.text + "\" in " + rule.chain + ")";
 }
 
+bool is_loopback_locator(const std::string &locator) {
+    return locator.find("//127.") != std::string::npos ||
+           locator.find("//[::1]") != std::string::npos;
+}
+
 } // namespace doctor

@@ -23,4 +23,7 @@ std::string port_list(const std::set<unsigned> &ports);
  */
 std::string rule_text(const Facts &facts);
 
+/** Whether a locator, as "udpv4://127.0.0.1:7410", is one of loopback. */
+bool is_loopback_locator(const std::string &locator);
+
 } // namespace doctor

@@ -88,6 +88,18 @@ std::optional<HostProcess> process_of(pid_t id, const Files &files) {
                        *user, container_of(text_or_none(process / "cgroup").value_or(""))};
 }
 
+bool is_stopped(pid_t id, const Files &files) {
+    for (const std::string &line :
+         lines_of(text_or_none(files.of_process(id) / "status").value_or(""))) {
+        const std::vector<std::string> fields = fields_of(line);
+
+        if (fields.size() > 1 && fields[0] == "State:") {
+            return fields[1] == "T" || fields[1] == "t";
+        }
+    }
+    return false;
+}
+
 std::string user_name(uid_t user) {
     constexpr std::size_t ROOM = 1U << 14U;
     std::vector<char> room(ROOM);

@@ -30,6 +30,11 @@ std::vector<pid_t> process_ids(const Files &files = {});
 /** What anybody may know of a process, its texts printable; none when it is gone or hidden. */
 std::optional<HostProcess> process_of(pid_t id, const Files &files = {});
 
+/** Whether it has been stopped, by a signal or by whoever traces it: it does nothing until it goes
+ * on.
+ */
+bool is_stopped(pid_t id, const Files &files = {});
+
 /** The name of a user; the number where there is no name. Printable. */
 std::string user_name(uid_t user);
 

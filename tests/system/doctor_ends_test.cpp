@@ -1,0 +1,464 @@
+// SPDX-License-Identifier: Apache-2.0
+// ddspart doctor that looks at two hosts and at what is between them.
+#include <array>
+#include <csignal>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <arpa/inet.h>
+#include <gmock/gmock.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "discovery_network.h"
+#include "doctor_network.h"
+#include "network.h"
+#include "process.h"
+
+using discovery::Host;
+using discovery::json;
+using discovery::Neighbour;
+using doctor::Diagnosis;
+using doctor::nft;
+using doctor::Texts;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
+
+namespace {
+
+constexpr const char *HERE = "192.0.2.1";
+constexpr const char *THERE = "192.0.2.2";
+
+Texts joined(Texts left, const Texts &right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+/** Two hosts on a wire. One of them asks, the other one answers. */
+class DoctorOfTwoEnds : public discovery::WireTest {
+protected:
+    void SetUp() override {
+        discovery::WireTest::SetUp();
+        if (!IsSkipped()) {
+            here = std::make_unique<Host>("here", Texts{"192.0.2.1/24"});
+            there = std::make_unique<Host>("there", Texts{"192.0.2.2/24"});
+        }
+    }
+
+    Process serve(const Texts &options = {}) const {
+        Process process = there->ddspart(joined({"doctor", "--serve", HERE}, options));
+
+        EXPECT_TRUE(process.wait_for_output("Answers")) << process.errors();
+        return process;
+    }
+
+    Diagnosis ask(const Texts &options = {}) const {
+        const Host::Stay stay(*here);
+
+        return doctor::diagnose(joined({"--with", THERE}, options));
+    }
+
+    /** The ids of the findings when nobody has asked that end before. */
+    Texts found(const Texts &options = {}, const Texts &options_there = {}) const {
+        constexpr int FINDINGS = 3;
+        const Process other = serve(options_there);
+        const Diagnosis diagnosis = ask(options);
+        const Texts ids = diagnosis.ids();
+
+        EXPECT_EQ(diagnosis.code, ids.empty() ? 0 : FINDINGS)
+            << diagnosis.output << diagnosis.errors;
+        return ids;
+    }
+
+    /** On the wire; the test is skipped where there is no such firewall. */
+    static bool drop(const std::string &rule) {
+        return nft("add table bridge wall; add chain bridge wall each { type filter hook forward "
+                   "priority 0; }; add rule bridge wall each " +
+                   rule + " drop");
+    }
+    static bool let_through() {
+        return nft("delete table bridge wall");
+    }
+
+    std::unique_ptr<Host> here;
+    std::unique_ptr<Host> there;
+};
+
+TEST_F(DoctorOfTwoEnds, FindsNothingWhereAllArrives) {
+    const Process other = serve();
+    const Diagnosis diagnosis = ask();
+
+    EXPECT_EQ(diagnosis.code, 0);
+    EXPECT_EQ(diagnosis.output,
+              "Well: interfaces, multicast, firewall, ports, peers, the way to the other host and "
+              "back\n");
+    EXPECT_EQ(diagnosis.errors, "");
+}
+
+TEST_F(DoctorOfTwoEnds, FindsNothingWhereParticipantsFindEachOther) {
+    const Neighbour one(*here, json::object());
+    const Neighbour other(*there, {{"count", 3}});
+
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(DoctorOfTwoEnds, FindsNothingByIPv6Alone) {
+    const Host one("one", {"fd00::1/64"});
+    const Host other("other", {"fd00::2/64"});
+    const Texts by_ipv6 = {"--transport", "udpv6",  "--multicast-address",
+                           "ff05::1",     "--peer", "ff05::1"};
+    Process server = other.ddspart(joined({"doctor", "--serve", "fd00::1"}, by_ipv6));
+
+    ASSERT_TRUE(server.wait_for_output("Answers")) << server.errors();
+    const Host::Stay stay(one);
+
+    EXPECT_THAT(doctor::found(joined({"--with", "fd00::2"}, by_ipv6)), IsEmpty());
+}
+
+TEST_F(DoctorOfTwoEnds, FindsNothingWithoutMulticastWherePeersAreNamed) {
+    const Neighbour one(*here, {{"receive", json::array()}, {"peers", {THERE}}});
+    const Neighbour other(*there, {{"receive", json::array()}, {"peers", json::array()}});
+
+    if (!drop("ip daddr 224.0.0.0/4")) {
+        GTEST_SKIP() << "needs nft";
+    }
+    EXPECT_THAT(found({"--no-multicast", "--peer", THERE}, {"--no-multicast", "--peer", HERE}),
+                IsEmpty());
+    EXPECT_THAT(found({"--peer", THERE}), IsEmpty()); // one that names the other is enough
+}
+
+TEST_F(DoctorOfTwoEnds, FindsNothingWhereBothHaveABridgeOfTheSameAddress) {
+    for (const Host *const host : {here.get(), there.get()}) {
+        const Host::Stay stay(*host);
+
+        add_interface("guests", {"172.17.0.1/16"});
+    }
+    const Neighbour one(*here, json::object());
+    const Neighbour other(*there, json::object());
+
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(DoctorOfTwoEnds, SaysThatPortsAreReachedOneWayOnly) {
+    if (!drop("iifname here ip saddr 192.0.2.1 ip daddr 192.0.2.2 udp dport 7410-7419")) {
+        GTEST_SKIP() << "needs nft";
+    }
+    const Process other = serve();
+    const Diagnosis diagnosis = ask();
+
+    EXPECT_THAT(diagnosis.ids(), ElementsAre("unicast-lost"));
+    EXPECT_THAT(diagnosis.output,
+                StartsWith("unicast-lost: What this host sends to UDP port 7410-7419 of 192.0.2.2 "
+                           "does not arrive, while what 192.0.2.2 sends there arrives: one way "
+                           "only. Let UDP to these ports into 192.0.2.2 and out of this host, "));
+    ASSERT_TRUE(let_through());
+    EXPECT_THAT(ask().ids(), IsEmpty());
+}
+
+TEST_F(DoctorOfTwoEnds, SaysThatPortsAreReachedNeitherWay) {
+    if (!drop("ip daddr 192.0.2.0/24 udp dport 7400-7500")) {
+        GTEST_SKIP() << "needs nft";
+    }
+    const Diagnosis diagnosis = [&] {
+        const Process other = serve();
+
+        return ask();
+    }();
+
+    EXPECT_THAT(diagnosis.ids(), ElementsAre("unicast-lost", "unicast-lost"));
+    EXPECT_THAT(diagnosis.output, HasSubstr("neither does what is sent the other way"));
+}
+
+TEST_F(DoctorOfTwoEnds, SaysWhichWayMulticastDoesNotArrive) {
+    if (!drop("iifname there ip daddr 239.255.0.1")) {
+        GTEST_SKIP() << "needs nft";
+    }
+    const Process other = serve();
+    const Diagnosis diagnosis = ask();
+
+    EXPECT_THAT(diagnosis.ids(), ElementsAre("multicast-lost"));
+    EXPECT_THAT(diagnosis.output,
+                HasSubstr("What 192.0.2.2 sends to the group does not arrive at this host, while "
+                          "unicast does; the other way it does."));
+    EXPECT_THAT(ask({"--peer", THERE}).ids(), IsEmpty());
+}
+
+TEST_F(DoctorOfTwoEnds, SaysWhatTimeToLiveMulticastNeeds) {
+    if (!drop("iifname here ip daddr 239.255.0.1 ip ttl < 3")) {
+        GTEST_SKIP() << "needs nft";
+    }
+    const Process other = serve();
+    const Diagnosis diagnosis = ask();
+
+    EXPECT_THAT(diagnosis.ids(), ElementsAre("ttl-too-small"));
+    EXPECT_THAT(diagnosis.output, HasSubstr("dds.transport.multicast_ttl=4"));
+    EXPECT_THAT(ask({"--property", "dds.transport.multicast_ttl=4"}).ids(), IsEmpty());
+}
+
+TEST_F(DoctorOfTwoEnds, SaysThatTheWayTakesSmallerPacketsThanTheInterfaces) {
+    if (!drop("ether type ip meta length > 1400")) {
+        GTEST_SKIP() << "needs nft";
+    }
+    const Process other = serve();
+    const Diagnosis diagnosis = ask();
+
+    EXPECT_THAT(diagnosis.ids(), ElementsAre("large-datagrams-lost", "large-datagrams-lost"));
+    EXPECT_THAT(diagnosis.output, HasSubstr("Datagrams of 1472 octets from this host to 192.0.2.2 "
+                                            "are lost, while small ones arrive"));
+    EXPECT_THAT(diagnosis.output, HasSubstr("Make the MTU of the interfaces as small"));
+    for (const Host *const host : {here.get(), there.get()}) {
+        host->ip({"link", "set", "net0", "mtu", "1400"});
+    }
+    EXPECT_THAT(ask().ids(), IsEmpty());
+}
+
+TEST_F(DoctorOfTwoEnds, SaysThatFragmentsAreLost) {
+    if (!drop("iifname here ip frag-off & 0x1fff != 0")) {
+        GTEST_SKIP() << "needs nft";
+    }
+    const Process other = serve();
+    const Diagnosis diagnosis = ask();
+
+    EXPECT_THAT(diagnosis.ids(), ElementsAre("large-datagrams-lost"));
+    EXPECT_THAT(diagnosis.output, HasSubstr("Datagrams of 4000 octets from this host"));
+    EXPECT_THAT(diagnosis.output, HasSubstr("Let fragments of UDP through"));
+    ASSERT_TRUE(let_through());
+    EXPECT_THAT(ask().ids(), IsEmpty());
+}
+
+TEST_F(DoctorOfTwoEnds, SaysThatPortsAreTranslatedOnTheWay) {
+    const auto translate = [&](const std::string &commands) {
+        const Host::Stay stay(*here);
+
+        return nft(commands);
+    };
+
+    if (!translate("add table ip wall; add chain ip wall each { type nat hook postrouting "
+                   "priority 100; }; add rule ip wall each ip daddr 192.0.2.2 udp dport 7410-7419 "
+                   "masquerade to :20000-20100")) {
+        GTEST_SKIP() << "needs nft";
+    }
+    const Process other = serve();
+    const Diagnosis diagnosis = ask();
+
+    EXPECT_THAT(diagnosis.ids(), ElementsAre("address-translated"));
+    EXPECT_THAT(diagnosis.output, HasSubstr("arrives at 192.0.2.2 as from 192.0.2.1:20"));
+    ASSERT_TRUE(translate("delete table ip wall"));
+    EXPECT_THAT(ask().ids(), IsEmpty());
+}
+
+TEST_F(DoctorOfTwoEnds, SaysThatParticipantsAreInDifferentDomains) {
+    const Neighbour one(*here, json::object());
+    {
+        const Neighbour other(*there, {{"domain", 1}});
+
+        EXPECT_THAT(found(), ElementsAre("domains-differ"));
+    }
+    const Neighbour other(*there, json::object());
+
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(DoctorOfTwoEnds, SaysThatParticipantsOfOneEndHaveADomainTag) {
+    const Neighbour one(*here, {{"period", 0.1}});
+    {
+        const Neighbour other(*there, {{"tag", "blue"}, {"period", 0.1}});
+        const Process server = serve();
+        const Diagnosis diagnosis = ask();
+
+        EXPECT_THAT(diagnosis.ids(), ElementsAre("tags-differ"));
+        EXPECT_THAT(diagnosis.output, HasSubstr("The participants of 192.0.2.2 have a domain tag"));
+    }
+    const Neighbour other(*there, {{"period", 0.1}});
+
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+json using_interface(const std::string &interface) {
+    return {{"name", "talker"}, {"properties", {{"dds.transport.allow_interfaces", interface}}}};
+}
+
+TEST_F(DoctorOfTwoEnds, NamesAParticipantThatAnnouncesOnlyLoopback) {
+    {
+        const Neighbour lonely(*there, using_interface("lo"));
+        const Process other = serve();
+        const Diagnosis diagnosis = ask();
+
+        EXPECT_THAT(diagnosis.ids(), ElementsAre("participant-out-of-reach"));
+        EXPECT_THAT(diagnosis.output,
+                    HasSubstr(" of 192.0.2.2 is not heard by this host: it announces only "
+                              "loopback (udpv4://127.0.0.1:7410)"));
+    }
+    const Neighbour found_by_all(*there, using_interface("net0"));
+
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(DoctorOfTwoEnds, NamesAParticipantThatAnnouncesAnAddressWhichBothHostsHave) {
+    for (const Host *const host : {here.get(), there.get()}) {
+        const Host::Stay stay(*host);
+
+        add_interface("guests", {"172.17.0.1/16"});
+    }
+    const Neighbour lonely(*there, using_interface("guests"));
+    const Process other = serve();
+    const Diagnosis diagnosis = ask();
+
+    EXPECT_THAT(diagnosis.ids(), ElementsAre("participant-out-of-reach"));
+    EXPECT_THAT(diagnosis.output, HasSubstr("are addresses that this host has itself"));
+}
+
+TEST_F(DoctorOfTwoEnds, NamesAParticipantOfThisHostThatTheOtherOneDoesNotReach) {
+    {
+        const Host::Stay stay(*here);
+
+        add_interface("guests", {"172.18.0.1/16"});
+    }
+    {
+        const Neighbour lonely(*here, using_interface("guests"));
+        const Process other = serve();
+        const Diagnosis diagnosis = ask();
+
+        EXPECT_THAT(diagnosis.ids(), ElementsAre("participant-out-of-reach"));
+        EXPECT_THAT(diagnosis.output,
+                    HasSubstr("The participant talker of this host is not heard by 192.0.2.2: "
+                              "nothing comes back from what it announces "
+                              "(udpv4://172.18.0.1:7410)"));
+    }
+    const Neighbour found_by_all(*here, using_interface("guests,net0"));
+
+    EXPECT_THAT(found(), IsEmpty());
+}
+
+TEST_F(DoctorOfTwoEnds, SaysThatTheOtherEndDoesNotAnswer) {
+    const Diagnosis diagnosis = ask();
+
+    EXPECT_EQ(diagnosis.code, 1);
+    EXPECT_EQ(diagnosis.output, "Well: interfaces, multicast, firewall, ports, peers\n");
+    EXPECT_EQ(diagnosis.errors,
+              "ddspart: 192.0.2.2 does not answer at UDP port 7399; run \"ddspart doctor --serve\" "
+              "there with the address 192.0.2.1 of this host, and let that port through both "
+              "ways\n");
+}
+
+TEST_F(DoctorOfTwoEnds, SaysThatTheOtherEndLooksAtAnotherDomain) {
+    const Process other = serve({"--domain", "8"});
+    const Diagnosis diagnosis = ask({"--domain", "7"});
+
+    EXPECT_EQ(diagnosis.code, 1);
+    EXPECT_THAT(diagnosis.errors, StartsWith("ddspart: 192.0.2.2 looks at domain 8 with "));
+    EXPECT_THAT(diagnosis.errors, HasSubstr(", this end at domain 7 with "));
+}
+
+TEST_F(DoctorOfTwoEnds, TalkByAPortThatIsAskedFor) {
+    const Process other = serve({"--control-port", "7000"});
+
+    EXPECT_EQ(ask().code, 1);
+    EXPECT_EQ(ask({"--control-port", "7000"}).code, 0);
+}
+
+TEST_F(DoctorOfTwoEnds, AnswersOneHostOnly) {
+    const Host stranger("stranger", {"192.0.2.3/24"});
+    Process other = serve({"--for", "1"});
+    {
+        const Host::Stay stay(stranger);
+
+        EXPECT_EQ(doctor::diagnose({"--with", THERE}).code, 1);
+    }
+    EXPECT_EQ(other.wait().code, 1);
+    EXPECT_THAT(other.errors(), HasSubstr("192.0.2.1 has asked nothing at UDP port 7399, but "
+                                          "192.0.2.3 has, which is not answered"));
+}
+
+TEST_F(DoctorOfTwoEnds, EndInOrderWhenInterrupted) {
+    Process other = serve();
+
+    EXPECT_EQ(other.stop(SIGINT).code, 0);
+    EXPECT_EQ(other.errors(), "");
+}
+
+/** A socket of the test's own on a host, at the control port. */
+class Talker {
+public:
+    explicit Talker(const Host &host) {
+        const Host::Stay stay(host);
+        sockaddr_in own{};
+
+        socket_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        own.sin_family = AF_INET;
+        own.sin_port = htons(7399);
+        EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr *>(&own), sizeof own), 0);
+    }
+    ~Talker() {
+        (void)close(socket_);
+    }
+    Talker(const Talker &) = delete;
+    Talker &operator=(const Talker &) = delete;
+
+    void say(const std::string &text, const std::string &address) const {
+        sockaddr_in to{};
+
+        to.sin_family = AF_INET;
+        to.sin_port = htons(7399);
+        EXPECT_EQ(inet_pton(AF_INET, address.c_str(), &to.sin_addr), 1);
+        EXPECT_EQ(sendto(socket_, text.data(), text.size(), 0,
+                         reinterpret_cast<const sockaddr *>(&to), sizeof to),
+                  static_cast<ssize_t>(text.size()));
+    }
+
+    /** The next datagram; waits for it. */
+    std::string hear() const {
+        std::array<char, 2048> octets{};
+        pollfd waiting = {socket_, POLLIN, 0};
+
+        if (poll(&waiting, 1, std::chrono::milliseconds(PATIENCE).count()) != 1) {
+            return "nothing";
+        }
+        const ssize_t size = recv(socket_, octets.data(), octets.size(), 0);
+
+        return {octets.data(), static_cast<std::size_t>(size)};
+    }
+
+private:
+    int socket_ = -1;
+};
+
+TEST_F(DoctorOfTwoEnds, SayThatTheySpeakDifferentVersions) {
+    const Talker other(*there);
+    Process asker = here->ddspart({"doctor", "--for", "0", "--with", THERE});
+
+    EXPECT_THAT(other.hear(), StartsWith("ddspart-doctor 1 hello 0 "));
+    other.say("ddspart-doctor 2 version 0 0\n", HERE);
+    EXPECT_EQ(asker.wait().code, 1);
+    EXPECT_EQ(asker.errors(), "ddspart: 192.0.2.2 speaks version 2 of the language of ddspart "
+                              "doctor, this end version 1; allowed is the same ddspart at both "
+                              "ends\n");
+}
+
+TEST_F(DoctorOfTwoEnds, SayNoMoreThanTheyWereToldToWhomTheyDoNotKnow) {
+    const Process other = serve();
+    const Talker asker(*here);
+
+    asker.say("ddspart-doctor 1 hello 0 5\n", THERE);                       // too short
+    asker.say("ddspart-doctor 1 end 0 6\npage\t0\n", THERE);                // of no session
+    asker.say("ddspart-doctor 1 end 5f3a9c0012345678 7\npage\t0\n", THERE); // of another one
+    asker.say("ddspart-doctor 1 hello 0\n" + std::string(200, 'x'), THERE); // malformed
+    asker.say(std::string(2000, 'x'), THERE);                               // too long
+    const std::string greeting =
+        "ddspart-doctor 1 hello 0 8\npadding\t" + std::string(200, '-') + "\n";
+
+    asker.say(greeting, THERE);
+    const std::string answer = asker.hear(); // the only one
+
+    EXPECT_THAT(answer, HasSubstr(" 8\nsettings\t0\t7400\t250\t2\t0\t10\t1\t11\n"));
+    EXPECT_LE(answer.size(), greeting.size());
+}
+
+} // namespace

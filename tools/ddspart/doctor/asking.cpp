@@ -1,0 +1,317 @@
+// SPDX-License-Identifier: Apache-2.0
+// The end that asks.
+#include <algorithm>
+#include <chrono>
+#include <iterator>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "doctor/control.h"
+#include "doctor/end.h"
+#include "doctor/greeting.h"
+#include "doctor/texts.h"
+#include "doctor/two_ends.h"
+#include "listening.h"
+
+namespace doctor {
+
+namespace {
+
+constexpr std::chrono::milliseconds TIME_TO_ANSWER(100); // then it is asked again
+constexpr std::chrono::milliseconds TIME_TO_GREET(1000);
+constexpr std::chrono::milliseconds TIME_TO_MEET(400);
+constexpr std::chrono::milliseconds SHORTLY(20);
+constexpr std::size_t PLACES_HIGHEST = 24;
+
+bool is_over(Moment end) {
+    const Event event = wait_for_event(Moment::min());
+
+    return Moment::clock::now() >= end || event == Event::SIGINT_CAME ||
+           event == Event::SIGTERM_CAME;
+}
+
+/** By the control port, so that whoever has let it through for one way has for the other. */
+Control open_control(Family family, unsigned port) {
+    try {
+        return {family, port};
+    } catch (const std::system_error &) {
+        return {family, 0}; // both ends are on one host
+    }
+}
+
+class Asker {
+public:
+    Asker(OwnEnd &own, std::string address, Moment end)
+        : own_(own), address_(std::move(address)), end_(end), family_(*family_of(address_)),
+          control_(open_control(family_, own.options().control_port)),
+          number_(std::random_device()()) {}
+
+    Ends talk(std::vector<std::string> &unseen) {
+        Ends ends;
+
+        ends.name = own_.options().with;
+        greet();
+        try_traffic(ends);
+        meet(ends, unseen);
+        return ends;
+    }
+
+private:
+    /** The answer; asks again as long as there is none. Throws NoTalk. */
+    Message ask(const std::string &kind, const std::vector<Record> &records, Moment end) {
+        const Message question = {kind, session_, ++number_, records};
+        const std::string text = kind == "hello" ? to_greeting(question) : to_text(question);
+        const unsigned port = own_.options().control_port;
+
+        while (!is_over(end)) {
+            const Moment again = Moment::clock::now() + TIME_TO_ANSWER;
+
+            control_.say(text, address_, port);
+            while (Moment::clock::now() < again && !is_over(end)) {
+                control_.wait(SHORTLY);
+                while (const auto said = control_.hear()) {
+                    if (said->address == address_ && said->port == port) {
+                        if (auto answer = answer_in(said->text, question)) {
+                            return std::move(*answer);
+                        }
+                    }
+                }
+            }
+        }
+        throw NoTalk(name() + " does not answer at UDP port " + std::to_string(port) +
+                     (kind == "hello" ? "; run \"ddspart doctor --serve\" there with the address " +
+                                            source_towards(family_, address_) +
+                                            " of this host, and let that port through both ways"
+                                      : " any more"));
+    }
+
+    std::optional<Message> answer_in(const std::string &text, const Message &question) const {
+        Reading reading = read_message(text);
+
+        if (reading.version && reading.version != MESSAGE_VERSION) {
+            throw NoTalk(name() + " speaks version " + std::to_string(*reading.version) +
+                         " of the language of ddspart doctor, this end version " +
+                         std::to_string(MESSAGE_VERSION) +
+                         "; allowed is the same ddspart at both ends");
+        }
+        return reading.message && reading.message->kind == question.kind &&
+                       reading.message->number == question.number
+                   ? std::move(reading.message)
+                   : std::nullopt;
+    }
+
+    void greet() {
+        const Record settings = settings_of(own_.wishes());
+        const Message answer =
+            ask("hello", {settings}, std::min(end_, Moment::clock::now() + TIME_TO_GREET));
+        const auto its = answer.find(settings.front());
+
+        session_ = answer.session;
+        if (!its || *its != Record(settings.begin() + 1, settings.end())) {
+            throw NoTalk(name() + " looks at " + text_of_settings(its.value_or(Record())) +
+                         ", this end at " +
+                         text_of_settings({settings.begin() + 1, settings.end()}) +
+                         "; give both ends the same --domain and the same settings of ports");
+        }
+    }
+
+    End ask_for_end() {
+        std::vector<Record> records;
+        constexpr unsigned MOST_PAGES = 32;
+
+        for (unsigned page = 0; page < MOST_PAGES; ++page) {
+            const Message answer = ask("end", {{"page", std::to_string(page)}}, end_);
+
+            records.insert(records.end(), answer.records.begin(), answer.records.end());
+            if (!answer.find("more")) {
+                break;
+            }
+        }
+        return to_end(records);
+    }
+
+    void try_traffic(Ends &ends) {
+        constexpr int TRIES = 3;
+        const VolleyPlan plan = own_.volley_plan(family_, session_);
+        const VolleyPlan back = own_.volley_plan(family_, way_back(session_));
+        std::set<unsigned> ports;
+
+        for (const auto &each : unicast_ports(own_.wishes())) {
+            ports.insert(each.begin(), each.end());
+        }
+        Ear ear(back, ports);
+
+        ends.in.ports = ear.ports();
+        ends.in.has_group = ear.has_group();
+        for (int i = 0; i < TRIES && (i == 0 || is_any_missing(ends)); ++i) {
+            send_there(plan, ends.out);
+            have_sent_here(ear, ends.in);
+        }
+    }
+
+    static bool is_any_missing(const Ends &ends) {
+        const auto is_missing = [](const Direction &direction) {
+            return std::ranges::any_of(direction.sent, [&](const Shot &shot) {
+                return !direction.arrived.contains(shot) &&
+                       (shot.kind != Shot::Kind::GROUP || direction.has_group);
+            });
+        };
+
+        return is_missing(ends.out) || is_missing(ends.in);
+    }
+
+    void send_there(const VolleyPlan &plan, Direction &out) {
+        const Message ready = ask("receive", {}, end_);
+
+        for (const Record &record : ready.records) {
+            if (const auto shot = to_shot(record)) {
+                out.ports.insert(shot->value);
+            }
+        }
+        out.has_group = ready.find("group").has_value();
+        const Volley volley = fire(plan, address_, out.ports);
+
+        out.sent.insert(volley.shots.begin(), volley.shots.end());
+        out.source = volley.source;
+        const Message received = ask("received", {}, end_);
+
+        for (const Record &record : received.records) {
+            if (const auto shot = to_shot(record)) {
+                out.arrived.insert(*shot);
+            }
+        }
+        if (const auto source = received.find("source"); source && !source->empty()) {
+            out.seen_source = source->front();
+        }
+    }
+
+    void have_sent_here(Ear &ear, Direction &in) {
+        std::vector<Record> records;
+
+        for (const unsigned port : ear.ports()) {
+            records.push_back(to_record({Shot::Kind::PORT, port}));
+        }
+        const Message sent = ask("send", records, end_);
+
+        for (const Record &record : sent.records) {
+            if (const auto shot = to_shot(record)) {
+                in.sent.insert(*shot);
+            }
+        }
+        if (const auto source = sent.find("source"); source && !source->empty()) {
+            in.source = source->front();
+        }
+        control_.wait(SHORTLY); // they were sent before the answer, and are there or on the way
+        ear.listen();
+        in.arrived = ear.shots();
+        in.seen_source = ear.source();
+    }
+
+    /** Has both ends announce themselves where the other one has participants. */
+    void meet(Ends &ends, std::vector<std::string> &unseen) {
+        ends.here = own_.look();
+        ends.there = ask_for_end();
+        std::vector<std::string> places;
+        std::vector<Record> ports;
+
+        for (const unsigned port : ends.there.discovery_ports) {
+            places.push_back(place_at(address_, port));
+        }
+        for (const unsigned port : ends.here.discovery_ports) {
+            ports.push_back({"port", std::to_string(port)});
+        }
+        announce(places, ports, ends);
+        wait_until([&] {
+            return own_.number_heard() >=
+                   ends.here.discovery_ports.size() + ends.there.discovery_ports.size();
+        });
+        ends.here = own_.look();
+        ends.there = ask_for_end();
+        const std::vector<std::string> missed_here = missed(ends.there, ends.here);
+        const std::vector<std::string> missed_there = missed(ends.here, ends.there);
+
+        if (!missed_here.empty() || !missed_there.empty()) {
+            std::vector<Record> records;
+
+            for (const std::string &place : missed_there) {
+                records.push_back({"place", place});
+            }
+            announce(missed_here, records, ends);
+            wait_until([&] {
+                ends.here = own_.look();
+                ends.there = ask_for_end();
+                return missed(ends.there, ends.here).empty() &&
+                       missed(ends.here, ends.there).empty();
+            });
+        }
+        own_.stop_announcing();
+        if (!ends.here.is_whole || !ends.there.is_whole) {
+            unseen.emplace_back("which participants each end has heard: there are too many");
+        }
+    }
+
+    void announce(std::vector<std::string> places, std::vector<Record> records, Ends &ends) {
+        places.resize(std::min(places.size(), PLACES_HIGHEST));
+        records.resize(std::min(records.size(), PLACES_HIGHEST));
+        const Message answer = ask("announce", records, end_);
+        const bool is_announcing = own_.announce(places);
+
+        if (is_announcing) {
+            ends.asked_here.insert(places.begin(), places.end());
+        }
+        for (const Record &record : records) {
+            if (answer.find("done") && record.front() == "place") {
+                ends.asked_there.insert(record.back());
+            }
+        }
+    }
+
+    /** The locators of the residents of an end that the other one has not heard. */
+    static std::vector<std::string> missed(const End &of, const End &by) {
+        std::vector<std::string> places;
+
+        for (const End::Resident &resident : of.residents) {
+            if (!by.heard.contains(resident.guid)) {
+                std::ranges::copy_if(
+                    resident.locators, std::back_inserter(places),
+                    [](const std::string &locator) { return !is_loopback_locator(locator); });
+            }
+        }
+        return places;
+    }
+
+    template <class Condition>
+    void wait_until(Condition condition) const {
+        const Moment end = std::min(end_, Moment::clock::now() + TIME_TO_MEET);
+
+        while (!is_over(end) && !condition()) {
+            control_.wait(SHORTLY);
+        }
+    }
+
+    const std::string &name() const {
+        return own_.options().with;
+    }
+
+    OwnEnd &own_;
+    const std::string address_;
+    const Moment end_;
+    const Family family_;
+    const Control control_;
+    unsigned number_;
+    std::uint64_t session_ = 0;
+};
+
+} // namespace
+
+Ends ask_other_end(const DoctorOptions &options, const Wishes &wishes, const Facts &facts,
+                   Moment end, std::vector<std::string> &unseen) {
+    OwnEnd own(options, wishes, facts);
+
+    own.listen();
+    return Asker(own, addresses_of_host(options.with, wishes).front(), end).talk(unseen);
+}
+
+} // namespace doctor
