@@ -89,8 +89,9 @@ typedef struct DDS_ParticipantBuiltinTopicData {
     struct DDS_Locator_t source;
     DDS_Boolean is_local; /**< true for a participant of this process, until it is gone */
     /**
-     * True when it has said something to this participant alone, or by unicast: what this one says
-     * reaches it. False once it is gone.
+     * True when it has said something to this participant alone, or by unicast from another host: a
+     * sign that what this one says reaches it, if it has not this one's address as a peer. False
+     * for a participant of this process, and once it is gone.
      */
     DDS_Boolean has_addressed;
 } DDS_ParticipantBuiltinTopicData;

@@ -100,9 +100,13 @@ struct Domain::Heard {
     const bool is_by_group;
 };
 
-/** Whether it was not said to everybody. */
-bool Domain::is_addressed(const Heard &heard) {
-    return heard.is_directed || !heard.is_by_group;
+/**
+ * Whether it was said to this one alone: by the words of one who is known, or by unicast, which on
+ * our own host each other participant may do unasked.
+ */
+bool Domain::is_addressed(const DISCParticipant &by, const Known &known, const Heard &heard) {
+    return (heard.is_directed || (!heard.is_by_group && !heard.source.is_loopback())) &&
+           is_its(by, known, heard.source);
 }
 
 Domain::Domain(NUVNetioRuntime *runtime, NUV_INT32 its_id, Unasked &unasked, NUV_UINT64 secret)
@@ -327,7 +331,7 @@ void Domain::replace(Known &known, HeldRemote record) {
     for (DISCParticipant *one = participants_; one != nullptr; one = one->next) {
         if (one->view_of(known).has) {
             one->count_bytes(known.record->size(), before);
-            if (one->accepts_tag(known.tag) && one->known_bytes() <= KNOWN_BYTES_MAX) {
+            if (one->accepts(known) && one->known_bytes() <= KNOWN_BYTES_MAX) {
                 one->note_change(known);
             } else {
                 one->remove(known, DISC_CHANGE_LOST);
@@ -383,17 +387,19 @@ void Domain::receive(DISCParticipant &by, const COMMENDMessageContext &context,
 
 /**
  * Whoever asks may be one that is ignored, finds no room or is of another domain: the answer says
- * so, and nothing is kept of it.
+ * so, and nothing is kept of it. One that is known asks from a place of its own.
  */
 void Domain::answer(DISCParticipant &by, const Heard &heard, const RTPSData &data,
                     const Known *known) {
     const bool is_repeated = known != nullptr && known->sequence == data.writerSN;
     if (data.payloadKind != RTPS_PAYLOAD_DATA || (is_repeated && !known->record->asks()) ||
-        heard.source.is_any() || heard.source.is_group()) {
+        heard.source.is_any() || heard.source.is_group() || !by.answers()) {
         return;
     }
     const Questions questions = Questions::of_payload(data.payload);
-    if (questions.all().empty() || !by.admits_question(heard.prefix) || !admits(by, heard.source)) {
+    if (questions.all().empty() || (known != nullptr && !is_its(by, *known, heard.source)) ||
+        !is_announcement(heard, data) || !has_effort_left(heard.now) ||
+        !by.admits_question(heard.source)) {
         return;
     }
     std::array<Answer, Questions::MOST> answers;
@@ -407,6 +413,24 @@ void Domain::answer(DISCParticipant &by, const Heard &heard, const RTPSData &dat
     by.answer(heard.prefix, heard.source, {properties.data(), count});
 }
 
+/** Whether it can be read, and is of whoever says it. */
+bool Domain::is_announcement(const Heard &heard, const RTPSData &data) {
+    RTPSParticipantData ignored;
+    return RTPSParticipantData_read(data.payload, &heard.context.source, nullptr, &ignored) ==
+           RTPS_ACCEPTED;
+}
+
+/** Whoever floods with questions keeps the process from nothing else. */
+bool Domain::has_effort_left(NUV_INT64 now) {
+    constexpr NUV_INT64 SPAN = 100 * MILLISECOND;
+    constexpr std::size_t MOST = 400'000; // looks at the table: a few milliseconds
+    if (now - effort_since_ >= SPAN) {
+        effort_since_ = now;
+        effort_ = 0;
+    }
+    return effort_ < MOST;
+}
+
 /** Where what is for it alone goes; null when there is no such place. */
 const Place *Domain::place_of(const Known &known) {
     const auto places = known.record->metatraffic();
@@ -416,30 +440,54 @@ const Place *Domain::place_of(const Known &known) {
     return heard_at != places.end() ? &*heard_at : places.empty() ? nullptr : &places.front();
 }
 
-Answer Domain::answer_to(DISCParticipant &by, const Question &question) const {
+/** A name may be that of several: one that is known is told before one that is ignored. */
+Answer Domain::answer_to(DISCParticipant &by, const Question &question) {
+    const Subject &about = question.about;
+    const Known *found = nullptr;
+    State state = State::UNKNOWN;
     bool is_local = false; // for those there is always room
-    for (std::size_t slot = 0; slot < table.slots(); ++slot) {
-        const Known *const known = table.at(slot);
-        if (known == nullptr || !known->record->is(question.about)) {
-            continue;
+    const auto look_at = [&](const Known &known) {
+        const State its = state_of(by, known);
+        is_local = is_local || known.local != nullptr;
+        if (its > state) {
+            found = &known;
+            state = its;
         }
-        is_local = is_local || known->local != nullptr;
-        const View &view = by.view_of(*known);
-        const State state = known->local == &by                         ? State::SELF
-                            : view.ignores || by.ignores(known->prefix) ? State::IGNORED
-                            : view.has                                  ? State::KNOWN
-                                                                        : State::UNKNOWN;
-        if (state != State::UNKNOWN) {
-            const auto left = std::max<NUV_INT64>(known->lease_end - now(), 0);
-            return {question, state, known->prefix, known->lease_end == NEVER ? NEVER : left,
-                    place_of(*known)};
+    };
+    if (about.kind == Subject::Kind::PARTICIPANT) {
+        if (const Known *const known = table.find(about.prefix)) {
+            look_at(*known);
+        }
+    } else {
+        constexpr std::size_t READING = 100; // as many looks
+        for (std::size_t slot = 0; slot < table.slots() && state != State::KNOWN; ++slot) {
+            const Known *const known = table.at(slot);
+            ++effort_;
+            if (known != nullptr && known->record->may_be(about)) {
+                effort_ += READING;
+                if (known->record->is(about)) {
+                    look_at(*known);
+                }
+            }
         }
     }
-    const NUVOsapiRtpsGuidPrefix &prefix = question.about.prefix;
-    if (question.about.kind == Subject::Kind::PARTICIPANT && by.ignores(prefix)) {
-        return {question, State::IGNORED, prefix};
+    if (found != nullptr) {
+        const auto left = std::max<NUV_INT64>(found->lease_end - now(), 0);
+        return {question, state, found->prefix, found->lease_end == NEVER ? NEVER : left,
+                place_of(*found)};
     }
-    return {question, is_local || has_room(by, 0) ? State::UNKNOWN : State::FULL, prefix};
+    if (about.kind == Subject::Kind::PARTICIPANT && by.ignores(about.prefix)) {
+        return {question, State::IGNORED, about.prefix};
+    }
+    return {question, is_local || has_room(by, 0) ? State::UNKNOWN : State::FULL, about.prefix};
+}
+
+State Domain::state_of(DISCParticipant &by, const Known &known) {
+    const View &view = by.view_of(known);
+    return known.local == &by                         ? State::SELF
+           : view.ignores || by.ignores(known.prefix) ? State::IGNORED
+           : view.has                                 ? State::KNOWN
+                                                      : State::UNKNOWN;
 }
 
 /** Who leaves is told by the key, or else by its hash; it can only be the sender. */
@@ -543,8 +591,9 @@ bool Domain::is_its(const DISCParticipant &by, const Known &known, const Place &
 
 /** What was read already: by itself once before, or for another participant of this process. */
 void Domain::take_repetition(DISCParticipant &by, const Heard &heard, Known &known) {
-    if (!by.accepts_tag(known.tag)) {
-        count_one(by.statistics.refused[DISC_REFUSED_DOMAIN_TAG]);
+    if (!by.accepts(known)) {
+        count_one(by.statistics.refused[known.is_elsewhere ? DISC_REFUSED_DOMAIN_ID
+                                                           : DISC_REFUSED_DOMAIN_TAG]);
         return;
     }
     if (is_its(by, known, heard.source)) {
@@ -707,7 +756,7 @@ bool Domain::look(DISCParticipant &by, const Heard &heard, Known &known) {
         View &view = by.view_of(known);
         const bool shows_that_it_knows = heard.is_directed && is_its(by, known, heard.source);
         view.is_heard = view.is_heard || shows_that_it_knows;
-        view.has_addressed = view.has_addressed || is_addressed(heard);
+        view.has_addressed = view.has_addressed || is_addressed(by, known, heard);
         if (shows_that_it_knows && view.greets) {
             // It knows us. It does not know that we know it, unless we have said something to it.
             view.greets = view.greeting == 0;
@@ -729,7 +778,7 @@ bool Domain::look(DISCParticipant &by, const Heard &heard, Known &known) {
     }
     by.add(known);
     by.view_of(known).is_heard = heard.is_directed;
-    by.view_of(known).has_addressed = is_addressed(heard);
+    by.view_of(known).has_addressed = is_addressed(by, known, heard);
     begin_greeting(by, known, heard.is_directed, heard.now);
     return true;
 }
@@ -761,7 +810,7 @@ Known *Domain::note_sign_of_life(DISCParticipant &by, const COMMENDMessageContex
     note_life(*known);
     View &view = by.view_of(*known);
     view.is_heard = view.is_heard || heard.is_directed;
-    view.has_addressed = view.has_addressed || is_addressed(heard);
+    view.has_addressed = view.has_addressed || is_addressed(by, *known, heard);
     return known;
 }
 

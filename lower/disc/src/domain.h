@@ -92,7 +92,7 @@ private:
 
     void take_leaving(DISCParticipant &by, const Heard &heard, const RTPSData &data,
                       const RTPSInlineQos &qos);
-    static bool is_addressed(const Heard &heard);
+    static bool is_addressed(const DISCParticipant &by, const Known &known, const Heard &heard);
     static int compare_time(const Word &last, const Heard &heard);
     static bool is_newer(const Word &last, const Heard &heard);
     bool is_stale(const Known *known, const Heard &heard, RTPSSequenceNumber sequence) const;
@@ -105,7 +105,10 @@ private:
     bool is_ours(DISCParticipant &by, const Heard &heard, const RTPSParticipantData &data);
 
     void answer(DISCParticipant &by, const Heard &heard, const RTPSData &data, const Known *known);
-    Answer answer_to(DISCParticipant &by, const Question &question) const;
+    static bool is_announcement(const Heard &heard, const RTPSData &data);
+    bool has_effort_left(NUV_INT64 now);
+    Answer answer_to(DISCParticipant &by, const Question &question);
+    static State state_of(DISCParticipant &by, const Known &known);
     static const Place *place_of(const Known &known);
     static bool has_room(const DISCParticipant &by, std::size_t bytes);
     bool has_room_for(DISCParticipant &by, const Heard &heard, const DISCRemote &record);
@@ -161,6 +164,8 @@ private:
     const NUV_INT64 beginning_;    // from which milliseconds are counted
     Recent<Asker, 256> forgotten_; // participants of this process that are no more
     NUV_INT64 last_forgery_line_ = 0;
+    NUV_INT64 effort_since_ = 0;
+    std::size_t effort_ = 0; // since then, for answers: looks at the table
 };
 
 class Domain::Visit {

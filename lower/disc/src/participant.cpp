@@ -23,7 +23,7 @@ constexpr NUV_INT64 PERIODS_WITHOUT_GROUP = 2;
 
 /** Between answers to one asker of a writer that there is not. */
 constexpr NUV_INT64 ANSWER_PAUSE = SECOND;
-/** Between answers to one that asks what has become of somebody. */
+/** Between answers to one address that asks what has become of somebody. */
 constexpr NUV_INT64 QUESTION_PAUSE = 200 * MILLISECOND;
 /** Until what could not be said for lack of memory is tried again. */
 constexpr NUV_INT64 SAY_AGAIN_PAUSE = SECOND;
@@ -113,7 +113,7 @@ DISCParticipant::DISCParticipant(DISCDiscovery &discovery, Domain &domain,
       others_{RTPS_ENTITYID_UNKNOWN, nullptr, nullptr, nullptr, on_acknack, nullptr, this},
       period_(on_period, this),
       change_(on_change, this), say_again_{on_say_again, this, 0, nullptr, 0},
-      answered_(domain.secret()), strangers_(domain.secret()) {
+      answered_(domain.secret()), told_(domain.secret()), strangers_(domain.secret()) {
     PRESParticipant_getGuid(participant, &guid_);
     chance_ = disc::seed_of(guid_.prefix);
 }
@@ -194,7 +194,7 @@ void DISCParticipant::change(const PRESParticipantProperty &property) {
     }
     const bool moves = record && record_ && has_moved_to(*record);
     // What it says afterwards is newer than its leaving, by number and by time.
-    const Leaving leaving = {moves ? ++sequence_ : 0, disc::wall_time()};
+    const Leaving leaving = {moves ? ++sequence_ : 0, next_time()};
     const bool is_first = !record_;
     // Who was known already was greeted with nothing.
     if (say(std::move(record)) && (!is_first || known_count() != 0)) {
@@ -246,7 +246,7 @@ void DISCParticipant::stop() {
     schedule().cancel(period_);
     schedule().cancel(change_);
     if (announces() && record_) {
-        leave({++sequence_, disc::wall_time()});
+        leave({++sequence_, next_time()});
     }
     is_active_ = false; // from here on its own place is not at home any more
     domain_.forget(*this);
@@ -299,8 +299,7 @@ void DISCParticipant::keep_working_locators(RTPSParticipantData *data,
 
 /** When memory runs out it goes on saying what it said before, until it is tried again. */
 bool DISCParticipant::say(disc::HeldRemote record) {
-    const RTPSTime now = disc::wall_time();
-    if (!record || !announcement_.set(*record, sequence_ + 1, now)) {
+    if (!record || !announcement_.set(*record, sequence_ + 1, next_time())) {
         say_later();
         return false;
     }
@@ -535,10 +534,24 @@ void DISCParticipant::answer(const Known &known, RTPSEntityId reader, RTPSEntity
     statistics.heartbeatsSent += send_to(known, message.octets());
 }
 
-bool DISCParticipant::admits_question(const NUVOsapiRtpsGuidPrefix &asker) {
-    return announces() && record_ && property().answers != 0 &&
-           admits_answer({asker, RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER},
-                         disc::QUESTION_PAUSE);
+/** Without memory nobody is answered. */
+bool DISCParticipant::admits_question(const Place &source) {
+    auto *const told = told_.get();
+    return told != nullptr && told->admits({source}, domain_.now(), disc::QUESTION_PAUSE);
+}
+
+/** Later than all that it has said, whatever the clock was set to. */
+RTPSTime DISCParticipant::next_time() {
+    const RTPSTime now = disc::wall_time();
+    if (RTPSTime_isValid(&now) == 0) {
+        return now;
+    }
+    if (RTPSTime_compare(&now, &last_time_) > 0) {
+        last_time_ = now;
+    } else if (++last_time_.fraction == 0) {
+        ++last_time_.seconds;
+    }
+    return last_time_;
 }
 
 /**
@@ -555,7 +568,7 @@ void DISCParticipant::answer(const NUVOsapiRtpsGuidPrefix &asker, const Place &p
     }
     const disc::HeldRemote record(DISCRemote::make(data));
     disc::Announcement announcement;
-    if (record && announcement.set(*record, sequence_, disc::wall_time())) {
+    if (record && announcement.set(*record, sequence_, next_time())) {
         leave_first();
         statistics.announcementsSent += send(place, announcement.to(asker)) ? 1 : 0;
     }
@@ -737,13 +750,13 @@ void DISCParticipant::on_acknack(void *param, const COMMENDMessageContext *conte
     }
     // Whether it lives is answered each time: whoever asks that acts on silence.
     if (acknack->writerId == RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER ||
-        self->admits_answer({asker->prefix, acknack->writerId}, disc::ANSWER_PAUSE)) {
+        self->admits_answer({asker->prefix, acknack->writerId})) {
         self->answer(*asker, acknack->readerId, acknack->writerId);
     }
 }
 
 /** Without memory nobody is answered who may ask again at once. */
-bool DISCParticipant::admits_answer(const disc::Asker &asker, NUV_INT64 pause) {
+bool DISCParticipant::admits_answer(const disc::Asker &asker) {
     auto *const answered = answered_.get();
-    return answered != nullptr && answered->admits(asker, domain_.now(), pause);
+    return answered != nullptr && answered->admits(asker, domain_.now(), disc::ANSWER_PAUSE);
 }

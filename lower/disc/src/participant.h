@@ -45,6 +45,7 @@ struct View {
     bool has_addressed : 1; // the other one has said something to it alone, or by unicast
     NUV_UINT16 due;         // when that is: the last digits of the domain's milliseconds
 };
+static_assert(sizeof(View) == 4, "there is one for each pair of participants");
 
 } // namespace disc
 
@@ -82,10 +83,13 @@ public:
     bool announces() const {
         return property().announces != 0;
     }
+    bool answers() const {
+        return announces() && record_ && property().answers != 0;
+    }
     bool has_tag(const RTPSText &tag) const;
-    /** Whether it may know one with that tag. */
-    bool accepts_tag(const RTPSText &tag) const {
-        return property().acceptsMismatch != 0 || has_tag(tag);
+    /** Whether it may know it, by the domain and the tag that it says. */
+    bool accepts(const disc::Known &known) const {
+        return property().acceptsMismatch != 0 || (!known.is_elsewhere && has_tag(known.tag));
     }
     DISCDiscovery &discovery() const {
         return discovery_;
@@ -131,8 +135,8 @@ public:
     /** Whether something was sent. */
     bool ask(const disc::Known &known, bool is_everywhere);
     void answer(const disc::Known &known, RTPSEntityId reader, RTPSEntityId writer);
-    /** Whether a question of one that need not be known is answered now. */
-    bool admits_question(const NUVOsapiRtpsGuidPrefix &asker);
+    /** Whether a question from there, of one that need not be known, is answered now. */
+    bool admits_question(const disc::Place &source);
     /** What it says of itself, and the answers behind it. */
     void answer(const NUVOsapiRtpsGuidPrefix &asker, const disc::Place &place,
                 std::span<const RTPSProperty> answers);
@@ -211,7 +215,8 @@ private:
     void announce_to_unreached(NUV_INT64 now);
     void announce_to(const disc::Known &known);
     void leave(const Leaving &leaving);
-    bool admits_answer(const disc::Asker &asker, NUV_INT64 pause);
+    bool admits_answer(const disc::Asker &asker);
+    RTPSTime next_time();
     bool is_twin(const disc::Known &known, const disc::Place &place) const;
     template <typename Visitor>
     void visit_known(Visitor visitor);
@@ -250,6 +255,8 @@ private:
     disc::Lookup *lookup_ = nullptr; // when there are names of peers, or were
     RTPSCount count_ = 0;            // of its heartbeats and questions
     disc::RecentOnDemand<disc::Asker, 64> answered_;
+    disc::RecentOnDemand<disc::Address, 64> told_;      // what has become of somebody
+    RTPSTime last_time_{0, 0};                          // of what it has said
     disc::RecentOnDemand<disc::Asker, 4096> strangers_; // for whom there was no room
     NUV_UINT64 stranger_arrival_ = 0;
 

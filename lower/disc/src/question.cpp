@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <functional>
 #include <optional>
 
 #include "disc/disc_participant.h"
@@ -29,6 +30,12 @@ bool read_number(std::string_view text, int base, NUV_UINT32 *out) {
     const char *const end = text.data() + text.size();
     const std::from_chars_result result = std::from_chars(text.data(), end, *out, base);
     return result.ec == std::errc() && result.ptr == end;
+}
+
+/** Nobody has a longer name, and no host. */
+bool is_name(std::string_view text) {
+    constexpr std::size_t LONGEST = 255;
+    return !text.empty() && text.size() <= LONGEST;
 }
 
 /** The three words of a prefix, each of eight hexadecimal digits, with dots between them. */
@@ -63,7 +70,8 @@ bool Subject::read(std::string_view from) {
     if (const auto name = rest_of(from, "name:")) {
         kind = Kind::NAME;
         text = *name;
-        return !name->empty();
+        name_hash = hash_of(text);
+        return is_name(text);
     }
     const auto process_and_host = rest_of(from, "process:");
     const std::size_t at = process_and_host ? process_and_host->find('@') : from.npos;
@@ -72,7 +80,12 @@ bool Subject::read(std::string_view from) {
     }
     kind = Kind::PROCESS;
     text = process_and_host->substr(at + 1);
-    return read_number(process_and_host->substr(0, at), DECIMAL, &process);
+    return read_number(process_and_host->substr(0, at), DECIMAL, &process) && process != 0 &&
+           is_name(text);
+}
+
+std::size_t Subject::hash_of(std::string_view name) {
+    return std::hash<std::string_view>{}(name);
 }
 
 Questions Questions::of_payload(RTPSOctets payload) {
@@ -98,6 +111,9 @@ Questions Questions::of(const RTPSPropertyList &properties) {
     RTPSProperty property;
     RTPSPropertyReader_initialize(&reader, &properties);
     while (RTPSPropertyReader_next(&reader, &property) != 0) {
+        if (rest_of(view_of(property.name), ANSWER)) {
+            return {}; // two that ask would answer each other's answers
+        }
         questions.take(property);
     }
     return questions;
@@ -119,7 +135,7 @@ Answer::Answer(const Question &question, State state, const NUVOsapiRtpsGuidPref
     static_assert(ANSWER.size() + WORD_LENGTH_MAX < std::tuple_size_v<decltype(name_)>);
     const auto end = std::copy(ANSWER.begin(), ANSWER.end(), name_.begin());
     *std::copy(question.word.begin(), question.word.end(), end) = '\0';
-    constexpr const char *WORDS[] = {"self", "known", "ignored", "full", "unknown"};
+    constexpr const char *WORDS[] = {"unknown", "full", "self", "ignored", "known"};
     add("%s", WORDS[static_cast<std::size_t>(state)]);
     if (state == State::KNOWN || state == State::IGNORED) {
         add(" %08x.%08x.%08x", who.hostId, who.appId, who.instanceId);
@@ -138,7 +154,8 @@ Answer::Answer(const Question &question, State state, const NUVOsapiRtpsGuidPref
 template <typename... Parts>
 void Answer::add(const char *format, Parts... parts) {
     const std::size_t length = std::string_view(value_.data()).size();
-    (void)NUVOsapiUtility_snprintf(value_.data() + length, value_.size() - length, format, parts...);
+    (void)NUVOsapiUtility_snprintf(value_.data() + length, value_.size() - length, format,
+                                   parts...);
 }
 
 RTPSProperty Answer::property() const {

@@ -21,11 +21,14 @@ struct Subject {
     /** "guid:01020304.05060708.090a0b0c", "name:talker", "process:812@host"; false: none of these.
      */
     bool read(std::string_view text);
+    /** By which names are told apart before they are looked at. */
+    static std::size_t hash_of(std::string_view name);
 
     Kind kind = Kind::PARTICIPANT;
     NUVOsapiRtpsGuidPrefix prefix{0, 0, 0};
-    std::string_view text;  // the name, or the host of the process
-    NUV_UINT32 process = 0; // its id
+    std::string_view text;     // the name, or the host of the process
+    std::size_t name_hash = 0; // of the name
+    NUV_UINT32 process = 0;    // its id, 1 or more
 };
 
 /** An announced property that asks, whose name ends in a word that its answer ends in as well. */
@@ -34,7 +37,10 @@ struct Question {
     Subject about;
 };
 
-/** Those of an announcement, the first ones when there are more than anybody needs. */
+/**
+ * Those of an announcement, the first ones when there are more than anybody needs; none of one that
+ * answers.
+ */
 class Questions {
 public:
     static constexpr std::size_t MOST = 4;
@@ -54,8 +60,8 @@ private:
     std::size_t count_ = 0;
 };
 
-/** What has become of somebody in the one that is asked. */
-enum class State { SELF, KNOWN, IGNORED, FULL, UNKNOWN };
+/** What has become of somebody in the one that is asked; of several the last of these is told. */
+enum class State { UNKNOWN, FULL, SELF, IGNORED, KNOWN };
 
 /** An announced property that answers. */
 class Answer {

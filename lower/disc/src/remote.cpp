@@ -4,7 +4,6 @@
 
 #include <charconv>
 #include <cstring>
-#include <functional>
 #include <new>
 
 #include "osapi/osapi_assert.h"
@@ -17,10 +16,6 @@ static_assert(alignof(disc::Place) <= alignof(DISCRemote));
 
 NUV_INT64 nanoseconds_of(const NUVNtpTime &lease) {
     return NUVNtpTime_isInfinite(&lease) != 0 ? disc::NEVER : NUVNtpTime_toNanoseconds(&lease);
-}
-
-std::size_t hash_of(std::string_view text) {
-    return std::hash<std::string_view>{}(text);
 }
 
 std::string_view view_of(const RTPSText &text) {
@@ -44,8 +39,8 @@ std::string_view value_of(const RTPSPropertyList &properties, std::string_view n
 NUV_UINT32 process_of(const RTPSPropertyList &properties) {
     const std::string_view text = value_of(properties, "__Pid");
     NUV_UINT32 process = 0;
-    (void)std::from_chars(text.data(), text.data() + text.size(), process);
-    return process;
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), process);
+    return result.ptr == text.data() + text.size() ? process : 0;
 }
 
 std::span<const NUVNetioLocator> list_of(const RTPSLocators &locators) {
@@ -56,7 +51,8 @@ std::span<const NUVNetioLocator> list_of(const RTPSLocators &locators) {
 
 DISCRemote::DISCRemote(const RTPSParticipantData &data)
     : prefix_(data.guid.prefix), lease_(nanoseconds_of(data.leaseDuration)),
-      name_hash_(hash_of(view_of(data.entityName))), process_(process_of(data.properties)),
+      name_hash_(disc::Subject::hash_of(view_of(data.entityName))),
+      process_(process_of(data.properties)),
       asks_(!disc::Questions::of(data.properties).all().empty()) {
     metatraffic_count_ = add_places(data.metatrafficUnicast, false);
     unicast_count_ = add_places(data.defaultUnicast, false);
@@ -100,26 +96,33 @@ bool DISCRemote::says_the_same_as(const DISCRemote &other) const {
            std::memcmp(octets().data, other.octets().data, length_) == 0;
 }
 
-/** Its texts are read only if they may be the right ones. */
-bool DISCRemote::is(const disc::Subject &subject) const {
-    RTPSParticipantData data;
+bool DISCRemote::may_be(const disc::Subject &subject) const {
     switch (subject.kind) {
     case disc::Subject::Kind::NAME:
-        if (name_hash_ != hash_of(subject.text)) {
-            return false;
-        }
-        DISCRemote_read(this, &data);
-        return view_of(data.entityName) == subject.text;
+        return name_hash_ == subject.name_hash;
     case disc::Subject::Kind::PROCESS:
-        if (process_ != subject.process) {
-            return false;
-        }
-        DISCRemote_read(this, &data);
-        return value_of(data.properties, "__Hostname") == subject.text;
+        return process_ == subject.process;
     case disc::Subject::Kind::PARTICIPANT:
         break;
     }
     return NUVOsapiRtpsGuidPrefix_isSame(&prefix_, &subject.prefix) != 0;
+}
+
+bool DISCRemote::is(const disc::Subject &subject) const {
+    if (!may_be(subject)) {
+        return false;
+    }
+    RTPSParticipantData data;
+    DISCRemote_read(this, &data);
+    switch (subject.kind) {
+    case disc::Subject::Kind::NAME:
+        return view_of(data.entityName) == subject.text;
+    case disc::Subject::Kind::PROCESS:
+        return value_of(data.properties, "__Hostname") == subject.text;
+    case disc::Subject::Kind::PARTICIPANT:
+        break;
+    }
+    return true;
 }
 
 const DISCRemote *DISCRemote_retain(const DISCRemote *self) {

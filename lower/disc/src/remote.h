@@ -50,8 +50,10 @@ public:
     bool asks() const {
         return asks_;
     }
-    /** Whether it is the one that somebody asks about. */
+    /** Whether it is the one that somebody asks about; its texts are read for that. */
     bool is(const disc::Subject &subject) const;
+    /** False where one look shows that it is not. */
+    bool may_be(const disc::Subject &subject) const;
     /** What it says of itself, whatever says it. */
     bool says_the_same_as(const DISCRemote &other) const;
 

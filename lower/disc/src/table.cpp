@@ -13,12 +13,6 @@ namespace {
 
 constexpr std::size_t FIRST_SIZE = 16;
 
-RTPSText tag_of(const DISCRemote &record) {
-    RTPSParticipantData data;
-    DISCRemote_read(&record, &data);
-    return data.domainTag;
-}
-
 /** Takes one out of a chain. */
 template <auto next>
 void unlink_from(Known **first, Known *known) {
@@ -31,12 +25,21 @@ void unlink_from(Known **first, Known *known) {
 } // namespace
 
 Known::Known(Domain &its_domain, const NUVOsapiRtpsGuidPrefix &its_prefix, HeldRemote announcement)
-    : domain(its_domain), prefix(its_prefix), record(std::move(announcement)), tag(tag_of(*record)),
-      greeting(Domain::on_greeting, this), lease(Domain::on_lease, this),
-      question(Domain::on_question, this) {}
+    : domain(its_domain), prefix(its_prefix), greeting(Domain::on_greeting, this),
+      lease(Domain::on_lease, this), question(Domain::on_question, this) {
+    set_record(std::move(announcement));
+}
 
 Known::~Known() {
     NUV_ASSERT(claim == nullptr);
+}
+
+void Known::set_record(HeldRemote announcement) {
+    RTPSParticipantData data;
+    DISCRemote_read(announcement.get(), &data);
+    record = std::move(announcement);
+    tag = data.domainTag;
+    is_elsewhere = data.hasDomainId != 0 && data.domainId != static_cast<NUV_UINT32>(domain.id);
 }
 
 bool Known::is_at(const Place &place) const {
@@ -164,8 +167,7 @@ void Table::change_source(Known *known, const Place &source) {
 
 void Table::change_record(Known *known, HeldRemote record) {
     unlink_place(known);
-    known->record = std::move(record);
-    known->tag = tag_of(*known->record);
+    known->set_record(std::move(record));
     link_place(known);
 }
 

@@ -38,6 +38,8 @@ public:
 
     /** Whether what comes from there may be its own: it said so, or was heard from there. */
     bool is_at(const Place &place) const;
+    /** It announces something else from now on. */
+    void set_record(HeldRemote announcement);
     /** What it has announced last. */
     Word word() const {
         return {sequence, timestamp};
@@ -47,6 +49,7 @@ public:
     const NUVOsapiRtpsGuidPrefix prefix;
     HeldRemote record;
     RTPSText tag{};                   // of the record
+    bool is_elsewhere = false;        // by the record: in another domain than it was heard in
     DISCParticipant *local = nullptr; // when it is one of this process
     NUV_UINT32 slot = 0;
 

@@ -345,6 +345,15 @@ std::string announcement(const Made &made) {
                             made.user_data.size()};
     add_locators(&participant.metatrafficUnicast, made.metatraffic);
     add_locators(&participant.defaultUnicast, made.unicast);
+    std::vector<NUV_UINT8> properties(1000);
+    RTPSPropertyWriter writer;
+    RTPSPropertyWriter_initialize(&writer, properties.data(), properties.size(), made.order);
+    for (const auto &[name, value] : made.properties) {
+        const RTPSProperty property = {{name.c_str(), static_cast<NUV_UINT32>(name.size())},
+                                       {value.c_str(), static_cast<NUV_UINT32>(value.size())}};
+        RTPSPropertyWriter_add(&writer, &property);
+    }
+    (void)RTPSPropertyWriter_finish(&writer, &participant.properties);
     std::vector<NUV_UINT8> payload(65'000);
     payload.resize(
         RTPSParticipantData_write(&participant, made.order, payload.data(), payload.size()));

@@ -143,6 +143,7 @@ struct Made {
     std::vector<std::string> metatraffic;
     std::vector<std::string> unicast;
     std::string user_data;
+    std::vector<std::pair<std::string, std::string>> properties;
     std::optional<NUVOsapiRtpsGuidPrefix> directed_at;
     std::optional<NUVOsapiRtpsGuid> guid; // that it says it has
 };

@@ -28,6 +28,13 @@ protected:
         }
         return settings;
     }
+    static std::vector<std::string> addresses_of_crowd() {
+        std::vector<std::string> all;
+        for (int i = 0; i < 20; ++i) {
+            all.push_back("192.0.2." + std::to_string(100 + i) + "/24");
+        }
+        return all;
+    }
     void start(const Settings &asked_settings = {}, const Settings &other_settings = {}) {
         asked.emplace(asked_machine, asked_settings);
         other.emplace(other_machine, other_settings);
@@ -53,6 +60,8 @@ protected:
     Machine asked_machine{net.add("asked", {"192.0.2.1/24"})};
     Machine other_machine{net.add("other", {"192.0.2.2/24"})};
     Machine asker_machine{net.add("asker", {"192.0.2.3/24"})};
+    Process &elsewhere{net.add("elsewhere", {"192.0.2.9/24"})};
+    Process &crowd_process{net.add("crowd", addresses_of_crowd())};
     std::optional<Party> asked;
     std::optional<Party> other;
     std::optional<Party> asker;
@@ -178,12 +187,159 @@ TEST_F(Question, IsNotAnsweredByOneThatListensOnly) {
 
 TEST_F(Question, ThatIsNoneIsNotAnswered) {
     start();
-    for (const char *text : {"", "name:", "guid:", "guid:01020304.05060708.090a0b0",
-                             "guid:01020304.05060708.090a0b0cd", "guid:0102030405060708.090a0b0c.1",
-                             "guid:0102030g.05060708.090a0b0c", "process:812", "process:-1@host",
-                             "process:99999999999@host", "host:beta"}) {
+    for (const char *text :
+         {"", "name:", "guid:", "guid:01020304.05060708.090a0b0",
+          "guid:01020304.05060708.090a0b0cd", "guid:0102030405060708.090a0b0c.1",
+          "guid:0102030g.05060708.090a0b0c", "process:812", "process:-1@host",
+          "process:99999999999@host", "process:0@host", "process:812@", "host:beta"}) {
         EXPECT_EQ(answers_about(text), std::vector<std::string>()) << text;
     }
+}
+
+TEST_F(Question, AboutANameThatNobodyCanHaveIsNotAnswered) {
+    start();
+    EXPECT_EQ(answers_about("name:" + std::string(255, 'n')), answer("unknown"));
+    EXPECT_EQ(answers_about("name:" + std::string(256, 'n')), std::vector<std::string>());
+}
+
+TEST_F(Question, AboutAProcessDoesNotFindOneThatSaysNothingOfItsOwn) {
+    Settings settings;
+    settings.propagated = {{"__Hostname", "beta"}, {"__Pid", "812a"}};
+    start({}, settings);
+    EXPECT_EQ(answers_about("process:812@beta"), answer("unknown"));
+}
+
+TEST_F(Question, AboutANameOfSeveralFindsTheOneThatIsKnown) {
+    Settings node;
+    node.name = "node";
+    start(node, node);
+    Machine ignored_machine(net.add("ignored", {"192.0.2.4/24"}));
+    Party ignored(ignored_machine, node);
+    net.world.run_for(SECOND);
+    ASSERT_TRUE(asked->ignore(ignored.prefix()));
+    const auto all = answers_about("name:node");
+    ASSERT_EQ(all.size(), 1u);
+    EXPECT_THAT(all[0], ::testing::StartsWith(answer("known " + text_of(other->prefix()))[0]));
+}
+
+TEST_F(Question, ToSeveralOfAProcessIsAnsweredByEach) {
+    Settings settings;
+    settings.tag = "night";
+    start(settings);
+    settings.index = 1;
+    Party second(asked_machine, settings);
+    net.world.run_for(SECOND);
+    Settings tool = settings_that_ask({"name:nobody"});
+    tool.property.acceptsMismatch = 1;
+    EXPECT_EQ(answers(tool), answer("unknown"));
+    EXPECT_EQ(asker->see(second.prefix()).properties, answer("unknown"));
+}
+
+TEST_F(Question, ToOneWhoseClockWasSetBackIsAnswered) {
+    start();
+    asked_machine.process.host().jump_wall_clock(-3600 * SECOND);
+    EXPECT_EQ(answers_about("name:nobody"), answer("unknown"));
+}
+
+TEST_F(Question, OfTwoThatAskIsNotSeenInTheirAnswers) {
+    start(settings_that_ask({"name:nobody"}));
+    asker.emplace(asker_machine, settings_that_ask({"name:nobody"}));
+    net.world.run_for(5 * SECOND); // what is repeated at first has been repeated
+    const NUV_UINT64 before = asked->statistics().announcementsSent;
+    Made answering;
+    answering.prefix = {0xAABBCC02, 2, 3};
+    answering.metatraffic = {"192.0.2.9:7410"};
+    answering.properties = {{"nuvdds.discovery.question.a", "name:nobody"},
+                            {"nuvdds.discovery.answer.a", "unknown"}};
+    answering.sequence = 5;
+    Udp socket{elsewhere, "0.0.0.0:7410"};
+    ASSERT_EQ(socket.send("192.0.2.1:7410", announcement(answering)), 0);
+    net.world.run_for(MS);
+    // It is greeted, as any newcomer is, and no more.
+    EXPECT_EQ(asked->statistics().announcementsSent, before + 1);
+    EXPECT_EQ(socket.take_all().size(), 1u);
+}
+
+TEST_F(Question, OfOneThatIsKnownIsNotAnsweredElsewhere) {
+    start();
+    Made known;
+    known.metatraffic = {"192.0.2.9:7410"};
+    known.directed_at = asked->prefix();
+    Udp its(elsewhere, "0.0.0.0:7410");
+    ASSERT_EQ(its.send("192.0.2.1:7410", announcement(known)), 0);
+    net.world.run_for(SECOND);
+    (void)its.take_all();
+    known.sequence = 2;
+    known.properties = {{"nuvdds.discovery.question.a", "name:nobody"}};
+    Udp anothers(other_machine.process, "0.0.0.0:9999");
+    ASSERT_EQ(anothers.send("192.0.2.1:7410", announcement(known)), 0);
+    net.world.run_for(MS);
+    EXPECT_EQ(anothers.take_all().size(), 0u);
+}
+
+TEST_F(Question, OfAnAddressIsAnsweredOnceWhateverItsNames) {
+    start();
+    Udp socket(elsewhere, "0.0.0.0:7410");
+    Made made;
+    made.domain = 7; // so that nobody is greeted
+    made.properties = {{"nuvdds.discovery.question.a", "name:nobody"}};
+    for (NUV_UINT32 i = 0; i < 20; ++i) {
+        made.prefix.instanceId = i + 1;
+        ASSERT_EQ(socket.send("192.0.2.1:7410", announcement(made)), 0);
+    }
+    net.world.run_for(MS);
+    EXPECT_EQ(socket.take_all().size(), 1u);
+}
+
+TEST_F(Question, WithoutAnAnnouncementIsNotAnswered) {
+    start();
+    Udp socket(elsewhere, "0.0.0.0:7410");
+    Made made;
+    made.domain = 7;
+    made.properties = {{"nuvdds.discovery.question.a", "name:nobody"}};
+    made.guid = NUVOsapiRtpsGuid{{5, 5, 5}, RTPS_ENTITYID_PARTICIPANT};
+    ASSERT_EQ(socket.send("192.0.2.1:7410", announcement(made)), 0);
+    net.world.run_for(MS);
+    EXPECT_EQ(socket.take_all().size(), 0u);
+}
+
+/** Whoever asks from many addresses has a large table read for him again and again. */
+TEST_F(Question, ThatAreTooManyToLookForAreNotAnswered) {
+    start();
+    Made known;
+    known.metatraffic = {"192.0.2.9:7410"};
+    known.properties = {{"__Pid", "812"}, {"__Hostname", "beta"}};
+    Udp crowd(elsewhere, "0.0.0.0:7410");
+    for (NUV_UINT32 i = 0; i < 100; ++i) {
+        known.prefix.instanceId = i + 1;
+        ASSERT_EQ(crowd.send("192.0.2.1:7410", announcement(known)), 0);
+    }
+    net.world.run_for(10 * SECOND); // they are greeted
+    Made asking;
+    asking.domain = 7;
+    for (const char *word : {"a", "b", "c", "d"}) {
+        asking.properties.emplace_back(std::string("nuvdds.discovery.question.") + word,
+                                       "process:812@nowhere");
+    }
+    std::size_t answered = 0;
+    std::vector<std::unique_ptr<Udp>> sockets;
+    for (NUV_UINT32 i = 0; i < 20; ++i) {
+        asking.prefix = {0xAABBCC03, 0, i + 1};
+        const std::string address = "192.0.2." + std::to_string(100 + i);
+        sockets.push_back(std::make_unique<Udp>(crowd_process, address + ":7410"));
+        ASSERT_EQ(sockets.back()->send("192.0.2.1:7410", announcement(asking)), 0);
+    }
+    net.world.run_for(50 * MS);
+    for (const auto &socket : sockets) {
+        answered += socket->take_all().size();
+    }
+    EXPECT_GT(answered, 5u);
+    EXPECT_LT(answered, 15u);
+    net.world.run_for(200 * MS);
+    asking.prefix = {0xAABBCC03, 0, 20};
+    ASSERT_EQ(sockets.back()->send("192.0.2.1:7410", announcement(asking)), 0);
+    net.world.run_for(MS);
+    EXPECT_EQ(sockets.back()->take_all().size(), 1u);
 }
 
 TEST_F(Question, UnderAWordThatIsTooLongIsNotAnswered) {

@@ -62,6 +62,25 @@ TEST_F(Stranger, HasAddressedWhomItSpeaksToByUnicast) {
     EXPECT_NE(party.see(made.prefix).status.hasAddressed, 0);
 }
 
+TEST_F(Stranger, OfOurHostThatSpeaksByUnicastMayNotHearUs) {
+    made.metatraffic = {"192.0.2.1:7500"};
+    Udp neighbour(machine.process, "0.0.0.0:7500");
+    EXPECT_EQ(neighbour.send("127.0.0.1:7410", announcement(made)), 0);
+    net.world.run_for(MS);
+    EXPECT_EQ(party.see(made.prefix).status.hasAddressed, 0);
+}
+
+TEST_F(Stranger, WhoseNameIsUsedElsewhereHasAddressedNobody) {
+    EXPECT_EQ(socket.send("239.255.0.1:7400", announcement(made)), 0);
+    net.world.run_for(MS);
+    Process &forger = net.add("forger", {"192.0.2.13/24"});
+    Udp forged(forger, "0.0.0.0:7410");
+    made.directed_at = party.prefix();
+    EXPECT_EQ(forged.send("192.0.2.1:7410", announcement(made)), 0);
+    net.world.run_for(MS);
+    EXPECT_EQ(party.see(made.prefix).status.hasAddressed, 0);
+}
+
 TEST_F(Stranger, ThatSpeaksToTheGroupHasAddressedNobody) {
     EXPECT_EQ(socket.send("239.255.0.1:7400", announcement(made)), 0);
     net.world.run_for(MS);
@@ -80,6 +99,21 @@ TEST_F(Stranger, ThatSpokeToTheGroupAndAnswersHasAddressed) {
     net.world.run_for(MS);
     say(heartbeat(made, RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER));
     EXPECT_NE(party.see(made.prefix).status.hasAddressed, 0);
+}
+
+TEST_F(Stranger, OfAnotherDomainIsKnownToWhoeverAcceptsThatAlone) {
+    Settings settings;
+    settings.index = 1;
+    settings.property.acceptsMismatch = 1;
+    Party any(machine, settings);
+    made.domain = 7;
+    for (int time = 0; time < 2; ++time) {
+        EXPECT_EQ(socket.send("239.255.0.1:7400", announcement(made)), 0);
+        net.world.run_for(MS);
+        EXPECT_TRUE(any.knows(made.prefix));
+        EXPECT_FALSE(is_known());
+    }
+    EXPECT_EQ(refused(DISC_REFUSED_DOMAIN_ID), 2u);
 }
 
 TEST_F(Stranger, OfAnotherDomainOrTagIsKnownToWhomeverAcceptsThat) {

@@ -61,7 +61,10 @@ struct DISCParticipantProperty {
     NUV_INT32 remoteParticipantsMax;             /**< 0 or more */
     NUV_INT32 announces;    /**< 0: it listens only, and sends nothing at all */
     NUV_INT32 logsMismatch; /**< non-zero: another domain or tag is said in the log */
-    /** Non-zero: it knows participants of other domains and tags as well, which do not know it. */
+    /**
+     * Non-zero: it knows participants of other domains and tags as well, those of its own process
+     * excepted. They do not know it.
+     */
     NUV_INT32 acceptsMismatch;
     NUV_INT32 answers; /**< non-zero: it answers what is asked by DISC_QUESTION_PROPERTY */
     /** Properties that are announced in front of those that propagate. */
@@ -89,10 +92,16 @@ struct DISCParticipantProperty {
  * Its value is "guid:01020304.05060708.090a0b0c", "name:" and a participant's name, or "process:"
  * and "812@host". Who answers announces itself to the asker alone, where the question came from,
  * with a property of the other name and the same word: "self", "known", "ignored", "full" when
- * there is no room for anybody, or "unknown". Behind "known" and "ignored" stands the GUID prefix; of
- * one that is known the milliseconds until its lease ends follow, or "infinite", and where what is
- * for it alone goes, as "udpv4://192.0.2.2:7410", if it has such a place. Four questions of an
- * announcement are answered at most, and by each participant one announcement in 200 ms.
+ * there is no room for anybody, or "unknown". Behind "known" and "ignored" stands the GUID prefix;
+ * of one that is known the milliseconds until its lease ends follow, or "infinite", and where what
+ * is for it alone goes, as "udpv4://192.0.2.2:7410", if it has such a place. Of several with the
+ * name or of the process one that is known is told before one that is ignored, and that before
+ * oneself.
+ *
+ * Four questions of an announcement are answered at most, and by each participant one announcement
+ * of each address in 200 ms; none that answers itself, none of a participant of the same process,
+ * and none of one that is known which comes from elsewhere. Whoever is forgotten is "unknown", also
+ * when it was ignored by the GUID that it has: ask for that.
  */
 #define DISC_QUESTION_PROPERTY "nuvdds.discovery.question."
 #define DISC_ANSWER_PROPERTY "nuvdds.discovery.answer."

@@ -42,7 +42,10 @@ struct DISCRemoteStatus {
     /** Where its last announcement came from; invalid for a participant of this process. */
     struct NUVNetioLocator source;
     NUV_INT32 isLocal; /**< it is a participant of this process */
-    /** It has said something to the asking participant alone, or by unicast: it knows of it. */
+    /**
+     * It has said something to the asking participant alone, or by unicast from another host: a
+     * sign that it hears it. It may also have its address as a peer.
+     */
     NUV_INT32 hasAddressed;
 };
 
