@@ -18,6 +18,13 @@ using testing::StartsWith;
 
 namespace {
 
+Process ddssim(const std::vector<std::string> &arguments) {
+    std::vector<std::string> command = {DDSSIM_PATH};
+
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return Process(command);
+}
+
 struct Outcome {
     int code;
     std::string output;

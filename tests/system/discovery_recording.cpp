@@ -11,8 +11,10 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <linux/if_packet.h>
+#include <linux/sockios.h>
 #include <net/ethernet.h>
 #include <net/if.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -110,12 +112,12 @@ void Recording::run() {
 bool Recording::write_one() {
     std::array<char, 65536> frame{};
     const ssize_t length = recv(socket_, frame.data(), frame.size(), 0);
+    timespec now{};
 
-    if (length < 0) {
+    // When it came, whenever it is read.
+    if (length < 0 || ioctl(socket_, SIOCGSTAMPNS, &now) != 0) {
         return false;
     }
-    timespec now{};
-    (void)clock_gettime(CLOCK_REALTIME, &now);
     const auto size = static_cast<std::uint32_t>(length);
     const FrameHeader header = {static_cast<std::uint32_t>(now.tv_sec),
                                 static_cast<std::uint32_t>(now.tv_nsec), size, size};
@@ -139,7 +141,12 @@ void Recording::stop() {
 
 std::vector<std::string> Recording::read(const std::string &filter,
                                          const std::vector<std::string> &fields) const {
-    std::vector<std::string> command = {"tshark", "-n", "-r", path_, "-Y", filter, "-T", "fields"};
+    return read_capture(path_, filter, fields);
+}
+
+std::vector<std::string> read_capture(const std::string &path, const std::string &filter,
+                                      const std::vector<std::string> &fields) {
+    std::vector<std::string> command = {"tshark", "-n", "-r", path, "-Y", filter, "-T", "fields"};
     std::vector<std::string> lines;
 
     for (const std::string &field : fields) {

@@ -31,6 +31,11 @@ public:
     std::vector<std::string> read(const std::string &filter,
                                   const std::vector<std::string> &fields) const;
 
+    /** Of the file, which goes with the object. */
+    const std::string &path() const {
+        return path_;
+    }
+
 private:
     void run();
     bool write_one();
@@ -41,5 +46,12 @@ private:
     std::atomic<bool> is_over_ = false;
     std::thread thread_;
 };
+
+/**
+ * What tshark prints of the frames of a file that a display filter lets pass, as Recording::read
+ * does.
+ */
+std::vector<std::string> read_capture(const std::string &path, const std::string &filter,
+                                      const std::vector<std::string> &fields);
 
 } // namespace discovery

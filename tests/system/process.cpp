@@ -172,13 +172,6 @@ Process ddspart(const std::vector<std::string> &arguments) {
     return Process(command);
 }
 
-Process ddssim(const std::vector<std::string> &arguments) {
-    std::vector<std::string> command = {DDSSIM_PATH};
-
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    return Process(command);
-}
-
 std::size_t count(const std::string &text, const std::string &part) {
     std::size_t found = 0;
 

@@ -69,9 +69,6 @@ private:
 /** Runs ddspart with these arguments; see DDSPART_PATH. */
 Process ddspart(const std::vector<std::string> &arguments);
 
-/** Runs ddssim with these arguments; see DDSSIM_PATH. */
-Process ddssim(const std::vector<std::string> &arguments);
-
 /** How often @p part is in @p text. */
 std::size_t count(const std::string &text, const std::string &part);
 
