@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "printable.h"
 #include "table.h"
 
 namespace ddssim {
@@ -61,18 +62,27 @@ std::string counted(std::uint64_t count, const std::string &what) {
     return grouped(count) + " " + what + (count == 1 ? "" : "s");
 }
 
-/** The shares of the curve that are asked for most, when they were reached first. */
+/** Whoever wrote the title is not to steer the terminal. */
+std::string heading_of(const Scenario &scenario) {
+    return scenario.title.empty() ? "" : printable(scenario.title) + "\n\n";
+}
+
+/** When so much of what all know when they first know all was known. */
 std::string rise_of(const Result &result) {
+    const auto all =
+        std::find_if(result.curve.begin(), result.curve.end(),
+                     [&](const Moment &moment) { return moment.time == result.all_known; });
+    const std::uint64_t wanted = all != result.curve.end() ? all->wanted : result.end.wanted;
     std::string text;
 
-    for (const double share : {0.5, 0.9, 0.99}) {
+    for (const std::uint64_t percents : {50, 90, 99}) {
         const auto reached =
             std::find_if(result.curve.begin(), result.curve.end(), [&](const Moment &moment) {
-                return moment.time >= result.started && moment.share() >= share;
+                return moment.known * 100 >= wanted * percents;
             });
 
-        if (reached != result.curve.end()) {
-            text += (text.empty() ? "" : ", ") + decimal(100 * share, 0) + " % after " +
+        if (wanted != 0 && reached != result.curve.end()) {
+            text += (text.empty() ? "" : ", ") + std::to_string(percents) + " % after " +
                     seconds(reached->time);
         }
     }
@@ -169,7 +179,7 @@ std::string drops_of(const Result &result) {
 } // namespace
 
 std::string as_text(const Scenario &scenario, const Result &result) {
-    std::string text = scenario.title.empty() ? "" : scenario.title + "\n\n";
+    std::string text = heading_of(scenario);
 
     text += line("participants", grouped(result.participants) + " on " +
                                      counted(result.hosts.size(), "host") + ", seed " +
@@ -228,8 +238,7 @@ std::string heading_of_seeds(const Scenario &scenario) {
     const std::string last = titles.back();
 
     titles.pop_back();
-    return (scenario.title.empty() ? "" : scenario.title + "\n\n") +
-           line_of(titles, last, SEED_WIDTHS);
+    return heading_of(scenario) + line_of(titles, last, SEED_WIDTHS);
 }
 
 std::string as_line(const Result &result) {
