@@ -75,7 +75,7 @@ std::string rise_of(const Result &result) {
     const std::uint64_t wanted = all != result.curve.end() ? all->wanted : result.end.wanted;
     std::string text;
 
-    for (const std::uint64_t percents : {50, 90, 99}) {
+    for (const std::uint64_t percents : {50u, 90u, 99u}) {
         const auto reached =
             std::find_if(result.curve.begin(), result.curve.end(), [&](const Moment &moment) {
                 return moment.known * 100 >= wanted * percents;
