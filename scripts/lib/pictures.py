@@ -9,6 +9,7 @@ import matplotlib
 
 matplotlib.use("svg")
 import matplotlib.pyplot as plot
+import matplotlib.ticker
 
 program, directory = sys.argv[1:3]
 
@@ -59,15 +60,18 @@ def over_numbers(one, numbers):
     """Both axes have logarithms."""
     one.set_xscale("log")
     one.set_yscale("log")
-    one.set_xticks(numbers, [str(number) for number in numbers])
+    one.yaxis.set_major_locator(matplotlib.ticker.LogLocator(subs=(1, 2, 5)))
+    one.yaxis.set_major_formatter("{x:g}")
     one.minorticks_off()
+    one.set_xticks(numbers, [str(number) for number in numbers])
 
 
 def number_of_participants():
     """Time, traffic and cost over the number of participants."""
     numbers = [125, 250, 500, 1000]
     runs = {loss: [simulate(hosts=number // 4 if number % 4 == 0 else number // 5,
-                            participants=4 if number % 4 == 0 else 5, delay="1ms", loss=loss)
+                            participants=4 if number % 4 == 0 else 5, delay="1ms", loss=loss,
+                            for_="2s")
                    for number in numbers]
             for loss in ("0%", "10%")}
 
@@ -83,7 +87,7 @@ def number_of_participants():
             one.plot(numbers, [result["sent"]["octets"] / 1e6 for result in results],
                      label=f"{loss} lost")
         over_numbers(one, numbers)
-        label(one, "participants", "MB sent until then")
+        label(one, "participants", "MB sent in the first two seconds")
 
     def cost(values, unit):
         def fill(one):
