@@ -141,7 +141,7 @@ Answer::Answer(const Question &question, State state, const NUVOsapiRtpsGuidPref
         add(" %08x.%08x.%08x", who.hostId, who.appId, who.instanceId);
     }
     if (state == State::KNOWN && left == NEVER) {
-        add(" infinite");
+        add("%s", " infinite");
     } else if (state == State::KNOWN) {
         add(" %lld", static_cast<long long>(left / MILLISECOND));
     }
