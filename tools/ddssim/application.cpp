@@ -87,9 +87,8 @@ Qos::Qos(const Scenario &scenario, const simnet::Host &host, std::int64_t number
 
         check(DDS_StringSeq_ensure_length(&qos_.discovery.initial_peers, count, count));
         for (DDS_Long i = 0; i < count; ++i) {
-            check(DDS_String_replace(
-                DDS_StringSeq_get_reference(&qos_.discovery.initial_peers, i),
-                peers[static_cast<std::size_t>(i)].c_str()));
+            check(DDS_String_replace(DDS_StringSeq_get_reference(&qos_.discovery.initial_peers, i),
+                                     peers[static_cast<std::size_t>(i)].c_str()));
         }
         add_property("dds.discovery.max_peer_index", std::to_string(scenario.participants - 1),
                      false);
@@ -106,10 +105,9 @@ Qos::~Qos() {
 }
 
 void Qos::add_property(const std::string &name, const std::string &value, bool propagates) {
-    check(DDS_PropertyQosPolicyHelper_add_property(&qos_.property, name.c_str(), value.c_str(),
-                                                   propagates ? DDS_BOOLEAN_TRUE
-                                                              : DDS_BOOLEAN_FALSE) ==
-          DDS_RETCODE_OK);
+    check(DDS_PropertyQosPolicyHelper_add_property(
+              &qos_.property, name.c_str(), value.c_str(),
+              propagates ? DDS_BOOLEAN_TRUE : DDS_BOOLEAN_FALSE) == DDS_RETCODE_OK);
 }
 
 Application::Application(simnet::Host &host, const Scenario &scenario, std::int64_t number,

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// ddssim: simulates participants on many hosts and shows how soon they know each other, and what that
-// costs.
+// ddssim: simulates participants on many hosts and shows how soon they know each other, and what
+// that costs.
 //
 // Data goes to stdout, messages to stderr. The exit code is 0 when all is done, 1 when it could not
 // be done or was ended by a signal, 2 for wrong usage, 3 when not all know all in the end.
@@ -83,8 +83,8 @@ int run_seeds(const Options &options) {
     if (!options.json) {
         write_data(heading_of_seeds(options.scenario));
     }
-    for (std::int64_t seed = options.seeds.least;
-         seed <= options.seeds.most && interruption() == 0; ++seed) {
+    for (std::int64_t seed = options.seeds.least; seed <= options.seeds.most && interruption() == 0;
+         ++seed) {
         Result result = simulate(options, seed, nullptr);
 
         if (!result.is_over) {

@@ -118,8 +118,8 @@ Command options_of(const Given &given) {
         set(options.scenario);
     }
     check(options.scenario);
-    options.seeds = given.seeds.value_or(
-        Range<std::int64_t>{options.scenario.seed, options.scenario.seed});
+    options.seeds =
+        given.seeds.value_or(Range<std::int64_t>{options.scenario.seed, options.scenario.seed});
     options.has_seeds = given.seeds.has_value();
     options.pcap = given.pcap;
     options.json = given.json;
@@ -160,10 +160,10 @@ std::vector<Example> examples() {
 
     for (const Setting &setting : settings()) {
         const std::string value = setting.example;
-        const bool is_word = value.find_first_of(" ") == std::string::npos;
+        const bool is_word = value.find(' ') == std::string::npos;
 
-        all.push_back({setting.option(), "ddssim " + setting.option() + " " +
-                                             (is_word ? value : "'" + value + "'")});
+        all.push_back({setting.option(),
+                       "ddssim " + setting.option() + " " + (is_word ? value : "'" + value + "'")});
     }
     all.push_back({"--event", "ddssim --hosts 9 --event '{at: 5 s, do: stop, hosts: 1-3, for: 1 "
                               "min}'"});

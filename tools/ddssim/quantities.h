@@ -9,6 +9,9 @@
 
 namespace ddssim {
 
+/** The longest time that a setting may have. */
+constexpr simnet::Time DAY = 86'400 * simnet::SECOND;
+
 template <class Value>
 struct Range {
     Value least;

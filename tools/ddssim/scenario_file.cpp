@@ -20,7 +20,6 @@ namespace ddssim {
 
 namespace {
 
-constexpr simnet::Time DAY = 24 * 3600 * simnet::SECOND;
 constexpr const char *EVENTS = "events";
 
 /** Reads one text, whose places it knows. */
@@ -120,6 +119,7 @@ Incident to_incident(const std::string &word) {
 std::vector<Range<std::int64_t>> to_ranges(const std::vector<std::string> &texts) {
     std::vector<Range<std::int64_t>> ranges;
 
+    ranges.reserve(texts.size());
     for (const std::string &text : texts) {
         ranges.push_back(to_numbers(text));
     }
@@ -129,6 +129,7 @@ std::vector<Range<std::int64_t>> to_ranges(const std::vector<std::string> &texts
 std::string text_of_ranges(const std::vector<Range<std::int64_t>> &ranges) {
     std::vector<std::string> texts;
 
+    texts.reserve(ranges.size());
     for (const auto &range : ranges) {
         texts.push_back(text_of_numbers(range));
     }

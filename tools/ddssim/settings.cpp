@@ -15,8 +15,6 @@ using simnet::MICROSECOND;
 using simnet::MILLISECOND;
 using simnet::SECOND;
 
-constexpr simnet::Time DAY = 24 * 3600 * SECOND;
-
 struct Row {
     const char *key;
     const char *type;

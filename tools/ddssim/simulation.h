@@ -33,22 +33,23 @@ struct DropResult {
 
 struct Result {
     std::int64_t seed = 0;
-    simnet::Time duration = 0; // that was simulated
-    bool is_over = false;      // else it was ended before its time
-    std::size_t participants = 0; // at the end
-    simnet::Time started = 0;     // when the last one had started that starts by itself
+    simnet::Time duration = 0;             // that was simulated
+    bool is_over = false;                  // else it was ended before its time
+    std::size_t participants = 0;          // at the end
+    simnet::Time started = 0;              // when the last one had started that starts by itself
     std::optional<simnet::Time> all_known; // when all knew all for the first time
     std::vector<Moment> curve;
     Moment end;
     std::uint64_t lost_living = 0;
-    Kinds sent; // over the network, by kind
+    Kinds sent;                        // over the network, by kind
     std::uint64_t sent_altogether = 0; // datagrams, those within a host among them
     std::uint64_t received = 0;        // datagrams, by processes
     std::vector<DropResult> drops;
     std::size_t busiest_second = 0;
     Amount busiest;
     std::vector<HostResult> hosts;
-    std::uint64_t heap = 0; // octets that the library had allocated at the end, for all participants
+    std::uint64_t heap =
+        0; // octets that the library had allocated at the end, for all participants
     std::uint64_t resident_peak = 0; // octets of this process
     double processor_seconds = 0;
     std::string hash;

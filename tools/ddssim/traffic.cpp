@@ -72,9 +72,8 @@ void Traffic::add_host(const simnet::Station &station) {
 
 void Traffic::add(simnet::Time now, const simnet::Segment &segment, const simnet::Station &from,
                   const simnet::Station *to, const simnet::Packet &packet) {
-    const simnet::Packets packets =
-        simnet::packets_of(packet.destination.address.transport, packet.length(),
-                           from.to_segment.property().mtu);
+    const simnet::Packets packets = simnet::packets_of(
+        packet.destination.address.transport, packet.length(), from.to_segment.property().mtu);
     const Amount amount = {1, packets.octets};
     const auto second = static_cast<std::size_t>(now / simnet::SECOND);
     const auto host = hosts_.find(&from);
