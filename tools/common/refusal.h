@@ -8,8 +8,7 @@
 /** A value that an option can't have: says so, and what is allowed. */
 class Refusal : public std::runtime_error {
 public:
-    Refusal(const std::string &value, const std::string &allowed)
-        : Refusal("", value, allowed) {}
+    Refusal(const std::string &value, const std::string &allowed) : Refusal("", value, allowed) {}
     /** @param where in front of it, as "peers: " */
     Refusal(const std::string &where, const std::string &value, const std::string &allowed)
         : std::runtime_error(where + "'" + value + "' is not " + allowed) {}
