@@ -114,12 +114,12 @@ TEST_F(DoctorOfTwoEnds, FindsNothingByIPv6Alone) {
     const Host other("other", {"fd00::2/64"});
     const Texts by_ipv6 = {"--transport", "udpv6",  "--multicast-address",
                            "ff05::1",     "--peer", "ff05::1"};
-    Process server = other.ddspart(joined({"doctor", "--serve", "fd00::1"}, by_ipv6));
+    Process server = other.ddspart(joined({"doctor", "--serve", "FD00:0::1"}, by_ipv6));
 
     ASSERT_TRUE(server.wait_for_output("Answers")) << server.errors();
     const Host::Stay stay(one);
 
-    EXPECT_THAT(doctor::found(joined({"--with", "fd00::2"}, by_ipv6)), IsEmpty());
+    EXPECT_THAT(doctor::found(joined({"--with", "FD00:0::2"}, by_ipv6)), IsEmpty());
 }
 
 TEST_F(DoctorOfTwoEnds, FindsNothingWithoutMulticastWherePeersAreNamed) {
@@ -382,6 +382,11 @@ TEST_F(DoctorOfTwoEnds, EndInOrderWhenInterrupted) {
 
     EXPECT_EQ(other.stop(SIGINT).code, 0);
     EXPECT_EQ(other.errors(), "");
+    Process asker = here->ddspart({"doctor", "--for", "0", "--with", "192.0.2.9"});
+
+    ASSERT_TRUE(asker.wait_until_signals_are_held());
+    EXPECT_EQ(asker.stop(SIGTERM).code, 1);
+    EXPECT_EQ(asker.errors(), "ddspart: 192.0.2.9 was not asked to the end: interrupted\n");
 }
 
 /** A socket of the test's own on a host, at the control port. */

@@ -321,6 +321,7 @@ TEST_F(Doctor, NamesWhoHasLostDatagrams) {
     EXPECT_THAT(found(), Not(Contains("datagrams-lost")));      // what has been is over
     EXPECT_THAT(found({"--for", "0.1", "--peer", "192.0.2.2"}), // is announced to, which is lost
                 ElementsAre("suspended-process", "datagrams-lost", "silent-peer"));
+    EXPECT_THAT(diagnose({"--serve", "192.0.2.9"}).ids(), Not(Contains("datagrams-lost")));
     participant.send(SIGCONT);
     EXPECT_EQ(participant.stop(SIGTERM).code, 0);
     EXPECT_THAT(found(), IsEmpty());

@@ -53,7 +53,11 @@ std::vector<Sighting> ask_holders(const DoctorOptions &options, const doctor::Fa
     ParticipantOptions own = options;
 
     own.tool = TOOL;
-    return places.empty() ? std::vector<Sighting>() : ask(Factory(), std::move(own), places);
+    try {
+        return places.empty() ? std::vector<Sighting>() : ask(Factory(), std::move(own), places);
+    } catch (const LoggedFailure &) {
+        return {}; // nobody can be asked, which is said of listening
+    }
 }
 
 /** Who is there, is gone, and is there again. */
@@ -133,7 +137,9 @@ void print(const doctor::Diagnosis &diagnosis, const DoctorOptions &options) {
 int serve(const DoctorOptions &options, const doctor::Wishes &wishes) {
     constexpr std::chrono::seconds USUAL_TIME_TO_SERVE(60);
     doctor::Server server(options, wishes);
-    const doctor::Facts facts = doctor::gather(wishes);
+    doctor::Facts facts = doctor::gather(wishes);
+
+    doctor::look_again(facts, wishes, ask_holders(options, facts));
     const doctor::Diagnosis diagnosis = doctor::diagnose(facts, wishes);
     const std::chrono::nanoseconds duration = options.duration.value_or(USUAL_TIME_TO_SERVE);
 
@@ -150,11 +156,10 @@ int serve(const DoctorOptions &options, const doctor::Wishes &wishes) {
  */
 std::string look_around(const DoctorOptions &options, const doctor::Wishes &wishes,
                         doctor::Facts &facts, Moment start) {
-    std::vector<Sighting> heard;
+    std::vector<Sighting> heard = ask_holders(options, facts);
     std::string failure;
 
     try {
-        heard = ask_holders(options, facts);
         if (!options.with.empty()) {
             try {
                 facts.ends = doctor::ask_other_end(options, wishes, facts, start + MOST_TIME_TO_ASK,

@@ -25,11 +25,14 @@ constexpr std::chrono::milliseconds TIME_TO_MEET(400);
 constexpr std::chrono::milliseconds SHORTLY(20);
 constexpr std::size_t PLACES_HIGHEST = 24;
 
-bool is_over(Moment end) {
+bool is_interrupted() {
     const Event event = wait_for_event(Moment::min());
 
-    return Moment::clock::now() >= end || event == Event::SIGINT_CAME ||
-           event == Event::SIGTERM_CAME;
+    return event == Event::SIGINT_CAME || event == Event::SIGTERM_CAME;
+}
+
+bool is_over(Moment end) {
+    return Moment::clock::now() >= end || is_interrupted();
 }
 
 /** By the control port, so that whoever has let it through for one way has for the other. */
@@ -79,6 +82,9 @@ private:
                     }
                 }
             }
+        }
+        if (is_interrupted()) {
+            throw NoTalk(name() + " was not asked to the end: interrupted");
         }
         throw NoTalk(name() + " does not answer at UDP port " + std::to_string(port) +
                      (kind == "hello" ? "; run \"ddspart doctor --serve\" there with the address " +

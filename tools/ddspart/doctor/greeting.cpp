@@ -1,13 +1,31 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "doctor/greeting.h"
 
+#include <array>
 #include <chrono>
+
+#include <arpa/inet.h>
 
 #include "doctor/peers.h"
 #include "doctor/two_ends.h"
 #include "words.h"
 
 namespace doctor {
+
+namespace {
+
+/** An address in the way in which that of a datagram is written. */
+std::string usual_text(const std::string &address, Family family) {
+    const int number = family == Family::IPV4 ? AF_INET : AF_INET6;
+    in6_addr octets = {}; // has room for either
+    std::array<char, INET6_ADDRSTRLEN> text{};
+
+    (void)inet_pton(number, address.c_str(), &octets);
+    (void)inet_ntop(number, &octets, text.data(), text.size());
+    return text.data();
+}
+
+} // namespace
 
 Record settings_of(const PortSettings &settings) {
     const DDS_RtpsWellKnownPorts_t &ports = settings.well_known_ports;
@@ -34,14 +52,14 @@ std::vector<std::string> addresses_of_host(const std::string &host, const Wishes
 
     only.peers = {to_peer(host)};
     const std::vector<PeerTrial> trials = try_peers(only, TIME_TO_LOOK_UP);
-    std::vector<std::string> addresses =
-        trials.empty() ? std::vector<std::string>() : trials.front().addresses;
+    std::vector<std::string> addresses;
 
-    std::erase_if(addresses, [&](const std::string &address) {
-        const auto family = family_of(address);
-
-        return !family || !wishes.has(*family);
-    });
+    for (const std::string &address :
+         trials.empty() ? std::vector<std::string>() : trials.front().addresses) {
+        if (const auto family = family_of(address); family && wishes.has(*family)) {
+            addresses.push_back(usual_text(address, *family));
+        }
+    }
     if (addresses.empty()) {
         throw NoTalk("the host " + host + " has no address that the transports reach" +
                      (trials.empty() || trials.front().failure.empty()
