@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "values.h"
 
+#include <algorithm>
 #include <array>
 #include <limits>
 #include <optional>

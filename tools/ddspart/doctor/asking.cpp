@@ -241,6 +241,7 @@ private:
         if (!missed_here.empty() || !missed_there.empty()) {
             std::vector<Record> records;
 
+            records.reserve(missed_there.size());
             for (const std::string &place : missed_there) {
                 records.push_back({"place", place});
             }
