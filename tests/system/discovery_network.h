@@ -62,6 +62,7 @@ private:
  *
  *     domain, tag, name, user_data, properties (an object; all propagate), transports (the mask),
  *     peers, receive (the multicast receive addresses), lease and period (seconds)
+ *     most      how many others each may know; ignores: whom it ignores, a GUID in hexadecimal
  *     count     how many participants: 1
  *     listens   whether they have a listener: true
  *     expects   tells as soon as each of them knows so many others

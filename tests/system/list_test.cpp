@@ -4,7 +4,6 @@
 #include <csignal>
 #include <fstream>
 #include <optional>
-#include <sstream>
 #include <tuple>
 
 #include <gmock/gmock.h>
@@ -12,6 +11,7 @@
 
 #include "discovery_network.h"
 #include "following_network.h"
+#include "json_lines.h"
 #include "network.h"
 #include "process.h"
 
@@ -29,24 +29,9 @@ namespace {
 const std::string ONE_MINUTE = "60";
 constexpr unsigned ALL_DOMAINS = 233;
 
-std::vector<json> parse_lines(const std::string &text) {
-    std::vector<json> objects;
-    std::istringstream lines(text);
-
-    for (std::string line; std::getline(lines, line);) {
-        objects.push_back(json::parse(line));
-    }
-    return objects;
-}
-
-/** A participant that has joined. */
-Process joined(Process process) {
-    EXPECT_TRUE(process.wait_for_output("Default multicast locators")) << process.errors();
-    return process;
-}
-
 Process participant(const std::string &domain, const std::string &name) {
-    return joined(ddspart({"run", "--domain", domain, "--name", name, "--verbosity", "error"}));
+    return once_joined(
+        ddspart({"run", "--domain", domain, "--name", name, "--verbosity", "error"}));
 }
 
 std::string guid_in(const std::string &output) {
@@ -253,8 +238,8 @@ TEST_F(List, ShowsRowsOnATerminalAsTheyCome) {
 
 TEST_F(List, RepeatsNothingOnATerminalThatReadsTheSame) {
     // Without the host's name, which may be longer than its column.
-    const Process a = joined(ddspart({"run", "--name", "a", "--verbosity", "error", "--property",
-                                      "dds.discovery.announce_process=false"}));
+    const Process a = once_joined(ddspart({"run", "--name", "a", "--verbosity", "error",
+                                           "--property", "dds.discovery.announce_process=false"}));
     Process list({"script", "--quiet", "--return", "--command",
                   std::string(DDSPART_PATH) + " list --for " + ONE_MINUTE + " --expect 1",
                   "/dev/null"});
@@ -360,7 +345,7 @@ TEST_F(TwoHosts, MeetByAPeerWithoutMulticast) {
 }
 
 TEST_F(TwoHosts, KnowNothingOfAParticipantThatIsNotAnnounced) {
-    Process here = joined(ddspart({"run", "--no-announce", "--verbosity", "error"}));
+    Process here = once_joined(ddspart({"run", "--no-announce", "--verbosity", "error"}));
     Process there = other_host->ddspart({"run", "--verbosity", "error"});
 
     ASSERT_TRUE(here.wait_for_output("Participant came: ")) << here.errors();
@@ -373,7 +358,7 @@ TEST_F(TwoHosts, KnowNothingOfAParticipantThatIsNotAnnounced) {
 TEST_F(TwoHosts, AreListedWithEveryField) {
     const Process here = participant("0", "here");
     const Process there =
-        joined(other_host->ddspart({"run", "--name", "there", "--verbosity", "error"}));
+        once_joined(other_host->ddspart({"run", "--name", "there", "--verbosity", "error"}));
     Process list = ddspart({"list", "--expect", "2", "--for", ONE_MINUTE, "--json"});
 
     EXPECT_EQ(list.wait().code, 0) << list.errors();

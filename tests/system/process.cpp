@@ -11,6 +11,7 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -170,6 +171,11 @@ Process ddspart(const std::vector<std::string> &arguments) {
 
     command.insert(command.end(), arguments.begin(), arguments.end());
     return Process(command);
+}
+
+Process once_joined(Process process) {
+    EXPECT_TRUE(process.wait_for_output("Default multicast locators")) << process.errors();
+    return process;
 }
 
 std::size_t count(const std::string &text, const std::string &part) {

@@ -69,6 +69,9 @@ private:
 /** Runs ddspart with these arguments; see DDSPART_PATH. */
 Process ddspart(const std::vector<std::string> &arguments);
 
+/** The same process, a participant's, once it has joined its domain. */
+Process once_joined(Process process);
+
 /** How often @p part is in @p text. */
 std::size_t count(const std::string &text, const std::string &part);
 

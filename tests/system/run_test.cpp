@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
+#include "json_lines.h"
 #include "network.h"
 #include "port_holder.h"
 #include "process.h"
@@ -21,17 +22,6 @@ using testing::Not;
 namespace {
 
 /** The objects of all lines. */
-std::vector<json> parse_lines(const std::string &text) {
-    std::vector<json> objects;
-    std::istringstream lines(text);
-    std::string line;
-
-    while (std::getline(lines, line)) {
-        objects.push_back(json::parse(line));
-    }
-    return objects;
-}
-
 class Run : public HostTest {};
 
 TEST_F(Run, HoldsItsPortsUntilTheTimeIsUp) {

@@ -20,8 +20,8 @@ struct WrongUsage {
 
 TEST(Usage, WhenWrongIsExplainedInOneLine) {
     const std::vector<WrongUsage> all = {
-        {{}, {"command", "run, list, who, ports, doctor"}},
-        {{"stay"}, {"'stay'", "run, list, who, ports, doctor"}},
+        {{}, {"command", "run, list, who, ports, doctor, why"}},
+        {{"stay"}, {"'stay'", "run, list, who, ports, doctor, why"}},
         {{"run", "--colour"}, {"--colour"}},
         {{"run", "--domain"}, {"--domain"}},
         {{"run", "--domain", "x"}, {"--domain", "'x'", "0 to 2147483647"}},
@@ -43,7 +43,7 @@ TEST(Usage, WhenWrongIsExplainedInOneLine) {
 }
 
 TEST(Usage, HelpGoesToStdoutWithAnExample) {
-    for (const std::string command : {"run", "list", "who", "ports", "doctor"}) {
+    for (const std::string command : {"run", "list", "who", "ports", "doctor", "why"}) {
         Process process = ddspart({command, "--help"});
 
         EXPECT_EQ(process.wait().code, 0);

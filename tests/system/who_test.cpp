@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // ddspart who, seen from outside: real processes, in networks that the test makes.
 #include <csignal>
-#include <sstream>
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
+#include "json_lines.h"
 #include "network.h"
 #include "port_holder.h"
 #include "process.h"
@@ -21,23 +21,8 @@ namespace {
 
 const std::string ONE_MINUTE = "60";
 
-std::vector<json> objects_of(const std::string &text) {
-    std::vector<json> objects;
-    std::istringstream lines(text);
-
-    for (std::string line; std::getline(lines, line);) {
-        objects.push_back(json::parse(line));
-    }
-    return objects;
-}
-
-Process joined(Process process) {
-    EXPECT_TRUE(process.wait_for_output("Default multicast locators")) << process.errors();
-    return process;
-}
-
 Process participant(const std::string &domain) {
-    return joined(ddspart({"run", "--domain", domain, "--verbosity", "error"}));
+    return once_joined(ddspart({"run", "--domain", domain, "--verbosity", "error"}));
 }
 
 /** What who says, and its exit code. */
@@ -52,7 +37,7 @@ Said who(std::vector<std::string> arguments) {
     const int code = process.wait().code;
 
     EXPECT_THAT(process.errors(), IsEmpty());
-    return {code, objects_of(process.output())};
+    return {code, parse_lines(process.output())};
 }
 
 std::vector<pid_t> pids_of(const json &row) {

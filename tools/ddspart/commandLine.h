@@ -23,10 +23,12 @@ struct CommandLine {
     WhoOptions who;
     PortsOptions ports;
     DoctorOptions doctor;
+    WhyOptions why;
     const CLI::App *run_command = nullptr;
     const CLI::App *list_command = nullptr;
     const CLI::App *who_command = nullptr;
     const CLI::App *doctor_command = nullptr;
+    const CLI::App *why_command = nullptr;
     /** Of the options whose values are words: the words. */
     std::map<const CLI::Option *, std::vector<std::string>> words;
     /** Of the commands that may have findings, which is exit code 3: what these are. */

@@ -10,3 +10,4 @@ int execute(const ListOptions &options);
 int execute(const WhoOptions &options);
 int execute(const PortsOptions &options);
 int execute(const DoctorOptions &options);
+int execute(const WhyOptions &options);

@@ -53,6 +53,10 @@ int perform(const PortsOptions &options) {
     return perform_logged(options, KOLS_CONFIG_LOG_VERBOSITY_ERROR);
 }
 
+int perform(const WhyOptions &options) {
+    return perform_logged(options, KOLS_CONFIG_LOG_VERBOSITY_SILENT);
+}
+
 int perform(const DoctorOptions &options) {
     return perform_logged(options, KOLS_CONFIG_LOG_VERBOSITY_SILENT);
 }

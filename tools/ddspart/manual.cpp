@@ -17,17 +17,26 @@ std::vector<const CLI::App *> commands_of(const CommandLine &line) {
     return line.app.get_subcommands([](const CLI::App *) { return true; });
 }
 
+std::vector<const CLI::Option *> arguments_of(const CLI::App &app) {
+    return app.get_options([](const CLI::Option *option) { return !option->nonpositional(); });
+}
+
 std::string page_name(const std::string &command) {
     return command.empty() ? PROGRAM : PROGRAM + ("-" + command);
 }
 
-void write_synopsis(std::ostream &page, const std::string &command) {
+void write_synopsis(std::ostream &page, const CommandLine &line, const std::string &command) {
     page << ".SH SYNOPSIS\n.B " << PROGRAM << '\n';
     if (command.empty()) {
         page << ".I COMMAND\n[\\fIOPTION\\fR...]\n.br\n.B " << PROGRAM
              << "\n\\fB\\-\\-help\\fR | \\fB\\-\\-version\\fR\n";
     } else {
         page << ".B " << escaped(command) << "\n[\\fIOPTION\\fR...]\n";
+        for (const CLI::Option *argument : arguments_of(*line.app.get_subcommand(command))) {
+            const std::string name = "\\fI" + escaped(argument->get_name(true)) + "\\fR";
+
+            page << (argument->get_required() ? name : "[" + name + "]") << '\n';
+        }
     }
 }
 
@@ -37,6 +46,16 @@ void write_commands(std::ostream &page, const CommandLine &line) {
         page << ".TP\n.B " << escaped(command->get_name()) << '\n'
              << escaped(sentence(command->get_description())) << "\nSee\n.BR "
              << escaped(page_name(command->get_name())) << " (1).\n";
+    }
+}
+
+void write_arguments(std::ostream &page, const CLI::App &app) {
+    if (!arguments_of(app).empty()) {
+        page << ".SH ARGUMENTS\n";
+    }
+    for (const CLI::Option *argument : arguments_of(app)) {
+        page << ".TP\n.I " << escaped(argument->get_name(true)) << '\n'
+             << escaped(sentence(argument->get_description())) << '\n';
     }
 }
 
@@ -137,13 +156,14 @@ std::string manual_page(const std::string &command) {
          << "\" \"DDS participants\"\n.SH NAME\n"
          << escaped(page_name(command)) << " \\- " << escaped(phrase(app.get_description()))
          << '\n';
-    write_synopsis(page, command);
+    write_synopsis(page, line, command);
     page << ".SH DESCRIPTION\n"
          << escaped(sentence(app.get_description()))
          << "\nData goes to standard output, messages to standard error.\n";
     if (command.empty()) {
         write_commands(page, line);
     }
+    write_arguments(page, app);
     write_options(page, app);
     if (!command.empty()) {
         write_finding_names(page, line, app);

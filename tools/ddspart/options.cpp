@@ -11,6 +11,7 @@
 #include "doctor/checks.h"
 #include "ports.h"
 #include "values.h"
+#include "why/reasons.h"
 #include "words.h"
 
 namespace {
@@ -373,6 +374,38 @@ CLI::App *add_doctor(CommandLine &line) {
     return command;
 }
 
+CLI::App *add_why(CommandLine &line) {
+    WhyOptions &options = line.why;
+    CLI::App *const command = line.app.add_subcommand(
+        "why", "Say why two participants do not know each other, or why one is not seen");
+
+    command->footer(
+        "Example: why does the participant of process 812 not know the one called radar\n"
+        "  ddspart why 812 radar");
+    command
+        ->add_option("A", options.first,
+                     "a participant: its process id, GUID, name or address, which is looked for in "
+                     "the domains of this host's participants and in --domain")
+        ->required();
+    command->add_option("B", options.second,
+                        "the other one; unless given, a participant that has the options");
+    add_port_settings(*command, options);
+    add_transports(line, *command, options.transports);
+    add_interfaces(*command, options.interfaces);
+    add_peers(*command, options.peers);
+    add_multicast(*command, options);
+    add_properties(*command, options.properties);
+    add_duration(*command,
+                 "how long to listen for those that are not heard at once; 2 unless given",
+                 options.duration);
+    add_json(*command, options.json);
+    line.findings[command] = "There is a reason.";
+    for (const why::Check &check : why::checks()) {
+        line.finding_names[command].emplace_back(check.id, check.meaning);
+    }
+    return command;
+}
+
 std::string version() {
     DDS_ProductVersion_t version = {0, 0, 0, 0};
 
@@ -391,7 +424,8 @@ std::vector<std::string> names_of_commands(const CLI::App &app) {
 }
 
 std::string reason(const CLI::App &app, const CLI::ParseError &error) {
-    if (dynamic_cast<const CLI::RequiredError *>(&error) == nullptr) {
+    if (dynamic_cast<const CLI::RequiredError *>(&error) == nullptr ||
+        !app.get_subcommands().empty()) {
         return error.what();
     }
     const std::vector<std::string> words = app.remaining();
@@ -433,6 +467,7 @@ CommandLine::CommandLine()
     who_command = add_who(*this);
     (void)add_ports(*this);
     doctor_command = add_doctor(*this);
+    why_command = add_why(*this);
 }
 
 Command parse_command_line(int argc, const char *const *argv) {
@@ -454,6 +489,9 @@ Command parse_command_line(int argc, const char *const *argv) {
     }
     if (line.doctor_command->parsed()) {
         return line.doctor;
+    }
+    if (line.why_command->parsed()) {
+        return line.why;
     }
     return line.ports;
 }

@@ -24,10 +24,12 @@ struct ParticipantOptions : PortSettings {
     DDS_TransportBuiltinKindMask transports = DDS_TRANSPORTBUILTIN_MASK_DEFAULT;
     std::vector<std::string> interfaces;          // none: all
     std::vector<std::string> peers;               // none: the usual ones
+    std::vector<std::string> further_peers;       // beside these
     std::vector<std::string> multicast_addresses; // none: the usual one
     bool multicast = true;
     bool is_announced = true; // else it listens only
     std::vector<std::pair<std::string, std::string>> properties;
+    std::vector<std::pair<std::string, std::string>> announced_properties;
     std::optional<std::string> name;
     std::string user_data;
     std::optional<std::string> tool; // as what it makes itself known to others; none: as usual
@@ -117,13 +119,21 @@ struct DoctorOptions : ParticipantOptions {
     bool json = false;
 };
 
+/** ddspart why */
+struct WhyOptions : ParticipantOptions {
+    std::string first;                                // process id, GUID, name or address
+    std::optional<std::string> second;                // the same; none: a participant as this
+    std::optional<std::chrono::nanoseconds> duration; // none: as long as it usually takes
+    bool json = false;
+};
+
 /** There is nothing to do: help or the version was asked for, or the command line is wrong. */
 struct Answer {
     int exit_code; // 0 or 2
     std::string text;
 };
 
-using Command =
-    std::variant<RunOptions, ListOptions, WhoOptions, PortsOptions, DoctorOptions, Answer>;
+using Command = std::variant<RunOptions, ListOptions, WhoOptions, PortsOptions, DoctorOptions,
+                             WhyOptions, Answer>;
 
 Command parse_command_line(int argc, const char *const *argv);

@@ -6,6 +6,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "doctor/texts.h"
 #include "held_table.h"
 #include "list_table.h"
 #include "printable.h"
@@ -214,6 +215,85 @@ Json object(const HeldPorts &held, bool shows_all_processes) {
             {"remarks", remarks_on(held, shows_all_processes)}};
 }
 
+std::string word(why::Reply::State state) {
+    constexpr const char *WORDS[] = {"known", "ignored", "full", "unknown"};
+
+    return WORDS[static_cast<std::size_t>(state)];
+}
+
+Json object(const why::Reply &answer) {
+    return {{"state", word(answer.state)},
+            {"lease_left", answer.lease_left ? seconds(answer.lease_left) : Json()},
+            {"place", answer.place.empty() ? Json() : Json(answer.place)}};
+}
+
+Json object(const why::Knock &knock) {
+    constexpr const char *OUTCOMES[] = {"not_sent", "refused", "silent"};
+
+    return {{"locator", knock.locator},
+            {"outcome", OUTCOMES[static_cast<std::size_t>(knock.outcome)]},
+            {"error", knock.error != 0 ? Json(doctor::error_text(knock.error)) : Json()}};
+}
+
+Json object(const why::Party &party) {
+    constexpr const char *KINDS[] = {"process", "guid", "name", "address"};
+    Json held = Json::array();
+    Json witnesses = Json::array();
+    Json knocks = Json::array();
+
+    for (const HeldPorts &each : party.held) {
+        held.push_back(object(each, true));
+    }
+    for (const why::Witness &witness : party.witnesses) {
+        witnesses.push_back({{"guid", witness.by.guid}, {"says", object(witness.answer)}});
+    }
+    for (const why::Knock &knock : party.knocks) {
+        knocks.push_back(object(knock));
+    }
+    return {{"asked", party.subject.text},
+            {"kind", KINDS[static_cast<std::size_t>(party.subject.kind)]},
+            {"participant", party.heard ? object(*party.heard) : Json()},
+            {"answers", party.heard ? Json(party.heard->has_addressed) : Json()},
+            {"says", party.says ? object(*party.says) : Json()},
+            {"held", held},
+            {"witnesses", witnesses},
+            {"knocks", knocks}};
+}
+
+std::vector<const why::Party *> parties(const why::Verdict &verdict) {
+    std::vector<const why::Party *> all = {&verdict.facts.first};
+
+    if (verdict.facts.second) {
+        all.push_back(&*verdict.facts.second);
+    }
+    return all;
+}
+
+/** A line of what was heard and held; nothing where that is nothing. */
+std::string evidence_of(const why::Party &party) {
+    std::vector<std::string> parts;
+
+    if (party.heard) {
+        parts = {"GUID " + party.heard->guid};
+        for (const auto &[title, text] : titled_cells(*party.heard)) {
+            parts.push_back(join({title, text}, " "));
+        }
+        if (party.heard->domain_tag) {
+            parts.push_back("domain tag '" + printable(*party.heard->domain_tag) + "'");
+        }
+        parts.emplace_back(party.heard->has_addressed ? "answers" : "does not answer");
+    }
+    for (const HeldPorts &held : party.held) {
+        if (!party.heard) {
+            parts.push_back(held_line(held, true));
+        }
+    }
+    if (party.says) {
+        parts.push_back("says of the other: " + word(party.says->state));
+    }
+    return parts.empty() ? "" : printable(why::name_of(party)) + ": " + join(parts, ", ") + '\n';
+}
+
 std::string line(const Json &object) {
     // Texts from the command line need not be UTF-8, as JSON has to be, and may steer a terminal.
     return object.dump(-1, ' ', true, Json::error_handler_t::replace) + "\n";
@@ -372,6 +452,21 @@ std::string as_text(const doctor::Serving &serving) {
     return text.str();
 }
 
+std::string as_text(const why::Verdict &verdict) {
+    const auto &reason = verdict.reason;
+    std::string lines = printable(reason ? reason->id + ": " + reason->cause + " " + reason->remedy
+                                         : verdict.statement) +
+                        '\n';
+
+    for (const why::Party *const party : parties(verdict)) {
+        lines += evidence_of(*party);
+    }
+    for (const std::string &unseen : verdict.facts.unseen) {
+        lines += printable("Not looked at: " + unseen) + '\n';
+    }
+    return lines;
+}
+
 std::string as_json(const Joined &joined) {
     return line(object("joined", joined.presence));
 }
@@ -505,6 +600,23 @@ std::string as_json(const doctor::Serving &serving) {
                  {"host", serving.host},
                  {"port", serving.port},
                  {"seconds", seconds(serving.duration)}});
+}
+
+std::string as_json(const why::Verdict &verdict) {
+    constexpr int VERSION = 1; // goes up when a member changes or goes
+    const auto &reason = verdict.reason;
+    const auto &second = verdict.facts.second;
+
+    return line({{"event", "why"},
+                 {"version", VERSION},
+                 {"id", reason ? Json(reason->id) : Json()},
+                 {"cause", reason ? Json(reason->cause) : Json()},
+                 {"remedy", reason ? Json(reason->remedy) : Json()},
+                 {"statement", reason ? Json() : Json(verdict.statement)},
+                 {"a", object(verdict.facts.first)},
+                 {"b", second ? object(*second) : Json()},
+                 {"domains", verdict.facts.domains},
+                 {"unseen", verdict.facts.unseen}});
 }
 
 std::string wrapped(const std::string &lines, std::size_t columns) {

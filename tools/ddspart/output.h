@@ -13,6 +13,7 @@
 #include "ports.h"
 #include "sighting.h"
 #include "streams.h"
+#include "why/reasons.h"
 
 /** A participant in its domain. */
 struct Presence {
@@ -104,6 +105,7 @@ std::string as_text(const PortTable &table);
 std::string as_text(const PortCheck &check);
 std::string as_text(const doctor::Diagnosis &diagnosis);
 std::string as_text(const doctor::Serving &serving);
+std::string as_text(const why::Verdict &verdict);
 std::string as_json(const Joined &joined);
 std::string as_json(const QosShown &shown);
 std::string as_json(const Changed &changed);
@@ -117,6 +119,7 @@ std::string as_json(const PortTable &table);
 std::string as_json(const PortCheck &check);
 std::string as_json(const doctor::Diagnosis &diagnosis);
 std::string as_json(const doctor::Serving &serving);
+std::string as_json(const why::Verdict &verdict);
 
 /** The lines, those that are longer than @p columns broken between words and indented. */
 std::string wrapped(const std::string &lines, std::size_t columns);

@@ -57,6 +57,9 @@ void set_discovery(DDS_DiscoveryQosPolicy &discovery, const ParticipantOptions &
     } else if (!options.multicast) {
         set(discovery.initial_peers, without(discovery.initial_peers, MULTICAST_PEER));
     }
+    for (const std::string &peer : options.further_peers) {
+        check(DDS_StringSeq_append(&discovery.initial_peers, peer.c_str()));
+    }
     if (!options.multicast || !options.multicast_addresses.empty()) {
         set(discovery.multicast_receive_addresses, options.multicast_addresses);
     }
@@ -77,6 +80,9 @@ void set_properties(DDS_PropertyQosPolicy &policy, const ParticipantOptions &opt
     }
     if (!options.is_announced) {
         set_property(policy, ANNOUNCE, "false");
+    }
+    for (const auto &[name, value] : options.announced_properties) {
+        set_property(policy, name, value, DDS_BOOLEAN_TRUE);
     }
     if (options.tool) {
         set_property(policy, TOOL_PROPERTY, *options.tool, DDS_BOOLEAN_TRUE);

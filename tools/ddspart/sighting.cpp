@@ -177,5 +177,6 @@ Sighting sighting_of(const DDS_ParticipantBuiltinTopicData &data,
     other.default_multicast_locators = to_texts(data.default_multicast_locators);
     other.first_heard = time_or_none(data.first_heard);
     other.last_heard = time_or_none(data.last_heard);
+    other.has_addressed = data.has_addressed != DDS_BOOLEAN_FALSE;
     return other;
 }

@@ -45,6 +45,7 @@ using WallTime = std::chrono::sys_time<std::chrono::nanoseconds>;
 struct Sighting : Description {
     std::optional<WallTime> first_heard; // none once it is gone
     std::optional<WallTime> last_heard;
+    bool has_addressed = false; // it has said something to the tool's participant alone
 };
 
 /** @param ports those of its domain. */

@@ -9,6 +9,7 @@
 
 #include "fuzz.h"
 #include "options.h"
+#include "why/facts.h"
 
 namespace {
 
@@ -281,6 +282,11 @@ void check(const DoctorOptions &options, unsigned /*variation*/) {
     fuzz::must(options.with.empty() || options.serve.empty(), "nobody asks and answers at once");
     fuzz::must(1 <= options.control_port && options.control_port <= DDS_RTPS_PORT_MAX,
                "the port is one");
+}
+
+void check(const WhyOptions &options, unsigned /*variation*/) {
+    fuzz::must(options.domain >= 0, "a domain is 0 or more");
+    (void)why::to_subject(options.first); // whatever it is
 }
 
 void check(const PortsOptions &options, unsigned /*variation*/) {

@@ -147,6 +147,8 @@ public:
             settings.value("transports", DDS_TRANSPORTBUILTIN_MASK_DEFAULT);
         value.discovery_config.lease_duration = duration(settings.value("lease", 20.0));
         value.discovery_config.announcement_period = duration(settings.value("period", 4.0));
+        value.resource_limits.remote_participants_max =
+            settings.value("most", value.resource_limits.remote_participants_max);
         if (settings.contains("peers")) {
             fill(value.discovery.initial_peers, settings["peers"]);
         }
@@ -227,6 +229,21 @@ std::size_t number_of_threads() {
     return static_cast<std::size_t>(std::distance(begin(threads), end(threads)));
 }
 
+/** By its GUID in hexadecimal; nobody where that is empty. */
+void ignore(DDS_DomainParticipant *participant, const std::string &guid) {
+    constexpr std::size_t DIGITS = 2;
+    constexpr int HEXADECIMAL = 16;
+    DDS_InstanceHandle_t handle{};
+
+    for (std::size_t i = 0; i < guid.size() / DIGITS; ++i) {
+        handle.value[i] = static_cast<DDS_Octet>(
+            std::stoi(guid.substr(DIGITS * i, DIGITS), nullptr, HEXADECIMAL));
+    }
+    check(guid.empty() ? DDS_RETCODE_OK
+                       : DDS_DomainParticipant_ignore_participant(participant, &handle),
+          "ignore_participant");
+}
+
 class Program {
 public:
     explicit Program(const json &settings)
@@ -246,6 +263,7 @@ public:
             check(participant != nullptr, "create_participant");
             participants_.push_back(participant);
             check(DDS_DomainParticipant_get_guid(participant, &guid), "get_guid");
+            ignore(participant, settings.value("ignores", ""));
             print({{"guid", hexadecimal(guid)},
                    {"index", DDS_DomainParticipant_get_participant_index(participant)},
                    {"threads_before", threads}});

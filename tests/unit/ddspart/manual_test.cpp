@@ -82,7 +82,7 @@ TEST(ManualPage, HasAnExitStatusForFindingsWhereThereMayBeSome) {
 
 TEST(Completion, OffersTheCommandsFirst) {
     EXPECT_THAT(completed("ddspart ''"),
-                IsSupersetOf({"run", "list", "who", "ports", "--help", "--version"}));
+                IsSupersetOf({"run", "list", "who", "ports", "why", "--help", "--version"}));
     EXPECT_THAT(completed("ddspart r"), ElementsAre("run"));
 }
 
