@@ -84,6 +84,20 @@ TEST_F(Who, HearsTheVendorOfThoseWhoAnnounceThemselves) {
     EXPECT_THAT(one.output(), HasSubstr(said.rows[1].at("guid").get<std::string>()));
 }
 
+TEST_F(Who, ShowsThePortsAsTheyAreWhenItHasListened) {
+    const PortHolder early("early", {9160});
+    Process who = ddspart({"who", "--domain", "7", "--for", ONE_MINUTE, "--json"});
+
+    ASSERT_TRUE(eventually([] { return udp_ports().contains(9150); })); // it listens
+    const PortHolder late("late", {9164});
+
+    EXPECT_EQ(who.stop(SIGINT).code, 3);
+    const std::vector<json> rows = parse_lines(who.output());
+
+    ASSERT_THAT(rows, SizeIs(2));
+    EXPECT_THAT(pids_of(rows[1]), ElementsAre(late.id()));
+}
+
 TEST_F(Who, FindsAStrangerThatBlocksAnIndex) {
     const PortHolder stranger("stranger", {7414});
     const Said said = who({"--for", "0"});

@@ -43,7 +43,7 @@ std::string remark_on_failure(const RunOptions &options) {
     const Silence silence; // the library has said what it has to say
 
     try {
-        return taken_ports(options, holdings(ports_tried(options), false));
+        return taken_ports(options, holdings(ports_to_look_at(options), false));
     } catch (const std::exception &) {
         return "";
     }

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <tuple>
 
+#include "host/addresses.h"
+
 namespace {
 
 constexpr std::string_view BUILTIN_MULTICAST = "builtin_multicast";
@@ -197,8 +199,11 @@ void find_other_uses(Rows &rows) {
 }
 
 bool may_be_anybodys(const HeldPorts &row, const host::EphemeralPorts &ephemeral) {
+    static const host::EphemeralPorts USUAL = host::usual_ephemeral_ports();
+    const host::EphemeralPorts &its = row.network.is_own ? ephemeral : USUAL;
+
     return std::ranges::any_of(row.ports, [&](const Port &port) {
-        return ephemeral.may_be(static_cast<unsigned>(port.number));
+        return its.may_be(static_cast<unsigned>(port.number));
     });
 }
 
@@ -207,6 +212,10 @@ std::string which(const std::optional<DDS_Long> &index) {
 }
 
 } // namespace
+
+bool HeldPorts::are_of_groups_only() const {
+    return std::ranges::all_of(addresses, host::is_group);
+}
 
 bool HeldPorts::reads_like(const HeldPorts &other) const {
     const auto description_of = [](const HeldPorts &held) {

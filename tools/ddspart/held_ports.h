@@ -40,6 +40,12 @@ struct HeldPorts {
         return index && evidence == Evidence::NONE;
     }
 
+    /**
+     * Whether they are bound to groups only: who does that lets others receive these as well, while
+     * a stranger takes any address.
+     */
+    bool are_of_groups_only() const;
+
     /** Whether there is nothing else to say of them, but for drops. */
     bool reads_like(const HeldPorts &other) const;
 };
@@ -60,6 +66,7 @@ void keep_domains(std::vector<HeldPorts> &all, const Domains &domains);
 /**
  * Leaves out ports that the kernel gives to whoever asks for none, in domains in which nothing else
  * says that there is a participant.
+ * @param ephemeral of the caller's network; others are taken to have the usual ones.
  */
 void keep_telling(std::vector<HeldPorts> &all, const host::EphemeralPorts &ephemeral);
 

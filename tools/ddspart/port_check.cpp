@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "held_ports.h"
-#include "host/addresses.h"
 #include "ports.h"
 #include "words.h"
 
@@ -81,13 +80,14 @@ std::string names_of(const HeldPorts &held) {
     return join(names, ", ");
 }
 
-/** Whoever is bound to a group receives it, and lets others do so; a stranger takes any address. */
-bool is_of_groups_only(const HeldPorts &held) {
-    return std::ranges::all_of(held.addresses, host::is_group);
-}
-
-void find_held(AllObjections &against, const PortMap &map, const Holdings &holdings) {
+/** @param map with the other indices as well: whoever has one of these may have the groups. */
+void find_held(AllObjections &against, const PortsOptions &options, const PortMap &map,
+               const Holdings &holdings) {
     for (const HeldPorts &held : held_ports(holdings, map, {}, {})) {
+        if (held.index && options.indices &&
+            (*held.index < options.indices->first || *held.index > options.indices->last)) {
+            continue;
+        }
         Objections &of_domain = against[held.domain];
         const auto port = static_cast<unsigned>(held.ports.front().number);
         const std::string by = std::to_string(port) + " is held by " + names_of(held);
@@ -98,7 +98,7 @@ void find_held(AllObjections &against, const PortMap &map, const Holdings &holdi
             object_to(of_domain, held.index);
             of_domain.held.push_back(
                 {"held", {{port, port}}, by + ": blocks index " + std::to_string(*held.index)});
-        } else if (held.evidence == HeldPorts::Evidence::NONE && !is_of_groups_only(held)) {
+        } else if (held.evidence == HeldPorts::Evidence::NONE && !held.are_of_groups_only()) {
             object_to(of_domain, held.index);
             of_domain.held.push_back({"held",
                                       {{port, port}},
@@ -167,6 +167,19 @@ DomainCheck check_of(const PortSettings &settings, const std::optional<PortsOpti
             findings_of(settings.domain, std::move(against), ephemeral)};
 }
 
+/** Of each domain, with the indices asked for, else all usable ones. */
+PortMap ports_asked_for(const PortsOptions &options) {
+    PortMap map;
+
+    for (const PortSettings &settings : options.each_domain()) {
+        if (const auto indices = indices_of(options, settings)) {
+            add_ports(map, settings, *indices);
+            refuse_too_many_uses(map, settings.well_known_ports);
+        }
+    }
+    return map;
+}
+
 } // namespace
 
 bool PortCheck::has_findings() const {
@@ -184,12 +197,16 @@ std::optional<PortsOptions::Range> indices_of(const PortsOptions &options,
     return highest ? std::optional(PortsOptions::Range{0, *highest}) : std::nullopt;
 }
 
-PortMap ports_to_check(const PortsOptions &options) {
+PortMap ports_to_look_at(const PortsOptions &options) {
     PortMap map;
 
     for (const PortSettings &settings : options.each_domain()) {
-        if (const auto indices = indices_of(options, settings)) {
-            add_ports(map, settings, *indices);
+        const DDS_Long highest = highest_usable_index(settings).value_or(-1);
+        const DDS_Long last = options.indices ? options.indices->last : -1;
+
+        if (std::max(highest, last) >= 0) {
+            add_ports(map, settings, {0, std::max(highest, last)});
+            refuse_too_many_uses(map, settings.well_known_ports);
         }
     }
     return map;
@@ -197,13 +214,13 @@ PortMap ports_to_check(const PortsOptions &options) {
 
 PortCheck check_ports(const PortsOptions &options, const Holdings &holdings,
                       const host::EphemeralPorts &ephemeral) {
-    const PortMap map = ports_to_check(options);
+    const PortMap map = ports_asked_for(options);
     AllObjections against;
     PortCheck check;
 
     find_ephemeral(against, map, ephemeral);
     find_shared(against, map);
-    find_held(against, map, holdings);
+    find_held(against, options, ports_to_look_at(options), holdings);
     for (const PortSettings &settings : options.each_domain()) {
         check.domains.push_back(check_of(settings, indices_of(options, settings),
                                          std::move(against[settings.domain]), ephemeral));

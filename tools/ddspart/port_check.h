@@ -30,11 +30,13 @@ struct PortCheck {
     bool has_findings() const;
 };
 
-/** The ports that a check is about: of the domains asked for, with their indices, else all usable.
+/**
+ * The ports that a check has to know the holders of: of the domains asked for, with all usable
+ * indices and those that are asked for. Throws as port_map.
  */
-PortMap ports_to_check(const PortsOptions &options);
+PortMap ports_to_look_at(const PortsOptions &options);
 
-/** @param holdings of ports_to_check, in the caller's network. */
+/** @param holdings of ports_to_look_at, in the caller's network. */
 PortCheck check_ports(const PortsOptions &options, const Holdings &holdings,
                       const host::EphemeralPorts &ephemeral);
 

@@ -33,6 +33,15 @@ void add_ports(PortMap &map, const PortSettings &settings, const PortsOptions::R
     }
 }
 
+void refuse_too_many_uses(const PortMap &map, const DDS_RtpsWellKnownPorts_t &settings) {
+    if (map.size() > USES_HIGHEST) {
+        throw std::runtime_error(
+            "--domain-gain is " + std::to_string(settings.domain_id_gain) +
+            ": the domains have more than " + std::to_string(USES_HIGHEST) +
+            " uses for the same ports; allowed are gains with which they have less");
+    }
+}
+
 PortMap port_map(const DDS_RtpsWellKnownPorts_t &settings) {
     PortMap map;
     PortSettings in_domain = {0, settings};
@@ -40,12 +49,7 @@ PortMap port_map(const DDS_RtpsWellKnownPorts_t &settings) {
     // Ports rise with the domain, so that the first one without any is beyond the last.
     while (const auto highest = highest_usable_index(in_domain)) {
         add_ports(map, in_domain, {0, *highest});
-        if (map.size() > USES_HIGHEST) {
-            throw std::runtime_error(
-                "--domain-gain is " + std::to_string(settings.domain_id_gain) +
-                ": the domains have more than " + std::to_string(USES_HIGHEST) +
-                " uses for the same ports; allowed are gains with which they have less");
-        }
+        refuse_too_many_uses(map, settings);
         ++in_domain.domain;
     }
     return map;

@@ -23,6 +23,9 @@ using PortMap = std::multimap<unsigned, PortUse>;
 /** Adds the valid ports of some indices of a domain, and its multicast ports. */
 void add_ports(PortMap &map, const PortSettings &settings, const PortsOptions::Range &indices);
 
+/** Throws when a map has more uses than can be held in memory and gone through in a moment. */
+void refuse_too_many_uses(const PortMap &map, const DDS_RtpsWellKnownPorts_t &settings);
+
 /**
  * The valid ports of all domains, each with those indices that an automatic choice may come to.
  * Throws when the settings give none, and the log then says why; also when they give the same ports

@@ -19,16 +19,22 @@ void write_chain(std::ostream &rules, const PortSettings &settings,
     const std::string chain = join({TABLE, name}, " ");
     PortMap map;
     std::set<unsigned> ports;
+    std::set<unsigned> with_ports; // indices
 
     add_ports(map, settings, indices);
     for (const auto &[port, use] : map) {
         ports.insert(port);
+        if (use.index) {
+            with_ports.insert(static_cast<unsigned>(*use.index));
+        }
     }
     if (ports.empty()) {
         throw std::runtime_error("domain " + std::to_string(settings.domain) +
                                  " has no valid ports");
     }
-    rules << "\n# Participant indices " << indices.first << " to " << indices.last << " of domain "
+    rules << (with_ports.empty()
+                  ? "\n# Multicast only: no index has valid ports, of domain "
+                  : "\n# Participant indices " + to_text(ranges_of(with_ports)) + " of domain ")
           << settings.domain << "\nadd chain " << chain << "\nflush chain " << chain
           << "\nadd rule " << chain << " udp dport { " << to_text(ranges_of(ports))
           << " } accept\n"

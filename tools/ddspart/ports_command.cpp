@@ -19,8 +19,8 @@ int execute(const PortsOptions &options) {
         return 0;
     }
     if (options.check) {
-        const PortCheck check =
-            check_ports(options, holdings(ports_to_check(options), false), host::ephemeral_ports());
+        const PortCheck check = check_ports(options, holdings(ports_to_look_at(options), false),
+                                            host::ephemeral_ports());
 
         show(check, options.json);
         return check.has_findings() ? FINDINGS : 0;

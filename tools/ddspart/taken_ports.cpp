@@ -43,11 +43,13 @@ std::string named(const std::vector<Holder> &holders) {
 using Obstacles = std::map<DDS_Long, std::pair<DDS_LongLong, std::vector<Holder>>>;
 
 Obstacles obstacles_of(const std::vector<HeldPorts> &all, const ParticipantOptions &options) {
+    const PortsOptions::Range tried = indices_tried(options);
     Obstacles obstacles;
 
     for (const HeldPorts &held : all) {
         for (const Port &port : held.ports) {
-            if (held.index && is_wanted(port, options)) {
+            if (held.index && *held.index >= tried.first && *held.index <= tried.last &&
+                is_wanted(port, options)) {
                 obstacles.try_emplace(*held.index, port.number, held.holders);
             }
         }
@@ -95,19 +97,22 @@ std::string in_words(const Obstacles &obstacles) {
 
 } // namespace
 
-PortMap ports_tried(const ParticipantOptions &options) {
+PortMap ports_to_look_at(const ParticipantOptions &options) {
+    const DDS_Long highest = highest_usable_index(options).value_or(-1);
     PortMap map;
 
-    add_ports(map, options, indices_tried(options));
+    // Whoever has another index may have the groups as well.
+    add_ports(map, options, {0, std::max(highest, indices_tried(options).last)});
     return map;
 }
 
 std::string taken_ports(const ParticipantOptions &options, const Holdings &holdings) {
     const PortsOptions::Range tried = indices_tried(options);
-    const std::vector<HeldPorts> all = held_ports(holdings, ports_tried(options), {}, {});
+    const std::vector<HeldPorts> all = held_ports(holdings, ports_to_look_at(options), {}, {});
     const Obstacles obstacles = obstacles_of(all, options);
     const auto is_in_the_way = [](const HeldPorts &held) {
-        return !held.index && held.evidence == HeldPorts::Evidence::NONE;
+        return !held.index && held.evidence == HeldPorts::Evidence::NONE &&
+               !held.are_of_groups_only();
     };
 
     if (tried.first <= tried.last &&

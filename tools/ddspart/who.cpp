@@ -161,6 +161,7 @@ bool look_once(Look &look, const WhoOptions &options) {
         all = look.held();
     } while (!are_all_heard(all) && wait_for_poll(end) == Event::NEWS);
     look.listeners().ask_about(all);
+    look.take();
     all = look.held();
     show(HeldListing{all, look.shows_all_processes()}, options.json);
     return std::ranges::any_of(all, &HeldPorts::are_blocked);

@@ -275,6 +275,15 @@ TEST_F(TellingPorts, AreNoneThatTheKernelMayHaveGiven) {
     EXPECT_THAT(telling(), IsEmpty());
 }
 
+TEST_F(TellingPorts, OfAnotherNetworkAreJudgedByTheUsualRange) {
+    hold(33160, 812, 1);
+    hold(2000, 812, 1);
+    auto rows = all();
+
+    keep_telling(rows, {{1024, 32000}, {}}); // of the caller's
+    EXPECT_THAT(rows, IsEmpty());
+}
+
 TEST_F(TellingPorts, AreNoTwoInARowThatTheKernelMayHaveGiven) {
     hold(33160, 812);
     hold(33161, 812);

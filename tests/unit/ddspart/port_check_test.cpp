@@ -49,6 +49,22 @@ TEST_F(PortCheckTest, IsAboutTheIndicesAskedFor) {
     EXPECT_THAT(of_domain().safe, ElementsAre(PortRange{2, 5}));
 }
 
+TEST_F(PortCheckTest, KnowsAParticipantByAnIndexThatIsNotAskedFor) {
+    options_.indices = {5, 9};
+    hold(9150);
+    hold(9160);
+    EXPECT_FALSE(check().has_findings());
+    EXPECT_THAT(of_domain().in_use, IsEmpty());
+}
+
+TEST_F(PortCheckTest, RefusesGainsWithWhichDomainsShareAllTheirPorts) {
+    options_.domain = 0;
+    options_.last_domain = 232;
+    options_.well_known_ports.domain_id_gain = 1;
+    options_.well_known_ports.participant_id_gain = 1;
+    EXPECT_THROW((void)check(), std::runtime_error);
+}
+
 TEST_F(PortCheckTest, FindsAStranger) {
     hold(9164);
     EXPECT_TRUE(check().has_findings());

@@ -29,7 +29,7 @@ TEST(PortRules, LetThePortsOfADomainThrough) {
         "add table inet filter\n"
         "add chain inet filter input { type filter hook input priority filter; }\n"
         "\n"
-        "# Participant indices 0 to 9 of domain 7\n"
+        "# Participant indices 0-9 of domain 7\n"
         "add chain inet filter dds_domain_7\n"
         "flush chain inet filter dds_domain_7\n"
         "add rule inet filter dds_domain_7 udp dport { 9150-9151, 9160-9179 } accept\n"
@@ -48,6 +48,22 @@ TEST(PortRules, HaveAChainForEachDomain) {
     options.last_domain = 8;
     EXPECT_THAT(nft_rules(options), HasSubstr("input jump dds_domain_7\n"));
     EXPECT_THAT(nft_rules(options), HasSubstr("input jump dds_domain_8\n"));
+}
+
+TEST(PortRules, NameTheIndicesThatHaveValidPorts) {
+    PortsOptions options = of_domain(232);
+
+    options.indices = {60, 100};
+    EXPECT_THAT(nft_rules(options), HasSubstr("\n# Participant indices 60-62 of domain 232\n"));
+}
+
+TEST(PortRules, SayWhereNoIndexHasValidPorts) {
+    PortsOptions options = of_domain(232);
+
+    options.well_known_ports.builtin_unicast_port_offset = 200;
+    options.well_known_ports.user_unicast_port_offset = 201;
+    EXPECT_THAT(nft_rules(options),
+                HasSubstr("\n# Multicast only: no index has valid ports, of domain 232\n"));
 }
 
 TEST(PortRules, AreNoneForPortsThatAreNone) {

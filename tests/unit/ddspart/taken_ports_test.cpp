@@ -85,6 +85,19 @@ TEST_F(TakenPorts, NameTheHolderOfAMulticastPortWithoutAnIndex) {
     EXPECT_EQ(said(), "multicast port 7400 is held by process 812 (talker)");
 }
 
+TEST_F(TakenPorts, AreNoneOfAGroupThatAParticipantWithAnotherIndexReceives) {
+    options_.index = 3;
+    hold(7400, 812, "talker");
+    hold(7410, 812, "talker");
+    EXPECT_EQ(said(), "");
+}
+
+TEST_F(TakenPorts, AreNoneThatAreBoundToTheGroup) {
+    hold(7400, 812, "talker");
+    holdings_.all.back().socket.address = "239.255.0.1"; // others can have it as well
+    EXPECT_EQ(said(), "");
+}
+
 TEST_F(TakenPorts, AreNoneOfAGroupThatAParticipantReceives) {
     hold(7400, 812, "talker");
     hold(7410, 812, "talker");

@@ -41,6 +41,10 @@ bool EphemeralPorts::may_be(unsigned port) const {
            });
 }
 
+EphemeralPorts usual_ephemeral_ports() {
+    return {{32768, 60999}, {}};
+}
+
 EphemeralPorts ephemeral_ports(const Files &files) {
     const std::filesystem::path settings = files.proc / "sys" / "net" / "ipv4";
     const std::filesystem::path file = settings / "ip_local_port_range";

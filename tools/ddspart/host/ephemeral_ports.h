@@ -28,6 +28,9 @@ struct EphemeralPorts {
     bool may_be(unsigned port) const;
 };
 
+/** Those of a network whose settings nobody has changed: those of others are not to be read. */
+EphemeralPorts usual_ephemeral_ports();
+
 /**
  * Those of the caller's network. Throws std::system_error when they cannot be read, and
  * std::runtime_error when they are none.

@@ -457,7 +457,7 @@ private:
             }
             party->knocks = knock(locators);
             if (party->process && !party->heard && party->held.empty() && facts_.taken.empty()) {
-                facts_.taken = taken_ports(options_, holdings(ports_tried(options_), false));
+                facts_.taken = taken_ports(options_, holdings(ports_to_look_at(options_), false));
             }
             if (!party->heard && party->held.empty() &&
                 party->subject.kind != Subject::Kind::PROCESS) {
