@@ -13,7 +13,8 @@ foreach(file IN ITEMS
     share/doc/nuvdds/README.md share/doc/nuvdds/examples/quickstart.c
     share/man/man1/ddspart.1 share/man/man1/ddspart-run.1 share/man/man1/ddspart-list.1
     share/man/man1/ddspart-ports.1
-    share/man/man1/ddspart-doctor.1 share/man/man1/ddssim.1
+    share/man/man1/ddspart-doctor.1 share/man/man1/ddspart-why.1
+    share/man/man1/ddssim.1
     share/ddssim/scenarios/robot.yaml
     share/man/man7/nuvdds.7
 )
