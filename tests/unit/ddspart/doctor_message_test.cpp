@@ -38,7 +38,8 @@ TEST(DoctorMessage, IsNoneUnlessAllOfItIsAsItShouldBe) {
          {"", "\n", "ddspart-doctor\n", "ddspart-doctor 1 send 5f 7", "doctor 1 send 5f 7\n",
           "ddspart-doctor 1 send 5f\n", "ddspart-doctor 1 send 5f 7 8\n",
           "ddspart-doctor 1 Send 5f 7\n", "ddspart-doctor 1 send xy 7\n",
-          "ddspart-doctor 1 send 5f 4294967296\n", "ddspart-doctor 1 send 5f -7\n"}) {
+          "ddspart-doctor 1 send 5f 4294967296\n", "ddspart-doctor 1 send 5f -7\n",
+          "ddspart-doctor 1 send 5f 7\n\tno name\n"}) {
         EXPECT_EQ(read_message(text).message, std::nullopt) << text;
     }
     EXPECT_EQ(read_message(TEXT + std::string(MESSAGE_SIZE_HIGHEST, 'x') + "\n").message,

@@ -44,12 +44,13 @@ bool is_word(const std::string &text) {
            std::ranges::all_of(text, [](char letter) { return letter >= 'a' && letter <= 'z'; });
 }
 
-/** None where a field has what to_text() would not have left in it. */
+/** None where it has no name, or a field what to_text() would not have left in it. */
 std::optional<Record> record_of(std::string_view line) {
     Record record = split(line, '\t');
 
-    if (std::ranges::any_of(record,
-                            [](const std::string &field) { return field != printable(field); })) {
+    if (record.front().empty() || std::ranges::any_of(record, [](const std::string &field) {
+            return field != printable(field);
+        })) {
         return std::nullopt;
     }
     return record;
