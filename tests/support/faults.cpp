@@ -190,6 +190,10 @@ void fail_allocation(int nth) {
     of_thread.allocations_left = nth;
 }
 
+void fail_malloc() {
+    fail("malloc", {.error = ENOMEM, .every = true, .on = Thread::THIS});
+}
+
 void stop() {
     for (Wrapped *wrapped = all_wrapped; wrapped != nullptr; wrapped = wrapped->next) {
         wrapped->plans = nullptr;

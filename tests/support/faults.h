@@ -61,6 +61,8 @@ void fail_any_call(int nth, std::vector<std::string_view> functions, int error =
 
 /** Has the n-th allocation of the calling thread from now on fail; 0: none. */
 void fail_allocation(int nth);
+/** Has each malloc of the calling thread from now on fail, of the library's heap or not. */
+void fail_malloc();
 
 /** Asks for no fault any more. What has happened is still known. */
 void stop();

@@ -15,24 +15,32 @@ void count(void *param, NUV_UINT32 tag, const char *type, NUV_UINT64 blocks, NUV
     (*static_cast<Blocks *>(param))[std::string(type) + suffix] += static_cast<long>(blocks);
 }
 
-Blocks liveBlocks() {
+Blocks blocks_by_kind() {
     Blocks live;
     NUVOsapiHeap_report(count, &live);
     return live;
 }
 
-std::uint64_t refused() {
-    NUVOsapiHeapStatistics statistics;
+NUVOsapiHeapStatistics statistics() {
+    NUVOsapiHeapStatistics statistics{};
     NUVOsapiHeap_getStatistics(&statistics);
-    return statistics.refusedFrees;
+    return statistics;
+}
+
+std::uint64_t refused() {
+    return statistics().refusedFrees;
 }
 
 } // namespace
 
-HeapWatch::HeapWatch() : before_(liveBlocks()), refusedBefore_(refused()) {}
+std::uint64_t live_blocks() {
+    return statistics().liveBlocks;
+}
+
+HeapWatch::HeapWatch() : before_(blocks_by_kind()), refusedBefore_(refused()) {}
 
 Blocks HeapWatch::change() const {
-    Blocks change = liveBlocks();
+    Blocks change = blocks_by_kind();
     for (const auto &[kind, blocks] : before_) {
         change[kind] -= blocks;
     }

@@ -20,6 +20,9 @@ namespace support {
  */
 using Blocks = std::map<std::string, long>;
 
+/** How many blocks there are. */
+std::uint64_t live_blocks();
+
 class HeapWatch {
 public:
     HeapWatch();

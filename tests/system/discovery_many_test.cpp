@@ -21,19 +21,20 @@ using following::IS_INSTRUMENTED;
 
 namespace {
 
-constexpr int ROOM = 119;
+constexpr int ON_ONE_HOST = 119;
 
 class DiscoveryOfMany : public WireTest {};
 
 TEST_F(DiscoveryOfMany, ProcessesOfOneHostAllKnowAll) {
     const Host host("one", {"192.0.2.1/24"});
-    const std::string all_known = "\"knows\":" + std::to_string(ROOM - 1);
+    const std::string all_known = "\"knows\":" + std::to_string(ON_ONE_HOST - 1);
     std::vector<Process> processes;
 
     const double begin = seconds_now();
-    processes.reserve(ROOM);
-    for (int i = 0; i < ROOM; ++i) {
-        processes.push_back(discovery::start(host, {{"listens", false}, {"expects", ROOM - 1}}));
+    processes.reserve(ON_ONE_HOST);
+    for (int i = 0; i < ON_ONE_HOST; ++i) {
+        processes.push_back(
+            discovery::start(host, {{"listens", false}, {"expects", ON_ONE_HOST - 1}}));
     }
     for (Process &process : processes) {
         EXPECT_TRUE(process.wait_for_output(all_known)) << process.errors();
@@ -53,7 +54,7 @@ protected:
     /** With a sanitizer ten of them take too long. */
     static constexpr int OTHER_HOSTS = IS_INSTRUMENTED ? 3 : 10;
     static constexpr int OF_EACH = 20;
-    static constexpr int ALL = ROOM + OTHER_HOSTS * OF_EACH;
+    static constexpr int ALL = ON_ONE_HOST + OTHER_HOSTS * OF_EACH;
 
     void SetUp() override {
         WireTest::SetUp();
@@ -61,7 +62,7 @@ protected:
             return;
         }
         host.emplace("one", Texts{"192.0.2.1/24"});
-        many.emplace(*host, settings(ROOM));
+        many.emplace(*host, settings(ON_ONE_HOST));
         for (int i = 0; i < OTHER_HOSTS; ++i) {
             const std::string number = std::to_string(2 + i);
 

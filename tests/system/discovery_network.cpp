@@ -2,10 +2,8 @@
 #include "discovery_network.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <system_error>
 
 #include <fcntl.h>
 #include <sched.h>
@@ -20,13 +18,6 @@ namespace discovery {
 namespace {
 
 constexpr const char *WIRE = "wire";
-
-int checked(int result, const char *what) {
-    if (result < 0) {
-        throw std::system_error(errno, std::generic_category(), what);
-    }
-    return result;
-}
 
 /** The network that the calling thread is in. */
 int open_network() {

@@ -2,11 +2,9 @@
 #include "discovery_recording.h"
 
 #include <array>
-#include <cerrno>
 #include <ctime>
 #include <filesystem>
 #include <sstream>
-#include <system_error>
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
@@ -24,16 +22,9 @@ namespace discovery {
 
 namespace {
 
-int checked(int result, const char *what) {
-    if (result < 0) {
-        throw std::system_error(errno, std::generic_category(), what);
-    }
-    return result;
-}
-
 /** All frames of an interface, those to other stations included. */
 int new_socket(const std::string &interface) {
-    constexpr int ROOM = 64 << 20; // for what comes while the file is written
+    constexpr int BUFFER_SIZE = 64 << 20; // for what comes while the file is written
     const int result = checked(
         socket(AF_PACKET, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, htons(ETH_P_ALL)), "socket");
     sockaddr_ll address = {};
@@ -44,7 +35,8 @@ int new_socket(const std::string &interface) {
     address.sll_ifindex = static_cast<int>(if_nametoindex(interface.c_str()));
     request.mr_ifindex = address.sll_ifindex;
     request.mr_type = PACKET_MR_PROMISC;
-    (void)checked(setsockopt(result, SOL_SOCKET, SO_RCVBUFFORCE, &ROOM, sizeof ROOM), "setsockopt");
+    (void)checked(setsockopt(result, SOL_SOCKET, SO_RCVBUFFORCE, &BUFFER_SIZE, sizeof BUFFER_SIZE),
+                  "setsockopt");
     (void)checked(bind(result, reinterpret_cast<const sockaddr *>(&address), sizeof address),
                   "bind");
     (void)checked(setsockopt(result, SOL_PACKET, PACKET_ADD_MEMBERSHIP, &request, sizeof request),

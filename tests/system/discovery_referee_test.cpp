@@ -36,8 +36,6 @@ std::uint64_t messages_wanted() {
     return number != nullptr ? std::stoull(number) : 2000;
 }
 
-constexpr const char *GROUP = "239.255.0.1";
-
 /** A stranger on a host, who hears what is said to the group and says things himself. */
 class Stranger {
 public:

@@ -8,9 +8,9 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <linux/if_ether.h>
+#include <linux/if_packet.h>
 #include <net/if.h>
 #include <netinet/ip.h>
-#include <netpacket/packet.h>
 #include <sys/socket.h>
 #include <unistd.h>
 

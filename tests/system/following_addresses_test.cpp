@@ -25,8 +25,6 @@ using testing::Not;
 
 namespace {
 
-constexpr std::size_t LIST_SIZE_MAX = 16;
-
 using Clock = std::chrono::system_clock;
 
 /** When the line of the log that has this text was written. */
@@ -62,7 +60,7 @@ Texts address_lines(const std::string &verb, const Texts &addresses) {
 }
 
 Texts first_ones(Texts texts) {
-    texts.resize(std::min(texts.size(), LIST_SIZE_MAX));
+    texts.resize(std::min(texts.size(), following::LIST_SIZE_MAX));
     return texts;
 }
 
@@ -209,7 +207,8 @@ TEST_F(FollowingAddresses, SixteenLongOnesAreLoggedWhole) {
     std::erase(all, "192.0.2.2");
     ASSERT_EQ(all.size(), 20u);
     EXPECT_TRUE(follower.has(first_ones(all))) << follower.log();
-    EXPECT_TRUE(follower.logs(following::locator(all[LIST_SIZE_MAX - 1], default_port(0)) + "}.\n"))
+    EXPECT_TRUE(follower.logs(
+        following::locator(all[following::LIST_SIZE_MAX - 1], default_port(0)) + "}.\n"))
         << follower.log();
     follower.expect_never_moved();
 }

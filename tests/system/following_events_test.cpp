@@ -20,9 +20,8 @@ using testing::IsEmpty;
 
 namespace {
 
-constexpr unsigned SEED = 20260131;
+constexpr unsigned SEED_OF_EVENTS = 20260131;
 constexpr std::size_t EVENTS = 250;
-constexpr std::size_t LIST_SIZE_MAX = 16;
 
 /** Makes lines for `ip -batch` that each change something. */
 class Events {
@@ -121,7 +120,7 @@ private:
                         (interface.has_carrier ? "up" : "down"));
     }
 
-    std::mt19937 generator_{SEED};
+    std::mt19937 generator_{SEED_OF_EVENTS};
     std::array<Interface, 4> interfaces_ = {};
     bool is_loopback_up_ = true;
 };
@@ -133,7 +132,7 @@ protected:
         return eventually([&] {
             Texts addresses = host_addresses(Families::BOTH);
 
-            addresses.resize(std::min(addresses.size(), LIST_SIZE_MAX));
+            addresses.resize(std::min(addresses.size(), following::LIST_SIZE_MAX));
             return has(participant, addresses);
         });
     }

@@ -25,8 +25,6 @@ using testing::Not;
 
 namespace {
 
-const char *const GROUP = "239.255.0.1"; // the usual one of metatraffic
-
 /** Two interfaces beside loopback. */
 class FollowingLinks : public HostTest {
 protected:

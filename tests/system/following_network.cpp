@@ -146,7 +146,7 @@ Texts command_of(const Texts &options) {
     return command;
 }
 
-std::string joined(const Texts &words) {
+std::string comma_separated(const Texts &words) {
     std::string text;
 
     for (const std::string &word : words) {
@@ -246,8 +246,8 @@ Texts locators(const Texts &addresses, unsigned port) {
 }
 
 std::string change_line(const std::string &list, const Texts &before, const Texts &after) {
-    return list + " locators have changed from {" + joined(before) + "} to {" + joined(after) +
-           "}.\n";
+    return list + " locators have changed from {" + comma_separated(before) + "} to {" +
+           comma_separated(after) + "}.\n";
 }
 
 TakenPort::TakenPort(unsigned port) : socket_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {

@@ -2,6 +2,7 @@
 // Networks that change, and participants that follow them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <set>
@@ -23,6 +24,9 @@ constexpr bool IS_INSTRUMENTED = true;
 #else
 constexpr bool IS_INSTRUMENTED = false;
 #endif
+
+/** How many locators of a list are announced. */
+constexpr std::size_t LIST_SIZE_MAX = 16;
 
 /** Has one `ip` carry out many lines: the changes follow each other closely. */
 void ip_batch(const Texts &lines);

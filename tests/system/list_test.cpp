@@ -26,7 +26,6 @@ using testing::StartsWith;
 
 namespace {
 
-const std::string ONE_MINUTE = "60";
 constexpr unsigned ALL_DOMAINS = 233;
 
 Process participant(const std::string &domain, const std::string &name) {

@@ -11,6 +11,8 @@
 
 #include "process.h"
 
+constexpr const char *GROUP = "239.255.0.1"; // the usual one of metatraffic
+
 /** A UDP socket of the network, as the kernel lists it. */
 struct Socket {
     std::string address; // "0.0.0.0", "::", ...

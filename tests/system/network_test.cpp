@@ -18,7 +18,7 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-json joined(Process &process) {
+json own_event(Process &process) {
     EXPECT_TRUE(process.wait_for_output("}\n")) << process.errors();
     const std::string text = process.output();
 
@@ -38,7 +38,7 @@ protected:
 
 TEST_F(DualStack, JoinsByIPv4UnlessAskedOtherwise) {
     Process process = ddspart({"run", "--json"});
-    const json participant = joined(process);
+    const json participant = own_event(process);
 
     EXPECT_EQ(participant["metatraffic_unicast_locators"], Texts{"udpv4://192.0.2.2:7410"});
     EXPECT_EQ(participant["default_unicast_locators"], Texts{"udpv4://192.0.2.2:7411"});
@@ -46,7 +46,7 @@ TEST_F(DualStack, JoinsByIPv4UnlessAskedOtherwise) {
 
 TEST_F(DualStack, JoinsByIPv6OnRequest) {
     Process process = ddspart({"run", "--transport", "udpv6", "--json"});
-    const json participant = joined(process);
+    const json participant = own_event(process);
 
     EXPECT_EQ(participant["metatraffic_unicast_locators"], Texts{"udpv6://[fd00::2]:7410"});
     EXPECT_EQ(participant["default_unicast_locators"], Texts{"udpv6://[fd00::2]:7411"});
@@ -57,7 +57,7 @@ TEST_F(DualStack, JoinsByIPv6OnRequest) {
 
 TEST_F(DualStack, JoinsByBothOnRequest) {
     Process process = ddspart({"run", "--transport", "udpv4,udpv6", "--json"});
-    const json participant = joined(process);
+    const json participant = own_event(process);
 
     EXPECT_EQ(participant["metatraffic_unicast_locators"],
               (Texts{"udpv4://192.0.2.2:7410", "udpv6://[fd00::2]:7410"}));
@@ -72,7 +72,7 @@ TEST_F(DualStack, AnIndexIsTakenWhenOneTransportHasItsPort) {
     ASSERT_TRUE(first.wait_for_output("Joined")) << first.errors();
     Process second = ddspart({"run", "--transport", "udpv4,udpv6", "--json"});
 
-    EXPECT_EQ(joined(second)["index"], 1);
+    EXPECT_EQ(own_event(second)["index"], 1);
     // Nothing is left of the try, as soon as the reactor has closed what came of it.
     EXPECT_TRUE(eventually([] { return addresses_of_port(7410) == std::set<std::string>{"::"}; }));
 }
@@ -81,7 +81,7 @@ TEST_F(DualStack, AnIndexIsTakenWhenOneTransportHasItsPort) {
 void expect_all_locators_to_receive(Texts arguments) {
     arguments.emplace_back("--no-announce");
     Process process = ddspart(arguments);
-    const json participant = joined(process);
+    const json participant = own_event(process);
     std::uint64_t sent = 0;
 
     for (const char *list : {"metatraffic_unicast_locators", "metatraffic_multicast_locators",
@@ -128,7 +128,7 @@ protected:
 TEST_F(TwoInterfaces, BothAreAnnouncedOnOnePort) {
     Process process = ddspart({"run", "--json"});
 
-    EXPECT_EQ(joined(process)["default_unicast_locators"],
+    EXPECT_EQ(own_event(process)["default_unicast_locators"],
               (Texts{"udpv4://192.0.2.2:7411", "udpv4://198.51.100.2:7411"}));
     EXPECT_THAT(addresses_of_port(7411), ElementsAre("0.0.0.0"));
 }
@@ -136,7 +136,7 @@ TEST_F(TwoInterfaces, BothAreAnnouncedOnOnePort) {
 TEST_F(TwoInterfaces, OnlyTheNamedOneIsUsed) {
     Process process = ddspart({"run", "--interface", "net1", "--json"});
 
-    EXPECT_EQ(joined(process)["default_unicast_locators"], Texts{"udpv4://198.51.100.2:7411"});
+    EXPECT_EQ(own_event(process)["default_unicast_locators"], Texts{"udpv4://198.51.100.2:7411"});
     for (const unsigned port : {7410u, 7411u}) {
         EXPECT_THAT(addresses_of_port(port), UnorderedElementsAre("127.0.0.1", "198.51.100.2"));
     }
@@ -156,7 +156,7 @@ TEST_F(TwoInterfaces, OneThatIsMissingIsUsedOnceItAppears) {
 TEST_F(TwoInterfaces, SeveralMayBeNamedByNameOrAddress) {
     Process process = ddspart({"run", "--interface", "net1", "--interface", "192.0.2.2", "--json"});
 
-    EXPECT_EQ(joined(process)["default_unicast_locators"],
+    EXPECT_EQ(own_event(process)["default_unicast_locators"],
               (Texts{"udpv4://192.0.2.2:7411", "udpv4://198.51.100.2:7411"}));
     EXPECT_THAT(addresses_of_port(7411),
                 UnorderedElementsAre("127.0.0.1", "192.0.2.2", "198.51.100.2"));
@@ -168,7 +168,7 @@ TEST_F(TwoInterfaces, RestrictedToDifferentOnesTwoStillHaveDifferentIndices) {
     ASSERT_TRUE(first.wait_for_output("Joined")) << first.errors();
     Process second = ddspart({"run", "--interface", "net1", "--json"});
 
-    EXPECT_EQ(joined(second)["index"], 1); // loopback is theirs in common
+    EXPECT_EQ(own_event(second)["index"], 1); // loopback is theirs in common
 }
 
 class ChangingInterfaces : public HostTest {};
@@ -195,8 +195,8 @@ TEST_F(ChangingInterfaces, GiveAParticipantItsIndexWithTheFirstAddress) {
     ip({"link", "set", "net0", "down"});
     Process process = ddspart({"run", "--json"});
 
-    EXPECT_EQ(joined(process)["index"], nullptr);
-    EXPECT_EQ(joined(process)["default_unicast_locators"], Texts());
+    EXPECT_EQ(own_event(process)["index"], nullptr);
+    EXPECT_EQ(own_event(process)["default_unicast_locators"], Texts());
     ip({"link", "set", "net0", "up"});
     ASSERT_TRUE(process.wait_for_output("\"event\":\"changed\"")) << process.errors();
     EXPECT_TRUE(

@@ -21,13 +21,6 @@
 
 namespace {
 
-int checked(int result, const char *what) {
-    if (result < 0) {
-        throw std::system_error(errno, std::generic_category(), what);
-    }
-    return result;
-}
-
 /** A file in memory: it takes any amount without anybody reading at the other end. */
 int new_file() {
     return checked(memfd_create("output", MFD_CLOEXEC), "memfd_create");
@@ -60,6 +53,13 @@ unsigned long long bit(int signal) {
 }
 
 } // namespace
+
+int checked(int result, const char *what) {
+    if (result < 0) {
+        throw std::system_error(errno, std::generic_category(), what);
+    }
+    return result;
+}
 
 Process::Process(const std::vector<std::string> &command)
     : id_(-1), id_descriptor_(-1), output_(new_file()), errors_(new_file()) {

@@ -15,6 +15,9 @@ constexpr std::chrono::seconds PATIENCE(90);
 template <class Condition>
 bool eventually(Condition condition);
 
+/** The @p result of a system call; throws what errno says where it is negative. */
+int checked(int result, const char *what);
+
 /** How a process ended. */
 struct Exit {
     int code;   // -1 when a signal ended it
@@ -65,6 +68,8 @@ private:
     bool ended_ = false;
     Exit exit_ = {-1, 0};
 };
+
+const std::string ONE_MINUTE = "60"; // for --for
 
 /** Runs ddspart with these arguments; see DDSPART_PATH. */
 Process ddspart(const std::vector<std::string> &arguments);

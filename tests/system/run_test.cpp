@@ -21,7 +21,6 @@ using testing::Not;
 
 namespace {
 
-/** The objects of all lines. */
 class Run : public HostTest {};
 
 TEST_F(Run, HoldsItsPortsUntilTheTimeIsUp) {

@@ -19,8 +19,6 @@ using testing::SizeIs;
 
 namespace {
 
-const std::string ONE_MINUTE = "60";
-
 Process participant(const std::string &domain) {
     return once_joined(ddspart({"run", "--domain", domain, "--verbosity", "error"}));
 }

@@ -9,6 +9,9 @@
 
 namespace commend_test {
 
+constexpr NUVOsapiRtpsGuidPrefix OWN = {0x00000102, 0x03040506, 0x0708090A};
+constexpr NUVOsapiRtpsGuidPrefix OTHER = {0x00000102, 0x03040506, 0x0708090B};
+
 /** A facade with a configurator of its own, as a participant has it. */
 class Facade {
 public:

@@ -13,13 +13,12 @@ namespace {
 using commend_test::Facade;
 using commend_test::Listener;
 using commend_test::message;
+using commend_test::OTHER;
+using commend_test::OWN;
 using support::LogCapture;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
-
-constexpr NUVOsapiRtpsGuidPrefix OWN = {0x00000102, 0x03040506, 0x0708090A};
-constexpr NUVOsapiRtpsGuidPrefix OTHER = {0x00000102, 0x03040506, 0x0708090B};
 
 COMMENDActiveFacadeProperty own_property() {
     COMMENDActiveFacadeProperty property = COMMEND_ACTIVE_FACADE_PROPERTY_DEFAULT;

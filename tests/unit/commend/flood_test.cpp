@@ -12,14 +12,13 @@
 namespace {
 
 using commend_test::Facade;
+using net::SECOND;
 using support::LogCapture;
 using support::Messages;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
-
-constexpr NUV_INT64 SECOND = 1'000'000'000;
 
 /** Everything takes longer. */
 COMMENDActiveFacadeProperty impatient_property() {

@@ -13,12 +13,12 @@
 namespace {
 
 using commend_test::Facade;
+using commend_test::OTHER;
+using commend_test::OWN;
 using support::LogCapture;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr NUVOsapiRtpsGuidPrefix OWN = {0x00000102, 0x03040506, 0x0708090A};
-constexpr NUVOsapiRtpsGuidPrefix OTHER = {0x00000102, 0x03040506, 0x0708090B};
 constexpr NUVOsapiRtpsGuidPrefix THIRD = {0x00000102, 0x03040506, 0x0708090C};
 constexpr RTPSEntityId READER = RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_DETECTOR;
 constexpr RTPSEntityId WRITER = RTPS_ENTITYID_SPDP_BUILTIN_PARTICIPANT_ANNOUNCER;

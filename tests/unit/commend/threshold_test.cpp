@@ -8,10 +8,9 @@
 namespace {
 
 using commend_test::Facade;
+using net::SECOND;
 
 constexpr NUVNtpTime THRESHOLD = {1, 0};
-constexpr NUV_INT64 SECOND = 1'000'000'000;
-
 /** A facade whose listener takes as long as it is told. */
 class ThresholdTest : public testing::Test {
 protected:

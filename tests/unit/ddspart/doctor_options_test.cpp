@@ -12,15 +12,15 @@ using testing::Pair;
 
 namespace {
 
-Command parse(std::vector<const char *> arguments) {
+Command parse_doctor(std::vector<const char *> arguments) {
     arguments.insert(arguments.begin(), {"ddspart", "doctor"});
     return parse_command_line(static_cast<int>(arguments.size()), arguments.data());
 }
 
 TEST(DoctorOptions, DescribeAParticipant) {
-    const auto options = std::get<DoctorOptions>(
-        parse({"--domain", "7", "--transport", "udpv6", "--interface", "net0", "--peer", "beta",
-               "--multicast-address", "ff05::1", "--property", "a=b", "--port-base", "8000"}));
+    const auto options = std::get<DoctorOptions>(parse_doctor(
+        {"--domain", "7", "--transport", "udpv6", "--interface", "net0", "--peer", "beta",
+         "--multicast-address", "ff05::1", "--property", "a=b", "--port-base", "8000"}));
 
     EXPECT_EQ(options.domain, 7);
     EXPECT_EQ(options.transports, DDS_TRANSPORTBUILTIN_UDPv6);
@@ -33,25 +33,25 @@ TEST(DoctorOptions, DescribeAParticipant) {
 }
 
 TEST(DoctorOptions, MaySayHowLongToListen) {
-    EXPECT_EQ(std::get<DoctorOptions>(parse({})).duration, std::nullopt);
-    EXPECT_EQ(std::get<DoctorOptions>(parse({"--for", "0.5"})).duration,
+    EXPECT_EQ(std::get<DoctorOptions>(parse_doctor({})).duration, std::nullopt);
+    EXPECT_EQ(std::get<DoctorOptions>(parse_doctor({"--for", "0.5"})).duration,
               std::chrono::milliseconds(500));
 }
 
 TEST(DoctorOptions, MayDoWithoutMulticast) {
-    EXPECT_FALSE(std::get<DoctorOptions>(parse({"--no-multicast"})).multicast);
+    EXPECT_FALSE(std::get<DoctorOptions>(parse_doctor({"--no-multicast"})).multicast);
 }
 
 std::string refused(std::vector<const char *> arguments) {
-    const Command command = parse(std::move(arguments));
+    const Command command = parse_doctor(std::move(arguments));
     const auto *const answer = std::get_if<Answer>(&command);
 
     return answer != nullptr && answer->exit_code == 2 ? answer->text : "";
 }
 
 TEST(DoctorOptions, NameAnotherHost) {
-    EXPECT_EQ(std::get<DoctorOptions>(parse({"--with", "beta"})).with, "beta");
-    EXPECT_EQ(std::get<DoctorOptions>(parse({"--serve", "fd00::2"})).serve, "fd00::2");
+    EXPECT_EQ(std::get<DoctorOptions>(parse_doctor({"--with", "beta"})).with, "beta");
+    EXPECT_EQ(std::get<DoctorOptions>(parse_doctor({"--serve", "fd00::2"})).serve, "fd00::2");
     EXPECT_THAT(refused({"--with", "beta:7399"}), HasSubstr("the name or the address of a host"));
     EXPECT_THAT(refused({"--with", "udpv4://192.0.2.2"}), HasSubstr("without a port"));
     EXPECT_THAT(refused({"--serve", ""}), HasSubstr("without a port"));
@@ -60,7 +60,7 @@ TEST(DoctorOptions, NameAnotherHost) {
 
 TEST(DoctorOptions, NameAPortThatNoParticipantHas) {
     const auto port = [](std::vector<const char *> arguments) {
-        return std::get<DoctorOptions>(parse(std::move(arguments))).control_port;
+        return std::get<DoctorOptions>(parse_doctor(std::move(arguments))).control_port;
     };
 
     EXPECT_EQ(port({"--with", "beta"}), 7399U);
@@ -75,7 +75,7 @@ TEST(DoctorOptions, NameAPortThatNoParticipantHas) {
 }
 
 TEST(DoctorOptions, RefuseWhatNoParticipantCanHave) {
-    const auto answer = std::get<Answer>(parse({"--transport", "tcp"}));
+    const auto answer = std::get<Answer>(parse_doctor({"--transport", "tcp"}));
 
     EXPECT_EQ(answer.exit_code, 2);
     EXPECT_THAT(answer.text, HasSubstr("ddspart doctor: --transport: 'tcp' is not "));

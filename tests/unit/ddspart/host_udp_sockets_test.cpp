@@ -14,7 +14,7 @@ using testing::IsEmpty;
 
 namespace {
 
-const std::string TITLES =
+const std::string KERNEL_TITLES =
     "   sl  local_address rem_address   st tx_queue rx_queue tr tm->when retrnsmt   uid  timeout "
     "inode ref pointer drops            \n";
 const std::string WILDCARD =
@@ -34,19 +34,19 @@ protected:
 };
 
 TEST_F(UdpSockets, AreOnePerLine) {
-    host_.put("net/udp", TITLES + WILDCARD + BOUND_TO_ONE_ADDRESS);
+    host_.put("net/udp", KERNEL_TITLES + WILDCARD + BOUND_TO_ONE_ADDRESS);
     EXPECT_THAT(udp_sockets(net_), ElementsAre(UdpSocket{"0.0.0.0", 7410, 1000, 20419672, 0x300, 5},
                                                UdpSocket{"192.0.2.2", 7411, 0, 20419673, 0, 0}));
 }
 
 TEST_F(UdpSockets, OfIPv6AreAmongThem) {
-    host_.put("net/udp", TITLES);
-    host_.put("net/udp6", TITLES + OF_IPV6);
+    host_.put("net/udp", KERNEL_TITLES);
+    host_.put("net/udp6", KERNEL_TITLES + OF_IPV6);
     EXPECT_THAT(udp_sockets(net_), ElementsAre(UdpSocket{"fd00::2", 7410, 0, 20419674, 0, 0}));
 }
 
 TEST_F(UdpSockets, AreNoneOfALineThatIsCutOff) {
-    host_.put("net/udp", TITLES + WILDCARD.substr(0, 100));
+    host_.put("net/udp", KERNEL_TITLES + WILDCARD.substr(0, 100));
     EXPECT_THAT(udp_sockets(net_), IsEmpty());
 }
 
@@ -54,7 +54,7 @@ TEST_F(UdpSockets, AreNoneOfALineWithSomethingElseForANumber) {
     std::string line = WILDCARD;
 
     line.replace(line.find("1CF2"), 4, "1CFG");
-    host_.put("net/udp", TITLES + line);
+    host_.put("net/udp", KERNEL_TITLES + line);
     EXPECT_THAT(udp_sockets(net_), IsEmpty());
 }
 

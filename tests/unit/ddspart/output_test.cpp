@@ -10,7 +10,7 @@ using testing::StartsWith;
 
 namespace {
 
-Presence a_participant() {
+Presence a_presence() {
     return {7,
             3,
             "01020304.05060708.090a0b0c.000001c1",
@@ -62,7 +62,7 @@ DDS_DiscoveryStatistics some_statistics() {
 }
 
 TEST(Text, SummarisesAParticipant) {
-    EXPECT_EQ(as_text(Joined{a_participant()}),
+    EXPECT_EQ(as_text(Joined{a_presence()}),
               "Joined domain 7 with participant index 3\n"
               "  GUID: 01020304.05060708.090a0b0c.000001c1\n"
               "  Ports: builtin unicast 9166, builtin multicast 9150, user unicast 9167, "
@@ -74,12 +74,12 @@ TEST(Text, SummarisesAParticipant) {
 }
 
 TEST(Text, ShowsAParticipantAgainAfterAChange) {
-    EXPECT_THAT(as_text(Changed{a_participant()}),
+    EXPECT_THAT(as_text(Changed{a_presence()}),
                 StartsWith("Now in domain 7 with participant index 3\n"));
 }
 
 TEST(Text, SaysWhenAParticipantHasNoIndexYet) {
-    Presence participant = a_participant();
+    Presence participant = a_presence();
 
     participant.index = -1;
     EXPECT_THAT(as_text(Joined{participant}),
@@ -132,7 +132,7 @@ TEST(Text, SaysWhenNoIndexIsUsable) {
 }
 
 TEST(Json, HasAllOfAParticipantInOneLine) {
-    const std::string line = as_json(Joined{a_participant()});
+    const std::string line = as_json(Joined{a_presence()});
 
     EXPECT_EQ(line.find('\n'), line.size() - 1);
     EXPECT_EQ(json::parse(line), json::parse(R"({
@@ -146,11 +146,11 @@ TEST(Json, HasAllOfAParticipantInOneLine) {
 }
 
 TEST(Json, TellsAChangeFromTheBeginning) {
-    EXPECT_EQ(json::parse(as_json(Changed{a_participant()}))["event"], "changed");
+    EXPECT_EQ(json::parse(as_json(Changed{a_presence()}))["event"], "changed");
 }
 
 TEST(Json, HasNoNumberForAnIndexThatThereIsNot) {
-    Presence participant = a_participant();
+    Presence participant = a_presence();
 
     participant.index = -1;
     EXPECT_EQ(json::parse(as_json(Joined{participant}))["index"], nullptr);

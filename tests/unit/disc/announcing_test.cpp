@@ -6,8 +6,6 @@ namespace {
 
 using namespace sim;
 
-constexpr Time MS = MILLISECOND;
-
 /** Somebody who hears the group. */
 class Announcing : public ::testing::Test {
 protected:

@@ -8,8 +8,6 @@ namespace {
 
 using namespace sim;
 
-constexpr Time MS = MILLISECOND;
-
 class Faults : public ::testing::Test {
 protected:
     static NUV_UINT64 live_blocks() {

@@ -13,8 +13,6 @@ namespace {
 
 using namespace sim;
 
-constexpr Time MS = MILLISECOND;
-
 class Finding : public ::testing::Test {
 protected:
     Net net;

@@ -9,8 +9,6 @@ namespace {
 using namespace sim;
 using testing::ElementsAre;
 
-constexpr Time MS = MILLISECOND;
-
 /** A participant on two networks, and others whose datagrams come from none of their places. */
 class Networks : public ::testing::Test {
 protected:

@@ -17,6 +17,8 @@
 
 namespace sim {
 
+constexpr Time MS = MILLISECOND;
+
 /** What others have announced, read. */
 struct Seen {
     RTPSParticipantData data;

@@ -7,8 +7,6 @@ namespace {
 
 using namespace sim;
 
-constexpr Time MS = MILLISECOND;
-
 std::string text_of(const NUVOsapiRtpsGuidPrefix &prefix) {
     char text[32];
     (void)snprintf(text, sizeof text, "%08x.%08x.%08x", prefix.hostId, prefix.appId,

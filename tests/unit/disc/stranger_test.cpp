@@ -6,7 +6,6 @@ namespace {
 
 using namespace sim;
 
-constexpr Time MS = MILLISECOND;
 constexpr RTPSEntityId SEDP_PUBLICATIONS = RTPS_ENTITYID_SEDP_BUILTIN_PUBLICATIONS_ANNOUNCER;
 
 /** A participant at 192.0.2.1, and somebody at 192.0.2.9 whose participant is made of octets. */

@@ -6,8 +6,6 @@ namespace {
 
 using namespace sim;
 
-constexpr Time MS = MILLISECOND;
-
 class Withstanding : public ::testing::Test {
 protected:
     Process &add(int host) {

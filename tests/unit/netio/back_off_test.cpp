@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr NUV_INT64 MILLISECOND = 1'000'000;
+using net::MILLISECOND;
 
 /** Ports that cannot be read, and how often that was tried. */
 class BackOffTest : public testing::Test {

@@ -15,14 +15,14 @@ namespace {
 using support::LogCapture;
 
 /** A callback that counts its calls, and waits in each until it is let go. */
-struct Counter {
+struct CallbackCounter {
     std::atomic<int> calls{0};
     std::atomic<bool> let_go{true};
     std::function<void()> also = [] {};
     NUVNetioCallback callback{on_call, this, nullptr, 0};
 
     static void on_call(void *param, REDAWorker *worker) {
-        auto *self = static_cast<Counter *>(param);
+        auto *self = static_cast<CallbackCounter *>(param);
         EXPECT_NE(worker, nullptr);
         ++self->calls;
         self->also();
@@ -35,15 +35,15 @@ struct Counter {
 
 class CallbackTest : public testing::Test {
 protected:
-    void post(Counter &counter) const {
+    void post(CallbackCounter &counter) const {
         NUVNetioRuntime_postCallback(runtime.runtime, &counter.callback);
     }
-    bool cancel(Counter &counter) const {
+    bool cancel(CallbackCounter &counter) const {
         return NUVNetioRuntime_cancelCallback(runtime.runtime, &counter.callback) != 0;
     }
 
     /** Has a callback run, which does so until it is let go. */
-    void begin(Counter &counter) const {
+    void begin(CallbackCounter &counter) const {
         counter.let_go = false;
         NUVNetioRuntime_startCallbacks(runtime.runtime);
         post(counter);
@@ -60,7 +60,7 @@ TEST_F(CallbackTest, StartsItsThreadOnce) {
 }
 
 TEST_F(CallbackTest, CallsOnAThreadOfItsOwn) {
-    Counter counter;
+    CallbackCounter counter;
     std::atomic<bool> is_reactor{true};
     counter.also = [&] { is_reactor = NUVNetioRuntime_isReactorThread(runtime.runtime) != 0; };
     NUVNetioRuntime_startCallbacks(runtime.runtime);
@@ -72,8 +72,8 @@ TEST_F(CallbackTest, CallsOnAThreadOfItsOwn) {
 }
 
 TEST_F(CallbackTest, PostedTwiceBeforeItBeginsIsCalledOnce) {
-    Counter first;
-    Counter counter;
+    CallbackCounter first;
+    CallbackCounter counter;
     begin(first);
     post(counter);
     post(counter);
@@ -85,7 +85,7 @@ TEST_F(CallbackTest, PostedTwiceBeforeItBeginsIsCalledOnce) {
 }
 
 TEST_F(CallbackTest, PostedWhileItRunsIsCalledAgain) {
-    Counter counter;
+    CallbackCounter counter;
     begin(counter);
     post(counter);
     counter.let_go = true;
@@ -94,7 +94,7 @@ TEST_F(CallbackTest, PostedWhileItRunsIsCalledAgain) {
 }
 
 TEST_F(CallbackTest, TheReactorGoesOnWhileOneRuns) {
-    Counter counter;
+    CallbackCounter counter;
     begin(counter);
     EXPECT_TRUE(runtime.flush());
     counter.let_go = true;
@@ -102,8 +102,8 @@ TEST_F(CallbackTest, TheReactorGoesOnWhileOneRuns) {
 }
 
 TEST_F(CallbackTest, OneThatWaitsIsTakenBackWhileAnotherRuns) {
-    Counter running;
-    Counter waiting;
+    CallbackCounter running;
+    CallbackCounter waiting;
     begin(running);
     post(waiting);
     EXPECT_TRUE(cancel(waiting));
@@ -113,7 +113,7 @@ TEST_F(CallbackTest, OneThatWaitsIsTakenBackWhileAnotherRuns) {
 }
 
 TEST_F(CallbackTest, OneThatRunsOnIsNotTakenBackInTime) {
-    Counter counter;
+    CallbackCounter counter;
     begin(counter);
     EXPECT_FALSE(cancel(counter)); // after all of the time
     counter.let_go = true;
@@ -121,7 +121,7 @@ TEST_F(CallbackTest, OneThatRunsOnIsNotTakenBackInTime) {
 }
 
 TEST_F(CallbackTest, OneMayTakeItselfBack) {
-    Counter counter;
+    CallbackCounter counter;
     counter.also = [&] {
         post(counter);
         EXPECT_TRUE(cancel(counter));
@@ -139,7 +139,7 @@ TEST_F(CallbackTest, RuntimeIsNotDeletedWhileACallbackRunsOn) {
     const NUVNetioRuntimeProperty property = net::runtime_property(interfaces.source());
     NUVNetioRuntime *const other =
         NUVNetioRuntime_new(&property, factories.threads, factories.workers);
-    Counter counter;
+    CallbackCounter counter;
     counter.let_go = false;
     NUVNetioRuntime_startCallbacks(other);
     NUVNetioRuntime_postCallback(other, &counter.callback);

@@ -27,14 +27,14 @@ protected:
 };
 
 /** Counts how often it runs. */
-struct Counter {
+struct EventCounter {
     NUVEvent event{on_time, this, 0, nullptr, 0};
     std::atomic<int> runs{0};
     std::thread::id thread;
 
     static void on_time(void *param, REDAWorker *worker) {
         EXPECT_NE(worker, nullptr);
-        auto *self = static_cast<Counter *>(param);
+        auto *self = static_cast<EventCounter *>(param);
         self->thread = std::this_thread::get_id();
         ++self->runs;
     }
@@ -44,7 +44,7 @@ struct Counter {
 };
 
 TEST_F(EventDatabaseTest, PostedEventRunsOnceOnTheReactorsThread) {
-    Counter counter;
+    EventCounter counter;
     post(counter.event, SOON);
     EXPECT_TRUE(counter.wait_for(1));
     EXPECT_TRUE(runtime.flush());
@@ -54,14 +54,14 @@ TEST_F(EventDatabaseTest, PostedEventRunsOnceOnTheReactorsThread) {
 
 TEST_F(EventDatabaseTest, EventDoesNotRunBeforeItsTime) {
     const auto start = std::chrono::steady_clock::now();
-    Counter counter;
+    EventCounter counter;
     post(counter.event, LATER);
     EXPECT_TRUE(counter.wait_for(1));
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::microseconds(62500));
 }
 
 TEST_F(EventDatabaseTest, DueEventsHaveRunAfterAFlush) {
-    Counter counter;
+    EventCounter counter;
     post(counter.event, NOW);
     EXPECT_TRUE(runtime.flush());
     EXPECT_EQ(counter.runs, 1);
@@ -102,7 +102,7 @@ TEST_F(EventDatabaseTest, EventsRunInTheOrderOfTheirDeadlines) {
 }
 
 TEST_F(EventDatabaseTest, PostedAgainItKeepsItsEarlierDeadline) {
-    Counter counter;
+    EventCounter counter;
     post(counter.event, SOON);
     post(counter.event, NEVER);
     EXPECT_TRUE(counter.wait_for(1));
@@ -111,15 +111,15 @@ TEST_F(EventDatabaseTest, PostedAgainItKeepsItsEarlierDeadline) {
 }
 
 TEST_F(EventDatabaseTest, PostedAgainEarlierItRunsEarlier) {
-    Counter counter;
+    EventCounter counter;
     post(counter.event, NEVER);
     post(counter.event, SOON);
     EXPECT_TRUE(counter.wait_for(1));
 }
 
 TEST_F(EventDatabaseTest, InfiniteDelayNeverEnds) {
-    Counter never;
-    Counter soon;
+    EventCounter never;
+    EventCounter soon;
     post(never.event, NEVER);
     post(soon.event, SOON);
     EXPECT_TRUE(soon.wait_for(1));
@@ -129,8 +129,8 @@ TEST_F(EventDatabaseTest, InfiniteDelayNeverEnds) {
 }
 
 TEST_F(EventDatabaseTest, CancelledEventDoesNotRun) {
-    Counter cancelled;
-    Counter other;
+    EventCounter cancelled;
+    EventCounter other;
     post(cancelled.event, SOON);
     post(other.event, LATER);
     cancel(cancelled.event);
@@ -140,7 +140,7 @@ TEST_F(EventDatabaseTest, CancelledEventDoesNotRun) {
 }
 
 TEST_F(EventDatabaseTest, CancelledEventMayBePostedAgain) {
-    Counter counter;
+    EventCounter counter;
     post(counter.event, NEVER);
     cancel(counter.event);
     post(counter.event, SOON);
@@ -216,8 +216,8 @@ TEST_F(EventDatabaseTest, EventMayCancelItselfAndOthers) {
             self->ran = true;
         }
     };
-    Counter other;
-    Counter last;
+    EventCounter other;
+    EventCounter last;
     Canceller canceller{database, &other.event};
     post(other.event, LATER);
     post(last.event, {0, 0x18000000});
@@ -246,7 +246,7 @@ TEST_F(EventDatabaseTest, EventMayFreeItself) {
 }
 
 TEST_F(EventDatabaseTest, PostingAllocatesNothing) {
-    Counter counter;
+    EventCounter counter;
     NUVOsapiHeapStatistics before{};
     NUVOsapiHeapStatistics after{};
     NUVOsapiHeap_getStatistics(&before);
@@ -257,12 +257,12 @@ TEST_F(EventDatabaseTest, PostingAllocatesNothing) {
 }
 
 TEST_F(EventDatabaseTest, ThreadsMayPostAndCancelAtTheSameTime) {
-    Counter counters[8];
+    EventCounter counters[8];
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&, t] {
             for (int i = 0; i < 500; ++i) {
-                Counter &counter = counters[(t * 3 + i) % 8];
+                EventCounter &counter = counters[(t * 3 + i) % 8];
                 if (i % 3 == 2) {
                     cancel(counter.event);
                 } else {
@@ -274,7 +274,7 @@ TEST_F(EventDatabaseTest, ThreadsMayPostAndCancelAtTheSameTime) {
     for (std::thread &thread : threads) {
         thread.join();
     }
-    for (Counter &counter : counters) {
+    for (EventCounter &counter : counters) {
         cancel(counter.event);
     }
 }

@@ -9,15 +9,11 @@
 
 namespace {
 
+using net::group;
 using support::LogCapture;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-const NUVNetioLocator &group() {
-    static const NUVNetioLocator locator = net::locator("udpv4://239.255.0.1:7400");
-    return locator;
-}
 
 constexpr NUV_UINT32 A0 = 2; // the interfaces of the host
 constexpr NUV_UINT32 B0 = 3;

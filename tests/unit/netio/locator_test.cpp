@@ -14,7 +14,7 @@ NUVNetioLocator parse(const char *text) {
     return locator;
 }
 
-std::string write(const NUVNetioLocator &locator) {
+std::string to_text(const NUVNetioLocator &locator) {
     char buffer[NUV_NETIO_LOCATOR_STRING_SIZE];
     const int length = NUVNetioLocator_toString(&locator, buffer, sizeof buffer);
     EXPECT_EQ(length, static_cast<int>(std::strlen(buffer)));
@@ -45,7 +45,7 @@ TEST(LocatorTest, NumericTextsAreReadAndWritten) {
           Case{"[1111:2222:3333:4444:5555:6666:7777:8888]:65535",
                "udpv6://[1111:2222:3333:4444:5555:6666:7777:8888]:65535"}}) {
         const NUVNetioLocator locator = parse(text);
-        EXPECT_EQ(write(locator), written);
+        EXPECT_EQ(to_text(locator), written);
         EXPECT_EQ(locator.hostname, nullptr);
         EXPECT_EQ(locator.encapsulationCount, 0);
         const NUVNetioLocator again = parse(written);
@@ -143,17 +143,17 @@ TEST(LocatorTest, TextThatDoesNotFitIsNotWrittenAtAll) {
 TEST(LocatorTest, LongestTextsFitTheBuffer) {
     NUVNetioLocator locator = parse("[::ffff:255.255.255.255]");
     locator.port = INT32_MIN;
-    EXPECT_EQ(write(locator), "udpv6://[::ffff:255.255.255.255]:-2147483648");
+    EXPECT_EQ(to_text(locator), "udpv6://[::ffff:255.255.255.255]:-2147483648");
     locator.transport = INT32_MIN;
-    EXPECT_EQ(write(locator), "-2147483648://00000000000000000000ffffffffffff:-2147483648");
+    EXPECT_EQ(to_text(locator), "-2147483648://00000000000000000000ffffffffffff:-2147483648");
 }
 
 TEST(LocatorTest, UnknownTransportIsWrittenAsClassAndHexadecimalAddress) {
     NUVNetioLocator locator = parse("192.0.2.2:7410");
     locator.transport = 16777216;
-    EXPECT_EQ(write(locator), "16777216://000000000000000000000000c0000202:7410");
+    EXPECT_EQ(to_text(locator), "16777216://000000000000000000000000c0000202:7410");
     const NUVNetioLocator invalid = NUV_NETIO_LOCATOR_INVALID;
-    EXPECT_EQ(write(invalid), "-1://00000000000000000000000000000000:0");
+    EXPECT_EQ(to_text(invalid), "-1://00000000000000000000000000000000:0");
 }
 
 TEST(LocatorTest, SameMeansTransportAddressAndPort) {

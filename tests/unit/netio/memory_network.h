@@ -15,6 +15,12 @@
 
 namespace net {
 
+/** The group that the tests of such hosts use. */
+inline const NUVNetioLocator &group() {
+    static const NUVNetioLocator group = locator("udpv4://239.255.0.1:7400");
+    return group;
+}
+
 /** Time that passes only when it is made to. */
 class VirtualClock : public NUVClock {
 public:

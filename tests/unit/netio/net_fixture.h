@@ -42,6 +42,8 @@ namespace net {
 
 constexpr std::chrono::seconds LONG_ENOUGH{20}; // for anything that is to happen; never reached
 constexpr NUVNtpTime PLENTY = {20, 0};
+constexpr NUV_INT64 MILLISECOND = 1'000'000; // in nanoseconds
+constexpr NUV_INT64 SECOND = 1'000 * MILLISECOND;
 
 /** Waits until something holds; false when it does not in a generous time. */
 inline bool eventually(const std::function<bool()> &holds) {

@@ -9,26 +9,26 @@
 
 namespace {
 
-NUVNetioPeer parse(const std::string &text) {
+NUVNetioPeer parse_peer(const std::string &text) {
     NUVNetioPeer peer{};
     EXPECT_NE(NUVNetioPeer_parse(text.c_str(), &peer), 0) << text;
     return peer;
 }
 
 TEST(PeerTest, NumericPeerHasALocatorAndNoHostName) {
-    const NUVNetioPeer peer = parse("192.0.2.2:7410");
-    const NUVNetioLocator expected = parse("udpv4://192.0.2.2:7410").locator;
+    const NUVNetioPeer peer = parse_peer("192.0.2.2:7410");
+    const NUVNetioLocator expected = parse_peer("udpv4://192.0.2.2:7410").locator;
     EXPECT_NE(NUVNetioLocator_isSame(&peer.locator, &expected), 0);
     EXPECT_EQ(peer.transport, KOLS_TRANSPORT_CLASSID_UDPv4);
     EXPECT_EQ(peer.port, 7410);
     EXPECT_STREQ(peer.hostname, "");
-    EXPECT_EQ(parse("239.255.0.1").port, 0);
-    EXPECT_EQ(parse("fd00::2").transport, KOLS_TRANSPORT_CLASSID_UDPv6);
-    EXPECT_EQ(parse("udpv6://[fd00::2]:7410").port, 7410);
+    EXPECT_EQ(parse_peer("239.255.0.1").port, 0);
+    EXPECT_EQ(parse_peer("fd00::2").transport, KOLS_TRANSPORT_CLASSID_UDPv6);
+    EXPECT_EQ(parse_peer("udpv6://[fd00::2]:7410").port, 7410);
 }
 
 TEST(PeerTest, HostNameIsKeptAndNotResolved) {
-    const NUVNetioPeer peer = parse("localhost");
+    const NUVNetioPeer peer = parse_peer("localhost");
     EXPECT_STREQ(peer.hostname, "localhost");
     EXPECT_EQ(peer.locator.transport, KOLS_TRANSPORT_CLASSID_INVALID);
     EXPECT_EQ(peer.transport, KOLS_TRANSPORT_CLASSID_INVALID);
@@ -36,12 +36,12 @@ TEST(PeerTest, HostNameIsKeptAndNotResolved) {
 }
 
 TEST(PeerTest, HostNameMayHaveAPortAndATransport) {
-    EXPECT_EQ(parse("robot:7410").port, 7410);
-    EXPECT_STREQ(parse("robot:7410").hostname, "robot");
-    EXPECT_EQ(parse("udpv4://robot").transport, KOLS_TRANSPORT_CLASSID_UDPv4);
-    EXPECT_EQ(parse("udpv6://robot.example.org:1").transport, KOLS_TRANSPORT_CLASSID_UDPv6);
-    EXPECT_STREQ(parse("udpv6://robot.example.org:1").hostname, "robot.example.org");
-    EXPECT_EQ(parse("udpv6://robot.example.org:1").port, 1);
+    EXPECT_EQ(parse_peer("robot:7410").port, 7410);
+    EXPECT_STREQ(parse_peer("robot:7410").hostname, "robot");
+    EXPECT_EQ(parse_peer("udpv4://robot").transport, KOLS_TRANSPORT_CLASSID_UDPv4);
+    EXPECT_EQ(parse_peer("udpv6://robot.example.org:1").transport, KOLS_TRANSPORT_CLASSID_UDPv6);
+    EXPECT_STREQ(parse_peer("udpv6://robot.example.org:1").hostname, "robot.example.org");
+    EXPECT_EQ(parse_peer("udpv6://robot.example.org:1").port, 1);
 }
 
 TEST(PeerTest, UsualAndUnusualHostNamesAreTaken) {
@@ -52,12 +52,12 @@ TEST(PeerTest, UsualAndUnusualHostNamesAreTaken) {
     for (const std::string &name :
          {std::string("a"), std::string("A-b.c-D"), std::string("1st"), std::string("3com.1.x"),
           std::string("my_container_1"), std::string("example.org."), longest_label, longest}) {
-        EXPECT_EQ(parse(name).hostname, name);
+        EXPECT_EQ(parse_peer(name).hostname, name);
     }
 }
 
 TEST(PeerTest, OtherTextsAreRefusedAndThePeerStaysAsItWas) {
-    const NUVNetioPeer before = parse("robot:7410");
+    const NUVNetioPeer before = parse_peer("robot:7410");
     for (const std::string &text :
          std::vector<std::string>{"",
                                   " ",

@@ -395,9 +395,9 @@ INSTANTIATE_TEST_SUITE_P(Of, PortOptionsTest,
                          testing::PrintToStringParamName());
 
 /** A plain member of the group, on the interface n0, which tells how a datagram came. */
-class Member {
+class MemberSocket {
 public:
-    Member() : socket_(GetFamily().domain) {
+    MemberSocket() : socket_(GetFamily().domain) {
         const NUVNetioLocator group = net::locator(GetFamily().group);
         const int on = 1;
         setsockopt(socket_.number, GetFamily().level, GetFamily().wants_ttl, &on, sizeof on);
@@ -463,7 +463,7 @@ TEST_P(PortOptionsTest, MessageToAGroupTravelsAsIsSetAndFromThePort) {
     IN_PRIVATE_NETWORK([] {
         ASSERT_TRUE(
             net::add_interface("n0", GetParam().domain == AF_INET ? "192.0.2.1/24" : "fd00::1/64"));
-        const Member member;
+        const MemberSocket member;
         const net::Runtime runtime(NUV_NETIO_RUNTIME_PROPERTY_DEFAULT);
         const auto with_options = configurator(runtime, {3, 46});
         const int number = net::free_port();
@@ -480,7 +480,7 @@ TEST_P(PortOptionsTest, ByDefaultItTravelsToTheLinksOnlyWithoutAClassOfService) 
     IN_PRIVATE_NETWORK([] {
         ASSERT_TRUE(
             net::add_interface("n0", GetParam().domain == AF_INET ? "192.0.2.1/24" : "fd00::1/64"));
-        const Member member;
+        const MemberSocket member;
         const net::Runtime runtime(NUV_NETIO_RUNTIME_PROPERTY_DEFAULT);
         const net::Configurator configurator(runtime, GetParam().transport);
         const Port port(runtime, configurator, unicast(net::free_port()));

@@ -438,16 +438,16 @@ TEST_F(ReceiveResourceTest, ThreadsMayOpenAndReleaseAtTheSameTime) {
 
 // ---- multicast over the loopback interface
 
-const char *const GROUP = "udpv4://239.255.0.1";
+const char *const GROUP_ADDRESS = "udpv4://239.255.0.1";
 
 TEST_F(ReceiveResourceTest, GroupIsReceivedByEveryResourceThatHasJoinedIt) {
     net::Inbox second;
-    NUVNetioReceiveResource *one = open(net::locator(GROUP, port));
+    NUVNetioReceiveResource *one = open(net::locator(GROUP_ADDRESS, port));
     NUVNetioReceiveResource *two =
-        open_at(configurator, runtime, net::locator(GROUP, port), second);
+        open_at(configurator, runtime, net::locator(GROUP_ADDRESS, port), second);
     ASSERT_NE(one, nullptr);
     ASSERT_NE(two, nullptr);
-    const NUVNetioLocator destination = net::locator(GROUP, port);
+    const NUVNetioLocator destination = net::locator(GROUP_ADDRESS, port);
     const NUV_UINT8 data[] = {'h', 'i'};
     EXPECT_NE(NUVNetioConfigurator_send(configurator.self, &destination, data, sizeof data,
                                         runtime.worker()),
@@ -464,7 +464,7 @@ TEST_F(ReceiveResourceTest, GroupIsReceivedByEveryResourceThatHasJoinedIt) {
 
 TEST_F(ReceiveResourceTest, OtherGroupOfTheSamePortIsNotReceived) {
     net::Inbox second;
-    NUVNetioReceiveResource *one = open(net::locator(GROUP, port));
+    NUVNetioReceiveResource *one = open(net::locator(GROUP_ADDRESS, port));
     NUVNetioReceiveResource *two =
         open_at(configurator, runtime, net::locator("239.255.0.2", port), second);
     const NUVNetioLocator destination = net::locator("239.255.0.2", port);
@@ -482,7 +482,7 @@ TEST_F(ReceiveResourceTest, InterfaceThatRefusesTheGroupIsAWarning) {
     runtime.interfaces.set({net::interface("gone0", 9999, "192.0.2.2")});
     runtime.renew();
     const LogCapture log;
-    NUVNetioReceiveResource *resource = open(net::locator(GROUP, port));
+    NUVNetioReceiveResource *resource = open(net::locator(GROUP_ADDRESS, port));
     EXPECT_NE(resource, nullptr);
     ASSERT_EQ(log.messages().size(), 1u);
     EXPECT_EQ(log.messages()[0].level, NUV_LOG_LEVEL_WARNING);
@@ -496,12 +496,12 @@ TEST_F(ReceiveResourceTest, InterfaceThatRefusesTheGroupIsAWarning) {
 TEST_F(ReceiveResourceTest, GroupOpensWithoutAnyInterfaceAndJoinsWhenOneAppears) {
     runtime.interfaces.set({});
     runtime.renew();
-    NUVNetioReceiveResource *resource = open(net::locator(GROUP, port));
+    NUVNetioReceiveResource *resource = open(net::locator(GROUP_ADDRESS, port));
     ASSERT_NE(resource, nullptr);
     runtime.interfaces.set({net::loopback()});
     runtime.renew();
     NUVNetioConfigurator_refreshInterfaces(configurator.self, runtime.worker());
-    const NUVNetioLocator destination = net::locator(GROUP, port);
+    const NUVNetioLocator destination = net::locator(GROUP_ADDRESS, port);
     const NUV_UINT8 data[] = {'h', 'i'};
     EXPECT_NE(NUVNetioConfigurator_send(configurator.self, &destination, data, sizeof data,
                                         runtime.worker()),
@@ -518,7 +518,7 @@ TEST_F(ReceiveResourceTest, InterfaceIsJoinedOnceWhateverItsAddressesAndAgainWhe
     runtime.interfaces.set({first, second});
     runtime.renew();
     const int before = faults::count("setsockopt");
-    NUVNetioReceiveResource *resource = open(net::locator(GROUP, port));
+    NUVNetioReceiveResource *resource = open(net::locator(GROUP_ADDRESS, port));
     const int opened = faults::count("setsockopt");
     EXPECT_EQ(opened, before + 4); // address reuse, only what is joined, its interface, the join
     runtime.interfaces.set({second});
@@ -538,7 +538,7 @@ TEST_F(ReceiveResourceTest, InterfaceIsJoinedOnceWhateverItsAddressesAndAgainWhe
 
 TEST_F(ReceiveResourceTest, ReleasedGroupFollowsTheInterfacesNoMore) {
     const faults::Guard guard;
-    NUVNetioReceiveResource *first = open(net::locator(GROUP, port));
+    NUVNetioReceiveResource *first = open(net::locator(GROUP_ADDRESS, port));
     NUVNetioReceiveResource *second = open(net::locator("239.255.0.2", port));
     NUVNetioReceiveResource *third = open(net::locator("239.255.0.3", port));
     release(second);
@@ -558,7 +558,7 @@ TEST_F(ReceiveResourceTest, LoopbackIsLeftWhenAnotherInterfaceAppears) {
         const NUVNetioInterface lo = net::loopback();
         net::Runtime there({lo});
         net::Configurator its(there);
-        const NUVNetioLocator group = net::locator(GROUP, port);
+        const NUVNetioLocator group = net::locator(GROUP_ADDRESS, port);
         NUVNetioReceiveResource *resource = open_at(its, there, group, inbox);
         const auto joined = [](const char *name) {
             return net::run(std::string("ip maddr show dev ") + name + " | grep -q 239.255.0.1");
@@ -713,7 +713,7 @@ TEST_F(RestrictedTest, CoveringThatFailsLeavesNothing) {
 TEST_F(RestrictedTest, CoveringDoesNothingWithoutRestrictionForGroupsAndForNoAddress) {
     const faults::Guard guard;
     NUVNetioReceiveResource *group =
-        open_at(*restricted, runtime, net::locator(GROUP, port), inbox);
+        open_at(*restricted, runtime, net::locator(GROUP_ADDRESS, port), inbox);
     NUVNetioReceiveResource *wildcard = open(net::free_port());
     NUVNetioReceiveResource *some =
         open_at(*restricted, runtime, net::locator("127.0.0.2", net::free_port()), inbox);
@@ -852,9 +852,9 @@ TEST_F(ReceiveResourceTest, EachAllocationThatFailsGivesNullOneErrorAndLeavesNot
     EXPECT_EQ(count_failures(faults::fail_allocation, runtime, configurator,
                              net::locator("127.0.0.1", port)),
               2);
-    EXPECT_EQ(
-        count_failures(faults::fail_allocation, runtime, configurator, net::locator(GROUP, port)),
-        4); // the last one only makes the join impossible
+    EXPECT_EQ(count_failures(faults::fail_allocation, runtime, configurator,
+                             net::locator(GROUP_ADDRESS, port)),
+              4); // the last one only makes the join impossible
 }
 
 TEST_F(ReceiveResourceTest, EachCallThatFailsGivesNullOneErrorAndLeavesNothing) {
@@ -871,12 +871,12 @@ TEST_F(ReceiveResourceTest, EachCallThatFailsForAGroupLeavesNothing) {
     for (const char *function : {"socket", "bind", "epoll_ctl"}) {
         const faults::Guard guard;
         const auto fail = [&](int nth) { faults::fail_call(function, nth, ENOBUFS); };
-        EXPECT_EQ(count_failures(fail, runtime, configurator, net::locator(GROUP, port)), 1)
+        EXPECT_EQ(count_failures(fail, runtime, configurator, net::locator(GROUP_ADDRESS, port)), 1)
             << function;
     }
     const faults::Guard guard;
     const auto fail = [](int nth) { faults::fail_call("setsockopt", nth, EPERM); };
-    EXPECT_EQ(count_failures(fail, runtime, configurator, net::locator(GROUP, port)), 4);
+    EXPECT_EQ(count_failures(fail, runtime, configurator, net::locator(GROUP_ADDRESS, port)), 4);
 }
 
 TEST_F(RestrictedTest, EachAllocationAndCallThatFailsLeavesNothing) {

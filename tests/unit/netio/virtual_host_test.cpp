@@ -10,18 +10,13 @@
 
 namespace {
 
+using net::group;
+using net::MILLISECOND;
+using net::SECOND;
 using support::LogCapture;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-constexpr NUV_INT64 MILLISECOND = 1'000'000;
-constexpr NUV_INT64 SECOND = 1'000 * MILLISECOND;
-
-const NUVNetioLocator &group() {
-    static const NUVNetioLocator locator = net::locator("239.255.0.1:7400");
-    return locator;
-}
 
 const NUVNetioLocator &port() {
     static const NUVNetioLocator locator = net::locator("192.0.2.1:7410");

@@ -76,10 +76,6 @@ std::map<Kind, Amount> report() {
 }
 
 /** Has every allocation of this thread fail. */
-void fail_malloc() {
-    faults::fail("malloc", {.error = ENOMEM, .every = true, .on = faults::Thread::THIS});
-}
-
 /** Fills what is allocated, so that nothing is zero by chance. */
 void fill_malloc() {
     faults::replace("malloc", [](std::size_t size) {
@@ -272,7 +268,7 @@ TEST_F(HeapTest, FailedResizeLeavesTheBlockAsItWas) {
     std::byte *const same = block;
     std::memset(block, 0x11, 40);
     EXPECT_EQ(resize(&block, SIZE_MAX), 0);
-    fail_malloc();
+    faults::fail_malloc();
     EXPECT_EQ(resize(&block, 80), 0);
     faults::stop();
     EXPECT_EQ(block, same);
@@ -291,7 +287,7 @@ TEST_F(HeapTest, SizeThatNoBlockCanHaveFails) {
 }
 
 TEST_F(HeapTest, RunningOutOfMemoryGivesNull) {
-    fail_malloc();
+    faults::fail_malloc();
     int unrelated = 0;
     int *pointer = &unrelated;
     EXPECT_EQ(NUVOsapiHeap_allocateStructure(&pointer, int), 0);

@@ -16,8 +16,11 @@
 
 #include "osapi/osapi_heap.h"
 #include "support/faults.h"
+#include "support/heap_watch.h"
 
 namespace {
+
+using support::live_blocks;
 
 struct What {
     bool ran = false;
@@ -41,17 +44,7 @@ void look_around(void *param) {
     pthread_attr_destroy(&attributes);
 }
 
-NUV_UINT64 live_blocks() {
-    NUVOsapiHeapStatistics statistics{};
-    NUVOsapiHeap_getStatistics(&statistics);
-    return statistics.liveBlocks;
-}
-
 /** Has every allocation of this thread fail. */
-void fail_malloc() {
-    faults::fail("malloc", {.error = ENOMEM, .every = true, .on = faults::Thread::THIS});
-}
-
 NUVOsapiThreadFactoryProperty property_with(const char *prefix, std::size_t stack_size = 0) {
     NUVOsapiThreadFactoryProperty property = NUV_OSAPI_THREAD_FACTORY_PROPERTY_DEFAULT;
     std::string_view(prefix).copy(property.namePrefix, sizeof property.namePrefix - 1);
@@ -179,11 +172,11 @@ TEST(ThreadTest, NullIsAcceptedByJoinAndDelete) {
 TEST(ThreadTest, RunningOutOfMemoryGivesNullAndLeavesNothing) {
     const faults::Guard guard;
     const NUV_UINT64 before = live_blocks();
-    fail_malloc();
+    faults::fail_malloc();
     EXPECT_EQ(NUVOsapiThreadFactory_new(nullptr), nullptr);
     faults::stop();
     NUVOsapiThreadFactory *factory = NUVOsapiThreadFactory_new(nullptr);
-    fail_malloc();
+    faults::fail_malloc();
     errno = 0;
     EXPECT_EQ(NUVOsapiThreadFactory_createThread(factory, "worker", look_around, nullptr), nullptr);
     EXPECT_EQ(errno, ENOMEM);

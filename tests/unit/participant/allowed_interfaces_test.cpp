@@ -8,8 +8,6 @@ using testing::ElementsAre;
 
 namespace {
 
-constexpr const char *ALLOW_INTERFACES = "dds.transport.allow_interfaces";
-
 /** Four interfaces. Each address that is allowed is bound; they are loopback's, so it can be. */
 class AllowedInterfaces : public FollowingTest {
 protected:

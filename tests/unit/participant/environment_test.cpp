@@ -15,8 +15,6 @@ using testing::IsEmpty;
 
 namespace {
 
-constexpr const char *ALLOW_INTERFACES = "dds.transport.allow_interfaces";
-
 class Environment : public ParticipantTest {
 protected:
     Environment() {

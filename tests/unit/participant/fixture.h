@@ -14,6 +14,8 @@
 #include "support/log_capture.h"
 #include "support/ports.h"
 
+constexpr const char *ALLOW_INTERFACES = "dds.transport.allow_interfaces";
+
 /** A QoS that is finalized with the object, with ports that no other test program uses. */
 class Qos {
 public:

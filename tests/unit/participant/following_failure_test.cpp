@@ -16,13 +16,14 @@ using following::Texts;
 
 namespace {
 
-const std::vector<std::string_view> LOWER_LAYERS = {"COMMENDFacade.addEntryport",
-                                                    "NUVNetioConfigurator_getTransportInfo",
-                                                    "NUVNetioConfigurator_openReceiveResource",
-                                                    "PRESParticipant_enable",
-                                                    "PRESParticipant_getProperty",
-                                                    "PRESParticipant_setProperty",
-                                                    "getifaddrs"};
+const std::vector<std::string_view> CALLS_OF_AN_UPDATE = {
+    "COMMENDFacade.addEntryport",
+    "NUVNetioConfigurator_getTransportInfo",
+    "NUVNetioConfigurator_openReceiveResource",
+    "PRESParticipant_enable",
+    "PRESParticipant_getProperty",
+    "PRESParticipant_setProperty",
+    "getifaddrs"};
 constexpr int FEWEST = 4; // of any course, of allocations as of calls
 
 /** The addresses that a participant is created with, and those that it comes to; the last fails. */
@@ -167,7 +168,7 @@ TEST_P(FollowingFailure, OfAnyAllocationIsMendedByTheNextUpdate) {
 
 TEST_P(FollowingFailure, OfAnyCallOfALowerLayerIsMendedByTheNextUpdate) {
     EXPECT_GE(faults::fail_each(
-                  in_the_update([](int nth) { faults::fail_any_call(nth, LOWER_LAYERS); }),
+                  in_the_update([](int nth) { faults::fail_any_call(nth, CALLS_OF_AN_UPDATE); }),
                   [&] { return go(); }, [&](bool, const std::string &failed) { mend(failed); }),
               FEWEST);
 }

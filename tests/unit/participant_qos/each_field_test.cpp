@@ -110,10 +110,11 @@ struct FieldOfQos {
 template <Settings T>
 bool alterOne(T &record, int &left, bool isFixed, const std::string &path, FieldOfQos &field) {
     return !every_row<T>([&](const auto &row) {
-        const bool isRowFixed = row.change.kind == Change::WITH_WHOLE
-                                    ? isFixed
-                                    : row.change.kind == Change::REFUSED ||
-                                          row.change.kind == Change::REFUSED_BY_PRESENTATION;
+        const bool isRowFixed =
+            row.change.kind == dds::qos::Change::WITH_WHOLE
+                ? isFixed
+                : row.change.kind == dds::qos::Change::REFUSED ||
+                      row.change.kind == dds::qos::Change::REFUSED_BY_PRESENTATION;
         const std::string name = path + row.name;
         if constexpr (Settings<TypeOf<decltype(row)>>) {
             return !alterOne(record.*row.member, left, isRowFixed, name + ".", field);

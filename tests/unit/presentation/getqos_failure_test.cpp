@@ -6,30 +6,30 @@
 
 #include "fault_loop.h"
 #include "gates.h"
+#include "names.h"
 #include "support/running_presentation.h"
+
+namespace get_qos_failures {
 
 namespace {
 
 using namespace support;
 
-constexpr const char *OPERATION = "DDS_DomainParticipantPresentation_get_qos";
-
-const Message NO_PROPERTY = {.function = OPERATION,
+const Message NO_PROPERTY = {.function = GET_QOS,
                              .name = "NUV_LOG_CREATION_FAILURE_s",
                              .text = "cannot create participant property"};
-const Message NO_SETUP = {.function = OPERATION,
+const Message NO_SETUP = {.function = GET_QOS,
                           .name = "NUV_LOG_GET_FAILURE_s",
                           .text = "cannot get DDS_DomainParticipantQos"};
 const Message NOT_READ = {
-    .function = OPERATION, .name = "DDS_LOG_GET_FAILURE_s", .text = "cannot get QoS"};
+    .function = GET_QOS, .name = "DDS_LOG_GET_FAILURE_s", .text = "cannot get QoS"};
 const Message NO_UNICAST = {
-    .function = OPERATION, .name = "DDS_LOG_COPY_FAILURE_s", .text = "cannot copy default_unicast"};
-const Message NO_MAPPING = {.function = OPERATION,
-                            .name = "DDS_LOG_COPY_FAILURE_s",
-                            .text = "cannot copy multicast_mapping"};
+    .function = GET_QOS, .name = "DDS_LOG_COPY_FAILURE_s", .text = "cannot copy default_unicast"};
+const Message NO_MAPPING = {
+    .function = GET_QOS, .name = "DDS_LOG_COPY_FAILURE_s", .text = "cannot copy multicast_mapping"};
 const Message NO_DISCOVERY = {
-    .function = OPERATION, .name = "DDS_LOG_COPY_FAILURE_s", .text = "cannot copy discovery"};
-const Message NOT_FINALIZED = {.function = OPERATION,
+    .function = GET_QOS, .name = "DDS_LOG_COPY_FAILURE_s", .text = "cannot copy discovery"};
+const Message NOT_FINALIZED = {.function = GET_QOS,
                                .name = "NUV_LOG_FAILED_TO_FINALIZE_TEMPLATE",
                                .body = "Presentation QoS",
                                .text = "failed to finalize: Presentation QoS"};
@@ -340,3 +340,5 @@ TEST_F(GetQosFaults, OfEachAllocationAreAnsweredAsDocumented) {
 }
 
 } // namespace
+
+} // namespace get_qos_failures

@@ -2,18 +2,12 @@
 // The QoS of a running participant: what it is asked for and what it returns.
 #include <cstring>
 
+#include "property_calls.h"
 #include "support/running_presentation.h"
 
 namespace {
 
 using namespace support;
-
-const std::string ALLOCATION =
-    "NUVOsapiHeap_reallocateMemoryInternal(&pointer, " +
-    std::to_string(sizeof(PRESParticipantProperty)) +
-    R"(, -1, 0, 0, "NUVOsapiHeap_allocateStructure", 0x4B4F4C41, "struct PRESParticipantProperty"))";
-constexpr const char *FREE =
-    R"(NUVOsapiHeap_freeMemoryInternal(PRESParticipantProperty#1, 0, "NUVOsapiHeap_freeStructure", 0x4B4F4C41, -1))";
 
 class GetQos : public RunningPresentation {};
 

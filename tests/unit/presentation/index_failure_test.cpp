@@ -10,13 +10,13 @@ namespace {
 
 const Message BAD_GAINS = {
     .level = NUV_LOG_LEVEL_ERROR,
-    .function = OPERATION,
+    .function = RESERVE_INDEX,
     .name = "NUV_LOG_INCONSISTENT_QOS_TEMPLATE",
     .body = "Gains of wire_protocol.rtps_well_known_ports should be higher than 0",
     .text = "inconsistent QoS: Gains of wire_protocol.rtps_well_known_ports should be higher "
             "than 0"};
 const Message BAD_PORTS = {.level = NUV_LOG_LEVEL_ERROR,
-                           .function = OPERATION,
+                           .function = RESERVE_INDEX,
                            .name = "NUV_LOG_BAD_PARAMETER_FAILURE_TEMPLATE",
                            .body = "wire_protocol.rtps_well_known_ports",
                            .text = "bad parameter: wire_protocol.rtps_well_known_ports"};

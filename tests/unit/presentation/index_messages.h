@@ -4,28 +4,26 @@
 
 #include <string>
 
+#include "names.h"
 #include "support/log_capture.h"
 
-constexpr const char *OPERATION =
-    "DDS_DomainParticipantPresentation_reserve_participant_index_entryports";
-
 inline const support::Message NEXT_PORT = {.level = NUV_LOG_LEVEL_WARNING,
-                                           .function = OPERATION,
+                                           .function = RESERVE_INDEX,
                                            .name = "NUV_LOG_EMPTY_TEMPLATE",
                                            .text = "Trying next port..."};
 inline const support::Message NO_INDEX = {
     .level = NUV_LOG_LEVEL_ERROR,
-    .function = OPERATION,
+    .function = RESERVE_INDEX,
     .name = "NUV_LOG_FAILED_TO_ENABLE_TEMPLATE",
     .body = "No index available for participant",
     .text = "failed to enable: No index available for participant"};
 inline const support::Message NO_MULTICAST_LOCATORS = {
     .level = NUV_LOG_LEVEL_WARNING,
-    .function = OPERATION,
+    .function = RESERVE_INDEX,
     .name = "DDS_LOG_MULTICAST_TRANSPORT_LOCATORS",
     .text = "cannot compute the multicast locators"};
 inline const support::Message NO_UNICAST_LOCATORS = {.level = NUV_LOG_LEVEL_WARNING,
-                                                     .function = OPERATION,
+                                                     .function = RESERVE_INDEX,
                                                      .name = "DDS_LOG_UNICAST_TRANSPORT_LOCATORS",
                                                      .text = "cannot compute the unicast locators"};
 
@@ -33,7 +31,7 @@ inline support::Message reservedMessage(int index, int domain = 0) {
     const std::string body = "Reserved participant index " + std::to_string(index) + " on domain " +
                              std::to_string(domain);
     return {.level = NUV_LOG_LEVEL_LOCAL,
-            .function = OPERATION,
+            .function = RESERVE_INDEX,
             .name = "NUV_LOG_ENABLE_TEMPLATE",
             .body = body,
             .text = "enable: " + body};

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <vector>
 
+#include "names.h"
 #include "pres/pres_participant.h"
 #include "support/presentation_fixture.h"
 #include "support/scripted_presentation.h"
@@ -13,21 +14,18 @@ namespace {
 
 using namespace support;
 
-const char *const FUNCTION = "DDS_DomainParticipantPresentation_enable";
-const char *const LOG_PEERS = "DDS_DomainParticipantPresentation_log_peers_and_locators";
-
 const Message NO_DEFAULT_LOCATOR = {.level = NUV_LOG_LEVEL_WARNING,
-                                    .function = FUNCTION,
+                                    .function = ENABLE,
                                     .name = "DDS_LOG_NO_DEFAULT_UNICAST_TRANSPORT_LOCATORS",
                                     .text = "the participant has no unicast locator for user "
                                             "traffic"};
 const Message NO_DISCOVERY_LOCATOR = {.level = NUV_LOG_LEVEL_WARNING,
-                                      .function = FUNCTION,
+                                      .function = ENABLE,
                                       .name = "DDS_LOG_NO_DISCOVERY_TRANSPORT_LOCATORS",
                                       .text = "the participant has no locator for discovery "
                                               "traffic"};
 
-Message peersLine(const std::string &body) {
+Message listing(const std::string &body) {
     return {.level = NUV_LOG_LEVEL_LOCAL,
             .function = LOG_PEERS,
             .name = "NUV_LOG_INITIALIZE_TEMPLATE",
@@ -104,11 +102,11 @@ TEST_F(Enable, LogsPeersAndLocators) {
     EXPECT_EQ(
         logged(),
         Messages({
-            peersLine("Participant with initial peers: 239.255.0.1,127.0.0.1.\n"),
-            peersLine("Participant with metatraffic unicast locators udpv4://192.0.2.10:7410.\n"),
-            peersLine("Participant with metatraffic multicast locators "
-                      "udpv4://239.255.0.1:7400.\n"),
-            peersLine("Participant with default unicast locators udpv4://192.0.2.10:7411.\n"),
+            listing("Participant with initial peers: 239.255.0.1,127.0.0.1.\n"),
+            listing("Participant with metatraffic unicast locators udpv4://192.0.2.10:7410.\n"),
+            listing("Participant with metatraffic multicast locators "
+                    "udpv4://239.255.0.1:7400.\n"),
+            listing("Participant with default unicast locators udpv4://192.0.2.10:7411.\n"),
         }));
 }
 
@@ -176,7 +174,7 @@ TEST_F(Enable, GivesTransportInfoOfSizeZeroForALimitOfZero) {
     EXPECT_TRUE(isEnabled());
     ASSERT_FALSE(logged().empty());
     EXPECT_EQ(logged()[0], (Message{.level = NUV_LOG_LEVEL_LOCAL,
-                                    .function = FUNCTION,
+                                    .function = ENABLE,
                                     .name = "DDS_LOG_GET_TRANSPORT_INFO_SIZE_ZERO",
                                     .text = "no transport information is announced: "
                                             "transport_info_list_max_length is 0"}));
@@ -256,7 +254,7 @@ TEST_F(Enable, LogsForItsCategoryWhatTheMasksForbid) {
 }
 
 /** What has a message printed that only the masks let through. */
-struct Occasion {
+struct EnableOccasion {
     const char *name;
     std::function<void(Recorder &, DDS_DomainParticipantPresentation &, DDS_DomainParticipantQos &)>
         prepare;
@@ -267,7 +265,7 @@ failing(const char *call) {
     return [call](Recorder &recorder, auto &, auto &) { recorder.fail(call); };
 }
 
-class EnableGate : public Enable, public testing::WithParamInterface<Occasion> {
+class EnableGate : public Enable, public testing::WithParamInterface<EnableOccasion> {
 protected:
     void SetUp() override {
         Enable::SetUp();
@@ -278,7 +276,7 @@ protected:
     long printed() {
         enable();
         const Messages all = logged();
-        return std::ranges::count(all, FUNCTION, &Message::function);
+        return std::ranges::count(all, ENABLE, &Message::function);
     }
 };
 
@@ -297,22 +295,23 @@ TEST_P(EnableGate, IsClosedForEveryCategoryOfTheWorker) {
 
 INSTANTIATE_TEST_SUITE_P(
     For, EnableGate,
-    testing::Values(Occasion{"NoLocatorForUserTraffic",
-                             [](auto &, auto &self, auto &) {
-                                 self._cachedDefaultUnicastLocator.count = 0;
-                             }},
-                    Occasion{"NoLocatorForDiscoveryTraffic",
-                             [](auto &, auto &self, auto &) {
-                                 self._cachedMetatrafficUnicastLocator.count = 0;
-                                 self._cachedMetatrafficMulticastLocator.count = 0;
-                             }},
-                    Occasion{"NoTransportInfoWanted",
-                             [](auto &, auto &, auto &qos) {
-                                 qos.resource_limits.transport_info_list_max_length = 0;
-                             }},
-                    Occasion{"NoMemory", failing("NUVOsapiHeap_reallocateMemoryInternal")},
-                    Occasion{"NoTransports", failing("NUVNetioConfigurator_getTransportInfo")},
-                    Occasion{"NotEnabled", failing("PRESParticipant_enable")}),
+    testing::Values(EnableOccasion{"NoLocatorForUserTraffic",
+                                   [](auto &, auto &self, auto &) {
+                                       self._cachedDefaultUnicastLocator.count = 0;
+                                   }},
+                    EnableOccasion{"NoLocatorForDiscoveryTraffic",
+                                   [](auto &, auto &self, auto &) {
+                                       self._cachedMetatrafficUnicastLocator.count = 0;
+                                       self._cachedMetatrafficMulticastLocator.count = 0;
+                                   }},
+                    EnableOccasion{"NoTransportInfoWanted",
+                                   [](auto &, auto &, auto &qos) {
+                                       qos.resource_limits.transport_info_list_max_length = 0;
+                                   }},
+                    EnableOccasion{"NoMemory", failing("NUVOsapiHeap_reallocateMemoryInternal")},
+                    EnableOccasion{"NoTransports",
+                                   failing("NUVNetioConfigurator_getTransportInfo")},
+                    EnableOccasion{"NotEnabled", failing("PRESParticipant_enable")}),
     [](const auto &occasion) { return std::string(occasion.param.name); });
 
 // ---- locators that are missing
@@ -351,7 +350,7 @@ TEST_F(Enable, WarnsOfBothAndStillEnables) {
     EXPECT_TRUE(isEnabled());
     EXPECT_EQ(logged(),
               Messages({NO_DEFAULT_LOCATOR, NO_DISCOVERY_LOCATOR,
-                        peersLine("Participant with initial peers: 239.255.0.1,127.0.0.1.\n")}));
+                        listing("Participant with initial peers: 239.255.0.1,127.0.0.1.\n")}));
 }
 
 TEST_F(Enable, WarnsOfBothBeforeItListsTheTransports) {
@@ -398,7 +397,7 @@ TEST_F(Enable, RefusesANullWorkerAndDoesNothing) {
     EXPECT_EQ(calls.text(), lines({"NUVLog_onAssertBreakpoint()"}));
     EXPECT_EQ(log.messages(),
               Messages({{.level = NUV_LOG_LEVEL_FATAL,
-                         .function = FUNCTION,
+                         .function = ENABLE,
                          .name = "NUV_LOG_PRECONDITION_FAILURE_s",
                          .text = "precondition failed: \"worker == ((void *)0)\""}}));
     EXPECT_FALSE(isEnabled());
@@ -418,7 +417,7 @@ TEST_F(Enable, IsOkWithoutEnablingWhenTheTransportInfoCannotBeAllocated) {
             "\"NUVOsapiHeap_allocateArray\", 0x4B4F4C43, \"struct NUVNetioTransportInfo\")",
             "NUVOsapiContext_setCategory(worker._activityContext, 0, 6)",
         }));
-    EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,
+    EXPECT_EQ(log.messages(), Messages({{.function = ENABLE,
                                          .name = "NUV_OSAPI_MEMORY_LOG_OUT_OF_HEAP_STRUCT_d",
                                          .text = "out of memory for a structure of 8 bytes"}}));
 }
@@ -433,7 +432,7 @@ TEST_F(Enable, IsAnErrorWhenTheTransportsCannotBeListed) {
     EXPECT_EQ(calls.calls()[3], "NUVOsapiContext_setCategory(worker._activityContext, 0, 6)");
     EXPECT_EQ(calls.calls()[4], "NUVOsapiHeap_freeMemoryInternal(NUVNetioTransportInfo#1, 0, "
                                 "\"NUVOsapiHeap_freeArray\", 0x4B4F4C43, -1)");
-    EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,
+    EXPECT_EQ(log.messages(), Messages({{.function = ENABLE,
                                          .name = "DDS_LOG_GET_TRANSPORT_INFO",
                                          .text = "cannot get the transport information"}}));
 }
@@ -448,7 +447,7 @@ TEST_F(Enable, IsAnErrorWithoutPeersAndLocatorsWhenTheParticipantCannotBeEnabled
     EXPECT_EQ(calls.calls()[4], "NUVOsapiContext_setCategory(worker._activityContext, 0, 6)");
     EXPECT_EQ(calls.calls()[5], "NUVOsapiHeap_freeMemoryInternal(NUVNetioTransportInfo#1, 0, "
                                 "\"NUVOsapiHeap_freeArray\", 0x4B4F4C43, -1)");
-    EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,
+    EXPECT_EQ(log.messages(), Messages({{.function = ENABLE,
                                          .name = "NUV_LOG_CREATION_FAILURE_s",
                                          .text = "cannot create enable"}}));
 }

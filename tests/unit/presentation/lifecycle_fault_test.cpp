@@ -11,6 +11,8 @@
 #include "support/presentation_fixture.h"
 #include "support/scripted_presentation.h"
 
+namespace lifecycle_faults {
+
 namespace {
 
 using namespace support;
@@ -405,3 +407,5 @@ TEST_P(EnableFaults, OfEachAllocationAreAnsweredAsDocumented) {
 INSTANTIATE_TEST_SUITE_P(WithMessagesWanted, EnableFaults, EVERYBODY, nameOf);
 
 } // namespace
+
+} // namespace lifecycle_faults

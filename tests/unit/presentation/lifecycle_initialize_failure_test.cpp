@@ -1,26 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // Initialization that fails: each point where it can stop.
+#include "names.h"
 #include "support/presentation_fixture.h"
 
 namespace {
 
 using namespace support;
 
-const char *const FUNCTION = "DDS_DomainParticipantPresentation_initialize";
-const char *const TRANSLATE = "DDS_DomainParticipantPresentation_translate_qos";
-const char *const CACHE = "DDS_DomainParticipantPresentation_cache_irreversible_qos";
-const char *const TIME_BASED = "DDS_DomainParticipantPresentation_setTimeBasedLoggingConfiguration";
-const char *const MAX_LOCATOR_LIST_SIZE = "dds.domain_participant.max_announced_locator_list_size";
-const char *const ALIGNMENT = "dds.participant.use_45d_compatible_alignment_enforcement";
-const char *const MISMATCH = "dds.participant.discovery_config.log_discovery_mismatch";
-const char *const SERIALIZATION_KIND = "dds.participant.directed_write_serialization_kind";
-const char *const DESTRUCTION_TIMEOUT =
-    "dds.domain_participant.asynchronous_publisher_thread_destruction_timeout";
-const char *const TRACKED_PORTS =
-    "dds.participant.logging.time_based_logging.process_received_message.tracked_ports";
-
 const Message PROPERTY_NOT_SET = {
-    .function = FUNCTION, .name = "DDS_LOG_SET_FAILURE_s", .text = "cannot set QoS"};
+    .function = INITIALIZE, .name = "DDS_LOG_SET_FAILURE_s", .text = "cannot set QoS"};
 
 /** The blocks that a stop between translation and creation leaves, with and without the ports. */
 const Blocks PROPERTY_LIST = {{"struct PRESProperty 0x4B4F4C43", 1}};
@@ -56,7 +44,7 @@ protected:
 TEST_F(InitializeFailure, NullRecordIsABadParameter) {
     EXPECT_EQ(initialize(nullptr), DDS_RETCODE_BAD_PARAMETER);
     EXPECT_EQ(log.messages(), Messages({{.level = NUV_LOG_LEVEL_FATAL,
-                                         .function = FUNCTION,
+                                         .function = INITIALIZE,
                                          .name = "NUV_LOG_PRECONDITION_FAILURE_s",
                                          .text = "precondition failed: \"self == ((void *)0)\""}}));
 }
@@ -66,7 +54,7 @@ TEST_F(InitializeFailure, NullRecordIsABadParameter) {
 TEST_F(InitializeFailure, ThreadIdOfSixCharactersStopsWithOk) {
     arguments.threadParticipantId = "123456";
     expectStopWithOk();
-    EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,
+    EXPECT_EQ(log.messages(), Messages({{.function = INITIALIZE,
                                          .name = "NUV_LOG_INSUFFICIENT_SPACE_FAILURE_dd",
                                          .text = "insufficient space: room for 6, needed 6"}}));
 }
@@ -74,7 +62,7 @@ TEST_F(InitializeFailure, ThreadIdOfSixCharactersStopsWithOk) {
 TEST_F(InitializeFailure, LongThreadIdIsReportedWithItsLength) {
     arguments.threadParticipantId = "participant";
     expectStopWithOk();
-    EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,
+    EXPECT_EQ(log.messages(), Messages({{.function = INITIALIZE,
                                          .name = "NUV_LOG_INSUFFICIENT_SPACE_FAILURE_dd",
                                          .text = "insufficient space: room for 6, needed 11"}}));
 }
@@ -92,7 +80,7 @@ TEST_F(InitializeFailure, LongThreadIdStopsBeforeAnythingElseIsDone) {
 TEST_F(InitializeFailure, OutOfMemoryForThePropertyStopsWithOk) {
     recorder.fail("NUVOsapiHeap_reallocateMemoryInternal");
     expectStopWithOk();
-    EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,
+    EXPECT_EQ(log.messages(), Messages({{.function = INITIALIZE,
                                          .name = "NUV_LOG_CREATION_FAILURE_s",
                                          .text = "cannot create participant property"}}));
     EXPECT_EQ(before->change(), Blocks());
@@ -102,7 +90,7 @@ TEST_F(InitializeFailure, AlignmentThatIsNoBooleanStopsWithOkAndLeavesThePropert
     setProperty(ALIGNMENT, "perhaps");
     before.emplace();
     expectStopWithOk();
-    EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,
+    EXPECT_EQ(log.messages(), Messages({{.function = INITIALIZE,
                                          .name = "NUV_LOG_INVALID_s",
                                          .text = std::string("invalid: ") + ALIGNMENT}}));
     EXPECT_EQ(before->change(), PROPERTY_LIST);
@@ -114,7 +102,7 @@ TEST_F(InitializeFailure, MismatchLoggingThatIsNoBooleanStopsWithOkAndLeavesTheP
     expectStopWithOk();
     EXPECT_EQ(
         log.messages(),
-        Messages({{.function = FUNCTION,
+        Messages({{.function = INITIALIZE,
                    .name = "NUV_LOG_FAILED_TO_CONVERT_TEMPLATE",
                    .body = "expected boolean value for property "
                            "dds.participant.discovery_config.log_discovery_mismatch, got perhaps",
@@ -127,7 +115,7 @@ TEST_F(InitializeFailure, MismatchLoggingThatIsNoBooleanStopsWithOkAndLeavesTheP
 TEST_F(InitializeFailure, AlignmentWithoutAValueIsRefusedToo) {
     setProperty(ALIGNMENT, nullptr);
     expectStopWithOk();
-    EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,
+    EXPECT_EQ(log.messages(), Messages({{.function = INITIALIZE,
                                          .name = "NUV_LOG_INVALID_s",
                                          .text = std::string("invalid: ") + ALIGNMENT}}));
 }
@@ -137,7 +125,7 @@ TEST_F(InitializeFailure, MismatchLoggingWithoutAValueIsRefusedToo) {
     expectStopWithOk();
     const std::string body = "expected boolean value for property "
                              "dds.participant.discovery_config.log_discovery_mismatch, got (null)";
-    EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,
+    EXPECT_EQ(log.messages(), Messages({{.function = INITIALIZE,
                                          .name = "NUV_LOG_FAILED_TO_CONVERT_TEMPLATE",
                                          .body = body,
                                          .text = "failed to convert: " + body}}));
@@ -151,7 +139,7 @@ TEST_F(InitializeFailure, OutOfMemoryForTrackedPortsStopsWithOkAndLeavesThePrope
     EXPECT_EQ(log.messages(), Messages({{.function = TIME_BASED,
                                          .name = "DDS_LOG_OUT_OF_RESOURCES_s",
                                          .text = std::string("out of resources: ") + TRACKED_PORTS},
-                                        {.function = FUNCTION,
+                                        {.function = INITIALIZE,
                                          .name = "DDS_LOG_SET_FAILURE_s",
                                          .text = "cannot set time-based logging configuration"}}));
     EXPECT_EQ(before->change(), PROPERTY_LIST);
@@ -163,7 +151,7 @@ TEST_F(InitializeFailure, SerializationKindOfThreeStopsWithOkAndLeavesListAndTra
     before.emplace();
     expectStopWithOk();
     EXPECT_EQ(log.messages(),
-              Messages({{.function = FUNCTION,
+              Messages({{.function = INITIALIZE,
                          .name = "NUV_LOG_INVALID_s",
                          .text = "invalid: dds.participant.directed_write_serialization_kind has "
                                  "the value 3 but can only be (0, 1, 2)"}}));
@@ -196,7 +184,7 @@ TEST_F(InitializeFailure, NegativeLocatorListSizeIsAnError) {
     EXPECT_EQ(self.participant, nullptr);
     EXPECT_EQ(log.messages(),
               Messages({{.module = 0, // deliberately not that of the layer
-                         .function = FUNCTION,
+                         .function = INITIALIZE,
                          .text = "DDS_DomainParticipantPresentation_initialize: the value of the "
                                  "property 'dds.domain_participant.max_announced_locator_list_"
                                  "size' is not valid"}}));
@@ -208,7 +196,7 @@ TEST_F(InitializeFailure, LocatorListSizeAboveSixteenIsAnError) {
     EXPECT_EQ(self.participant, nullptr);
     EXPECT_EQ(log.messages(),
               Messages({{.module = 0,
-                         .function = FUNCTION,
+                         .function = INITIALIZE,
                          .text = "DDS_DomainParticipantPresentation_initialize: the value of the "
                                  "property 'dds.domain_participant.max_announced_locator_list_"
                                  "size' cannot exceed 16"}}));
@@ -239,7 +227,7 @@ TEST_F(InitializeFailure, ProductVersionFailureIsAnsweredByItsCodeAndUndone) {
     recorder.fail("DDS_ProductVersion_to_presentation_qos_policy",
                   {.result = DDS_RETCODE_BAD_PARAMETER});
     expectUndone(DDS_RETCODE_BAD_PARAMETER);
-    EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,
+    EXPECT_EQ(log.messages(), Messages({{.function = INITIALIZE,
                                          .name = "DDS_LOG_SET_FAILURE_s",
                                          .text = "cannot set productVersion"}}));
 }
@@ -289,7 +277,7 @@ TEST_F(InitializeFailure, NullParticipantCoreIsAnErrorAndUndone) {
     before.emplace();
     recorder.fail("PRESParticipant_new");
     expectUndone(DDS_RETCODE_ERROR);
-    EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,
+    EXPECT_EQ(log.messages(), Messages({{.function = INITIALIZE,
                                          .name = "NUV_LOG_CREATION_FAILURE_s",
                                          .text = "cannot create participant core"}}));
 }
@@ -364,7 +352,7 @@ TEST_F(InitializeFailure, ShutdownThatFailsWhileUndoingIsLoggedAndTheRestIsUndon
              {.function = "DDS_DomainParticipantPresentation_prefinalize",
               .name = "NUV_LOG_ANY_FAILURE_s",
               .text = "failure: shut down participant core"},
-             {.function = FUNCTION,
+             {.function = INITIALIZE,
               .name = "DDS_LOG_FINALIZE_FAILURE_s",
               .text = "cannot finalize DP Presentation (in prefinalize routine)"}}));
 }
@@ -393,7 +381,7 @@ TEST_F(InitializeFailure, DeletionThatFailsWhileUndoingIsLoggedAndLeavesTheRecor
                                         {.function = "DDS_DomainParticipantPresentation_finalize",
                                          .name = "NUV_LOG_DESTRUCTION_FAILURE_s",
                                          .text = "cannot delete participant core"},
-                                        {.function = FUNCTION,
+                                        {.function = INITIALIZE,
                                          .name = "DDS_LOG_FINALIZE_FAILURE_s",
                                          .text = "cannot finalize DP Presentation"}}));
 }

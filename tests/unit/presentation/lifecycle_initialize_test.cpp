@@ -2,6 +2,7 @@
 // Initialization that succeeds: what it calls, and what the record and the property then hold.
 #include <cstring>
 
+#include "names.h"
 #include "pres/pres_participant.h"
 #include "qos/DomainParticipantQos_internal.h"
 #include "support/running_presentation.h"
@@ -9,11 +10,6 @@
 namespace {
 
 using namespace support;
-
-const char *const MAX_LOCATOR_LIST_SIZE = "dds.domain_participant.max_announced_locator_list_size";
-const char *const ALIGNMENT = "dds.participant.use_45d_compatible_alignment_enforcement";
-const char *const MISMATCH = "dds.participant.discovery_config.log_discovery_mismatch";
-const char *const SERIALIZATION_KIND = "dds.participant.directed_write_serialization_kind";
 
 class Initialize : public PresentationFixture {
 protected:

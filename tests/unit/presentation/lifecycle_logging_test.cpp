@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // Which messages are printed, whatever they say: masks, categories, preconditions.
+#include "names.h"
 #include "support/presentation_fixture.h"
 
 namespace {
 
 using namespace support;
-
-const char *const MAX_LOCATOR_LIST_SIZE = "dds.domain_participant.max_announced_locator_list_size";
-const char *const MISMATCH = "dds.participant.discovery_config.log_discovery_mismatch";
 
 // ---- template messages: the masks decide
 

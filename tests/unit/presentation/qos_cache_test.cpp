@@ -3,13 +3,12 @@
 #include <algorithm>
 
 #include "fault_loop.h"
+#include "names.h"
 #include "support/presentation_fixture.h"
 
 namespace {
 
 using namespace support;
-
-const char *const FUNCTION = "DDS_DomainParticipantPresentation_cache_irreversible_qos";
 
 class Cache : public PresentationFixture {
 protected:
@@ -154,7 +153,7 @@ TEST_F(Cache, FollowsAnotherQos) {
 // ---- failures: what came before the failed copy is new, what comes after it is old
 
 Messages notCopied(const char *policy) {
-    return {{.function = FUNCTION,
+    return {{.function = CACHE,
              .name = "DDS_LOG_COPY_FAILURE_s",
              .text = std::string("cannot copy ") + policy}};
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The time-based logging settings, which come from properties only.
+#include "names.h"
 #include "support/describe.h"
 #include "support/presentation_fixture.h"
 
@@ -7,7 +8,6 @@ namespace {
 
 using namespace support;
 
-const char *const FUNCTION = "DDS_DomainParticipantPresentation_setTimeBasedLoggingConfiguration";
 const char *const SEND = "dds.participant.logging.time_based_logging.send.timeout";
 const char *const EA = "dds.participant.logging.time_based_logging.ea.timeout";
 const char *const EA_LEVEL = "dds.participant.logging.time_based_logging.ea.tracked_level";
@@ -216,7 +216,7 @@ TEST_F(TimeBasedLogging, FailsWithoutMemoryForTheTrackedPorts) {
     setProperty(AUTHENTICATION, "5");
     recorder.failAllocation(1);
     EXPECT_EQ(configure(), 0);
-    EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,
+    EXPECT_EQ(log.messages(), Messages({{.function = TIME_BASED,
                                          .name = "DDS_LOG_OUT_OF_RESOURCES_s",
                                          .text = std::string("out of resources: ") + PORTS}}));
     EXPECT_EQ(receiver().processMessageTimeBasedLoggingExplicitPorts, nullptr);

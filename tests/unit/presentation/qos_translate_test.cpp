@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "dds_c/dds_c_propertyqospolicyhelper.h"
+#include "names.h"
 #include "osapi/osapi_heap.h"
 #include "support/presentation_fixture.h"
 
@@ -11,17 +12,13 @@ namespace {
 
 using namespace support;
 
-const char *const FUNCTION = "DDS_DomainParticipantPresentation_translate_qos";
-const char *const TIMEOUT =
-    "dds.domain_participant.asynchronous_publisher_thread_destruction_timeout";
-
 const Message OUT_OF_RANGE = {
-    .function = FUNCTION,
+    .function = TRANSLATE,
     .name = "DDS_LOG_INCONSISTENT_PROPERTY_sss",
     .text = "Domain Participant: inconsistent property "
             "dds.domain_participant.asynchronous_publisher_thread_destruction_timeout: expected "
             "integer within [0-60] range"};
-const Message ID_NOT_COPIED = {.function = FUNCTION,
+const Message ID_NOT_COPIED = {.function = TRANSLATE,
                                .name = "NUV_LOG_INSUFFICIENT_SPACE_FAILURE_dd",
                                .text = "insufficient space: room for 6, needed 5"};
 
@@ -53,7 +50,7 @@ protected:
 };
 
 TEST_F(Translate, CallsTheLowerLayersInThisOrder) {
-    setProperty(TIMEOUT, "7");
+    setProperty(DESTRUCTION_TIMEOUT, "7");
     Recording calls(recorder);
     EXPECT_EQ(translate(), DDS_RETCODE_OK);
     EXPECT_EQ(
@@ -135,7 +132,7 @@ TEST_F(Translate, KeepsTheDestructionTimeoutWhenThereIsNoProperty) {
 }
 
 TEST_F(Translate, KeepsTheDestructionTimeoutForAPropertyWithoutAValue) {
-    setProperty(TIMEOUT, nullptr);
+    setProperty(DESTRUCTION_TIMEOUT, nullptr);
     jobDispatcher().executionThreadDestructionTimeout = 33;
     EXPECT_EQ(translate(), DDS_RETCODE_OK);
     EXPECT_EQ(jobDispatcher().executionThreadDestructionTimeout, 33);
@@ -151,7 +148,7 @@ struct Seconds {
 class AcceptedTimeout : public Translate, public testing::WithParamInterface<Seconds> {};
 
 TEST_P(AcceptedTimeout, IsSet) {
-    setProperty(TIMEOUT, GetParam().text);
+    setProperty(DESTRUCTION_TIMEOUT, GetParam().text);
     EXPECT_EQ(translate(), DDS_RETCODE_OK);
     EXPECT_EQ(jobDispatcher().executionThreadDestructionTimeout, GetParam().value);
     EXPECT_EQ(log.messages(), Messages());
@@ -165,7 +162,7 @@ INSTANTIATE_TEST_SUITE_P(Of, AcceptedTimeout,
 class RefusedTimeout : public Translate, public testing::WithParamInterface<Seconds> {};
 
 TEST_P(RefusedTimeout, FailsAndFreesThePropertyList) {
-    setProperty(TIMEOUT, GetParam().text);
+    setProperty(DESTRUCTION_TIMEOUT, GetParam().text);
     jobDispatcher().executionThreadDestructionTimeout = 33;
     HeapWatch before;
     Recording calls(recorder, only({"NUVOsapiHeap_free*"}));
@@ -194,7 +191,7 @@ TEST_F(Translate, FailsAtTheFirstCopyOfAnUnterminatedThreadId) {
     std::memset(reinterpret_cast<char *>(&self) + BEGIN, 'x', END - BEGIN);
     EXPECT_EQ(translate(), DDS_RETCODE_ERROR);
     EXPECT_EQ(recorder.count("NUVOsapiUtility_strcpy"), 1);
-    EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,
+    EXPECT_EQ(log.messages(), Messages({{.function = TRANSLATE,
                                          .name = "NUV_LOG_INSUFFICIENT_SPACE_FAILURE_dd",
                                          .text = "insufficient space: room for 6, needed 6"}}));
 }
@@ -229,11 +226,11 @@ protected:
     void SetUp() override {
         Translate::SetUp();
         setProperty("dds.participant.logging.time_based_logging.authentication.timeout", "5");
-        setProperty(TIMEOUT, "7");
+        setProperty(DESTRUCTION_TIMEOUT, "7");
         arguments.domainId = 42;
         ASSERT_EQ(initialize(), DDS_RETCODE_OK);
         nameParticipant();
-        ASSERT_EQ(DDS_PropertyQosPolicyHelper_remove_property(&qos.property, TIMEOUT),
+        ASSERT_EQ(DDS_PropertyQosPolicyHelper_remove_property(&qos.property, DESTRUCTION_TIMEOUT),
                   DDS_RETCODE_OK);
         log.clear();
     }
@@ -258,7 +255,7 @@ TEST_F(TranslateRunning, FailsWhenTheRunningPropertyCannotBeRead) {
     Recording calls(recorder);
     EXPECT_EQ(translate(), DDS_RETCODE_ERROR);
     EXPECT_EQ(calls.text(), lines({"PRESParticipant_getProperty(participant, dst, worker)"}));
-    EXPECT_EQ(log.messages(), Messages({{.function = FUNCTION,
+    EXPECT_EQ(log.messages(), Messages({{.function = TRANSLATE,
                                          .name = "NUV_LOG_GET_FAILURE_s",
                                          .text = "cannot get PRESParticipant property"}}));
 }

@@ -6,26 +6,24 @@
 
 #include "fault_loop.h"
 #include "gates.h"
+#include "names.h"
+#include "property_calls.h"
 #include "support/describe.h"
 #include "support/running_presentation.h"
+
+namespace set_qos_failures {
 
 namespace {
 
 using namespace support;
 
-constexpr const char *OPERATION = "DDS_DomainParticipantPresentation_set_qos";
-constexpr const char *TRANSLATE = "DDS_DomainParticipantPresentation_translate_qos";
-constexpr const char *CACHE = "DDS_DomainParticipantPresentation_cache_irreversible_qos";
-constexpr const char *TIMEOUT =
-    "dds.domain_participant.asynchronous_publisher_thread_destruction_timeout";
-
-const Message IMMUTABLE = {.function = OPERATION,
+const Message IMMUTABLE = {.function = SET_QOS,
                            .name = "DDS_LOG_IMMUTABLE_POLICY_s",
                            .text = "immutable policy: default_unicast"};
-const Message IDENTITY = {.function = OPERATION,
+const Message IDENTITY = {.function = SET_QOS,
                           .name = "DDS_LOG_IMMUTABLE_POLICY_s",
                           .text = "immutable policy: wire_protocol"};
-const Message NO_PROPERTY = {.function = OPERATION,
+const Message NO_PROPERTY = {.function = SET_QOS,
                              .name = "NUV_LOG_CREATION_FAILURE_s",
                              .text = "cannot create participant property"};
 const Message NOT_READ = {.function = TRANSLATE,
@@ -37,11 +35,12 @@ const Message LONG_ID = {.function = TRANSLATE,
 const Message BAD_TIMEOUT = {.function = TRANSLATE,
                              .name = "DDS_LOG_INCONSISTENT_PROPERTY_sss",
                              .text = std::string("Domain Participant: inconsistent property ") +
-                                     TIMEOUT + ": expected integer within [0-60] range"};
+                                     DESTRUCTION_TIMEOUT +
+                                     ": expected integer within [0-60] range"};
 const Message NOT_COPIED = {
-    .function = OPERATION, .name = "DDS_LOG_COPY_FAILURE_s", .text = "cannot copy QoS"};
+    .function = SET_QOS, .name = "DDS_LOG_COPY_FAILURE_s", .text = "cannot copy QoS"};
 const Message NOT_SET = {
-    .function = OPERATION, .name = "DDS_LOG_SET_FAILURE_s", .text = "cannot set participant QoS"};
+    .function = SET_QOS, .name = "DDS_LOG_SET_FAILURE_s", .text = "cannot set participant QoS"};
 const Message NO_UNICAST = {
     .function = CACHE, .name = "DDS_LOG_COPY_FAILURE_s", .text = "cannot copy default_unicast"};
 const Message NO_MAPPING = {
@@ -51,8 +50,6 @@ const Message NO_DISCOVERY = {
 
 const std::string FREE_LIST = "NUVOsapiHeap_freeMemoryInternal(PRESProperty#1, 0, "
                               "\"NUVOsapiHeap_freeArray\", 0x4B4F4C43, -1)";
-const std::string FREE = "NUVOsapiHeap_freeMemoryInternal(PRESParticipantProperty#1, 0, "
-                         "\"NUVOsapiHeap_freeStructure\", 0x4B4F4C41, -1)";
 
 /** A participant with policies of each kind, and a QoS that changes all that may change. */
 class SetQosFailure : public RunningPresentation {
@@ -61,7 +58,7 @@ protected:
         RunningPresentation::SetUp();
         addUnicastSetting("udpv4", 7777);
         setProperty("color", "green");
-        setProperty(TIMEOUT, "5");
+        setProperty(DESTRUCTION_TIMEOUT, "5");
         start();
         change();
         std::memcpy(&recordBefore, &self, sizeof self);
@@ -138,7 +135,7 @@ INSTANTIATE_TEST_SUITE_P(OfCopy, SetQosThreadId, testing::Values(1, 2, 3),
                          testing::PrintToStringParamName());
 
 TEST_F(SetQosFailure, InconsistentPropertyIsAnErrorAndNothingIsSet) {
-    setProperty(TIMEOUT, "61");
+    setProperty(DESTRUCTION_TIMEOUT, "61");
     {
         Recording calls(recorder, only({"NUVOsapiHeap_free*", "PRESParticipant_setProperty"}));
         EXPECT_EQ(set(), DDS_RETCODE_ERROR);
@@ -328,7 +325,7 @@ protected:
         qos.wire_protocol.rtps_well_known_ports.port_base = portBase();
         addUnicastSetting("udpv4", 7777);
         setProperty("color", "green");
-        setProperty(TIMEOUT, "5");
+        setProperty(DESTRUCTION_TIMEOUT, "5");
         start();
         change();
         std::memcpy(&recordBefore, &self, sizeof self);
@@ -435,3 +432,5 @@ TEST_F(SetQosFaults, OfEachAllocationAreAnsweredAsDocumented) {
 }
 
 } // namespace
+
+} // namespace set_qos_failures

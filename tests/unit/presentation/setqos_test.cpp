@@ -2,22 +2,16 @@
 // A new QoS for a running participant: what may change, and how it is applied.
 #include <cstring>
 
+#include "names.h"
+#include "property_calls.h"
 #include "support/running_presentation.h"
 
 namespace {
 
 using namespace support;
 
-constexpr const char *OPERATION = "DDS_DomainParticipantPresentation_set_qos";
-const std::string ALLOCATION =
-    "NUVOsapiHeap_reallocateMemoryInternal(&pointer, " +
-    std::to_string(sizeof(PRESParticipantProperty)) +
-    R"(, -1, 0, 0, "NUVOsapiHeap_allocateStructure", 0x4B4F4C41, "struct PRESParticipantProperty"))";
-constexpr const char *FREE =
-    R"(NUVOsapiHeap_freeMemoryInternal(PRESParticipantProperty#1, 0, "NUVOsapiHeap_freeStructure", 0x4B4F4C41, -1))";
-
 Message immutable(const char *policy) {
-    return {.function = OPERATION,
+    return {.function = SET_QOS,
             .name = "DDS_LOG_IMMUTABLE_POLICY_s",
             .text = std::string("immutable policy: ") + policy};
 }

@@ -9,6 +9,8 @@
 
 using namespace support;
 
+namespace update_failures {
+
 namespace {
 
 Message updateMessage(const char *name, const std::string &text) {
@@ -557,3 +559,5 @@ TEST_F(UpdateFailure, OfEachAllocationEndsTheUpdateBeforeAnythingIsDone) {
 }
 
 } // namespace
+
+} // namespace update_failures

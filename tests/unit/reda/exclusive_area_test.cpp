@@ -14,17 +14,14 @@
 #include "osapi/osapi_heap.h"
 #include "reda/reda_log.h"
 #include "support/faults.h"
+#include "support/heap_watch.h"
 #include "test_clock.h"
 
 namespace {
 
-constexpr NUV_INT64 MILLISECOND = 1'000'000;
+using support::live_blocks;
 
-NUV_UINT64 live_blocks() {
-    NUVOsapiHeapStatistics statistics{};
-    NUVOsapiHeap_getStatistics(&statistics);
-    return statistics.liveBlocks;
-}
+constexpr NUV_INT64 MILLISECOND = 1'000'000;
 
 class ExclusiveAreaTest : public testing::Test {
 protected:

@@ -11,15 +11,12 @@
 
 #include "../../../lower/reda/src/weakReference_internal.h"
 #include "osapi/osapi_heap.h"
+#include "support/heap_watch.h"
 #include "support/recorder.h"
 
 namespace {
 
-NUV_UINT64 live_blocks() {
-    NUVOsapiHeapStatistics statistics{};
-    NUVOsapiHeap_getStatistics(&statistics);
-    return statistics.liveBlocks;
-}
+using support::live_blocks;
 
 class WeakReferenceTest : public testing::Test {
 protected:

@@ -9,14 +9,11 @@
 
 #include "osapi/osapi_heap.h"
 #include "support/faults.h"
+#include "support/heap_watch.h"
 
 namespace {
 
-NUV_UINT64 live_blocks() {
-    NUVOsapiHeapStatistics statistics{};
-    NUVOsapiHeap_getStatistics(&statistics);
-    return statistics.liveBlocks;
-}
+using support::live_blocks;
 
 class WorkerTest : public testing::Test {
 protected:
