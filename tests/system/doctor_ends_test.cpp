@@ -162,6 +162,18 @@ TEST_F(DoctorOfTwoEnds, SaysThatPortsAreReachedOneWayOnly) {
     EXPECT_THAT(ask().ids(), IsEmpty());
 }
 
+TEST_F(DoctorOfTwoEnds, SaysThatThisHostLetsNothingOut) {
+    {
+        const Host::Stay stay(*here);
+
+        if (!nft("add table ip wall; add chain ip wall each { type filter hook output priority 0; "
+                 "}; add rule ip wall each ip daddr 192.0.2.2 udp dport 7410-7419 drop")) {
+            GTEST_SKIP() << "needs nft";
+        }
+    }
+    EXPECT_THAT(found(), ElementsAre("unicast-lost"));
+}
+
 TEST_F(DoctorOfTwoEnds, SaysThatPortsAreReachedNeitherWay) {
     if (!drop("ip daddr 192.0.2.0/24 udp dport 7400-7500")) {
         GTEST_SKIP() << "needs nft";

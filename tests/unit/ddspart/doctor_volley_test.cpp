@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // The datagrams that two ends of ddspart doctor send each other.
+#include <cerrno>
+
 #include <gmock/gmock.h>
 
 #include "doctor/volley.h"
 #include "doctor_facts.h"
+#include "support/faults.h"
 #include "support/ports.h"
 
 using testing::ElementsAre;
@@ -49,6 +52,18 @@ TEST_F(Volleys, AreToldFromAllOthers) {
     ear.listen();
     EXPECT_THAT(ear.shots(), IsEmpty());
     EXPECT_EQ(ear.source(), "");
+}
+
+TEST_F(Volleys, TellOfWhatARuleOfTheirHostRefuses) {
+    const faults::Guard guard;
+    VolleyPlan with_group = plan;
+
+    with_group.wishes.groups = usual_wishes().groups;
+    with_group.interfaces = {good_interface("net0", 2)};
+    faults::fail_every_call("sendmsg", EPERM);
+    EXPECT_THAT(fire(with_group, "127.0.0.1", {first}).shots,
+                IsSupersetOf({Shot{Shot::Kind::PORT, first}, Shot{Shot::Kind::LARGE, 4000},
+                              Shot{Shot::Kind::GROUP, 1}}));
 }
 
 TEST_F(Volleys, LeavePortsAloneThatAreSomebodys) {

@@ -155,7 +155,7 @@ struct End {
 struct Direction {
     std::set<unsigned> ports; // those that the receiving end had free
     bool has_group = false;   // and whether it received a group
-    std::set<Shot> sent;
+    std::set<Shot> sent;      // or refused by a rule of the sender
     std::set<Shot> arrived;
     std::string source;      // of what was sent, as the sender knows it
     std::string seen_source; // the same as it arrived; empty: nothing did

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <system_error>
 #include <utility>
 
@@ -102,8 +103,11 @@ void fire_at_groups(const VolleyPlan &plan, Volley &volley) {
             }
             for (const Interface &interface :
                  multicast_interfaces(plan.interfaces, plan.wishes, plan.family)) {
-                if (send(sender, octets, {plan.family, group.address, group.port}, plan.family,
-                         interface.index)) {
+                const bool is_sent = send(sender, octets, {plan.family, group.address, group.port},
+                                          plan.family, interface.index);
+
+                // An interface without a way to the group may be well; a rule against it is not.
+                if (is_sent || errno == EPERM) {
                     volley.shots.insert(shot);
                 }
             }
@@ -201,10 +205,10 @@ Volley fire(const VolleyPlan &plan, const std::string &address, const std::set<u
     const Socket sender(plan.family);
     Volley volley;
     const auto fire_at = [&](unsigned port, const Shot &shot, std::size_t size) {
-        if (send(sender, datagram_of(shot, plan.session, size), {plan.family, address, port},
-                 plan.family, 0)) {
-            volley.shots.insert(shot);
-        }
+        // Whether the network loses it or this host refuses to send it: it does not arrive.
+        (void)send(sender, datagram_of(shot, plan.session, size), {plan.family, address, port},
+                   plan.family, 0);
+        volley.shots.insert(shot);
     };
 
     for (const unsigned port : ports) {

@@ -68,7 +68,7 @@ private:
     std::string source_;
 };
 
-/** What was sent. */
+/** What was sent, or would have been but for this host's own firewall. */
 struct Volley {
     std::set<Shot> shots;
     std::string source; // of those for ports, as this host knows it
