@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // ddspart doctor that looks at two hosts and at what is between them.
 #include <array>
+#include <chrono>
 #include <csignal>
+#include <cstdint>
+#include <cstring>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
 
 #include <arpa/inet.h>
@@ -401,16 +405,16 @@ TEST_F(DoctorOfTwoEnds, EndInOrderWhenInterrupted) {
     EXPECT_EQ(asker.errors(), "ddspart: 192.0.2.9 was not asked to the end: interrupted\n");
 }
 
-/** A socket of the test's own on a host, at the control port. */
+/** A socket of the test's own on a host. */
 class Talker {
 public:
-    explicit Talker(const Host &host) {
+    /** At the control port unless told. */
+    explicit Talker(const Host &host, const std::string &address = "0.0.0.0",
+                    std::uint16_t port = 7399) {
         const Host::Stay stay(host);
-        sockaddr_in own{};
+        sockaddr_in own = name_of(address, port);
 
         socket_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        own.sin_family = AF_INET;
-        own.sin_port = htons(7399);
         EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr *>(&own), sizeof own), 0);
     }
     ~Talker() {
@@ -420,22 +424,34 @@ public:
     Talker &operator=(const Talker &) = delete;
 
     void say(const std::string &text, const std::string &address) const {
-        sockaddr_in to{};
+        const sockaddr_in to = name_of(address, 7399);
 
-        to.sin_family = AF_INET;
-        to.sin_port = htons(7399);
-        EXPECT_EQ(inet_pton(AF_INET, address.c_str(), &to.sin_addr), 1);
         EXPECT_EQ(sendto(socket_, text.data(), text.size(), 0,
                          reinterpret_cast<const sockaddr *>(&to), sizeof to),
                   static_cast<ssize_t>(text.size()));
     }
 
+    void join(const Host &host, const char *group) const {
+        const Host::Stay stay(host);
+        ip_mreq request{};
+
+        EXPECT_EQ(inet_pton(AF_INET, group, &request.imr_multiaddr), 1);
+        EXPECT_EQ(inet_pton(AF_INET, HERE, &request.imr_interface), 1);
+        EXPECT_EQ(setsockopt(socket_, IPPROTO_IP, IP_ADD_MEMBERSHIP, &request, sizeof request), 0);
+    }
+
+    /** Whether a datagram is there. */
+    bool has_heard(std::chrono::milliseconds most_time = {}) const {
+        pollfd waiting = {socket_, POLLIN, 0};
+
+        return poll(&waiting, 1, static_cast<int>(most_time.count())) == 1;
+    }
+
     /** The next datagram; waits for it. */
     std::string hear() const {
         std::array<char, 2048> octets{};
-        pollfd waiting = {socket_, POLLIN, 0};
 
-        if (poll(&waiting, 1, std::chrono::milliseconds(PATIENCE).count()) != 1) {
+        if (!has_heard(PATIENCE)) {
             return "nothing";
         }
         const ssize_t size = recv(socket_, octets.data(), octets.size(), 0);
@@ -444,8 +460,32 @@ public:
     }
 
 private:
+    static sockaddr_in name_of(const std::string &address, std::uint16_t port) {
+        sockaddr_in name{};
+
+        name.sin_family = AF_INET;
+        name.sin_port = htons(port);
+        EXPECT_EQ(inet_pton(AF_INET, address.c_str(), &name.sin_addr), 1);
+        return name;
+    }
+
     int socket_ = -1;
 };
+
+/** Says a question, as "end 0 7", with these records. */
+void say(const Talker &asker, const std::string &question, const std::string &records = {}) {
+    asker.say("ddspart-doctor 1 " + question + "\n" + records, THERE);
+}
+
+/** Greets with the question of this number, and returns the session of the answer. */
+std::string greet(const Talker &asker, int number) {
+    say(asker, "hello 0 " + std::to_string(number), "padding\t" + std::string(200, '-') + "\n");
+    std::istringstream answer(asker.hear());
+    std::string session;
+
+    answer >> session >> session >> session >> session;
+    return session;
+}
 
 TEST_F(DoctorOfTwoEnds, SayThatTheySpeakDifferentVersions) {
     const Talker other(*there);
@@ -476,6 +516,60 @@ TEST_F(DoctorOfTwoEnds, SayNoMoreThanTheyWereToldToWhomTheyDoNotKnow) {
 
     EXPECT_THAT(answer, HasSubstr(" 8\nsettings\t0\t7400\t250\t2\t0\t10\t1\t11\n"));
     EXPECT_LE(answer.size(), greeting.size());
+}
+
+TEST_F(DoctorOfTwoEnds, SendNoGroupWhatTellsThemWhoAsks) {
+    const Process other = serve();
+    const Talker asker(*here);
+    const Talker listener(*here, "239.255.0.1", 7400);
+
+    listener.join(*here, "239.255.0.1");
+    const std::string session = greet(asker, 5);
+
+    say(asker, "send " + session + " 6");
+    const std::string shot = listener.hear();
+    const std::uint64_t number = std::stoull(session, nullptr, 16);
+    std::uint64_t token = 0;
+
+    ASSERT_EQ(shot.size(), 20U);
+    std::memcpy(&token, shot.data() + 8, sizeof token);
+    EXPECT_NE(token, number);
+    EXPECT_NE(token, ~number);
+}
+
+TEST_F(DoctorOfTwoEnds, AnnounceThemselvesToOtherHostsOnly) {
+    const Process other = serve();
+    const Talker asker(*here);
+    const Talker asked(*here, HERE, 7777);
+    const Talker trusting(*there, "127.0.0.1", 7777);
+    const std::string session = greet(asker, 5);
+
+    say(asker, "announce " + session + " 6",
+        "place\tudpv4://127.0.0.1:7777\nplace\tudpv4://0.0.0.0:7777\n"
+        "place\tudpv4://192.0.2.1:7777\n");
+    EXPECT_THAT(asked.hear(), StartsWith("RTPS"));
+    EXPECT_FALSE(trusting.has_heard());
+}
+
+TEST_F(DoctorOfTwoEnds, AnnounceThemselvesRarely) {
+    constexpr int QUESTIONS = 20;
+    const Process other = serve();
+    const Talker asker(*here);
+    const std::string session = greet(asker, 5);
+    const auto start = std::chrono::steady_clock::now();
+    int count = 0;
+
+    for (int i = 0; i < QUESTIONS; ++i) {
+        say(asker, "announce " + session + " " + std::to_string(6 + i), "port\t7777\n");
+    }
+    say(asker, "received " + session + " 100");
+    while (asker.hear().find(" announce ") != std::string::npos) {
+        ++count;
+    }
+    const auto duration = std::chrono::steady_clock::now() - start;
+
+    EXPECT_GE(count, 1);
+    EXPECT_LE(count, 1 + duration / std::chrono::milliseconds(200));
 }
 
 } // namespace

@@ -47,7 +47,7 @@ TEST_F(Volleys, AreToldFromAllOthers) {
     Ear ear(plan, ports);
     VolleyPlan other = plan;
 
-    ++other.session;
+    ++other.token;
     (void)fire(other, "127.0.0.1", ports);
     ear.listen();
     EXPECT_THAT(ear.shots(), IsEmpty());

@@ -14,6 +14,7 @@
 #include "doctor/texts.h"
 #include "doctor/two_ends.h"
 #include "listening.h"
+#include "numbers.h"
 
 namespace doctor {
 
@@ -140,21 +141,31 @@ private:
 
     void try_traffic(Ends &ends) {
         constexpr int TRIES = 3;
-        const VolleyPlan plan = own_.volley_plan(family_, session_);
-        const VolleyPlan back = own_.volley_plan(family_, way_back(session_));
+        const std::uint64_t token = ask_for_token();
         std::set<unsigned> ports;
 
         for (const auto &each : unicast_ports(own_.wishes())) {
             ports.insert(each.begin(), each.end());
         }
-        Ear ear(back, ports);
+        Ear ear(own_.volley_plan(family_, way_back(token)), ports);
 
         ends.in.ports = ear.ports();
         ends.in.has_group = ear.has_group();
         for (int i = 0; i < TRIES && (i == 0 || is_any_missing(ends)); ++i) {
-            send_there(plan, ends.out);
+            send_there(own_.volley_plan(family_, token), ends.out);
             have_sent_here(ear, ends.in);
         }
+    }
+
+    std::uint64_t ask_for_token() {
+        const auto fields = ask("receive", {}, end_).find("token");
+        const auto token =
+            fields && !fields->empty() ? to_number<std::uint64_t>(fields->front()) : std::nullopt;
+
+        if (!token) {
+            throw NoTalk(name() + " does not say by what its datagrams are known");
+        }
+        return *token;
     }
 
     static bool is_any_missing(const Ends &ends) {

@@ -97,8 +97,8 @@ void add_lonely(End &end, const HeldPorts &held) {
 OwnEnd::OwnEnd(const DoctorOptions &options, const Wishes &wishes, const Facts &facts)
     : options_(options), wishes_(wishes), facts_(facts), map_(map_of(wishes)) {}
 
-VolleyPlan OwnEnd::volley_plan(Family family, std::uint64_t direction) const {
-    return {family, wishes_, facts_.interfaces, direction};
+VolleyPlan OwnEnd::volley_plan(Family family, std::uint64_t token) const {
+    return {family, wishes_, facts_.interfaces, token};
 }
 
 void OwnEnd::listen() {

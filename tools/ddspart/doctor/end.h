@@ -33,8 +33,8 @@ public:
     const Facts &facts() const {
         return facts_;
     }
-    /** Of the volleys of one direction, by which their datagrams are told from all others. */
-    VolleyPlan volley_plan(Family family, std::uint64_t direction) const;
+    /** @param token by which the datagrams of one direction are told from all others. */
+    VolleyPlan volley_plan(Family family, std::uint64_t token) const;
 
     /** Listens from now on to who announces himself to everybody; not where that cannot be done. */
     void listen();

@@ -11,9 +11,9 @@
 
 namespace doctor {
 
-/** How the volleys of the end that answers are told from those of the one that asks. */
-constexpr std::uint64_t way_back(std::uint64_t session) {
-    return ~session;
+/** The token of the volleys of the end that answers, by that of the one that asks. */
+constexpr std::uint64_t way_back(std::uint64_t token) {
+    return ~token;
 }
 
 /** The domain and the settings of ports, as a record. */

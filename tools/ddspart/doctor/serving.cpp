@@ -9,6 +9,9 @@
 #include <utility>
 #include <vector>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
 #include "doctor/control.h"
 #include "doctor/end.h"
 #include "doctor/greeting.h"
@@ -23,21 +26,43 @@ namespace {
 constexpr std::chrono::milliseconds TURN(10);
 /** What the one who asks has no more use for is given back, if he has not said so. */
 constexpr std::chrono::seconds TIME_TO_ASK_ON(1);
+/** Nobody has this host send much to places of his choice. */
+constexpr std::chrono::milliseconds TIME_BETWEEN_ANNOUNCEMENTS(200);
 
-std::uint64_t new_session() {
+/** That nobody guesses. */
+std::uint64_t random_number() {
     constexpr unsigned BITS = 32;
     std::random_device random;
 
     return (static_cast<std::uint64_t>(random()) << BITS) | random();
 }
 
-/** A locator that may be announced to: an address and a port, of nobody but one host. */
+/** Whether what is sent there stays on this host, where programs may trust it. */
+bool is_loopback(const std::string &address, Family family) {
+    constexpr unsigned BITS_OF_REST = 24;
+    constexpr in_addr_t THIS_HOST = 0;
+    constexpr in_addr_t LOOPBACK = 127;
+    in6_addr ipv6 = {};
+    in_addr ipv4 = {};
+
+    if (family == Family::IPV4) {
+        (void)inet_pton(AF_INET, address.c_str(), &ipv4);
+        const in_addr_t net = ntohl(ipv4.s_addr) >> BITS_OF_REST;
+
+        return net == THIS_HOST || net == LOOPBACK;
+    }
+    (void)inet_pton(AF_INET6, address.c_str(), &ipv6);
+    return IN6_IS_ADDR_LOOPBACK(&ipv6) || IN6_IS_ADDR_UNSPECIFIED(&ipv6) ||
+           IN6_IS_ADDR_V4MAPPED(&ipv6);
+}
+
+/** A locator that may be announced to: an address and a port, of nobody but one other host. */
 bool is_place(const std::string &text) {
     const bool is_locator = text.starts_with("udpv4://") || text.starts_with("udpv6://");
     const Peer peer = is_locator ? to_peer(text) : Peer();
 
-    return is_locator && !peer.is_name && !peer.is_group && peer.port &&
-           *peer.port >= DDS_RTPS_PORT_MIN && *peer.port <= DDS_RTPS_PORT_MAX;
+    return is_locator && !peer.is_name && !peer.is_group && !is_loopback(peer.host, *peer.family) &&
+           peer.port && *peer.port >= DDS_RTPS_PORT_MIN && *peer.port <= DDS_RTPS_PORT_MAX;
 }
 
 } // namespace
@@ -74,6 +99,9 @@ public:
         }
         last_question_ = Moment::clock::now();
         if (question.number != number_) {
+            if (question.kind == "announce" && last_question_ < next_announcement_) {
+                return ""; // it is asked again
+            }
             number_ = question.number;
             last_answer_ = to_text(
                 {question.kind, session_, number_, records_for(question, said.address, family)});
@@ -98,7 +126,8 @@ private:
 
     std::string greet(const Message &question, const Said &said) {
         if (question.number != greeting_number_) {
-            session_ = new_session();
+            session_ = random_number();
+            token_ = random_number();
             greeting_number_ = question.number;
             give_back();
             own_.forget();
@@ -156,8 +185,9 @@ private:
             for (const auto &each : unicast_ports(own_.wishes())) {
                 ports.insert(each.begin(), each.end());
             }
-            ear_ = std::make_unique<Ear>(own_.volley_plan(family, session_), ports);
+            ear_ = std::make_unique<Ear>(own_.volley_plan(family, token_), ports);
         }
+        records.push_back({"token", std::to_string(token_)});
         for (const unsigned port : ear_->ports()) {
             records.push_back(to_record({Shot::Kind::PORT, port}));
         }
@@ -194,7 +224,7 @@ private:
             std::ranges::copy_if(each, std::inserter(ports, ports.end()),
                                  [&](unsigned port) { return asked.contains(port); });
         }
-        const Volley volley = fire(own_.volley_plan(family, way_back(session_)), address, ports);
+        const Volley volley = fire(own_.volley_plan(family, way_back(token_)), address, ports);
         std::vector<Record> records = {{"source", volley.source}};
 
         for (const Shot &shot : volley.shots) {
@@ -219,15 +249,21 @@ private:
                 places.push_back(value);
             }
         }
-        return {{own_.announce(places) ? "done" : "failed"}};
+        const bool is_done = own_.announce(places);
+
+        next_announcement_ = Moment::clock::now() + TIME_BETWEEN_ANNOUNCEMENTS;
+        return {{is_done ? "done" : "failed"}};
     }
 
     OwnEnd own_;
     std::uint64_t session_ = 0; // 0: none
+    std::uint64_t token_ =
+        0; // of the volleys; groups have it told to everybody, unlike the session
     unsigned greeting_number_ = 0;
     unsigned number_ = 0; // of the last question
     std::string last_answer_;
     Moment last_question_;
+    Moment next_announcement_; // not before
     std::unique_ptr<Ear> ear_;
     std::vector<Record> records_; // of this end, when it was asked for the first page
     std::size_t next_ = 0;        // of them

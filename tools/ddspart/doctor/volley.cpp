@@ -24,22 +24,22 @@ constexpr std::array KIND_WORDS = {KindWord{Shot::Kind::PORT, "port"},
                                    KindWord{Shot::Kind::LARGE, "large"},
                                    KindWord{Shot::Kind::GROUP, "ttl"}};
 
-/** The header of an RTPS message, whose prefix is the session, the kind and the value. */
+/** The header of an RTPS message, whose prefix is the token, the kind and the value. */
 constexpr std::size_t HEADER_SIZE = 20;
 constexpr std::array<unsigned char, 8> HEAD = {'R', 'T', 'P', 'S', 2, 5, 0, 0};
-constexpr std::size_t SESSION_SIZE = 8;
-constexpr std::size_t KIND_AT = HEAD.size() + SESSION_SIZE;
+constexpr std::size_t TOKEN_SIZE = 8;
+constexpr std::size_t KIND_AT = HEAD.size() + TOKEN_SIZE;
 constexpr unsigned BITS_OF_OCTET = 8;
 
 using Octets = std::vector<unsigned char>;
 
-Octets datagram_of(const Shot &shot, std::uint64_t session, std::size_t size) {
+Octets datagram_of(const Shot &shot, std::uint64_t token, std::size_t size) {
     // A submessage that means nothing and goes on until the end.
     constexpr std::array<unsigned char, 4> PADDING = {1, 1, 0, 0};
     Octets octets(HEAD.begin(), HEAD.end());
 
-    for (std::size_t i = 0; i < SESSION_SIZE; ++i) {
-        octets.push_back(static_cast<unsigned char>(session >> (i * BITS_OF_OCTET)));
+    for (std::size_t i = 0; i < TOKEN_SIZE; ++i) {
+        octets.push_back(static_cast<unsigned char>(token >> (i * BITS_OF_OCTET)));
     }
     octets.push_back(static_cast<unsigned char>(shot.kind));
     octets.push_back(0);
@@ -53,7 +53,7 @@ Octets datagram_of(const Shot &shot, std::uint64_t session, std::size_t size) {
 }
 
 /** The shot that a datagram is, which may have been cut; none if it is of no such volley. */
-std::optional<Shot> shot_of(const Octets &octets, std::uint64_t session) {
+std::optional<Shot> shot_of(const Octets &octets, std::uint64_t token) {
     if (octets.size() < HEADER_SIZE || octets[KIND_AT] >= KIND_WORDS.size()) {
         return std::nullopt;
     }
@@ -61,7 +61,7 @@ std::optional<Shot> shot_of(const Octets &octets, std::uint64_t session) {
                        (static_cast<unsigned>(octets[KIND_AT + 2]) << BITS_OF_OCTET) |
                            octets[KIND_AT + 3]};
 
-    return std::ranges::equal(datagram_of(shot, session, HEADER_SIZE),
+    return std::ranges::equal(datagram_of(shot, token, HEADER_SIZE),
                               Octets(octets.begin(), octets.begin() + HEADER_SIZE))
                ? std::optional(shot)
                : std::nullopt;
@@ -93,7 +93,7 @@ void fire_at_groups(const VolleyPlan &plan, Volley &volley) {
 
     for (const int ttl : times_to_live(plan.wishes.multicast_ttl)) {
         const Shot shot = {Shot::Kind::GROUP, static_cast<unsigned>(ttl)};
-        const Octets octets = datagram_of(shot, plan.session, HEADER_SIZE);
+        const Octets octets = datagram_of(shot, plan.token, HEADER_SIZE);
 
         (void)(plan.family == Family::IPV4 ? sender.set(IPPROTO_IP, IP_MULTICAST_TTL, ttl)
                                            : sender.set(IPPROTO_IPV6, IPV6_MULTICAST_HOPS, ttl));
@@ -190,7 +190,7 @@ void Ear::take(const Place &place) {
         }
         const auto shot = static_cast<std::size_t>(size) < HEADER_SIZE
                               ? std::nullopt
-                              : shot_of(octets, plan_.session);
+                              : shot_of(octets, plan_.token);
 
         if (shot && (shot->kind == Shot::Kind::GROUP) == place.is_group) {
             shots_.insert(*shot);
@@ -206,7 +206,7 @@ Volley fire(const VolleyPlan &plan, const std::string &address, const std::set<u
     Volley volley;
     const auto fire_at = [&](unsigned port, const Shot &shot, std::size_t size) {
         // Whether the network loses it or this host refuses to send it: it does not arrive.
-        (void)send(sender, datagram_of(shot, plan.session, size), {plan.family, address, port},
+        (void)send(sender, datagram_of(shot, plan.token, size), {plan.family, address, port},
                    plan.family, 0);
         volley.shots.insert(shot);
     };

@@ -22,7 +22,7 @@ struct VolleyPlan {
     Family family;
     Wishes wishes;                     // of this end: its groups
     std::vector<Interface> interfaces; // for the groups
-    std::uint64_t session;             // by which its datagrams are told from all others
+    std::uint64_t token;               // by which its datagrams are told from all others
 };
 
 /**
