@@ -477,9 +477,14 @@ void say(const Talker &asker, const std::string &question, const std::string &re
     asker.say("ddspart-doctor 1 " + question + "\n" + records, THERE);
 }
 
+/** A record that makes a greeting long enough to be answered. */
+std::string padding() {
+    return "padding\t" + std::string(200, '-') + "\n";
+}
+
 /** Greets with the question of this number, and returns the session of the answer. */
 std::string greet(const Talker &asker, int number) {
-    say(asker, "hello 0 " + std::to_string(number), "padding\t" + std::string(200, '-') + "\n");
+    say(asker, "hello 0 " + std::to_string(number), padding());
     std::istringstream answer(asker.hear());
     std::string session;
 
@@ -508,8 +513,7 @@ TEST_F(DoctorOfTwoEnds, SayNoMoreThanTheyWereToldToWhomTheyDoNotKnow) {
     asker.say("ddspart-doctor 1 end 5f3a9c0012345678 7\npage\t0\n", THERE); // of another one
     asker.say("ddspart-doctor 1 hello 0\n" + std::string(200, 'x'), THERE); // malformed
     asker.say(std::string(2000, 'x'), THERE);                               // too long
-    const std::string greeting =
-        "ddspart-doctor 1 hello 0 8\npadding\t" + std::string(200, '-') + "\n";
+    const std::string greeting = "ddspart-doctor 1 hello 0 8\n" + padding();
 
     asker.say(greeting, THERE);
     const std::string answer = asker.hear(); // the only one
@@ -570,6 +574,33 @@ TEST_F(DoctorOfTwoEnds, AnnounceThemselvesRarely) {
 
     EXPECT_GE(count, 1);
     EXPECT_LE(count, 1 + duration / std::chrono::milliseconds(200));
+}
+
+TEST_F(DoctorOfTwoEnds, TakeNoAnswerForAQuestion) {
+    const Process other = serve();
+    const Talker asker(*here);
+
+    say(asker, "hello 5f3a9c0012345678 5", padding());
+    asker.say("ddspart-doctor 2 version 0 0\n" + padding(), THERE);
+    asker.say("ddspart-doctor 0 hello 0 7\n" + padding(), THERE);
+    EXPECT_EQ(asker.hear(), "ddspart-doctor 1 version 0 0\n"); // to the last one
+    say(asker, "hello 0 6", padding());
+    EXPECT_THAT(asker.hear(), HasSubstr(" 6\nsettings\t"));
+}
+
+TEST_F(DoctorOfTwoEnds, GoOnTalkingWhateverElseGreets) {
+    const Process other = serve();
+    const Talker asker(*here);
+    const std::string session = greet(asker, 5);
+
+    say(asker, "end " + session + " 6", "page\t0\n");
+    EXPECT_THAT(asker.hear(), HasSubstr(" 6\naddress\t192.0.2.2\n"));
+    const std::string later = greet(asker, 5000);
+
+    say(asker, "end " + session + " 7", "page\t0\n");
+    EXPECT_THAT(asker.hear(), HasSubstr(session + " 7\n"));
+    say(asker, "end " + later + " 7", "page\t0\n"); // until the other one asks something
+    EXPECT_THAT(asker.hear(), HasSubstr(later + " 7\naddress\t192.0.2.2\n"));
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <random>
 #include <string>
 #include <utility>
@@ -80,21 +81,25 @@ public:
         Reading reading = read_message(said.text);
 
         if (!reading.message) {
-            // Of another version; whoever asks should learn of it, and no more than he has said.
+            // Whoever asks should learn of the newer version, and no more than he has said. Two
+            // ends that both answered would do so for ever.
             const std::string ours = to_text({"version", 0, 0, {}});
 
-            return reading.version && reading.version != MESSAGE_VERSION &&
+            return reading.version && *reading.version < MESSAGE_VERSION &&
                            ours.size() <= said.text.size()
                        ? ours
                        : "";
         }
         const Message &question = *reading.message;
 
-        if (question.kind == "hello") {
-            return greet(question, said);
+        if (question.session == 0) {
+            return question.kind == "hello" ? greet(question, said) : "";
         }
         // Whoever knows the session has had an answer: his address is his.
-        if (question.session != session_ || session_ == 0) {
+        if (question.session == greeting_.session && greeting_.session != session_) {
+            begin();
+        }
+        if (question.session != session_) {
             return "";
         }
         last_question_ = Moment::clock::now();
@@ -103,8 +108,8 @@ public:
                 return ""; // it is asked again
             }
             number_ = question.number;
-            last_answer_ = to_text(
-                {question.kind, session_, number_, records_for(question, said.address, family)});
+            last_answer_ = to_text({question.kind, session_, question.number,
+                                    records_for(question, said.address, family)});
         }
         return last_answer_;
     }
@@ -124,16 +129,21 @@ private:
         own_.stop_announcing();
     }
 
+    /** The talk of the last greeting; until now anybody may have sent that by another's address. */
+    void begin() {
+        session_ = greeting_.session;
+        token_ = random_number();
+        number_.reset();
+        give_back();
+        own_.forget();
+    }
+
     std::string greet(const Message &question, const Said &said) {
-        if (question.number != greeting_number_) {
-            session_ = random_number();
-            token_ = random_number();
-            greeting_number_ = question.number;
-            give_back();
-            own_.forget();
+        if (greeting_.session == 0 || question.number != greeting_.number) {
+            greeting_ = {question.number, random_number()};
         }
         const std::string text =
-            to_text({"hello", session_, question.number, {settings_of(own_.wishes())}});
+            to_text({"hello", greeting_.session, question.number, {settings_of(own_.wishes())}});
 
         return text.size() <= said.text.size() ? text : ""; // nobody knows yet whose address it is
     }
@@ -259,8 +269,12 @@ private:
     std::uint64_t session_ = 0; // 0: none
     std::uint64_t token_ =
         0; // of the volleys; groups have it told to everybody, unlike the session
-    unsigned greeting_number_ = 0;
-    unsigned number_ = 0; // of the last question
+    struct Greeting {
+        unsigned number;
+        std::uint64_t session; // that its answer has named; 0: there was none
+    };
+    Greeting greeting_ = {0, 0};
+    std::optional<unsigned> number_; // of the last question
     std::string last_answer_;
     Moment last_question_;
     Moment next_announcement_; // not before
