@@ -93,11 +93,7 @@ const Sighting *announcement_of(const HeldPorts &row, const std::vector<Sighting
         return other.domain == row.domain &&
                (has_port(row, other.builtin_unicast_port) ||
                 has_port(row, other.user_unicast_port)) &&
-               !other.addresses.empty() &&
-               // One alone may be of another host as well, as those of bridges for containers are.
-               std::ranges::all_of(other.addresses, [&](const std::string &address) {
-                   return own_addresses.contains(address);
-               });
+               is_at(other, own_addresses);
     };
     const auto found = row.network.is_own ? std::ranges::find_if(heard, is_it) : heard.end();
 

@@ -180,3 +180,10 @@ Sighting sighting_of(const DDS_ParticipantBuiltinTopicData &data,
     other.has_addressed = data.has_addressed != DDS_BOOLEAN_FALSE;
     return other;
 }
+
+bool is_at(const Description &other, const std::set<std::string> &addresses) {
+    return !other.addresses.empty() &&
+           std::ranges::all_of(other.addresses, [&](const std::string &address) {
+               return addresses.contains(address);
+           });
+}

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -51,6 +52,12 @@ struct Sighting : Description {
 /** @param ports those of its domain. */
 Sighting sighting_of(const DDS_ParticipantBuiltinTopicData &data,
                      const DDS_RtpsWellKnownPorts_t &ports);
+
+/**
+ * Whether these are all the addresses that it announces, and not none. One alone may be of another
+ * host as well, as those of bridges for containers are.
+ */
+bool is_at(const Description &other, const std::set<std::string> &addresses);
 
 /** What has become of a participant. */
 struct Encounter {

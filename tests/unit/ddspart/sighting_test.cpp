@@ -121,6 +121,13 @@ TEST_F(Sightings, HaveEachAddressOnce) {
     EXPECT_THAT(sighting().addresses, ElementsAre("192.0.2.2", "198.51.100.2", "fd00::2"));
 }
 
+TEST_F(Sightings, AreAtAddressesThatContainAllOfTheirs) {
+    EXPECT_FALSE(is_at(sighting(), {"192.0.2.2"})); // nobody knows where
+    set(data_.default_unicast_locators, {udpv4("192.0.2.2", 7411), udpv4("172.17.0.1", 7411)});
+    EXPECT_TRUE(is_at(sighting(), {"172.17.0.1", "192.0.2.2", "127.0.0.1"}));
+    EXPECT_FALSE(is_at(sighting(), {"172.17.0.1", "192.0.2.3"}));
+}
+
 TEST_F(Sightings, PassOverLocatorsThatAreNone) {
     set(data_.metatraffic_unicast_locators, {{16, 7410, {}},
                                              udpv4("192.0.2.2", 0x80000000u),

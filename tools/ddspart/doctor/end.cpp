@@ -175,19 +175,14 @@ std::size_t OwnEnd::number_heard() {
 }
 
 void OwnEnd::find_residents(End &end, const std::set<std::string> &addresses_of_guests) const {
+    const std::set<std::string> own = host::interface_addresses();
     bool is_any_own = false;
 
     for (const Sighting &other : heard_) {
-        const auto has_one_of = [&](const std::set<std::string> &addresses) {
-            return std::ranges::any_of(other.addresses, [&](const std::string &address) {
-                return addresses.contains(address);
-            });
-        };
-        const bool is_own =
-            std::ranges::all_of(other.addresses, is_loopback) || has_one_of(end.addresses);
+        const bool is_own = is_at(other, own);
 
         is_any_own = is_any_own || is_own;
-        if ((is_own || has_one_of(addresses_of_guests)) &&
+        if ((is_own || is_at(other, addresses_of_guests)) &&
             end.residents.size() < RESIDENTS_HIGHEST) {
             end.residents.push_back(
                 {other.guid, name_of(other), other.metatraffic_unicast_locators});
