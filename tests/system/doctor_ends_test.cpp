@@ -20,6 +20,7 @@
 #include "discovery_network.h"
 #include "doctor_network.h"
 #include "network.h"
+#include "port_holder.h"
 #include "process.h"
 
 using discovery::Host;
@@ -30,6 +31,7 @@ using doctor::nft;
 using doctor::Texts;
 using testing::Contains;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -601,6 +603,31 @@ TEST_F(DoctorOfTwoEnds, GoOnTalkingWhateverElseGreets) {
     EXPECT_THAT(asker.hear(), HasSubstr(session + " 7\n"));
     say(asker, "end " + later + " 7", "page\t0\n"); // until the other one asks something
     EXPECT_THAT(asker.hear(), HasSubstr(later + " 7\naddress\t192.0.2.2\n"));
+}
+
+/** Holds ports on a host; is no participant. */
+PortHolder holder_on(const Host &host, const std::vector<std::uint16_t> &ports) {
+    const Host::Stay stay(host);
+
+    return {"program", ports};
+}
+
+TEST_F(DoctorOfTwoEnds, TellOfNoDomainThatOnlyPortsInARowSpeakFor) {
+    const PortHolder program = holder_on(*there, {7660, 7661});
+    const Process other = serve();
+    const Talker asker(*here);
+
+    say(asker, "end " + greet(asker, 5) + " 6", "page\t0\n");
+    EXPECT_THAT(asker.hear(), EndsWith(" 6\naddress\t192.0.2.2\nmulticast\n"));
+}
+
+TEST_F(DoctorOfTwoEnds, TellOfNoPortsThatTheKernelGivesToAnybody) {
+    const PortHolder program = holder_on(*there, {34910, 34911});
+    const Process other = serve({"--domain", "110"});
+    const Talker asker(*here);
+
+    say(asker, "end " + greet(asker, 5) + " 6", "page\t0\n");
+    EXPECT_THAT(asker.hear(), EndsWith(" 6\naddress\t192.0.2.2\nmulticast\n"));
 }
 
 } // namespace

@@ -198,10 +198,15 @@ void OwnEnd::find_residents(End &end, const std::set<std::string> &addresses_of_
 
 End OwnEnd::look() {
     std::set<std::string> addresses_of_guests;
-    std::vector<HeldPorts> own;
     End end;
 
     take_heard();
+    std::vector<HeldPorts> all = held();
+    std::vector<HeldPorts> own;
+
+    if (facts_.ephemeral) {
+        keep_telling(all, *facts_.ephemeral);
+    }
     for (const Interface &interface : facts_.interfaces) {
         for (const Address &address : interface.addresses) {
             if (!interface.is_loopback) {
@@ -209,7 +214,7 @@ End OwnEnd::look() {
             }
         }
     }
-    for (HeldPorts &each : held()) {
+    for (HeldPorts &each : all) {
         const bool is_of_domain = each.domain == wishes_.domain;
 
         if (!each.index || each.are_blocked()) {
@@ -222,7 +227,10 @@ End OwnEnd::look() {
                                           : std::set<std::string>());
             continue;
         }
-        end.domains.insert(each.domain);
+        // Two ports in a row may be anything, and nobody has been asked in the other domains.
+        if (is_of_domain || each.evidence > HeldPorts::Evidence::BOTH_UNICAST_PORTS) {
+            end.domains.insert(each.domain);
+        }
         if (is_of_domain) {
             own.push_back(std::move(each));
         }
