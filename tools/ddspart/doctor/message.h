@@ -18,7 +18,7 @@ constexpr std::size_t MESSAGE_SIZE_HIGHEST = 1200;
 /** As long as the first question is, and its answer at most: of an end that is not known yet. */
 constexpr std::size_t GREETING_SIZE = 256;
 
-/** The fields of a line. */
+/** The fields of a line; the first one is its name, which is never empty. */
 using Record = std::vector<std::string>;
 
 /** A question, or its answer. */
