@@ -630,4 +630,42 @@ TEST_F(DoctorOfTwoEnds, TellOfNoPortsThatTheKernelGivesToAnybody) {
     EXPECT_THAT(asker.hear(), EndsWith(" 6\naddress\t192.0.2.2\nmulticast\n"));
 }
 
+TEST_F(DoctorOfTwoEnds, SaysThatNoPortWasTried) {
+    const PortHolder program =
+        holder_on(*there, {7410, 7411, 7412, 7413, 7414, 7415, 7416, 7417, 7418, 7419});
+    const Process other = serve();
+
+    EXPECT_THAT(ask().output,
+                HasSubstr("Not looked at: whether ports of 192.0.2.2 are reached: none of the "
+                          "first participant indices is free there\n"));
+}
+
+/** Answers the greeting of the host that asks, and returns its next question. */
+std::string answer_greeting(const Talker &other) {
+    std::istringstream greeting(other.hear());
+    std::string number;
+    std::string question;
+
+    greeting >> number >> number >> number >> number >> number;
+    other.say("ddspart-doctor 1 hello 5f3a9c0012345678 " + number +
+                  "\nsettings\t0\t7400\t250\t2\t0\t10\t1\t11\n",
+              HERE);
+    do {
+        question = other.hear();
+    } while (question.find(" hello ") != std::string::npos);
+    return question;
+}
+
+TEST_F(DoctorOfTwoEnds, KeepWhatTheyHaveFoundWhenInterrupted) {
+    const Talker other(*there);
+    Process asker = here->ddspart({"doctor", "--for", "0", "--with", THERE});
+
+    EXPECT_THAT(answer_greeting(other), StartsWith("ddspart-doctor 1 receive 5f3a9c0012345678 "));
+    EXPECT_EQ(asker.stop(SIGINT).code, 0);
+    EXPECT_THAT(asker.output(), HasSubstr("Not looked at: the rest of the way to 192.0.2.2 and "
+                                          "back: 192.0.2.2 was not asked to the end: "
+                                          "interrupted\n"));
+    EXPECT_EQ(asker.errors(), "");
+}
+
 } // namespace

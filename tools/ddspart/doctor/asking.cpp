@@ -57,33 +57,38 @@ public:
 
         ends.name = own_.options().with;
         greet();
-        try_traffic(ends);
-        meet(ends, unseen);
+        try {
+            try_traffic(ends);
+            name_untried(ends, unseen);
+            look(ends);
+            Ends met = ends; // half a meeting would tell of participants that do not hear others
+
+            meet(met, unseen);
+            ends = std::move(met);
+        } catch (const NoTalk &error) {
+            unseen.push_back("the rest of the way to " + name() + " and back: " + error.what());
+        }
         return ends;
     }
 
 private:
-    /** The answer; asks again as long as there is none. Throws NoTalk. */
+    /** The answer; asks once, and again until @p end as long as there is none. Throws NoTalk. */
     Message ask(const std::string &kind, const std::vector<Record> &records, Moment end) {
         const Message question = {kind, session_, ++number_, records};
         const std::string text = kind == "hello" ? to_greeting(question) : to_text(question);
         const unsigned port = own_.options().control_port;
 
-        while (!is_over(end)) {
+        do {
             const Moment again = Moment::clock::now() + TIME_TO_ANSWER;
 
             control_.say(text, address_, port);
-            while (Moment::clock::now() < again && !is_over(end)) {
+            while (Moment::clock::now() < again && !is_interrupted()) {
                 control_.wait(SHORTLY);
-                while (const auto said = control_.hear()) {
-                    if (said->address == address_ && said->port == port) {
-                        if (auto answer = answer_in(said->text, question)) {
-                            return std::move(*answer);
-                        }
-                    }
+                if (auto answer = hear_answer(question, port)) {
+                    return std::move(*answer);
                 }
             }
-        }
+        } while (!is_over(end));
         if (is_interrupted()) {
             throw NoTalk(name() + " was not asked to the end: interrupted");
         }
@@ -92,6 +97,25 @@ private:
                                             source_towards(family_, address_) +
                                             " of this host, and let that port through both ways"
                                       : " any more"));
+    }
+
+    /** The answer, if it is among what waits; others may send more than anybody can read. */
+    std::optional<Message> hear_answer(const Message &question, unsigned port) const {
+        constexpr int MOST_IN_A_TURN = 64;
+
+        for (int i = 0; i < MOST_IN_A_TURN; ++i) {
+            const auto said = control_.hear();
+
+            if (!said) {
+                break;
+            }
+            if (said->address == address_ && said->port == port) {
+                if (auto answer = answer_in(said->text, question)) {
+                    return answer;
+                }
+            }
+        }
+        return std::nullopt;
     }
 
     std::optional<Message> answer_in(const std::string &text, const Message &question) const {
@@ -149,8 +173,6 @@ private:
         }
         Ear ear(own_.volley_plan(family_, way_back(token)), ports);
 
-        ends.in.ports = ear.ports();
-        ends.in.has_group = ear.has_group();
         for (int i = 0; i < TRIES && (i == 0 || is_any_missing(ends)); ++i) {
             send_there(own_.volley_plan(family_, token), ends.out);
             have_sent_here(ear, ends.in);
@@ -179,8 +201,10 @@ private:
         return is_missing(ends.out) || is_missing(ends.in);
     }
 
-    void send_there(const VolleyPlan &plan, Direction &out) {
+    /** Notes nothing before all is known: what was sent and not asked for would be lost. */
+    void send_there(const VolleyPlan &plan, Direction &known) {
         const Message ready = ask("receive", {}, end_);
+        Direction out = known;
 
         for (const Record &record : ready.records) {
             if (const auto shot = to_shot(record)) {
@@ -202,6 +226,7 @@ private:
         if (const auto source = received.find("source"); source && !source->empty()) {
             out.seen_source = source->front();
         }
+        known = std::move(out);
     }
 
     void have_sent_here(Ear &ear, Direction &in) {
@@ -222,14 +247,22 @@ private:
         }
         control_.wait(SHORTLY); // they were sent before the answer, and are there or on the way
         ear.listen();
+        in.ports = ear.ports();
+        in.has_group = ear.has_group();
         in.arrived = ear.shots();
         in.seen_source = ear.source();
     }
 
+    /** Takes what both ends know now. */
+    void look(Ends &ends) {
+        End there = ask_for_end();
+
+        ends.here = own_.look();
+        ends.there = std::move(there);
+    }
+
     /** Has both ends announce themselves where the other one has participants. */
     void meet(Ends &ends, std::vector<std::string> &unseen) {
-        ends.here = own_.look();
-        ends.there = ask_for_end();
         std::vector<std::string> places;
         std::vector<Record> ports;
 
@@ -244,8 +277,7 @@ private:
             return own_.number_heard() >=
                    ends.here.discovery_ports.size() + ends.there.discovery_ports.size();
         });
-        ends.here = own_.look();
-        ends.there = ask_for_end();
+        look(ends);
         const std::vector<std::string> missed_here = missed(ends.there, ends.here);
         const std::vector<std::string> missed_there = missed(ends.here, ends.there);
 
@@ -258,8 +290,7 @@ private:
             }
             announce(missed_here, records, ends);
             wait_until([&] {
-                ends.here = own_.look();
-                ends.there = ask_for_end();
+                look(ends);
                 return missed(ends.there, ends.here).empty() &&
                        missed(ends.here, ends.there).empty();
             });
@@ -268,6 +299,20 @@ private:
         if (!ends.here.is_whole || !ends.there.is_whole) {
             unseen.emplace_back("which participants each end has heard: there are too many");
         }
+    }
+
+    /** The directions in which nothing was sent. */
+    static void name_untried(const Ends &ends, std::vector<std::string> &unseen) {
+        const auto name_it = [&](const Direction &direction, const std::string &host) {
+            if (direction.ports.empty()) {
+                unseen.push_back("whether ports of " + host +
+                                 " are reached: none of the first participant indices is free "
+                                 "there");
+            }
+        };
+
+        name_it(ends.out, ends.name);
+        name_it(ends.in, "this host");
     }
 
     void announce(std::vector<std::string> places, std::vector<Record> records, Ends &ends) {

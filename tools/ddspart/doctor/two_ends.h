@@ -23,7 +23,8 @@ public:
 /**
  * Asks the host that --with names, tries with it what goes which way, and has both ends ask each
  * other's participants, which takes a second at most where all is well. What there was no time for
- * before @p end is named in @p unseen. Throws NoTalk.
+ * before @p end, or could not be tried, is named in @p unseen. Throws NoTalk when the host does not
+ * answer at all, or not as one to talk with.
  */
 Ends ask_other_end(const DoctorOptions &options, const Wishes &wishes, const Facts &facts,
                    Moment end, std::vector<std::string> &unseen);
