@@ -20,7 +20,7 @@ struct Subject {
 
     /** "guid:01020304.05060708.090a0b0c", "name:talker", "process:812@host"; false: none of these.
      */
-    bool read(std::string_view text);
+    bool read(std::string_view from);
     /** By which names are told apart before they are looked at. */
     static std::size_t hash_of(std::string_view name);
 

@@ -375,6 +375,7 @@ private:
     static std::string ambiguity(const Subject &subject, const std::vector<Sighting> &found) {
         std::vector<std::string> guids;
 
+        guids.reserve(found.size());
         for (const Sighting &one : found) {
             guids.push_back(one.guid + " in domain " + std::to_string(one.domain));
         }

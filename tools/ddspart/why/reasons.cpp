@@ -65,6 +65,7 @@ std::string names_of(const std::vector<Witness> &witnesses) {
     constexpr std::size_t NAMED = 3;
     std::vector<std::string> names;
 
+    names.reserve(witnesses.size());
     for (const Witness &witness : witnesses) {
         names.push_back(witness.by.name.value_or(witness.by.process.value_or(witness.by.guid)));
     }
