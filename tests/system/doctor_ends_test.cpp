@@ -668,4 +668,41 @@ TEST_F(DoctorOfTwoEnds, KeepWhatTheyHaveFoundWhenInterrupted) {
     EXPECT_EQ(asker.errors(), "");
 }
 
+/** What an end without free ports answers; what is for the group has arrived or has not. */
+std::string answer_to(const std::string &kind, bool has_arrived) {
+    if (kind == "receive") {
+        return "token\t1\ngroup\n";
+    }
+    if (kind == "received") {
+        return has_arrived ? "ttl\t1\nttl\t2\nttl\t4\nttl\t8\nttl\t16\nttl\t32\n" : "";
+    }
+    return kind == "end" ? "multicast\n" : "done\n";
+}
+
+TEST_F(DoctorOfTwoEnds, WaitForWhatAccessPointsKeepForGroups) {
+    constexpr int TRIES = 3;
+    const Talker other(*there);
+    Process asker = here->ddspart({"doctor", "--for", "0", "--with", THERE});
+    std::string kind;
+    int count = 0;
+    bool has_announced = false;
+
+    for (std::string text = answer_greeting(other);; text = other.hear()) {
+        std::istringstream question(text);
+        std::string word;
+        std::string number;
+
+        ASSERT_TRUE(question >> word >> word >> kind >> word >> number) << text;
+        count += kind == "received" ? 1 : 0;
+        has_announced = has_announced || kind == "announce";
+        other.say("ddspart-doctor 1 " + kind + " 5f3a9c0012345678 " + number + "\n" +
+                      answer_to(kind, count > TRIES),
+                  HERE);
+        if (has_announced && kind == "end") {
+            break;
+        }
+    }
+    EXPECT_EQ(asker.wait().code, 0) << asker.output();
+}
+
 } // namespace

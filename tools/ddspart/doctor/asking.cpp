@@ -23,6 +23,8 @@ namespace {
 constexpr std::chrono::milliseconds TIME_TO_ANSWER(100); // then it is asked again
 constexpr std::chrono::milliseconds TIME_TO_GREET(1000);
 constexpr std::chrono::milliseconds TIME_TO_MEET(400);
+/** Access points keep what is for groups until all who sleep listen. */
+constexpr std::chrono::milliseconds TIME_FOR_GROUPS(300);
 constexpr std::chrono::milliseconds SHORTLY(20);
 constexpr std::size_t PLACES_HIGHEST = 24;
 
@@ -177,6 +179,13 @@ private:
             send_there(own_.volley_plan(family_, token), ends.out);
             have_sent_here(ear, ends.in);
         }
+        if (is_any_missing(ends) && !is_any_missing(ends, {Shot::Kind::PORT, Shot::Kind::LARGE})) {
+            wait_until(TIME_FOR_GROUPS, [&] {
+                ask_what_arrived(ends.out);
+                listen(ear, ends.in);
+                return !is_any_missing(ends);
+            });
+        }
     }
 
     std::uint64_t ask_for_token() {
@@ -190,10 +199,12 @@ private:
         return *token;
     }
 
-    static bool is_any_missing(const Ends &ends) {
-        const auto is_missing = [](const Direction &direction) {
+    static bool is_any_missing(const Ends &ends,
+                               const std::set<Shot::Kind> &kinds = {
+                                   Shot::Kind::PORT, Shot::Kind::LARGE, Shot::Kind::GROUP}) {
+        const auto is_missing = [&](const Direction &direction) {
             return std::ranges::any_of(direction.sent, [&](const Shot &shot) {
-                return !direction.arrived.contains(shot) &&
+                return kinds.contains(shot.kind) && !direction.arrived.contains(shot) &&
                        (shot.kind != Shot::Kind::GROUP || direction.has_group);
             });
         };
@@ -216,6 +227,11 @@ private:
 
         out.sent.insert(volley.shots.begin(), volley.shots.end());
         out.source = volley.source;
+        ask_what_arrived(out);
+        known = std::move(out);
+    }
+
+    void ask_what_arrived(Direction &out) {
         const Message received = ask("received", {}, end_);
 
         for (const Record &record : received.records) {
@@ -226,7 +242,6 @@ private:
         if (const auto source = received.find("source"); source && !source->empty()) {
             out.seen_source = source->front();
         }
-        known = std::move(out);
     }
 
     void have_sent_here(Ear &ear, Direction &in) {
@@ -246,9 +261,13 @@ private:
             in.source = source->front();
         }
         control_.wait(SHORTLY); // they were sent before the answer, and are there or on the way
-        ear.listen();
         in.ports = ear.ports();
         in.has_group = ear.has_group();
+        listen(ear, in);
+    }
+
+    static void listen(Ear &ear, Direction &in) {
+        ear.listen();
         in.arrived = ear.shots();
         in.seen_source = ear.source();
     }
@@ -273,7 +292,7 @@ private:
             ports.push_back({"port", std::to_string(port)});
         }
         announce(places, ports, ends);
-        wait_until([&] {
+        wait_until(TIME_TO_MEET, [&] {
             return own_.number_heard() >=
                    ends.here.discovery_ports.size() + ends.there.discovery_ports.size();
         });
@@ -289,7 +308,7 @@ private:
                 records.push_back({"place", place});
             }
             announce(missed_here, records, ends);
-            wait_until([&] {
+            wait_until(TIME_TO_MEET, [&] {
                 look(ends);
                 return missed(ends.there, ends.here).empty() &&
                        missed(ends.here, ends.there).empty();
@@ -346,8 +365,8 @@ private:
     }
 
     template <class Condition>
-    void wait_until(Condition condition) const {
-        const Moment end = std::min(end_, Moment::clock::now() + TIME_TO_MEET);
+    void wait_until(std::chrono::milliseconds most_time, Condition condition) const {
+        const Moment end = std::min(end_, Moment::clock::now() + most_time);
 
         while (!is_over(end) && !condition()) {
             control_.wait(SHORTLY);
