@@ -348,6 +348,17 @@ void add_two_ends(CLI::App &app, DoctorOptions &options) {
     });
 }
 
+/** What a participant would have, of which a command says how it would fare. */
+template <class Options>
+void add_wishes(CommandLine &line, CLI::App &command, Options &options) {
+    add_port_settings(command, options);
+    add_transports(line, command, options.transports);
+    add_interfaces(command, options.interfaces);
+    add_peers(command, options.peers);
+    add_multicast(command, options);
+    add_properties(command, options.properties);
+}
+
 CLI::App *add_doctor(CommandLine &line) {
     DoctorOptions &options = line.doctor;
     CLI::App *const command = line.app.add_subcommand(
@@ -355,12 +366,7 @@ CLI::App *add_doctor(CommandLine &line) {
 
     command->footer("Example: why does a participant of domain 7 not find the one on host beta\n"
                     "  ddspart doctor --domain 7 --peer beta");
-    add_port_settings(*command, options);
-    add_transports(line, *command, options.transports);
-    add_interfaces(*command, options.interfaces);
-    add_peers(*command, options.peers);
-    add_multicast(*command, options);
-    add_properties(*command, options.properties);
+    add_wishes(line, *command, options);
     add_duration(*command,
                  "how long to listen to the domain, after all else; unless given, until 2.5 have "
                  "passed since the start",
@@ -389,12 +395,7 @@ CLI::App *add_why(CommandLine &line) {
         ->required();
     command->add_option("B", options.second,
                         "the other one; unless given, a participant that has the options");
-    add_port_settings(*command, options);
-    add_transports(line, *command, options.transports);
-    add_interfaces(*command, options.interfaces);
-    add_peers(*command, options.peers);
-    add_multicast(*command, options);
-    add_properties(*command, options.properties);
+    add_wishes(line, *command, options);
     add_duration(*command,
                  "how long to listen for those that are not heard at once; 2 unless given",
                  options.duration);

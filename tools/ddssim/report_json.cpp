@@ -148,7 +148,7 @@ const std::vector<JsonField> &json_fields() {
          "its wire to the switch: packets, octets_in, and octets_out that were not "
          "lost"},
         {"host", "down", "the same from the switch"},
-        {"summary", "seed", "the seed"},
+        {"summary", "seed", "the number that --seed gave, from which all luck was drawn"},
         {"summary", "seconds", "how much was simulated"},
         {"summary", "is_over", "false when it was ended before its time"},
         {"summary", "participants", "how many there are in the end"},
