@@ -368,8 +368,8 @@ CLI::App *add_doctor(CommandLine &line) {
                     "  ddspart doctor --domain 7 --peer beta");
     add_wishes(line, *command, options);
     add_duration(*command,
-                 "how long to listen to the domain, after all else; unless given, until 2.5 have "
-                 "passed since the start",
+                 "how long to listen to the domain, after all else; unless given, until 2.5 "
+                 "seconds have passed since the start",
                  options.duration);
     add_two_ends(*command, options);
     add_json(*command, options.json);

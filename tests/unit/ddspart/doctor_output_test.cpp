@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
 // What ddspart doctor prints, and its table of checks.
-#include <fstream>
-#include <iterator>
 #include <set>
 
 #include <gmock/gmock.h>
@@ -10,6 +8,7 @@
 #include "doctor/checks.h"
 #include "manual.h"
 #include "output.h"
+#include "readme.h"
 
 using nlohmann::json;
 using testing::HasSubstr;
@@ -84,6 +83,10 @@ TEST(DoctorChecks, HaveDifferentWordsAsIds) {
     }
 }
 
+TEST(DoctorManual, SaysInSecondsHowLongItListens) {
+    EXPECT_THAT(manual_page("doctor"), HasSubstr("until 2.5 seconds have passed"));
+}
+
 TEST(DoctorChecks, AreInTheManualPage) {
     const std::string page = manual_page("doctor");
 
@@ -93,13 +96,7 @@ TEST(DoctorChecks, AreInTheManualPage) {
 }
 
 TEST(DoctorChecks, AreInTheReadmeWithTheirMeaning) {
-    std::ifstream file(NUVDDS_SOURCE_DIR "/README.md");
-    const std::string readme{std::istreambuf_iterator<char>(file), {}};
-
-    for (const Check &check : checks()) {
-        EXPECT_THAT(readme,
-                    HasSubstr("| `" + std::string(check.id) + "` | " + check.meaning + " |"));
-    }
+    expect_in_readme(checks());
 }
 
 } // namespace

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // Who is named to ddspart why, what others answer, and what follows from it.
-#include <fstream>
-#include <iterator>
-
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
 #include "manual.h"
 #include "output.h"
+#include "readme.h"
 #include "why/reasons.h"
 
 using nlohmann::json;
@@ -294,13 +292,7 @@ TEST(WhyOutput, IsOneObjectForPrograms) {
 }
 
 TEST(WhyChecks, AreInTheReadmeWithTheirMeaning) {
-    std::ifstream file(NUVDDS_SOURCE_DIR "/README.md");
-    const std::string readme{std::istreambuf_iterator<char>(file), {}};
-
-    for (const Check &check : checks()) {
-        EXPECT_THAT(readme,
-                    HasSubstr("| `" + std::string(check.id) + "` | " + check.meaning + " |"));
-    }
+    expect_in_readme(checks());
 }
 
 } // namespace
