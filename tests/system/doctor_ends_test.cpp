@@ -5,7 +5,6 @@
 #include <csignal>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -47,17 +46,9 @@ Texts joined(Texts left, const Texts &right) {
     return left;
 }
 
-/** Two hosts on a wire. One of them asks, the other one answers. */
-class DoctorOfTwoEnds : public discovery::WireTest {
+/** One host asks, the other one answers. */
+class DoctorOfTwoEnds : public doctor::TwoHostsTest {
 protected:
-    void SetUp() override {
-        discovery::WireTest::SetUp();
-        if (!IsSkipped()) {
-            here = std::make_unique<Host>("here", Texts{"192.0.2.1/24"});
-            there = std::make_unique<Host>("there", Texts{"192.0.2.2/24"});
-        }
-    }
-
     Process serve(const Texts &options = {}) const {
         Process process = there->ddspart(joined({"doctor", "--serve", HERE}, options));
 
@@ -92,9 +83,6 @@ protected:
     static bool let_through() {
         return nft("delete table bridge wall");
     }
-
-    std::unique_ptr<Host> here;
-    std::unique_ptr<Host> there;
 };
 
 TEST_F(DoctorOfTwoEnds, FindsNothingWhereAllArrives) {
@@ -177,21 +165,50 @@ TEST_F(DoctorOfTwoEnds, SaysThatThisHostLetsNothingOut) {
             GTEST_SKIP() << "needs nft";
         }
     }
-    EXPECT_THAT(found(), ElementsAre("unicast-lost"));
+    const Process other = serve();
+
+    EXPECT_THAT(ask().ids(), ElementsAre("unicast-lost"));
+    {
+        const Host::Stay stay(*here);
+
+        ASSERT_TRUE(nft("delete table ip wall"));
+    }
+    EXPECT_THAT(ask().ids(), IsEmpty());
+}
+
+TEST_F(DoctorOfTwoEnds, SaysThatNothingComesBackUntilTheRulesThatItNamesAreThere) {
+    const Host::Stay stay(*here);
+
+    if (!nft("add table inet filter; add chain inet filter input { type filter hook input "
+             "priority 0; policy drop; }; add rule inet filter input iif lo accept; add rule inet "
+             "filter input udp dport 7399 accept; add rule inet filter input ip daddr 239.255.0.1 "
+             "accept")) {
+        GTEST_SKIP() << "needs nft";
+    }
+    const Process other = serve();
+    const Diagnosis diagnosis = ask();
+
+    EXPECT_THAT(diagnosis.ids(), ElementsAre("unicast-lost"));
+    EXPECT_THAT(diagnosis.output,
+                StartsWith("unicast-lost: What 192.0.2.2 sends to UDP port 7410-7419 of this host "
+                           "does not arrive, while what this host sends there arrives: one way "
+                           "only. Let UDP to these ports into this host and out of 192.0.2.2, "));
+    EXPECT_THAT(diagnosis.output, HasSubstr("(ddspart ports --domain 0 --nft prints rules"));
+    ASSERT_TRUE(nft(doctor::said_by(ddspart({"ports", "--domain", "0", "--nft"})).output));
+    EXPECT_THAT(ask().ids(), IsEmpty());
 }
 
 TEST_F(DoctorOfTwoEnds, SaysThatPortsAreReachedNeitherWay) {
     if (!drop("ip daddr 192.0.2.0/24 udp dport 7400-7500")) {
         GTEST_SKIP() << "needs nft";
     }
-    const Diagnosis diagnosis = [&] {
-        const Process other = serve();
-
-        return ask();
-    }();
+    const Process other = serve();
+    const Diagnosis diagnosis = ask();
 
     EXPECT_THAT(diagnosis.ids(), ElementsAre("unicast-lost", "unicast-lost"));
     EXPECT_THAT(diagnosis.output, HasSubstr("neither does what is sent the other way"));
+    ASSERT_TRUE(let_through());
+    EXPECT_THAT(ask().ids(), IsEmpty());
 }
 
 TEST_F(DoctorOfTwoEnds, SaysWhichWayMulticastDoesNotArrive) {
@@ -325,12 +342,17 @@ TEST_F(DoctorOfTwoEnds, NamesAParticipantThatAnnouncesAnAddressWhichBothHostsHav
 
         add_interface("guests", {"172.17.0.1/16"});
     }
-    const Neighbour lonely(*there, using_interface("guests"));
-    const Process other = serve();
-    const Diagnosis diagnosis = ask();
+    {
+        const Neighbour lonely(*there, using_interface("guests"));
+        const Process other = serve();
+        const Diagnosis diagnosis = ask();
 
-    EXPECT_THAT(diagnosis.ids(), ElementsAre("participant-out-of-reach"));
-    EXPECT_THAT(diagnosis.output, HasSubstr("are addresses that this host has itself"));
+        EXPECT_THAT(diagnosis.ids(), ElementsAre("participant-out-of-reach"));
+        EXPECT_THAT(diagnosis.output, HasSubstr("are addresses that this host has itself"));
+    }
+    const Neighbour found_by_all(*there, using_interface("net0"));
+
+    EXPECT_THAT(found(), IsEmpty());
 }
 
 TEST_F(DoctorOfTwoEnds, NamesAParticipantOfThisHostThatTheOtherOneDoesNotReach) {

@@ -68,6 +68,14 @@ bool nft(const std::string &commands) {
     return Process({"nft", commands}).wait().code == 0;
 }
 
+void TwoHostsTest::SetUp() {
+    WireTest::SetUp();
+    if (!IsSkipped()) {
+        here = std::make_unique<discovery::Host>("here", Texts{"192.0.2.1/24"});
+        there = std::make_unique<discovery::Host>("there", Texts{"192.0.2.2/24"});
+    }
+}
+
 Wiretap::Wiretap(const std::string &interface)
     : socket_(socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, htons(ETH_P_IP))) {
     sockaddr_ll name{};

@@ -2,10 +2,12 @@
 // Networks with faults, and what ddspart doctor says of them.
 #pragma once
 
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "discovery_network.h"
 #include "process.h"
 
 namespace doctor {
@@ -36,6 +38,15 @@ bool set(const std::string &name, const std::string &value);
 
 /** What the program does with commands; false where it is not there or cannot. */
 bool nft(const std::string &commands);
+
+/** Two hosts on a wire; the doctor is on the first, at 192.0.2.1, the other one is at 192.0.2.2. */
+class TwoHostsTest : public discovery::WireTest {
+protected:
+    void SetUp() override;
+
+    std::unique_ptr<discovery::Host> here;
+    std::unique_ptr<discovery::Host> there;
+};
 
 /** Hears what arrives at an interface, from when it is made. */
 class Wiretap {

@@ -5,7 +5,6 @@
 #include <csignal>
 #include <fstream>
 #include <iterator>
-#include <memory>
 #include <string>
 #include <utility>
 
@@ -393,17 +392,8 @@ TEST_F(Doctor, NeedsNoRights) {
     EXPECT_EQ(process.output(), "Well: interfaces, multicast, firewall, ports, peers\n");
 }
 
-/** Three hosts on a wire; the doctor is on the first. */
-class DoctorOfADomain : public discovery::WireTest {
+class DoctorOfADomain : public doctor::TwoHostsTest {
 protected:
-    void SetUp() override {
-        discovery::WireTest::SetUp();
-        if (!IsSkipped()) {
-            here = std::make_unique<Host>("here", Texts{"192.0.2.1/24"});
-            there = std::make_unique<Host>("there", Texts{"192.0.2.2/24"});
-        }
-    }
-
     Texts found_here(const Texts &options) const {
         const Host::Stay stay(*here);
         Texts all = {"--for", "0.3"};
@@ -411,9 +401,6 @@ protected:
         all.insert(all.end(), options.begin(), options.end());
         return found(all);
     }
-
-    std::unique_ptr<Host> here;
-    std::unique_ptr<Host> there;
 };
 
 TEST_F(DoctorOfADomain, FindsNothingWhereParticipantsFindEachOther) {
