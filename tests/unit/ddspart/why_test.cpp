@@ -10,7 +10,10 @@
 
 using nlohmann::json;
 using testing::AllOf;
+using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
 
 namespace why {
 
@@ -207,6 +210,221 @@ TEST(WhyReason, IsTheFirstThatHolds) {
     EXPECT_EQ(id_of(all), "not-announced");
     all.second->knocks = {{"udpv4://192.0.2.3:7410", Knock::Outcome::REFUSED, 0}};
     EXPECT_EQ(id_of(all), "killed");
+}
+
+/** Of a party that is heard nothing is said but what it does and has. */
+TEST(WhyReason, IsNoneForWhatIsTrueOfOneThatIsHeard) {
+    Facts heard = facts();
+
+    heard.first.subject = to_subject("812");
+    heard.taken = "index 0 tried; 7410 is held by process 9 (camera)";
+    heard.first.witnesses = {{other("lidar"), *heard.second->says}};
+    heard.rules = {{"chain input of table inet filter", "udp dport 7400 drop"}};
+    EXPECT_EQ(id_of(heard), ""); // its process is not to be found from here
+    heard.first.process = host::HostProcess{812, "talker", 0, ""};
+    EXPECT_EQ(id_of(heard), "");
+    heard.first.held = {HeldPorts{}};
+    EXPECT_EQ(id_of(heard), "");
+}
+
+Facts facts_of_a_process() {
+    Facts facts = why::facts();
+
+    facts.first = {};
+    facts.first.subject = to_subject("812");
+    facts.first.process = host::HostProcess{812, "talker", 0, ""};
+    return facts;
+}
+
+TEST(WhyReason, IsNoLackOfPortsOfOneThatHasSome) {
+    Facts silent = facts_of_a_process();
+
+    silent.first.held = {HeldPorts{}};
+    silent.first.held[0].network.is_own = true;
+    EXPECT_EQ(id_of(silent), "not-announced");
+    silent.taken = "index 0 tried; 7410 is held by process 9 (camera)";
+    EXPECT_EQ(id_of(silent), "not-announced");
+}
+
+TEST(WhyReason, IsNoLackOfPortsOfOneThatIsNoProcess) {
+    Facts nobody = facts();
+
+    nobody.first = {};
+    nobody.first.subject = to_subject("radar");
+    nobody.taken = "index 0 tried; 7410 is held by process 9 (camera)";
+    EXPECT_EQ(id_of(nobody), "not-seen");
+}
+
+TEST(WhyReason, IsNoDeathOfAProcessThatIsThere) {
+    Facts silent = facts_of_a_process();
+
+    silent.first.held = {HeldPorts{}};
+    silent.first.held[0].network.is_own = true;
+    silent.first.witnesses = {{other("lidar"), *silent.second->says}};
+    EXPECT_EQ(id_of(silent), "not-announced");
+}
+
+TEST(WhyReason, OfOneInAnotherNetworkNamesIt) {
+    Facts apart = facts_of_a_process();
+
+    apart.first.held = {HeldPorts{}};
+    apart.first.held[0].network.name = "blue";
+    const Verdict there = judge(apart);
+
+    EXPECT_THAT(there.reason->cause, HasSubstr(" in the network blue,"));
+    EXPECT_THAT(there.reason->remedy, HasSubstr("Connect that network with this one"));
+    apart.first.held[0].network.is_own = true;
+    const Verdict here = judge(apart);
+
+    EXPECT_THAT(here.reason->cause, Not(HasSubstr("in the network ")));
+    EXPECT_THAT(here.reason->remedy, HasSubstr("Look whether it may announce itself"));
+}
+
+TEST(WhyReason, OfOneThatOnlyOthersKnowSaysWhetherItCanBeSentTo) {
+    Facts far = facts();
+
+    far.first = {};
+    far.first.subject = to_subject("radar");
+    far.first.witnesses = {{other("lidar"), *far.second->says}};
+    far.first.knocks = {{"udpv4://192.0.2.2:7410", Knock::Outcome::SILENT, 0}};
+    EXPECT_THAT(judge(far).reason->cause,
+                HasSubstr("it does not answer at udpv4://192.0.2.2:7410."));
+    far.first.knocks[0] = {"udpv4://192.0.2.2:7410", Knock::Outcome::NOT_SENT, ENETUNREACH};
+    EXPECT_EQ(id_of(far), "not-answering");
+    EXPECT_THAT(
+        judge(far).reason->cause,
+        HasSubstr("nothing can be sent to udpv4://192.0.2.2:7410 (Network is unreachable)"));
+}
+
+TEST(WhyReason, OfOneAloneIsADomainThatIsNotThatOfTheOptions) {
+    Facts alone = facts();
+
+    alone.second.reset();
+    alone.settings.domain = 7;
+    EXPECT_EQ(id_of(alone), "other-domain");
+    alone.first.heard->domain = 7;
+    EXPECT_EQ(id_of(alone), "");
+}
+
+TEST(WhyReason, IsNoTagThatBothHave) {
+    Facts tagged = facts();
+
+    tagged.first.heard->domain_tag = tagged.second->heard->domain_tag = "night";
+    EXPECT_EQ(id_of(tagged), "");
+    tagged.second->heard->domain_tag = "day";
+    EXPECT_EQ(id_of(tagged), "other-tag");
+}
+
+TEST(WhyReason, IsNoEmptyTagBesideNone) {
+    Facts plain = facts();
+
+    plain.first.heard->domain_tag = "";
+    EXPECT_EQ(id_of(plain), "");
+}
+
+/** One that is heard, and to which this was tried. */
+Facts one_tried_by(const std::vector<Knock> &knocks) {
+    Facts facts = why::facts();
+
+    facts.first.heard->has_addressed = false;
+    facts.first.knocks = knocks;
+    return facts;
+}
+
+TEST(WhyReason, IsAnAddressThatNothingCanBeSentToOnlyIfAllOfThemAre) {
+    const Knock unsent = {"udpv4://192.0.2.2:7410", Knock::Outcome::NOT_SENT, ENETUNREACH};
+    const Knock silent = {"udpv4://198.51.100.2:7410", Knock::Outcome::SILENT, 0};
+    const Knock refused = {"udpv4://198.51.100.2:7410", Knock::Outcome::REFUSED, 0};
+
+    EXPECT_EQ(id_of(one_tried_by({unsent})), "unreachable-address");
+    EXPECT_EQ(id_of(one_tried_by({unsent, silent})), "one-way");
+    EXPECT_EQ(id_of(one_tried_by({unsent, refused})), "one-way");
+    EXPECT_EQ(id_of(one_tried_by({})), "one-way");
+}
+
+TEST(WhyReason, IsNoAddressOfOneThatAnswersByAnother) {
+    Facts answered =
+        one_tried_by({{"udpv4://192.0.2.2:7410", Knock::Outcome::NOT_SENT, ENETUNREACH}});
+
+    answered.first.heard->has_addressed = true;
+    EXPECT_EQ(id_of(answered), "");
+}
+
+TEST(WhyReason, OfOneThatIgnoresTheOtherSaysWhomItIgnores) {
+    Facts apart = facts();
+
+    apart.first.says->state = Reply::State::IGNORED;
+    EXPECT_THAT(judge(apart).reason->cause,
+                StartsWith("radar (812 on alpha) says that it ignores camera (812 on alpha): "));
+    std::swap(apart.first.says, apart.second->says);
+    EXPECT_THAT(judge(apart).reason->cause,
+                StartsWith("camera (812 on alpha) says that it ignores radar (812 on alpha): "));
+}
+
+TEST(WhyReason, OfOneWaySaysWhoDoesNotHearWhom) {
+    Facts deaf = facts();
+
+    deaf.second->says->state = Reply::State::UNKNOWN;
+    EXPECT_EQ(judge(deaf).reason->cause,
+              "radar (812 on alpha) says that it knows camera (812 on alpha), and camera (812 on "
+              "alpha) that it does not know radar (812 on alpha): what the one sends arrives, what "
+              "the other sends does not.");
+    std::swap(deaf.first.says, deaf.second->says);
+    EXPECT_THAT(judge(deaf).reason->cause,
+                StartsWith("camera (812 on alpha) says that it knows radar (812 on alpha), "));
+}
+
+TEST(WhyReason, OfOneWaySaysWhetherAnybodyReceivesThere) {
+    constexpr const char *PLACE = "udpv4://192.0.2.2:7410";
+
+    EXPECT_THAT(judge(one_tried_by({{PLACE, Knock::Outcome::REFUSED, 0}})).reason->cause,
+                HasSubstr("nobody receives at udpv4://192.0.2.2:7410."));
+    EXPECT_THAT(judge(one_tried_by({{PLACE, Knock::Outcome::SILENT, 0}})).reason->cause,
+                HasSubstr("what is sent to it at udpv4://192.0.2.2:7410 does not arrive"));
+}
+
+TEST(WhyReason, OfOneWayConsidersOtherMakers) {
+    Facts foreign = one_tried_by({});
+
+    EXPECT_THAT(judge(foreign).reason->cause, Not(HasSubstr("other makers")));
+    foreign.first.heard->vendor = "1.23";
+    EXPECT_THAT(judge(foreign).reason->cause,
+                HasSubstr("Participants of other makers may answer by group only."));
+}
+
+TEST(WhyReason, OfOneThatHasNotHeardTheOtherSaysWhetherItCouldByMulticast) {
+    Facts deaf = facts();
+
+    deaf.first.says->state = deaf.second->says->state = Reply::State::UNKNOWN;
+    EXPECT_THAT(judge(deaf).reason->cause, EndsWith(", which receives none by multicast."));
+    deaf.first.heard->metatraffic_multicast_locators = {"udpv4://239.255.0.1:7400"};
+    EXPECT_THAT(judge(deaf).reason->cause, EndsWith("no announcement of that one reaches it."));
+}
+
+TEST(WhyReason, OfOneThatWasKilledNamesTheLongestLease) {
+    using std::chrono::milliseconds;
+    Facts killed = facts_of_a_process();
+    const Witness witness = {other("lidar"), *killed.second->says};
+
+    killed.first.process.reset();
+    killed.first.witnesses.assign(5, witness);
+    for (Witness &each : killed.first.witnesses) {
+        each.answer.lease_left = milliseconds(2000);
+    }
+    killed.first.witnesses[1].answer.lease_left = milliseconds(9000);
+    EXPECT_THAT(judge(killed).reason->cause,
+                HasSubstr("listed by lidar, lidar, lidar, 2 more, for 9.0 s at most"));
+    killed.first.witnesses[4].answer.lease_left.reset();
+    EXPECT_THAT(judge(killed).reason->cause, HasSubstr("2 more, without end, until"));
+}
+
+TEST(WhyReason, IsNoneWhereOneOfTwoSaysThatItKnowsTheOther) {
+    Facts half = facts();
+
+    half.first.says.reset();
+    EXPECT_THAT(judge(half).statement,
+                AllOf(HasSubstr("radar (812 on alpha) cannot be asked whom it knows"),
+                      HasSubstr("camera (812 on alpha) says that it knows the other.")));
 }
 
 TEST(WhyReason, OfTwoThatBothHaveNotHeardTheOther) {
