@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The end that asks.
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <iterator>
 #include <random>
@@ -179,11 +180,11 @@ private:
             send_there(own_.volley_plan(family_, token), ends.out);
             have_sent_here(ear, ends.in);
         }
-        if (is_any_missing(ends) && !is_any_missing(ends, {Shot::Kind::PORT, Shot::Kind::LARGE})) {
+        if (own_.needs_multicast() && is_for_groups_only(ends)) {
             wait_until(TIME_FOR_GROUPS, [&] {
                 ask_what_arrived(ends.out);
                 listen(ear, ends.in);
-                return !is_any_missing(ends);
+                return !is_for_groups_only(ends);
             });
         }
     }
@@ -199,17 +200,38 @@ private:
         return *token;
     }
 
-    static bool is_any_missing(const Ends &ends,
-                               const std::set<Shot::Kind> &kinds = {
-                                   Shot::Kind::PORT, Shot::Kind::LARGE, Shot::Kind::GROUP}) {
-        const auto is_missing = [&](const Direction &direction) {
-            return std::ranges::any_of(direction.sent, [&](const Shot &shot) {
-                return kinds.contains(shot.kind) && !direction.arrived.contains(shot) &&
-                       (shot.kind != Shot::Kind::GROUP || direction.has_group);
-            });
+    static bool is_any_missing(const Ends &ends) {
+        return std::ranges::any_of(std::array{&ends.out, &ends.in}, [](const Direction *direction) {
+            return is_missing(*direction, {Shot::Kind::PORT, Shot::Kind::LARGE}) ||
+                   (direction->has_group && is_missing(*direction, {Shot::Kind::GROUP}));
+        });
+    }
+
+    /**
+     * Whether all has arrived but what was for a group, of which nothing has, one way at least.
+     * What is kept comes in the order in which it was sent: what is missing when some of it is
+     * there does not come any more.
+     */
+    static bool is_for_groups_only(const Ends &ends) {
+        const auto is_lost = [](const Direction &direction) {
+            return direction.has_group && is_missing(direction, {Shot::Kind::GROUP}) &&
+                   std::ranges::none_of(direction.arrived, [](const Shot &shot) {
+                       return shot.kind == Shot::Kind::GROUP;
+                   });
+        };
+        const auto is_rest_missing = [](const Direction &direction) {
+            return is_missing(direction, {Shot::Kind::PORT, Shot::Kind::LARGE});
         };
 
-        return is_missing(ends.out) || is_missing(ends.in);
+        return (is_lost(ends.out) || is_lost(ends.in)) && !is_rest_missing(ends.out) &&
+               !is_rest_missing(ends.in);
+    }
+
+    /** Whether anything of these kinds was sent and has not arrived. */
+    static bool is_missing(const Direction &direction, const std::set<Shot::Kind> &kinds) {
+        return std::ranges::any_of(direction.sent, [&](const Shot &shot) {
+            return kinds.contains(shot.kind) && !direction.arrived.contains(shot);
+        });
     }
 
     /** Notes nothing before all is known: what was sent and not asked for would be lost. */
@@ -293,7 +315,8 @@ private:
         }
         announce(places, ports, ends);
         wait_until(TIME_TO_MEET, [&] {
-            return own_.number_heard() >=
+            return own_.number_heard() + number_of_lonely(ends.here) +
+                       number_of_lonely(ends.there) >=
                    ends.here.discovery_ports.size() + ends.there.discovery_ports.size();
         });
         look(ends);
@@ -318,6 +341,14 @@ private:
         if (!ends.here.is_whole || !ends.there.is_whole) {
             unseen.emplace_back("which participants each end has heard: there are too many");
         }
+    }
+
+    /** Those that are on loopback alone, whom nobody hears who announces himself elsewhere. */
+    static std::size_t number_of_lonely(const End &end) {
+        return static_cast<std::size_t>(
+            std::ranges::count_if(end.residents, [](const End::Resident &resident) {
+                return std::ranges::all_of(resident.locators, is_loopback_locator);
+            }));
     }
 
     /** The directions in which nothing was sent. */

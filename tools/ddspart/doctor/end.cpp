@@ -101,6 +101,10 @@ VolleyPlan OwnEnd::volley_plan(Family family, std::uint64_t token) const {
     return {family, wishes_, facts_.interfaces, token};
 }
 
+bool OwnEnd::needs_multicast() const {
+    return wishes_.has_groups(wishes_.families.front()) && !has_far_peer(facts_, wishes_);
+}
+
 void OwnEnd::listen() {
     const Silence silence;
 
@@ -246,8 +250,7 @@ End OwnEnd::look() {
     for (const HeldPorts &each : own) {
         add_lonely(end, each);
     }
-    end.needs_multicast =
-        wishes_.has_groups(wishes_.families.front()) && !has_far_peer(facts_, wishes_);
+    end.needs_multicast = needs_multicast();
     return end;
 }
 

@@ -36,6 +36,9 @@ public:
     /** @param token by which the datagrams of one direction are told from all others. */
     VolleyPlan volley_plan(Family family, std::uint64_t token) const;
 
+    /** Whether no peers on other hosts are named. */
+    bool needs_multicast() const;
+
     /** Listens from now on to who announces himself to everybody; not where that cannot be done. */
     void listen();
 

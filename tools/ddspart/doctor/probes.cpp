@@ -22,6 +22,11 @@ using Clock = std::chrono::steady_clock;
 
 /** On one host a datagram is there before the call that sends it returns, or soon. */
 constexpr std::chrono::milliseconds TIME_TO_RETURN(100);
+/** What was sent earlier is not much later, whichever processor has it. */
+constexpr std::chrono::milliseconds TIME_AFTER_LAST(20);
+
+/** The port of what goes to one that has nothing to do with participants. */
+constexpr unsigned CONTROL = 0;
 
 /** The header of an RTPS message with nothing behind it; its prefix tells it from all others. */
 constexpr std::size_t MESSAGE_SIZE = 20;
@@ -100,8 +105,21 @@ public:
         trials_.push_back(std::move(trial));
     }
 
+    /** Plans the last one: when it is back, all that comes back is there, or will be soon. */
+    void plan_control(Probe::Road road, const std::string &destination, bool is_shared) {
+        plan(road, destination, CONTROL, is_shared);
+        has_control_ = true;
+    }
+
+    bool is_control_returned() const {
+        return has_control_ && trials_.back().result.outcome == Probe::Outcome::RETURNED;
+    }
+
     void conduct(int tries) {
         for (int i = 0; i < tries && !is_over(); ++i) {
+            if (is_control_returned()) {
+                trials_.back().is_over = false; // each try has one
+            }
             for (Trial &trial : trials_) {
                 if (!trial.is_over) {
                     send(trial);
@@ -114,6 +132,13 @@ public:
     void collect(std::vector<Probe> &probes) const {
         for (const Trial &trial : trials_) {
             probes.push_back(trial.result);
+        }
+    }
+
+    void collect_without_control(std::vector<Probe> &probes) const {
+        collect(probes);
+        if (has_control_) {
+            probes.pop_back();
         }
     }
 
@@ -148,6 +173,9 @@ private:
                     trials_[i].is_over = true;
                 }
             }
+            if (is_control_returned() && trials_.back().is_over) {
+                end = std::min(end, Clock::now() + TIME_AFTER_LAST);
+            }
         }
     }
 
@@ -174,6 +202,7 @@ private:
     const Socket sender_;
     const Family family_;
     std::vector<Trial> trials_;
+    bool has_control_ = false; // the last of them
 };
 
 /** The groups of a family, each once, whatever ports they have. */
@@ -188,8 +217,6 @@ std::set<std::string> group_addresses(const Wishes &wishes, Family family) {
     return addresses;
 }
 
-constexpr unsigned CONTROL = 0;
-
 /** What all interviews of an interface have in common. */
 struct Scene {
     const ProbePlan &plan;
@@ -200,8 +227,12 @@ struct Scene {
     std::vector<Probe> &probes;
 };
 
-/** To the ports of one index after the other, so that participants find others; the first last. */
-void probe_indices(const Scene &scene, Probe::Road road, const std::string &destination) {
+/**
+ * To the ports of one index after the other, so that participants find others; the first last.
+ * @param is_control_returned whether others are reached.
+ */
+void probe_indices(const Scene &scene, Probe::Road road, const std::string &destination,
+                   bool is_control_returned) {
     const auto &all = scene.plan.unicast_ports;
 
     for (auto ports = all.rbegin(); ports != all.rend() && Clock::now() < scene.end; ++ports) {
@@ -210,8 +241,11 @@ void probe_indices(const Scene &scene, Probe::Road road, const std::string &dest
         for (const unsigned port : *ports) {
             interview.plan(road, destination, port, false);
         }
+        if (is_control_returned) {
+            interview.plan_control(road, destination, road == Probe::Road::GROUP);
+        }
         interview.conduct(1); // a second try would hold the ports for longer
-        interview.collect(scene.probes);
+        interview.collect_without_control(scene.probes);
     }
 }
 
@@ -219,15 +253,15 @@ void probe_groups(const Scene &scene) {
     for (const std::string &address : group_addresses(scene.plan.wishes, scene.family)) {
         Interview interview(scene.interface, scene.family, scene.message);
 
-        interview.plan(Probe::Road::GROUP, address, CONTROL, true);
         for (const Group &group : scene.plan.wishes.groups) {
             if (group.address == address) {
                 interview.plan(Probe::Road::GROUP, address, group.port, true);
             }
         }
+        interview.plan_control(Probe::Road::GROUP, address, true);
         interview.conduct(2);
         interview.collect(scene.probes);
-        probe_indices(scene, Probe::Road::GROUP, address);
+        probe_indices(scene, Probe::Road::GROUP, address, interview.is_control_returned());
         if (Clock::now() >= scene.end) {
             return;
         }
@@ -242,10 +276,10 @@ void probe_addresses(const Scene &scene) {
     }
     Interview interview(scene.interface, scene.family, scene.message);
 
-    interview.plan(Probe::Road::OWN_ADDRESS, own->text, CONTROL, false);
+    interview.plan_control(Probe::Road::OWN_ADDRESS, own->text, false);
     interview.conduct(1);
     interview.collect(scene.probes);
-    probe_indices(scene, Probe::Road::OWN_ADDRESS, own->text);
+    probe_indices(scene, Probe::Road::OWN_ADDRESS, own->text, interview.is_control_returned());
 }
 
 } // namespace
