@@ -28,14 +28,13 @@ void enter(int network) {
     (void)checked(setns(network, CLONE_NEWNET), "setns");
 }
 
-/** A new network with nothing but a loopback interface. */
+/** A new network with nothing but a loopback interface, which is down. */
 int new_network() {
     const int home = open_network();
 
     (void)checked(unshare(CLONE_NEWNET), "unshare");
     const int network = open_network();
 
-    ::ip({"link", "set", "lo", "up"});
     enter(home);
     (void)close(home);
     return network;
@@ -46,8 +45,8 @@ int new_network() {
 void WireTest::SetUp() {
     NetworkTest::SetUp();
     if (!IsSkipped()) {
-        ::ip({"link", "add", WIRE, "type", "bridge", "mcast_snooping", "0"});
-        ::ip({"link", "set", WIRE, "up"});
+        ip_batch({std::string("link add ") + WIRE + " type bridge mcast_snooping 0",
+                  std::string("link set ") + WIRE + " up"});
     }
 }
 
@@ -56,19 +55,17 @@ Host::Host(const std::string &name, const Texts &addresses) : network_(new_netwo
     const std::string network =
         "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(network_);
 
-    ::ip({"link", "add", name, "type", "veth", "peer", "name", "net0", "netns", network});
-    ::ip({"link", "set", name, "master", WIRE, "up"});
-    for (const std::string &address : addresses) {
-        Texts command = {"address", "add", address, "dev", "net0"};
+    ip_batch({"link add " + name + " type veth peer name net0 netns " + network,
+              "link set " + name + " master " + WIRE + " up"});
+    Texts lines = {"link set lo up"};
 
-        if (address.find(':') != std::string::npos) {
-            command.emplace_back("nodad");
-        }
-        ip(command);
+    for (const std::string &address : addresses) {
+        lines.push_back(address_line(address, "net0"));
     }
-    ip({"link", "set", "net0", "up"});
+    lines.emplace_back("link set net0 up");
     const Stay stay(*this);
 
+    ip_batch(lines);
     EXPECT_TRUE(eventually([] { return is_running("net0"); })) << name;
 }
 
@@ -100,8 +97,7 @@ void Host::ip(const Texts &arguments) const {
 void Host::replace_address(const std::string &former, const std::string &address) const {
     const Stay stay(*this);
 
-    following::ip_batch(
-        {"address del " + former + " dev net0", "address add " + address + " dev net0"});
+    ip_batch({"address del " + former + " dev net0", "address add " + address + " dev net0"});
 }
 
 Process start(const Host &host, const json &settings) {

@@ -399,22 +399,12 @@ TEST_F(DoctorOfTwoEnds, SaysThatTheOtherEndLooksAtAnotherDomain) {
 
 TEST_F(DoctorOfTwoEnds, TalkByAPortThatIsAskedFor) {
     const Process other = serve({"--control-port", "7000"});
-
-    EXPECT_EQ(ask().code, 1);
-    EXPECT_EQ(ask({"--control-port", "7000"}).code, 0);
-}
-
-TEST_F(DoctorOfTwoEnds, AnswersOneHostOnly) {
-    const Host stranger("stranger", {"192.0.2.3/24"});
-    Process other = serve({"--for", "1"});
     {
-        const Host::Stay stay(stranger);
+        const Host::Stay stay(*there);
 
-        EXPECT_EQ(doctor::diagnose({"--with", THERE}).code, 1);
+        EXPECT_THAT(udp_ports(), Not(Contains(7399)));
     }
-    EXPECT_EQ(other.wait().code, 1);
-    EXPECT_THAT(other.errors(), HasSubstr("192.0.2.1 has asked nothing at UDP port 7399, but "
-                                          "192.0.2.3 has, which is not answered"));
+    EXPECT_EQ(ask({"--control-port", "7000"}).code, 0);
 }
 
 TEST_F(DoctorOfTwoEnds, EndInOrderWhenInterrupted) {
@@ -526,6 +516,21 @@ TEST_F(DoctorOfTwoEnds, SayThatTheySpeakDifferentVersions) {
     EXPECT_EQ(asker.errors(), "ddspart: 192.0.2.2 speaks version 2 of the language of ddspart "
                               "doctor, this end version 1; allowed is the same ddspart at both "
                               "ends\n");
+}
+
+TEST_F(DoctorOfTwoEnds, AnswersOneHostOnly) {
+    const Host stranger("stranger", {"192.0.2.3/24"});
+    const Talker asker(stranger);
+    Process other = there->ddspart({"doctor", "--serve", HERE, "--for", "0.2"});
+
+    ASSERT_TRUE(eventually([&] {
+        say(asker, "hello 0 5", padding());
+        return other.has_ended();
+    }));
+    EXPECT_EQ(other.wait().code, 1);
+    EXPECT_THAT(other.errors(), HasSubstr("192.0.2.1 has asked nothing at UDP port 7399, but "
+                                          "192.0.2.3 has, which is not answered"));
+    EXPECT_FALSE(asker.has_heard());
 }
 
 TEST_F(DoctorOfTwoEnds, SayNoMoreThanTheyWereToldToWhomTheyDoNotKnow) {

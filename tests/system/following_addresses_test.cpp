@@ -95,8 +95,7 @@ TEST_F(FollowingAddresses, AReplacedOneIsGoneFromBothLists) {
     const std::set<unsigned> ports = udp_ports();
 
     // As by a new lease; what is seen in between depends on the moment.
-    following::ip_batch(
-        {"address del 192.0.2.2/24 dev net0", "address add 192.0.2.77/24 dev net0"});
+    ip_batch({"address del 192.0.2.2/24 dev net0", "address add 192.0.2.77/24 dev net0"});
     EXPECT_TRUE(follower.has({"192.0.2.77"})) << follower.log();
     for (const auto &[list, port] : {std::pair("Default unicast", default_port(0)),
                                      std::pair("Metatraffic unicast", metatraffic_port(0))}) {
@@ -114,8 +113,7 @@ TEST_F(FollowingAddresses, OneOfTwoIsReplaced) {
 
     ip({"address", "add", "198.51.100.2/24", "dev", "net0"});
     ASSERT_TRUE(follower.has({"192.0.2.2", "198.51.100.2"})) << follower.log();
-    following::ip_batch(
-        {"address add 203.0.113.2/24 dev net0", "address del 198.51.100.2/24 dev net0"});
+    ip_batch({"address add 203.0.113.2/24 dev net0", "address del 198.51.100.2/24 dev net0"});
     EXPECT_TRUE(follower.has({"192.0.2.2", "203.0.113.2"})) << follower.log();
     for (const char *address : {"192.0.2.2", "203.0.113.2"}) {
         expect_arrival(address, "net0");
@@ -145,8 +143,8 @@ TEST_F(FollowingAddresses, ARestrictedParticipantHoldsNoSocketForAnAddressThatIs
     for (int i = 10; i < 20; ++i) {
         const std::string next = "192.0.2." + std::to_string(i);
 
-        following::ip_batch({"address add " + next + "/32 dev net0",
-                             "address del " + last_with_prefix + " dev net0"});
+        ip_batch({"address add " + next + "/32 dev net0",
+                  "address del " + last_with_prefix + " dev net0"});
         ASSERT_TRUE(follower.has({next})) << follower.log();
         expect_arrival(next, "net0");
         last = next;
@@ -165,7 +163,7 @@ TEST_F(FollowingAddresses, MoreThanSixteenLeaveTheFirstOnes) {
     Follower follower;
     const Texts added = many_addresses(1, 19);
 
-    following::ip_batch(address_lines("add", added));
+    ip_batch(address_lines("add", added));
     const Texts all = host_addresses(Families::IPV4);
 
     ASSERT_EQ(all.size(), 20u);
@@ -175,7 +173,7 @@ TEST_F(FollowingAddresses, MoreThanSixteenLeaveTheFirstOnes) {
     expect_arrival(all.back(), "net0");
 
     // Room among the first ones is for the others.
-    following::ip_batch(address_lines("del", many_addresses(1, 10)));
+    ip_batch(address_lines("del", many_addresses(1, 10)));
     const Texts left = host_addresses(Families::IPV4);
 
     ASSERT_EQ(left.size(), 10u);
@@ -184,7 +182,7 @@ TEST_F(FollowingAddresses, MoreThanSixteenLeaveTheFirstOnes) {
 }
 
 TEST_F(FollowingAddresses, AParticipantJoinsWithMoreThanSixteen) {
-    following::ip_batch(address_lines("add", many_addresses(1, 19)));
+    ip_batch(address_lines("add", many_addresses(1, 19)));
     Follower follower;
 
     EXPECT_TRUE(follower.has(first_ones(host_addresses(Families::IPV4)))) << follower.log();
@@ -201,7 +199,7 @@ TEST_F(FollowingAddresses, SixteenLongOnesAreLoggedWhole) {
         lines.push_back("address add fd11:2222:3333:4444:5555:6666:7777:88" + std::to_string(i) +
                         "/128 dev net0 nodad");
     }
-    following::ip_batch(lines);
+    ip_batch(lines);
     Texts all = host_addresses(Families::BOTH);
 
     std::erase(all, "192.0.2.2");

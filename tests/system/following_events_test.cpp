@@ -153,7 +153,7 @@ TEST_F(FollowingManyEvents, LeavesNothingBehindAndNothingOut) {
         while (lines.size() < burst) {
             events.add_to(lines);
         }
-        following::ip_batch(lines);
+        ip_batch(lines);
         done += lines.size();
         // Some bursts follow at once, others when the first has settled.
         std::this_thread::sleep_for(std::chrono::milliseconds(events.choose(50)));
@@ -162,7 +162,7 @@ TEST_F(FollowingManyEvents, LeavesNothingBehindAndNothingOut) {
     Texts lines;
 
     events.end(lines);
-    following::ip_batch(lines);
+    ip_batch(lines);
     EXPECT_TRUE(is_up_to_date(participant))
         << testing::PrintToString(host_addresses(Families::BOTH)) << '\n'
         << testing::PrintToString(default_unicast(participant));

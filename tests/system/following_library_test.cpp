@@ -12,7 +12,6 @@
 using following::default_port;
 using following::Families;
 using following::host_addresses;
-using following::ip_batch;
 using following::LibraryTest;
 using following::metatraffic_port;
 using following::OpenFiles;

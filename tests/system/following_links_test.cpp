@@ -169,8 +169,8 @@ TEST_F(FollowingTheLastAddress, IsLostInOneBurstWithItsReturn) {
     Follower follower;
 
     for (int i = 0; i < 5; ++i) {
-        following::ip_batch({"link set lo down", "link set net0 down", "link set net0 up",
-                             "link set net0 down", "link set net0 up", "link set lo up"});
+        ip_batch({"link set lo down", "link set net0 down", "link set net0 up",
+                  "link set net0 down", "link set net0 up", "link set lo up"});
     }
     ip({"address", "add", "198.51.100.2/24", "dev", "net0"});
     EXPECT_TRUE(follower.has({"192.0.2.2", "198.51.100.2"})) << follower.log();

@@ -27,31 +27,6 @@ namespace following {
 
 namespace {
 
-/** A file with a text, for a program to read. */
-class TextFile {
-public:
-    explicit TextFile(const std::string &text) : path_(testing::TempDir() + "following-XXXXXX") {
-        const int file = mkstemp(path_.data());
-        const ssize_t size = static_cast<ssize_t>(text.size());
-
-        if (file < 0 || write(file, text.data(), text.size()) != size || close(file) != 0) {
-            throw std::system_error(errno, std::generic_category(), path_);
-        }
-    }
-    ~TextFile() {
-        (void)unlink(path_.c_str());
-    }
-    TextFile(const TextFile &) = delete;
-    TextFile &operator=(const TextFile &) = delete;
-
-    const std::string &path() const {
-        return path_;
-    }
-
-private:
-    std::string path_;
-};
-
 bool has_flag(const json &link, const std::string &flag) {
     for (const json &each : link["flags"]) {
         if (each == flag) {
@@ -156,17 +131,6 @@ std::string comma_separated(const Texts &words) {
 }
 
 } // namespace
-
-void ip_batch(const Texts &lines) {
-    std::string text;
-
-    for (const std::string &line : lines) {
-        text += line + "\n";
-    }
-    const TextFile file(text);
-
-    ip({"-batch", file.path()});
-}
 
 Texts host_addresses(Families families) {
     Process process({"ip", "-json", "address", "show"});

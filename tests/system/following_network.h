@@ -28,9 +28,6 @@ constexpr bool IS_INSTRUMENTED = false;
 /** How many locators of a list are announced. */
 constexpr std::size_t LIST_SIZE_MAX = 16;
 
-/** Has one `ip` carry out many lines: the changes follow each other closely. */
-void ip_batch(const Texts &lines);
-
 /** The transports whose addresses count. */
 enum class Families { IPV4, BOTH };
 

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <system_error>
 
 #include <arpa/inet.h>
 #include <net/if.h>
@@ -33,6 +34,31 @@ public:
 
 private:
     int value_;
+};
+
+/** A file with a text, for a program to read. */
+class TextFile {
+public:
+    explicit TextFile(const std::string &text) : path_(testing::TempDir() + "network-XXXXXX") {
+        const int file = mkstemp(path_.data());
+        const ssize_t size = static_cast<ssize_t>(text.size());
+
+        if (file < 0 || write(file, text.data(), text.size()) != size || close(file) != 0) {
+            throw std::system_error(errno, std::generic_category(), path_);
+        }
+    }
+    ~TextFile() {
+        (void)unlink(path_.c_str());
+    }
+    TextFile(const TextFile &) = delete;
+    TextFile &operator=(const TextFile &) = delete;
+
+    const std::string &path() const {
+        return path_;
+    }
+
+private:
+    std::string path_;
 };
 
 /** An address as /proc/net shows it: words of the host's byte order in hexadecimal. */
@@ -166,6 +192,23 @@ void ip(const std::vector<std::string> &arguments) {
     }
 }
 
+std::string address_line(const std::string &address, const std::string &interface) {
+    const std::string options = address.find(':') != std::string::npos ? " nodad" : "";
+
+    return "address add " + address + " dev " + interface + options;
+}
+
+void ip_batch(const std::vector<std::string> &lines) {
+    std::string text;
+
+    for (const std::string &line : lines) {
+        text += line + "\n";
+    }
+    const TextFile file(text);
+
+    ip({"-batch", file.path()});
+}
+
 bool is_running(const std::string &name) {
     const int any = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     ifreq request{};
@@ -176,16 +219,13 @@ bool is_running(const std::string &name) {
 }
 
 void add_interface(const std::string &name, const std::vector<std::string> &addresses) {
-    ip({"link", "add", name, "type", "veth", "peer", "name", name + "peer"});
+    std::vector<std::string> lines = {"link add " + name + " type veth peer name " + name + "peer"};
+
     for (const std::string &address : addresses) {
-        if (address.find(':') == std::string::npos) {
-            ip({"address", "add", address, "dev", name});
-        } else {
-            ip({"address", "add", address, "dev", name, "nodad"});
-        }
+        lines.push_back(address_line(address, name));
     }
-    ip({"link", "set", name + "peer", "up"});
-    ip({"link", "set", name, "up"});
+    lines.insert(lines.end(), {"link set " + name + "peer up", "link set " + name + " up"});
+    ip_batch(lines);
     EXPECT_TRUE(eventually([&] { return is_running(name); })) << name;
 }
 

@@ -38,6 +38,10 @@ std::uint64_t datagrams_arrived();
 
 /** What `ip` does with these arguments. */
 void ip(const std::vector<std::string> &arguments);
+/** Has one `ip` carry out many lines: the changes follow each other closely. */
+void ip_batch(const std::vector<std::string> &lines);
+/** The line that gives an interface an address, which is ready at once. */
+std::string address_line(const std::string &address, const std::string &interface);
 
 /** Whether an interface has a carrier, which comes a moment after it was set up. */
 bool is_running(const std::string &name);
