@@ -8,6 +8,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
@@ -44,6 +45,94 @@ constexpr const char *THERE = "192.0.2.2";
 Texts joined(Texts left, const Texts &right) {
     left.insert(left.end(), right.begin(), right.end());
     return left;
+}
+
+/** A socket of the test's own on a host. */
+class Talker {
+public:
+    /** At the control port unless told. */
+    explicit Talker(const Host &host, const std::string &address = "0.0.0.0",
+                    std::uint16_t port = 7399) {
+        const Host::Stay stay(host);
+        sockaddr_in own = name_of(address, port);
+
+        socket_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr *>(&own), sizeof own), 0);
+    }
+    ~Talker() {
+        (void)close(socket_);
+    }
+    Talker(const Talker &) = delete;
+    Talker &operator=(const Talker &) = delete;
+
+    void say(const std::string &text, const std::string &address) const {
+        const sockaddr_in to = name_of(address, 7399);
+
+        EXPECT_EQ(sendto(socket_, text.data(), text.size(), 0,
+                         reinterpret_cast<const sockaddr *>(&to), sizeof to),
+                  static_cast<ssize_t>(text.size()));
+    }
+
+    void join(const Host &host, const char *group) const {
+        const Host::Stay stay(host);
+        ip_mreq request{};
+
+        EXPECT_EQ(inet_pton(AF_INET, group, &request.imr_multiaddr), 1);
+        EXPECT_EQ(inet_pton(AF_INET, HERE, &request.imr_interface), 1);
+        EXPECT_EQ(setsockopt(socket_, IPPROTO_IP, IP_ADD_MEMBERSHIP, &request, sizeof request), 0);
+    }
+
+    /** Whether a datagram is there. */
+    bool has_heard(std::chrono::milliseconds most_time = {}) const {
+        pollfd waiting = {socket_, POLLIN, 0};
+
+        return poll(&waiting, 1, static_cast<int>(most_time.count())) == 1;
+    }
+
+    /** The next datagram; waits for it. */
+    std::string hear() {
+        std::array<char, 2048> octets{};
+
+        if (!has_heard(PATIENCE)) {
+            return "nothing";
+        }
+        sockaddr_in from{};
+        socklen_t length = sizeof from;
+        const ssize_t size = recvfrom(socket_, octets.data(), octets.size(), 0,
+                                      reinterpret_cast<sockaddr *>(&from), &length);
+        std::array<char, INET_ADDRSTRLEN> text{};
+
+        source_ = inet_ntop(AF_INET, &from.sin_addr, text.data(), text.size());
+        return {octets.data(), static_cast<std::size_t>(size)};
+    }
+
+    /** The address that what was heard last has come from. */
+    const std::string &last_source() const {
+        return source_;
+    }
+
+private:
+    static sockaddr_in name_of(const std::string &address, std::uint16_t port) {
+        sockaddr_in name{};
+
+        name.sin_family = AF_INET;
+        name.sin_port = htons(port);
+        EXPECT_EQ(inet_pton(AF_INET, address.c_str(), &name.sin_addr), 1);
+        return name;
+    }
+
+    int socket_ = -1;
+    std::string source_;
+};
+
+/** Says a question, as "end 0 7", with these records. */
+void say(const Talker &asker, const std::string &question, const std::string &records = {}) {
+    asker.say("ddspart-doctor 1 " + question + "\n" + records, THERE);
+}
+
+/** A record that makes a greeting long enough to be answered. */
+std::string padding() {
+    return "padding\t" + std::string(200, '-') + "\n";
 }
 
 /** One host asks, the other one answers. */
@@ -105,7 +194,7 @@ TEST_F(DoctorOfTwoEnds, FindsNothingWhereParticipantsFindEachOther) {
 
 TEST_F(DoctorOfTwoEnds, FindsNothingByIPv6Alone) {
     const Host one("one", {"fd00::1/64"});
-    const Host other("other", {"fd00::2/64"});
+    const Host other("other", {"fd00::2/64", "fd00::7/64"});
     const Texts by_ipv6 = {"--transport", "udpv6",  "--multicast-address",
                            "ff05::1",     "--peer", "ff05::1"};
     Process server = other.ddspart(joined({"doctor", "--serve", "FD00:0::1"}, by_ipv6));
@@ -114,6 +203,58 @@ TEST_F(DoctorOfTwoEnds, FindsNothingByIPv6Alone) {
     const Host::Stay stay(one);
 
     EXPECT_THAT(doctor::found(joined({"--with", "FD00:0::2"}, by_ipv6)), IsEmpty());
+    EXPECT_THAT(doctor::found(joined({"--with", "fd00::7"}, by_ipv6)), IsEmpty());
+}
+
+TEST_F(DoctorOfTwoEnds, AnswerFromTheAddressThatWasAsked) {
+    constexpr const char *ALSO_THERE = "192.0.2.7";
+
+    there->ip({"address", "add", std::string(ALSO_THERE) + "/24", "dev", "net0"});
+    const Process other = serve();
+    Talker asker(*here);
+
+    asker.say("ddspart-doctor 1 hello 0 5\n" + padding(), ALSO_THERE);
+    EXPECT_THAT(asker.hear(), HasSubstr(" 5\nsettings\t"));
+    EXPECT_EQ(asker.last_source(), ALSO_THERE);
+    asker.say("ddspart-doctor 1 hello 0 6\n" + padding(), THERE);
+    EXPECT_THAT(asker.hear(), HasSubstr(" 6\nsettings\t"));
+    EXPECT_EQ(asker.last_source(), THERE);
+}
+
+TEST_F(DoctorOfTwoEnds, TryEachAddressOfAName) {
+    const doctor::HostNames names("192.0.2.3 beta\n192.0.2.2 beta\n");
+
+    if (!names.can_be_had()) {
+        GTEST_SKIP() << "needs files of its own";
+    }
+    const Process other = serve();
+    const Host::Stay stay(*here);
+    const Diagnosis diagnosis =
+        doctor::said_by(names.ddspart({"doctor", "--for", "0", "--with", "beta"}));
+
+    EXPECT_EQ(diagnosis.code, 0) << diagnosis.output << diagnosis.errors;
+    EXPECT_THAT(diagnosis.output,
+                HasSubstr("Not looked at: the way to beta by 192.0.2.3: 192.0.2.2 was taken, which "
+                          "has answered\n"));
+}
+
+TEST_F(DoctorOfTwoEnds, SayWhichFamilyTheyTalkedBy) {
+    const doctor::HostNames names("192.0.2.2 beta\nfd00::2 beta\n");
+
+    if (!names.can_be_had()) {
+        GTEST_SKIP() << "needs files of its own";
+    }
+    here->ip({"address", "add", "fd00::1/64", "dev", "net0", "nodad"});
+    there->ip({"address", "add", "fd00::2/64", "dev", "net0", "nodad"});
+    const Process other = serve(); // the address of IPv4
+    const Host::Stay stay(*here);
+    const Diagnosis diagnosis = doctor::said_by(
+        names.ddspart({"doctor", "--for", "0", "--transport", "udpv4,udpv6", "--with", "beta"}));
+
+    EXPECT_EQ(diagnosis.code, 0) << diagnosis.output << diagnosis.errors;
+    EXPECT_THAT(diagnosis.output,
+                HasSubstr("Not looked at: the way to beta by fd00::2: 192.0.2.2 was taken, which "
+                          "has answered\n"));
 }
 
 TEST_F(DoctorOfTwoEnds, FindsNothingWithoutMulticastWherePeersAreNamed) {
@@ -378,6 +519,9 @@ TEST_F(DoctorOfTwoEnds, NamesAParticipantOfThisHostThatTheOtherOneDoesNotReach) 
 }
 
 TEST_F(DoctorOfTwoEnds, SaysThatTheOtherEndDoesNotAnswer) {
+    const doctor::HostNames names("192.0.2.3 gamma\n192.0.2.9 gamma\n");
+    const Host::Stay stay(*there);
+    Process other = names.ddspart({"doctor", "--for", "0", "--with", "gamma"});
     const Diagnosis diagnosis = ask();
 
     EXPECT_EQ(diagnosis.code, 1);
@@ -386,6 +530,12 @@ TEST_F(DoctorOfTwoEnds, SaysThatTheOtherEndDoesNotAnswer) {
               "ddspart: 192.0.2.2 does not answer at UDP port 7399; run \"ddspart doctor --serve\" "
               "there with the address 192.0.2.1 of this host, and let that port through both "
               "ways\n");
+    if (names.can_be_had()) {
+        EXPECT_EQ(doctor::said_by(std::move(other)).errors,
+                  "ddspart: gamma does not answer at UDP port 7399 of 192.0.2.3, 192.0.2.9; run "
+                  "\"ddspart doctor --serve\" there with the address 192.0.2.2 of this host, and "
+                  "let that port through both ways\n");
+    }
 }
 
 TEST_F(DoctorOfTwoEnds, SaysThatTheOtherEndLooksAtAnotherDomain) {
@@ -419,85 +569,8 @@ TEST_F(DoctorOfTwoEnds, EndInOrderWhenInterrupted) {
     EXPECT_EQ(asker.errors(), "ddspart: 192.0.2.9 was not asked to the end: interrupted\n");
 }
 
-/** A socket of the test's own on a host. */
-class Talker {
-public:
-    /** At the control port unless told. */
-    explicit Talker(const Host &host, const std::string &address = "0.0.0.0",
-                    std::uint16_t port = 7399) {
-        const Host::Stay stay(host);
-        sockaddr_in own = name_of(address, port);
-
-        socket_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr *>(&own), sizeof own), 0);
-    }
-    ~Talker() {
-        (void)close(socket_);
-    }
-    Talker(const Talker &) = delete;
-    Talker &operator=(const Talker &) = delete;
-
-    void say(const std::string &text, const std::string &address) const {
-        const sockaddr_in to = name_of(address, 7399);
-
-        EXPECT_EQ(sendto(socket_, text.data(), text.size(), 0,
-                         reinterpret_cast<const sockaddr *>(&to), sizeof to),
-                  static_cast<ssize_t>(text.size()));
-    }
-
-    void join(const Host &host, const char *group) const {
-        const Host::Stay stay(host);
-        ip_mreq request{};
-
-        EXPECT_EQ(inet_pton(AF_INET, group, &request.imr_multiaddr), 1);
-        EXPECT_EQ(inet_pton(AF_INET, HERE, &request.imr_interface), 1);
-        EXPECT_EQ(setsockopt(socket_, IPPROTO_IP, IP_ADD_MEMBERSHIP, &request, sizeof request), 0);
-    }
-
-    /** Whether a datagram is there. */
-    bool has_heard(std::chrono::milliseconds most_time = {}) const {
-        pollfd waiting = {socket_, POLLIN, 0};
-
-        return poll(&waiting, 1, static_cast<int>(most_time.count())) == 1;
-    }
-
-    /** The next datagram; waits for it. */
-    std::string hear() const {
-        std::array<char, 2048> octets{};
-
-        if (!has_heard(PATIENCE)) {
-            return "nothing";
-        }
-        const ssize_t size = recv(socket_, octets.data(), octets.size(), 0);
-
-        return {octets.data(), static_cast<std::size_t>(size)};
-    }
-
-private:
-    static sockaddr_in name_of(const std::string &address, std::uint16_t port) {
-        sockaddr_in name{};
-
-        name.sin_family = AF_INET;
-        name.sin_port = htons(port);
-        EXPECT_EQ(inet_pton(AF_INET, address.c_str(), &name.sin_addr), 1);
-        return name;
-    }
-
-    int socket_ = -1;
-};
-
-/** Says a question, as "end 0 7", with these records. */
-void say(const Talker &asker, const std::string &question, const std::string &records = {}) {
-    asker.say("ddspart-doctor 1 " + question + "\n" + records, THERE);
-}
-
-/** A record that makes a greeting long enough to be answered. */
-std::string padding() {
-    return "padding\t" + std::string(200, '-') + "\n";
-}
-
 /** Greets with the question of this number, and returns the session of the answer. */
-std::string greet(const Talker &asker, int number) {
+std::string greet(Talker &asker, int number) {
     say(asker, "hello 0 " + std::to_string(number), padding());
     std::istringstream answer(asker.hear());
     std::string session;
@@ -507,7 +580,7 @@ std::string greet(const Talker &asker, int number) {
 }
 
 TEST_F(DoctorOfTwoEnds, SayThatTheySpeakDifferentVersions) {
-    const Talker other(*there);
+    Talker other(*there);
     Process asker = here->ddspart({"doctor", "--for", "0", "--with", THERE});
 
     EXPECT_THAT(other.hear(), StartsWith("ddspart-doctor 1 hello 0 "));
@@ -535,7 +608,7 @@ TEST_F(DoctorOfTwoEnds, AnswersOneHostOnly) {
 
 TEST_F(DoctorOfTwoEnds, SayNoMoreThanTheyWereToldToWhomTheyDoNotKnow) {
     const Process other = serve();
-    const Talker asker(*here);
+    Talker asker(*here);
 
     asker.say("ddspart-doctor 1 hello 0 5\n", THERE);                       // too short
     asker.say("ddspart-doctor 1 end 0 6\npage\t0\n", THERE);                // of no session
@@ -553,8 +626,8 @@ TEST_F(DoctorOfTwoEnds, SayNoMoreThanTheyWereToldToWhomTheyDoNotKnow) {
 
 TEST_F(DoctorOfTwoEnds, SendNoGroupWhatTellsThemWhoAsks) {
     const Process other = serve();
-    const Talker asker(*here);
-    const Talker listener(*here, "239.255.0.1", 7400);
+    Talker asker(*here);
+    Talker listener(*here, "239.255.0.1", 7400);
 
     listener.join(*here, "239.255.0.1");
     const std::string session = greet(asker, 5);
@@ -572,8 +645,8 @@ TEST_F(DoctorOfTwoEnds, SendNoGroupWhatTellsThemWhoAsks) {
 
 TEST_F(DoctorOfTwoEnds, AnnounceThemselvesToOtherHostsOnly) {
     const Process other = serve();
-    const Talker asker(*here);
-    const Talker asked(*here, HERE, 7777);
+    Talker asker(*here);
+    Talker asked(*here, HERE, 7777);
     const Talker trusting(*there, "127.0.0.1", 7777);
     const std::string session = greet(asker, 5);
 
@@ -587,7 +660,7 @@ TEST_F(DoctorOfTwoEnds, AnnounceThemselvesToOtherHostsOnly) {
 TEST_F(DoctorOfTwoEnds, AnnounceThemselvesRarely) {
     constexpr int QUESTIONS = 20;
     const Process other = serve();
-    const Talker asker(*here);
+    Talker asker(*here);
     const std::string session = greet(asker, 5);
     const auto start = std::chrono::steady_clock::now();
     int count = 0;
@@ -607,19 +680,21 @@ TEST_F(DoctorOfTwoEnds, AnnounceThemselvesRarely) {
 
 TEST_F(DoctorOfTwoEnds, TakeNoAnswerForAQuestion) {
     const Process other = serve();
-    const Talker asker(*here);
+    Talker asker(*here);
 
     say(asker, "hello 5f3a9c0012345678 5", padding());
     asker.say("ddspart-doctor 2 version 0 0\n" + padding(), THERE);
     asker.say("ddspart-doctor 0 hello 0 7\n" + padding(), THERE);
     EXPECT_EQ(asker.hear(), "ddspart-doctor 1 version 0 0\n"); // to the last one
+    asker.say("ddspart-doctor 2 hello 0 8\n" + padding(), THERE);
+    EXPECT_EQ(asker.hear(), "ddspart-doctor 1 version 0 0\n");
     say(asker, "hello 0 6", padding());
     EXPECT_THAT(asker.hear(), HasSubstr(" 6\nsettings\t"));
 }
 
 TEST_F(DoctorOfTwoEnds, GoOnTalkingWhateverElseGreets) {
     const Process other = serve();
-    const Talker asker(*here);
+    Talker asker(*here);
     const std::string session = greet(asker, 5);
 
     say(asker, "end " + session + " 6", "page\t0\n");
@@ -642,7 +717,7 @@ PortHolder holder_on(const Host &host, const std::vector<std::uint16_t> &ports) 
 TEST_F(DoctorOfTwoEnds, TellOfNoDomainThatOnlyPortsInARowSpeakFor) {
     const PortHolder program = holder_on(*there, {7660, 7661});
     const Process other = serve();
-    const Talker asker(*here);
+    Talker asker(*here);
 
     say(asker, "end " + greet(asker, 5) + " 6", "page\t0\n");
     EXPECT_THAT(asker.hear(), EndsWith(" 6\naddress\t192.0.2.2\nmulticast\n"));
@@ -651,7 +726,7 @@ TEST_F(DoctorOfTwoEnds, TellOfNoDomainThatOnlyPortsInARowSpeakFor) {
 TEST_F(DoctorOfTwoEnds, TellOfNoPortsThatTheKernelGivesToAnybody) {
     const PortHolder program = holder_on(*there, {34910, 34911});
     const Process other = serve({"--domain", "110"});
-    const Talker asker(*here);
+    Talker asker(*here);
 
     say(asker, "end " + greet(asker, 5) + " 6", "page\t0\n");
     EXPECT_THAT(asker.hear(), EndsWith(" 6\naddress\t192.0.2.2\nmulticast\n"));
@@ -668,7 +743,7 @@ TEST_F(DoctorOfTwoEnds, SaysThatNoPortWasTried) {
 }
 
 /** Answers the greeting of the host that asks, and returns its next question. */
-std::string answer_greeting(const Talker &other) {
+std::string answer_greeting(Talker &other) {
     std::istringstream greeting(other.hear());
     std::string number;
     std::string question;
@@ -684,7 +759,7 @@ std::string answer_greeting(const Talker &other) {
 }
 
 TEST_F(DoctorOfTwoEnds, KeepWhatTheyHaveFoundWhenInterrupted) {
-    const Talker other(*there);
+    Talker other(*there);
     Process asker = here->ddspart({"doctor", "--for", "0", "--with", THERE});
 
     EXPECT_THAT(answer_greeting(other), StartsWith("ddspart-doctor 1 receive 5f3a9c0012345678 "));
@@ -708,7 +783,7 @@ std::string answer_to(const std::string &kind, bool has_arrived) {
 
 TEST_F(DoctorOfTwoEnds, WaitForWhatAccessPointsKeepForGroups) {
     constexpr int TRIES = 3;
-    const Talker other(*there);
+    Talker other(*there);
     Process asker = here->ddspart({"doctor", "--for", "0", "--with", THERE});
     std::string kind;
     int count = 0;

@@ -68,6 +68,29 @@ bool nft(const std::string &commands) {
     return Process({"nft", commands}).wait().code == 0;
 }
 
+bool HostNames::can_be_had() const {
+    return run({"true"}).wait().code == 0;
+}
+
+Process HostNames::ddspart(const Texts &arguments) const {
+    Texts command = {DDSPART_PATH};
+
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return run(command);
+}
+
+Process HostNames::run(const Texts &command) const {
+    Texts all = {"unshare",
+                 "--mount",
+                 "sh",
+                 "-c",
+                 "mount --bind " + file_.path() + " /etc/hosts && exec \"$@\"",
+                 "sh"};
+
+    all.insert(all.end(), command.begin(), command.end());
+    return Process(all);
+}
+
 void TwoHostsTest::SetUp() {
     WireTest::SetUp();
     if (!IsSkipped()) {

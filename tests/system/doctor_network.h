@@ -39,6 +39,26 @@ bool set(const std::string &name, const std::string &value);
 /** What the program does with commands; false where it is not there or cannot. */
 bool nft(const std::string &commands);
 
+/** An /etc/hosts that only the processes have that are run with it. */
+class HostNames {
+public:
+    explicit HostNames(const std::string &lines) : file_(lines) {}
+
+    /** False where processes may have no files of their own. */
+    bool can_be_had() const;
+    /** Runs it in the calling thread's network. */
+    Process ddspart(const Texts &arguments) const;
+    /** For those that run as well. */
+    void change(const std::string &lines) const {
+        file_.write(lines);
+    }
+
+private:
+    Process run(const Texts &command) const;
+
+    TextFile file_;
+};
+
 /** Two hosts on a wire; the doctor is on the first, at 192.0.2.1, the other one is at 192.0.2.2. */
 class TwoHostsTest : public discovery::WireTest {
 protected:

@@ -15,6 +15,7 @@
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -34,31 +35,6 @@ public:
 
 private:
     int value_;
-};
-
-/** A file with a text, for a program to read. */
-class TextFile {
-public:
-    explicit TextFile(const std::string &text) : path_(testing::TempDir() + "network-XXXXXX") {
-        const int file = mkstemp(path_.data());
-        const ssize_t size = static_cast<ssize_t>(text.size());
-
-        if (file < 0 || write(file, text.data(), text.size()) != size || close(file) != 0) {
-            throw std::system_error(errno, std::generic_category(), path_);
-        }
-    }
-    ~TextFile() {
-        (void)unlink(path_.c_str());
-    }
-    TextFile(const TextFile &) = delete;
-    TextFile &operator=(const TextFile &) = delete;
-
-    const std::string &path() const {
-        return path_;
-    }
-
-private:
-    std::string path_;
 };
 
 /** An address as /proc/net shows it: words of the host's byte order in hexadecimal. */
@@ -179,6 +155,25 @@ std::uint64_t datagrams_lost() {
 
 std::uint64_t datagrams_arrived() {
     return counter("Ip", "InDelivers") - counter("Icmp", "InMsgs") - counter("Udp", "NoPorts");
+}
+
+TextFile::TextFile(const std::string &text) : path_(testing::TempDir() + "network-XXXXXX") {
+    const int file = mkstemp(path_.data());
+
+    if (file < 0 || fchmod(file, S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH) != 0 || close(file) != 0) {
+        throw std::system_error(errno, std::generic_category(), path_);
+    }
+    write(text);
+}
+
+TextFile::~TextFile() {
+    (void)unlink(path_.c_str());
+}
+
+void TextFile::write(const std::string &text) const {
+    if (!(std::ofstream(path_) << text << std::flush)) {
+        throw std::runtime_error("cannot write " + path_);
+    }
 }
 
 void ip(const std::vector<std::string> &arguments) {

@@ -36,6 +36,24 @@ std::uint64_t datagrams_lost();
 /** Datagrams that have come to open ports so far, by IPv4: once each, whatever became of them. */
 std::uint64_t datagrams_arrived();
 
+/** A file with a text, for any program to read; gone with the object. */
+class TextFile {
+public:
+    explicit TextFile(const std::string &text);
+    ~TextFile();
+    TextFile(const TextFile &) = delete;
+    TextFile &operator=(const TextFile &) = delete;
+
+    const std::string &path() const {
+        return path_;
+    }
+    /** Has another text in the same file. */
+    void write(const std::string &text) const;
+
+private:
+    std::string path_;
+};
+
 /** What `ip` does with these arguments. */
 void ip(const std::vector<std::string> &arguments);
 /** Has one `ip` carry out many lines: the changes follow each other closely. */

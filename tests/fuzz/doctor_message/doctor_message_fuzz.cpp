@@ -16,6 +16,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
         return 0;
     }
     const Message &message = *reading.message;
+
+    fuzz::must(reading.kind == message.kind, "the kind is that of the message");
     const std::string text = to_text(message);
 
     fuzz::must(reading.version == MESSAGE_VERSION, "only the own version is understood");

@@ -50,6 +50,8 @@ TEST(DoctorMessage, OfAnotherVersionIsNotUnderstood) {
     const Reading reading = read_message("ddspart-doctor 2 send 5f 7\n");
 
     EXPECT_EQ(reading.version, 2U);
+    EXPECT_EQ(reading.kind, "send");
+    EXPECT_EQ(read_message("ddspart-doctor 2\n").kind, "");
     EXPECT_EQ(reading.message, std::nullopt);
     EXPECT_EQ(read_message("something else\n").version, std::nullopt);
 }

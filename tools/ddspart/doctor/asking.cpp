@@ -5,6 +5,7 @@
 #include <chrono>
 #include <iterator>
 #include <random>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,6 +17,7 @@
 #include "doctor/two_ends.h"
 #include "listening.h"
 #include "numbers.h"
+#include "words.h"
 
 namespace doctor {
 
@@ -55,11 +57,32 @@ public:
           control_(open_control(family_, own.options().control_port)),
           number_(std::random_device()()) {}
 
+    /** Whether there is an answer within that time. Throws NoTalk when it is no use. */
+    bool greet(std::chrono::milliseconds most_time) {
+        const Record settings = settings_of(own_.wishes());
+        const auto answer =
+            try_to_ask("hello", {settings}, std::min(end_, Moment::clock::now() + most_time));
+
+        if (!answer) {
+            return false;
+        }
+        const auto its = answer->find(settings.front());
+
+        session_ = answer->session;
+        if (!its || *its != Record(settings.begin() + 1, settings.end())) {
+            throw NoTalk(name() + " looks at " + text_of_settings(its.value_or(Record())) +
+                         ", this end at " +
+                         text_of_settings({settings.begin() + 1, settings.end()}) +
+                         "; give both ends the same --domain and the same settings of ports");
+        }
+        return true;
+    }
+
+    /** Once it has been greeted. */
     Ends talk(std::vector<std::string> &unseen) {
         Ends ends;
 
         ends.name = own_.options().with;
-        greet();
         try {
             try_traffic(ends);
             name_untried(ends, unseen);
@@ -75,8 +98,12 @@ public:
     }
 
 private:
-    /** The answer; asks once, and again until @p end as long as there is none. Throws NoTalk. */
-    Message ask(const std::string &kind, const std::vector<Record> &records, Moment end) {
+    /**
+     * The answer; asks once, and again until @p end as long as there is none. Throws NoTalk when
+     * nobody is to be talked with there.
+     */
+    std::optional<Message> try_to_ask(const std::string &kind, const std::vector<Record> &records,
+                                      Moment end) {
         const Message question = {kind, session_, ++number_, records};
         const std::string text = kind == "hello" ? to_greeting(question) : to_text(question);
         const unsigned port = own_.options().control_port;
@@ -95,11 +122,18 @@ private:
         if (is_interrupted()) {
             throw NoTalk(name() + " was not asked to the end: interrupted");
         }
-        throw NoTalk(name() + " does not answer at UDP port " + std::to_string(port) +
-                     (kind == "hello" ? "; run \"ddspart doctor --serve\" there with the address " +
-                                            source_towards(family_, address_) +
-                                            " of this host, and let that port through both ways"
-                                      : " any more"));
+        return std::nullopt;
+    }
+
+    /** The same of somebody who has answered before; throws NoTalk when there is no answer. */
+    Message ask(const std::string &kind, const std::vector<Record> &records) {
+        std::optional<Message> answer = try_to_ask(kind, records, end_);
+
+        if (!answer) {
+            throw NoTalk(name() + " does not answer at UDP port " +
+                         std::to_string(own_.options().control_port) + " any more");
+        }
+        return std::move(*answer);
     }
 
     /** The answer, if it is among what waits; others may send more than anybody can read. */
@@ -136,27 +170,12 @@ private:
                    : std::nullopt;
     }
 
-    void greet() {
-        const Record settings = settings_of(own_.wishes());
-        const Message answer =
-            ask("hello", {settings}, std::min(end_, Moment::clock::now() + TIME_TO_GREET));
-        const auto its = answer.find(settings.front());
-
-        session_ = answer.session;
-        if (!its || *its != Record(settings.begin() + 1, settings.end())) {
-            throw NoTalk(name() + " looks at " + text_of_settings(its.value_or(Record())) +
-                         ", this end at " +
-                         text_of_settings({settings.begin() + 1, settings.end()}) +
-                         "; give both ends the same --domain and the same settings of ports");
-        }
-    }
-
     End ask_for_end() {
         std::vector<Record> records;
         constexpr unsigned MOST_PAGES = 32;
 
         for (unsigned page = 0; page < MOST_PAGES; ++page) {
-            const Message answer = ask("end", {{"page", std::to_string(page)}}, end_);
+            const Message answer = ask("end", {{"page", std::to_string(page)}});
 
             records.insert(records.end(), answer.records.begin(), answer.records.end());
             if (!answer.find("more")) {
@@ -190,7 +209,7 @@ private:
     }
 
     std::uint64_t ask_for_token() {
-        const auto fields = ask("receive", {}, end_).find("token");
+        const auto fields = ask("receive", {}).find("token");
         const auto token =
             fields && !fields->empty() ? to_number<std::uint64_t>(fields->front()) : std::nullopt;
 
@@ -236,7 +255,7 @@ private:
 
     /** Notes nothing before all is known: what was sent and not asked for would be lost. */
     void send_there(const VolleyPlan &plan, Direction &known) {
-        const Message ready = ask("receive", {}, end_);
+        const Message ready = ask("receive", {});
         Direction out = known;
 
         for (const Record &record : ready.records) {
@@ -254,7 +273,7 @@ private:
     }
 
     void ask_what_arrived(Direction &out) {
-        const Message received = ask("received", {}, end_);
+        const Message received = ask("received", {});
 
         for (const Record &record : received.records) {
             if (const auto shot = to_shot(record)) {
@@ -272,7 +291,7 @@ private:
         for (const unsigned port : ear.ports()) {
             records.push_back(to_record({Shot::Kind::PORT, port}));
         }
-        const Message sent = ask("send", records, end_);
+        const Message sent = ask("send", records);
 
         for (const Record &record : sent.records) {
             if (const auto shot = to_shot(record)) {
@@ -368,7 +387,7 @@ private:
     void announce(std::vector<std::string> places, std::vector<Record> records, Ends &ends) {
         places.resize(std::min(places.size(), PLACES_HIGHEST));
         records.resize(std::min(records.size(), PLACES_HIGHEST));
-        const Message answer = ask("announce", records, end_);
+        const Message answer = ask("announce", records);
         const bool is_announcing = own_.announce(places);
 
         if (is_announcing) {
@@ -417,14 +436,54 @@ private:
     std::uint64_t session_ = 0;
 };
 
+/** The addresses of a host by which it was not looked at. */
+void name_others(std::vector<std::string> addresses, const std::string &taken,
+                 const std::string &host, std::vector<std::string> &unseen) {
+    std::erase(addresses, taken);
+    if (!addresses.empty()) {
+        unseen.push_back("the way to " + host + " by " + ::join(addresses, ", ") + ": " + taken +
+                         " was taken, which has answered");
+    }
+}
+
+/** Why none of the addresses of a host may have answered, in a sentence. */
+std::string silence_of(const std::vector<std::string> &addresses, const DoctorOptions &options) {
+    const bool is_address = addresses == std::vector{options.with};
+    std::set<std::string> sources;
+
+    for (const std::string &address : addresses) {
+        sources.insert(source_towards(*family_of(address), address));
+    }
+    sources.erase("");
+    return options.with + " does not answer at UDP port " + std::to_string(options.control_port) +
+           (is_address ? "" : " of " + ::join(addresses, ", ")) +
+           "; run \"ddspart doctor --serve\" there with the address " +
+           ::join({sources.begin(), sources.end()}, " or ") +
+           " of this host, and let that port through both ways";
+}
+
 } // namespace
 
 Ends ask_other_end(const DoctorOptions &options, const Wishes &wishes, const Facts &facts,
                    Moment end, std::vector<std::string> &unseen) {
+    const std::vector<std::string> addresses = addresses_of_host(options.with, wishes);
+    const std::chrono::milliseconds time_for_each =
+        std::max(TIME_TO_ANSWER, TIME_TO_GREET / static_cast<int>(addresses.size()));
     OwnEnd own(options, wishes, facts);
 
     own.listen();
-    return Asker(own, addresses_of_host(options.with, wishes).front(), end).talk(unseen);
+    for (const std::string &address : addresses) {
+        Asker asker(own, address, end);
+
+        if (asker.greet(time_for_each)) {
+            name_others(addresses, address, options.with, unseen);
+            return asker.talk(unseen);
+        }
+        if (Moment::clock::now() >= end) {
+            break;
+        }
+    }
+    throw NoTalk(silence_of(addresses, options));
 }
 
 } // namespace doctor

@@ -22,6 +22,7 @@ struct Said {
     std::string text;
     std::string address;
     unsigned port;
+    std::string own_address; // of this host, that it was sent to; empty: not known
 };
 
 class Control {
@@ -31,6 +32,7 @@ public:
         const SocketName own(family, family == Family::IPV4 ? "0.0.0.0" : "::", port);
 
         (void)receive_own_groups(socket_, family);
+        (void)tell_destinations(socket_, family);
         if (bind(socket_.get(), own.get(), own.length()) != 0) {
             throw std::system_error(errno, std::generic_category(),
                                     "cannot have UDP port " + std::to_string(port) +
@@ -42,10 +44,14 @@ public:
         return family_;
     }
 
-    /** What is lost is asked or answered again. */
-    void say(const std::string &text, const std::string &address, unsigned port) const {
+    /**
+     * What is lost is asked or answered again. An answer goes out by the address that was asked,
+     * since nobody takes it from another one; empty: whichever the kernel chooses.
+     */
+    void say(const std::string &text, const std::string &address, unsigned port,
+             const std::string &own_address = {}) const {
         (void)send(socket_, {reinterpret_cast<const unsigned char *>(text.data()), text.size()},
-                   {family_, address, port}, family_, 0);
+                   {family_, address, port}, family_, 0, own_address);
     }
 
     /** Waits for so long at most. */
@@ -60,10 +66,8 @@ public:
     std::optional<Said> hear() const {
         std::array<char, MESSAGE_SIZE_HIGHEST + 1> octets{};
         sockaddr_storage from = {};
-        socklen_t length = sizeof from;
-        const ssize_t size = recvfrom(socket_.get(), octets.data(), octets.size(), 0,
-                                      reinterpret_cast<sockaddr *>(&from), &length);
-        Said said = {{}, {}, 0};
+        Said said = {{}, {}, 0, {}};
+        const ssize_t size = receive(socket_, octets, from, said.own_address);
 
         if (size < 0) {
             return std::nullopt;

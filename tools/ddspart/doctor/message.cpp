@@ -103,26 +103,28 @@ Reading read_message(std::string_view text) {
     const auto version =
         head.size() > 1 && head[0] == NAME ? to_number<unsigned>(head[1]) : std::nullopt;
 
+    const std::string kind = version && head.size() > 2 ? head[2] : "";
+
     if (version != MESSAGE_VERSION || head.size() != WORDS_OF_HEAD) {
-        return {version, std::nullopt};
+        return {version, kind, std::nullopt};
     }
     const auto session = to_number<std::uint64_t>(head[SESSION], BASE_OF_SESSION);
     const auto number = to_number<unsigned>(head[NUMBER]);
 
-    if (!is_word(head[2]) || !session || !number) {
-        return {version, std::nullopt};
+    if (!is_word(kind) || !session || !number) {
+        return {version, kind, std::nullopt};
     }
-    Message message = {head[2], *session, *number, {}};
+    Message message = {kind, *session, *number, {}};
 
     for (std::size_t i = 1; i < lines.size(); ++i) {
         std::optional<Record> record = record_of(lines[i]);
 
         if (!record) {
-            return {version, std::nullopt};
+            return {version, kind, std::nullopt};
         }
         message.records.push_back(std::move(*record));
     }
-    return {version, std::move(message)};
+    return {version, kind, std::move(message)};
 }
 
 std::size_t records_for_one_message(const std::vector<Record> &records, std::size_t first) {

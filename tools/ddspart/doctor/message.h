@@ -49,8 +49,12 @@ std::string to_text(const Message &message);
 /** As to_text(), followed by a record that makes it as long as a greeting is. */
 std::string to_greeting(Message message);
 
+/** The kind of the answer to a question of another version, which any version has. */
+constexpr const char *VERSION_KIND = "version";
+
 struct Reading {
     std::optional<unsigned> version; // none: it is no message at all
+    std::string kind;                // of whatever version, as far as the head has one
     std::optional<Message> message;  // none as well if it is of another version, or malformed
 };
 

@@ -81,12 +81,12 @@ public:
         Reading reading = read_message(said.text);
 
         if (!reading.message) {
-            // Whoever asks should learn of the newer version, and no more than he has said. Two
-            // ends that both answered would do so for ever.
-            const std::string ours = to_text({"version", 0, 0, {}});
+            // Whoever asks should learn of the other version, and no more than he has said. Two
+            // ends that answered each other's answers would do so for ever.
+            const std::string ours = to_text({VERSION_KIND, 0, 0, {}});
 
-            return reading.version && *reading.version < MESSAGE_VERSION &&
-                           ours.size() <= said.text.size()
+            return reading.version && *reading.version != MESSAGE_VERSION &&
+                           reading.kind != VERSION_KIND && ours.size() <= said.text.size()
                        ? ours
                        : "";
         }
@@ -317,7 +317,7 @@ void Server::serve(const Facts &facts, Moment end) {
                 }
                 if (const std::string text = session.answer(*said, control.family());
                     !text.empty()) {
-                    control.say(text, said->address, said->port);
+                    control.say(text, said->address, said->port, said->own_address);
                     is_asked = true;
                 }
             }

@@ -101,8 +101,21 @@ bool receive_own_groups(const Socket &socket, Family family);
 /** Joins a group on the interface with this index. */
 bool join(const Socket &socket, Family family, const std::string &group, unsigned interface);
 
-/** Sends by way of an interface; whatever interface where there is none, which is number 0. */
+/**
+ * Sends by way of an interface; whatever interface where there is none, which is number 0. From an
+ * address of this host; whichever the kernel chooses where there is none.
+ */
 bool send(const Socket &sender, std::span<const unsigned char> message, const SocketName &to,
-          Family family, unsigned interface);
+          Family family, unsigned interface, const std::string &source = {});
+
+/** Has receive() tell to which address of this host a datagram was sent. */
+bool tell_destinations(const Socket &socket, Family family);
+
+/**
+ * Takes the next datagram that waits, cut to the octets. Returns its size, or less than 0 when
+ * there is none. @p own_address is empty where it is not told.
+ */
+ssize_t receive(const Socket &socket, std::span<char> octets, sockaddr_storage &from,
+                std::string &own_address);
 
 } // namespace doctor
