@@ -34,11 +34,11 @@ simnet::ProcessProperty property_of(const Scenario &scenario) {
 /** "host1" is the host's address; any other peer is as it is. */
 void add_peer(std::vector<std::string> &peers, const Scenario &scenario, const std::string &peer) {
     for (std::int64_t host = 1; host <= scenario.hosts; ++host) {
-        if (peer == "all" || peer == "host" + std::to_string(host)) {
+        if (peer == "all" || host_of_peer(peer) == host) {
             peers.push_back(address_of(host));
         }
     }
-    if (peer != "all" && !peer.starts_with("host")) {
+    if (peer != "all" && !host_of_peer(peer)) {
         peers.push_back(peer);
     }
 }

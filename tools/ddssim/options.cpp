@@ -86,7 +86,7 @@ void add_options(CLI::App &app, Given &given) {
         app.add_option_function<std::string>(
                "--seeds",
                [&given](const std::string &value) {
-                   take("--seeds", [&] { given.seeds = to_numbers(value); });
+                   take("--seeds", [&] { given.seeds = to_numbers(value, SEEDS); });
                },
                "run it from each of these seeds, and show how far the runs are apart")
             ->type_name("FIRST-LAST")

@@ -147,15 +147,16 @@ bool to_choice(const std::string &text) {
     return text == "yes";
 }
 
-Range<std::int64_t> to_numbers(const std::string &text) {
+Range<std::int64_t> to_numbers(const std::string &text, Range<std::int64_t> range) {
     const std::size_t dash = text.find('-');
     const auto least = to_number<std::int64_t>(std::string_view(text).substr(0, dash));
     const auto most = dash == std::string::npos
                           ? least
                           : to_number<std::int64_t>(std::string_view(text).substr(dash + 1));
 
-    if (!least || !most || *least < 1 || *most < *least) {
-        throw Refusal(text, "a number N or a range FIRST-LAST, from 1");
+    if (!least || !most || *least < range.least || *most > range.most || *most < *least) {
+        throw Refusal(text, "a number N or a range FIRST-LAST, from " +
+                                std::to_string(range.least) + " to " + std::to_string(range.most));
     }
     return {*least, *most};
 }

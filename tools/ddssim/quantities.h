@@ -34,8 +34,8 @@ double to_factor(const std::string &text, Range<double> range);
 std::uint64_t to_rate(const std::string &text);
 /** "yes" or "no". */
 bool to_choice(const std::string &text);
-/** "3" or "3-7", of what is counted from 1. */
-Range<std::int64_t> to_numbers(const std::string &text);
+/** "3" or "3-7", of what is counted. */
+Range<std::int64_t> to_numbers(const std::string &text, Range<std::int64_t> range);
 
 /** Each as the function above of its kind reads it back. */
 std::string text_of_time(simnet::Time time);

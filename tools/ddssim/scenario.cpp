@@ -39,15 +39,13 @@ std::int64_t last_of(const std::vector<Range<std::int64_t>> &some) {
 
 /** No name of a host that is not simulated: somebody would be asked for its address. */
 bool is_peer(const std::string &peer, std::int64_t hosts) {
-    const std::string host = "host";
+    const std::optional<std::int64_t> host = host_of_peer(peer);
 
     if (peer == "all") {
         return true;
     }
-    if (peer.starts_with(host)) {
-        const auto number = to_number<std::int64_t>(std::string_view(peer).substr(host.size()));
-
-        return number && *number >= 1 && *number <= hosts;
+    if (host) {
+        return *host >= 1 && *host <= hosts;
     }
     try {
         (void)simnet::address(peer);
@@ -146,6 +144,13 @@ const IncidentKind &kind_of(Incident incident) {
     return *std::find_if(
         incident_kinds().begin(), incident_kinds().end(),
         [incident](const IncidentKind &kind) { return kind.incident == incident; });
+}
+
+std::optional<std::int64_t> host_of_peer(std::string_view peer) {
+    constexpr std::string_view HOST = "host";
+
+    return peer.starts_with(HOST) ? to_number<std::int64_t>(peer.substr(HOST.size()))
+                                  : std::nullopt;
 }
 
 void check(const Scenario &scenario) {

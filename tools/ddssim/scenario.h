@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -13,6 +14,11 @@
 #include "simnet/simnet_segment.h"
 
 namespace ddssim {
+
+/** What there may be; hosts and the processes of each are counted from 1. */
+constexpr Range<std::int64_t> HOSTS = {1, 4'000};
+constexpr Range<std::int64_t> PARTICIPANTS = {1, 119}; // of a host
+constexpr Range<std::int64_t> SEEDS = {0, INT64_MAX - 1};
 
 /** Between two hosts: the wire of each of them to the switch has a half of it. */
 struct LinkSettings {
@@ -29,7 +35,7 @@ struct LinkSettings {
 
 /** Where something stands that was read. */
 struct Place {
-    std::string text; // "robot.yaml:3:8"; "--event"; empty: nowhere
+    std::string text; // "robot.yaml:3:8"; "event:1:1"; empty: nowhere
 };
 
 enum class Incident {
@@ -104,6 +110,9 @@ struct IncidentKind {
 };
 const std::vector<IncidentKind> &incident_kinds();
 const IncidentKind &kind_of(Incident incident);
+
+/** The number in "host3", whether there is such a host or not; none: it is another peer. */
+std::optional<std::int64_t> host_of_peer(std::string_view peer);
 
 /** What can't be is a Refusal that names the setting. */
 void check(const Scenario &scenario);

@@ -27,9 +27,15 @@ class Reader {
 public:
     explicit Reader(std::string name) : name_(std::move(name)) {}
 
+    /** Null when the text is empty. */
     YAML::Node parse(const std::string &text) const {
         try {
-            return YAML::Load(text);
+            const std::vector<YAML::Node> documents = YAML::LoadAll(text);
+
+            if (documents.size() > 1) {
+                fail(documents[1], "a second document; there is to be one");
+            }
+            return documents.empty() ? YAML::Node() : documents.front();
         } catch (const YAML::Exception &error) {
             throw std::runtime_error(place(error.mark) + ": " + error.msg);
         }
@@ -116,12 +122,16 @@ Incident to_incident(const std::string &word) {
     throw Refusal(word, "one of " + join(words, ", "));
 }
 
-std::vector<Range<std::int64_t>> to_ranges(const std::vector<std::string> &texts) {
+std::vector<Range<std::int64_t>> to_ranges(const std::vector<std::string> &texts,
+                                           Range<std::int64_t> range) {
     std::vector<Range<std::int64_t>> ranges;
 
+    if (texts.empty()) { // it would mean all of them
+        throw Refusal("[]", "a list of numbers N or ranges FIRST-LAST");
+    }
     ranges.reserve(texts.size());
     for (const std::string &text : texts) {
-        ranges.push_back(to_numbers(text));
+        ranges.push_back(to_numbers(text, range));
     }
     return ranges;
 }
@@ -159,9 +169,9 @@ void Reader::set_event_key(const std::string &key, const YAML::Node &at, const Y
     } else if (key == "do") {
         event.incident = to_incident(scalar(value, key));
     } else if (key == "hosts") {
-        event.hosts = to_ranges(scalars(value, key));
+        event.hosts = to_ranges(scalars(value, key), HOSTS);
     } else if (key == "processes") {
-        event.processes = to_ranges(scalars(value, key));
+        event.processes = to_ranges(scalars(value, key), PARTICIPANTS);
     } else if (key == "every") {
         event.every = to_time(scalar(value, key), {0, DAY});
     } else if (key == "for") {

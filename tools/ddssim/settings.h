@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The settings of a scenario, one row each: a key of the file and an option of the command line,
-// which
-// --help, the manual page and the checks are made from as well.
+// The settings of a scenario, one row each: a key of the file and an option of the command line.
+// --help, the manual page and the completion are made from them as well.
 #pragma once
 
 #include <functional>

@@ -81,7 +81,7 @@ TEST(Options, OfEventsAddUp) {
 
 TEST(Options, HaveOneSeedOrSeveral) {
     EXPECT_EQ(options({"--seed", "7"}).seeds, (Range<std::int64_t>{7, 7}));
-    EXPECT_EQ(options({"--seeds", "3-5"}).seeds, (Range<std::int64_t>{3, 5}));
+    EXPECT_EQ(options({"--seeds", "0-5"}).seeds, (Range<std::int64_t>{0, 5}));
     EXPECT_TRUE(options({"--seeds", "3-5"}).has_seeds);
 }
 
@@ -92,6 +92,7 @@ TEST(Options, ThatAreWrongAreRefusedInOneLine) {
         {{"--hosts", "0"}, "--hosts: '0' is not a whole number from 1 to 4000"},
         {{"--event", "{at: 1 s}"}, "an event has no 'do'"},
         {{"--seeds", "5-3"}, "--seeds: '5-3' is not a number N or a range"},
+        {{"--seeds", "9223372036854775807"}, "from 0 to 9223372036854775806"},
         {{"--seed", "1", "--seeds", "1-2"}, "excludes"},
         {{"--seeds", "1-2", "--pcap", "x"}, "excludes"},
         {{"--period", "6s"}, "period: '6 s' is not at most 5 s"},

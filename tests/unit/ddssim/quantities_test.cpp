@@ -67,10 +67,15 @@ TEST(QuantityOfRate, HasAUnitOrNoLimit) {
 }
 
 TEST(QuantityOfNumbers, IsOneOrARange) {
-    EXPECT_EQ(to_numbers("3"), (Range<std::int64_t>{3, 3}));
-    EXPECT_EQ(to_numbers("3-7"), (Range<std::int64_t>{3, 7}));
-    for (const char *wrong : {"", "0", "7-3", "3-", "-3", "1-2-3", "a"}) {
-        EXPECT_THROW((void)to_numbers(wrong), Refusal) << wrong;
+    constexpr Range<std::int64_t> UP_TO_NINE = {1, 9};
+
+    EXPECT_EQ(to_numbers("3", UP_TO_NINE), (Range<std::int64_t>{3, 3}));
+    EXPECT_EQ(to_numbers("1-9", UP_TO_NINE), (Range<std::int64_t>{1, 9}));
+    for (const char *wrong : {"", "0", "7-3", "3-", "-3", "1-2-3", "a", "3-10"}) {
+        EXPECT_THAT([&] { (void)to_numbers(wrong, UP_TO_NINE); },
+                    ThrowsMessage<Refusal>("'" + std::string(wrong) +
+                                           "' is not a number N or a range FIRST-LAST, "
+                                           "from 1 to 9"));
     }
 }
 

@@ -69,6 +69,7 @@ TEST(ScenarioFile, NamesThePlaceOfAMistake) {
     expect_refused("- 3\n", "s.yaml:1:1: a scenario is not a mapping");
     expect_refused("hosts: [3\n", "s.yaml:2:1: ");
     expect_refused("events: 3\n", "s.yaml:1:9: 'events' is not a list");
+    expect_refused("hosts: 3\n---\nhosts: 4\n", "s.yaml:3:1: a second document");
 }
 
 TEST(ScenarioFile, NamesThePlaceOfAMistakeInAnEvent) {
@@ -82,6 +83,8 @@ TEST(ScenarioFile, NamesThePlaceOfAMistakeInAnEvent) {
                    "s.yaml:2:25: 'host' is none of the keys of an event: at, do, hosts,");
     expect_refused(events + "{at: 1 s, do: stop, loss: 1%}",
                    "s.yaml:2:5: only an event 'link' changes loss");
+    expect_refused(events + "{at: 1 s, do: stop, hosts: []}",
+                   "s.yaml:2:32: hosts: '[]' is not a list of numbers");
     expect_refused(events + "{at: 1 s, do: link}",
                    "s.yaml:2:5: an event 'link' says nothing of the link");
 }

@@ -117,6 +117,10 @@ TEST(Simulation, ByPeersAllFindAllWithoutMulticast) {
     EXPECT_TRUE(run("{hosts: 4, participants: 9, multicast: none, peers: all}").is_complete());
 }
 
+TEST(Simulation, APeerNamesAHostByItsNumber) {
+    EXPECT_TRUE(run("{hosts: 2, multicast: none, peers: host01, for: 10 s}").is_complete());
+}
+
 TEST(Simulation, WhoIsKilledIsForgottenWithItsLease) {
     const Result result = run("{hosts: 3, lease: 10 s, period: 1 s, for: 30 s, events: ["
                               "{at: 5 s, do: kill, hosts: 1}]}");
