@@ -182,10 +182,11 @@ void Application::remove_all() {
     participants_.clear();
 }
 
-void Application::leave() {
-    process_.at(process_.host().world().now(), [this] {
+void Application::leave(simnet::Action then) {
+    process_.at(process_.host().world().now(), [this, then = std::move(then)] {
         forget();
         remove_all();
+        then();
     });
 }
 

@@ -32,8 +32,9 @@ public:
     Application(const Application &) = delete;
     Application &operator=(const Application &) = delete;
 
-    /** Has it end as applications do, or without a word; when it gets to it. */
-    void leave();
+    /** Has it end as applications do, when it gets to it, and calls @p then. */
+    void leave(simnet::Action then);
+    /** Has it end without a word. */
     void kill();
 
 private:

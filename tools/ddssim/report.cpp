@@ -186,6 +186,9 @@ std::string as_text(const Scenario &scenario, const Result &result) {
                                      std::to_string(result.seed));
     text += line("simulated", seconds(result.duration) + " in " +
                                   decimal(result.processor_seconds, 1) + " s of the processor");
+    if (result.later_events != 0) {
+        text += line("later events", grouped(result.later_events) + ", not simulated");
+    }
     text +=
         line("all know all", result.all_known ? "after " + seconds(*result.all_known) + ", " +
                                                     seconds(*result.all_known - result.started) +

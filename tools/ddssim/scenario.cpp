@@ -84,6 +84,10 @@ void check(const Scenario &scenario, const Event &event) {
         refuse(where + "processes: ", std::to_string(last_of(event.processes)),
                "one of the processes 1 to " + std::to_string(scenario.processes()) + " of a host");
     }
+    if (!event.processes.empty() && !kind.is_of_processes) {
+        refuse(where + "processes: ", text_of_numbers(event.processes.front()),
+               std::string("for an event '") + kind.word + "', which is not of single processes");
+    }
     if (event.duration && kind.undone == nullptr) {
         refuse(where + "for: ", text_of_time(*event.duration),
                std::string("for an event '") + kind.word + "', which has no end");
@@ -103,34 +107,42 @@ bool Event::concerns_process(std::int64_t process) const {
     return ddssim::concerns(processes, process);
 }
 
-simnet::Time Scenario::last_event() const {
-    simnet::Time last = 0;
+std::vector<Occurrence> occurrences_of(const Scenario &scenario) {
+    std::vector<Occurrence> all;
 
-    for (const Event &event : events) {
-        last = std::max(last, event.at + event.every * (hosts - 1) + event.duration.value_or(0));
+    for (const Event &event : scenario.events) {
+        simnet::Time at = event.at;
+
+        for (std::int64_t host = 1; host <= scenario.hosts; ++host) {
+            if (event.concerns(host)) {
+                all.push_back({&event, host, at});
+                at += event.every;
+            }
+        }
     }
-    return last;
+    return all;
 }
 
 const std::vector<IncidentKind> &incident_kinds() {
     static const std::vector<IncidentKind> kinds = {
         {Incident::START, "start",
-         "participants that are not there start, and hosts that have stopped; those whose first "
-         "event this is are not there before",
-         nullptr},
+         "participants that are not there start, and hosts that have stopped; those to whom this "
+         "happens before any stop, leave or kill are not there until then",
+         nullptr, true},
         {Incident::STOP, "stop", "hosts stop without a word, as without power", "they start again"},
         {Incident::FREEZE, "freeze", "the processes stand still while what is sent to them waits",
          "they go on"},
         {Incident::SLEEP, "sleep", "hosts sleep: their clocks stand, what is sent to them is lost",
          "they wake up"},
-        {Incident::LEAVE, "leave", "participants say that they leave, and end", "they start again"},
-        {Incident::KILL, "kill", "processes end without a word", "they start again"},
+        {Incident::LEAVE, "leave", "participants say that they leave, and end", "they start again",
+         true},
+        {Incident::KILL, "kill", "processes end without a word", "they start again", true},
         {Incident::PARTITION, "partition", "nothing passes between these hosts and the others",
          "it does again"},
         {Incident::UNPLUG, "unplug", "hosts are plugged out of the switch",
          "they are plugged in again"},
-        {Incident::FORGET, "forget", "the switch forgets who is a member of which group", nullptr},
-        {Incident::MOVE, "move", "hosts get another address in place of theirs", nullptr},
+        {Incident::FORGET, "forget", "the switch forgets who is a member of which group"},
+        {Incident::MOVE, "move", "hosts get another address in place of theirs"},
         {Incident::LINK, "link",
          "the wires of hosts become others: delay, jitter, loss, burst, "
          "duplication, reordering, bandwidth",

@@ -97,16 +97,29 @@ struct Scenario {
         return std::min(participants_per_process,
                         participants - (process - 1) * participants_per_process);
     }
-    /** When the last event is over; 0: there is none. */
-    simnet::Time last_event() const;
 };
+
+/** An event as it happens to one host. */
+struct Occurrence {
+    const Event *event; // of the scenario
+    std::int64_t host;
+    simnet::Time at;
+
+    /** When nothing of it is to come. */
+    simnet::Time end() const {
+        return at + event->duration.value_or(0);
+    }
+};
+/** Of each event in turn, of each of its hosts in turn. */
+std::vector<Occurrence> occurrences_of(const Scenario &scenario);
 
 /** The word for each, as the "do" of an event. */
 struct IncidentKind {
     Incident incident;
     const char *word;
-    const char *text;   // what it means
-    const char *undone; // what the end of its "for" means; null: it has none
+    const char *text;             // what it means
+    const char *undone = nullptr; // what the end of its "for" means; null: it has none
+    bool is_of_processes = false; // else of whole hosts, or of the switch
 };
 const std::vector<IncidentKind> &incident_kinds();
 const IncidentKind &kind_of(Incident incident);

@@ -296,7 +296,7 @@ const std::vector<EventKey> &event_keys() {
         {"do", "WORD", "what happens"},
         {"hosts", "N|FIRST-LAST,...", "to which hosts; all unless given"},
         {"processes", "N|FIRST-LAST,...",
-         "to which of their processes, where it happens to these; all unless given"},
+         "to which of their processes, of start, leave and kill; all unless given"},
         {"every", "TIME", "the time from one of the hosts to the next; 0 s unless given"},
         {"for", "TIME", "when it ends, counted from when it happens; never unless given"},
     };

@@ -78,11 +78,17 @@ simnet::SegmentProperty property_of_switch(const Scenario &scenario) {
 struct Station {
     simnet::Host *host = nullptr;
     simnet::Interface *interface = nullptr;
+    std::vector<Occurrence> occurrences;                    // what happens to it
     std::vector<std::unique_ptr<Application>> applications; // by number; null: not there
     std::vector<bool> is_wanted;                            // by number
     bool is_down = false;                                   // it has stopped, or sleeps
     bool has_stopped = false;
 };
+
+/** Whether it has participants be there, or be gone. */
+bool is_of_presence(Incident incident) {
+    return incident == Incident::STOP || kind_of(incident).is_of_processes;
+}
 
 class Simulation {
 public:
@@ -95,9 +101,11 @@ public:
 
 private:
     void add_host(std::int64_t number);
-    bool starts_by_itself(std::int64_t host, std::int64_t process) const;
+    Station &station_of(std::int64_t host);
+    static bool starts_by_itself(const Station &station, std::int64_t process);
+    void plan(simnet::Time time, simnet::Action action);
     void plan_start();
-    void plan(const Event &event);
+    void plan_events();
     void happen(const Event &event, std::int64_t host);
     void end(const Event &event, std::int64_t host);
     void start_wanted(Station &station);
@@ -109,6 +117,7 @@ private:
     void part();
     void set_link(Station &station, const LinkSettings &link) const;
     bool is_done() const;
+    std::size_t later_events() const;
     Result result(simnet::Time until);
 
     const Scenario &scenario_;
@@ -120,10 +129,11 @@ private:
     std::deque<Station> stations_;
     std::vector<std::unique_ptr<Application>> former_; // whose processes may have to end yet
     std::map<const Event *, std::set<std::int64_t>> parted_;
-    const simnet::Time last_event_ = scenario_.last_event();
     std::int64_t addresses_;
     simnet::Time started_ = 0;
+    simnet::Time last_planned_ = 0;
     std::int64_t to_start_ = 0; // processes that start by themselves and have not
+    std::int64_t to_come_ = 0;  // of all that was planned
     std::string failure_;
 };
 
@@ -135,10 +145,11 @@ Simulation::Simulation(const Scenario &scenario, std::int64_t seed, const Superv
         add_host(number);
     }
     world_.tap(&traffic_);
-    plan_start();
-    for (const Event &event : scenario.events) {
-        plan(event);
+    for (const Occurrence &one : occurrences_of(scenario)) {
+        station_of(one.host).occurrences.push_back(one);
     }
+    plan_start();
+    plan_events();
 }
 
 Simulation::~Simulation() {
@@ -148,6 +159,10 @@ Simulation::~Simulation() {
             process->kill();
         }
     }
+}
+
+Station &Simulation::station_of(std::int64_t host) {
+    return stations_[static_cast<std::size_t>(host - 1)];
 }
 
 void Simulation::add_host(std::int64_t number) {
@@ -163,32 +178,40 @@ void Simulation::add_host(std::int64_t number) {
     traffic_.add_host(*added.interface);
 }
 
-/** Unless the first thing that happens to it is that it starts. */
-bool Simulation::starts_by_itself(std::int64_t host, std::int64_t process) const {
-    const Event *first = nullptr;
+/** Unless an event starts it that comes before any that ends it. */
+bool Simulation::starts_by_itself(const Station &station, std::int64_t process) {
+    const Occurrence *first = nullptr;
 
-    for (const Event &event : scenario_.events) {
-        if (event.concerns(host) && event.concerns_process(process) &&
-            (first == nullptr || event.at < first->at)) {
-            first = &event;
+    for (const Occurrence &one : station.occurrences) {
+        if (is_of_presence(one.event->incident) && one.event->concerns_process(process) &&
+            (first == nullptr || one.at < first->at)) {
+            first = &one;
         }
     }
-    return first == nullptr || first->incident != Incident::START;
+    return first == nullptr || first->event->incident != Incident::START;
+}
+
+/** What is planned has to have happened before all is over. */
+void Simulation::plan(simnet::Time time, simnet::Action action) {
+    last_planned_ = std::max(last_planned_, time);
+    ++to_come_;
+    world_.at(time, [this, action = std::move(action)] {
+        --to_come_;
+        action();
+    });
 }
 
 void Simulation::plan_start() {
-    for (std::int64_t host = 1; host <= scenario_.hosts; ++host) {
-        Station &station = stations_[static_cast<std::size_t>(host - 1)];
-
+    for (Station &station : stations_) {
         for (std::int64_t process = 1; process <= scenario_.processes(); ++process) {
-            if (!starts_by_itself(host, process)) {
+            if (!starts_by_itself(station, process)) {
                 continue;
             }
             const simnet::Time time = world_.random().between(0, scenario_.start_spread);
 
             started_ = std::max(started_, time);
             ++to_start_;
-            world_.at(time, [this, &station, process] {
+            plan(time, [this, &station, process] {
                 --to_start_;
                 station.is_wanted[static_cast<std::size_t>(process - 1)] = true;
                 start_wanted(station);
@@ -197,18 +220,12 @@ void Simulation::plan_start() {
     }
 }
 
-void Simulation::plan(const Event &event) {
-    simnet::Time time = event.at;
-
-    for (std::int64_t host = 1; host <= scenario_.hosts; ++host) {
-        if (!event.concerns(host)) {
-            continue;
+void Simulation::plan_events() {
+    for (const Occurrence &one : occurrences_of(scenario_)) {
+        plan(one.at, [this, one] { happen(*one.event, one.host); });
+        if (one.event->duration) {
+            plan(one.end(), [this, one] { end(*one.event, one.host); });
         }
-        world_.at(time, [this, &event, host] { happen(event, host); });
-        if (event.duration) {
-            world_.at(time + *event.duration, [this, &event, host] { end(event, host); });
-        }
-        time += event.every;
     }
 }
 
@@ -238,7 +255,8 @@ void Simulation::leave(Station &station, const Event &event) {
     want(station, event, false);
     for (std::size_t i = 0; i < station.applications.size(); ++i) {
         if (!station.is_wanted[i] && station.applications[i] != nullptr) {
-            station.applications[i]->leave();
+            ++to_come_; // it may take its time to get to it
+            station.applications[i]->leave([this] { --to_come_; });
             former_.push_back(std::move(station.applications[i]));
         }
     }
@@ -275,7 +293,7 @@ void Simulation::part() {
         std::vector<simnet::Station *> side;
 
         for (const std::int64_t host : hosts) {
-            simnet::Interface *const one = stations_[static_cast<std::size_t>(host - 1)].interface;
+            simnet::Interface *const one = station_of(host).interface;
 
             if (one->segment() != nullptr) {
                 side.push_back(one);
@@ -292,7 +310,7 @@ void Simulation::set_link(Station &station, const LinkSettings &link) const {
 }
 
 void Simulation::happen(const Event &event, std::int64_t host) {
-    Station &station = stations_[static_cast<std::size_t>(host - 1)];
+    Station &station = station_of(host);
 
     switch (event.incident) {
     case Incident::START:
@@ -354,7 +372,7 @@ void Simulation::happen(const Event &event, std::int64_t host) {
 }
 
 void Simulation::end(const Event &event, std::int64_t host) {
-    Station &station = stations_[static_cast<std::size_t>(host - 1)];
+    Station &station = station_of(host);
 
     switch (event.incident) {
     case Incident::STOP:
@@ -394,8 +412,20 @@ void Simulation::end(const Event &event, std::int64_t host) {
 
 /** When nobody has said how long it is to go on: all has happened, and all know all. */
 bool Simulation::is_done() const {
-    return scenario_.duration == 0 && to_start_ == 0 && world_.now() >= last_event_ &&
-           acquaintance_.now().is_complete();
+    return scenario_.duration == 0 && to_come_ == 0 && acquaintance_.now().is_complete();
+}
+
+std::size_t Simulation::later_events() const {
+    std::set<const Event *> later;
+
+    for (const Station &station : stations_) {
+        for (const Occurrence &one : station.occurrences) {
+            if (one.at > world_.now()) {
+                later.insert(one.event);
+            }
+        }
+    }
+    return later.size();
 }
 
 LinkUse use_of(const simnet::Link &link) {
@@ -430,7 +460,9 @@ Result Simulation::result(simnet::Time until) {
     result.duration = world_.now();
     result.is_over = world_.now() >= until || is_done();
     result.started = started_;
-    result.all_known = acquaintance_.complete_since(started_);
+    if (to_start_ == 0) {
+        result.all_known = acquaintance_.complete_since(started_);
+    }
     result.curve = acquaintance_.curve();
     result.end = acquaintance_.now();
     result.participants = acquaintance_.count();
@@ -445,6 +477,7 @@ Result Simulation::result(simnet::Time until) {
             result.drops.push_back({simnet::to_text(reason), world_.trace().dropped(reason)});
         }
     }
+    result.later_events = later_events();
     for (std::size_t second = 0; second < traffic_.by_second().size(); ++second) {
         if (traffic_.by_second()[second].octets > result.busiest.octets) {
             result.busiest = traffic_.by_second()[second];
@@ -465,9 +498,8 @@ Result Simulation::result(simnet::Time until) {
 }
 
 Result Simulation::run() {
-    const simnet::Time until = scenario_.duration != 0
-                                   ? scenario_.duration
-                                   : std::max(last_event_, scenario_.start_spread) + WITHOUT_END;
+    const simnet::Time until =
+        scenario_.duration != 0 ? scenario_.duration : last_planned_ + WITHOUT_END;
     const auto has_ended = [this] {
         return !failure_.empty() || is_done() ||
                !supervision_.goes_on({world_.now(), acquaintance_.now().share()});

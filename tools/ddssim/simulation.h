@@ -45,6 +45,7 @@ struct Result {
     std::uint64_t sent_altogether = 0; // datagrams, those within a host among them
     std::uint64_t received = 0;        // datagrams, by processes
     std::vector<DropResult> drops;
+    std::size_t later_events = 0; // that had not happened to all of their hosts by the end
     std::size_t busiest_second = 0;
     Amount busiest;
     std::vector<HostResult> hosts;

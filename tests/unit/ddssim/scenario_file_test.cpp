@@ -122,6 +122,9 @@ TEST(ScenarioCheck, RefusesWhatCannotBe) {
          "s.yaml:1:10: hosts: '3' is not one of the hosts 1 to 2"},
         {"events: [{at: 1 s, do: kill, processes: 2}]",
          "s.yaml:1:10: processes: '2' is not one of the processes 1 to 1 of a host"},
+        {"events: [{at: 1 s, do: stop, processes: 1}]",
+         "s.yaml:1:10: processes: '1' is not for an event 'stop', which is not of single "
+         "processes"},
         {"events: [{at: 1 s, do: move, for: 1 s}]",
          "s.yaml:1:10: for: '1 s' is not for an event 'move', which has no end"},
         {"events: [{at: 1 s, do: forget}]",

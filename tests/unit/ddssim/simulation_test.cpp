@@ -20,6 +20,7 @@ using testing::Ge;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Le;
+using testing::Not;
 using testing::Optional;
 
 namespace {
@@ -147,6 +148,50 @@ TEST(Simulation, WhoseFirstEventIsAStartIsNotThereBefore) {
     EXPECT_THAT(result.all_known, Optional(Le(SECOND)));
     EXPECT_THAT(first(result, false, SECOND), Optional(5 * SECOND));
     EXPECT_EQ(result.participants, 3u);
+}
+
+TEST(Simulation, WhatIsNotOfItsPresenceDoesNotStartOneEarlier) {
+    const Result result =
+        run("{hosts: 3, for: 10 s, events: [{at: 1 s, do: link, loss: 1%}, {at: 5 s, do: start, "
+            "hosts: 3}]}");
+
+    EXPECT_THAT(first(result, false, SECOND), Optional(5 * SECOND));
+}
+
+TEST(Simulation, WhichEventOfAHostIsFirstIsToldByWhenItHappensToIt) {
+    // It leaves at 5 s and starts at 12 s, so it has to be there before.
+    const Result result = run("{hosts: 3, for: 20 s, events: [{at: 2 s, do: start, hosts: 2-3, "
+                              "every: 10 s}, {at: 5 s, do: leave, hosts: 3}]}");
+
+    EXPECT_THAT(first(result, false, 3 * SECOND), Optional(12 * SECOND));
+    EXPECT_GT(result.sent.at(static_cast<std::size_t>(Kind::LEAVING)).datagrams, 0u);
+}
+
+TEST(Simulation, IsOverWhenTheLastEventHasHappened) {
+    const Result left = run("{hosts: 4, events: [{at: 1 s, do: leave, hosts: 1-2}]}");
+
+    EXPECT_EQ(left.participants, 2u);
+    EXPECT_GT(left.sent.at(static_cast<std::size_t>(Kind::LEAVING)).datagrams, 0u);
+    EXPECT_EQ(run("{hosts: 4, events: [{at: 1 s, do: kill}]}").participants, 0u);
+    // One host has no other to wait for.
+    EXPECT_EQ(run("{hosts: 4, events: [{at: 1 s, do: kill, hosts: 4, every: 1 h}]}").duration,
+              SECOND);
+}
+
+TEST(Simulation, NobodyKnowsAllBeforeAllHaveStarted) {
+    const Result result = run("{hosts: 4, start_spread: 20 s, for: 10 s}");
+
+    EXPECT_LT(result.participants, 4u);
+    EXPECT_EQ(result.all_known, std::nullopt);
+}
+
+TEST(Simulation, CountsTheEventsThatItsEndLeavesOut) {
+    const Result result = run("{hosts: 3, for: 5 s, events: [{at: 5 s, do: move}, {at: 4 s, do: "
+                              "kill, every: 1 s}, {at: 6 s, do: move}]}");
+
+    EXPECT_EQ(result.later_events, 2u);
+    EXPECT_THAT(as_text({}, result), HasSubstr("\nlater events              2, not simulated\n"));
+    EXPECT_THAT(as_text({}, run("{hosts: 3}")), Not(HasSubstr("later events")));
 }
 
 TEST(Simulation, AStoppedHostStartsAgain) {
