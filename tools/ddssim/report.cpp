@@ -16,6 +16,7 @@ namespace {
 
 constexpr double MIB = 1024 * 1024;
 constexpr std::size_t HOSTS_SHOWN = 5;
+constexpr const char *ALL_KNOWN = "all_known_seconds";
 
 /** With a number of digits behind the point. */
 std::string decimal(double number, int digits) {
@@ -27,7 +28,9 @@ std::string decimal(double number, int digits) {
 
 /** As "1.234 s", "567.8 ms". */
 std::string seconds(simnet::Time time) {
-    return time < simnet::SECOND
+    constexpr simnet::Time SHOWN = 100 * simnet::MICROSECOND;
+
+    return time < simnet::SECOND - SHOWN / 2 // else it would be shown as "1000.0 ms"
                ? decimal(static_cast<double>(time) / simnet::MILLISECOND, 1) + " ms"
                : decimal(static_cast<double>(time) / simnet::SECOND, 3) + " s";
 }
@@ -67,7 +70,7 @@ std::string heading_of(const Scenario &scenario) {
     return scenario.title.empty() ? "" : printable(scenario.title) + "\n\n";
 }
 
-/** When so much of what all know when they first know all was known. */
+/** When so much of what all know when they first know all was known. Empty: there is none. */
 std::string rise_of(const Result &result) {
     const auto all =
         std::find_if(result.curve.begin(), result.curve.end(),
@@ -75,18 +78,21 @@ std::string rise_of(const Result &result) {
     const std::uint64_t wanted = all != result.curve.end() ? all->wanted : result.end.wanted;
     std::string text;
 
+    if (wanted == 0) {
+        return "";
+    }
     for (const std::uint64_t percents : {50u, 90u, 99u}) {
         const auto reached =
             std::find_if(result.curve.begin(), result.curve.end(), [&](const Moment &moment) {
                 return moment.known * 100 >= wanted * percents;
             });
 
-        if (wanted != 0 && reached != result.curve.end()) {
+        if (reached != result.curve.end()) {
             text += (text.empty() ? "" : ", ") + std::to_string(percents) + " % after " +
                     seconds(reached->time);
         }
     }
-    return text.empty() ? "less than 50 %" : text;
+    return line("known", text.empty() ? "less than 50 %" : text);
 }
 
 /** When some that were there were not known to others, after all had been. */
@@ -194,7 +200,7 @@ std::string as_text(const Scenario &scenario, const Result &result) {
                                                     seconds(*result.all_known - result.started) +
                                                     " after the last start"
                                               : "never");
-    text += line("known", rise_of(result));
+    text += rise_of(result);
     text += gaps_of(result);
     text +=
         line("known at the end", percent(result.end.share()) + " of " + grouped(result.end.wanted));
@@ -225,7 +231,9 @@ const std::vector<TableColumn> SEED_COLUMNS = {
     {"seed"}, {"all known after"}, {"datagrams"}, {"octets"}, {"lost though they lived"}, {"hash"}};
 const Widths SEED_WIDTHS = {10, 15, 12, 14, 22};
 
-std::string name_in_words(std::string name) {
+std::string title_of(const Spread &spread) {
+    std::string name = spread.name == ALL_KNOWN ? "all known after" : spread.name;
+
     std::replace(name.begin(), name.end(), '_', ' ');
     return name;
 }
@@ -254,14 +262,14 @@ std::string as_line(const Result &result) {
 }
 
 double Spread::at(double share) const {
-    const double place = std::round(share * static_cast<double>(values.size() - 1));
+    const double rank = std::ceil(share * static_cast<double>(values.size()));
 
-    return values.at(static_cast<std::size_t>(place));
+    return values.at(static_cast<std::size_t>(std::max(rank, 1.0)) - 1);
 }
 
 std::vector<Spread> spreads_of(const std::vector<Result> &results) {
     std::vector<Spread> all = {
-        {"all_known_seconds", {}}, {"datagrams", {}}, {"octets", {}}, {"lost_living", {}}};
+        {ALL_KNOWN, {}}, {"datagrams", {}}, {"octets", {}}, {"lost_living", {}}};
 
     for (const Result &result : results) {
         const Amount sent = sum(result.sent);
@@ -284,11 +292,14 @@ std::string spread_as_text(const std::vector<Result> &results) {
     std::vector<RemarkedRow> rows;
 
     for (const Spread &spread : spreads_of(results)) {
-        const int digits = spread.name == "all_known_seconds" ? 3 : 0;
+        const auto at = [&](double share) {
+            return spread.name == ALL_KNOWN
+                       ? seconds(std::llround(spread.at(share) * simnet::SECOND))
+                       : grouped(static_cast<std::uint64_t>(spread.at(share)));
+        };
 
-        rows.push_back({{name_in_words(spread.name), std::to_string(spread.values.size()),
-                         decimal(spread.at(0), digits), decimal(spread.at(0.5), digits),
-                         decimal(spread.at(0.95), digits), decimal(spread.at(1), digits)},
+        rows.push_back({{title_of(spread), std::to_string(spread.values.size()), at(0), at(0.5),
+                         at(0.95), at(1)},
                         ""});
     }
     return "\n" +

@@ -29,10 +29,10 @@ const std::vector<JsonField> &json_fields();
 
 /** The values of many runs of something that they may not all have. */
 struct Spread {
-    std::string name;           // "all_known"
+    std::string name;           // "all_known_seconds"
     std::vector<double> values; // sorted
 
-    /** @param share 0: the least; 0.5: the one in the middle; 1: the most */
+    /** The least that so many do not exceed. @param share 0: the least; 1: the most */
     double at(double share) const;
 };
 std::vector<Spread> spreads_of(const std::vector<Result> &results);

@@ -167,7 +167,7 @@ const std::vector<JsonField> &json_fields() {
         {"summary", "dropped", "datagrams that did not get there, by the reason"},
         {"summary", "busiest_second", "the one with most octets, counted from 0"},
         {"summary", "busiest", "datagrams and octets in it"},
-        {"summary", "heap", "octets that the library had allocated in the end"},
+        {"summary", "heap", "octets that the library had allocated for them in the end"},
         {"summary", "resident_peak", "octets of memory that the program had at most"},
         {"summary", "processor_seconds", "what it took"},
         {"summary", "hash", "of all that happened"},

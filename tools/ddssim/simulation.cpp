@@ -118,6 +118,8 @@ private:
     void set_link(Station &station, const LinkSettings &link) const;
     bool is_done() const;
     std::size_t later_events() const;
+    void kill_all();
+    std::uint64_t heap_of_those_there();
     Result result(simnet::Time until);
 
     const Scenario &scenario_;
@@ -153,12 +155,26 @@ Simulation::Simulation(const Scenario &scenario, std::int64_t seed, const Superv
 }
 
 Simulation::~Simulation() {
-    // Whoever takes longer than others to end would be seen to by those who are there still.
+    kill_all();
+}
+
+/** Whoever takes longer than others to end would be seen to by those who are there still. */
+void Simulation::kill_all() {
     for (Station &station : stations_) {
         for (const std::unique_ptr<simnet::Process> &process : station.host->processes()) {
             process->kill();
         }
     }
+}
+
+/** Without what nobody has given back that was killed. Nothing happens in the world after that. */
+std::uint64_t Simulation::heap_of_those_there() {
+    NUVOsapiHeapStatistics heap{};
+
+    kill_all();
+    former_.clear();
+    NUVOsapiHeap_getStatistics(&heap);
+    return heap.liveBytes;
 }
 
 Station &Simulation::station_of(std::int64_t host) {
@@ -453,9 +469,7 @@ std::uint64_t resident_peak() {
 
 Result Simulation::result(simnet::Time until) {
     Result result;
-    NUVOsapiHeapStatistics heap{};
 
-    NUVOsapiHeap_getStatistics(&heap);
     result.seed = static_cast<std::int64_t>(world_.seed());
     result.duration = world_.now();
     result.is_over = world_.now() >= until || is_done();
@@ -491,9 +505,9 @@ Result Simulation::result(simnet::Time until) {
                                 use_of(station.interface->to_segment),
                                 use_of(station.interface->from_segment)});
     }
-    result.heap = heap.liveBytes;
     result.resident_peak = resident_peak();
     result.hash = world_.trace().digest();
+    result.heap = heap_of_those_there();
     return result;
 }
 

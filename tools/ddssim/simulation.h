@@ -49,8 +49,7 @@ struct Result {
     std::size_t busiest_second = 0;
     Amount busiest;
     std::vector<HostResult> hosts;
-    std::uint64_t heap =
-        0; // octets that the library had allocated at the end, for all participants
+    std::uint64_t heap = 0; // octets that the library had allocated for those there at the end
     std::uint64_t resident_peak = 0; // octets of this process
     double processor_seconds = 0;
     std::string hash;

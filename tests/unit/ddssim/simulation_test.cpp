@@ -259,6 +259,14 @@ TEST(Simulation, ASwitchThatForgetsPassesNoMulticast) {
     EXPECT_GT(run(text).sent.at(static_cast<std::size_t>(Kind::QUESTION)).datagrams, 0u);
 }
 
+TEST(Simulation, TheHeapIsThatOfThoseWhoAreThere) {
+    const std::string text = "{hosts: 6, for: 1 min";
+    const double all = static_cast<double>(run(text + "}").heap);
+
+    EXPECT_LT(static_cast<double>(run(text + ", events: [{at: 1 s, do: kill, hosts: 3-6}]}").heap),
+              all / 2);
+}
+
 TEST(Simulation, CountsWhatIsSentByHostAndKind) {
     const Result result = run("{hosts: 3}");
     Kinds kinds;
@@ -336,6 +344,17 @@ TEST(TextReport, SaysHowMuchWasKnownBeforeThat) {
                 HasSubstr("known                     50 % after 2.000 s, 90 % after 4.000 s"));
 }
 
+TEST(TextReport, OfOneAloneSaysNothingOfWhomItKnows) {
+    EXPECT_THAT(as_text({}, run("{hosts: 1}")), Not(HasSubstr("\nknown   ")));
+}
+
+TEST(TextReport, HasNoThousandMilliseconds) {
+    Result result;
+
+    result.duration = SECOND - 10'000;
+    EXPECT_THAT(as_text({}, result), HasSubstr("simulated                 1.000 s in"));
+}
+
 TEST(TextReport, IsNotSteeredByTheTitle) {
     const Scenario scenario = scenario_of("{title: \"a\\e[2Jb\\nc\"}");
 
@@ -349,6 +368,27 @@ TEST(SpreadOfSeeds, HasTheLeastTheMiddleAndTheMost) {
     EXPECT_EQ(spread.at(0), 1);
     EXPECT_EQ(spread.at(0.5), 3);
     EXPECT_EQ(spread.at(1), 100);
+    EXPECT_EQ((Spread{"", {1, 2, 3, 4}}.at(0.5)), 2);
+}
+
+TEST(SpreadOfSeeds, NinetyFiveOfAHundredAreNoMoreThanItSays) {
+    Spread spread;
+
+    for (int i = 1; i <= 100; ++i) {
+        spread.values.push_back(i);
+    }
+    EXPECT_EQ(spread.at(0.95), 95);
+    spread.values.resize(12); // eleven would not be enough
+    EXPECT_EQ(spread.at(0.95), 12);
+}
+
+TEST(SpreadOfSeeds, IsShownAsTheRunsAre) {
+    Result result;
+
+    result.all_known = 300'000;
+    result.sent.front() = {1'234, 5'678};
+    EXPECT_THAT(spread_as_text({result}), AllOf(HasSubstr("all known after  1     0.3 ms  "),
+                                                HasSubstr("datagrams        1     1,234   ")));
 }
 
 TEST(SpreadOfSeeds, LeavesOutWhatThereIsNone) {
