@@ -33,8 +33,8 @@ int perform(const Answer &answer) {
     return answer.exit_code;
 }
 
-Result simulate(const Options &options, std::int64_t seed, simnet::Capture *capture) {
-    ProgressLine line(options.scenario.duration);
+Result simulate(const Options &options, std::int64_t seed, simnet::Capture *capture,
+                ProgressLine &line) {
     Supervision supervision;
 
     supervision.capture = capture;
@@ -42,14 +42,17 @@ Result simulate(const Options &options, std::int64_t seed, simnet::Capture *capt
         line.show(seed, progress);
         return interruption() == 0 && (capture == nullptr || !capture->has_failed());
     };
-    return ddssim::simulate(options.scenario, seed, supervision);
+    Result result = ddssim::simulate(options.scenario, seed, supervision);
+
+    line.clear();
+    return result;
 }
 
 /** What ended it early, or what was found. */
-int conclude(const std::vector<Result> &results) {
+int conclude(const std::vector<Result> &results, bool is_over) {
     bool are_complete = true;
 
-    if (interruption() != 0) {
+    if (!is_over) {
         write_message(std::string("ddssim: ended by ") +
                       (interruption() == SIGINT ? "SIGINT" : "SIGTERM") +
                       "; what is shown is what there was by then");
@@ -62,32 +65,35 @@ int conclude(const std::vector<Result> &results) {
 }
 
 int run_once(const Options &options) {
+    ProgressLine line(options.scenario.duration);
     std::optional<simnet::Capture> capture;
 
     if (options.pcap) {
         capture.emplace(*options.pcap);
     }
-    const Result result = simulate(options, options.seeds.least, capture ? &*capture : nullptr);
+    const Result result =
+        simulate(options, options.seeds.least, capture ? &*capture : nullptr, line);
 
     if (capture) {
         capture->close();
     }
     write_data(options.json ? as_json(options.scenario, result)
                             : as_text(options.scenario, result));
-    return conclude({result});
+    return conclude({result}, result.is_over);
 }
 
 int run_seeds(const Options &options) {
+    ProgressLine line(options.scenario.duration);
     std::vector<Result> results;
+    bool is_over = true;
 
-    if (!options.json) {
-        write_data(heading_of_seeds(options.scenario));
-    }
-    for (std::int64_t seed = options.seeds.least; seed <= options.seeds.most && interruption() == 0;
-         ++seed) {
-        Result result = simulate(options, seed, nullptr);
+    write_data(options.json ? scenario_as_json(options.scenario)
+                            : heading_of_seeds(options.scenario));
+    for (std::int64_t seed = options.seeds.least; seed <= options.seeds.most; ++seed) {
+        Result result = simulate(options, seed, nullptr, line);
 
-        if (!result.is_over) {
+        is_over = result.is_over;
+        if (!is_over) {
             break; // half a run is none to compare
         }
         write_data(options.json ? as_json_line(result) : as_line(result));
@@ -96,7 +102,7 @@ int run_seeds(const Options &options) {
         results.push_back(std::move(result));
     }
     write_data(options.json ? spread_as_json(results) : spread_as_text(results));
-    return conclude(results);
+    return conclude(results, is_over);
 }
 
 int perform(const Options &options) {

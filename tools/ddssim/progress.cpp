@@ -22,10 +22,12 @@ double seconds(simnet::Time time) {
 ProgressLine::ProgressLine(simnet::Time duration)
     : duration_(duration), is_shown_(isatty(STDERR_FILENO) != 0) {}
 
-ProgressLine::~ProgressLine() {
-    if (has_begun_) {
+void ProgressLine::clear() {
+    if (is_there_) {
         (void)std::fputs("\r\x1b[K", stderr);
+        (void)std::fflush(stderr);
     }
+    is_there_ = false;
 }
 
 void ProgressLine::show(std::int64_t seed, const Progress &progress) {
@@ -37,11 +39,11 @@ void ProgressLine::show(std::int64_t seed, const Progress &progress) {
         return;
     }
     last_ = std::chrono::steady_clock::now();
-    has_begun_ = true;
+    is_there_ = true;
     (void)std::fprintf(stderr, "\r\x1b[Kseed %lld: %.3f s", static_cast<long long>(seed),
                        seconds(progress.time));
     if (duration_ != 0) {
-        (void)std::fprintf(stderr, " of %.0f s", seconds(duration_));
+        (void)std::fprintf(stderr, " of %.3f s", seconds(duration_));
     }
     (void)std::fprintf(stderr, " simulated, %.1f %% known", PERCENT * progress.known);
     (void)std::fflush(stderr);

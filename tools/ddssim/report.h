@@ -11,6 +11,9 @@ namespace ddssim {
 
 /** Each returns its lines, with line ends. */
 std::string as_text(const Scenario &scenario, const Result &result);
+/** All but its events. */
+std::string scenario_as_json(const Scenario &scenario);
+/** The scenario and what came of it. */
 std::string as_json(const Scenario &scenario, const Result &result);
 /** Of several seeds: a line for each, and how far they are apart. */
 std::string heading_of_seeds(const Scenario &scenario);

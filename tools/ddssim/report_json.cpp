@@ -88,12 +88,16 @@ Json summary(const Result &result) {
 
 } // namespace
 
-std::string as_json(const Scenario &scenario, const Result &result) {
-    Json first = object("scenario");
+std::string scenario_as_json(const Scenario &scenario) {
+    Json all = object("scenario");
 
-    first["settings"] = settings_of(scenario);
-    first["events"] = scenario.events.size();
-    std::string lines = line(first);
+    all["settings"] = settings_of(scenario);
+    all["events"] = scenario.events.size();
+    return line(all);
+}
+
+std::string as_json(const Scenario &scenario, const Result &result) {
+    std::string lines = scenario_as_json(scenario);
 
     for (const Moment &moment : result.curve) {
         Json point = object("known");
