@@ -1,17 +1,24 @@
 // SPDX-License-Identifier: Apache-2.0
 // ddssim as a program; tests/unit/ddssim has the details.
+#include <array>
+#include <climits>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "process.h"
 
 using nlohmann::json;
 using testing::AllOf;
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
@@ -71,6 +78,17 @@ TEST(Ddssim, HasFindingsWhenNotAllKnowAll) {
     EXPECT_EQ(run({"--hosts", "2", "--loss", "100%", "--for", "1", "--seeds", "1-2"}).code, 3);
 }
 
+TEST(Ddssim, HasALineForEachSeedAndTheSpread) {
+    std::istringstream lines(run({"--seeds", "0-2", "--json"}).output);
+    std::vector<std::string> records;
+
+    for (std::string line; std::getline(lines, line);) {
+        records.push_back(json::parse(line)["record"]);
+    }
+    EXPECT_THAT(records, ElementsAre("scenario", "summary", "summary", "summary", "spread",
+                                     "spread", "spread", "spread"));
+}
+
 TEST(Ddssim, RefusesWhatCannotBe) {
     expect_refused(run({"--hosts", "0"}), 2, "--hosts: '0' is not a whole number from 1 to 4000");
     expect_refused(run({"--period", "1h"}), 2, "period: '1 h' is not at most 5 s");
@@ -98,20 +116,30 @@ TEST(Ddssim, SaysThatStdoutCannotBeWritten) {
     EXPECT_THAT(process.errors(), HasSubstr("cannot write to stdout"));
 }
 
+/** What the kernel tells of a process under a name; empty: nothing. */
+std::string status_of(const Process &process, const std::string &name) {
+    std::ifstream status("/proc/" + std::to_string(process.id()) + "/status");
+
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with(name + ":\t")) {
+            return line.substr(name.size() + 2);
+        }
+    }
+    return "";
+}
+
+/** Whether SIGTERM is in a set of the process: "SigCgt" are those it takes, "ShdPnd" wait. */
+bool has_sigterm(const Process &process, const std::string &set) {
+    const std::string signals = status_of(process, set);
+
+    return !signals.empty() && (std::stoull(signals, nullptr, 16) >> (SIGTERM - 1) & 1) != 0;
+}
+
 TEST(Ddssim, EndsOnASignalWithWhatItHasSoFar) {
     Process process = ddssim({"--hosts", "50", "--for", "24h", "--json"});
 
     // Nobody takes the signals before it does.
-    EXPECT_TRUE(eventually([&] {
-        std::ifstream status("/proc/" + std::to_string(process.id()) + "/status");
-
-        for (std::string line; std::getline(status, line);) {
-            if (line.starts_with("SigCgt:")) {
-                return (std::stoull(line.substr(7), nullptr, 16) >> (SIGTERM - 1) & 1) != 0;
-            }
-        }
-        return false;
-    }));
+    EXPECT_TRUE(eventually([&] { return has_sigterm(process, "SigCgt"); }));
     EXPECT_EQ(process.stop(SIGTERM).code, 1);
     EXPECT_THAT(process.errors(), HasSubstr("ddssim: ended by SIGTERM"));
     const std::string output = process.output();
@@ -120,6 +148,39 @@ TEST(Ddssim, EndsOnASignalWithWhatItHasSoFar) {
 
     EXPECT_EQ(summary["record"], "summary");
     EXPECT_EQ(summary["is_over"], false);
+}
+
+TEST(Ddssim, TakesTwoSignalsAtOnceForOneWhileItWrites) {
+    const std::string path =
+        std::filesystem::temp_directory_path() / ("ddssim." + std::to_string(getpid()) + ".fifo");
+
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    const int fifo = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    Process process(
+        {"/bin/sh", "-c", std::string("exec ") + DDSSIM_PATH + " --seeds 1-1000000000 >" + path});
+    const auto waits_for_reader = [&] {
+        int length = 0;
+
+        return ioctl(fifo, FIONREAD, &length) == 0 &&
+               length > fcntl(fifo, F_GETPIPE_SZ) - PIPE_BUF &&
+               status_of(process, "State").starts_with("S");
+    };
+
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(eventually([&] { return waits_for_reader() || process.has_ended(); }));
+        process.send(SIGTERM);
+        EXPECT_TRUE(
+            eventually([&] { return !has_sigterm(process, "ShdPnd") || process.has_ended(); }));
+    }
+    std::array<char, 4096> part{};
+
+    while (!process.has_ended()) {
+        (void)read(fifo, part.data(), part.size());
+    }
+    EXPECT_EQ(process.wait().code, 1);
+    EXPECT_THAT(process.errors(), StartsWith("ddssim: ended by SIGTERM;"));
+    (void)close(fifo);
+    std::filesystem::remove(path);
 }
 
 TEST(Ddssim, HelpAndVersionGoToStdout) {

@@ -2,7 +2,8 @@
 // The signals that end a run.
 #pragma once
 
-/** From here on SIGINT and SIGTERM are noted; the next one ends the process. */
+/** From here on SIGINT and SIGTERM are noted; one that comes a second or two later ends the
+ * process. */
 void note_interruptions();
 
 /** The one that has come; 0: none. */
