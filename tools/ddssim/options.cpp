@@ -161,15 +161,18 @@ std::vector<Example> examples() {
     for (const Setting &setting : settings()) {
         const std::string value = setting.example;
         const bool is_word = value.find(' ') == std::string::npos;
+        const std::string with = *setting.with != '\0' ? std::string(setting.with) + " " : "";
 
-        all.push_back({setting.option(),
-                       "ddssim " + setting.option() + " " + (is_word ? value : "'" + value + "'")});
+        all.push_back({setting.option(), "ddssim " + with + setting.option() + " " +
+                                             (is_word ? value : "'" + value + "'")});
     }
     all.push_back({"--event", "ddssim --hosts 9 --event '{at: 5 s, do: stop, hosts: 1-3, for: 1 "
                               "min}'"});
     all.push_back({"--seeds", "ddssim --loss 10% --seeds 1-100"});
     all.push_back({"--pcap", "ddssim --hosts 10 --pcap ten.pcapng"});
     all.push_back({"--json", "ddssim --hosts 10 --json"});
+    all.push_back({"--help", "ddssim --help"});
+    all.push_back({"--version", "ddssim --version"});
     return all;
 }
 

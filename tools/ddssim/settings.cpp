@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
 
 #include "refusal.h"
 #include "words.h"
@@ -15,62 +16,40 @@ using simnet::MICROSECOND;
 using simnet::MILLISECOND;
 using simnet::SECOND;
 
-struct Row {
-    const char *key;
-    const char *type;
-    const char *text;
-    const char *example;
-    bool is_of_link = false;
-};
-
-// Each takes a function that gives a scenario's member, of one that may be changed or not.
-
-template <class Member>
-Setting text(const Row &row, Member member) {
-    return {row.key,
-            row.type,
-            row.text,
-            row.example,
-            row.is_of_link,
-            [member](Scenario &all, const std::string &value) { member(all) = value; },
-            [member](const Scenario &all) { return member(all); }};
+/**
+ * @param member a function that gives a scenario's member, of one that may be changed or not
+ * @param parse gives its value from text, or throws a Refusal; @p print gives the text
+ */
+template <class Member, class Parse, class Print>
+Setting setting(const SettingRow &row, Member member, Parse parse, Print print) {
+    return {
+        row,
+        [member, parse](Scenario &all, const std::string &value) { member(all) = parse(value); },
+        [member, print](const Scenario &all) -> std::string { return print(member(all)); }};
 }
 
 template <class Member>
-Setting count(const Row &row, Member member, Range<std::int64_t> range) {
-    return {row.key,
-            row.type,
-            row.text,
-            row.example,
-            row.is_of_link,
-            [member, range](Scenario &all, const std::string &value) {
-                member(all) = to_count(value, range);
-            },
-            [member](const Scenario &all) { return std::to_string(member(all)); }};
+Setting text(const SettingRow &row, Member member) {
+    return setting(row, member, std::identity(), std::identity());
 }
 
 template <class Member>
-Setting time(const Row &row, Member member, Range<simnet::Time> range) {
-    return {row.key,
-            row.type,
-            row.text,
-            row.example,
-            row.is_of_link,
-            [member, range](Scenario &all, const std::string &value) {
-                member(all) = to_time(value, range);
-            },
-            [member](const Scenario &all) { return text_of_time(member(all)); }};
+Setting count(const SettingRow &row, Member member, Range<std::int64_t> range) {
+    return setting(
+        row, member, [range](const std::string &value) { return to_count(value, range); },
+        [](std::int64_t number) { return std::to_string(number); });
 }
 
 template <class Member>
-Setting share(const Row &row, Member member) {
-    return {row.key,
-            row.type,
-            row.text,
-            row.example,
-            row.is_of_link,
-            [member](Scenario &all, const std::string &value) { member(all) = to_share(value); },
-            [member](const Scenario &all) { return text_of_share(member(all)); }};
+Setting time(const SettingRow &row, Member member, Range<simnet::Time> range) {
+    return setting(
+        row, member, [range](const std::string &value) { return to_time(value, range); },
+        text_of_time);
+}
+
+template <class Member>
+Setting share(const SettingRow &row, Member member) {
+    return setting(row, member, to_share, text_of_share);
 }
 
 constexpr std::array MULTICAST_WORDS = {
@@ -79,23 +58,26 @@ constexpr std::array MULTICAST_WORDS = {
     std::pair{"none", simnet::Multicast::NONE},
 };
 
-void set_multicast(Scenario &all, const std::string &value) {
+simnet::Multicast to_multicast(const std::string &value) {
     for (const auto &[word, multicast] : MULTICAST_WORDS) {
         if (value == word) {
-            all.multicast = multicast;
-            return;
+            return multicast;
         }
     }
     throw Refusal(value, "one of flooded, snooped, none");
 }
 
-std::string text_of_multicast(const Scenario &all) {
+std::string text_of_multicast(simnet::Multicast value) {
     for (const auto &[word, multicast] : MULTICAST_WORDS) {
-        if (all.multicast == multicast) {
+        if (value == multicast) {
             return word;
         }
     }
     return "";
+}
+
+std::vector<std::string> to_peers(const std::string &value) {
+    return value.empty() ? std::vector<std::string>() : split(value, ',');
 }
 
 std::vector<Setting> all_settings() {
@@ -114,7 +96,7 @@ std::vector<Setting> all_settings() {
             [](auto &all) -> auto & { return all.participants; }, PARTICIPANTS),
         count(
             {"participants_per_process", "N", "how many of a host's participants share a process",
-             "4"},
+             "4", false, "--participants 20"},
             [](auto &all) -> auto & { return all.participants_per_process; }, PARTICIPANTS),
         time({"start_spread", "TIME", "the time within which participants start, at random", "2s"},
              [](auto &all) -> auto & { return all.start_spread; }, {0, DAY}),
@@ -133,11 +115,14 @@ std::vector<Setting> all_settings() {
             {"loss", "SHARE", "the share of datagrams that is lost from one host to another", "10%",
              true},
             [](auto &all) -> auto & { return all.link.loss; }),
-        {"burst", "N", "how many are lost in a row, on average; 1: each for itself", "8", true,
-         [](Scenario &all, const std::string &value) {
-             all.link.burst = to_factor(value, {1, 10'000});
-         },
-         [](const Scenario &all) { return text_of_factor(all.link.burst); }},
+        setting(
+            {"burst", "N", "how many are lost in a row, on average; 1: each for itself", "8", true,
+             "--loss 10%"},
+            [](auto &all) -> auto & { return all.link.burst; },
+            [](const std::string &value) {
+                return to_factor(value, {1, 10'000});
+            },
+            text_of_factor),
         share(
             {"duplication", "SHARE", "the share that arrives twice", "1%", true},
             [](auto &all) -> auto & { return all.link.duplication; }),
@@ -145,24 +130,29 @@ std::vector<Setting> all_settings() {
             {"reordering", "SHARE", "the share that may be overtaken, within a millisecond", "1%",
              true},
             [](auto &all) -> auto & { return all.link.reordering; }),
-        {"bandwidth", "RATE", "of the wire of a host, in each direction", "100Mbit/s", true,
-         [](Scenario &all, const std::string &value) { all.link.bandwidth = to_rate(value); },
-         [](const Scenario &all) { return text_of_rate(all.link.bandwidth); }},
-        {"multicast", "WORD",
-         "what the switch does with multicast: flooded to all, snooped and passed to members, none",
-         "none", false, set_multicast, text_of_multicast},
-        {"querier", "yes|no",
-         "whether somebody asks for members; else a snooping switch forgets each after 260 s", "no",
-         false, [](Scenario &all, const std::string &value) { all.querier = to_choice(value); },
-         [](const Scenario &all) { return all.querier ? "yes" : "no"; }},
-        {"peers", "PEER,...",
-         "whom participants announce themselves to: addresses, host1 and so on for hosts, all for "
-         "each of these; 239.255.0.1 and 127.0.0.1 where there is none",
-         "host1,host2", false,
-         [](Scenario &all, const std::string &value) {
-             all.peers = value.empty() ? std::vector<std::string>() : split(value, ',');
-         },
-         [](const Scenario &all) { return join(all.peers, ","); }},
+        setting(
+            {"bandwidth", "RATE", "of the wire of a host, in each direction", "100Mbit/s", true},
+            [](auto &all) -> auto & { return all.link.bandwidth; }, to_rate, text_of_rate),
+        setting(
+            {"multicast", "WORD",
+             "what the switch does with multicast: flooded to all, snooped and passed to "
+             "members, none",
+             "none", false, "--peers all"},
+            [](auto &all) -> auto & { return all.multicast; }, to_multicast, text_of_multicast),
+        setting(
+            {"querier", "yes|no",
+             "whether somebody asks for members; else a snooping switch forgets each after "
+             "260 s",
+             "no", false, "--multicast snooped"},
+            [](auto &all) -> auto & { return all.querier; }, to_choice,
+            [](bool is_there) { return is_there ? "yes" : "no"; }),
+        setting(
+            {"peers", "PEER,...",
+             "whom participants announce themselves to: addresses, host1 and so on for hosts, "
+             "all for each of these; 239.255.0.1 and 127.0.0.1 where there is none",
+             "host1,host2", false, "--multicast none"},
+            [](auto &all) -> auto & { return all.peers; }, to_peers,
+            [](const auto &peers) { return join(peers, ","); }),
         time({"lease", "TIME", "how long one is known that is not heard any more", "30s"},
              [](auto &all) -> auto & { return all.lease; }, {4 * MILLISECOND, DAY}),
         time({"period", "TIME", "how often each announces itself, a quarter of the lease at most",

@@ -11,12 +11,16 @@
 
 namespace ddssim {
 
-struct Setting {
-    const char *key;     // "start_spread"; the option is "--start-spread"
-    const char *type;    // what --help calls its value
-    const char *text;    // what it is, up to the default
-    const char *example; // a value
-    bool is_of_link;     // an event may change it
+struct SettingRow {
+    const char *key;         // "start_spread"; the option is "--start-spread"
+    const char *type;        // what --help calls its value
+    const char *text;        // what it is, up to the default
+    const char *example;     // a value
+    bool is_of_link = false; // an event may change it
+    const char *with = "";   // options without which the example would change nothing
+};
+
+struct Setting : SettingRow {
     std::function<void(Scenario &, const std::string &)> set; // throws a Refusal
     std::function<std::string(const Scenario &)> get;         // as set takes it
 

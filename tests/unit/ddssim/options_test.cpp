@@ -127,10 +127,42 @@ TEST(ManualPage, HasAnExampleOfEachOption) {
             return example.option == name;
         });
 
-        if (name != "--help" && name != "--version") {
-            ASSERT_NE(found, all.end()) << name;
-            EXPECT_TRUE(page.find(escaped(found->line)) != std::string::npos) << name;
+        ASSERT_NE(found, all.end()) << name;
+        EXPECT_TRUE(page.find(escaped(found->line)) != std::string::npos) << name;
+    }
+}
+
+/** As a shell has them: single quotes keep blanks. */
+std::vector<std::string> words_of(const std::string &line) {
+    std::vector<std::string> words(1);
+    bool is_quoted = false;
+
+    for (const char character : line) {
+        if (character == '\'') {
+            is_quoted = !is_quoted;
+        } else if (character == ' ' && !is_quoted) {
+            words.emplace_back();
+        } else {
+            words.back() += character;
         }
+    }
+    return words;
+}
+
+TEST(ManualPage, HasExamplesThatAreTakenAndHaveTheirOption) {
+    for (const Example &example : examples()) {
+        const std::vector<std::string> words = words_of(example.line);
+        std::vector<const char *> arguments;
+
+        for (const std::string &word : words) {
+            arguments.push_back(word.c_str());
+        }
+        const Command command =
+            parse_command_line(static_cast<int>(arguments.size()), arguments.data());
+        const Answer *const answer = std::get_if<Answer>(&command);
+
+        EXPECT_THAT(words, testing::Contains(example.option));
+        EXPECT_TRUE(answer == nullptr || answer->exit_code == 0) << answer->text;
     }
 }
 
