@@ -417,6 +417,31 @@ TEST_F(DoctorOfADomain, NamesAPeerThatDoesNotAnswer) {
     EXPECT_THAT(found_here({"--peer", "192.0.2.2"}), IsEmpty());
 }
 
+TEST_F(DoctorOfADomain, SaysThatTheNameOfAPeerHasChanged) {
+    const doctor::HostNames names("192.0.2.2 beta\n");
+    const auto look = [&](const char *seconds) {
+        const Host::Stay stay(*here);
+
+        return names.ddspart({"doctor", "--peer", "beta", "--for", seconds});
+    };
+    Neighbour neighbour(*there, json::object());
+
+    if (!names.can_be_had()) {
+        GTEST_SKIP() << "needs files of its own";
+    }
+    Process process = look("60");
+
+    (void)neighbour.wait_for([](const json &line) { return line.value("change", "") == "came"; });
+    names.change("192.0.2.7 beta\n");
+    process.send(SIGINT);
+    const doctor::Diagnosis diagnosis = doctor::said_by(std::move(process));
+
+    EXPECT_THAT(diagnosis.ids(), ElementsAre("changed-peer"));
+    EXPECT_THAT(diagnosis.output, HasSubstr("has changed from 192.0.2.2 to 192.0.2.7"));
+    names.change("192.0.2.2 beta\n");
+    EXPECT_THAT(doctor::said_by(look("0.3")).ids(), IsEmpty());
+}
+
 TEST_F(DoctorOfADomain, SaysThatThereAreParticipantsWithADomainTag) {
     {
         const Neighbour neighbour(*there, {{"tag", "blue"}, {"period", 0.1}});

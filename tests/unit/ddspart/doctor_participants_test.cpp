@@ -38,6 +38,14 @@ TEST(DoctorOfParticipants, NamesAPeerThatWasNotHeard) {
     EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("silent-peer beta"));
 }
 
+TEST(DoctorOfParticipants, HearsAPeerByTheAddressThatItsNameHasLater) {
+    Facts facts = host_that_heard({participant_at({"192.0.2.8"})});
+
+    facts.peers = {{to_peer("beta"), "", {"192.0.2.9"}, 0}};
+    facts.peers[0].later_addresses = {"192.0.2.8"};
+    EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("changed-peer beta"));
+}
+
 TEST(DoctorOfParticipants, ExpectsNoAnswerOfWhomItHasNotAnnouncedItselfTo) {
     Facts facts = host_that_heard({});
 

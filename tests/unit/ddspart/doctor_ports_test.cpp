@@ -158,6 +158,22 @@ TEST(DoctorOfPeers, DoesNotBlameANameForWhichNoServerHasAnswered) {
     EXPECT_EQ(diagnosis.findings.front().remedy.find("Correct"), std::string::npos);
 }
 
+TEST(DoctorOfPeers, NamesThoseWhoseNameHasLostAnAddress) {
+    Facts facts = good_host();
+    PeerTrial trial = {to_peer("beta"), "", {"192.0.2.8", "192.0.2.9"}, 0};
+
+    facts.peers = {trial};
+    EXPECT_THAT(found(facts, usual_wishes()), IsEmpty()); // it was not looked up again
+    facts.peers[0].later_addresses = {"192.0.2.9", "192.0.2.8"};
+    EXPECT_THAT(found(facts, usual_wishes()), IsEmpty());
+    facts.peers[0].later_addresses = {"192.0.2.7", "192.0.2.8", "192.0.2.9"}; // one that came
+    EXPECT_THAT(found(facts, usual_wishes()), IsEmpty());
+    facts.peers[0].later_addresses = {"192.0.2.7", "192.0.2.8"};
+    EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("changed-peer beta"));
+    EXPECT_THAT(diagnose(facts, usual_wishes()).findings.front().cause,
+                HasSubstr("has changed from 192.0.2.8, 192.0.2.9 to 192.0.2.7, 192.0.2.8 while"));
+}
+
 TEST(DoctorOfPeers, NamesThoseToWhichThereIsNoWay) {
     Facts facts = good_host();
 

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <set>
 
+#include "doctor/clock_checks.h"
 #include "doctor/end_checks.h"
 #include "doctor/interface_checks.h"
 #include "doctor/multicast_checks.h"
@@ -139,6 +140,9 @@ constexpr std::array CHECKS = {
     Check{"unresolved-peer", &PEERS,
           "The name of a peer has no address.",
           find_unresolved_peer},
+    Check{"changed-peer", &PEERS,
+          "The name of a peer had another address at the end than at the beginning.",
+          find_changed_peer},
     Check{"no-route-to-peer", &PEERS,
           "The kernel has no way to a peer, or one that forbids it.",
           find_no_route_to_peer},
@@ -154,6 +158,12 @@ constexpr std::array CHECKS = {
     Check{"shared-locator", &PARTICIPANTS,
           "Two participants announce the same address and port.",
           find_shared_locator},
+    Check{"clock-set", &PARTICIPANTS,
+          "The clock of the host was set, forward or back, while it looked.",
+          find_clock_set},
+    Check{"host-asleep", &PARTICIPANTS,
+          "The host was asleep while it looked.",
+          find_host_asleep},
     Check{"unicast-lost", &OTHER_END,
           "What one of two hosts sends to free ports of the other does not arrive.",
           find_unicast_lost},

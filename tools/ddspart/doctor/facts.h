@@ -14,6 +14,7 @@
 
 #include "doctor/wishes.h"
 #include "held_ports.h"
+#include "host/clocks.h"
 #include "host/ephemeral_ports.h"
 #include "host/files.h"
 #include "sighting.h"
@@ -92,6 +93,8 @@ struct PeerTrial {
     std::vector<std::string> addresses; // of the families asked for; one if it is an address
     int route_error = 0;                // of the way to the first of them
     bool is_unanswered = false;         // no name server could be asked: the name may be right
+    /** Of a name, when it was looked up again at the end; none: it was not, or had none then. */
+    std::vector<std::string> later_addresses = {};
 };
 
 /** A rule of the firewall that drops or rejects. */
@@ -184,8 +187,10 @@ struct Facts {
     std::optional<host::EphemeralPorts> ephemeral;
     std::optional<std::size_t> descriptor_limit; // of files that a program may have open
     std::vector<FirewallRule> rules;             // those that drop one of the domain's ports
-    std::optional<Heard> heard;                  // none: nobody has listened
-    std::optional<Ends> ends;                    // none: no other host was to be looked at
+    std::optional<host::Clocks> clocks_before;   // all else was looked at; none: they are not known
+    std::optional<host::Clocks> clocks_after;
+    std::optional<Heard> heard; // none: nobody has listened
+    std::optional<Ends> ends;   // none: no other host was to be looked at
     /** What could not be looked at, and why: "firewall rules: only root may read them". */
     std::vector<std::string> unseen;
 };

@@ -27,6 +27,7 @@ namespace {
 
 constexpr std::chrono::milliseconds TIME_FOR_PROBES(1300);
 constexpr std::chrono::milliseconds TIME_FOR_PEERS(500);
+constexpr std::chrono::milliseconds TIME_FOR_SECOND_LOOK(200);
 
 /** How many files a program may have open that is started as this one was. */
 std::optional<std::size_t> descriptor_limit() {
@@ -58,6 +59,28 @@ std::set<std::string> addresses_of(const std::vector<Interface> &interfaces) {
         }
     }
     return addresses;
+}
+
+/** The names among the peers that had addresses. */
+void look_up_again(Facts &facts, const Wishes &wishes) {
+    Wishes names = wishes;
+
+    std::erase_if(names.peers, [&](const Peer &peer) {
+        const auto trial = std::ranges::find(facts.peers, peer, &PeerTrial::peer);
+
+        return !peer.is_name || trial == facts.peers.end() || trial->addresses.empty();
+    });
+    if (names.peers.empty()) {
+        return;
+    }
+    try {
+        for (PeerTrial &later : try_peers(names, TIME_FOR_SECOND_LOOK)) {
+            std::ranges::find(facts.peers, later.peer, &PeerTrial::peer)->later_addresses =
+                std::move(later.addresses);
+        }
+    } catch (const std::system_error &error) {
+        facts.unseen.push_back(std::string("whether names of peers change: ") + error.what());
+    }
 }
 
 /** Who has the ports of the domain, and the networks in which somebody has. */
@@ -147,6 +170,7 @@ Facts gather(const Wishes &wishes) {
     const std::vector<std::vector<unsigned>> unicast = unicast_ports(wishes);
     Facts facts;
 
+    facts.clocks_before = host::read_clocks();
     facts.interfaces = list_interfaces();
     find_answering_interfaces(facts.interfaces);
     for (const std::vector<unsigned> &ports : unicast) {
@@ -190,6 +214,8 @@ void look_again(Facts &facts, const Wishes &wishes, const std::vector<Sighting> 
     if (!facts.held.empty()) {
         compare(facts.held, held_by_others(wishes, false, heard));
     }
+    look_up_again(facts, wishes);
+    facts.clocks_after = host::read_clocks();
 }
 
 } // namespace doctor

@@ -3,9 +3,7 @@
 
 #include <algorithm>
 #include <array>
-#include <iomanip>
 #include <map>
-#include <sstream>
 
 #include "doctor/texts.h"
 #include "words.h"
@@ -13,14 +11,6 @@
 namespace doctor {
 
 namespace {
-
-/** "1.5 s" */
-std::string text_of(std::chrono::duration<double> duration) {
-    std::ostringstream text;
-
-    text << std::fixed << std::setprecision(1) << duration.count() << " s";
-    return text.str();
-}
 
 bool is_loopback_address(const Facts &facts, const std::string &address) {
     return address.starts_with("127.") ||
@@ -60,8 +50,9 @@ std::vector<Finding> find_silent_peer(const Facts &facts, const Wishes &) {
         return findings;
     }
     for (const PeerTrial &trial : facts.peers) {
-        const bool is_answering = std::ranges::any_of(
-            trial.addresses, [&](const std::string &address) { return is_heard(facts, address); });
+        const auto is_there = [&](const std::string &address) { return is_heard(facts, address); };
+        const bool is_answering = std::ranges::any_of(trial.addresses, is_there) ||
+                                  std::ranges::any_of(trial.later_addresses, is_there);
 
         if (!trial.addresses.empty() && trial.route_error == 0 && !is_answering) {
             findings.push_back(

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "doctor/peer_checks.h"
 
+#include <algorithm>
+
 #include "doctor/texts.h"
 #include "words.h"
 
@@ -39,6 +41,31 @@ std::vector<Finding> find_unresolved_peer(const Facts &facts, const Wishes &wish
                      family_names(wishes.families) + " address: " + trial.failure + ".",
                  "Correct the name, give it an address in /etc/hosts, or name the peer's "
                  "address."});
+        }
+    }
+    return findings;
+}
+
+std::vector<Finding> find_changed_peer(const Facts &facts, const Wishes &) {
+    std::vector<Finding> findings;
+
+    for (const PeerTrial &trial : facts.peers) {
+        const bool is_any_gone =
+            std::ranges::any_of(trial.addresses, [&](const std::string &address) {
+                return std::ranges::find(trial.later_addresses, address) ==
+                       trial.later_addresses.end();
+            });
+
+        if (!trial.later_addresses.empty() && is_any_gone) {
+            findings.push_back(
+                {"", trial.peer.text,
+                 "The name of the peer " + trial.peer.text + " has changed from " +
+                     join(trial.addresses, ", ") + " to " + join(trial.later_addresses, ", ") +
+                     " while it was looked at: participants announce themselves to where it was "
+                     "until they look it up again, once in a period, and rules of firewalls and "
+                     "programs that know the former address do not follow at all.",
+                 "Give the name addresses that last, in /etc/hosts or by its name server; or name "
+                 "addresses of the peer that do."});
         }
     }
     return findings;

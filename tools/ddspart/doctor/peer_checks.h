@@ -12,6 +12,7 @@ namespace doctor {
 
 std::vector<Finding> find_nobody_announced_to(const Facts &facts, const Wishes &wishes);
 std::vector<Finding> find_unresolved_peer(const Facts &facts, const Wishes &wishes);
+std::vector<Finding> find_changed_peer(const Facts &facts, const Wishes &wishes);
 std::vector<Finding> find_no_route_to_peer(const Facts &facts, const Wishes &wishes);
 
 } // namespace doctor

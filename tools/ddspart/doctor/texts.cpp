@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "doctor/texts.h"
 
+#include <iomanip>
+#include <sstream>
 #include <system_error>
 
 #include "words.h"
@@ -9,6 +11,13 @@ namespace doctor {
 
 std::string error_text(int error) {
     return std::generic_category().message(error);
+}
+
+std::string text_of(std::chrono::duration<double> duration) {
+    std::ostringstream text;
+
+    text << std::fixed << std::setprecision(1) << duration.count() << " s";
+    return text.str();
 }
 
 std::string family_names(const std::vector<Family> &families) {

@@ -2,6 +2,7 @@
 // Parts of the sentences of findings.
 #pragma once
 
+#include <chrono>
 #include <set>
 #include <string>
 #include <vector>
@@ -12,6 +13,9 @@ namespace doctor {
 
 /** An error of the system in words. */
 std::string error_text(int error);
+
+/** "1.5 s" */
+std::string text_of(std::chrono::duration<double> duration);
 
 /** As "IPv4 or IPv6". */
 std::string family_names(const std::vector<Family> &families);

@@ -3,8 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iomanip>
-#include <sstream>
 #include <utility>
 
 #include "doctor/texts.h"
@@ -15,13 +13,6 @@ namespace why {
 namespace {
 
 using MayBeReason = std::optional<Reason>;
-
-std::string seconds(std::chrono::duration<double> duration) {
-    std::ostringstream text;
-
-    text << std::fixed << std::setprecision(1) << duration.count() << " s";
-    return text.str();
-}
 
 /** Both parties, as far as they are participants of others. */
 std::vector<const Party *> parties(const Facts &facts) {
@@ -88,7 +79,7 @@ std::string longest_lease(const std::vector<Witness> &witnesses) {
         }
         longest = std::max(longest, *witness.answer.lease_left);
     }
-    return "for " + seconds(longest) + " at most";
+    return "for " + doctor::text_of(longest) + " at most";
 }
 
 std::string domains_of(const Facts &facts) {
@@ -217,7 +208,7 @@ MayBeReason find_not_announced(const Facts &facts) {
             "",
             name_of(party) + " holds " + ports_of(party) +
                 (network.is_own ? "" : " in the network " + label_of(network)) +
-                ", and was not heard to announce itself within " + seconds(facts.duration) +
+                ", and was not heard to announce itself within " + doctor::text_of(facts.duration) +
                 ": it listens only, hangs, is stopped, announces itself to others, or "
                 "what it says and hears is dropped.",
             network.is_own ? "Look whether it may announce itself (dds.discovery.announce) "
@@ -237,7 +228,8 @@ MayBeReason find_not_answering(const Facts &facts) {
 
         return Reason{"",
                       name_of(party) + " is known to " + names_of(party.witnesses) +
-                          ", but was not heard here within " + seconds(facts.duration) + ": " +
+                          ", but was not heard here within " + doctor::text_of(facts.duration) +
+                          ": " +
                           (unsent != nullptr ? "nothing can be sent to " + unsent->locator + " (" +
                                                    doctor::error_text(unsent->error) + ")."
                                              : "it does not answer at " + locators_of(party) +
@@ -255,7 +247,7 @@ MayBeReason find_filtered_here(const Facts &facts) {
         const doctor::FirewallRule &rule = facts.rules.front();
 
         return Reason{"",
-                      "Nobody heard here within " + seconds(facts.duration) + " is " +
+                      "Nobody heard here within " + doctor::text_of(facts.duration) + " is " +
                           name_of(party) +
                           ", and a firewall of this host drops what is for ports "
                           "of domain " +
@@ -272,7 +264,7 @@ MayBeReason find_not_seen(const Facts &facts) {
             return std::nullopt;
         }
         return Reason{"",
-                      "Nobody heard within " + seconds(facts.duration) + " in " +
+                      "Nobody heard within " + doctor::text_of(facts.duration) + " in " +
                           domains_of(facts) + " is " + name_of(party) +
                           ", and nobody there knows one: it was not started, is in another domain, "
                           "or nothing it says arrives.",
@@ -286,15 +278,16 @@ MayBeReason find_gone(const Facts &facts) {
         if (!party.is_gone) {
             return std::nullopt;
         }
-        return Reason{"",
-                      name_of(party) +
-                          " was heard, and is not there any more: it has left, or its "
-                          "lease" +
-                          (party.heard->lease ? " of " + seconds(*party.heard->lease) : "") +
-                          " has ended before it announced itself again.",
-                      "If it still runs, it has to announce itself more often than its lease ends: "
-                      "discovery_config.announcement_period is a quarter of lease_duration at "
-                      "most."};
+        return Reason{
+            "",
+            name_of(party) +
+                " was heard, and is not there any more: it has left, or its "
+                "lease" +
+                (party.heard->lease ? " of " + doctor::text_of(*party.heard->lease) : "") +
+                " has ended before it announced itself again.",
+            "If it still runs, it has to announce itself more often than its lease ends: "
+            "discovery_config.announcement_period is a quarter of lease_duration at "
+            "most."};
     });
 }
 
@@ -401,7 +394,7 @@ MayBeReason find_one_way(const Facts &facts) {
         return Reason{"",
                       name_of(party) +
                           " is heard, but has said nothing to this host alone within " +
-                          seconds(facts.duration) +
+                          doctor::text_of(facts.duration) +
                           (closed != nullptr ? ": nobody receives at " + closed->locator + "."
                                              : ": what is sent to it at " + locators_of(party) +
                                                    " does not arrive, or it answers nobody.") +
