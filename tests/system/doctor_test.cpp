@@ -396,7 +396,7 @@ class DoctorOfADomain : public doctor::TwoHostsTest {
 protected:
     Texts found_here(const Texts &options) const {
         const Host::Stay stay(*here);
-        Texts all = {"--for", "0.3"};
+        Texts all = {"--for", "0.2"};
 
         all.insert(all.end(), options.begin(), options.end());
         return found(all);
@@ -404,7 +404,7 @@ protected:
 };
 
 TEST_F(DoctorOfADomain, FindsNothingWhereParticipantsFindEachOther) {
-    const Neighbour neighbour(*there, {{"period", 0.1}});
+    const Neighbour neighbour(*there, {{"period", 0.05}});
 
     EXPECT_THAT(found_here({}), IsEmpty());
     EXPECT_THAT(found_here({"--peer", "192.0.2.2"}), IsEmpty());
@@ -439,25 +439,25 @@ TEST_F(DoctorOfADomain, SaysThatTheNameOfAPeerHasChanged) {
     EXPECT_THAT(diagnosis.ids(), ElementsAre("changed-peer"));
     EXPECT_THAT(diagnosis.output, HasSubstr("has changed from 192.0.2.2 to 192.0.2.7"));
     names.change("192.0.2.2 beta\n");
-    EXPECT_THAT(doctor::said_by(look("0.3")).ids(), IsEmpty());
+    EXPECT_THAT(doctor::said_by(look("0.2")).ids(), IsEmpty());
 }
 
 TEST_F(DoctorOfADomain, SaysThatThereAreParticipantsWithADomainTag) {
     {
-        const Neighbour neighbour(*there, {{"tag", "blue"}, {"period", 0.1}});
+        const Neighbour neighbour(*there, {{"tag", "blue"}, {"period", 0.05}});
 
         EXPECT_THAT(found_here({}), ElementsAre("refused-participants"));
     }
-    const Neighbour neighbour(*there, {{"period", 0.1}});
+    const Neighbour neighbour(*there, {{"period", 0.05}});
 
     EXPECT_THAT(found_here({}), IsEmpty());
 }
 
 TEST_F(DoctorOfADomain, NamesTwoThatHaveOneAddress) {
     const Host copy("copy", {"192.0.2.2/24"});
-    const Neighbour one(*there, {{"name", "one"}, {"period", 0.1}});
+    const Neighbour one(*there, {{"name", "one"}, {"period", 0.05}});
     {
-        const Neighbour other(copy, {{"name", "other"}, {"period", 0.1}});
+        const Neighbour other(copy, {{"name", "other"}, {"period", 0.05}});
 
         EXPECT_THAT(found_here({}), ElementsAre("network-twice", "shared-locator"));
     }
@@ -475,15 +475,15 @@ TEST_F(DoctorOfADomain, NamesANetworkThatHasTheAddressOfThisOne) {
 
 TEST_F(DoctorOfADomain, FindsNothingOnAHostWithContainersOnABridge) {
     ip({"address", "add", "192.0.2.254/24", "dev", "wire"});
-    const Neighbour one(*here, {{"period", 0.1}});
-    const Neighbour other(*there, {{"period", 0.1}});
+    const Neighbour one(*here, {{"period", 0.05}});
+    const Neighbour other(*there, {{"period", 0.05}});
 
-    EXPECT_THAT(found({"--for", "0.3"}), IsEmpty());
+    EXPECT_THAT(found({"--for", "0.2"}), IsEmpty());
 }
 
 TEST_F(DoctorOfADomain, FindsNothingInABusyDomain) {
-    const Neighbour many(*there, {{"count", 60}, {"period", 0.2}, {"listens", false}});
-    const Neighbour more(*here, {{"count", 20}, {"period", 0.2}, {"listens", false}});
+    const Neighbour many(*there, {{"count", 60}, {"period", 0.1}, {"listens", false}});
+    const Neighbour more(*here, {{"count", 20}, {"period", 0.1}, {"listens", false}});
 
     EXPECT_THAT(found_here({}), IsEmpty());
     EXPECT_THAT(found_here({"--peer", "192.0.2.2"}), IsEmpty());
@@ -555,7 +555,7 @@ private:
 
 TEST_F(DoctorOfADomain, SaysThatTwoParticipantsHaveOneGuid) {
     const Host copy("copy", {"192.0.2.3/24"});
-    Neighbour original(*there, {{"period", 0.1}});
+    Neighbour original(*there, {{"period", 0.05}});
     Parrot parrot(copy);
 
     parrot.listen();

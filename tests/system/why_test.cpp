@@ -55,12 +55,16 @@ protected:
         }
     }
     /** Who does not answer at once is waited for a moment. */
-    static Process run(const Host &host, Texts arguments) {
-        arguments.insert(arguments.begin(), {"why", "--json", "--for", "0.4"});
+    static Process run(const Host &host, Texts arguments, const char *seconds = "0.4") {
+        arguments.insert(arguments.begin(), {"why", "--json", "--for", seconds});
         return host.ddspart(arguments);
     }
     static json why(const Host &host, const Texts &arguments) {
         return said(run(host, arguments));
+    }
+    /** Where there is nobody who could be heard. */
+    static json why_nobody_is_heard(const Host &host, const Texts &arguments) {
+        return said(run(host, arguments, "0.1"));
     }
     struct Question {
         const Host &host;
@@ -184,7 +188,7 @@ TEST_F(Why, NamesTheRuleThatLetsNothingIn) {
              "add rule inet t in iifname net0 udp dport 7400-7700 drop")) {
         GTEST_SKIP() << "there is no firewall to be had";
     }
-    const json verdict = why(*beta, {"other", "one"});
+    const json verdict = why_nobody_is_heard(*beta, {"other", "one"});
 
     EXPECT_EQ(verdict["id"], "filtered-here");
     EXPECT_THAT(verdict["cause"], HasSubstr("udp dport 7400-7700 drop"));
@@ -259,7 +263,7 @@ TEST_F(Why, SaysThatOneHasLeft) {
 
 TEST_F(Why, SaysThatAProcessIsNoParticipant) {
     const Process sleeper({"sleep", "60"});
-    const json verdict = why(*alpha, {std::to_string(sleeper.id())});
+    const json verdict = why_nobody_is_heard(*alpha, {std::to_string(sleeper.id())});
 
     EXPECT_EQ(verdict["id"], "no-port");
     EXPECT_THAT(verdict["cause"], HasSubstr("(sleep)"));
@@ -269,7 +273,7 @@ TEST_F(Why, SaysWhoHasThePortsOfOneThatHasNone) {
     const Host::Stay there(*alpha);
     const PortHolder stranger("stranger", {7400});
     const Process sleeper({"sleep", "60"});
-    const json verdict = why(*alpha, {std::to_string(sleeper.id())});
+    const json verdict = why_nobody_is_heard(*alpha, {std::to_string(sleeper.id())});
 
     EXPECT_EQ(verdict["id"], "port-taken");
     EXPECT_THAT(verdict["cause"], HasSubstr("7400 is held by process " +
@@ -279,7 +283,7 @@ TEST_F(Why, SaysWhoHasThePortsOfOneThatHasNone) {
 TEST_F(Why, SaysThatOneAnnouncesNothing) {
     const Process silent =
         once_joined(alpha->ddspart({"run", "--no-announce", "--verbosity", "error"}));
-    const json verdict = why(*alpha, {std::to_string(silent.id())});
+    const json verdict = why_nobody_is_heard(*alpha, {std::to_string(silent.id())});
 
     EXPECT_EQ(verdict["id"], "not-announced");
     EXPECT_THAT(verdict["cause"], HasSubstr("7410 7411 (index 0 of domain 0)"));

@@ -42,10 +42,14 @@ Facts good_ends() {
     return facts;
 }
 
-std::string cause(const Facts &facts) {
-    const Diagnosis diagnosis = diagnose(facts, usual_wishes());
+Finding finding_of(const Facts &facts) {
+    const std::vector<Finding> all = diagnose(facts, usual_wishes()).findings;
 
-    return diagnosis.findings.empty() ? "" : diagnosis.findings.front().cause;
+    return all.empty() ? Finding() : all.front();
+}
+
+std::string cause(const Facts &facts) {
+    return finding_of(facts).cause;
 }
 
 TEST(DoctorOfTwoHosts, FindsNothingWhereAllArrives) {
@@ -75,8 +79,10 @@ TEST(DoctorOfTwoHosts, SaysWhatOfLargeDatagramsIsLost) {
     EXPECT_THAT(found(facts, usual_wishes()),
                 ElementsAre("large-datagrams-lost this host to beta"));
     EXPECT_THAT(cause(facts), HasSubstr("Datagrams of 4000 octets"));
+    EXPECT_THAT(finding_of(facts).remedy, HasSubstr("Let fragments of UDP through"));
     facts.ends->out.arrived.erase(PACKET);
     EXPECT_THAT(cause(facts), HasSubstr("Datagrams of 1472 octets"));
+    EXPECT_THAT(finding_of(facts).remedy, HasSubstr("Make the MTU of the interfaces as small"));
     facts.ends->out.arrived.erase(PORT); // small ones do not arrive either
     EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("unicast-lost this host to beta"));
 }
@@ -86,9 +92,40 @@ TEST(DoctorOfTwoHosts, MissesMulticastOnlyWhereNoPeersAreNamed) {
 
     facts.ends->out.arrived = {PORT, PACKET, FRAGMENTS};
     EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("multicast-lost this host to beta"));
-    facts.ends->there.needs_multicast = false;
+    for (End Ends::*const end : {&Ends::here, &Ends::there}) {
+        ((*facts.ends).*end).needs_multicast = false;
+        EXPECT_THAT(found(facts, usual_wishes()), IsEmpty());
+        ((*facts.ends).*end).needs_multicast = true;
+    }
+    facts.ends->out.has_group = false; // nobody listens
     EXPECT_THAT(found(facts, usual_wishes()), IsEmpty());
-    facts.ends->there.needs_multicast = true;
+}
+
+TEST(DoctorOfTwoHosts, SaysWhatArrivesWhereMulticastDoesNot) {
+    Facts facts = good_ends();
+
+    facts.ends->out.arrived = {PORT, PACKET, FRAGMENTS};
+    EXPECT_EQ(cause(facts), "What this host sends to the group does not arrive at beta, while "
+                            "unicast does; the other way it does.");
+    facts.ends->in.arrived = {PORT, PACKET, FRAGMENTS};
+    EXPECT_EQ(cause(facts),
+              "What this host sends to the group does not arrive at beta, while unicast does.");
+    facts.ends->out.arrived.clear();
+    EXPECT_THAT(
+        diagnose(facts, usual_wishes()).findings,
+        Contains(testing::Field(&Finding::cause,
+                                "What this host sends to the group does not arrive at beta.")));
+}
+
+TEST(DoctorOfTwoHosts, MissesNoTimeToLiveWhereNobodyNeedsMulticast) {
+    Facts facts = good_ends();
+
+    facts.ends->out.arrived.erase(TTL_1);
+    for (End Ends::*const end : {&Ends::here, &Ends::there}) {
+        ((*facts.ends).*end).needs_multicast = false;
+        EXPECT_THAT(found(facts, usual_wishes()), IsEmpty());
+        ((*facts.ends).*end).needs_multicast = true;
+    }
     facts.ends->out.has_group = false; // nobody listens
     EXPECT_THAT(found(facts, usual_wishes()), IsEmpty());
 }
@@ -123,6 +160,8 @@ TEST(DoctorOfTwoHosts, ComparesTheDomainsOfParticipants) {
     EXPECT_THAT(cause(facts), HasSubstr("in domain 0, those of beta in domains 1, 7"));
     facts.ends->there.domains = {0, 7};
     EXPECT_THAT(found(facts, usual_wishes()), IsEmpty());
+    facts.ends->here.domains = {};
+    EXPECT_THAT(found(facts, usual_wishes()), IsEmpty());
 }
 
 End::Resident talker_at(const std::vector<std::string> &locators) {
@@ -142,6 +181,103 @@ TEST(DoctorOfTwoHosts, NamesParticipantsThatWereAskedAndNotHeard) {
     EXPECT_THAT(found(facts, usual_wishes()), IsEmpty());
 }
 
+/** Of a participant of the other host that announces these and was asked at all of them. */
+Facts one_unheard_at(const std::vector<std::string> &locators) {
+    Facts facts = good_ends();
+
+    facts.ends->there.residents = {talker_at(locators)};
+    facts.ends->asked_here = {locators.begin(), locators.end()};
+    return facts;
+}
+
+TEST(DoctorOfTwoHosts, SaysThatAParticipantAnnouncesOnlyLoopback) {
+    Facts facts = one_unheard_at({"udpv4://127.0.0.1:7410", "udpv6://[::1]:7410"});
+
+    facts.ends->asked_here.clear(); // nobody can be asked there
+    EXPECT_THAT(finding_of(facts).cause, HasSubstr("it announces only loopback"));
+    EXPECT_THAT(finding_of(facts).remedy, HasSubstr("was up when it started"));
+    facts = one_unheard_at({"udpv4://127.0.0.1:7410", "udpv4://172.18.0.2:7410"});
+    EXPECT_THAT(finding_of(facts).cause, HasSubstr("nothing comes back from what it announces"));
+    EXPECT_THAT(finding_of(facts).remedy, HasSubstr("or add a route to its network"));
+}
+
+TEST(DoctorOfTwoHosts, SaysThatAllAddressesOfAParticipantAreThoseOfTheHostThatLooks) {
+    Facts facts = one_unheard_at({"udpv4://127.0.0.1:7410", "udpv4://192.0.2.2:7410"});
+
+    EXPECT_THAT(finding_of(facts).cause, HasSubstr("are addresses that this host has itself"));
+    facts = one_unheard_at({"udpv4://192.0.2.2:7410", "udpv4://172.18.0.2:7410"});
+    EXPECT_THAT(finding_of(facts).cause, HasSubstr("nothing comes back from what it announces"));
+}
+
+TEST(DoctorOfTwoHosts, SaysNothingOfParticipantsThatWereNotAskedWhereverTheyAre) {
+    Facts facts = one_unheard_at(
+        {"udpv4://127.0.0.1:7410", "udpv4://172.18.0.2:7410", "udpv4://172.19.0.2:7410"});
+
+    facts.ends->asked_here.erase("udpv4://127.0.0.1:7410");
+    EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("participant-out-of-reach guid"));
+    facts.ends->asked_here.erase("udpv4://172.19.0.2:7410");
+    EXPECT_THAT(found(facts, usual_wishes()), IsEmpty());
+    EXPECT_THAT(found(one_unheard_at({}), usual_wishes()), IsEmpty()); // nowhere to ask
+}
+
+TEST(DoctorOfTwoHosts, NamesParticipantsOfEitherHost) {
+    Facts facts = good_ends();
+
+    facts.ends->here.residents = {talker_at({"udpv4://172.18.0.2:7410"})};
+    facts.ends->asked_there = {"udpv4://172.18.0.2:7410"};
+    EXPECT_THAT(finding_of(facts).cause,
+                HasSubstr("The participant talker of this host is not heard by beta: "));
+}
+
+TEST(DoctorOfTwoHosts, SaysNothingOfParticipantsOfAnEndThatDoesNotTellOfAll) {
+    for (End Ends::*const end : {&Ends::here, &Ends::there}) {
+        Facts facts = one_unheard_at({"udpv4://172.18.0.2:7410"});
+
+        ((*facts.ends).*end).is_whole = false;
+        EXPECT_THAT(found(facts, usual_wishes()), IsEmpty());
+    }
+}
+
+TEST(DoctorOfTwoHosts, SaysNothingOfParticipantsWhereWhatIsSentIsExplainedOtherwise) {
+    for (Direction Ends::*const way : {&Ends::out, &Ends::in}) {
+        Facts facts = one_unheard_at({"udpv4://172.18.0.2:7410"});
+
+        ((*facts.ends).*way).seen_source = "198.51.100.1:61000";
+        EXPECT_EQ(found(facts, usual_wishes()).size(), 1U);
+        EXPECT_EQ(finding_of(facts).id, "address-translated");
+        ((*facts.ends).*way).seen_source.clear();
+        ((*facts.ends).*way).arrived.erase(PORT);
+        EXPECT_EQ(found(facts, usual_wishes()).size(), 1U);
+        EXPECT_EQ(finding_of(facts).id, "unicast-lost");
+    }
+}
+
+TEST(DoctorOfTwoHosts, SaysOfParticipantsWhereNoPortCouldBeTried) {
+    Facts facts = one_unheard_at({"udpv4://172.18.0.2:7410"});
+
+    facts.ends->in.ports.clear();
+    facts.ends->in.sent.clear();
+    facts.ends->in.arrived.clear();
+    EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("participant-out-of-reach guid"));
+}
+
+TEST(DoctorOfTwoHosts, MissesNoMulticastThatWasNotSent) {
+    Facts facts = good_ends();
+
+    for (const Shot &shot : {TTL_1, TTL_4}) {
+        facts.ends->out.sent.erase(shot);
+        facts.ends->out.arrived.erase(shot);
+    }
+    EXPECT_THAT(found(facts, usual_wishes()), IsEmpty());
+}
+
+TEST(DoctorOfTwoHosts, SaysNothingOfAddressesThatNobodyKnows) {
+    Facts facts = good_ends();
+
+    facts.ends->out.source = "";
+    EXPECT_THAT(found(facts, usual_wishes()), IsEmpty());
+}
+
 TEST(DoctorOfTwoHosts, SaysNothingOfParticipantsWhereNothingArrivesAnyway) {
     Facts facts = good_ends();
 
@@ -158,8 +294,19 @@ TEST(DoctorOfTwoHosts, SaysWhoseParticipantsHaveADomainTag) {
     facts.ends->there.heard = {"guid"};
     facts.ends->there.is_tagged = true;
     EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("tags-differ beta"));
+    EXPECT_EQ(cause(facts), "The participants of beta have a domain tag, those of this host have "
+                            "none: neither knows the other.");
     facts.ends->here.residents.clear();
     EXPECT_THAT(found(facts, usual_wishes()), IsEmpty()); // nobody is there whom it would keep out
+    facts = good_ends();
+    facts.ends->here.is_tagged = true;
+    facts.ends->there.residents = {talker_at({"udpv4://192.0.2.3:7410"})};
+    facts.ends->here.heard = {"guid"};
+    EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("tags-differ this host"));
+    EXPECT_EQ(cause(facts), "The participants of this host have a domain tag, those of beta have "
+                            "none: neither knows the other.");
+    facts.ends->there.is_tagged = true;
+    EXPECT_THAT(found(facts, usual_wishes()), IsEmpty()); // the same, for all that is known
 }
 
 } // namespace
