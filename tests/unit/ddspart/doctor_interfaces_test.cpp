@@ -199,6 +199,17 @@ TEST(DoctorOfInterfaces, ObjectsToAStrictReversePathWhereTheKernelAnswersByAnoth
     EXPECT_THAT(found(host_with({good_interface("net0", 2), second}), usual_wishes()), IsEmpty());
 }
 
+TEST(DoctorOfInterfaces, HasNothingAgainstAReversePathThatNobodyUses) {
+    const Facts facts =
+        host_with({good_interface("net0", 2), strict_interface("net1", 3, "192.0.2.3", "net0")});
+    Wishes wishes = usual_wishes();
+
+    wishes.families = {Family::IPV6}; // which has no such filter
+    for (const Finding &finding : diagnose(facts, wishes).findings) {
+        EXPECT_NE(finding.id, "strict-reverse-path");
+    }
+}
+
 TEST(DoctorOfInterfaces, SaysWhichOfTwoInOneSubnetTheKernelAnswersBy) {
     const Diagnosis diagnosis =
         diagnose(host_with({strict_interface("net0", 2, "192.0.2.2", "net1"),

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // What ddspart doctor makes of the participants that it has heard.
+#include <cerrno>
+
 #include <gmock/gmock.h>
 
 #include "doctor_facts.h"
@@ -61,6 +63,29 @@ TEST(DoctorOfParticipants, HearsThisHostByItsOtherAddresses) {
     EXPECT_THAT(found(facts, usual_wishes()), IsEmpty());
 }
 
+TEST(DoctorOfParticipants, HearsThisHostByAnyAddressOfLoopback) {
+    Facts facts = host_that_heard({participant_at({"192.0.2.2"})});
+
+    facts.peers = {{to_peer("127.0.1.1"), "", {"127.0.1.1"}, 0}};
+    EXPECT_THAT(found(facts, usual_wishes()), IsEmpty());
+}
+
+TEST(DoctorOfParticipants, DoesNotTakeThisHostForAnother) {
+    Facts facts = host_that_heard({participant_at({"192.0.2.2"})});
+
+    facts.peers = {{to_peer("192.0.2.9"), "", {"192.0.2.9"}, 0}};
+    EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("silent-peer 192.0.2.9"));
+}
+
+TEST(DoctorOfParticipants, ExpectsNoAnswerOfWhomNothingCanBeSentTo) {
+    Facts facts = host_that_heard({});
+
+    facts.peers = {{to_peer("beta"), "no such name", {}, 0},
+                   {to_peer("192.0.2.9"), "", {"192.0.2.9"}, ENETUNREACH}};
+    EXPECT_THAT(found(facts, usual_wishes()),
+                ElementsAre("unresolved-peer beta", "no-route-to-peer 192.0.2.9"));
+}
+
 TEST(DoctorOfParticipants, SaysWhyAnnouncementsAreRefused) {
     Facts facts = host_that_heard({});
 
@@ -95,6 +120,10 @@ TEST(DoctorOfParticipants, NamesTwoWithTheSameLocators) {
         found(host_that_heard({participant_at({"192.0.2.8"}), participant_at({"192.0.2.8"})}),
               usual_wishes()),
         ElementsAre("shared-locator udpv4://192.0.2.8:7410"));
+    EXPECT_THAT(found(host_that_heard({participant_at({"192.0.2.8", "192.0.2.9"}),
+                                       participant_at({"192.0.2.9", "192.0.2.8"})}),
+                      usual_wishes()),
+                ElementsAre("shared-locator udpv4://192.0.2.8:7410, udpv4://192.0.2.9:7410"));
 }
 
 TEST(DoctorOfParticipants, HasNothingAgainstAnAddressThatTwoHaveBesideOthers) {

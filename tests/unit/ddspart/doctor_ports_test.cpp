@@ -60,6 +60,24 @@ TEST(DoctorOfPorts, SaysWhoDoesNotShareThePortOfTheGroup) {
     ASSERT_THAT(diagnosis.findings, SizeIs(1));
     EXPECT_EQ(diagnosis.findings.front().id, "group-port-taken");
     EXPECT_THAT(diagnosis.findings.front().cause, HasSubstr("is held by demo (4711), "));
+    Wishes deaf = usual_wishes();
+
+    deaf.groups.front().is_received = false;
+    EXPECT_THAT(found(facts, deaf), IsEmpty());
+}
+
+TEST(DoctorOfPorts, NamesAProcessThatIsStoppedOnce) {
+    constexpr auto BOTH = HeldPorts::Evidence::BOTH_UNICAST_PORTS;
+    Facts facts = good_host();
+
+    facts.held = {held(0, {{"builtin_unicast", 7410}, {"user_unicast", 7411}}, 4711, BOTH),
+                  held(1, {{"builtin_unicast", 7412}, {"user_unicast", 7413}}, 4711, BOTH),
+                  held(2, {{"builtin_unicast", 7414}, {"user_unicast", 7415}}, 4712, BOTH)};
+    facts.stopped = {4711};
+    EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("suspended-process 4711"));
+    facts.held = {held(std::nullopt, {{"builtin_multicast", 7400}}, 4711,
+                       HeldPorts::Evidence::DISCOVERY_BY_MULTICAST)};
+    EXPECT_THAT(found(facts, usual_wishes()), IsEmpty()); // it has no participant
 }
 
 TEST(DoctorOfPorts, SaysWhoHasAllIndices) {
@@ -88,7 +106,7 @@ TEST(DoctorOfPorts, NamesWhoHasLostDatagrams) {
     facts.held = {held(std::nullopt, {{"builtin_multicast", 7400}}, 4711,
                        HeldPorts::Evidence::DISCOVERY_BY_MULTICAST)};
     EXPECT_THAT(found(facts, usual_wishes()), IsEmpty());
-    facts.held.front().drops = 3;
+    facts.held.front().drops = 1;
     EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("datagrams-lost 7400"));
 }
 
@@ -119,6 +137,11 @@ TEST(DoctorOfPorts, NamesThoseThatMayNotBeBound) {
 
     EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("port-not-bound 500, 510"));
     EXPECT_THAT(diagnosis.findings.front().remedy, HasSubstr("ip_unprivileged_port_start"));
+    facts.probes = {group_probe(7400, Probe::Outcome::NOT_BOUND, EADDRNOTAVAIL)};
+    EXPECT_THAT(diagnose(facts, usual_wishes()).findings.front().remedy,
+                HasSubstr("another --domain"));
+    facts.probes = {group_probe(0, Probe::Outcome::NOT_BOUND, EADDRNOTAVAIL)};
+    EXPECT_THAT(found(facts, usual_wishes()), IsEmpty()); // no port of the domain
 }
 
 TEST(DoctorOfPorts, ObjectsToThoseThatTheKernelGivesAway) {
