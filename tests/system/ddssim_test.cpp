@@ -175,7 +175,7 @@ TEST(Ddssim, TakesTwoSignalsAtOnceForOneWhileItWrites) {
     std::array<char, 4096> part{};
 
     while (!process.has_ended()) {
-        (void)read(fifo, part.data(), part.size());
+        (void)::read(fifo, part.data(), part.size());
     }
     EXPECT_EQ(process.wait().code, 1);
     EXPECT_THAT(process.errors(), StartsWith("ddssim: ended by SIGTERM;"));
