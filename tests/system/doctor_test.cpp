@@ -417,6 +417,26 @@ TEST_F(DoctorOfADomain, NamesAPeerThatDoesNotAnswer) {
     EXPECT_THAT(found_here({"--peer", "192.0.2.2"}), IsEmpty());
 }
 
+TEST_F(DoctorOfADomain, SaysWhichAddressItHasForAPeerThatHasAnotherNow) {
+    const doctor::HostNames names("192.0.2.9 beta\n");
+    const auto look = [&] {
+        const Host::Stay stay(*here);
+
+        return doctor::said_by(names.ddspart({"doctor", "--peer", "beta", "--for", "0.2"}));
+    };
+    const Neighbour neighbour(*there, json::object());
+
+    if (!names.can_be_had()) {
+        GTEST_SKIP() << "needs files of its own";
+    }
+    const doctor::Diagnosis diagnosis = look();
+
+    EXPECT_THAT(diagnosis.ids(), ElementsAre("silent-peer"));
+    EXPECT_THAT(diagnosis.output, HasSubstr("See whether the host still has 192.0.2.9, "));
+    names.change("192.0.2.2 beta\n");
+    EXPECT_THAT(look().ids(), IsEmpty());
+}
+
 TEST_F(DoctorOfADomain, SaysThatTheNameOfAPeerHasChanged) {
     const doctor::HostNames names("192.0.2.2 beta\n");
     const auto look = [&](const char *seconds) {

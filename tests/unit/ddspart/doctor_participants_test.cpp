@@ -38,6 +38,13 @@ TEST(DoctorOfParticipants, NamesAPeerThatWasNotHeard) {
     facts.peers = {{to_peer("192.0.2.8"), "", {"192.0.2.8"}, 0},
                    {to_peer("beta"), "", {"192.0.2.9"}, 0}};
     EXPECT_THAT(found(facts, usual_wishes()), ElementsAre("silent-peer beta"));
+    EXPECT_THAT(diagnose(facts, usual_wishes()).findings.front().cause,
+                HasSubstr("The peer beta (192.0.2.9) has not answered within 1.0 s: "));
+    EXPECT_THAT(diagnose(facts, usual_wishes()).findings.front().remedy,
+                HasSubstr("See whether the host still has 192.0.2.9, "));
+    facts.peers[1].peer = to_peer("192.0.2.9");
+    EXPECT_THAT(diagnose(facts, usual_wishes()).findings.front().cause,
+                HasSubstr("The peer 192.0.2.9 has not answered within 1.0 s: "));
 }
 
 TEST(DoctorOfParticipants, HearsAPeerByTheAddressThatItsNameHasLater) {

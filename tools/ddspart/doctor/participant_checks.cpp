@@ -55,14 +55,22 @@ std::vector<Finding> find_silent_peer(const Facts &facts, const Wishes &) {
                                   std::ranges::any_of(trial.later_addresses, is_there);
 
         if (!trial.addresses.empty() && trial.route_error == 0 && !is_answering) {
+            const std::string all = join(trial.addresses, ", ");
+            const bool is_name = trial.peer.is_name;
+
             findings.push_back(
                 {"", trial.peer.text,
-                 "The peer " + trial.peer.text + " has not answered within " +
-                     text_of(facts.heard->duration) +
+                 "The peer " + trial.peer.text + (is_name ? " (" + all + ")" : "") +
+                     " has not answered within " + text_of(facts.heard->duration) +
                      ": no participant of the domain is there, or what is sent to it or comes back "
-                     "is lost on the way.",
-                 "Run ddspart list and ddspart doctor there, with the same domain; let UDP through "
-                 "whatever firewall is between."});
+                     "is lost on the way" +
+                     (is_name ? ", or the host has another address by now than its name has here."
+                              : "."),
+                 (is_name ? "See whether the host still has " + all +
+                                ", which /etc/hosts or a name server gives here. "
+                          : "") +
+                     "Run ddspart list and ddspart doctor there, with the same domain; let UDP "
+                     "through whatever firewall is between."});
         }
     }
     return findings;
