@@ -16,6 +16,10 @@ if(PROJECT_IS_TOP_LEVEL)
 endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+# Where several sources are compiled as one, what is local to one seems to shadow what is local to another.
+if(CMAKE_UNITY_BUILD)
+    add_compile_options(-Wno-shadow)
+endif()
 if(NUVDDS_WERROR)
     add_compile_options(-Werror)
 endif()

@@ -12,15 +12,9 @@ function(nuvdds_test directory)
     add_executable(test_${name} ${sources})
     target_link_libraries(test_${name} PRIVATE nuvdds_test_support)
     target_precompile_headers(test_${name} REUSE_FROM nuvdds_test_support)
-    # Compiling the headers and templates that the sources have in common, and instrumenting them,
-    # takes longer than what each is about. So several sources are compiled as one there; elsewhere
-    # each is alone, which shows what it has to include or name for itself.
-    if(NUVDDS_SANITIZE)
-        set_target_properties(test_${name} PROPERTIES
-            UNITY_BUILD ON
-            UNITY_BUILD_BATCH_SIZE 8
-        )
-    endif()
+    # Compiling the headers and templates that the sources have in common takes longer than what each is
+    # about. So several sources are compiled as one.
+    set_target_properties(test_${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
 
     set(discover ${CMAKE_CURRENT_BINARY_DIR}/discover_${name}.cmake)
     file(GENERATE OUTPUT ${discover} CONTENT

@@ -59,13 +59,11 @@ std::vector<std::string> nasty_texts() {
         controls += control;
     }
     return {
-        controls + "\x7F",
-        "\x1b[2J\x1b]0;title\x07\n\r\b\x1b[31m",
-        "\u0080\u0085\u009B2J\u009D0;title\u009C",
-        "\u061C\u200E\u200F\u202A\u202B\u202C\u202D\u202E\u2066\u2067\u2068\u2069",
-        "\xFF\x80\xC0\x9B\xED\xA0\x80\xF4\x90\x80\x80\xE2\x80",
+        controls + "\x7F\x1b[2J\x1b]0;title\x07\n\r\b\x1b[31m"
+                   "\u0080\u0085\u009B2J\u009D0;title\u009C"
+                   "\u061C\u200E\u200F\u202A\u202B\u202C\u202D\u202E\u2066\u2067\u2068\u2069"
+                   "\xFF\x80\xC0\x9B\xED\xA0\x80\xF4\x90\x80\x80\xE2\x80",
         "1\nJoined domain 0\x9B",
-        random_text(random),
         random_text(random),
     };
 }
@@ -93,6 +91,9 @@ std::vector<Place> places() {
          "dds.domain_participant.max_announced_locator_list_size="},
         {"PropertyValue", {"run", "--property"}, "a="},
         {"AllowedInterface", {"run", "--property"}, "dds.transport.allow_interfaces="},
+        {"DomainOfWho", {"who", "--domain"}, ""},
+        {"DomainOfDoctor", {"doctor", "--domain"}, ""},
+        {"OtherEndOfDoctor", {"doctor", "--with"}, ""},
     };
     for (const char *option : {"--domain",
                                "--port-base",
@@ -129,25 +130,27 @@ std::vector<Place> places() {
     return all;
 }
 
-class Terminal : public NetworkTest, public testing::WithParamInterface<Place> {
-protected:
-    static void expect_harmless_run(const std::string &text,
-                                    const std::vector<std::string> &settings) {
-        std::vector<std::string> arguments = GetParam().arguments;
-
-        arguments.push_back(GetParam().before + text);
-        if (arguments.front() == "run") {
-            arguments.insert(arguments.begin() + 1, settings.begin(), settings.end());
-        } else if (arguments.front() == "ports" && settings.front() == "--json") {
-            arguments.insert(arguments.begin() + 1, "--json");
-        }
-        Process process = ddspart(arguments);
-
-        EXPECT_GE(process.wait().code, 0);
-        expect_harmless(process.output());
-        expect_harmless(process.errors());
+/** What stands between a command and the option, for each way to run it: in words, and as JSON. */
+std::vector<std::vector<std::string>> ways(const std::vector<std::string> &arguments) {
+    if (arguments.empty()) {
+        return {{}};
     }
-};
+    std::vector<std::vector<std::string>> all = {{}, {"--json"}};
+
+    if (arguments.front() == "run") {
+        all[0] = {"--show-qos", "--verbosity", "all"};
+        all[1] = {"--json", "--show-qos", "--verbosity", "silent"};
+    }
+    if ((arguments.front() == "run" || arguments.front() == "list") &&
+        arguments.back() != "--for") {
+        for (std::vector<std::string> &way : all) {
+            way.emplace_back("--for=0");
+        }
+    }
+    return all;
+}
+
+class Terminal : public NetworkTest, public testing::WithParamInterface<Place> {};
 
 INSTANTIATE_TEST_SUITE_P(, Terminal, testing::ValuesIn(places()), [](const auto &instance) {
     std::string name = std::to_string(instance.index) + "_";
@@ -159,13 +162,20 @@ INSTANTIATE_TEST_SUITE_P(, Terminal, testing::ValuesIn(places()), [](const auto 
 });
 
 TEST_P(Terminal, IsNotSteeredByTheText) {
-    const std::string duration =
-        GetParam().arguments.size() == 2 && GetParam().arguments[1] == "--for" ? "--show-qos"
-                                                                               : "--for=0";
+    const std::vector<std::string> &given = GetParam().arguments;
 
     for (const std::string &text : nasty_texts()) {
-        expect_harmless_run(text, {duration, "--show-qos", "--verbosity", "all"});
-        expect_harmless_run(text, {"--json", duration, "--show-qos", "--verbosity", "silent"});
+        for (const std::vector<std::string> &way : ways(given)) {
+            std::vector<std::string> arguments = given;
+
+            arguments.insert(arguments.begin() + !given.empty(), way.begin(), way.end());
+            arguments.push_back(GetParam().before + text);
+            Process process = ddspart(arguments);
+
+            EXPECT_GE(process.wait().code, 0);
+            expect_harmless(process.output());
+            expect_harmless(process.errors());
+        }
     }
 }
 

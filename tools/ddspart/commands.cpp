@@ -26,7 +26,7 @@ const char *reason(Event event) {
     }
 }
 
-void show(Encounters &encounters, bool json) {
+void show_encounters(Encounters &encounters, bool json) {
     const Encounters::Taken taken = encounters.take();
 
     for (const Encounter &encounter : taken.encounters) {
@@ -78,7 +78,7 @@ int execute(const RunOptions &options) {
     Event event = Event::NEWS;
 
     while ((event = wait_for_event(end)) == Event::NEWS) {
-        show(encounters, options.json);
+        show_encounters(encounters, options.json);
         Presence now = participant->describe();
 
         if (now != presence) { // not so when the network has gone back to what it was
@@ -86,7 +86,7 @@ int execute(const RunOptions &options) {
             show(Changed{presence}, options.json);
         }
     }
-    show(encounters, options.json);
+    show_encounters(encounters, options.json);
     show(Discovered{presence.domain, presence.index, participant->statistics()}, options.json);
     participant->leave();
     show(Left{presence.domain, presence.index, reason(event)}, options.json);

@@ -4,6 +4,9 @@
 
 #include "options.h"
 
+/** The exit code of a command that found something for its caller to look into. */
+constexpr int FINDINGS = 3;
+
 /** Each returns the exit code, and throws when it could not be done. */
 int execute(const RunOptions &options);
 int execute(const ListOptions &options);

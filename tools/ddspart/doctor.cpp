@@ -27,7 +27,6 @@
 
 namespace {
 
-constexpr int FINDINGS = 3;
 constexpr const char *TOOL = "ddspart doctor";
 constexpr std::chrono::milliseconds USUAL_TIME(2500);
 constexpr std::chrono::milliseconds MOST_TIME_TO_ASK(2800);

@@ -25,14 +25,13 @@ namespace {
 
 constexpr const char *TOOL = "ddspart list";
 constexpr int COULD_NOT_BE_DONE = 1;
-constexpr int FINDINGS = 3;
 constexpr std::chrono::seconds TIME_TO_ANSWER(2);
 /** Beyond the 4 seconds after which a participant usually announces itself again. */
 constexpr std::chrono::seconds TIME_TO_LISTEN(5);
 
 using Joined = std::unique_ptr<Participant>;
 
-Joined join(const Factory &factory, const ListOptions &list, DDS_DomainId_t domain) {
+Joined enter(const Factory &factory, const ListOptions &list, DDS_DomainId_t domain) {
     ParticipantOptions options;
 
     options.domain = domain;
@@ -70,7 +69,7 @@ bool is_application(const Sighting &other) {
 class Lookout {
 public:
     Lookout(const Factory &factory, const ListOptions &options, DDS_DomainId_t domain)
-        : participant_(join(factory, options, domain)) {}
+        : participant_(enter(factory, options, domain)) {}
 
     /** Adds what has become of others since the last call. */
     void poll(std::vector<Encounter> &encounters) {

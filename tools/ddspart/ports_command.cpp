@@ -7,11 +7,7 @@
 #include "ports.h"
 #include "streams.h"
 
-namespace {
-
-constexpr int FINDINGS = 3;
-
-} // namespace
+namespace {} // namespace
 
 int execute(const PortsOptions &options) {
     if (options.nft) {

@@ -23,7 +23,6 @@
 
 namespace {
 
-constexpr int FINDINGS = 3;
 constexpr std::chrono::milliseconds MOMENT(300);
 constexpr std::chrono::seconds TIME_BETWEEN_LOOKS(1);
 

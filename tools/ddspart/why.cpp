@@ -9,11 +9,7 @@
 #include "table.h"
 #include "why/reasons.h"
 
-namespace {
-
-constexpr int FINDINGS = 3;
-
-} // namespace
+namespace {} // namespace
 
 int execute(const WhyOptions &options) {
     take_all_descriptors();

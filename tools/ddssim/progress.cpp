@@ -11,9 +11,8 @@ namespace {
 
 constexpr auto PAUSE = std::chrono::milliseconds(500);
 constexpr int CALLS_BETWEEN_LOOKS = 1'000; // at the clock
-constexpr double PERCENT = 100;
 
-double seconds(simnet::Time time) {
+double in_seconds(simnet::Time time) {
     return static_cast<double>(time) / simnet::SECOND;
 }
 
@@ -41,11 +40,11 @@ void ProgressLine::show(std::int64_t seed, const Progress &progress) {
     last_ = std::chrono::steady_clock::now();
     is_there_ = true;
     (void)std::fprintf(stderr, "\r\x1b[Kseed %lld: %.3f s", static_cast<long long>(seed),
-                       seconds(progress.time));
+                       in_seconds(progress.time));
     if (duration_ != 0) {
-        (void)std::fprintf(stderr, " of %.3f s", seconds(duration_));
+        (void)std::fprintf(stderr, " of %.3f s", in_seconds(duration_));
     }
-    (void)std::fprintf(stderr, " simulated, %.1f %% known", PERCENT * progress.known);
+    (void)std::fprintf(stderr, " simulated, %.1f %% known", 100 * progress.known);
     (void)std::fflush(stderr);
 }
 

@@ -39,7 +39,7 @@ struct Quantity {
     std::string_view unit;
 };
 
-Quantity split(std::string_view text) {
+Quantity take_apart(std::string_view text) {
     const std::size_t end = std::min(text.find_first_not_of("+-.0123456789eE"), text.size());
     const std::size_t unit = std::min(text.find_first_not_of(' ', end), text.size());
 
@@ -91,7 +91,7 @@ std::int64_t to_count(const std::string &text, Range<std::int64_t> range) {
 }
 
 simnet::Time to_time(const std::string &text, Range<simnet::Time> range) {
-    const Quantity quantity = split(text);
+    const Quantity quantity = take_apart(text);
     const auto size = quantity.unit.empty() ? simnet::SECOND : size_of(TIMES, quantity.unit);
     const double time =
         quantity.number && size ? std::round(*quantity.number * static_cast<double>(*size)) : -1;
@@ -105,7 +105,7 @@ simnet::Time to_time(const std::string &text, Range<simnet::Time> range) {
 }
 
 double to_share(const std::string &text) {
-    const Quantity quantity = split(text);
+    const Quantity quantity = take_apart(text);
 
     if (!quantity.number || quantity.unit != "%" ||
         !(*quantity.number >= 0 && *quantity.number <= PERCENT)) {
@@ -125,7 +125,7 @@ double to_factor(const std::string &text, Range<double> range) {
 }
 
 std::uint64_t to_rate(const std::string &text) {
-    const Quantity quantity = split(text);
+    const Quantity quantity = take_apart(text);
     const auto size = size_of(RATES, quantity.unit);
     const double rate =
         quantity.number && size ? std::round(*quantity.number * static_cast<double>(*size)) : 0;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "commend_log.h"
+#include "count_one.h"
 #include "rtps/rtps_parameterList.h"
 
 namespace commend {
@@ -15,10 +16,6 @@ constexpr NUV_UINT8 VERSION_MAJOR = 2;
 constexpr std::size_t SUBMESSAGE_ALIGNMENT = 4;
 constexpr std::size_t SUBMESSAGE_HEADER_SIZE = 4;
 constexpr NUVOsapiRtpsGuidPrefix EVERYBODY = {0, 0, 0};
-
-void count_one(std::atomic<NUV_UINT64> &counter) {
-    counter.fetch_add(1, std::memory_order_relaxed);
-}
 
 bool is_aligned(const NUVNetioMessage &message, const RTPSSubmessage &submessage) {
     const NUV_UINT8 *const start = submessage.body.data - SUBMESSAGE_HEADER_SIZE;

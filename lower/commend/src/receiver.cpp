@@ -3,6 +3,7 @@
 #include "receiver.h"
 
 #include "commend_log.h"
+#include "count_one.h"
 
 namespace commend {
 
@@ -16,10 +17,6 @@ void warn_of_slow_message(REDARepetitions *repetitions, KOLS_Transport_Port_t po
                             "than %lld.%06lld s",
                             static_cast<int>(port), passed.whole, passed.micros, allowed.whole,
                             allowed.micros);
-}
-
-void count_one(std::atomic<NUV_UINT64> &counter) {
-    counter.fetch_add(1, std::memory_order_relaxed);
 }
 
 } // namespace

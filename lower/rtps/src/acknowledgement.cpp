@@ -8,7 +8,7 @@ using namespace rtps;
 
 namespace {
 
-constexpr NUV_UINT8 FINAL_FLAG = 0x02;
+constexpr NUV_UINT8 ACKNACK_FINAL_FLAG = 0x02;
 
 template <typename Codec, typename Record>
 void ack_nack_fields(Codec &codec, Record &record) {
@@ -44,7 +44,7 @@ RTPSRefusal sense_of(const RTPSNackFrag &nackFrag) {
 RTPSRefusal RTPSAckNack_read(const RTPSSubmessage *submessage, RTPSAckNack *out) {
     Input body = body_of(*submessage, RTPS_SUBMESSAGE_ACKNACK);
     RTPSAckNack record{};
-    record.isFinal = has_flag(*submessage, FINAL_FLAG);
+    record.isFinal = has_flag(*submessage, ACKNACK_FINAL_FLAG);
     ack_nack_fields(body, record);
     return accept(body, record, sense_of(record), out);
 }
@@ -53,7 +53,8 @@ int RTPSMessageWriter_addAckNack(RTPSMessageWriter *self, const RTPSAckNack *ack
     if (sense_of(*ackNack) != RTPS_ACCEPTED) {
         return add_nothing(*self);
     }
-    Addition addition(*self, RTPS_SUBMESSAGE_ACKNACK, flag_if(ackNack->isFinal, FINAL_FLAG));
+    Addition addition(*self, RTPS_SUBMESSAGE_ACKNACK,
+                      flag_if(ackNack->isFinal, ACKNACK_FINAL_FLAG));
     ack_nack_fields(addition.body(), *ackNack);
     return addition.finish();
 }

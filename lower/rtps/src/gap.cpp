@@ -8,8 +8,8 @@ using namespace rtps;
 
 namespace {
 
-constexpr NUV_UINT8 GROUP_INFO_FLAG = 0x02;
-constexpr NUV_UINT8 FILTERED_COUNT_FLAG = 0x04;
+constexpr NUV_UINT8 GAP_GROUP_INFO_FLAG = 0x02;
+constexpr NUV_UINT8 GAP_FILTERED_COUNT_FLAG = 0x04;
 
 template <typename Codec, typename Record>
 void gap_fields(Codec &codec, Record &record) {
@@ -41,8 +41,8 @@ RTPSRefusal sense_of(const RTPSGap &record) {
 RTPSRefusal RTPSGap_read(const RTPSSubmessage *submessage, RTPSGap *out) {
     Input body = body_of(*submessage, RTPS_SUBMESSAGE_GAP);
     RTPSGap record{};
-    record.hasGroup = has_flag(*submessage, GROUP_INFO_FLAG);
-    record.hasFilteredCount = has_flag(*submessage, FILTERED_COUNT_FLAG);
+    record.hasGroup = has_flag(*submessage, GAP_GROUP_INFO_FLAG);
+    record.hasFilteredCount = has_flag(*submessage, GAP_FILTERED_COUNT_FLAG);
     gap_fields(body, record);
     return accept(body, record, sense_of(record), out);
 }
@@ -51,8 +51,8 @@ int RTPSMessageWriter_addGap(RTPSMessageWriter *self, const RTPSGap *gap) {
     if (sense_of(*gap) != RTPS_ACCEPTED) {
         return add_nothing(*self);
     }
-    const NUV_UINT8 flags = flag_if(gap->hasGroup, GROUP_INFO_FLAG) |
-                            flag_if(gap->hasFilteredCount, FILTERED_COUNT_FLAG);
+    const NUV_UINT8 flags = flag_if(gap->hasGroup, GAP_GROUP_INFO_FLAG) |
+                            flag_if(gap->hasFilteredCount, GAP_FILTERED_COUNT_FLAG);
     Addition addition(*self, RTPS_SUBMESSAGE_GAP, flags);
     gap_fields(addition.body(), *gap);
     return addition.finish();

@@ -7,9 +7,9 @@ using namespace rtps;
 
 namespace {
 
-constexpr NUV_UINT8 FINAL_FLAG = 0x02;
-constexpr NUV_UINT8 LIVELINESS_FLAG = 0x04;
-constexpr NUV_UINT8 GROUP_INFO_FLAG = 0x08;
+constexpr NUV_UINT8 HEARTBEAT_FINAL_FLAG = 0x02;
+constexpr NUV_UINT8 HEARTBEAT_LIVELINESS_FLAG = 0x04;
+constexpr NUV_UINT8 HEARTBEAT_GROUP_INFO_FLAG = 0x08;
 
 template <typename Codec, typename Record>
 void heartbeat_fields(Codec &codec, Record &record) {
@@ -59,8 +59,9 @@ RTPSRefusal sense_of(const RTPSHeartbeatFrag &record) {
 }
 
 NUV_UINT8 flags_of(const RTPSHeartbeat &record) {
-    return flag_if(record.isFinal, FINAL_FLAG) | flag_if(record.isLiveliness, LIVELINESS_FLAG) |
-           flag_if(record.hasGroup, GROUP_INFO_FLAG);
+    return flag_if(record.isFinal, HEARTBEAT_FINAL_FLAG) |
+           flag_if(record.isLiveliness, HEARTBEAT_LIVELINESS_FLAG) |
+           flag_if(record.hasGroup, HEARTBEAT_GROUP_INFO_FLAG);
 }
 
 } // namespace
@@ -68,9 +69,9 @@ NUV_UINT8 flags_of(const RTPSHeartbeat &record) {
 RTPSRefusal RTPSHeartbeat_read(const RTPSSubmessage *submessage, RTPSHeartbeat *out) {
     Input body = body_of(*submessage, RTPS_SUBMESSAGE_HEARTBEAT);
     RTPSHeartbeat record{};
-    record.isFinal = has_flag(*submessage, FINAL_FLAG);
-    record.isLiveliness = has_flag(*submessage, LIVELINESS_FLAG);
-    record.hasGroup = has_flag(*submessage, GROUP_INFO_FLAG);
+    record.isFinal = has_flag(*submessage, HEARTBEAT_FINAL_FLAG);
+    record.isLiveliness = has_flag(*submessage, HEARTBEAT_LIVELINESS_FLAG);
+    record.hasGroup = has_flag(*submessage, HEARTBEAT_GROUP_INFO_FLAG);
     heartbeat_fields(body, record);
     return accept(body, record, sense_of(record), out);
 }

@@ -18,7 +18,6 @@ using Octets = std::vector<NUV_UINT8>;
 
 constexpr NUV_UINT8 UDP = 17;
 constexpr NUV_UINT8 IPv6_FRAGMENT = 44;
-constexpr std::size_t UDP_HEADER = 8;
 
 // Of blocks and options of pcapng.
 constexpr NUV_UINT32 SECTION_HEADER = 0x0A0D0D0A;
@@ -87,7 +86,7 @@ void set16(Octets &out, std::size_t offset, NUV_UINT16 value) {
 
 /** A datagram's UDP header and octets. */
 Octets udp_of(const Packet &packet) {
-    const std::size_t length = UDP_HEADER + packet.length();
+    const std::size_t length = UDP_HEADER_SIZE + packet.length();
     Octets pseudo; // what the checksum goes over besides
     put_address(pseudo, packet.source.address);
     put_address(pseudo, packet.destination.address);

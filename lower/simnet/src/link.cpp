@@ -9,8 +9,6 @@ namespace simnet {
 
 namespace {
 
-constexpr NUV_UINT32 UDP_HEADER = 8;
-
 NUV_UINT32 ip_header(KOLS_Transport_ClassId_t transport) {
     return transport == KOLS_TRANSPORT_CLASSID_UDPv4 ? 20 : 40;
 }
@@ -44,7 +42,7 @@ NUV_UINT32 fragment_size(KOLS_Transport_ClassId_t transport, NUV_UINT32 mtu) {
 }
 
 Packets packets_of(KOLS_Transport_ClassId_t transport, NUV_UINT32 payload, NUV_UINT32 mtu) {
-    const NUV_UINT32 datagram = payload + UDP_HEADER;
+    const NUV_UINT32 datagram = payload + UDP_HEADER_SIZE;
     if (datagram + ip_header(transport) <= mtu) {
         return {1, datagram + ip_header(transport)};
     }

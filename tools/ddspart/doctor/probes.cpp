@@ -29,18 +29,18 @@ constexpr std::chrono::milliseconds TIME_AFTER_LAST(20);
 constexpr unsigned CONTROL = 0;
 
 /** The header of an RTPS message with nothing behind it; its prefix tells it from all others. */
-constexpr std::size_t MESSAGE_SIZE = 20;
-using Message = std::array<unsigned char, MESSAGE_SIZE>;
+constexpr std::size_t MARK_SIZE = 20;
+using Mark = std::array<unsigned char, MARK_SIZE>;
 
-Message make_message() {
+Mark make_mark() {
     constexpr std::array<unsigned char, 8> HEAD = {'R', 'T', 'P', 'S', 2, 5, 0, 0};
     std::random_device random;
-    Message message{};
+    Mark mark{};
 
-    std::ranges::copy(HEAD, message.begin());
-    std::generate(message.begin() + HEAD.size(), message.end(),
+    std::ranges::copy(HEAD, mark.begin());
+    std::generate(mark.begin() + HEAD.size(), mark.end(),
                   [&] { return static_cast<unsigned char>(random()); });
-    return message;
+    return mark;
 }
 
 /** A socket with which datagrams go no further than this host. */
@@ -78,8 +78,8 @@ struct Trial {
 
 class Interview {
 public:
-    Interview(const Interface &interface, Family family, const Message &message)
-        : interface_(interface), message_(message), sender_(open_sender(family)), family_(family) {}
+    Interview(const Interface &interface, Family family, const Mark &mark)
+        : interface_(interface), mark_(mark), sender_(open_sender(family)), family_(family) {}
 
     /** @param is_shared whether others may have the port too, as that of a group. */
     void plan(Probe::Road road, const std::string &destination, unsigned port, bool is_shared) {
@@ -97,7 +97,8 @@ public:
         }
         if (bind(trial.receiver.get(), own.get(), own.length()) != 0) {
             trial.fail(errno == EADDRINUSE ? Probe::Outcome::HELD : Probe::Outcome::NOT_BOUND);
-        } else if (is_group && !join(trial.receiver, family_, destination, interface_.index)) {
+        } else if (is_group &&
+                   !join_group(trial.receiver, family_, destination, interface_.index)) {
             trial.fail(Probe::Outcome::NOT_JOINED);
         }
         trial.interface = is_group ? interface_.index : 0;
@@ -150,7 +151,7 @@ private:
     void send(Trial &trial) const {
         const SocketName to(family_, trial.result.destination, trial.port);
 
-        if (!doctor::send(sender_, message_, to, family_, trial.interface)) {
+        if (!doctor::send(sender_, mark_, to, family_, trial.interface)) {
             trial.fail(Probe::Outcome::NOT_SENT);
         }
     }
@@ -179,10 +180,10 @@ private:
         }
     }
 
-    /** Whether the message is among what waits in the socket. */
+    /** Whether the mark is among what waits in the socket. */
     bool is_received(const Socket &socket) const {
         constexpr int MOST = 64; // others may send there as well
-        Message octets{};
+        Mark octets{};
 
         for (int i = 0; i < MOST; ++i) {
             const ssize_t length = recv(socket.get(), octets.data(), octets.size(), MSG_TRUNC);
@@ -190,7 +191,7 @@ private:
             if (length < 0) {
                 return false;
             }
-            if (static_cast<std::size_t>(length) == octets.size() && octets == message_) {
+            if (static_cast<std::size_t>(length) == octets.size() && octets == mark_) {
                 return true;
             }
         }
@@ -198,7 +199,7 @@ private:
     }
 
     const Interface &interface_;
-    const Message message_;
+    const Mark mark_;
     const Socket sender_;
     const Family family_;
     std::vector<Trial> trials_;
@@ -222,7 +223,7 @@ struct Scene {
     const ProbePlan &plan;
     const Interface &interface;
     Family family;
-    const Message &message;
+    const Mark &mark;
     Clock::time_point end;
     std::vector<Probe> &probes;
 };
@@ -236,7 +237,7 @@ void probe_indices(const Scene &scene, Probe::Road road, const std::string &dest
     const auto &all = scene.plan.unicast_ports;
 
     for (auto ports = all.rbegin(); ports != all.rend() && Clock::now() < scene.end; ++ports) {
-        Interview interview(scene.interface, scene.family, scene.message);
+        Interview interview(scene.interface, scene.family, scene.mark);
 
         for (const unsigned port : *ports) {
             interview.plan(road, destination, port, false);
@@ -251,7 +252,7 @@ void probe_indices(const Scene &scene, Probe::Road road, const std::string &dest
 
 void probe_groups(const Scene &scene) {
     for (const std::string &address : group_addresses(scene.plan.wishes, scene.family)) {
-        Interview interview(scene.interface, scene.family, scene.message);
+        Interview interview(scene.interface, scene.family, scene.mark);
 
         for (const Group &group : scene.plan.wishes.groups) {
             if (group.address == address) {
@@ -274,7 +275,7 @@ void probe_addresses(const Scene &scene) {
     if (own == scene.interface.addresses.end() || Clock::now() >= scene.end) {
         return;
     }
-    Interview interview(scene.interface, scene.family, scene.message);
+    Interview interview(scene.interface, scene.family, scene.mark);
 
     interview.plan_control(Probe::Road::OWN_ADDRESS, own->text, false);
     interview.conduct(1);
@@ -292,7 +293,7 @@ bool Probe::is_dropped() const {
 std::vector<Probe> probe(const ProbePlan &plan, std::chrono::milliseconds most_time,
                          std::vector<std::string> &unseen) {
     const Clock::time_point end = Clock::now() + most_time;
-    const Message message = make_message();
+    const Mark mark = make_mark();
     std::vector<Probe> probes;
 
     for (const Family family : plan.wishes.families) {
@@ -311,7 +312,7 @@ std::vector<Probe> probe(const ProbePlan &plan, std::chrono::milliseconds most_t
                 continue;
             }
             try {
-                const Scene scene = {plan, interface, family, message, end, probes};
+                const Scene scene = {plan, interface, family, mark, end, probes};
 
                 if (has_groups) {
                     probe_groups(scene);

@@ -36,7 +36,7 @@ bool receive_own_groups(const Socket &socket, Family family) {
                                         socket.set(IPPROTO_IPV6, IPV6_MULTICAST_ALL, off);
 }
 
-bool join(const Socket &socket, Family family, const std::string &group, unsigned interface) {
+bool join_group(const Socket &socket, Family family, const std::string &group, unsigned interface) {
     if (family == Family::IPV4) {
         ip_mreqn request = {};
 

@@ -99,7 +99,7 @@ unsigned port_of(const Socket &socket);
 bool receive_own_groups(const Socket &socket, Family family);
 
 /** Joins a group on the interface with this index. */
-bool join(const Socket &socket, Family family, const std::string &group, unsigned interface);
+bool join_group(const Socket &socket, Family family, const std::string &group, unsigned interface);
 
 /**
  * Sends by way of an interface; whatever interface where there is none, which is number 0. From an

@@ -160,7 +160,8 @@ Ear::Ear(const VolleyPlan &plan, const std::set<unsigned> &ports) : plan_(plan) 
         }
         for (const Interface &interface :
              multicast_interfaces(plan.interfaces, plan.wishes, plan.family)) {
-            is_joined = join(socket, plan.family, group.address, interface.index) || is_joined;
+            is_joined =
+                join_group(socket, plan.family, group.address, interface.index) || is_joined;
         }
         if (is_joined) {
             places_.push_back({std::move(socket), true});

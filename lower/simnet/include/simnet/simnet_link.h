@@ -34,6 +34,9 @@ struct LinkProperty {
     NUV_UINT32 mtu = 1500;
 };
 
+/** Octets in front of what a datagram carries (RFC 768). */
+constexpr NUV_UINT32 UDP_HEADER_SIZE = 8;
+
 /** Octets of a datagram, its UDP header among them, that each of its fragments but the last has. */
 NUV_UINT32 fragment_size(KOLS_Transport_ClassId_t transport, NUV_UINT32 mtu);
 
