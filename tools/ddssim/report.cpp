@@ -212,6 +212,14 @@ std::string as_text(const Scenario &scenario, const Result &result) {
     text += line("dropped", drops_of(result));
     text += line("busiest second", "from " + std::to_string(result.busiest_second) +
                                        " s on: " + amount(result.busiest));
+    if (result.later_seconds != 0) {
+        text += line("in the second half",
+                     decimal(static_cast<double>(result.sent_later.datagrams) /
+                                 static_cast<double>(result.later_seconds),
+                             1) +
+                         " datagrams, " + grouped(result.sent_later.octets / result.later_seconds) +
+                         " octets a second");
+    }
     text += line("memory",
                  decimal(static_cast<double>(result.heap) / 1024 /
                              static_cast<double>(std::max<std::size_t>(result.participants, 1)),

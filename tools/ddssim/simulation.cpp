@@ -444,6 +444,17 @@ std::size_t Simulation::later_events() const {
     return later.size();
 }
 
+/** What goes on being sent when much of what the start has brought about is over. */
+void add_later(Result &result, const std::vector<Amount> &by_second) {
+    const auto end = static_cast<std::size_t>(result.duration / simnet::SECOND);
+    const std::size_t begin = (end + 1) / 2;
+
+    result.later_seconds = end - begin;
+    for (std::size_t second = begin; second < std::min(end, by_second.size()); ++second) {
+        result.sent_later += by_second[second];
+    }
+}
+
 LinkUse use_of(const simnet::Link &link) {
     return {link.packets_in(), link.octets_in(), link.octets_out()};
 }
@@ -498,6 +509,7 @@ Result Simulation::result(simnet::Time until) {
             result.busiest_second = second;
         }
     }
+    add_later(result, traffic_.by_second());
     for (std::size_t i = 0; i < stations_.size(); ++i) {
         const Station &station = stations_[i];
 

@@ -48,6 +48,8 @@ struct Result {
     std::size_t later_events = 0; // that had not happened to all of their hosts by the end
     std::size_t busiest_second = 0;
     Amount busiest;
+    std::size_t later_seconds = 0; // whole ones of the second half
+    Amount sent_later;             // in these
     std::vector<HostResult> hosts;
     std::uint64_t heap = 0; // octets that the library had allocated for those there at the end
     std::uint64_t resident_peak = 0; // octets of this process
