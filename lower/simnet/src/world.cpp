@@ -95,7 +95,14 @@ Host &World::add_host(const std::string &name, const HostProperty &property) {
 }
 
 void World::at(Time time, Action action) {
-    planned_.push_back({std::max(time, now_), ++last_planned_, std::move(action)});
+    if (free_places_.empty()) {
+        free_places_.push_back(actions_.size());
+        actions_.emplace_back();
+    }
+    const std::size_t place = free_places_.back();
+    free_places_.pop_back();
+    actions_[place] = std::move(action);
+    planned_.push_back({std::max(time, now_), ++last_planned_, place});
     std::push_heap(planned_.begin(), planned_.end(), Later());
 }
 
@@ -104,12 +111,14 @@ bool World::step() {
         return false;
     }
     std::pop_heap(planned_.begin(), planned_.end(), Later());
-    const Planned next = std::move(planned_.back());
+    const Planned next = planned_.back();
     planned_.pop_back();
+    const Action action = std::exchange(actions_[next.place], nullptr);
+    free_places_.push_back(next.place);
     NUV_ASSERT(next.time >= now_);
     now_ = next.time;
     Process *const former = std::exchange(current_, nullptr); // of a call that sleeps
-    next.action();
+    action();
     current_ = former;
     if (observer_) {
         observer_();

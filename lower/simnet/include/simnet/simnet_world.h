@@ -107,7 +107,7 @@ private:
     struct Planned {
         Time time;
         NUV_UINT64 number;
-        Action action;
+        std::size_t place; // of its action
     };
     struct Later {
         bool operator()(const Planned &left, const Planned &right) const {
@@ -134,7 +134,9 @@ private:
     NUV_UINT64 last_handle_ = 0;
     NUV_UINT64 last_datagram_ = 0;
     NUV_UINT32 last_mac_ = 0;
-    std::vector<Planned> planned_; // a heap by Later
+    std::vector<Planned> planned_; // a heap by Later; what is in there moves a lot, and is small
+    std::vector<Action> actions_;  // of these, by place
+    std::vector<std::size_t> free_places_;
     Action observer_;
     Tap *tap_ = nullptr;
     Process *current_ = nullptr;
