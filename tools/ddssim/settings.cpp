@@ -137,7 +137,7 @@ std::vector<Setting> all_settings() {
             {"multicast", "WORD",
              "what the switch does with multicast: flooded to all, snooped and passed to "
              "members, none",
-             "none", false, "--peers all"},
+             "none"},
             [](auto &all) -> auto & { return all.multicast; }, to_multicast, text_of_multicast),
         setting(
             {"querier", "yes|no",
@@ -165,11 +165,12 @@ std::vector<Setting> all_settings() {
              [](auto &all) -> auto & { return all.initial_period; }, {MILLISECOND, DAY}),
         time({"reaction", "TIME", "what a process takes until it acts on what arrives", "200us"},
              [](auto &all) -> auto & { return all.reaction; }, {MICROSECOND, SECOND}),
-        time({"receive_time", "TIME", "what a datagram that arrives takes of a process", "10us"},
+        time({"receive_time", "TIME", "what a datagram that arrives takes of a process", "10us",
+              false, "--hosts 50"},
              [](auto &all) -> auto & { return all.receive_time; }, {0, SECOND}),
-        count(
-            {"receive_buffer", "OCTETS", "what waits in a socket until there is no room", "65536"},
-            [](auto &all) -> auto & { return all.receive_buffer; }, {2'048, 1 << 30}),
+        count({"receive_buffer", "OCTETS", "what waits in a socket until there is no room", "65536",
+               false, "--hosts 100"},
+              [](auto &all) -> auto & { return all.receive_buffer; }, {2'048, 1 << 30}),
     };
 }
 

@@ -137,6 +137,22 @@ TEST(ScenarioCheck, RefusesWhatCannotBe) {
     }
 }
 
+TEST(ScenarioCheck, TakesTheLastOfWhatIsAllowed) {
+    for (const char *text : {"period: 5 s", "{hosts: 64, peers: all}", "peers: host2",
+                             "{hosts: 4000, participants: 1}", "{hosts: 241, participants: 17}",
+                             "events: [{at: 24 h, do: stop, hosts: 2}]"}) {
+        EXPECT_NO_THROW(check(read(text))) << text;
+    }
+    EXPECT_THROW(check(read("{hosts: 683, participants: 6}")), Refusal); // 4098
+}
+
+TEST(ScenarioFile, ThatIsLongerThanAnyIsNotRead) {
+    Scenario scenario;
+
+    EXPECT_THAT([&] { read_scenario_file("/dev/zero", scenario); },
+                ThrowsMessage<std::system_error>("/dev/zero: File too large"));
+}
+
 TEST(Settings, EachHasAnExampleThatIsAllowedAndNotTheDefault) {
     for (const Setting &setting : settings()) {
         Scenario scenario;

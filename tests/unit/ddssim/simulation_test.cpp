@@ -11,6 +11,7 @@
 
 #include "report.h"
 #include "scenario_file.h"
+#include "settings.h"
 
 using namespace ddssim;
 using simnet::MILLISECOND;
@@ -90,6 +91,59 @@ TEST(Simulation, ParticipantsOfAProcessNeedNotGreetEachOther) {
 TEST(Simulation, TheLastProcessHasTheRest) {
     EXPECT_EQ(
         run("{hosts: 1, participants: 5, participants_per_process: 3, for: 1 s}").participants, 5u);
+}
+
+/** A scenario in which an example changes something, but for the example itself. */
+Scenario scenario_for_example(const Setting &setting) {
+    std::istringstream words(setting.with);
+    Scenario scenario;
+
+    for (std::string option, value; words >> option >> value;) {
+        find_setting(option.substr(2))->set(scenario, value);
+    }
+    scenario.duration = 6 * SECOND;
+    return scenario;
+}
+
+TEST(Simulation, EachSettingChangesWhatHappens) {
+    // Two are for who reads; those that take longer to show have tests of their own.
+    const std::set<std::string> others = {"title", "description", "hosts",
+                                          "seed",  "lease",       "querier"};
+
+    for (const Setting &setting : settings()) {
+        if (!others.contains(setting.key)) {
+            const Scenario without = scenario_for_example(setting);
+            Scenario with = without;
+
+            setting.set(with, setting.example);
+            EXPECT_NE(simulate(with, with.seed, {}).hash, simulate(without, with.seed, {}).hash)
+                << setting.key;
+        }
+    }
+}
+
+TEST(Simulation, WhatFindsNoRoomInASocketIsLost) {
+    const auto drops = [](const std::string &text) {
+        std::vector<std::string> reasons;
+
+        for (const DropResult &drop : run(text).drops) {
+            reasons.emplace_back(drop.reason);
+        }
+        return reasons;
+    };
+
+    EXPECT_THAT(drops("{hosts: 60, receive_buffer: 2048}"), testing::Contains("buffer full"));
+    EXPECT_THAT(drops("{hosts: 60}"), Not(testing::Contains("buffer full")));
+}
+
+TEST(Simulation, TheQuerierKeepsASnoopingSwitchFromForgetting) {
+    const std::string text = "{hosts: 3, multicast: snooped, for: 6 min, querier: ";
+    const auto questions = [](const Result &result) {
+        return result.sent.at(static_cast<std::size_t>(Kind::QUESTION)).datagrams;
+    };
+
+    EXPECT_EQ(questions(run(text + "yes}")), 0u);
+    EXPECT_GT(questions(run(text + "no}")), 0u);
 }
 
 TEST(Simulation, ADelayIsWhatItTakesFromOneHostToAnother) {
@@ -365,6 +419,28 @@ TEST(TextReport, SaysWhatGoesOnBeingSent) {
 
 TEST(TextReport, OfOneAloneSaysNothingOfWhomItKnows) {
     EXPECT_THAT(as_text({}, run("{hosts: 1}")), Not(HasSubstr("\nknown   ")));
+}
+
+TEST(TextReport, IsNotRoundedUpToAll) {
+    Result result;
+
+    result.end = {SECOND, 99'999, 100'000};
+    EXPECT_THAT(as_text({}, result), HasSubstr("known at the end          99.99 % of 100,000\n"));
+}
+
+TEST(TextReport, ShowsTheBusiestHostsAndWhatTheirWiresLost) {
+    Result result;
+
+    for (std::uint64_t i = 1; i <= 7; ++i) {
+        result.hosts.push_back(
+            {"host" + std::to_string(i), {}, {1, 10 * i, 9 * i}, {2, 1'000 * i, 900 * i}});
+    }
+    const std::string text = as_text({}, result);
+
+    EXPECT_THAT(text,
+                HasSubstr("\nhost7          0     70         2             7,000        700"));
+    EXPECT_THAT(text, HasSubstr("\nhost3 "));
+    EXPECT_THAT(text, Not(HasSubstr("\nhost2 ")));
 }
 
 TEST(TextReport, HasNoThousandMilliseconds) {
