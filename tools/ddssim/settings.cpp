@@ -124,7 +124,7 @@ std::vector<Setting> all_settings() {
             },
             text_of_factor),
         share(
-            {"duplication", "SHARE", "the share that arrives twice", "1%", true},
+            {"duplication", "SHARE", "the share that arrives more than once", "1%", true},
             [](auto &all) -> auto & { return all.link.duplication; }),
         share(
             {"reordering", "SHARE", "the share that may be overtaken, within a millisecond", "1%",

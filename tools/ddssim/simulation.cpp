@@ -52,16 +52,21 @@ private:
     std::string text_;
 };
 
+/** So that two wires, one after the other, make the share what it is. */
+double of_one_wire(double share) {
+    return 1 - std::sqrt(1 - share);
+}
+
 /** Of one of the two wires between two hosts. */
 simnet::LinkProperty property_of(const LinkSettings &between) {
     simnet::LinkProperty link;
 
     link.delay = between.delay / 2;
     link.jitter = between.jitter / 2;
-    link.loss = 1 - std::sqrt(1 - between.loss);
+    link.loss = of_one_wire(between.loss);
     link.lossBurst = between.burst;
-    link.duplication = between.duplication / 2;
-    link.reordering = between.reordering / 2;
+    link.duplication = of_one_wire(between.duplication);
+    link.reordering = of_one_wire(between.reordering);
     link.bandwidth = between.bandwidth;
     return link;
 }

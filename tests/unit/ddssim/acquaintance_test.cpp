@@ -70,4 +70,16 @@ TEST_F(AcquaintanceTest, TheCurveHasWhatChangedByAHundredth) {
     EXPECT_EQ(all.curve()[2].known, 1u);
 }
 
+TEST_F(AcquaintanceTest, TheCurveLeavesOutWhatIsLessThanAHundredth) {
+    for (DDS_Octet i = 3; i <= 21; ++i) {
+        all.add(3, guid(i));
+    }
+    const std::size_t before = all.curve().size();
+
+    for (DDS_Octet i = 2; i <= 21; ++i) {
+        all.note(3 + i, first, guid(i), CAME); // each is a 420th
+    }
+    EXPECT_EQ(all.curve().size(), before + 4);
+}
+
 } // namespace

@@ -166,6 +166,29 @@ TEST(Simulation, TheLossIsThatBetweenTwoHosts) {
     EXPECT_NEAR(lost / sent, 0.3, 0.02);
 }
 
+TEST(Simulation, TheDuplicationIsThatBetweenTwoHosts) {
+    const Result result =
+        run("{hosts: 2, duplication: 50%, lease: 1 h, period: 100 ms, for: 10 min}");
+    const double announcements =
+        static_cast<double>(result.sent.at(static_cast<std::size_t>(Kind::ANNOUNCEMENT)).datagrams);
+    // Each is received by its own host as well.
+    const double arrived = static_cast<double>(result.received) - announcements;
+
+    // Of two wires that each double some, half of all come once, which leaves that many.
+    EXPECT_NEAR(arrived / static_cast<double>(sum(result.sent).datagrams),
+                std::pow(2 - std::sqrt(0.5), 2), 0.03);
+}
+
+TEST(Simulation, TheJitterIsThatBetweenTwoHosts) {
+    simnet::Time most = 0;
+
+    for (std::int64_t seed = 1; seed <= 30; ++seed) {
+        most = std::max(most, *run("{hosts: 2, delay: 0, jitter: 100 ms}", seed).all_known);
+    }
+    EXPECT_GT(most, 70 * MILLISECOND);
+    EXPECT_LT(most, 101 * MILLISECOND);
+}
+
 TEST(Simulation, ByPeersAllFindAllWithoutMulticast) {
     EXPECT_FALSE(run("{hosts: 4, multicast: none, for: 10 s}").is_complete());
     EXPECT_TRUE(run("{hosts: 4, multicast: none, peers: all, for: 10 s}").is_complete());
@@ -377,6 +400,21 @@ TEST(JsonReport, HasTheFieldsThatAreDocumentedAndNoOthers) {
         }
     }
     EXPECT_EQ(there, documented);
+}
+
+TEST(JsonReport, HasTimesInSeconds) {
+    Result result;
+
+    result.duration = 2'500 * MILLISECOND;
+    result.started = 500 * MILLISECOND;
+    result.all_known = 1'500 * MILLISECOND;
+    result.curve = {{1'250 * MILLISECOND, 1, 2}};
+    const auto objects = objects_of(as_json({}, result));
+
+    EXPECT_EQ(objects.at(1)["seconds"], 1.25);
+    EXPECT_EQ(objects.back()["seconds"], 2.5);
+    EXPECT_EQ(objects.back()["started"], 0.5);
+    EXPECT_EQ(objects.back()["all_known"], 1.5);
 }
 
 TEST(JsonReport, OfARunThatNeverSucceedsSaysSo) {
