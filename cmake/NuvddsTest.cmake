@@ -14,7 +14,9 @@ function(nuvdds_test directory)
     target_precompile_headers(test_${name} REUSE_FROM nuvdds_test_support)
     # Compiling the headers and templates that the sources have in common takes longer than what each is
     # about. So several sources are compiled as one.
-    set_target_properties(test_${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+    if(NOT DEFINED CMAKE_UNITY_BUILD)
+        set_target_properties(test_${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+    endif()
 
     set(discover ${CMAKE_CURRENT_BINARY_DIR}/discover_${name}.cmake)
     file(GENERATE OUTPUT ${discover} CONTENT

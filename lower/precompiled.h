@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // What most sources of the library include of the C++ library. Each includes what it uses all the
-// same, as the checks of clang-tidy, which compile without this, would tell.
+// same, as it does where the library is part of another tree, which compiles without this.
 #pragma once
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // What most sources of ddspart include and what is slow to compile. Each includes what it uses all
-// the same, as the checks of clang-tidy, which compile without this, would tell.
+// the same.
 #pragma once
 
 #include <algorithm>
