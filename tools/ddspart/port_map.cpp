@@ -17,9 +17,11 @@ void add(PortMap &map, const PortSettings &settings, DDS_Long index) {
         const bool is_multicast = port.kind.ends_with("multicast");
 
         if (port.is_valid() && is_multicast == (index == NO_INDEX)) {
-            map.emplace(static_cast<unsigned>(port.number),
-                        PortUse{settings.domain, is_multicast ? std::nullopt : std::optional(index),
-                                port.kind});
+            // They rise, usually: there is no place to look for then.
+            map.emplace_hint(map.end(), static_cast<unsigned>(port.number),
+                             PortUse{settings.domain,
+                                     is_multicast ? std::nullopt : std::optional(index),
+                                     port.kind});
         }
     }
 }

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <stdexcept>
 #include <utility>
 
 #include <unistd.h>
@@ -68,14 +67,6 @@ void insert_numbers(std::set<Number> &numbers, const Record &record) {
     }
 }
 
-std::optional<PortMap> map_of(const Wishes &wishes) {
-    try {
-        return port_map(wishes.well_known_ports);
-    } catch (const std::runtime_error &) { // as gather() has said
-        return std::nullopt;
-    }
-}
-
 /** Nobody who uses another interface hears one that is on loopback, not even on its host. */
 void add_lonely(End &end, const HeldPorts &held) {
     const std::vector<std::string> places = places_of(held);
@@ -95,7 +86,7 @@ void add_lonely(End &end, const HeldPorts &held) {
 } // namespace
 
 OwnEnd::OwnEnd(const DoctorOptions &options, const Wishes &wishes, const Facts &facts)
-    : options_(options), wishes_(wishes), facts_(facts), map_(map_of(wishes)) {}
+    : options_(options), wishes_(wishes), facts_(facts) {}
 
 VolleyPlan OwnEnd::volley_plan(Family family, std::uint64_t token) const {
     return {family, wishes_, facts_.interfaces, token};
@@ -152,9 +143,11 @@ void OwnEnd::forget() {
 }
 
 std::vector<HeldPorts> OwnEnd::held() const {
-    return map_ ? held_ports(holdings(*map_, true, getpid()), *map_, heard_,
-                             host::interface_addresses())
-                : std::vector<HeldPorts>();
+    const std::optional<PortMap> &map = facts_.port_map;
+
+    return map ? held_ports(holdings(*map, true, getpid()), *map, heard_,
+                            host::interface_addresses())
+               : std::vector<HeldPorts>();
 }
 
 void OwnEnd::take_heard() {

@@ -14,7 +14,6 @@
 #include "doctor/volley.h"
 #include "options.h"
 #include "participant.h"
-#include "port_map.h"
 
 namespace doctor {
 
@@ -67,7 +66,6 @@ private:
     const DoctorOptions &options_;
     const Wishes &wishes_;
     const Facts &facts_;
-    const std::optional<PortMap> map_; // none: the settings give too many uses to each port
     const Factory factory_;
     std::unique_ptr<Participant> listener_;
     std::unique_ptr<Participant> announcer_;

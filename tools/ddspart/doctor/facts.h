@@ -17,6 +17,7 @@
 #include "host/clocks.h"
 #include "host/ephemeral_ports.h"
 #include "host/files.h"
+#include "port_map.h"
 #include "sighting.h"
 
 namespace doctor {
@@ -180,6 +181,7 @@ struct Facts {
     std::set<unsigned> ports; // of the domain: for groups, and of the first indices
     std::vector<Probe> probes;
     std::vector<PeerTrial> peers;
+    std::optional<PortMap> port_map;        // none: the settings give too many uses to each port
     std::vector<HeldPorts> held;            // of the domain, by others; see compare()
     std::set<pid_t> stopped;                // the processes among their holders that are
     std::vector<PopulatedNetwork> networks; // the caller's own in any case

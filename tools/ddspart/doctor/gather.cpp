@@ -38,9 +38,8 @@ std::optional<std::size_t> descriptor_limit() {
 }
 
 /** The ports of the domain that others hold, in the caller's network or in all of the host's. */
-std::vector<HeldPorts> held_by_others(const Wishes &wishes, bool all_networks,
+std::vector<HeldPorts> held_by_others(const PortMap &map, const Wishes &wishes, bool all_networks,
                                       const std::vector<Sighting> &heard) {
-    const PortMap map = port_map(wishes.well_known_ports);
     std::vector<HeldPorts> all =
         held_ports(holdings(map, all_networks, getpid()), map, heard, host::interface_addresses());
 
@@ -88,7 +87,8 @@ void read_held(Facts &facts, const Wishes &wishes) {
     std::map<std::string, PopulatedNetwork> others;
 
     facts.networks = {{"own", true, addresses_of(facts.interfaces)}};
-    for (HeldPorts &row : held_by_others(wishes, true, {})) {
+    facts.port_map = port_map(wishes.well_known_ports);
+    for (HeldPorts &row : held_by_others(*facts.port_map, wishes, true, {})) {
         if (row.network.is_own) {
             facts.held.push_back(std::move(row));
             continue;
@@ -212,7 +212,7 @@ void compare(std::vector<HeldPorts> &held, const std::vector<HeldPorts> &later) 
 
 void look_again(Facts &facts, const Wishes &wishes, const std::vector<Sighting> &heard) {
     if (!facts.held.empty()) {
-        compare(facts.held, held_by_others(wishes, false, heard));
+        compare(facts.held, held_by_others(*facts.port_map, wishes, false, heard));
     }
     look_up_again(facts, wishes);
     facts.clocks_after = host::read_clocks();
