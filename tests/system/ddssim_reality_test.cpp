@@ -252,9 +252,11 @@ TEST_F(SimulationBesideReality, AsManyDatagramsOfEachKindAreSent) {
     // How busy the machine is decides these.
     ASSERT_EQ(real_times.size(), HOSTS - 1u);
     ASSERT_EQ(simulated_times.size(), HOSTS - 1u);
-    for (const std::size_t i : {(HOSTS - 2) / 2, HOSTS - 2}) {
-        std::printf("[ MEASURED ] greeted, the %zu. of %d: %.3f ms real, %.3f ms simulated\n",
-                    i + 1, HOSTS - 1, 1'000 * real_times.at(i), 1'000 * simulated_times.at(i));
+    for (const int i : {(HOSTS - 2) / 2, HOSTS - 2}) {
+        const auto at = static_cast<std::size_t>(i);
+
+        std::printf("[ MEASURED ] greeted, the %d. of %d: %.3f ms real, %.3f ms simulated\n", i + 1,
+                    HOSTS - 1, 1'000 * real_times.at(at), 1'000 * simulated_times.at(at));
     }
     std::printf("[ MEASURED ] the killed one was asked for until %.3f s real, %.3f s simulated\n",
                 asked_after(real), asked_after(simulated));
