@@ -22,6 +22,10 @@ function(nuvdds_floor name include_root below)
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON
     )
+    # The tests divert calls of one source to another, which the linker has to see.
+    if(NUVDDS_TESTS)
+        set_target_properties(nuvdds_${name} PROPERTIES UNITY_BUILD OFF)
+    endif()
     nuvdds_guide_fuzzing(nuvdds_${name})
     # The lowest floor has the header for all of them, which are compiled alike.
     get_property(floors GLOBAL PROPERTY NUVDDS_FLOORS)

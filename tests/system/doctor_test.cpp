@@ -147,6 +147,18 @@ TEST_F(Doctor, NamesAnInterfaceWithoutAddress) {
     EXPECT_THAT(found({"--interface", "net0"}), IsEmpty());
 }
 
+TEST_F(Doctor, NamesAnInterfaceWhoseAddressIsNotReady) {
+    if (!set("net.ipv6.conf.net0.dad_transmits", "100")) { // seconds in which others may object
+        GTEST_SKIP() << "settings of the network may not be changed here";
+    }
+    ip({"link", "set", "net0", "addrgenmode", "none"});
+    ip({"-6", "address", "flush", "dev", "net0"});
+    ip({"address", "add", "fd00::2/64", "dev", "net0"});
+    EXPECT_THAT(found(BY_IPV6), ElementsAre("address-not-ready"));
+    ip({"address", "add", "fd00::3/64", "dev", "net0", "nodad"});
+    EXPECT_THAT(found(BY_IPV6), IsEmpty());
+}
+
 TEST_F(Doctor, NamesAnInterfaceThatIsNotThere) {
     EXPECT_THAT(found({"--interface", "net7"}), ElementsAre("no-such-interface"));
     EXPECT_THAT(found({"--interface", "192.0.2.2"}), IsEmpty());
