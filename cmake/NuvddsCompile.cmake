@@ -35,7 +35,11 @@ endif()
 # Where there are fuzz targets, TARGET tells them which of its branches an input takes. Other
 # programs link it all the same: the address sanitizer brings what it calls.
 function(nuvdds_guide_fuzzing target)
-    if(NUVDDS_FUZZ)
+    if(NUVDDS_FUZZ AND NUVDDS_TESTS)
+        # Beside tests they make a moment's tries that compare nothing: what it takes to note all
+        # comparisons would be compiled and run through by everything else there.
+        target_compile_options(${target} PRIVATE -fsanitize-coverage=inline-8bit-counters,pc-table)
+    elseif(NUVDDS_FUZZ)
         target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
     endif()
 endfunction()

